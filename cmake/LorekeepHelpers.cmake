@@ -1,0 +1,14 @@
+# lorekeep_add_test(tst_name SOURCES a.cpp ... [LIBS extra ...])
+# One QtTest executable per area, registered with CTest and run on the offscreen platform so that it
+# needs no display. Each test gets a private XDG config folder and home so it never touches the
+# real user's settings or library.
+function(lorekeep_add_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE lorekeep_options lorekeep_testsupport Qt6::Test ${ARG_LIBS})
+  add_test(NAME ${name} COMMAND ${name})
+  set(scratch ${CMAKE_CURRENT_BINARY_DIR}/scratch/${name})
+  set_tests_properties(${name} PROPERTIES
+    TIMEOUT 300
+    ENVIRONMENT "QT_QPA_PLATFORM=offscreen;XDG_CONFIG_HOME=${scratch}/config;XDG_DATA_HOME=${scratch}/data;LOREKEEP_HOME=${scratch}/home")
+endfunction()

@@ -1,0 +1,34 @@
+#include "FavoriteTable.h"
+
+#include "StoreQuery.h"
+
+bool FavoriteTable::Load(const QSqlDatabase &db, QVector<FavoriteRow> *rows, ErrObject *err)
+{
+    rows->clear();
+    StoreQuery query(db);
+    if (!query.run(QStringLiteral("SELECT auto_id, url, title, desc FROM favorites"), err))
+        return false;
+    while (query.next())
+        rows->append({query.id(0), query.text(1), query.text(2), query.text(3)});
+    return true;
+}
+
+bool FavoriteTable::Add(const QSqlDatabase &db, const FavoriteRow &row, qint32 *newId, ErrObject *err)
+{
+    StoreQuery query(db);
+    if (!query.run(QStringLiteral("INSERT INTO favorites (url, title, desc) VALUES (?, ?, ?)"),
+                   {row.url, row.title, row.desc}, err))
+        return false;
+    *newId = query.insertedId();
+    return true;
+}
+
+bool FavoriteTable::Delete(const QSqlDatabase &db, qint32 id, bool *deleted, ErrObject *err)
+{
+    StoreQuery query(db);
+    if (!query.run(QStringLiteral("DELETE FROM favorites WHERE auto_id = ?"), {id}, err))
+        return false;
+    if (deleted)
+        *deleted = query.rowsAffected() > 0;
+    return true;
+}

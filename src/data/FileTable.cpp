@@ -1,0 +1,117 @@
+#include "FileTable.h"
+
+#include "StoreError.h"
+#include "StoreQuery.h"
+
+#include <QStringList>
+
+namespace {
+
+const QString selectFiles = QStringLiteral("SELECT auto_id, game_id, sub_cat, src, desc, txt_rtf FROM file");
+
+FileRow fileRow(const StoreQuery &query)
+{
+    return {query.id(0), query.id(1), query.code(2), query.text(3), query.text(4), query.text(5)};
+}
+
+bool changedOne(const StoreQuery &query, qint32 id, ErrObject *err)
+{
+    if (query.rowsAffected() > 0)
+        return true;
+    *err = StoreError::noRow("file", id);
+    return false;
+}
+
+} // namespace
+
+bool FileTable::List(const QSqlDatabase &db, qint32 gameId, QVector<FileRow> *rows, ErrObject *err)
+{
+    rows->clear();
+    StoreQuery query(db);
+    if (!query.run(selectFiles + QStringLiteral(" WHERE game_id = ") + QString::number(gameId), err))
+        return false;
+    while (query.next())
+        rows->append(fileRow(query));
+    return true;
+}
+
+bool FileTable::Read(const QSqlDatabase &db, qint32 id, FileRow *row, bool *found, ErrObject *err)
+{
+    StoreQuery query(db);
+    if (!query.run(selectFiles + QStringLiteral(" WHERE auto_id = ") + QString::number(id), err))
+        return false;
+    *found = query.next();
+    if (*found)
+        *row = fileRow(query);
+    return true;
+}
+
+bool FileTable::Count(const QSqlDatabase &db, qint32 gameId, int *count, ErrObject *err)
+{
+    StoreQuery query(db);
+    if (!query.run(QStringLiteral("SELECT COUNT(*) FROM file WHERE game_id = ") + QString::number(gameId), err))
+        return false;
+    *count = query.next() ? query.value(0).toInt() : 0;
+    return true;
+}
+
+bool FileTable::Add(const QSqlDatabase &db, const FileRow &row, qint32 *newId, ErrObject *err)
+{
+    StoreQuery query(db);
+    if (!query.run(QStringLiteral("INSERT INTO file (game_id, sub_cat, src, desc, txt_rtf) VALUES (?, ?, ?, ?, ?)"),
+                   {row.game_id, row.sub_cat, row.src, row.desc, row.txt_rtf}, err))
+        return false;
+    *newId = query.insertedId();
+    return true;
+}
+
+bool FileTable::Update(const QSqlDatabase &db, const FileRow &row, ErrObject *err)
+{
+    StoreQuery query(db);
+    return query.run(QStringLiteral("UPDATE file SET sub_cat = ?, src = ?, desc = ?, txt_rtf = ? WHERE auto_id = ?"),
+                     {row.sub_cat, row.src, row.desc, row.txt_rtf, row.auto_id}, err) &&
+           changedOne(query, row.auto_id, err);
+}
+
+bool FileTable::Move(const QSqlDatabase &db, qint32 id, qint32 gameId, ErrObject *err)
+{
+    StoreQuery query(db);
+    return query.run(QStringLiteral("UPDATE file SET game_id = ? WHERE auto_id = ?"), {gameId, id}, err) &&
+           changedOne(query, id, err);
+}
+
+bool FileTable::Delete(const QSqlDatabase &db, qint32 id, ErrObject *err)
+{
+    StoreQuery query(db);
+    return query.run(QStringLiteral("DELETE FROM file WHERE auto_id = ?"), {id}, err) && changedOne(query, id, err);
+}
+
+QString FileTable::FindStatement(const FileCriteria &criteria)
+{
+    QStringList terms;
+    if (criteria.GameId != 0)
+        terms << QStringLiteral("game_id = ") + QString::number(criteria.GameId);
+    if (!criteria.SubCats.isEmpty()) {
+        QStringList subCats;
+        for (quint8 subCat : criteria.SubCats)
+            subCats << QStringLiteral("sub_cat = ") + QString::number(subCat);
+        const QString any = subCats.join(QStringLiteral(" Or "));
+        terms << (terms.isEmpty() ? any : QLatin1Char('(') + any + QLatin1Char(')'));
+    }
+    if (terms.isEmpty())
+        return selectFiles;
+    return selectFiles + QStringLiteral(" WHERE ") + terms.join(QStringLiteral(" AND "));
+}
+
+bool FileTable::Find(const QSqlDatabase &db, const FileCriteria &criteria,
+                     const std::function<bool(const FileRow &)> &visit, ErrObject *err)
+{
+    StoreQuery query(db);
+    if (!query.run(FindStatement(criteria), err))
+        return false;
+    while (query.next()) {
+        if (!visit(fileRow(query)))
+            break;
+    }
+    return true;
+}

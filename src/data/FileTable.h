@@ -1,0 +1,52 @@
+#pragma once
+
+#include "platform/ErrObject.h"
+
+#include <QList>
+#include <QSqlDatabase>
+#include <QString>
+#include <QVector>
+
+#include <functional>
+
+struct FileRow
+{
+    qint32 auto_id = 0;
+    qint32 game_id = 0;
+    quint8 sub_cat = 0;
+    QString src;
+    QString desc;
+    QString txt_rtf;
+};
+
+// Which files a search reads: those of one game (0 for any) whose sub-category is one of `SubCats`
+// (empty for any).
+struct FileCriteria
+{
+    qint32 GameId = 0;
+    QList<quint8> SubCats;
+};
+
+// The statements on table `file`. Each returns false with `err` filled when the store fails; a
+// change to a row that is not there fails with ErrNumber::NoCurrentRecord.
+class FileTable final
+{
+public:
+    // A game's files in the store's order.
+    static bool List(const QSqlDatabase &db, qint32 gameId, QVector<FileRow> *rows, ErrObject *err);
+    static bool Read(const QSqlDatabase &db, qint32 id, FileRow *row, bool *found, ErrObject *err);
+    // How many files a game has.
+    static bool Count(const QSqlDatabase &db, qint32 gameId, int *count, ErrObject *err);
+    // Adds `row` (its auto_id is ignored) and returns the new id in `newId`.
+    static bool Add(const QSqlDatabase &db, const FileRow &row, qint32 *newId, ErrObject *err);
+    // Rewrites the sub-category, source, description and text of the file `row.auto_id`.
+    static bool Update(const QSqlDatabase &db, const FileRow &row, ErrObject *err);
+    static bool Move(const QSqlDatabase &db, qint32 id, qint32 gameId, ErrObject *err);
+    static bool Delete(const QSqlDatabase &db, qint32 id, ErrObject *err);
+
+    // The text of the search statement for `criteria` (ids and codes only, never user text).
+    static QString FindStatement(const FileCriteria &criteria);
+    // Calls `visit` with each file that meets `criteria`, in the store's order, until it returns false.
+    static bool Find(const QSqlDatabase &db, const FileCriteria &criteria,
+                     const std::function<bool(const FileRow &)> &visit, ErrObject *err);
+};

@@ -1,0 +1,129 @@
+#include "Schema.h"
+
+#include "StoreError.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QUuid>
+
+namespace {
+
+struct TableCheck
+{
+    const char *table;
+    const char *columns;
+};
+
+// Every column the program reads or writes, by table.
+constexpr TableCheck tableChecks[] = {
+    {"game", "auto_id, platform_id, genre_id, name, notes"},
+    {"file", "auto_id, game_id, sub_cat, src, desc, txt_rtf"},
+    {"bookmarks", "auto_id, tree_key, game, file, platform, sub_cat, genre"},
+    {"favorites", "auto_id, url, title, desc"},
+};
+
+bool runAll(QSqlDatabase &db, const QStringList &statements, QSqlError *error)
+{
+    QSqlQuery query(db);
+    for (const QString &statement : statements) {
+        if (!query.exec(statement)) {
+            *error = query.lastError();
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+QStringList Schema::Statements()
+{
+    QFile file(QStringLiteral(":/bundle/schema.sql"));
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QStringList statements;
+    QString current;
+    for (const QString &line : QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'))) {
+        const QString trimmed = line.trimmed();
+        if (trimmed.isEmpty() || trimmed.startsWith(QLatin1String("--")))
+            continue;
+        current += line + QLatin1Char('\n');
+        if (trimmed.endsWith(QLatin1Char(';'))) {
+            statements << current.trimmed();
+            current.clear();
+        }
+    }
+    return statements;
+}
+
+bool Schema::CreateStore(const QString &path, ErrObject *err)
+{
+    if (QFileInfo::exists(path)) {
+        *err = {ErrNumber::PathFileAccess,
+                QStringLiteral("Cannot create the store \"%1\": a file of that name exists.").arg(path)};
+        return false;
+    }
+    const QStringList statements = Statements();
+    if (statements.isEmpty()) {
+        *err = {ErrNumber::FileNotFound, QStringLiteral("The bundled store schema is missing from the program.")};
+        return false;
+    }
+    const QString partial = path + QStringLiteral(".part");
+    QFile::remove(partial);
+    const QString connection = QStringLiteral("lorekeep-create-") + QUuid::createUuid().toString(QUuid::WithoutBraces);
+    QSqlError error;
+    bool ok = false;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connection);
+        db.setDatabaseName(partial);
+        if (!db.open()) {
+            error = db.lastError();
+        } else {
+            ok = db.transaction() && runAll(db, statements, &error) && db.commit();
+            if (!ok && !error.isValid())
+                error = db.lastError();
+            db.close();
+        }
+    }
+    QSqlDatabase::removeDatabase(connection);
+    if (!ok) {
+        QFile::remove(partial);
+        *err = StoreError::fromSql(error, path);
+        err->Description = QStringLiteral("Cannot create the store \"%1\": %2").arg(path, error.text());
+        return false;
+    }
+    QFile file(partial);
+    if (!file.rename(path)) {
+        *err = {ErrNumber::PathFileAccess,
+                QStringLiteral("Cannot create the store \"%1\": %2").arg(path, file.errorString())};
+        QFile::remove(partial);
+        return false;
+    }
+    return true;
+}
+
+bool Schema::Verify(const QSqlDatabase &db, const QString &storePath, ErrObject *err)
+{
+    QSqlQuery query(db);
+    for (const TableCheck &check : tableChecks) {
+        const QString sql =
+            QStringLiteral("SELECT %1 FROM %2 LIMIT 0").arg(QLatin1String(check.columns), QLatin1String(check.table));
+        if (query.exec(sql))
+            continue;
+        const QSqlError error = query.lastError();
+        *err = StoreError::fromSql(error, storePath);
+        // Only a plain "no such table/column" means a database that is not ours; a locked or
+        // broken file keeps its own description.
+        if (err->Number == ErrNumber::StoreFailed) {
+            *err = {
+                ErrNumber::StoreNotLorekeep,
+                QStringLiteral("\"%1\" is a database but not a Lorekeep store: its table \"%2\" is missing or "
+                               "lacks the columns %3 (%4).")
+                    .arg(storePath, QLatin1String(check.table), QLatin1String(check.columns), error.databaseText())};
+        }
+        return false;
+    }
+    return true;
+}

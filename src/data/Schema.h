@@ -1,0 +1,24 @@
+#pragma once
+
+#include "platform/ErrObject.h"
+
+#include <QSqlDatabase>
+#include <QString>
+#include <QStringList>
+
+// The store's shape: the bundled schema that new stores are built from, and the check that an
+// opened database really is a Lorekeep store.
+class Schema final
+{
+public:
+    // The statements of the bundled schema, in order.
+    static QStringList Statements();
+
+    // Builds an empty store at `path`. The file appears whole or not at all; an existing file is
+    // never touched.
+    static bool CreateStore(const QString &path, ErrObject *err);
+
+    // Runs every table's column list against `db`; the first table that is missing or lacks a
+    // column the program reads makes it fail with a description naming the table.
+    static bool Verify(const QSqlDatabase &db, const QString &storePath, ErrObject *err);
+};

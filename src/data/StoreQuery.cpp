@@ -1,0 +1,37 @@
+#include "StoreQuery.h"
+
+#include "StoreError.h"
+
+#include <QLoggingCategory>
+#include <QSqlError>
+
+Q_LOGGING_CATEGORY(lcStore, "lorekeep.store")
+
+StoreQuery::StoreQuery(const QSqlDatabase &db) : m_db(db), m_query(db)
+{
+    m_query.setForwardOnly(true);
+}
+
+bool StoreQuery::run(const QString &sql, const QVariantList &values, ErrObject *err)
+{
+    if (!m_db.isOpen()) {
+        if (err)
+            *err = StoreError::noConnection();
+        return false;
+    }
+    bool ok = m_query.prepare(sql);
+    if (ok) {
+        for (const QVariant &value : values)
+            m_query.addBindValue(value);
+        ok = m_query.exec();
+    }
+    if (ok) {
+        m_rowsAffected = m_query.numRowsAffected();
+        m_insertedId = m_query.lastInsertId().toInt();
+    } else {
+        qCDebug(lcStore) << "statement failed:" << sql << m_query.lastError();
+        if (err)
+            *err = StoreError::fromSql(m_query.lastError(), m_db);
+    }
+    return ok;
+}

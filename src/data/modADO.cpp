@@ -1,0 +1,110 @@
+#include "modADO.h"
+
+#include "Schema.h"
+#include "StoreError.h"
+#include "shell/ErrorLog.h"
+
+#include <QFileInfo>
+#include <QSqlError>
+#include <QUrl>
+
+namespace {
+
+// How long a statement waits for another program's lock before it reports the store as locked.
+constexpr int busyTimeoutMs = 1500;
+
+QString openOnlyUri(const QString &path)
+{
+    // mode=rw opens an existing file only: a store is never created by opening it.
+    return QStringLiteral("file:") + QString::fromUtf8(QUrl::toPercentEncoding(path, "/")) + QStringLiteral("?mode=rw");
+}
+
+} // namespace
+
+modADO::modADO(QString connectionName) : m_connectionName(std::move(connectionName)) {}
+
+modADO::~modADO()
+{
+    Close();
+}
+
+modADO &modADO::instance()
+{
+    static modADO program(QStringLiteral("lorekeep"));
+    return program;
+}
+
+QString modADO::NameFromPath(const QString &path)
+{
+    const QString fileName = path.split(QLatin1Char('/')).constLast();
+    const QString tail = fileName.right(4);
+    if (tail.isEmpty())
+        return fileName;
+    return QString(fileName).remove(tail);
+}
+
+bool modADO::Connect(const QString &path)
+{
+    ErrObject err;
+    if (Open(path, &err))
+        return true;
+    LogError(err, QStringLiteral("modADO"), QStringLiteral("Connect"), true);
+    return false;
+}
+
+bool modADO::Open(const QString &path, ErrObject *err)
+{
+    m_path = path;
+    m_name = NameFromPath(path);
+    Close();
+
+    const QFileInfo info(path);
+    if (!info.exists()) {
+        *err = {ErrNumber::StoreNotFound, QStringLiteral("Could not find the store \"%1\".").arg(path)};
+        return false;
+    }
+    if (info.isDir()) {
+        *err = {ErrNumber::StoreNotADatabase, QStringLiteral("\"%1\" is a folder, not a Lorekeep store.").arg(path)};
+        return false;
+    }
+    if (!info.isReadable()) {
+        *err = {ErrNumber::PermissionDenied,
+                QStringLiteral("The store \"%1\" cannot be read: permission denied.").arg(path)};
+        return false;
+    }
+
+    bool ok = false;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
+        db.setDatabaseName(openOnlyUri(path));
+        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=%1").arg(busyTimeoutMs));
+        if (!db.open())
+            *err = StoreError::fromSql(db.lastError(), path);
+        else
+            ok = Schema::Verify(db, path, err);
+    }
+    if (!ok)
+        Close();
+    return ok;
+}
+
+void modADO::Close()
+{
+    if (!QSqlDatabase::contains(m_connectionName))
+        return;
+    {
+        QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
+        db.close();
+    }
+    QSqlDatabase::removeDatabase(m_connectionName);
+}
+
+bool modADO::IsOpen() const
+{
+    return QSqlDatabase::contains(m_connectionName) && QSqlDatabase::database(m_connectionName, false).isOpen();
+}
+
+QSqlDatabase modADO::Connection() const
+{
+    return QSqlDatabase::contains(m_connectionName) ? QSqlDatabase::database(m_connectionName, false) : QSqlDatabase();
+}

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/ErrObject.h"
+
+#include <QSqlDatabase>
+#include <QString>
+
+// The one connection to the open store, with the path it was opened from and the name shown in the
+// window caption. The program uses instance(); tests make their own under unique connection names.
+class modADO final
+{
+public:
+    explicit modADO(QString connectionName);
+    ~modADO();
+    Q_DISABLE_COPY_MOVE(modADO)
+
+    static modADO &instance();
+
+    // Opens the existing store at `path` and makes it this connection, releasing the previous one
+    // first. Failures are logged (module "modADO", procedure "Connect") with the message shown.
+    bool Connect(const QString &path);
+    // The same without logging: `err` says what went wrong. A failure leaves no connection open and
+    // changes no file.
+    bool Open(const QString &path, ErrObject *err);
+    void Close();
+
+    bool IsOpen() const;
+    // The open connection; an invalid one while none is open.
+    QSqlDatabase Connection() const;
+    QString DatabasePath() const { return m_path; }
+    QString DatabaseName() const { return m_name; }
+
+    // The file name (after the last "/") with every occurrence of its last four characters removed:
+    // "lorekeep.lkb" gives "lorekeep".
+    static QString NameFromPath(const QString &path);
+
+private:
+    QString m_connectionName;
+    QString m_path;
+    QString m_name;
+};

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QString>
+
+// The error of a failed operation, handed from the code that trapped it to LogError.
+// Number 0 means that no error is pending.
+struct ErrObject
+{
+    long Number = 0;
+    QString Description;
+
+    bool isError() const { return Number != 0; }
+    void Clear()
+    {
+        Number = 0;
+        Description.clear();
+    }
+};
+
+// Error numbers of our own. The store's numbers follow the old database engine's, so that a log
+// written by an earlier version of the program reads the same.
+namespace ErrNumber {
+constexpr long ElementNotFound = 35601; // list and tree adapters: no item with that key
+constexpr long KeyNotUnique = 35602;    // list and tree adapters: the key is taken
+constexpr long FileNotFound = 53;
+constexpr long PermissionDenied = 70;
+constexpr long PathFileAccess = 75;
+constexpr long NoCurrentRecord = 3021; // the row to change or delete does not exist
+constexpr long StoreNotFound = 3024;
+constexpr long StoreLocked = 3045;
+constexpr long StoreReadOnly = 3051;
+constexpr long StoreNotLorekeep = 3078;
+constexpr long StoreNotADatabase = 3343;
+constexpr long StoreFailed = -2147467259; // any other failure reported by the store
+constexpr long NoConnection = 3704;       // an operation on the store while none is open
+} // namespace ErrNumber

@@ -1,0 +1,123 @@
+#include "QtPrompts.h"
+
+#include <QApplication>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QHash>
+#include <QInputDialog>
+#include <QMessageBox>
+#include <QPushButton>
+
+namespace {
+
+QWidget *dialogParent()
+{
+    return QApplication::activeModalWidget() ? QApplication::activeModalWidget() : QApplication::activeWindow();
+}
+
+QMessageBox::StandardButton standardButton(MsgResult answer)
+{
+    switch (answer) {
+    case MsgResult::OK: return QMessageBox::Ok;
+    case MsgResult::Cancel: return QMessageBox::Cancel;
+    case MsgResult::Abort: return QMessageBox::Abort;
+    case MsgResult::Retry: return QMessageBox::Retry;
+    case MsgResult::Ignore: return QMessageBox::Ignore;
+    case MsgResult::Yes: return QMessageBox::Yes;
+    case MsgResult::No: return QMessageBox::No;
+    }
+    return QMessageBox::Ok;
+}
+
+QMessageBox::Icon messageIcon(MsgIcon icon)
+{
+    switch (icon) {
+    case MsgIcon::None: return QMessageBox::NoIcon;
+    case MsgIcon::Critical: return QMessageBox::Critical;
+    case MsgIcon::Question: return QMessageBox::Question;
+    case MsgIcon::Exclamation: return QMessageBox::Warning;
+    case MsgIcon::Information: return QMessageBox::Information;
+    }
+    return QMessageBox::NoIcon;
+}
+
+void setUp(QFileDialog &dialog, const FileDialogOptions &options)
+{
+    dialog.setWindowTitle(options.Title);
+    const QString filter = Prompts::qtFilter(options.Filter);
+    if (!filter.isEmpty())
+        dialog.setNameFilters(filter.split(QStringLiteral(";;")));
+    if (!options.InitDir.isEmpty())
+        dialog.setDirectory(options.InitDir);
+    if (!options.FileName.isEmpty())
+        dialog.selectFile(options.FileName);
+    if (!options.DefaultExt.isEmpty())
+        dialog.setDefaultSuffix(options.DefaultExt);
+}
+
+std::optional<QString> runFileDialog(QFileDialog &dialog)
+{
+    QGuiApplication::setOverrideCursor(Qt::ArrowCursor);
+    const bool accepted = dialog.exec() == QDialog::Accepted && !dialog.selectedFiles().isEmpty();
+    QGuiApplication::restoreOverrideCursor();
+    if (!accepted)
+        return std::nullopt;
+    return dialog.selectedFiles().constFirst();
+}
+
+} // namespace
+
+MsgResult QtPrompts::MsgBox(const QString &prompt, MsgButtons buttons, MsgIcon icon, const QString &title)
+{
+    // Messages are written with CR LF line breaks; a label wants plain line feeds.
+    QString text = prompt;
+    text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    QMessageBox box(messageIcon(icon), title, text, QMessageBox::NoButton, dialogParent());
+    box.setTextFormat(Qt::PlainText);
+    const QList<MsgResult> answers = answersOf(buttons);
+    QHash<QAbstractButton *, MsgResult> answerOf;
+    for (MsgResult answer : answers)
+        answerOf.insert(box.addButton(standardButton(answer)), answer);
+    // The first button is the default one, as users of message boxes expect.
+    box.setDefaultButton(standardButton(answers.constFirst()));
+    box.setEscapeButton(box.button(standardButton(escapeAnswer(buttons))));
+    QGuiApplication::setOverrideCursor(Qt::ArrowCursor);
+    box.exec();
+    QGuiApplication::restoreOverrideCursor();
+    return answerOf.value(box.clickedButton(), escapeAnswer(buttons));
+}
+
+std::optional<QString> QtPrompts::InputBox(const QString &prompt, const QString &title, const QString &defaultText)
+{
+    QInputDialog dialog(dialogParent());
+    dialog.setWindowTitle(title);
+    dialog.setLabelText(prompt);
+    dialog.setTextValue(defaultText);
+    QGuiApplication::setOverrideCursor(Qt::ArrowCursor);
+    const bool accepted = dialog.exec() == QDialog::Accepted;
+    QGuiApplication::restoreOverrideCursor();
+    if (!accepted)
+        return std::nullopt;
+    return dialog.textValue();
+}
+
+std::optional<QString> QtPrompts::GetOpenFileName(const FileDialogOptions &options)
+{
+    QFileDialog dialog(dialogParent());
+    dialog.setAcceptMode(QFileDialog::AcceptOpen);
+    dialog.setFileMode(QFileDialog::ExistingFile);
+    setUp(dialog, options);
+    return runFileDialog(dialog);
+}
+
+std::optional<QString> QtPrompts::GetSaveFileName(const FileDialogOptions &options)
+{
+    QFileDialog dialog(dialogParent());
+    dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.setFileMode(QFileDialog::AnyFile);
+    // The callers ask their own "already exists" question where the program needs one.
+    dialog.setOption(QFileDialog::DontConfirmOverwrite);
+    setUp(dialog, options);
+    return runFileDialog(dialog);
+}

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <QString>
+
+// One persisted setting: its section, its key and the value a reader gets when the entry is absent.
+// A null default marks a value the reader computes itself (noted at the key).
+struct SettingKey
+{
+    const char *Section;
+    const char *Key;
+    const char *Default;
+
+    QString section() const { return QString::fromLatin1(Section); }
+    QString key() const { return QString::fromLatin1(Key); }
+    QString defaultValue() const { return Default ? QString::fromLatin1(Default) : QString(); }
+    bool hasDefault() const { return Default != nullptr; }
+};
+
+// Every key the program reads or writes. Callers use these instead of spelling sections and keys.
+namespace SettingKeys {
+
+// Settings: first run, tip of the day, tree search, Quick Clip window.
+constexpr SettingKey FirstRun{"Settings", "FirstRun", "0"};
+constexpr SettingKey TOD{"Settings", "TOD", "1"};
+constexpr SettingKey LastSearchText{"Settings", "LastSearchText", ""};
+// Quick Clip geometry: the window's own design geometry when absent.
+constexpr SettingKey ClipTop{"Settings", "ClipTop", nullptr};
+constexpr SettingKey ClipLeft{"Settings", "ClipLeft", nullptr};
+constexpr SettingKey ClipWidth{"Settings", "ClipWidth", nullptr};
+constexpr SettingKey ClipHeight{"Settings", "ClipHeight", nullptr};
+constexpr SettingKey QCFont{"Settings", "QCFont", "Courier New"};
+
+// Options: the three user options of the Options dialog.
+constexpr SettingKey AppLayout{"Options", "AppLayout", "0"};
+// Browser start page: "Start.html" in the home folder when absent.
+constexpr SettingKey BrowsStart{"Options", "BrowsStart", nullptr};
+constexpr SettingKey FileView{"Options", "FileView", "3"};
+
+// Layout of the main window (splitter positions in twips).
+constexpr SettingKey LayoutTree{"Layout", "ctlTree", "True"};
+constexpr SettingKey LayoutDetail{"Layout", "Detail", "True"};
+constexpr SettingKey LayoutImgs1Left{"Layout", "imgs1Left", "3720"};
+// Horizontal splitter: the client height less the details height and the splitter when absent.
+constexpr SettingKey LayoutImgs2Top{"Layout", "imgs2Top", nullptr};
+constexpr SettingKey LayoutDetailHeight{"Layout", "DetailHeight", "2295"};
+
+constexpr SettingKey TreeSearchText{"Tree", "SearchText", "Search..."};
+
+constexpr SettingKey DetailSelTab{"Detail", "SelTab", "1"};
+constexpr SettingKey ViewSelTab{"View", "SelTab", "1"};
+
+constexpr SettingKey BrowsePopups{"BrowseSettings", "Popups", "1"};
+
+// Indexed keys. Bookmark columns 1-5; favorites 1-3 and search results 1-4 default to widths the
+// details pane computes from the screen width.
+SettingKey BookmarkColumn(int index);
+SettingKey FavoriteColumn(int index);
+SettingKey SearchColumn(int index);
+// File list column widths 1-3: "View" at creation, "ViewControl" when the layout is restored.
+SettingKey ViewColumn(int index);
+SettingKey ViewControlColumn(int index);
+// Find Files: category check boxes 1-6 and field check boxes 1-3.
+SettingKey FindCategory(int index);
+SettingKey FindField(int index);
+
+} // namespace SettingKeys

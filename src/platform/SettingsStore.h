@@ -1,0 +1,26 @@
+#pragma once
+
+#include "SettingKeys.h"
+
+#include <QString>
+
+#include <optional>
+
+// The per-user settings store: strings by section and key under the application "Lorekeep", kept in
+// an INI file in the user's configuration folder. Every reader supplies its own default.
+QString GetSetting(const QString &section, const QString &key, const QString &defaultValue);
+void SaveSetting(const QString &section, const QString &key, const QString &value);
+
+// The same through the table of keys, with the table's default.
+QString GetSetting(const SettingKey &setting);
+void SaveSetting(const SettingKey &setting, const QString &value);
+
+// The usual conversions of a stored string. A value that does not convert gives nothing, and the
+// reader keeps its own design value.
+std::optional<long> SettingNumber(const QString &value);
+std::optional<bool> SettingBool(const QString &value);
+// Booleans are stored as "True"/"False".
+QString SettingText(bool value);
+
+// Where the store lives; useful for messages and tests.
+QString SettingsFileName();

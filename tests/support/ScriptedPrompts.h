@@ -1,0 +1,60 @@
+#pragma once
+
+#include "platform/Prompts.h"
+
+#include <QList>
+#include <QString>
+
+#include <optional>
+
+// One prompt the program showed, as the user would have seen it.
+struct PromptRecord
+{
+    enum Kind { Message, Input, OpenFile, SaveFile };
+    Kind kind = Message;
+    QString text; // the message or the input box's prompt; the file dialog's title
+    QString title;
+    MsgButtons buttons = MsgButtons::OK;
+    MsgIcon icon = MsgIcon::None;
+    QString defaultText;
+    FileDialogOptions options;
+};
+
+// The tests' prompts: answers are queued in advance and every prompt is recorded. A prompt nobody
+// queued an answer for, or one of another kind than the next answer, fails the running test and is
+// answered as a user closing the dialog would.
+class ScriptedPrompts final : public Prompts
+{
+public:
+    ScriptedPrompts();           // installs itself
+    ~ScriptedPrompts() override; // puts back what it replaced
+    Q_DISABLE_COPY_MOVE(ScriptedPrompts)
+
+    void answerMsgBox(MsgResult answer);
+    void answerInput(std::optional<QString> text);
+    void answerOpenFile(std::optional<QString> path);
+    void answerSaveFile(std::optional<QString> path);
+
+    const QList<PromptRecord> &shown() const { return m_shown; }
+    const PromptRecord &last() const { return m_shown.constLast(); }
+    int unanswered() const { return int(m_answers.size()); }
+    void clear();
+
+    MsgResult MsgBox(const QString &prompt, MsgButtons buttons, MsgIcon icon, const QString &title) override;
+    std::optional<QString> InputBox(const QString &prompt, const QString &title, const QString &defaultText) override;
+    std::optional<QString> GetOpenFileName(const FileDialogOptions &options) override;
+    std::optional<QString> GetSaveFileName(const FileDialogOptions &options) override;
+
+private:
+    struct Answer
+    {
+        PromptRecord::Kind kind;
+        MsgResult result;
+        std::optional<QString> text;
+    };
+    std::optional<Answer> take(const PromptRecord &record);
+
+    QList<PromptRecord> m_shown;
+    QList<Answer> m_answers;
+    Prompts *m_previous = nullptr;
+};

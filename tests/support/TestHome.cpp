@@ -1,0 +1,65 @@
+#include "TestHome.h"
+
+#include "data/FileTable.h"
+#include "data/GameTable.h"
+#include "data/Schema.h"
+#include "shell/AppPath.h"
+#include "shell/HomeFolder.h"
+
+#include <QTest>
+
+namespace {
+
+int g_homes = 0;
+
+} // namespace
+
+TestHome::TestHome()
+    : m_store(std::make_unique<modADO>(QStringLiteral("test-home-%1").arg(++g_homes))), m_previousHome(AppPath())
+{
+    ErrObject err;
+    m_valid = m_dir.isValid() && Schema::CreateStore(storePath(), &err) && m_store->Open(storePath(), &err);
+    if (!m_valid)
+        qWarning("TestHome: %s", qPrintable(err.Description));
+    SetAppPath(m_dir.path());
+}
+
+TestHome::~TestHome()
+{
+    m_store.reset();
+    SetAppPath(m_previousHome);
+}
+
+QString TestHome::path() const
+{
+    return NormalizeFolder(m_dir.path());
+}
+
+QString TestHome::storePath() const
+{
+    return path() + HomeFolder::StoreFileName;
+}
+
+qint32 TestHome::addGame(quint8 platform, quint8 genre, const QString &name)
+{
+    qint32 id = 0;
+    ErrObject err;
+    if (!GameTable::Add(db(), platform, genre, name, &id, &err))
+        QTest::qFail(qPrintable(err.Description), __FILE__, __LINE__);
+    return id;
+}
+
+qint32 TestHome::addFile(qint32 gameId, quint8 subCat, const QString &desc, const QString &rtf)
+{
+    FileRow row;
+    row.game_id = gameId;
+    row.sub_cat = subCat;
+    row.desc = desc;
+    row.src = QStringLiteral("https://example.org/") + desc;
+    row.txt_rtf = rtf.isEmpty() ? QStringLiteral("{\\rtf1\\ansi ") + desc + QLatin1Char('}') : rtf;
+    qint32 id = 0;
+    ErrObject err;
+    if (!FileTable::Add(db(), row, &id, &err))
+        QTest::qFail(qPrintable(err.Description), __FILE__, __LINE__);
+    return id;
+}

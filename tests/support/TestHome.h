@@ -1,0 +1,35 @@
+#pragma once
+
+#include "data/modADO.h"
+
+#include <QString>
+#include <QTemporaryDir>
+
+#include <memory>
+
+// A temporary home with a fresh empty store, opened on a connection of its own and made the
+// program's home for the test's lifetime.
+class TestHome final
+{
+public:
+    TestHome();
+    ~TestHome();
+    Q_DISABLE_COPY_MOVE(TestHome)
+
+    bool isValid() const { return m_valid; }
+    QString path() const; // ends in "/"
+    QString storePath() const;
+    QString file(const QString &name) const { return path() + name; }
+    modADO &store() { return *m_store; }
+    QSqlDatabase db() const { return m_store->Connection(); }
+
+    // Quick fixtures; they fail the test when the store refuses.
+    qint32 addGame(quint8 platform, quint8 genre, const QString &name);
+    qint32 addFile(qint32 gameId, quint8 subCat, const QString &desc, const QString &rtf = QString());
+
+private:
+    QTemporaryDir m_dir;
+    std::unique_ptr<modADO> m_store;
+    QString m_previousHome;
+    bool m_valid = false;
+};

@@ -1,0 +1,422 @@
+#include "ScriptedPrompts.h"
+#include "TestHome.h"
+#include "data/BookmarkTable.h"
+#include "data/FavoriteTable.h"
+#include "data/FileTable.h"
+#include "data/GameTable.h"
+#include "data/Schema.h"
+#include "data/StoreError.h"
+#include "data/modADO.h"
+
+#include <QCryptographicHash>
+#include <QFile>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <unistd.h>
+
+class tst_store final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void nameFromPath_data();
+    void nameFromPath();
+    void connectRefusesWhatIsNotAStore_data();
+    void connectRefusesWhatIsNotAStore();
+    void connectReportsThroughTheLog();
+    void lockedAndReadOnlyStores();
+    void gameAndFileRoundTrip();
+    void deleteGameIsOneTransaction();
+    void findStatements();
+    void bookmarksAndFavorites();
+
+private:
+    static QByteArray digest(const QString &path);
+    static void writeFile(const QString &path, const QByteArray &bytes);
+    static void rawSql(const QString &path, const QStringList &statements);
+};
+
+QByteArray tst_store::digest(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256)
+                                          : QByteArray();
+}
+
+void tst_store::writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+}
+
+void tst_store::rawSql(const QString &path, const QStringList &statements)
+{
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("raw"));
+        db.setDatabaseName(path);
+        QVERIFY(db.open());
+        QSqlQuery query(db);
+        for (const QString &statement : statements)
+            QVERIFY2(query.exec(statement), qPrintable(statement));
+        db.close();
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("raw"));
+}
+
+void tst_store::nameFromPath_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("name");
+    QTest::newRow("plainStore") << "lorekeep.lkb"
+                                << "lorekeep";
+    QTest::newRow("fullPath") << "/home/ann/games/My Guides.lkb"
+                              << "My Guides";
+    QTest::newRow("everyOccurrenceOfTheTail") << "/x/lkb.lkb"
+                                              << "lkb";
+    QTest::newRow("tailRepeated") << "a.lkba.lkb"
+                                  << "aa";
+    QTest::newRow("shortName") << "/x/ab"
+                               << "";
+    QTest::newRow("trailingSlash") << "/x/"
+                                   << "";
+}
+
+void tst_store::nameFromPath()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, name);
+    QCOMPARE(modADO::NameFromPath(path), name);
+}
+
+void tst_store::connectRefusesWhatIsNotAStore_data()
+{
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<long>("number");
+    QTest::addColumn<QString>("says");
+    QTest::newRow("missingFile") << "missing" << ErrNumber::StoreNotFound << "Could not find";
+    QTest::newRow("folder") << "folder" << ErrNumber::StoreNotADatabase << "is a folder";
+    QTest::newRow("textFile") << "text" << ErrNumber::StoreNotADatabase << "not a database";
+    QTest::newRow("emptyFile") << "empty" << ErrNumber::StoreNotLorekeep << "\"game\"";
+    QTest::newRow("otherDatabase") << "other" << ErrNumber::StoreNotLorekeep << "\"game\"";
+    QTest::newRow("columnMissing") << "column" << ErrNumber::StoreNotLorekeep << "\"favorites\"";
+}
+
+void tst_store::connectRefusesWhatIsNotAStore()
+{
+    QFETCH(QString, kind);
+    QFETCH(long, number);
+    QFETCH(QString, says);
+    TestHome home;
+    QVERIFY(home.isValid());
+    const QString path = home.file(QStringLiteral("candidate.lkb"));
+    if (kind == QLatin1String("folder"))
+        QVERIFY(QDir(home.path()).mkdir(QStringLiteral("candidate.lkb")));
+    else if (kind == QLatin1String("text"))
+        writeFile(path, QByteArray("Walkthrough for level 1\r\n").repeated(300));
+    else if (kind == QLatin1String("empty"))
+        writeFile(path, QByteArray());
+    else if (kind == QLatin1String("other"))
+        rawSql(path, {QStringLiteral("CREATE TABLE notes (id INTEGER, body TEXT)")});
+    else if (kind == QLatin1String("column")) {
+        QVERIFY(QFile::copy(home.storePath(), path));
+        rawSql(path, {QStringLiteral("DROP TABLE favorites"),
+                      QStringLiteral("CREATE TABLE favorites (auto_id INTEGER, url TEXT)")});
+    }
+    const QByteArray before = digest(path);
+
+    modADO store(QStringLiteral("candidate"));
+    ErrObject err;
+    QVERIFY(!store.Open(path, &err));
+    QCOMPARE(err.Number, number);
+    QVERIFY2(err.Description.contains(says), qPrintable(err.Description));
+    QVERIFY(!store.IsOpen());
+    QVERIFY(!store.Connection().isValid());
+    QCOMPARE(store.DatabasePath(), path);
+    QCOMPARE(digest(path), before);
+    QCOMPARE(QFileInfo::exists(path + QStringLiteral("-journal")), false);
+
+    // The same connection opens a good store afterwards.
+    QVERIFY2(store.Open(home.storePath(), &err), qPrintable(err.Description));
+    QVERIFY(store.IsOpen());
+    QCOMPARE(store.DatabaseName(), QStringLiteral("lorekeep"));
+}
+
+void tst_store::connectReportsThroughTheLog()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    modADO store(QStringLiteral("reports"));
+    prompts.answerMsgBox(MsgResult::OK);
+    QVERIFY(!store.Connect(home.file(QStringLiteral("nowhere.lkb"))));
+    QCOMPARE(prompts.last().title, QStringLiteral("modADO Error"));
+    QVERIFY(prompts.last().text.startsWith(QStringLiteral("Connect Error: 3024\r\n\r\nCould not find the store")));
+    QFile log(home.file(QStringLiteral("error.log")));
+    QVERIFY(log.open(QIODevice::ReadOnly));
+    QVERIFY(log.readAll().contains("  Module = modADO\r\n  Source = Connect\r\n  Number = 3024\r\n"));
+
+    QVERIFY(store.Connect(home.storePath()));
+    QCOMPARE(prompts.shown().size(), 1);
+}
+
+void tst_store::lockedAndReadOnlyStores()
+{
+    // The messages for codes the store reports.
+    QCOMPARE(StoreError::fromSql(QSqlError(QString(), QStringLiteral("attempt to write a readonly database"),
+                                           QSqlError::StatementError, QStringLiteral("8")),
+                                 QStringLiteral("/x/a.lkb"))
+                 .Number,
+             ErrNumber::StoreReadOnly);
+    QCOMPARE(StoreError::fromSql(QSqlError(QString(), QStringLiteral("database is locked"), QSqlError::StatementError,
+                                           QStringLiteral("5")),
+                                 QStringLiteral("/x/a.lkb"))
+                 .Number,
+             ErrNumber::StoreLocked);
+
+    TestHome home;
+    const qint32 game = home.addGame(18, 1, QStringLiteral("Doom"));
+
+    // Another program holds a write lock: reads go on, a write reports the lock and keeps nothing.
+    QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other"));
+    other.setDatabaseName(home.storePath());
+    QVERIFY(other.open());
+    QSqlQuery lock(other);
+    QVERIFY(lock.exec(QStringLiteral("BEGIN IMMEDIATE")));
+    ErrObject err;
+    bool found = false;
+    GameRow row;
+    QVERIFY(GameTable::Read(home.db(), game, &row, &found, &err));
+    QVERIFY(found);
+    QVERIFY(!GameTable::Rename(home.db(), game, QStringLiteral("Doom II"), &err));
+    QCOMPARE(err.Number, ErrNumber::StoreLocked);
+    QVERIFY(err.Description.contains(QStringLiteral("locked by another program")));
+
+    // An exclusive lock keeps even the check at opening out.
+    QVERIFY(lock.exec(QStringLiteral("COMMIT")));
+    QVERIFY(lock.exec(QStringLiteral("BEGIN EXCLUSIVE")));
+    QVERIFY(lock.exec(QStringLiteral("UPDATE game SET name = name")));
+    modADO second(QStringLiteral("second"));
+    QVERIFY(!second.Open(home.storePath(), &err));
+    QCOMPARE(err.Number, ErrNumber::StoreLocked);
+    QVERIFY(lock.exec(QStringLiteral("ROLLBACK")));
+    lock.finish();
+    other.close();
+    other = QSqlDatabase();
+    QSqlDatabase::removeDatabase(QStringLiteral("other"));
+    QVERIFY(GameTable::Read(home.db(), game, &row, &found, &err));
+    QCOMPARE(row.name, QStringLiteral("Doom"));
+
+    if (geteuid() == 0)
+        QSKIP("file permissions do not bind the superuser; the read-only message is checked above");
+    QFile::setPermissions(home.storePath(), QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther);
+    modADO readOnly(QStringLiteral("readonly"));
+    QVERIFY2(readOnly.Open(home.storePath(), &err), qPrintable(err.Description));
+    QVERIFY(!GameTable::Rename(readOnly.Connection(), game, QStringLiteral("Doom II"), &err));
+    QCOMPARE(err.Number, ErrNumber::StoreReadOnly);
+}
+
+void tst_store::gameAndFileRoundTrip()
+{
+    TestHome home;
+    ErrObject err;
+    const qint32 zelda = home.addGame(5, 2, QStringLiteral("The Legend of Zelda: Ocarina of Time"));
+    const qint32 mario = home.addGame(5, 1, QStringLiteral("Mario's \"Quest\"; DROP TABLE game; --"));
+    QVERIFY(zelda > 0 && mario > zelda);
+
+    const QString rtf = QStringLiteral("{\\rtf1\\ansi\\uc1 Caf\\u233?  \\u26085?\\u26412? \\par}");
+    const qint32 guide = home.addFile(zelda, 1, QStringLiteral("Full walkthrough – Ganon's Castle"), rtf);
+    const qint32 cheats = home.addFile(zelda, 2, QStringLiteral("Codes"));
+    home.addFile(mario, 3, QStringLiteral("Review"));
+
+    QVector<FileRow> files;
+    QVERIFY(FileTable::List(home.db(), zelda, &files, &err));
+    QCOMPARE(files.size(), 2);
+    QCOMPARE(files.at(0).auto_id, guide);
+    QCOMPARE(files.at(0).game_id, zelda);
+    QCOMPARE(files.at(0).sub_cat, quint8(1));
+    QCOMPARE(files.at(0).desc, QStringLiteral("Full walkthrough – Ganon's Castle"));
+    QCOMPARE(files.at(0).txt_rtf, rtf);
+    int count = 0;
+    QVERIFY(FileTable::Count(home.db(), zelda, &count, &err));
+    QCOMPARE(count, 2);
+
+    FileRow edited = files.at(1);
+    edited.sub_cat = 6;
+    edited.src = QStringLiteral("https://example.org/?q=a&b='c'");
+    edited.desc = QString(5000, QLatin1Char('x'));
+    QVERIFY(FileTable::Update(home.db(), edited, &err));
+    QVERIFY(FileTable::Move(home.db(), cheats, mario, &err));
+    FileRow read;
+    bool found = false;
+    QVERIFY(FileTable::Read(home.db(), cheats, &read, &found, &err));
+    QVERIFY(found);
+    QCOMPARE(read.game_id, mario);
+    QCOMPARE(read.src, edited.src);
+    QCOMPARE(read.desc.size(), 5000);
+
+    QVERIFY(GameTable::Rename(home.db(), mario, QStringLiteral("Mario 64"), &err));
+    QVERIFY(GameTable::Move(home.db(), mario, 3, 7, &err));
+    GameRow game;
+    QVERIFY(GameTable::Read(home.db(), mario, &game, &found, &err));
+    QCOMPARE(game.name, QStringLiteral("Mario 64"));
+    QCOMPARE(game.platform_id, quint8(3));
+    QCOMPARE(game.genre_id, quint8(7));
+
+    // Rows that are gone: reads say so, changes fail with their own error.
+    QVERIFY(FileTable::Delete(home.db(), guide, &err));
+    QVERIFY(FileTable::Read(home.db(), guide, &read, &found, &err));
+    QVERIFY(!found);
+    QVERIFY(!FileTable::Delete(home.db(), guide, &err));
+    QCOMPARE(err.Number, ErrNumber::NoCurrentRecord);
+    QVERIFY(!GameTable::Rename(home.db(), 999999, QStringLiteral("x"), &err));
+    QCOMPARE(err.Number, ErrNumber::NoCurrentRecord);
+
+    // Ids are never reused, even after the newest row was deleted.
+    const qint32 newest = home.addFile(mario, 4, QStringLiteral("Preview"));
+    QVERIFY(FileTable::Delete(home.db(), newest, &err));
+    QVERIFY(home.addFile(mario, 4, QStringLiteral("Preview again")) > newest);
+
+    // A closed connection is an error, not a crash.
+    home.store().Close();
+    QVERIFY(!FileTable::List(home.db(), zelda, &files, &err));
+    QCOMPARE(err.Number, ErrNumber::NoConnection);
+}
+
+void tst_store::deleteGameIsOneTransaction()
+{
+    TestHome home;
+    ErrObject err;
+    const qint32 keep = home.addGame(18, 8, QStringLiteral("Keep"));
+    const qint32 doomed = home.addGame(18, 1, QStringLiteral("Doomed"));
+    for (int i = 0; i < 3; ++i)
+        home.addFile(doomed, 1, QStringLiteral("part %1").arg(i));
+    home.addFile(keep, 1, QStringLiteral("stays"));
+
+    // When the game row cannot go, its files stay too.
+    QSqlQuery(home.db()).exec(QStringLiteral("CREATE TRIGGER refuse BEFORE DELETE ON game BEGIN "
+                                             "SELECT RAISE(ABORT, 'refused'); END"));
+    int deleted = -1;
+    QVERIFY(!GameTable::Delete(home.db(), doomed, &deleted, &err));
+    QVERIFY(err.Description.contains(QStringLiteral("refused")));
+    int count = 0;
+    QVERIFY(FileTable::Count(home.db(), doomed, &count, &err));
+    QCOMPARE(count, 3);
+
+    QSqlQuery(home.db()).exec(QStringLiteral("DROP TRIGGER refuse"));
+    QVERIFY(GameTable::Delete(home.db(), doomed, &deleted, &err));
+    QCOMPARE(deleted, 3);
+    QVERIFY(FileTable::Count(home.db(), doomed, &count, &err));
+    QCOMPARE(count, 0);
+    QVERIFY(FileTable::Count(home.db(), keep, &count, &err));
+    QCOMPARE(count, 1);
+    QVERIFY(home.addGame(18, 1, QStringLiteral("Doomed again")) > doomed);
+}
+
+void tst_store::findStatements()
+{
+    const QString select = QStringLiteral("SELECT auto_id, game_id, sub_cat, src, desc, txt_rtf FROM file");
+    QCOMPARE(FileTable::FindStatement({}), select);
+    QCOMPARE(FileTable::FindStatement({12, {}}), select + QStringLiteral(" WHERE game_id = 12"));
+    QCOMPARE(FileTable::FindStatement({0, {1, 2}}), select + QStringLiteral(" WHERE sub_cat = 1 Or sub_cat = 2"));
+
+    TestHome home;
+    ErrObject err;
+    const qint32 a = home.addGame(1, 1, QStringLiteral("A"));
+    const qint32 b = home.addGame(1, 1, QStringLiteral("B"));
+    home.addFile(a, 1, QStringLiteral("a1"));
+    home.addFile(a, 3, QStringLiteral("a3"));
+    home.addFile(a, 5, QStringLiteral("a5"));
+    home.addFile(b, 1, QStringLiteral("b1"));
+    QStringList seen;
+    const auto collect = [&seen](const FileRow &row) {
+        seen << row.desc;
+        return true;
+    };
+    // A game and categories together mean that game's files of those categories only.
+    QVERIFY(FileTable::Find(home.db(), {a, {1, 5}}, collect, &err));
+    QCOMPARE(seen, (QStringList{"a1", "a5"}));
+    seen.clear();
+    QVERIFY(FileTable::Find(home.db(), {0, {1}}, collect, &err));
+    QCOMPARE(seen, (QStringList{"a1", "b1"}));
+    seen.clear();
+    QVERIFY(FileTable::Find(
+        home.db(), {},
+        [&seen](const FileRow &row) {
+            seen << row.desc;
+            return seen.size() < 2;
+        },
+        &err));
+    QCOMPARE(seen.size(), 2);
+}
+
+void tst_store::bookmarksAndFavorites()
+{
+    TestHome home;
+    ErrObject err;
+    BookmarkRow bookmark{0,
+                         QStringLiteral("K_7|N_3|G_2|P_5"),
+                         QStringLiteral("Zelda"),
+                         QStringLiteral("Guide"),
+                         QStringLiteral("Nintendo 64"),
+                         1,
+                         2};
+    qint32 first = 0, second = 0;
+    QVERIFY(BookmarkTable::Add(home.db(), bookmark, &first, &err));
+    bookmark.tree_key = QStringLiteral("K_8|N_3|G_2|P_5");
+    QVERIFY(BookmarkTable::Add(home.db(), bookmark, &second, &err));
+    QVERIFY(second > first);
+
+    QVERIFY(
+        BookmarkTable::MoveGame(home.db(), first, QStringLiteral("K_7|N_3|G_4|P_18"), QStringLiteral("PC"), 4, &err));
+    QVERIFY(BookmarkTable::RenameGame(home.db(), first, QStringLiteral("Zelda DX"), &err));
+    QVERIFY(BookmarkTable::MoveFile(home.db(), second, QStringLiteral("K_8|N_9|G_1|P_6"), QStringLiteral("Tetris"),
+                                    QStringLiteral("Game Boy"), 1, &err));
+    QVector<BookmarkRow> rows;
+    QVERIFY(BookmarkTable::Load(home.db(), &rows, &err));
+    QCOMPARE(rows.size(), 2);
+    QCOMPARE(rows.at(0).tree_key, QStringLiteral("K_7|N_3|G_4|P_18"));
+    QCOMPARE(rows.at(0).game, QStringLiteral("Zelda DX"));
+    QCOMPARE(rows.at(0).platform, QStringLiteral("PC"));
+    QCOMPARE(rows.at(0).genre, quint8(4));
+    QCOMPARE(rows.at(0).file, QStringLiteral("Guide"));
+    QCOMPARE(rows.at(1).game, QStringLiteral("Tetris"));
+    QCOMPARE(rows.at(1).sub_cat, quint8(1));
+
+    BookmarkRow updated = rows.at(1);
+    updated.file = QStringLiteral("Cheats");
+    updated.sub_cat = 2;
+    QVERIFY(BookmarkTable::Update(home.db(), updated, &err));
+    bool found = false;
+    BookmarkRow read;
+    QVERIFY(BookmarkTable::Read(home.db(), second, &read, &found, &err));
+    QCOMPARE(read.file, QStringLiteral("Cheats"));
+    QCOMPARE(read.sub_cat, quint8(2));
+
+    bool deleted = false;
+    QVERIFY(BookmarkTable::Delete(home.db(), first, &deleted, &err));
+    QVERIFY(deleted);
+    QVERIFY(BookmarkTable::Delete(home.db(), first, &deleted, &err));
+    QVERIFY(!deleted);
+    QVERIFY(!BookmarkTable::RenameGame(home.db(), first, QStringLiteral("x"), &err));
+    QCOMPARE(err.Number, ErrNumber::NoCurrentRecord);
+
+    qint32 favorite = 0;
+    QVERIFY(FavoriteTable::Add(home.db(),
+                               {0, QStringLiteral("https://speedrun.example/zelda"), QStringLiteral("Any%"),
+                                QStringLiteral("Routes – ルート")},
+                               &favorite, &err));
+    QVector<FavoriteRow> favorites;
+    QVERIFY(FavoriteTable::Load(home.db(), &favorites, &err));
+    QCOMPARE(favorites.size(), 1);
+    QCOMPARE(favorites.at(0).auto_id, favorite);
+    QCOMPARE(favorites.at(0).desc, QStringLiteral("Routes – ルート"));
+    QVERIFY(FavoriteTable::Delete(home.db(), favorite, &deleted, &err));
+    QVERIFY(deleted);
+    QVERIFY(FavoriteTable::Load(home.db(), &favorites, &err));
+    QVERIFY(favorites.isEmpty());
+}
+
+QTEST_GUILESS_MAIN(tst_store)
+#include "tst_store.moc"
