@@ -402,6 +402,10 @@ void tst_store::bookmarksAndFavorites()
     QVERIFY(!BookmarkTable::RenameGame(home.db(), first, QStringLiteral("x"), &err));
     QCOMPARE(err.Number, ErrNumber::NoCurrentRecord);
 
+    // Strings never set are stored as empty texts, not refused.
+    qint32 blank = 0;
+    QVERIFY2(FavoriteTable::Add(home.db(), {}, &blank, &err), qPrintable(err.Description));
+
     qint32 favorite = 0;
     QVERIFY(FavoriteTable::Add(home.db(),
                                {0, QStringLiteral("https://speedrun.example/zelda"), QStringLiteral("Any%"),
@@ -409,13 +413,14 @@ void tst_store::bookmarksAndFavorites()
                                &favorite, &err));
     QVector<FavoriteRow> favorites;
     QVERIFY(FavoriteTable::Load(home.db(), &favorites, &err));
-    QCOMPARE(favorites.size(), 1);
-    QCOMPARE(favorites.at(0).auto_id, favorite);
-    QCOMPARE(favorites.at(0).desc, QStringLiteral("Routes – ルート"));
+    QCOMPARE(favorites.size(), 2);
+    QCOMPARE(favorites.at(0).url, QString());
+    QCOMPARE(favorites.at(1).auto_id, favorite);
+    QCOMPARE(favorites.at(1).desc, QStringLiteral("Routes – ルート"));
     QVERIFY(FavoriteTable::Delete(home.db(), favorite, &deleted, &err));
     QVERIFY(deleted);
     QVERIFY(FavoriteTable::Load(home.db(), &favorites, &err));
-    QVERIFY(favorites.isEmpty());
+    QCOMPARE(favorites.size(), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_store)

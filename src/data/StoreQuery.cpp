@@ -21,8 +21,13 @@ bool StoreQuery::run(const QString &sql, const QVariantList &values, ErrObject *
     }
     bool ok = m_query.prepare(sql);
     if (ok) {
-        for (const QVariant &value : values)
-            m_query.addBindValue(value);
+        for (const QVariant &value : values) {
+            // A null string would be stored as NULL; the text columns hold an empty text instead.
+            if (value.typeId() == QMetaType::QString && value.toString().isNull())
+                m_query.addBindValue(QString(QLatin1String("")));
+            else
+                m_query.addBindValue(value);
+        }
         ok = m_query.exec();
     }
     if (ok) {
