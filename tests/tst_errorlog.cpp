@@ -1,4 +1,5 @@
 #include "ScriptedPrompts.h"
+#include "data/modADO.h"
 #include "shell/AppPath.h"
 #include "shell/ErrorLog.h"
 
@@ -121,12 +122,12 @@ void tst_errorlog::logErrorShowsTheRecordWhenAsked()
              QStringLiteral("LoadFavorites"), false);
     QVERIFY(prompts.shown().isEmpty());
 
+    // The store's own failure goes through the same path, with the message shown.
     prompts.answerMsgBox(MsgResult::OK);
-    LogError({3024, QStringLiteral("Could not find the store.")}, QStringLiteral("modADO"), QStringLiteral("Connect"),
-             true);
+    QVERIFY(!modADO(QStringLiteral("missing")).Connect(dir.filePath(QStringLiteral("missing.lkb"))));
     QCOMPARE(prompts.shown().size(), 1);
     QCOMPARE(prompts.last().title, QStringLiteral("modADO Error"));
-    QCOMPARE(prompts.last().text, QStringLiteral("Connect Error: 3024\r\n\r\nCould not find the store."));
+    QVERIFY(prompts.last().text.startsWith(QStringLiteral("Connect Error: 3024\r\n\r\nCould not find the store")));
     QCOMPARE(prompts.last().icon, MsgIcon::Critical);
     QCOMPARE(prompts.last().buttons, MsgButtons::OK);
     QCOMPARE(read(path).count("  Number = 3024\r\n"), 2);

@@ -1,5 +1,6 @@
 #include "data/modNames.h"
 
+#include <QSet>
 #include <QTest>
 
 class tst_names final : public QObject
@@ -7,87 +8,39 @@ class tst_names final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void codeToName_data();
-    void codeToName();
-    void nameToCode_data();
-    void nameToCode();
+    void edgesOfEachTable();
     void everyNameRoundTrips();
 };
 
-void tst_names::codeToName_data()
+void tst_names::edgesOfEachTable()
 {
-    QTest::addColumn<QString>("table");
-    QTest::addColumn<int>("code");
-    QTest::addColumn<QString>("name");
+    using namespace modNames;
+    QCOMPARE(GetSubCatName(1), QStringLiteral("Walkthrough\\Guide"));
+    QCOMPARE(GetSubCatName(6), QStringLiteral("Web Link"));
+    QCOMPARE(GetGenreName(5), QStringLiteral("Role-Playing"));
+    QCOMPARE(GetGenreName(8), QStringLiteral("Strategy"));
+    QCOMPARE(GetPlatformName(1), QStringLiteral("Nintendo Entertainment System"));
+    QCOMPARE(GetPlatformName(8), QStringLiteral("Game Boy Advanced"));
+    QCOMPARE(GetPlatformName(11), QStringLiteral("32x"));
+    QCOMPARE(GetPlatformName(19), QStringLiteral("Arcade"));
+    for (quint8 none : {quint8(0), quint8(255)}) {
+        QCOMPARE(GetSubCatName(none), QString());
+        QCOMPARE(GetGenreName(none), QString());
+        QCOMPARE(GetPlatformName(none), QString());
+    }
+    QCOMPARE(GetSubCatName(7), QString());
+    QCOMPARE(GetGenreName(9), QString());
+    QCOMPARE(GetPlatformName(20), QString());
 
-    QTest::newRow("subCatFirst") << "subcat" << 1 << "Walkthrough\\Guide";
-    QTest::newRow("subCatLast") << "subcat" << 6 << "Web Link";
-    QTest::newRow("subCatNone") << "subcat" << 0 << "";
-    QTest::newRow("subCatPastEnd") << "subcat" << 7 << "";
-    QTest::newRow("subCatByteMax") << "subcat" << 255 << "";
-    QTest::newRow("genreFirst") << "genre" << 1 << "Action";
-    QTest::newRow("genreHyphen") << "genre" << 5 << "Role-Playing";
-    QTest::newRow("genreLast") << "genre" << 8 << "Strategy";
-    QTest::newRow("genreNone") << "genre" << 0 << "";
-    QTest::newRow("genrePastEnd") << "genre" << 9 << "";
-    QTest::newRow("platformFirst") << "platform" << 1 << "Nintendo Entertainment System";
-    QTest::newRow("platformAdvancedAsWritten") << "platform" << 8 << "Game Boy Advanced";
-    QTest::newRow("platformLowerCaseX") << "platform" << 11 << "32x";
-    QTest::newRow("platformPlaystationTwo") << "platform" << 16 << "Playstation II";
-    QTest::newRow("platformLast") << "platform" << 19 << "Arcade";
-    QTest::newRow("platformNone") << "platform" << 0 << "";
-    QTest::newRow("platformPastEnd") << "platform" << 20 << "";
-}
-
-void tst_names::codeToName()
-{
-    QFETCH(QString, table);
-    QFETCH(int, code);
-    QFETCH(QString, name);
-    const quint8 byte = quint8(code);
-    const QString actual = table == QLatin1String("subcat")  ? modNames::GetSubCatName(byte)
-                           : table == QLatin1String("genre") ? modNames::GetGenreName(byte)
-                                                             : modNames::GetPlatformName(byte);
-    QCOMPARE(actual, name);
-}
-
-void tst_names::nameToCode_data()
-{
-    QTest::addColumn<QString>("table");
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<int>("code");
-
-    QTest::newRow("subCatBackslash") << "subcat"
-                                     << "Walkthrough\\Guide" << 1;
-    QTest::newRow("subCatForwardSlash") << "subcat"
-                                        << "Walkthrough/Guide" << 0;
-    QTest::newRow("subCatCheat") << "subcat"
-                                 << "Cheat\\Hint\\Code" << 2;
-    QTest::newRow("subCatWebLink") << "subcat"
-                                   << "Web Link" << 6;
-    QTest::newRow("subCatTrailingBlank") << "subcat"
-                                         << "Review " << 0;
-    QTest::newRow("subCatEmpty") << "subcat"
-                                 << "" << 0;
-    QTest::newRow("genreExact") << "genre"
-                                << "Action" << 1;
-    QTest::newRow("genreLowerCase") << "genre"
-                                    << "action" << 0;
-    QTest::newRow("genreLast") << "genre"
-                               << "Strategy" << 8;
-    QTest::newRow("genreLeadingBlank") << "genre"
-                                       << " Sports" << 0;
-    QTest::newRow("genreEmpty") << "genre"
-                                << "" << 0;
-}
-
-void tst_names::nameToCode()
-{
-    QFETCH(QString, table);
-    QFETCH(QString, name);
-    QFETCH(int, code);
-    const int actual = table == QLatin1String("subcat") ? modNames::GetSubCatCode(name) : modNames::GetGenreCode(name);
-    QCOMPARE(actual, code);
+    // Names are matched exactly: no case folding, no trimming, the backslash is the separator.
+    QCOMPARE(GetSubCatCode(QStringLiteral("Walkthrough\\Guide")), quint8(1));
+    QCOMPARE(GetSubCatCode(QStringLiteral("Cheat\\Hint\\Code")), quint8(2));
+    QCOMPARE(GetSubCatCode(QStringLiteral("Walkthrough/Guide")), quint8(0));
+    QCOMPARE(GetSubCatCode(QStringLiteral("Review ")), quint8(0));
+    QCOMPARE(GetGenreCode(QStringLiteral("Action")), quint8(1));
+    QCOMPARE(GetGenreCode(QStringLiteral("action")), quint8(0));
+    QCOMPARE(GetGenreCode(QStringLiteral(" Sports")), quint8(0));
+    QCOMPARE(GetGenreCode(QString()), quint8(0));
 }
 
 void tst_names::everyNameRoundTrips()

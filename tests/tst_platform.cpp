@@ -5,7 +5,6 @@
 
 #include <QApplication>
 #include <QFile>
-#include <QInputDialog>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
@@ -25,7 +24,6 @@ private Q_SLOTS:
     void fileFilters();
     void qtMessageBoxAnswers_data();
     void qtMessageBoxAnswers();
-    void qtInputBox();
 };
 
 void tst_platform::settingsRoundTripAndDefaults()
@@ -156,25 +154,6 @@ void tst_platform::qtMessageBoxAnswers()
                                             MsgIcon::Exclamation, QStringLiteral("Lorekeep"));
     QCOMPARE(int(result), answer);
     QCOMPARE(seenText, QStringLiteral("Line one.\n\nLine two."));
-}
-
-void tst_platform::qtInputBox()
-{
-    QtPrompts prompts;
-    QTimer::singleShot(0, this, [] {
-        auto *dialog = qobject_cast<QInputDialog *>(QApplication::activeModalWidget());
-        QVERIFY(dialog);
-        QCOMPARE(dialog->textValue(), QStringLiteral("Game Title"));
-        dialog->setTextValue(QStringLiteral("  Metroid  "));
-        dialog->accept();
-    });
-    QCOMPARE(prompts.InputBox(QStringLiteral("Enter a name for the new game."), QStringLiteral("Add New Game"),
-                              QStringLiteral("Game Title")),
-             std::optional<QString>(QStringLiteral("  Metroid  ")));
-    QTimer::singleShot(0, this, [] { QApplication::activeModalWidget()->close(); });
-    QCOMPARE(prompts.InputBox(QStringLiteral("Enter a new name for this game"), QStringLiteral("Rename Game"),
-                              QStringLiteral("Metroid")),
-             std::nullopt);
 }
 
 QTEST_MAIN(tst_platform)

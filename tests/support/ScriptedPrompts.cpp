@@ -79,6 +79,12 @@ MsgResult ScriptedPrompts::MsgBox(const QString &prompt, MsgButtons buttons, Msg
     return answer->result;
 }
 
+std::optional<QString> ScriptedPrompts::askText(PromptRecord record)
+{
+    const std::optional<Answer> answer = take(record);
+    return answer ? answer->text : std::nullopt;
+}
+
 std::optional<QString> ScriptedPrompts::InputBox(const QString &prompt, const QString &title,
                                                  const QString &defaultText)
 {
@@ -87,28 +93,15 @@ std::optional<QString> ScriptedPrompts::InputBox(const QString &prompt, const QS
     record.text = prompt;
     record.title = title;
     record.defaultText = defaultText;
-    const std::optional<Answer> answer = take(record);
-    return answer ? answer->text : std::nullopt;
+    return askText(record);
 }
 
 std::optional<QString> ScriptedPrompts::GetOpenFileName(const FileDialogOptions &options)
 {
-    PromptRecord record;
-    record.kind = PromptRecord::OpenFile;
-    record.text = options.Title;
-    record.title = options.Title;
-    record.options = options;
-    const std::optional<Answer> answer = take(record);
-    return answer ? answer->text : std::nullopt;
+    return askText({PromptRecord::OpenFile, options.Title, options.Title, MsgButtons::OK, MsgIcon::None, {}, options});
 }
 
 std::optional<QString> ScriptedPrompts::GetSaveFileName(const FileDialogOptions &options)
 {
-    PromptRecord record;
-    record.kind = PromptRecord::SaveFile;
-    record.text = options.Title;
-    record.title = options.Title;
-    record.options = options;
-    const std::optional<Answer> answer = take(record);
-    return answer ? answer->text : std::nullopt;
+    return askText({PromptRecord::SaveFile, options.Title, options.Title, MsgButtons::OK, MsgIcon::None, {}, options});
 }

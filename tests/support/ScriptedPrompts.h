@@ -53,6 +53,7 @@ private:
         std::optional<QString> text;
     };
     std::optional<Answer> take(const PromptRecord &record);
+    std::optional<QString> askText(PromptRecord record);
 
     QList<PromptRecord> m_shown;
     QList<Answer> m_answers;
