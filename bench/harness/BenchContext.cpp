@@ -1,0 +1,40 @@
+#include "BenchContext.h"
+
+#include "BenchReport.h"
+#include "BenchTimer.h"
+#include "data/modADO.h"
+
+BenchContext::BenchContext(QString suite, QString storePath, int runs)
+    : m_suite(std::move(suite)), m_storePath(std::move(storePath)), m_runs(runs)
+{}
+
+bool BenchContext::openStore(modADO *store) const
+{
+    ErrObject err;
+    if (store->Open(m_storePath, &err))
+        return true;
+    note(err.Description);
+    return false;
+}
+
+bool BenchContext::compare(const QString &name, const std::function<bool()> &ours,
+                           const std::function<bool()> &baseline) const
+{
+    const std::optional<double> oursMs = BenchTimer::medianMs(ours, m_runs);
+    if (!oursMs) {
+        note(name + QStringLiteral(": our operation failed; not measured."));
+        return false;
+    }
+    const std::optional<double> baselineMs = BenchTimer::medianMs(baseline, m_runs);
+    if (!baselineMs) {
+        note(name + QStringLiteral(": the baseline failed; not measured."));
+        return false;
+    }
+    BenchReport::print(m_suite, name, *oursMs, *baselineMs);
+    return true;
+}
+
+void BenchContext::note(const QString &text) const
+{
+    BenchReport::note(QStringLiteral("lorekeep-bench ") + m_suite + QStringLiteral(": ") + text);
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QString>
+
+#include <functional>
+
+class modADO;
+
+// What a suite runs with (its name, the store, how many timed runs) and the shared way to
+// measure an operation of ours against its baseline.
+class BenchContext final
+{
+public:
+    BenchContext(QString suite, QString storePath, int runs);
+
+    QString suite() const { return m_suite; }
+    QString storePath() const { return m_storePath; }
+    int runs() const { return m_runs; }
+
+    // Opens the store on `store`; when that fails, says why on standard error.
+    bool openStore(modADO *store) const;
+    // Times `ours`, then `baseline`, and prints the line "suite/name ...". False, with a note on
+    // standard error, when either returns false: nothing was measured then.
+    bool compare(const QString &name, const std::function<bool()> &ours, const std::function<bool()> &baseline) const;
+    // A note on standard error, prefixed with the program and the suite.
+    void note(const QString &text) const;
+
+private:
+    QString m_suite;
+    QString m_storePath;
+    int m_runs;
+};

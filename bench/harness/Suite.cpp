@@ -1,0 +1,27 @@
+#include "Suite.h"
+
+#include <iterator>
+
+int runStoreSuite(const BenchContext &context);
+
+namespace {
+
+const Suite suites[] = {
+    {"store", "our data layer against bare QtSql: open the store, list a game's files, read a file", runStoreSuite},
+};
+
+} // namespace
+
+QList<Suite> Suite::all()
+{
+    return QList<Suite>(std::begin(suites), std::end(suites));
+}
+
+const Suite *Suite::find(const QString &name)
+{
+    for (const Suite &suite : suites) {
+        if (name == QLatin1String(suite.name))
+            return &suite;
+    }
+    return nullptr;
+}
