@@ -65,6 +65,13 @@ bool Schema::CreateStore(const QString &path, ErrObject *err)
                 QStringLiteral("Cannot create the store \"%1\": a file of that name exists.").arg(path)};
         return false;
     }
+    const QFileInfo folder(QFileInfo(path).absolutePath());
+    if (!folder.isDir() || !folder.isWritable()) {
+        *err = {
+            ErrNumber::PathFileAccess,
+            QStringLiteral("Cannot create the store \"%1\": its folder is missing or cannot be written.").arg(path)};
+        return false;
+    }
     const QStringList statements = Statements();
     if (statements.isEmpty()) {
         *err = {ErrNumber::FileNotFound, QStringLiteral("The bundled store schema is missing from the program.")};
@@ -91,7 +98,8 @@ bool Schema::CreateStore(const QString &path, ErrObject *err)
     if (!ok) {
         QFile::remove(partial);
         *err = StoreError::fromSql(error, path);
-        err->Description = QStringLiteral("Cannot create the store \"%1\": %2").arg(path, error.text());
+        err->Description = QStringLiteral("Cannot create the store \"%1\": %2")
+                               .arg(path, error.databaseText().isEmpty() ? error.text() : error.databaseText());
         return false;
     }
     QFile file(partial);
