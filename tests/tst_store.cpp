@@ -7,7 +7,6 @@
 #include "data/StoreError.h"
 #include "data/modADO.h"
 
-#include <QCryptographicHash>
 #include <QFile>
 #include <QSqlQuery>
 #include <QTemporaryDir>
@@ -26,39 +25,25 @@ private Q_SLOTS:
     void deleteGameIsOneTransaction();
     void findStatements();
     void bookmarksAndFavorites();
-
-private:
-    static QByteArray digest(const QString &path);
-    static void writeFile(const QString &path, const QByteArray &bytes);
-    static void rawSql(const QString &path, const QStringList &statements);
 };
 
-QByteArray tst_store::digest(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256)
-                                          : QByteArray();
-}
-
-void tst_store::writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
-
-void tst_store::rawSql(const QString &path, const QStringList &statements)
+// Runs statements on `path` through a connection of its own, as another program would.
+static void rawSql(const QString &path, const QStringList &statements)
 {
     {
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("raw"));
         db.setDatabaseName(path);
-        QVERIFY(db.open());
-        QSqlQuery query(db);
+        QSqlQuery query((db.open(), db));
         for (const QString &statement : statements)
             QVERIFY2(query.exec(statement), qPrintable(statement));
-        db.close();
     }
     QSqlDatabase::removeDatabase(QStringLiteral("raw"));
+}
+
+static QByteArray readAll(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 void tst_store::nameFromPath()
@@ -93,78 +78,67 @@ void tst_store::connectRefusesWhatIsNotAStore()
     QFETCH(long, number);
     QFETCH(QString, says);
     TestHome home;
-    QVERIFY(home.isValid());
     const QString path = home.file(QStringLiteral("candidate.lkb"));
+    QFile file(path);
     if (kind == QLatin1String("folder"))
         QVERIFY(QDir(home.path()).mkdir(QStringLiteral("candidate.lkb")));
-    else if (kind == QLatin1String("text"))
-        writeFile(path, QByteArray("Walkthrough for level 1\r\n").repeated(300));
-    else if (kind == QLatin1String("empty"))
-        writeFile(path, QByteArray());
+    else if (kind == QLatin1String("text") || kind == QLatin1String("empty"))
+        QVERIFY(file.open(QIODevice::WriteOnly) &&
+                file.write(QByteArray("Level 1\r\n").repeated(kind == QLatin1String("text") ? 300 : 0)) >= 0);
     else if (kind == QLatin1String("other"))
         rawSql(path, {QStringLiteral("CREATE TABLE notes (id INTEGER, body TEXT)")});
     else if (kind == QLatin1String("column")) {
         QVERIFY(QFile::copy(home.storePath(), path));
-        rawSql(path, {QStringLiteral("DROP TABLE favorites"),
-                      QStringLiteral("CREATE TABLE favorites (auto_id INTEGER, url TEXT)")});
+        rawSql(path, {QStringLiteral("DROP TABLE favorites"), QStringLiteral("CREATE TABLE favorites (auto_id, url)")});
     }
-    const QByteArray before = digest(path);
+    file.close();
+    const QByteArray before = readAll(path);
 
     modADO store(QStringLiteral("candidate"));
     ErrObject err;
     QVERIFY(!store.Open(path, &err));
     QCOMPARE(err.Number, number);
     QVERIFY2(err.Description.contains(says), qPrintable(err.Description));
-    QVERIFY(!store.IsOpen());
-    QVERIFY(!store.Connection().isValid());
-    QCOMPARE(store.DatabasePath(), path);
-    QCOMPARE(digest(path), before);
-    QCOMPARE(QFileInfo::exists(path + QStringLiteral("-journal")), false);
+    QVERIFY(!store.IsOpen() && !store.Connection().isValid());
+    QCOMPARE(readAll(path), before);
+    QVERIFY(!QFileInfo::exists(path + QStringLiteral("-journal")));
 
     // The same connection opens a good store afterwards.
     QVERIFY2(store.Open(home.storePath(), &err), qPrintable(err.Description));
-    QVERIFY(store.IsOpen());
     QCOMPARE(store.DatabaseName(), QStringLiteral("lorekeep"));
 }
 
 void tst_store::lockedAndReadOnlyStores()
 {
     // The superuser writes through file permissions, so the read-only message is checked on the code.
-    const ErrObject readOnlyError =
-        StoreError::fromSql(QSqlError({}, QStringLiteral("attempt to write a readonly database"),
-                                      QSqlError::StatementError, QStringLiteral("8")),
-                            QStringLiteral("/x/a.lkb"));
-    QCOMPARE(readOnlyError.Number, ErrNumber::StoreReadOnly);
-    QVERIFY(readOnlyError.Description.contains(QStringLiteral("\"/x/a.lkb\" is read-only")));
+    const QSqlError readOnly({}, QStringLiteral("attempt to write a readonly database"), QSqlError::StatementError,
+                             QStringLiteral("8"));
+    QCOMPARE(StoreError::fromSql(readOnly, QStringLiteral("/x/a.lkb")).Number, ErrNumber::StoreReadOnly);
 
     TestHome home;
     const qint32 game = home.addGame(18, 1, QStringLiteral("Doom"));
-
-    // Another program holds a write lock: reads go on, a write reports the lock and keeps nothing.
     QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("other"));
     other.setDatabaseName(home.storePath());
-    QVERIFY(other.open());
-    QSqlQuery lock(other);
+    QSqlQuery lock((other.open(), other));
+
+    // Another program holds a write lock: reads go on, a write reports the lock and keeps nothing.
     QVERIFY(lock.exec(QStringLiteral("BEGIN IMMEDIATE")));
     ErrObject err;
     bool found = false;
     GameRow row;
-    QVERIFY(GameTable::Read(home.db(), game, &row, &found, &err));
-    QVERIFY(found);
+    QVERIFY(GameTable::Read(home.db(), game, &row, &found, &err) && found);
     QVERIFY(!GameTable::Rename(home.db(), game, QStringLiteral("Doom II"), &err));
     QCOMPARE(err.Number, ErrNumber::StoreLocked);
     QVERIFY(err.Description.contains(QStringLiteral("locked by another program")));
 
     // An exclusive lock keeps even the check at opening out.
-    QVERIFY(lock.exec(QStringLiteral("COMMIT")));
-    QVERIFY(lock.exec(QStringLiteral("BEGIN EXCLUSIVE")));
+    QVERIFY(lock.exec(QStringLiteral("COMMIT")) && lock.exec(QStringLiteral("BEGIN EXCLUSIVE")));
     QVERIFY(lock.exec(QStringLiteral("UPDATE game SET name = name")));
     modADO second(QStringLiteral("second"));
     QVERIFY(!second.Open(home.storePath(), &err));
     QCOMPARE(err.Number, ErrNumber::StoreLocked);
     QVERIFY(lock.exec(QStringLiteral("ROLLBACK")));
-    lock.finish();
-    other.close();
+    lock = QSqlQuery();
     other = QSqlDatabase();
     QSqlDatabase::removeDatabase(QStringLiteral("other"));
     QVERIFY(GameTable::Read(home.db(), game, &row, &found, &err));
@@ -175,34 +149,27 @@ void tst_store::gameAndFileRoundTrip()
 {
     TestHome home;
     ErrObject err;
-    const qint32 zelda = home.addGame(5, 2, QStringLiteral("The Legend of Zelda: Ocarina of Time"));
+    const qint32 zelda = home.addGame(5, 2, QStringLiteral("Zelda"));
     const qint32 mario = home.addGame(5, 1, QStringLiteral("Mario's \"Quest\"; DROP TABLE game; --"));
-    QVERIFY(zelda > 0 && mario > zelda);
-
     const QString rtf = QStringLiteral("{\\rtf1\\ansi\\uc1 Caf\\u233?  \\u26085?\\u26412? \\par}");
-    const qint32 guide = home.addFile(zelda, 1, QStringLiteral("Full walkthrough – Ganon's Castle"), rtf);
+    const qint32 guide = home.addFile(zelda, 1, QStringLiteral("Walkthrough – Ganon's Castle"), rtf);
     const qint32 cheats = home.addFile(zelda, 2, QStringLiteral("Codes"));
     home.addFile(mario, 3, QStringLiteral("Review"));
 
     QVector<FileRow> files;
     QVERIFY(FileTable::List(home.db(), zelda, &files, &err));
     QCOMPARE(files.size(), 2);
-    QCOMPARE(files.at(0).auto_id, guide);
-    QCOMPARE(files.at(0).desc, QStringLiteral("Full walkthrough – Ganon's Castle"));
-    QCOMPARE(files.at(0).txt_rtf, rtf);
+    QCOMPARE(std::tuple(files.at(0).auto_id, files.at(0).desc, files.at(0).txt_rtf),
+             std::tuple(guide, QStringLiteral("Walkthrough – Ganon's Castle"), rtf));
+
     FileRow edited = files.at(1);
-    edited.sub_cat = 6;
     edited.src = QStringLiteral("https://example.org/?q=a&b='c'");
-    edited.desc = QString(5000, QLatin1Char('x'));
     QVERIFY(FileTable::Update(home.db(), edited, &err));
     QVERIFY(FileTable::Move(home.db(), cheats, mario, &err));
     FileRow read;
     bool found = false;
-    QVERIFY(FileTable::Read(home.db(), cheats, &read, &found, &err));
-    QVERIFY(found);
-    QCOMPARE(read.game_id, mario);
-    QCOMPARE(read.src, edited.src);
-    QCOMPARE(read.desc.size(), 5000);
+    QVERIFY(FileTable::Read(home.db(), cheats, &read, &found, &err) && found);
+    QCOMPARE(std::tuple(read.game_id, read.src), std::tuple(mario, edited.src));
 
     QVERIFY(GameTable::Rename(home.db(), mario, QStringLiteral("Mario 64"), &err));
     QVERIFY(GameTable::Move(home.db(), mario, 3, 7, &err));
@@ -215,8 +182,6 @@ void tst_store::gameAndFileRoundTrip()
     QVERIFY(FileTable::Delete(home.db(), guide, &err));
     QVERIFY(FileTable::Read(home.db(), guide, &read, &found, &err) && !found);
     QVERIFY(!FileTable::Delete(home.db(), guide, &err));
-    QCOMPARE(err.Number, ErrNumber::NoCurrentRecord);
-    QVERIFY(!GameTable::Rename(home.db(), 999999, QStringLiteral("x"), &err));
     QCOMPARE(err.Number, ErrNumber::NoCurrentRecord);
 
     // Ids are never reused, even after the newest row was deleted.
@@ -253,35 +218,24 @@ void tst_store::deleteGameIsOneTransaction()
     QCOMPARE(deleted, 3);
     QVERIFY(FileTable::Count(home.db(), doomed, &count, &err));
     QCOMPARE(count, 0);
-    QVERIFY(home.addGame(18, 1, QStringLiteral("Doomed again")) > doomed);
 }
 
 void tst_store::findStatements()
 {
     const QString select = QStringLiteral("SELECT auto_id, game_id, sub_cat, src, desc, txt_rtf FROM file");
     QCOMPARE(FileTable::FindStatement({}), select);
-    QCOMPARE(FileTable::FindStatement({12, {}}), select + QStringLiteral(" WHERE game_id = 12"));
     QCOMPARE(FileTable::FindStatement({0, {1, 2}}), select + QStringLiteral(" WHERE sub_cat = 1 Or sub_cat = 2"));
 
     TestHome home;
     ErrObject err;
     const qint32 a = home.addGame(1, 1, QStringLiteral("A"));
-    const qint32 b = home.addGame(1, 1, QStringLiteral("B"));
-    home.addFile(a, 1, QStringLiteral("a1"));
-    home.addFile(a, 3, QStringLiteral("a3"));
-    home.addFile(a, 5, QStringLiteral("a5"));
-    home.addFile(b, 1, QStringLiteral("b1"));
-    QStringList seen;
-    const auto collect = [&seen](const FileRow &row) {
-        seen << row.desc;
-        return true;
-    };
+    for (const auto &[game, subCat] : {std::pair(a, 1), std::pair(a, 3), std::pair(a, 5), std::pair(a + 1, 1)})
+        home.addFile(game, quint8(subCat), QString::number(subCat));
     // A game and categories together mean that game's files of those categories only.
-    QVERIFY(FileTable::Find(home.db(), {a, {1, 5}}, collect, &err));
-    QCOMPARE(seen, (QStringList{"a1", "a5"}));
-    seen.clear();
-    QVERIFY(FileTable::Find(home.db(), {0, {1}}, collect, &err));
-    QCOMPARE(seen, (QStringList{"a1", "b1"}));
+    QStringList seen;
+    QVERIFY(FileTable::Find(
+        home.db(), {a, {1, 5}}, [&seen](const FileRow &row) { return (seen << row.desc, true); }, &err));
+    QCOMPARE(seen, (QStringList{"1", "5"}));
 }
 
 void tst_store::bookmarksAndFavorites()
@@ -291,60 +245,34 @@ void tst_store::bookmarksAndFavorites()
     BookmarkRow bookmark{0, "K_7|N_3|G_2|P_5", "Zelda", "Guide", "Nintendo 64", 1, 2};
     qint32 first = 0, second = 0;
     QVERIFY(BookmarkTable::Add(home.db(), bookmark, &first, &err));
-    bookmark.tree_key = QStringLiteral("K_8|N_3|G_2|P_5");
     QVERIFY(BookmarkTable::Add(home.db(), bookmark, &second, &err));
-    QVERIFY(second > first);
 
+    // Moving a game rewrites key, platform and genre only; moving a file also the game.
     QVERIFY(
         BookmarkTable::MoveGame(home.db(), first, QStringLiteral("K_7|N_3|G_4|P_18"), QStringLiteral("PC"), 4, &err));
-    QVERIFY(BookmarkTable::RenameGame(home.db(), first, QStringLiteral("Zelda DX"), &err));
-    QVERIFY(BookmarkTable::MoveFile(home.db(), second, QStringLiteral("K_8|N_9|G_1|P_6"), QStringLiteral("Tetris"),
+    QVERIFY(BookmarkTable::MoveFile(home.db(), second, QStringLiteral("K_7|N_9|G_1|P_6"), QStringLiteral("Tetris"),
                                     QStringLiteral("Game Boy"), 1, &err));
     QVector<BookmarkRow> rows;
     QVERIFY(BookmarkTable::Load(home.db(), &rows, &err));
-    QCOMPARE(rows.size(), 2);
     QCOMPARE(std::tuple(rows.at(0).tree_key, rows.at(0).game, rows.at(0).file, rows.at(0).platform, rows.at(0).genre),
-             std::tuple(QStringLiteral("K_7|N_3|G_4|P_18"), QStringLiteral("Zelda DX"), QStringLiteral("Guide"),
+             std::tuple(QStringLiteral("K_7|N_3|G_4|P_18"), QStringLiteral("Zelda"), QStringLiteral("Guide"),
                         QStringLiteral("PC"), quint8(4)));
-    QCOMPARE(std::tuple(rows.at(1).game, rows.at(1).platform),
-             std::tuple(QStringLiteral("Tetris"), QStringLiteral("Game Boy")));
-
-    BookmarkRow updated = rows.at(1);
-    updated.file = QStringLiteral("Cheats");
-    updated.sub_cat = 2;
-    QVERIFY(BookmarkTable::Update(home.db(), updated, &err));
-    bool found = false;
-    BookmarkRow read;
-    QVERIFY(BookmarkTable::Read(home.db(), second, &read, &found, &err));
-    QCOMPARE(std::tuple(read.file, read.sub_cat), std::tuple(QStringLiteral("Cheats"), quint8(2)));
+    QCOMPARE(std::tuple(rows.at(1).game, rows.at(1).sub_cat), std::tuple(QStringLiteral("Tetris"), quint8(1)));
 
     bool deleted = false;
-    QVERIFY(BookmarkTable::Delete(home.db(), first, &deleted, &err));
-    QVERIFY(deleted);
-    QVERIFY(BookmarkTable::Delete(home.db(), first, &deleted, &err));
-    QVERIFY(!deleted);
+    QVERIFY(BookmarkTable::Delete(home.db(), first, &deleted, &err) && deleted);
+    QVERIFY(BookmarkTable::Delete(home.db(), first, &deleted, &err) && !deleted);
     QVERIFY(!BookmarkTable::RenameGame(home.db(), first, QStringLiteral("x"), &err));
     QCOMPARE(err.Number, ErrNumber::NoCurrentRecord);
 
     // Strings never set are stored as empty texts, not refused.
-    qint32 blank = 0;
-    QVERIFY2(FavoriteTable::Add(home.db(), {}, &blank, &err), qPrintable(err.Description));
-
     qint32 favorite = 0;
-    QVERIFY(FavoriteTable::Add(home.db(),
-                               {0, QStringLiteral("https://speedrun.example/zelda"), QStringLiteral("Any%"),
-                                QStringLiteral("Routes – ルート")},
-                               &favorite, &err));
+    QVERIFY2(FavoriteTable::Add(home.db(), {}, &favorite, &err), qPrintable(err.Description));
     QVector<FavoriteRow> favorites;
     QVERIFY(FavoriteTable::Load(home.db(), &favorites, &err));
-    QCOMPARE(favorites.size(), 2);
-    QCOMPARE(favorites.at(0).url, QString());
-    QCOMPARE(favorites.at(1).auto_id, favorite);
-    QCOMPARE(favorites.at(1).desc, QStringLiteral("Routes – ルート"));
-    QVERIFY(FavoriteTable::Delete(home.db(), favorite, &deleted, &err));
-    QVERIFY(deleted);
-    QVERIFY(FavoriteTable::Load(home.db(), &favorites, &err));
     QCOMPARE(favorites.size(), 1);
+    QCOMPARE(favorites.at(0).url, QString());
+    QVERIFY(FavoriteTable::Delete(home.db(), favorite, &deleted, &err) && deleted);
 }
 
 QTEST_GUILESS_MAIN(tst_store)

@@ -2,26 +2,14 @@
 
 #include <QTest>
 
-namespace {
-
-const char *kindName(PromptRecord::Kind kind)
-{
-    switch (kind) {
-    case PromptRecord::Message: return "message box";
-    case PromptRecord::Input: return "input box";
-    case PromptRecord::OpenFile: return "open dialog";
-    case PromptRecord::SaveFile: return "save dialog";
-    }
-    return "prompt";
-}
-
-} // namespace
-
 ScriptedPrompts::ScriptedPrompts() : m_previous(Prompts::install(this)) {}
 
 ScriptedPrompts::~ScriptedPrompts()
 {
     Prompts::install(m_previous);
+    // An answer left over is a prompt the test expected and the program never showed.
+    if (!m_answers.isEmpty())
+        QTest::qFail("a queued answer was never asked for", __FILE__, __LINE__);
 }
 
 void ScriptedPrompts::answerMsgBox(MsgResult answer)
@@ -44,32 +32,20 @@ void ScriptedPrompts::answerSaveFile(std::optional<QString> path)
     m_answers.append({PromptRecord::SaveFile, MsgResult::OK, std::move(path)});
 }
 
-void ScriptedPrompts::clear()
-{
-    m_shown.clear();
-    m_answers.clear();
-}
-
 std::optional<ScriptedPrompts::Answer> ScriptedPrompts::take(const PromptRecord &record)
 {
     m_shown.append(record);
     if (!m_answers.isEmpty() && m_answers.constFirst().kind == record.kind)
         return m_answers.takeFirst();
-    const QByteArray what = QByteArray("unexpected ") + kindName(record.kind) + " \"" + record.text.toUtf8() +
-                            "\" titled \"" + record.title.toUtf8() + '"';
+    const QByteArray what =
+        "unexpected prompt \"" + record.text.toUtf8() + "\" titled \"" + record.title.toUtf8() + '"';
     QTest::qFail(what.constData(), __FILE__, __LINE__);
     return std::nullopt;
 }
 
 MsgResult ScriptedPrompts::MsgBox(const QString &prompt, MsgButtons buttons, MsgIcon icon, const QString &title)
 {
-    PromptRecord record;
-    record.kind = PromptRecord::Message;
-    record.text = prompt;
-    record.title = title;
-    record.buttons = buttons;
-    record.icon = icon;
-    const std::optional<Answer> answer = take(record);
+    const std::optional<Answer> answer = take({PromptRecord::Message, prompt, title, buttons, icon, {}, {}});
     if (!answer)
         return escapeAnswer(buttons);
     if (!answersOf(buttons).contains(answer->result)) {
@@ -88,12 +64,7 @@ std::optional<QString> ScriptedPrompts::askText(PromptRecord record)
 std::optional<QString> ScriptedPrompts::InputBox(const QString &prompt, const QString &title,
                                                  const QString &defaultText)
 {
-    PromptRecord record;
-    record.kind = PromptRecord::Input;
-    record.text = prompt;
-    record.title = title;
-    record.defaultText = defaultText;
-    return askText(record);
+    return askText({PromptRecord::Input, prompt, title, MsgButtons::OK, MsgIcon::None, defaultText, {}});
 }
 
 std::optional<QString> ScriptedPrompts::GetOpenFileName(const FileDialogOptions &options)

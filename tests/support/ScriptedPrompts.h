@@ -22,7 +22,7 @@ struct PromptRecord
 
 // The tests' prompts: answers are queued in advance and every prompt is recorded. A prompt nobody
 // queued an answer for, or one of another kind than the next answer, fails the running test and is
-// answered as a user closing the dialog would.
+// answered as a user closing the dialog would; so does an answer still queued at the end.
 class ScriptedPrompts final : public Prompts
 {
 public:
@@ -37,8 +37,6 @@ public:
 
     const QList<PromptRecord> &shown() const { return m_shown; }
     const PromptRecord &last() const { return m_shown.constLast(); }
-    int unanswered() const { return int(m_answers.size()); }
-    void clear();
 
     MsgResult MsgBox(const QString &prompt, MsgButtons buttons, MsgIcon icon, const QString &title) override;
     std::optional<QString> InputBox(const QString &prompt, const QString &title, const QString &defaultText) override;

@@ -18,9 +18,8 @@ TestHome::TestHome()
     : m_store(std::make_unique<modADO>(QStringLiteral("test-home-%1").arg(++g_homes))), m_previousHome(AppPath())
 {
     ErrObject err;
-    m_valid = m_dir.isValid() && Schema::CreateStore(storePath(), &err) && m_store->Open(storePath(), &err);
-    if (!m_valid)
-        qWarning("TestHome: %s", qPrintable(err.Description));
+    if (!m_dir.isValid() || !Schema::CreateStore(storePath(), &err) || !m_store->Open(storePath(), &err))
+        QTest::qFail(qPrintable(QStringLiteral("cannot make a test home: ") + err.Description), __FILE__, __LINE__);
     SetAppPath(m_dir.path());
 }
 

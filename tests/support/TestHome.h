@@ -8,7 +8,7 @@
 #include <memory>
 
 // A temporary home with a fresh empty store, opened on a connection of its own and made the
-// program's home for the test's lifetime.
+// program's home for the test's lifetime. Failing to make it fails the test.
 class TestHome final
 {
 public:
@@ -16,7 +16,6 @@ public:
     ~TestHome();
     Q_DISABLE_COPY_MOVE(TestHome)
 
-    bool isValid() const { return m_valid; }
     QString path() const; // ends in "/"
     QString storePath() const;
     QString file(const QString &name) const { return path() + name; }
@@ -31,5 +30,4 @@ private:
     QTemporaryDir m_dir;
     std::unique_ptr<modADO> m_store;
     QString m_previousHome;
-    bool m_valid = false;
 };
