@@ -103,9 +103,13 @@ void tst_store::connectRefusesWhatIsNotAStore()
     QCOMPARE(readAll(path), before);
     QVERIFY(!QFileInfo::exists(path + QStringLiteral("-journal")));
 
-    // The same connection opens a good store afterwards.
+    // A good store opens afterwards, and a second failure leaves it open and named as it was.
     QVERIFY2(store.Open(home.storePath(), &err), qPrintable(err.Description));
+    QVERIFY(!store.Open(path, &err));
+    QVERIFY(store.IsOpen());
+    QCOMPARE(store.DatabasePath(), home.storePath());
     QCOMPARE(store.DatabaseName(), QStringLiteral("lorekeep"));
+    QVERIFY(QSqlQuery(QStringLiteral("SELECT COUNT(*) FROM game"), store.Connection()).next());
 }
 
 void tst_store::lockedAndReadOnlyStores()

@@ -8,6 +8,8 @@
 #include <QSqlError>
 #include <QUrl>
 
+#include <utility>
+
 namespace {
 
 // How long a statement waits for another program's lock before it reports the store as locked.
@@ -21,7 +23,9 @@ QString openOnlyUri(const QString &path)
 
 } // namespace
 
-modADO::modADO(QString connectionName) : m_connectionName(std::move(connectionName)) {}
+modADO::modADO(QString connectionName)
+    : m_connectionName(std::move(connectionName)), m_spareName(m_connectionName + QStringLiteral("~next"))
+{}
 
 modADO::~modADO()
 {
@@ -54,10 +58,6 @@ bool modADO::Connect(const QString &path)
 
 bool modADO::Open(const QString &path, ErrObject *err)
 {
-    m_path = path;
-    m_name = NameFromPath(path);
-    Close();
-
     const QFileInfo info(path);
     if (!info.exists()) {
         *err = {ErrNumber::StoreNotFound, QStringLiteral("Could not find the store \"%1\".").arg(path)};
@@ -75,23 +75,34 @@ bool modADO::Open(const QString &path, ErrObject *err)
 
     bool ok = false;
     {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_connectionName);
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_spareName);
         db.setDatabaseName(openOnlyUri(path));
         db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=%1").arg(busyTimeoutMs));
         if (!db.open())
             *err = StoreError::fromSql(db.lastError(), path);
         else
             ok = Schema::Verify(db, path, err);
+        if (!ok)
+            db.close();
     }
-    if (!ok)
-        Close();
-    return ok;
+    if (!ok) {
+        QSqlDatabase::removeDatabase(m_spareName);
+        return false;
+    }
+    Close();
+    std::swap(m_connectionName, m_spareName);
+    m_registered = true;
+    m_path = path;
+    m_name = NameFromPath(path);
+    return true;
 }
 
 void modADO::Close()
 {
-    if (!QSqlDatabase::contains(m_connectionName))
+    // The program's connection outlives main(); by then Qt's own registry may be gone.
+    if (!m_registered || !QSqlDatabase::contains(m_connectionName))
         return;
+    m_registered = false;
     {
         QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
         db.close();

@@ -16,11 +16,11 @@ public:
 
     static modADO &instance();
 
-    // Opens the existing store at `path` and makes it this connection, releasing the previous one
-    // first. Failures are logged (module "modADO", procedure "Connect") with the message shown.
+    // Opens the existing store at `path` and makes it this connection, releasing the previous one.
+    // Failures are logged (module "modADO", procedure "Connect") with the message shown.
     bool Connect(const QString &path);
-    // The same without logging: `err` says what went wrong. A failure leaves no connection open and
-    // changes no file.
+    // The same without logging: `err` says what went wrong. A failure changes no file and leaves the
+    // previous store open as it was, so a mistaken File > Open does not cut the panes off their data.
     bool Open(const QString &path, ErrObject *err);
     void Close();
 
@@ -35,7 +35,10 @@ public:
     static QString NameFromPath(const QString &path);
 
 private:
+    // The store is opened under a second name and swapped in on success; these alternate.
     QString m_connectionName;
+    QString m_spareName;
+    bool m_registered = false;
     QString m_path;
     QString m_name;
 };
