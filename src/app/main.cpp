@@ -1,12 +1,33 @@
 #include "Version.h"
 #include "data/modADO.h"
 #include "platform/QtPrompts.h"
+#include "platform/TerminationSignals.h"
 #include "shell/AppPath.h"
 #include "shell/HomeFolder.h"
 #include "shell/frmMain.h"
+#include "shell/modMain.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QTimer>
+
+namespace {
+
+// Closes the main window; a dialog that is up is dismissed first, since the code that opened it is
+// still waiting for its answer and must finish before the window goes away.
+void CloseWhenIdle()
+{
+    if (QWidget *modal = QApplication::activeModalWidget()) {
+        modal->close();
+        QTimer::singleShot(50, &CloseWhenIdle);
+    } else if (frmMain *form = modMain::MainForm()) {
+        form->close();
+    } else {
+        QApplication::quit();
+    }
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -14,6 +35,8 @@ int main(int argc, char *argv[])
     QApplication::setApplicationName(QStringLiteral("Lorekeep"));
     QApplication::setOrganizationName(QStringLiteral("Lorekeep"));
     QApplication::setApplicationVersion(QStringLiteral(LOREKEEP_VERSION_STRING));
+    QApplication::setDesktopFileName(QStringLiteral("lorekeep"));
+    QApplication::setWindowIcon(frmMain::ProgramIcon());
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
@@ -33,12 +56,12 @@ int main(int argc, char *argv[])
     if (!HomeFolder::Prepare(AppPath(), nullptr, &err))
         MsgBox(err.Description, MsgButtons::OK, MsgIcon::Critical);
 
-    int result = 0;
-    {
-        frmMain window;
-        window.show();
-        result = QApplication::exec();
-    }
+    // A logout or kill asks the window to close the usual way, so the layout and settings are kept.
+    TerminationSignals termination;
+    QObject::connect(&termination, &TerminationSignals::Received, &app, [] { CloseWhenIdle(); });
+
+    modMain::Main();
+    const int result = QApplication::exec();
     modADO::instance().Close();
     Prompts::install(nullptr);
     return result;

@@ -51,6 +51,10 @@ constexpr SettingKey ViewSelTab{"View", "SelTab", "1"};
 
 constexpr SettingKey BrowsePopups{"BrowseSettings", "Popups", "1"};
 
+// The main window's size, position and maximised state, kept apart from the preferences above
+// (base64 of QWidget::saveGeometry; empty until the window first closes).
+constexpr SettingKey WindowGeometry{"MainWindow", "Geometry", ""};
+
 // Indexed keys. Bookmark columns 1-5; favorites 1-3 and search results 1-4 default to widths the
 // details pane computes from the screen width.
 SettingKey BookmarkColumn(int index);

@@ -3,46 +3,403 @@
 #include "AppPath.h"
 #include "ErrorLog.h"
 #include "HomeFolder.h"
+#include "Version.h"
 #include "data/modADO.h"
+#include "details/ctlDetails.h"
+#include "modMain.h"
 #include "platform/Prompts.h"
+#include "platform/SettingsStore.h"
+#include "platform/Twips.h"
+#include "tree/ctlTree.h"
+#include "view/ctlView.h"
 
+#include <QAction>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDir>
+#include <QFileInfo>
 #include <QLabel>
-#include <QPixmap>
-#include <QStatusBar>
-#include <QTimer>
+#include <QLayout>
+#include <QMenuBar>
+#include <QMouseEvent>
+#include <QScreen>
+
+namespace {
+
+const QString title = QStringLiteral(LOREKEEP_TITLE);
+const QString pendingClips = QStringLiteral("~clp.tmp");
+
+// The bars are as thin as the gap between the panes; this much of the panes' edges around them also
+// picks them up, so the pointer need not hit a two-pixel line.
+constexpr int grabMargin = 2;
+
+QRect toPixels(const QRect &twips)
+{
+    // Edges are converted, not sizes, so neighbours meet without a gap or an overlap.
+    const QPoint topLeft(Twips::toPixelsX(twips.left()), Twips::toPixelsY(twips.top()));
+    const QPoint end(Twips::toPixelsX(twips.left() + twips.width()), Twips::toPixelsY(twips.top() + twips.height()));
+    return QRect(topLeft, end - QPoint(1, 1));
+}
+
+QWidget *makeBar(QWidget *parent, const char *name, Qt::CursorShape cursor)
+{
+    auto *bar = new QWidget(parent);
+    bar->setObjectName(QString::fromLatin1(name));
+    bar->setCursor(cursor);
+    bar->setAttribute(Qt::WA_NoSystemBackground);
+    return bar;
+}
+
+} // namespace
 
 frmMain::frmMain(QWidget *parent) : QMainWindow(parent)
 {
     setObjectName(QStringLiteral("frmMain"));
-    setWindowTitle(QStringLiteral("Lorekeep"));
-    resize(900, 640);
-    // The home's logo as a cover until the panes fill the window; a missing picture leaves it empty.
-    auto *cover = new QLabel(this);
-    cover->setObjectName(QStringLiteral("imgCover"));
-    cover->setAlignment(Qt::AlignCenter);
-    cover->setPixmap(QPixmap(AppPath() + QStringLiteral("logo.gif")));
-    cover->setStyleSheet(QStringLiteral("background: white"));
-    setCentralWidget(cover);
+    setWindowTitle(title);
+    setWindowIcon(ProgramIcon());
+    m_menu = std::make_unique<MainMenu>(menuBar());
+    buildWindow();
+    connectMenu();
 }
 
-void frmMain::showEvent(QShowEvent *event)
+frmMain::~frmMain() = default;
+
+QIcon frmMain::ProgramIcon()
 {
-    QMainWindow::showEvent(event);
-    if (!m_activated) {
-        m_activated = true;
-        // Let the window paint before the store is opened, so a slow disk shows a window, not nothing.
-        QTimer::singleShot(0, this, &frmMain::Form_Activate);
+    QIcon icon;
+    for (const int size : {16, 24, 32, 48, 64, 128, 256})
+        icon.addFile(QStringLiteral(":/bundle/icons/lorekeep-%1.png").arg(size), QSize(size, size));
+    return icon;
+}
+
+void frmMain::buildWindow()
+{
+    picClient = new QWidget(this);
+    picClient->setObjectName(QStringLiteral("picClient"));
+    picClient->installEventFilter(this);
+    setCentralWidget(picClient);
+
+    picToolBar = new QWidget(picClient);
+    picToolBar->setObjectName(QStringLiteral("picToolBar"));
+    m_lblCaption = new QLabel(title, picToolBar);
+    m_lblCaption->setObjectName(QStringLiteral("lblCaption"));
+    m_lblCaption->setIndent(8);
+    QFont strip = m_lblCaption->font();
+    strip.setBold(true);
+    strip.setPointSizeF(strip.pointSizeF() * 1.15);
+    m_lblCaption->setFont(strip);
+    modMain::SetCaptionColors(m_lblCaption, modMain::CaptionActive);
+    picToolBar->installEventFilter(this);
+
+    m_ctlTree = new ctlTree(picClient);
+    m_ctlView = new ctlView(picClient);
+    m_ctlDetails = new ctlDetails(picClient);
+
+    imgS1 = makeBar(picClient, "imgS1", Qt::SplitHCursor);
+    imgS2 = makeBar(picClient, "imgS2", Qt::SplitVCursor);
+    for (QWidget *bar : {imgS1, imgS2})
+        bar->installEventFilter(this);
+    picSplitter = new QWidget(picClient);
+    picSplitter->setObjectName(QStringLiteral("picSplitter"));
+    picSplitter->setAutoFillBackground(true);
+    QPalette indicator = picSplitter->palette();
+    indicator.setColor(QPalette::Window, QColor(0x60, 0x60, 0x60));
+    picSplitter->setPalette(indicator);
+    picSplitter->hide();
+
+    setMinimumSize(Twips::toPixelsX(MainLayout::MinWindowWidth), Twips::toPixelsY(MainLayout::MinWindowHeight));
+}
+
+void frmMain::connectMenu()
+{
+    connect(m_menu->mnuFileConnect, &QAction::triggered, this, &frmMain::mnuFileConnect_Click);
+    connect(m_menu->mnuFileExit, &QAction::triggered, this, &QWidget::close);
+    connect(m_menu->mnuViewTop, &QAction::triggered, this, &frmMain::mnuViewTop_Click);
+    connect(m_menu->mnuViewLeft, &QAction::triggered, this, &frmMain::mnuViewLeft_Click);
+    connect(m_menu->mnuViewBottom, &QAction::triggered, this, &frmMain::mnuViewBottom_Click);
+
+    // A pane's own close or show buttons run exactly the menu's command, so the check marks follow.
+    connect(m_ctlTree, &ctlTree::HideControl, m_menu->mnuViewLeft, &QAction::trigger);
+    connect(m_ctlDetails, &ctlDetails::HideControl, m_menu->mnuViewBottom, &QAction::trigger);
+    connect(m_ctlView, &ctlView::ShowTree, m_menu->mnuViewLeft, &QAction::trigger);
+    connect(m_ctlView, &ctlView::ShowDetails, m_menu->mnuViewBottom, &QAction::trigger);
+}
+
+void frmMain::Form_Load()
+{
+    if (m_loaded)
+        return;
+    m_loaded = true;
+    restoreWindowGeometry();
+
+    if (SettingNumber(GetSetting(SettingKeys::AppLayout)) == 1L) {
+        m_layout.Restore(Twips::fromPixelsY(picClient->height()));
+        m_menu->mnuViewLeft->setChecked(m_layout.treeVisible);
+        m_menu->mnuViewBottom->setChecked(m_layout.detailVisible);
+    } else {
+        m_layout.imgS2Top =
+            Twips::fromPixelsY(picClient->height()) - MainLayout::DesignDetailHeight - MainLayout::SplitterThickness;
     }
+    // The first SizeControls(true) after the window is shown places the horizontal bar from the
+    // details height.
+    m_ctlTree->setVisible(m_layout.treeVisible);
+    m_ctlDetails->setVisible(m_layout.detailVisible);
+
+    m_ctlView->InitView();
+    m_ctlDetails->InitDetails();
+    QDir().mkpath(AppPath() + QStringLiteral("QuickClip"));
+}
+
+void frmMain::restoreWindowGeometry()
+{
+    const QByteArray saved = QByteArray::fromBase64(GetSetting(SettingKeys::WindowGeometry).toLatin1());
+    if (saved.isEmpty() || !restoreGeometry(saved)) {
+        // First start: most of the screen, centred, but not a wall of empty panes on a large monitor.
+        const QRect screen =
+            QApplication::primaryScreen() ? QApplication::primaryScreen()->availableGeometry() : QRect(0, 0, 1280, 800);
+        const QSize size = QSize(std::min(screen.width() * 9 / 10, 1280), std::min(screen.height() * 9 / 10, 860))
+                               .expandedTo(minimumSize());
+        resize(size);
+        move(screen.center() - QPoint(size.width() / 2, size.height() / 2));
+    }
+    // The client area has its size only once the window is laid out, and the saved layout needs it.
+    if (QLayout *frame = layout())
+        frame->activate();
 }
 
 void frmMain::Form_Activate()
 {
+    if (m_activated || m_activating)
+        return;
+    m_activating = true;
+
     StartLog();
     modADO &store = modADO::instance();
     if (store.Connect(AppPath() + HomeFolder::StoreFileName)) {
-        setWindowTitle(QStringLiteral("Lorekeep - [") + store.DatabaseName() + QStringLiteral("] - Files"));
-        statusBar()->showMessage(store.DatabasePath());
+        if (m_ctlView->SelectedTab() == 1)
+            SetFilesCaption();
+        m_ctlTree->LoadTree();
     } else {
-        MsgBox(QStringLiteral("There is a database connection error."), MsgButtons::OK, MsgIcon::Critical);
+        MsgBox(QStringLiteral("There is a database connection error."), MsgButtons::OK, MsgIcon::Critical, title);
     }
+    m_activated = true;
+    m_activating = false;
+
+    // The flag is written before the help opens, so a help that fails to open is not retried forever.
+    if (SettingNumber(GetSetting(SettingKeys::FirstRun)).value_or(0) == 0) {
+        SaveSetting(SettingKeys::FirstRun, QStringLiteral("1"));
+        if (m_showHelpContents)
+            m_showHelpContents();
+    }
+    if (SettingNumber(GetSetting(SettingKeys::TOD)) == 1L && m_showTipOfTheDay)
+        m_showTipOfTheDay();
+}
+
+void frmMain::changeEvent(QEvent *event)
+{
+    QMainWindow::changeEvent(event);
+    if (event->type() == QEvent::ActivationChange && isActiveWindow() && m_loaded)
+        Form_Activate();
+}
+
+void frmMain::SetFilesCaption()
+{
+    setWindowTitle(title + QStringLiteral(" - [") + modADO::instance().DatabaseName() + QStringLiteral("] - Files"));
+}
+
+void frmMain::mnuFileConnect_Click()
+{
+    modADO &store = modADO::instance();
+    FileDialogOptions options;
+    options.Title = QStringLiteral("Select Lorekeep...");
+    options.Filter = QStringLiteral("Lorekeep Files *.lkb|*.lkb");
+    options.InitDir = store.DatabasePath().isEmpty() ? AppPath() : QFileInfo(store.DatabasePath()).absolutePath();
+    const std::optional<QString> path = Prompts::current().GetOpenFileName(options);
+    if (!path)
+        return;
+    // The store that is open already is not reopened; a store that fails to open has been reported.
+    if (*path == store.DatabasePath() || !store.Connect(*path))
+        return;
+    if (m_ctlView->SelectedTab() == 1)
+        SetFilesCaption();
+    ReloadAll();
+}
+
+void frmMain::ReloadAll()
+{
+    m_lblCaption->setText(QStringLiteral("Re-Loading..."));
+    m_ctlView->Reset();
+    m_ctlDetails->Reset();
+    m_ctlTree->Reset();
+    m_ctlTree->setSearch_Text(QStringLiteral("Re-Loading Tree..."));
+    m_ctlTree->LoadTree();
+    m_lblCaption->setText(title);
+}
+
+void frmMain::closeEvent(QCloseEvent *event)
+{
+    if (!Form_QueryUnload()) {
+        event->ignore();
+        return;
+    }
+    Form_Unload();
+    event->accept();
+}
+
+bool frmMain::Form_QueryUnload()
+{
+    const QFileInfo clips(AppPath() + pendingClips);
+    if (!clips.exists() || clips.size() < 2)
+        return true;
+    const MsgResult answer =
+        MsgBox(QStringLiteral("You have unsaved Quick Clips.  Do you wish to save them before you exit?"),
+               MsgButtons::YesNoCancel, MsgIcon::Exclamation, title);
+    if (answer == MsgResult::Cancel)
+        return false;
+    if (answer == MsgResult::Yes) {
+        if (m_showClipWindow)
+            m_showClipWindow();
+        modMain::UnloadAll();
+    }
+    return true;
+}
+
+void frmMain::Form_Unload()
+{
+    m_layout.Save();
+    SaveSetting(SettingKeys::TreeSearchText, m_ctlTree->SearchText());
+    SaveSetting(SettingKeys::DetailSelTab, QString::number(m_ctlDetails->SelectedTab()));
+    SaveSetting(SettingKeys::ViewSelTab, QString::number(m_ctlView->SelectedTab()));
+    SaveSetting(SettingKeys::WindowGeometry, QString::fromLatin1(saveGeometry().toBase64()));
+    modMain::UnloadAll();
+}
+
+// Layout ------------------------------------------------------------------------------------------
+
+void frmMain::Form_Resize()
+{
+    // A window dragged above the screen comes back down where its title bar can be reached.
+    if (!isMaximized() && !isFullScreen() && frameGeometry().top() < 0)
+        move(x(), 0);
+    if (isMinimized())
+        return;
+    SizeControls(true);
+}
+
+void frmMain::SizeControls(bool blnForm)
+{
+    const int screenWidth = screen() ? Twips::fromPixelsX(screen()->geometry().width()) : 0;
+    const MainLayout::Placement placement =
+        m_layout.SizeControls(Twips::fromPixelsX(picClient->width()), Twips::fromPixelsY(picClient->height()),
+                              std::max(screenWidth, Twips::fromPixelsX(picClient->width())), blnForm);
+
+    picToolBar->setVisible(m_layout.titleHeight > 0);
+    picToolBar->setGeometry(toPixels(placement.titleStrip));
+    if (placement.tree)
+        m_ctlTree->setGeometry(toPixels(*placement.tree));
+    if (placement.view)
+        m_ctlView->setGeometry(toPixels(*placement.view));
+    if (placement.details)
+        m_ctlDetails->setGeometry(toPixels(*placement.details));
+
+    imgS1->setVisible(m_layout.treeVisible && placement.imgS1.has_value());
+    if (placement.imgS1)
+        placeBar(imgS1, *placement.imgS1, Qt::Horizontal);
+    imgS2->setVisible(m_layout.detailVisible);
+    placeBar(imgS2, placement.imgS2, Qt::Vertical);
+}
+
+void frmMain::placeBar(QWidget *bar, const QRect &twips, Qt::Orientation orientation)
+{
+    const QRect pixels = toPixels(twips);
+    bar->setGeometry(orientation == Qt::Horizontal ? pixels.adjusted(-grabMargin, 0, grabMargin, 0)
+                                                   : pixels.adjusted(0, -grabMargin, 0, grabMargin));
+    bar->raise();
+}
+
+void frmMain::mnuViewTop_Click()
+{
+    m_layout.titleHeight = m_menu->mnuViewTop->isChecked() ? MainLayout::TitleStripHeight : 0;
+    // The first pass moves the vertical bar under the new strip, the second lays the panes against it.
+    SizeControls(false);
+    SizeControls(false);
+}
+
+void frmMain::mnuViewLeft_Click()
+{
+    m_layout.treeVisible = m_menu->mnuViewLeft->isChecked();
+    m_ctlTree->setVisible(m_layout.treeVisible);
+    SizeControls(false);
+}
+
+void frmMain::mnuViewBottom_Click()
+{
+    m_layout.detailVisible = m_menu->mnuViewBottom->isChecked();
+    m_ctlDetails->setVisible(m_layout.detailVisible);
+    SizeControls(false);
+}
+
+bool frmMain::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == picClient && event->type() == QEvent::Resize) {
+        Form_Resize();
+    } else if (watched == picToolBar && event->type() == QEvent::Resize) {
+        m_lblCaption->setGeometry(picToolBar->rect());
+    } else if (watched == imgS1 || watched == imgS2) {
+        auto *bar = static_cast<QWidget *>(watched);
+        switch (event->type()) {
+        case QEvent::MouseButtonPress:
+            if (static_cast<QMouseEvent *>(event)->button() == Qt::LeftButton)
+                splitterDown(bar, static_cast<QMouseEvent *>(event)->position().toPoint());
+            return true;
+        case QEvent::MouseMove: splitterMove(bar, static_cast<QMouseEvent *>(event)->position().toPoint()); return true;
+        case QEvent::MouseButtonRelease: splitterUp(bar); return true;
+        default: break;
+        }
+    }
+    return QMainWindow::eventFilter(watched, event);
+}
+
+void frmMain::splitterDown(QWidget *bar, const QPoint &)
+{
+    const QRect view = m_ctlView->geometry();
+    if (bar == imgS1) {
+        m_dragState = 1;
+        m_dragPosition = m_layout.imgS1Left;
+        picSplitter->setGeometry(toPixels(QRect(m_dragPosition, m_layout.titleHeight, MainLayout::SplitterThickness,
+                                                Twips::fromPixelsY(view.height()))));
+    } else {
+        m_dragState = 2;
+        m_dragPosition = m_layout.imgS2Top;
+        picSplitter->setGeometry(
+            toPixels(QRect(0, m_dragPosition, Twips::fromPixelsX(picClient->width()), MainLayout::SplitterThickness)));
+    }
+    picSplitter->show();
+    picSplitter->raise();
+}
+
+void frmMain::splitterMove(QWidget *bar, const QPoint &pos)
+{
+    if (bar == imgS1 && m_dragState == 1) {
+        m_dragPosition = MainLayout::DragPosition(m_layout.imgS1Left, Twips::fromPixelsX(pos.x() - grabMargin),
+                                                  Twips::fromPixelsX(picClient->width()));
+        picSplitter->move(Twips::toPixelsX(m_dragPosition), picSplitter->y());
+    } else if (bar == imgS2 && m_dragState == 2) {
+        m_dragPosition = MainLayout::DragPosition(m_layout.imgS2Top, Twips::fromPixelsY(pos.y() - grabMargin),
+                                                  Twips::fromPixelsY(picClient->height()));
+        picSplitter->move(picSplitter->x(), Twips::toPixelsY(m_dragPosition));
+    }
+}
+
+void frmMain::splitterUp(QWidget *bar)
+{
+    if (bar == imgS1 && m_dragState == 1)
+        m_layout.imgS1Left = m_dragPosition;
+    else if (bar == imgS2 && m_dragState == 2)
+        m_layout.imgS2Top = m_dragPosition;
+    else
+        return;
+    SizeControls(false);
+    picSplitter->hide();
+    m_dragState = 0;
 }

@@ -1,9 +1,21 @@
 #pragma once
 
+#include "MainLayout.h"
+#include "MainMenu.h"
+
 #include <QMainWindow>
 
-// The main window. For now it opens the store of the home at its first activation and reports what
-// went wrong; the panes, menu and layout live in their own classes as they arrive.
+#include <functional>
+#include <memory>
+
+class QLabel;
+class ctlDetails;
+class ctlTree;
+class ctlView;
+
+// The main window: the title strip, the tree on the left, the file view on the right and the
+// details along the bottom, with two splitter bars between them. It opens the store, owns the menu,
+// and is the only place where the panes meet.
 class frmMain final : public QMainWindow
 {
     Q_OBJECT
@@ -11,12 +23,78 @@ class frmMain final : public QMainWindow
 
 public:
     explicit frmMain(QWidget *parent = nullptr);
+    ~frmMain() override;
 
-protected:
-    void showEvent(QShowEvent *event) override;
-
-private:
+    // Restores the window and its layout and sets up the panes; runs once, before the first show.
+    void Form_Load();
+    // The first activation opens the home's store and loads the tree; later ones do nothing.
     void Form_Activate();
 
+    // Lays the panes out from the splitter positions (see MainLayout). `blnForm` is true when the
+    // window itself was resized: the details pane then keeps its height.
+    void SizeControls(bool blnForm);
+
+    // Empties every pane and loads the tree again from the open store.
+    void ReloadAll();
+
+    // The program's icon in every size it is drawn in.
+    static QIcon ProgramIcon();
+
+    QLabel *lblCaption() const { return m_lblCaption; }
+    const MainLayout &Layout() const { return m_layout; }
+    const MainMenu &Menu() const { return *m_menu; }
+
+    // Windows built elsewhere in the program: the Quick Clip viewer (modal), the tip of the day and
+    // the help contents. Until one is set, the step that would show it is skipped.
+    void setClipWindow(std::function<void()> show) { m_showClipWindow = std::move(show); }
+    void setTipOfTheDay(std::function<void()> show) { m_showTipOfTheDay = std::move(show); }
+    void setHelpContents(std::function<void()> show) { m_showHelpContents = std::move(show); }
+
+public Q_SLOTS:
+    void mnuFileConnect_Click();
+    void mnuViewTop_Click();
+    void mnuViewLeft_Click();
+    void mnuViewBottom_Click();
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+    void changeEvent(QEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void buildWindow();
+    void connectMenu();
+    void restoreWindowGeometry();
+    void SetFilesCaption();
+    bool Form_QueryUnload();
+    void Form_Unload();
+    void Form_Resize();
+
+    void splitterDown(QWidget *bar, const QPoint &pos);
+    void splitterMove(QWidget *bar, const QPoint &pos);
+    void splitterUp(QWidget *bar);
+    void placeBar(QWidget *bar, const QRect &twips, Qt::Orientation orientation);
+
+    std::unique_ptr<MainMenu> m_menu;
+    QWidget *picClient = nullptr;
+    QWidget *picToolBar = nullptr;
+    QLabel *m_lblCaption = nullptr;
+    ctlTree *m_ctlTree = nullptr;
+    ctlView *m_ctlView = nullptr;
+    ctlDetails *m_ctlDetails = nullptr;
+    QWidget *imgS1 = nullptr;
+    QWidget *imgS2 = nullptr;
+    QWidget *picSplitter = nullptr;
+
+    MainLayout m_layout;
+    // 0 no drag, 1 the vertical bar, 2 the horizontal bar; the indicator's position in twips.
+    int m_dragState = 0;
+    int m_dragPosition = 0;
+    bool m_loaded = false;
     bool m_activated = false;
+    bool m_activating = false;
+
+    std::function<void()> m_showClipWindow;
+    std::function<void()> m_showTipOfTheDay;
+    std::function<void()> m_showHelpContents;
 };

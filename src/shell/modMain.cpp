@@ -1,0 +1,91 @@
+#include "modMain.h"
+
+#include "AppPath.h"
+#include "frmMain.h"
+#include "frmSplash.h"
+
+#include <QApplication>
+#include <QFile>
+#include <QLabel>
+#include <QPalette>
+#include <QPointer>
+
+namespace modMain {
+
+namespace {
+
+QPointer<frmMain> &mainForm()
+{
+    static QPointer<frmMain> form;
+    return form;
+}
+
+} // namespace
+
+void Main()
+{
+    auto *splash = new frmSplash;
+    splash->setAttribute(Qt::WA_DeleteOnClose);
+    splash->ShowNow();
+    QPointer<frmSplash> guard(splash);
+
+    auto *form = new frmMain;
+    form->setAttribute(Qt::WA_DeleteOnClose);
+    SetMainForm(form);
+    form->Form_Load();
+    form->show();
+    // Without a window manager to honour stays-on-top, the newer main window would hide the splash.
+    if (guard) {
+        guard->raise();
+        guard->repaint();
+    }
+    form->Form_Activate();
+
+    if (guard)
+        guard->close();
+}
+
+frmMain *MainForm()
+{
+    return mainForm().data();
+}
+
+void SetMainForm(frmMain *form)
+{
+    mainForm() = form;
+}
+
+void UnloadForm(QWidget *window)
+{
+    if (window)
+        window->close();
+    if (frmMain *form = MainForm())
+        SetCaptionColors(form->lblCaption(), CaptionActive);
+}
+
+void UnloadAll()
+{
+    const QWidgetList windows = QApplication::topLevelWidgets();
+    for (QWidget *window : windows) {
+        // Menus, tool tips and the like are top-level too, but they are not windows of their own.
+        const Qt::WindowType type = window->windowType();
+        if (window->isVisible() && (type == Qt::Window || type == Qt::Dialog || type == Qt::SplashScreen))
+            UnloadForm(window);
+    }
+    QFile::remove(AppPath() + QStringLiteral("~clp.tmp"));
+}
+
+void SetCaptionColors(QLabel *label, short state)
+{
+    if (!label || (state != CaptionActive && state != CaptionInactive))
+        return;
+    QPalette palette = label->palette();
+    const QPalette system = QApplication::palette();
+    const bool active = state == CaptionActive;
+    palette.setColor(QPalette::Window, active ? QColor(Qt::black) : system.color(QPalette::Dark));
+    palette.setColor(QPalette::WindowText, active ? QColor(Qt::white) : system.color(QPalette::Button));
+    label->setAutoFillBackground(true);
+    label->setPalette(palette);
+}
+
+} // namespace modMain

@@ -1,0 +1,143 @@
+#include "platform/SettingsStore.h"
+#include "shell/MainLayout.h"
+
+#include <QSettings>
+#include <QTest>
+
+// Client area of a window at its minimum: 9000 x 6300 twips less the frame, as a window would have it.
+constexpr int SW = 9000;
+constexpr int SH = 5600;
+constexpr int Screen = 19200;
+
+class tst_layout final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { QSettings(QSettings::IniFormat, QSettings::UserScope, "Lorekeep", "Lorekeep").clear(); }
+    void splitterLimits_data();
+    void splitterLimits();
+    void hiddenPanesAndTitle();
+    void resizingKeepsDetailsHeight();
+    void dragIndicatorStaysInClient();
+    void restoreAndSave();
+};
+
+void tst_layout::splitterLimits_data()
+{
+    QTest::addColumn<int>("s1Left");
+    QTest::addColumn<int>("s2Top");
+    QTest::addColumn<int>("width");
+    QTest::addColumn<int>("expectedS1");
+    QTest::addColumn<int>("expectedS2");
+    QTest::newRow("vertical dragged to 200") << 200 << 3000 << SW << 1000 << 3000;
+    QTest::newRow("vertical dragged to the right edge") << SW - 10 << 3000 << SW << SW - 1000 << 3000;
+    QTest::newRow("vertical at the limits stays") << 1000 << 3000 << SW << 1000 << 3000;
+    QTest::newRow("horizontal dragged to 500") << 3720 << 500 << SW << 3720 << 970;
+    QTest::newRow("horizontal just above the top limit") << 3720 << 999 << SW << 3720 << 970;
+    QTest::newRow("horizontal at the top limit stays") << 3720 << 1000 << SW << 3720 << 1000;
+    QTest::newRow("horizontal into the last 970") << 3720 << SH - 100 << SW << 3720 << SH - 970;
+    QTest::newRow("too narrow for both limits: the right wins") << 1500 << 3000 << 1800 << 800 << 3000;
+}
+
+void tst_layout::splitterLimits()
+{
+    QFETCH(int, s1Left);
+    QFETCH(int, s2Top);
+    QFETCH(int, width);
+    MainLayout layout;
+    layout.imgS1Left = s1Left;
+    layout.imgS2Top = s2Top;
+    const MainLayout::Placement p = layout.SizeControls(width, SH, Screen, false);
+    QTEST(layout.imgS1Left, "expectedS1");
+    QTEST(layout.imgS2Top, "expectedS2");
+
+    // The panes meet the bars with the 30-twip gap and fill the client area between them.
+    const int top = MainLayout::TitleStripHeight;
+    if (layout.imgS1Left >= 1000) {
+        QCOMPARE(*p.tree, QRect(0, top, layout.imgS1Left, layout.imgS2Top - top));
+        QCOMPARE(*p.view, QRect(layout.imgS1Left + 30, top, width - layout.imgS1Left - 30, layout.imgS2Top - top));
+    }
+    QCOMPARE(*p.details, QRect(0, layout.imgS2Top + 30, width, SH - layout.imgS2Top - 30));
+    QCOMPARE(*p.imgS1, QRect(layout.imgS1Left, top, 30, layout.imgS2Top - top));
+    QCOMPARE(p.imgS2, QRect(0, layout.imgS2Top, Screen, 30));
+    QCOMPARE(layout.detailHeight, SH - layout.imgS2Top - 30);
+}
+
+void tst_layout::hiddenPanesAndTitle()
+{
+    MainLayout layout;
+    layout.imgS2Top = 4000;
+    layout.treeVisible = false;
+    MainLayout::Placement p = layout.SizeControls(SW, SH, Screen, false);
+    QVERIFY(!p.tree);
+    QCOMPARE(*p.view, QRect(0, 375, SW, 4000 - 375));
+
+    // Without the details the upper panes take the full height; the hidden pane is left alone.
+    const int detailHeight = layout.detailHeight;
+    layout.treeVisible = true;
+    layout.detailVisible = false;
+    layout.imgS2Top = 2000;
+    p = layout.SizeControls(SW, SH, Screen, false);
+    QVERIFY(!p.details);
+    QCOMPARE(p.view->bottom() + 1, SH);
+    QCOMPARE(layout.imgS2Top, 2000);
+    QCOMPARE(layout.detailHeight, detailHeight);
+
+    layout.titleHeight = 0;
+    p = layout.SizeControls(SW, SH, Screen, false);
+    QCOMPARE(p.tree->top(), 0);
+    QCOMPARE(p.imgS1->top(), 0);
+    QCOMPARE(p.titleStrip.height(), 0);
+}
+
+void tst_layout::resizingKeepsDetailsHeight()
+{
+    MainLayout layout;
+    layout.detailHeight = 2295;
+    for (const int height : {9000, 7000, 12000, 5600}) {
+        layout.SizeControls(SW, height, Screen, true);
+        QCOMPARE(layout.imgS2Top, height - 2295 - 30);
+        QCOMPARE(layout.detailHeight, 2295);
+    }
+    // A window too short for it: the bar is held at 970 from the top and the details shrink.
+    layout.detailHeight = 4000;
+    layout.SizeControls(SW, 4500, Screen, true);
+    QCOMPARE(layout.imgS2Top, 970);
+    QCOMPARE(layout.detailHeight, 4500 - 1000);
+}
+
+void tst_layout::dragIndicatorStaysInClient()
+{
+    QCOMPARE(MainLayout::DragPosition(3720, 150, SW), 3870);
+    QCOMPARE(MainLayout::DragPosition(3720, -5000, SW), 0);
+    QCOMPARE(MainLayout::DragPosition(3720, 8000, SW), SW);
+}
+
+void tst_layout::restoreAndSave()
+{
+    // Unreadable values keep the design position; readable ones come back.
+    SaveSetting(SettingKeys::LayoutTree, QStringLiteral("False"));
+    SaveSetting(SettingKeys::LayoutDetail, QStringLiteral("perhaps"));
+    SaveSetting(SettingKeys::LayoutImgs1Left, QStringLiteral("99999999999"));
+    SaveSetting(SettingKeys::LayoutDetailHeight, QStringLiteral("3000"));
+    MainLayout layout;
+    layout.Restore(SH);
+    QCOMPARE(layout.treeVisible, false);
+    QCOMPARE(layout.detailVisible, true);
+    QCOMPARE(layout.imgS1Left, MainLayout::DesignS1Left);
+    QCOMPARE(layout.imgS2Top, SH - 2295 - 30);
+    QCOMPARE(layout.detailHeight, 3000);
+
+    layout.imgS1Left = 4100;
+    layout.Save();
+    MainLayout again;
+    again.Restore(SH);
+    QCOMPARE(GetSetting(SettingKeys::LayoutDetail), QStringLiteral("True"));
+    QCOMPARE(again.imgS1Left, 4100);
+    QCOMPARE(again.imgS2Top, SH - 2295 - 30);
+    QCOMPARE(again.treeVisible, false);
+}
+
+QTEST_GUILESS_MAIN(tst_layout)
+#include "tst_layout.moc"

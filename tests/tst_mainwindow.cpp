@@ -1,0 +1,369 @@
+#include "ScriptedPrompts.h"
+#include "TestHome.h"
+#include "data/Schema.h"
+#include "data/modADO.h"
+#include "details/ctlDetails.h"
+#include "platform/SettingsStore.h"
+#include "platform/Twips.h"
+#include "shell/frmMain.h"
+#include "shell/frmSplash.h"
+#include "shell/modMain.h"
+#include "tree/ctlTree.h"
+#include "view/ctlView.h"
+
+#include <QAction>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QPointer>
+#include <QSettings>
+#include <QTest>
+
+namespace {
+
+// The program's own store connection, as frmMain uses it, closed after every test.
+modADO &program()
+{
+    return modADO::instance();
+}
+
+// Starts the window the way Main does.
+std::unique_ptr<frmMain> start()
+{
+    auto form = std::make_unique<frmMain>();
+    modMain::SetMainForm(form.get());
+    form->Form_Load();
+    form->show();
+    form->Form_Activate();
+    return form;
+}
+
+void writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+}
+
+void press(QWidget *bar, QEvent::Type type, QPoint pos)
+{
+    QMouseEvent event(type, pos, bar->mapToGlobal(pos), Qt::LeftButton,
+                      type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(bar, &event);
+}
+
+QStringList menuItems(const QMenu *menu)
+{
+    QStringList items;
+    for (const QAction *action : menu->actions())
+        items << (action->isSeparator()
+                      ? QStringLiteral("-")
+                      : action->text() + (action->isEnabled() ? QString() : QStringLiteral(" (off)")) +
+                            (action->isChecked() ? QStringLiteral(" [x]") : QString()));
+    return items;
+}
+
+} // namespace
+
+class tst_mainwindow final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { QSettings(QSettings::IniFormat, QSettings::UserScope, "Lorekeep", "Lorekeep").clear(); }
+    void cleanup() { program().Close(); }
+    void startWithAndWithoutStore();
+    void menuBar();
+    void openAnotherStore();
+    void exitQuestion_data();
+    void exitQuestion();
+    void splittersAndViewMenu();
+    void layoutSavedAndRestored();
+    void captionColors();
+    void splashAndMain();
+};
+
+void tst_mainwindow::startWithAndWithoutStore()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    QStringList tips;
+    {
+        auto form = std::make_unique<frmMain>();
+        form->setTipOfTheDay([&] { tips << QStringLiteral("shown"); });
+        modMain::SetMainForm(form.get());
+        form->Form_Load();
+        form->show();
+        form->Form_Activate();
+        QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [lorekeep] - Files"));
+        QVERIFY(program().IsOpen());
+        QVERIFY(QFile::exists(home.file(QStringLiteral("error.log"))));
+        QVERIFY(QFileInfo(home.file(QStringLiteral("QuickClip"))).isDir());
+        QCOMPARE(GetSetting(SettingKeys::FirstRun), QStringLiteral("1"));
+        QCOMPARE(tips.size(), 1);
+        QCOMPARE(form->findChild<QLineEdit *>(QStringLiteral("txtSearch"))->text(), QStringLiteral("Search..."));
+
+        // Coming back to the window neither reconnects nor shows the tip again.
+        program().Close();
+        form->Form_Activate();
+        QVERIFY(!program().IsOpen());
+        QCOMPARE(tips.size(), 1);
+    }
+
+    // Without a store: the log's message, then the connection error, once; the tree stays empty.
+    QVERIFY(QFile::remove(home.storePath()));
+    SaveSetting(SettingKeys::TOD, QStringLiteral("0"));
+    prompts.answerMsgBox(MsgResult::OK);
+    prompts.answerMsgBox(MsgResult::OK);
+    auto form = start();
+    QCOMPARE(prompts.shown().size(), 2);
+    QCOMPARE(prompts.shown()[0].title, QStringLiteral("modADO Error"));
+    QCOMPARE(prompts.last().text, QStringLiteral("There is a database connection error."));
+    QCOMPARE(prompts.last().icon, MsgIcon::Critical);
+    QCOMPARE(prompts.last().title, QStringLiteral("Lorekeep"));
+    QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep"));
+    form->Form_Activate();
+    QCOMPARE(prompts.shown().size(), 2);
+}
+
+void tst_mainwindow::menuBar()
+{
+    TestHome home;
+    auto form = start();
+    auto items = [&](const char *name) {
+        return menuItems(form->findChild<QMenu *>(QString::fromLatin1(name)));
+    };
+    QCOMPARE(items("mnuFile"), QStringList({"&Open Lorekeep", "&Print (off)", "-", "E&xit"}));
+    QCOMPARE(items("mnuEdit"), QStringList({"&Platforms (off)", "-", "&Find... (off)"}));
+    QCOMPARE(items("mnuView"), QStringList({"-", "&Title [x]", "Book T&ree [x]", "&Details [x]"}));
+    QCOMPARE(items("mnuTools"), QStringList({"&Quick Clip Viewer (off)", "-", "&Options... (off)"}));
+    QCOMPARE(items("mnuHelp"),
+             QStringList({"&Contents (off)", "&Search For Help On... (off)", "-", "Tip Of The &Day (off)", "-",
+                          "Check For &Updates... (off)", "&Online Support (off)", "-", "&About Lorekeep... (off)"}));
+}
+
+void tst_mainwindow::openAnotherStore()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    const QString other = home.file(QStringLiteral("Other Games.lkb"));
+    ErrObject err;
+    QVERIFY(Schema::CreateStore(other, &err));
+    const QString broken = home.file(QStringLiteral("notes.lkb"));
+    writeFile(broken, "not a store");
+
+    auto form = start();
+    auto *search = form->findChild<QLineEdit *>(QStringLiteral("txtSearch"));
+    auto *view = form->findChild<ctlView *>();
+    auto reloaded = [&] {
+        return search->text() != QLatin1String("marker");
+    };
+    auto openFile = [&](std::optional<QString> path, bool fails = false) {
+        search->setText(QStringLiteral("marker"));
+        view->Cover(false);
+        prompts.answerOpenFile(path);
+        if (fails)
+            prompts.answerMsgBox(MsgResult::OK);
+        form->Menu().mnuFileConnect->trigger();
+    };
+
+    openFile(std::nullopt);
+    QVERIFY(!reloaded());
+    QCOMPARE(prompts.last().options.Title, QStringLiteral("Select Lorekeep..."));
+    QCOMPARE(prompts.last().options.Filter, QStringLiteral("Lorekeep Files *.lkb|*.lkb"));
+
+    openFile(home.storePath());
+    QVERIFY(!reloaded());
+
+    openFile(broken, true);
+    QCOMPARE(prompts.last().title, QStringLiteral("modADO Error"));
+    QVERIFY(!reloaded());
+    QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [lorekeep] - Files"));
+    QCOMPARE(program().DatabasePath(), home.storePath());
+    QVERIFY(program().IsOpen());
+
+    openFile(other);
+    QVERIFY(reloaded());
+    QVERIFY(view->IsCovered());
+    QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [Other Games] - Files"));
+    QCOMPARE(form->lblCaption()->text(), QStringLiteral("Lorekeep"));
+    QCOMPARE(program().DatabasePath(), other);
+}
+
+void tst_mainwindow::exitQuestion_data()
+{
+    QTest::addColumn<int>("clipBytes"); // -1: no file
+    QTest::addColumn<int>("answer");    // -1: not asked
+    QTest::addColumn<bool>("closes");
+    QTest::newRow("no clip file") << -1 << -1 << true;
+    QTest::newRow("empty clip file") << 0 << -1 << true;
+    QTest::newRow("one byte") << 1 << -1 << true;
+    QTest::newRow("two bytes, Yes") << 2 << int(MsgResult::Yes) << true;
+    QTest::newRow("two bytes, No") << 2 << int(MsgResult::No) << true;
+    QTest::newRow("two bytes, Cancel") << 2 << int(MsgResult::Cancel) << false;
+}
+
+void tst_mainwindow::exitQuestion()
+{
+    QFETCH(int, clipBytes);
+    QFETCH(int, answer);
+    QFETCH(bool, closes);
+    TestHome home;
+    ScriptedPrompts prompts;
+    const QString clips = home.file(QStringLiteral("~clp.tmp"));
+    if (clipBytes >= 0)
+        writeFile(clips, QByteArray(clipBytes, 'x'));
+    if (answer >= 0)
+        prompts.answerMsgBox(MsgResult(answer));
+    auto form = start();
+    int clipWindowShown = 0;
+    form->setClipWindow([&] {
+        QVERIFY(QFile::exists(clips));
+        ++clipWindowShown;
+    });
+    form->findChild<ctlTree *>()->setSearch_Text(QStringLiteral("  zelda "));
+
+    form->Menu().mnuFileExit->trigger();
+    if (answer >= 0) {
+        QCOMPARE(prompts.last().text,
+                 QStringLiteral("You have unsaved Quick Clips.  Do you wish to save them before you exit?"));
+        QCOMPARE(prompts.last().buttons, MsgButtons::YesNoCancel);
+        QCOMPARE(prompts.last().icon, MsgIcon::Exclamation);
+    }
+    QCOMPARE(clipWindowShown, answer == int(MsgResult::Yes) ? 1 : 0);
+    QCOMPARE(form->isVisible(), !closes);
+    QCOMPARE(QFile::exists(clips), !closes && clipBytes >= 0);
+    QCOMPARE(GetSetting(SettingKeys::TreeSearchText), closes ? QStringLiteral("zelda") : QStringLiteral("Search..."));
+    if (closes) {
+        QCOMPARE(GetSetting(SettingKeys::ViewSelTab), QStringLiteral("1"));
+        QCOMPARE(GetSetting(SettingKeys::LayoutTree), QStringLiteral("True"));
+        QVERIFY(!GetSetting(SettingKeys::WindowGeometry).isEmpty());
+    }
+}
+
+void tst_mainwindow::splittersAndViewMenu()
+{
+    TestHome home;
+    auto form = start();
+    form->resize(1000, 700);
+    QCoreApplication::processEvents();
+    auto *tree = form->findChild<ctlTree *>();
+    auto *view = form->findChild<ctlView *>();
+    auto *details = form->findChild<ctlDetails *>();
+    auto *imgS1 = form->findChild<QWidget *>(QStringLiteral("imgS1"));
+    auto *imgS2 = form->findChild<QWidget *>(QStringLiteral("imgS2"));
+    auto *indicator = form->findChild<QWidget *>(QStringLiteral("picSplitter"));
+    const int client = form->centralWidget()->height();
+    QCOMPARE(details->geometry().bottom() + 1, client);
+    QCOMPARE(Twips::fromPixelsY(details->height()), MainLayout::DesignDetailHeight);
+
+    // Dragging the vertical bar far left: only the indicator follows; on release the bar is held at 1000.
+    press(imgS1, QEvent::MouseButtonPress, {3, 10});
+    QVERIFY(indicator->isVisible());
+    press(imgS1, QEvent::MouseMove, {-200, 10});
+    QCOMPARE(indicator->x(), Twips::toPixelsX(3720) - 200 - 2);
+    QCOMPARE(tree->width(), Twips::toPixelsX(3720));
+    press(imgS1, QEvent::MouseButtonRelease, {-200, 10});
+    QVERIFY(!indicator->isVisible());
+    QCOMPARE(form->Layout().imgS1Left, 1000);
+    QCOMPARE(view->x(), Twips::toPixelsX(1030));
+
+    // The horizontal bar dragged into the bottom margin stops 970 above the client bottom.
+    press(imgS2, QEvent::MouseButtonPress, {10, 3});
+    press(imgS2, QEvent::MouseMove, {10, 500});
+    press(imgS2, QEvent::MouseButtonRelease, {10, 500});
+    QCOMPARE(form->Layout().imgS2Top, Twips::fromPixelsY(client) - 970);
+
+    // The View menu and the panes' own buttons hide and show panes, with the check marks following.
+    QMetaObject::invokeMethod(tree, "HideControl");
+    QVERIFY(!form->Menu().mnuViewLeft->isChecked());
+    QVERIFY(!tree->isVisible() && !imgS1->isVisible());
+    QCOMPARE(view->x(), 0);
+    form->Menu().mnuViewBottom->trigger();
+    QVERIFY(!details->isVisible());
+    QCOMPARE(view->geometry().bottom() + 1, client);
+    QMetaObject::invokeMethod(view, "ShowTree");
+    QVERIFY(form->Menu().mnuViewLeft->isChecked() && tree->isVisible());
+    form->Menu().mnuViewTop->trigger();
+    QVERIFY(!form->findChild<QWidget *>(QStringLiteral("picToolBar"))->isVisible());
+    QCOMPARE(tree->y(), 0);
+    QCOMPARE(imgS1->y(), 0);
+
+    // Too small a window is held at the minimum.
+    form->resize(300, 200);
+    QCOMPARE(Twips::fromPixelsX(form->width()), MainLayout::MinWindowWidth);
+    QCOMPARE(Twips::fromPixelsY(form->height()), MainLayout::MinWindowHeight);
+}
+
+void tst_mainwindow::layoutSavedAndRestored()
+{
+    TestHome home;
+    {
+        auto form = start();
+        form->Menu().mnuViewLeft->trigger();
+        form->close();
+    }
+    QCOMPARE(GetSetting(SettingKeys::LayoutTree), QStringLiteral("False"));
+    SaveSetting(SettingKeys::LayoutDetailHeight, QStringLiteral("3000"));
+    SaveSetting(SettingKeys::DetailSelTab, QStringLiteral("3"));
+
+    // Saved at every exit, but only brought back when the user asked for it.
+    {
+        auto form = start();
+        QVERIFY(form->Menu().mnuViewLeft->isChecked());
+        QCOMPARE(form->findChild<ctlDetails *>()->SelectedTab(), 1);
+        form->close();
+    }
+    SaveSetting(SettingKeys::AppLayout, QStringLiteral("1"));
+    SaveSetting(SettingKeys::LayoutTree, QStringLiteral("False"));
+    SaveSetting(SettingKeys::LayoutDetailHeight, QStringLiteral("3000"));
+    SaveSetting(SettingKeys::DetailSelTab, QStringLiteral("3"));
+    auto form = start();
+    QVERIFY(!form->Menu().mnuViewLeft->isChecked());
+    QVERIFY(!form->findChild<ctlTree *>()->isVisible());
+    QCOMPARE(Twips::fromPixelsY(form->findChild<ctlDetails *>()->height()), 3000);
+    QCOMPARE(form->findChild<ctlDetails *>()->SelectedTab(), 3);
+}
+
+void tst_mainwindow::captionColors()
+{
+    QLabel label;
+    modMain::SetCaptionColors(&label, modMain::CaptionActive);
+    QCOMPARE(label.palette().color(QPalette::Window), QColor(Qt::black));
+    QCOMPARE(label.palette().color(QPalette::WindowText), QColor(Qt::white));
+    modMain::SetCaptionColors(&label, 5);
+    QCOMPARE(label.palette().color(QPalette::Window), QColor(Qt::black));
+    modMain::SetCaptionColors(&label, modMain::CaptionInactive);
+    QCOMPARE(label.palette().color(QPalette::Window), QApplication::palette().color(QPalette::Dark));
+    QCOMPARE(label.palette().color(QPalette::WindowText), QApplication::palette().color(QPalette::Button));
+}
+
+void tst_mainwindow::splashAndMain()
+{
+    TestHome home;
+    {
+        frmSplash splash;
+        QCOMPARE(splash.findChild<QLabel *>(QStringLiteral("lblVersion"))->text(), QStringLiteral("Version 1.1.0"));
+        QVERIFY(splash.findChild<QLabel *>(QStringLiteral("imgLogo"))->pixmap().isNull());
+        splash.ShowNow();
+        QTest::keyClick(&splash, Qt::Key_Space);
+        QVERIFY(!splash.isVisible());
+    }
+    QVERIFY(QFile::copy(QStringLiteral(":/bundle/logo.gif"), home.file(QStringLiteral("logo.gif"))));
+    QVERIFY(!frmSplash().findChild<QLabel *>(QStringLiteral("imgLogo"))->pixmap().isNull());
+
+    // Main leaves the main window up, activated, and the splash gone.
+    modMain::Main();
+    QPointer<frmMain> form = modMain::MainForm();
+    QVERIFY(form && form->isVisible());
+    QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [lorekeep] - Files"));
+    for (QWidget *window : QApplication::topLevelWidgets())
+        QVERIFY(!qobject_cast<frmSplash *>(window) || !window->isVisible());
+    form->close();
+    QTRY_VERIFY(form.isNull());
+}
+
+QTEST_MAIN(tst_mainwindow)
+#include "tst_mainwindow.moc"
