@@ -19,7 +19,6 @@ private Q_SLOTS:
     void splitterLimits();
     void hiddenPanesAndTitle();
     void resizingKeepsDetailsHeight();
-    void dragIndicatorStaysInClient();
     void restoreAndSave();
 };
 
@@ -105,13 +104,6 @@ void tst_layout::resizingKeepsDetailsHeight()
     layout.SizeControls(SW, 4500, Screen, true);
     QCOMPARE(layout.imgS2Top, 970);
     QCOMPARE(layout.detailHeight, 4500 - 1000);
-}
-
-void tst_layout::dragIndicatorStaysInClient()
-{
-    QCOMPARE(MainLayout::DragPosition(3720, 150, SW), 3870);
-    QCOMPARE(MainLayout::DragPosition(3720, -5000, SW), 0);
-    QCOMPARE(MainLayout::DragPosition(3720, 8000, SW), SW);
 }
 
 void tst_layout::restoreAndSave()

@@ -136,9 +136,6 @@ void frmMain::Form_Load()
         m_layout.Restore(Twips::fromPixelsY(picClient->height()));
         m_menu->mnuViewLeft->setChecked(m_layout.treeVisible);
         m_menu->mnuViewBottom->setChecked(m_layout.detailVisible);
-    } else {
-        m_layout.imgS2Top =
-            Twips::fromPixelsY(picClient->height()) - MainLayout::DesignDetailHeight - MainLayout::SplitterThickness;
     }
     // The first SizeControls(true) after the window is shown places the horizontal bar from the
     // details height.
