@@ -275,9 +275,10 @@ void frmMain::Form_Unload()
 
 void frmMain::Form_Resize()
 {
-    // A window dragged above the screen comes back down where its title bar can be reached.
-    if (!isMaximized() && !isFullScreen() && frameGeometry().top() < 0)
-        move(x(), 0);
+    // A window dragged above its screen comes back down where its title bar can be reached.
+    const int screenTop = screen() ? screen()->availableGeometry().top() : 0;
+    if (!isMaximized() && !isFullScreen() && frameGeometry().top() < screenTop)
+        move(x(), screenTop);
     if (isMinimized())
         return;
     SizeControls(true);
