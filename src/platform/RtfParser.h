@@ -1,0 +1,145 @@
+#pragma once
+
+#include "RtfCodePage.h"
+
+#include <QByteArrayView>
+#include <QColor>
+#include <QHash>
+#include <QString>
+#include <QVector>
+
+#include <utility>
+#include <vector>
+
+// Character properties in effect for a run of text; lengths as RTF writes them.
+struct RtfCharState
+{
+    int font = -1;       // index into the font table, -1 for none
+    int halfPoints = 24; // \fs
+    bool bold = false;
+    bool italic = false;
+    bool underline = false;
+    bool strike = false;
+    bool hidden = false;
+    int foreground = 0; // index into the colour table, 0 for automatic
+    int background = 0;
+    int vertical = 0; // 1 superscript, -1 subscript
+
+    bool operator==(const RtfCharState &other) const;
+    bool operator!=(const RtfCharState &other) const { return !(*this == other); }
+};
+
+// Paragraph properties, lengths in twips.
+struct RtfParaState
+{
+    enum Align { Left, Right, Center, Justify };
+    Align align = Left;
+    int leftIndent = 0;
+    int rightIndent = 0;
+    int firstIndent = 0;
+    int spaceBefore = 0;
+    int spaceAfter = 0;
+    bool inTable = false;
+};
+
+struct RtfFont
+{
+    QString name;
+    int codePage = 0; // 0: the document's
+};
+
+// What the parser found: receives text in runs of one format and the structure around them.
+class RtfSink
+{
+public:
+    virtual ~RtfSink() = default;
+    // Text never holds paragraph marks; a line break inside a paragraph is U+2028, a tab "\t". The
+    // paragraph's properties are those in effect so far.
+    virtual void text(QStringView text, const RtfCharState &chars, const RtfParaState &para) = 0;
+    virtual void paragraph(const RtfParaState &para) = 0;
+    virtual void pageBreak() {}
+    virtual void cell(const RtfParaState &para) = 0;
+    virtual void row() = 0;
+    virtual void beginLink(const QString &href) { Q_UNUSED(href) }
+    virtual void endLink() {}
+    // The end of the input: the last paragraph, which has no mark of its own.
+    virtual void finish(const RtfParaState &para) = 0;
+};
+
+// Reads RTF once from start to end and tells the sink what it holds. Work is linear in the input;
+// memory is bounded by the input's length and a fixed nesting limit.
+class RtfParser final
+{
+public:
+    explicit RtfParser(RtfSink *sink);
+    void setSink(RtfSink *sink) { m_sink = sink; }
+
+    void parse(QByteArrayView input);
+
+    const QHash<int, RtfFont> &fonts() const { return m_fonts; }
+    const QVector<QColor> &colors() const { return m_colors; }
+    int defaultFont() const { return m_defaultFont; }
+
+private:
+    enum class Dest : unsigned char {
+        Text,   // text of the document
+        Ignore, // a destination whose text is not shown, but whose groups may be
+        Skip,   // nothing inside is shown
+        FontTable,
+        ColorTable,
+        FieldInst,
+    };
+    struct Group
+    {
+        RtfCharState chars;
+        RtfParaState para;
+        Dest dest = Dest::Text;
+        unsigned char uc = 1;
+        bool linkEnds = false; // the group is a hyperlink's visible result
+        bool fieldGroup = false;
+    };
+
+    void groupStart();
+    void groupEnd();
+    void controlWord(QByteArrayView word, bool hasParam, int param);
+    void controlSymbol(char symbol);
+    bool destination(QByteArrayView word, bool starred);
+    void textBytes(QByteArrayView bytes);
+    void hexByte(unsigned char byte);
+    void appendChar(char16_t ch);
+    // Prepares the text buffer for text in the current state; false when that text is not shown.
+    bool beginRun();
+    void flushBytes();
+    void flushText();
+    void skipGroup();
+    const RtfCodePage::Decoder &decoder();
+
+    RtfSink *m_sink;
+    QByteArrayView m_input;
+    qsizetype m_pos = 0;
+
+    std::vector<Group> m_groups;
+    int m_overflow = 0; // groups deeper than the nesting limit share their parent's state
+    Group m_state;
+    bool m_pendingStar = false;
+    bool m_groupHasWord = false; // only the first control word of a group names a destination
+    int m_skipFallback = 0;      // \uN fallback characters still to drop
+    int m_footnotes = 0;
+
+    QString m_text;
+    RtfCharState m_textState;
+    RtfParaState m_textPara;
+    RtfParaState m_finalPara;
+    QByteArray m_bytes; // \'hh and 8-bit bytes waiting to be decoded together
+    int m_bytesCodePage = 0;
+
+    int m_documentCodePage = 1252;
+    int m_defaultFont = -1;
+    QHash<int, RtfFont> m_fonts;
+    int m_fontEntry = -1;
+    QString m_fontName;
+    QVector<QColor> m_colors;
+    int m_red = -1, m_green = -1, m_blue = -1;
+    std::vector<QString> m_fieldInst;
+    std::vector<std::pair<int, RtfCodePage::Decoder>> m_decoders;
+};

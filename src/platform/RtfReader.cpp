@@ -1,0 +1,293 @@
+#include "RtfReader.h"
+
+#include "RtfCodePage.h"
+#include "RtfParser.h"
+
+#include <QStringDecoder>
+#include <QTextBlock>
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QTextTable>
+
+#include <utility>
+
+namespace {
+
+// Twips to the points that QTextFormat lengths are taken in (the writer uses the same rule).
+qreal points(int twips)
+{
+    return twips / 20.0;
+}
+
+QString decodePlain(QByteArrayView bytes)
+{
+    // Text files are UTF-8 nowadays, and Windows-1252 when they are not.
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = utf8.decode(bytes);
+    if (!utf8.hasError())
+        return text;
+    return RtfCodePage::Decoder(1252).decode(bytes);
+}
+
+// Builds document content at a cursor.
+class DocumentSink final : public RtfSink
+{
+public:
+    DocumentSink(QTextCursor &cursor, const RtfParser &parser) : m_cursor(cursor), m_parser(parser) {}
+
+    void text(QStringView text, const RtfCharState &chars, const RtfParaState &para) override
+    {
+        place(para);
+        m_cursor.insertText(text.toString(), charFormat(chars));
+    }
+
+    void paragraph(const RtfParaState &para) override
+    {
+        place(para);
+        m_cursor.setBlockFormat(blockFormat(para));
+        m_cursor.insertBlock();
+    }
+
+    void pageBreak() override
+    {
+        // The break belongs to the paragraph that follows it.
+        if (m_cursor.block().length() > 1)
+            m_cursor.insertBlock();
+        m_breakBefore = true;
+    }
+
+    void cell(const RtfParaState &para) override
+    {
+        QTextBlockFormat format = blockFormat(para);
+        enterCell();
+        m_cursor.setBlockFormat(format);
+        ++m_column;
+    }
+
+    void row() override
+    {
+        if (m_table)
+            m_rowEnded = true;
+        m_column = 0;
+    }
+
+    void beginLink(const QString &href) override { m_href = href; }
+    void endLink() override { m_href.clear(); }
+
+    void finish(const RtfParaState &para) override
+    {
+        if (!para.inTable && !m_table)
+            m_cursor.setBlockFormat(blockFormat(para));
+        leaveTable();
+    }
+
+private:
+    void place(const RtfParaState &para)
+    {
+        if (para.inTable)
+            enterCell();
+        else
+            leaveTable();
+    }
+
+    void enterCell()
+    {
+        if (!m_table) {
+            // Qt keeps a paragraph before every table, so the empty one that the last paragraph
+            // mark opened would be one too many.
+            const QTextBlock previous = m_cursor.block().previous();
+            if (m_cursor.block().length() == 1 && previous.isValid() && !QTextCursor(previous).currentTable())
+                m_cursor.deletePreviousChar();
+            QTextTableFormat format;
+            format.setBorder(1);
+            format.setCellPadding(3);
+            format.setCellSpacing(0);
+            format.setBorderCollapse(true);
+            m_table = m_cursor.insertTable(1, 1, format);
+            m_row = 0;
+            m_column = 0;
+            m_rowEnded = false;
+        } else if (m_rowEnded) {
+            m_table->appendRows(1);
+            ++m_row;
+            m_rowEnded = false;
+        }
+        if (m_column >= m_table->columns())
+            m_table->appendColumns(m_column - m_table->columns() + 1);
+        const QTextTableCell target = m_table->cellAt(m_row, m_column);
+        if (m_cursor.currentTable() != m_table || m_table->cellAt(m_cursor) != target)
+            m_cursor = target.lastCursorPosition();
+    }
+
+    void leaveTable()
+    {
+        if (!m_table)
+            return;
+        m_cursor = m_table->lastCursorPosition();
+        m_cursor.movePosition(QTextCursor::NextBlock);
+        m_table = nullptr;
+    }
+
+    QTextCharFormat charFormat(const RtfCharState &chars) const
+    {
+        QTextCharFormat format;
+        const auto &fonts = m_parser.fonts();
+        auto font = fonts.constFind(chars.font);
+        if (font == fonts.constEnd())
+            font = fonts.constFind(m_parser.defaultFont());
+        if (font != fonts.constEnd() && !font->name.isEmpty())
+            format.setFontFamilies({font->name});
+        format.setFontPointSize(chars.halfPoints / 2.0);
+        if (chars.bold)
+            format.setFontWeight(QFont::Bold);
+        if (chars.italic)
+            format.setFontItalic(true);
+        if (chars.underline)
+            format.setFontUnderline(true);
+        if (chars.strike)
+            format.setFontStrikeOut(true);
+        const QVector<QColor> &colors = m_parser.colors();
+        if (chars.foreground > 0 && chars.foreground < colors.size() && colors[chars.foreground].isValid())
+            format.setForeground(colors[chars.foreground]);
+        if (chars.background > 0 && chars.background < colors.size() && colors[chars.background].isValid())
+            format.setBackground(colors[chars.background]);
+        if (chars.vertical != 0)
+            format.setVerticalAlignment(chars.vertical > 0 ? QTextCharFormat::AlignSuperScript
+                                                           : QTextCharFormat::AlignSubScript);
+        if (!m_href.isEmpty()) {
+            format.setAnchor(true);
+            format.setAnchorHref(m_href);
+        }
+        return format;
+    }
+
+    QTextBlockFormat blockFormat(const RtfParaState &para)
+    {
+        QTextBlockFormat format;
+        if (std::exchange(m_breakBefore, false))
+            format.setPageBreakPolicy(QTextFormat::PageBreak_AlwaysBefore);
+        static constexpr Qt::Alignment alignments[] = {Qt::AlignLeft, Qt::AlignRight, Qt::AlignHCenter,
+                                                       Qt::AlignJustify};
+        format.setAlignment(alignments[para.align]);
+        if (para.leftIndent)
+            format.setLeftMargin(points(para.leftIndent));
+        if (para.rightIndent)
+            format.setRightMargin(points(para.rightIndent));
+        if (para.firstIndent)
+            format.setTextIndent(points(para.firstIndent));
+        if (para.spaceBefore)
+            format.setTopMargin(points(para.spaceBefore));
+        if (para.spaceAfter)
+            format.setBottomMargin(points(para.spaceAfter));
+        return format;
+    }
+
+    QTextCursor &m_cursor;
+    const RtfParser &m_parser;
+    QTextTable *m_table = nullptr;
+    int m_row = 0;
+    int m_column = 0;
+    bool m_rowEnded = false;
+    bool m_breakBefore = false;
+    QString m_href;
+};
+
+// Collects what a reader sees as plain text.
+class PlainTextSink final : public RtfSink
+{
+public:
+    explicit PlainTextSink(QString *out) : m_out(out) {}
+
+    void text(QStringView text, const RtfCharState &, const RtfParaState &) override { m_out->append(text); }
+    void paragraph(const RtfParaState &) override { m_out->append(QLatin1Char('\n')); }
+    void pageBreak() override
+    {
+        if (!m_out->isEmpty() && !m_out->endsWith(QLatin1Char('\n')))
+            m_out->append(QLatin1Char('\n'));
+    }
+    void cell(const RtfParaState &) override { m_out->append(QLatin1Char('\t')); }
+    void row() override
+    {
+        if (m_out->endsWith(QLatin1Char('\t')))
+            m_out->chop(1);
+        m_out->append(QLatin1Char('\n'));
+    }
+    void finish(const RtfParaState &) override
+    {
+        m_out->replace(QChar(0x2028), QLatin1Char('\n'));
+        // Optional hyphens are invisible, and a search for the word must find it.
+        m_out->remove(QChar(0x00AD));
+    }
+
+private:
+    QString *m_out;
+};
+
+} // namespace
+
+namespace RtfReader {
+
+bool LooksLikeRtf(QByteArrayView data)
+{
+    qsizetype at = 0;
+    if (data.startsWith("\xEF\xBB\xBF"))
+        at = 3;
+    while (at < data.size() && (data[at] == ' ' || data[at] == '\t' || data[at] == '\r' || data[at] == '\n'))
+        ++at;
+    return data.sliced(at).startsWith("{\\rtf");
+}
+
+void Read(QByteArrayView rtf, QTextDocument *document)
+{
+    const bool undo = document->isUndoRedoEnabled();
+    document->setUndoRedoEnabled(false);
+    document->clear();
+    QTextCursor cursor(document);
+    Insert(rtf, cursor);
+    document->setUndoRedoEnabled(undo);
+}
+
+void Insert(QByteArrayView rtf, QTextCursor &cursor)
+{
+    cursor.beginEditBlock();
+    if (!LooksLikeRtf(rtf)) {
+        cursor.insertText(decodePlain(rtf));
+    } else {
+        RtfParser parser(nullptr);
+        DocumentSink sink(cursor, parser);
+        parser.setSink(&sink);
+        parser.parse(rtf);
+    }
+    cursor.endEditBlock();
+}
+
+QString PlainText(QByteArrayView rtf)
+{
+    if (!LooksLikeRtf(rtf))
+        return decodePlain(rtf);
+    QString text;
+    text.reserve(rtf.size() / 2);
+    PlainTextSink sink(&text);
+    RtfParser parser(&sink);
+    parser.parse(rtf);
+    return text;
+}
+
+QByteArray FromStoredText(const QString &text)
+{
+    QByteArray bytes;
+    bytes.reserve(text.size());
+    for (const QChar ch : text) {
+        if (ch.unicode() < 0x80) {
+            bytes.append(char(ch.unicode()));
+        } else {
+            // Wrapped in a group of its own so that the document's \uc does not eat what follows.
+            bytes.append("{\\uc1\\u");
+            bytes.append(QByteArray::number(qint16(ch.unicode())));
+            bytes.append("?}");
+        }
+    }
+    return bytes;
+}
+
+} // namespace RtfReader

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QByteArray>
+#include <QByteArrayView>
+#include <QString>
+
+class QTextCursor;
+class QTextDocument;
+
+// Rich text in: RTF as word processors, web-page importers and hand editors write it, truncated or
+// broken included. Never fails: whatever cannot be understood is skipped, and text that is not RTF at
+// all is taken as plain text. Work and memory are bounded by the input's length.
+namespace RtfReader {
+
+// Whether `data` starts (after blanks) with "{\rtf".
+bool LooksLikeRtf(QByteArrayView data);
+
+// Replaces the document's content with the RTF's.
+void Read(QByteArrayView rtf, QTextDocument *document);
+// Inserts the RTF's content at the cursor, as pasting would.
+void Insert(QByteArrayView rtf, QTextCursor &cursor);
+
+// The text a reader sees, without building a document: paragraphs end in "\n", table cells are
+// separated by tabs. Fast enough for searching a whole library.
+QString PlainText(QByteArrayView rtf);
+
+// Text kept in a QString (the store's column) may hold characters the RTF did not escape; they are
+// taken as themselves.
+QByteArray FromStoredText(const QString &text);
+
+} // namespace RtfReader

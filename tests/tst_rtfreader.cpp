@@ -1,0 +1,275 @@
+#include "platform/RtfReader.h"
+#include "platform/RtfWriter.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+#include <QTest>
+#include <QTextBlock>
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QTextTable>
+
+#include <algorithm>
+#include <vector>
+
+namespace {
+
+QString plain(const char *rtf)
+{
+    return RtfReader::PlainText(QByteArrayView(rtf));
+}
+
+// The character format of the first fragment holding `text`.
+QTextCharFormat formatOf(const QTextDocument &document, const QString &text)
+{
+    for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
+        for (auto it = block.begin(); !it.atEnd(); ++it) {
+            if (it.fragment().text().contains(text))
+                return it.fragment().charFormat();
+        }
+    }
+    return {};
+}
+
+} // namespace
+
+class tst_rtfreader final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void textAndSpecialCharacters();
+    void unicodeAndCodePages();
+    void hiddenDestinations();
+    void characterFormats();
+    void paragraphsTablesAndLinks();
+    void badInputIsBounded();
+    void realWorldSamples();
+    void roundTripKeepsTextAndFormats();
+};
+
+void tst_rtfreader::textAndSpecialCharacters()
+{
+    QCOMPARE(plain("{\\rtf1\\ansi First\\par Second\\line third\\tab x}"), QStringLiteral("First\nSecond\nthird\tx"));
+    QCOMPARE(plain("{\\rtf1 a\\emdash b\\endash c\\bullet\\~d\\-e \\lquote q\\rquote  \\ldblquote Q\\rdblquote}"),
+             QStringLiteral("a\u2014b\u2013c\u2022\u00A0de \u2018q\u2019 \u201CQ\u201D"));
+    QCOMPARE(plain("{\\rtf1 C:\\\\Games\\{1\\}}"), QStringLiteral("C:\\Games{1}"));
+    // Line ends in the source are not text; a control word eats one blank after it.
+    QCOMPARE(plain("{\\rtf1 Pokemon\r\n Red\\b  Blue}"), QStringLiteral("Pokemon Red Blue"));
+    // Lists are shown as their bullets and numbers, as older readers see them.
+    QCOMPARE(plain("{\\rtf1{\\pntext\\'b7\\tab}{\\*\\pn\\pnlvlblt{\\pntxtb\\'b7}}Item\\par{\\listtext 2.\\tab}Next}"),
+             QStringLiteral("\u00B7\tItem\n2.\tNext"));
+
+    // Text that is not RTF stays itself: UTF-8, else Windows-1252.
+    QCOMPARE(RtfReader::PlainText("Pok\xC3\xA9mon {not rtf}"), QStringLiteral("Pokémon {not rtf}"));
+    QCOMPARE(RtfReader::PlainText("Pok\xE9mon \x80"), QStringLiteral("Pokémon €"));
+    QVERIFY(RtfReader::LooksLikeRtf("\xEF\xBB\xBF \r\n{\\rtf1}"));
+    QVERIFY(!RtfReader::LooksLikeRtf("{\\rt"));
+}
+
+void tst_rtfreader::unicodeAndCodePages()
+{
+    QCOMPARE(plain("{\\rtf1 caf\\u233?s}"), QStringLiteral("cafés"));
+    QCOMPARE(plain("{\\rtf1\\uc2 \\u8364\\'80\\'80 x\\u-10179?\\u-8704?}"), QStringLiteral("€ x\U0001F600"));
+    QCOMPARE(plain("{\\rtf1\\uc0 \\u1046 ok}"), QStringLiteral("\u0416ok"));
+    // The fallback count ends with the group, and is the group's own.
+    QCOMPARE(plain("{\\rtf1{\\uc3\\u1046}abc}"), QStringLiteral("\u0416abc"));
+    QCOMPARE(plain("{\\rtf1 \\'93quoted\\'94 \\'80}"), QStringLiteral("\u201Cquoted\u201D \u20AC"));
+    QCOMPARE(plain("{\\rtf1\\ansi\\ansicpg1251 \\'cf\\'f0\\'e8\\'e2\\'e5\\'f2}"), QStringLiteral("Привет"));
+    QCOMPARE(plain("{\\rtf1{\\fonttbl{\\f0 Arial;}{\\f1\\fcharset204 Arial Cyr;}{\\f2\\fcharset161 Greek;}}"
+                   "\\f0\\'e9 \\f1\\'e9 \\f2\\'e1}"),
+             QStringLiteral("é й α"));
+    // Unescaped 8-bit text is in the document's code page too.
+    QCOMPARE(plain("{\\rtf1\\ansicpg1252 Se\xF1or}"), QStringLiteral("Señor"));
+    QCOMPARE(RtfReader::PlainText(RtfReader::FromStoredText(QStringLiteral("{\\rtf1\\uc0 Zelda \u00E9 ok}"))),
+             QStringLiteral("Zelda é ok"));
+}
+
+void tst_rtfreader::hiddenDestinations()
+{
+    QCOMPARE(plain("{\\rtf1{\\fonttbl{\\f0\\fswiss{\\*\\panose 020b}Arial;}}{\\colortbl;\\red255\\green0\\blue0;}"
+                   "{\\stylesheet{\\s1 Heading 1;}}{\\info{\\title Secret}{\\author Me}}"
+                   "{\\*\\generator Tool;}{\\*\\unknown hidden {nested}}Shown}"),
+             QStringLiteral("Shown"));
+    // Pictures and binary data: hex, and raw bytes that hold braces and backslashes.
+    QCOMPARE(plain("{\\rtf1 A{\\pict\\pngblip 89504e47{\\*\\blipuid 00}0d0a}B{\\*\\objdata \\bin5 {}\\{x}C}"),
+             QStringLiteral("ABC"));
+    QCOMPARE(plain("{\\rtf1 x\\bin3 }}}y}"), QStringLiteral("xy"));
+    QCOMPARE(plain("{\\rtf1 seen{\\v hidden}\\v also\\v0  again}"), QStringLiteral("seen again"));
+    QCOMPARE(plain("{\\rtf1{\\upr{old ansi}{\\*\\ud{new \\u8364?}}}|{\\object{\\*\\objdata 0102}{\\result shown}}}"),
+             QStringLiteral("new €|shown"));
+    QCOMPARE(plain("{\\rtf1{\\header Page}{\\footnote note}body}"), QStringLiteral("body"));
+}
+
+void tst_rtfreader::characterFormats()
+{
+    QTextDocument document;
+    RtfReader::Read("{\\rtf1\\deff0{\\fonttbl{\\f0 Times New Roman;}{\\f1 Courier New;}}"
+                    "{\\colortbl;\\red255\\green0\\blue0;\\red0\\green0\\blue255;}"
+                    "plain {\\b bold {\\i both}} \\ul under\\ulnone  \\strike gone\\strike0  \\f1\\fs30 mono\\plain  "
+                    "{\\cf1 red} {\\highlight2 marked} x{\\super 2} H{\\sub 3}O}",
+                    &document);
+    QCOMPARE(document.toPlainText(), QStringLiteral("plain bold both under gone mono red marked x2 H3O"));
+    QCOMPARE(formatOf(document, QStringLiteral("plain")).fontFamilies().toStringList(),
+             QStringList{QStringLiteral("Times New Roman")});
+    QCOMPARE(formatOf(document, QStringLiteral("plain")).fontPointSize(), 12.0);
+    QVERIFY(formatOf(document, QStringLiteral("bold")).fontWeight() == QFont::Bold);
+    QVERIFY(!formatOf(document, QStringLiteral("bold")).fontItalic());
+    const QTextCharFormat both = formatOf(document, QStringLiteral("both"));
+    QVERIFY(both.fontWeight() == QFont::Bold && both.fontItalic());
+    QVERIFY(formatOf(document, QStringLiteral("under")).fontUnderline());
+    QVERIFY(formatOf(document, QStringLiteral("gone")).fontStrikeOut());
+    const QTextCharFormat mono = formatOf(document, QStringLiteral("mono"));
+    QCOMPARE(mono.fontFamilies().toStringList(), QStringList{QStringLiteral("Courier New")});
+    QCOMPARE(mono.fontPointSize(), 15.0);
+    QVERIFY(!mono.fontUnderline() && !mono.fontStrikeOut());
+    QCOMPARE(formatOf(document, QStringLiteral("red")).foreground().color(), QColor(255, 0, 0));
+    QCOMPARE(formatOf(document, QStringLiteral("marked")).background().color(), QColor(0, 0, 255));
+    QCOMPARE(formatOf(document, QStringLiteral("2")).verticalAlignment(), QTextCharFormat::AlignSuperScript);
+    QCOMPARE(formatOf(document, QStringLiteral("3")).verticalAlignment(), QTextCharFormat::AlignSubScript);
+    QCOMPARE(formatOf(document, QStringLiteral("O")).verticalAlignment(), QTextCharFormat::AlignNormal);
+}
+
+void tst_rtfreader::paragraphsTablesAndLinks()
+{
+    QTextDocument document;
+    RtfReader::Read(
+        "{\\rtf1\\pard\\qc\\li720\\fi-360\\sb120 Title\\par\\pard Body\\par\\page After"
+        "\\par\\trowd\\cellx1000\\cellx2000\\pard\\intbl Code\\cell Effect\\cell\\row"
+        "\\trowd\\cellx1000\\cellx2000\\pard\\intbl UP UP\\cell 99 lives\\cell\\row"
+        "\\pard See {\\field{\\*\\fldinst{HYPERLINK \"https://example.org/faq\"}}{\\fldrslt{\\ul the FAQ}}}.}",
+        &document);
+    const QTextBlock title = document.begin();
+    QCOMPARE(title.text(), QStringLiteral("Title"));
+    QCOMPARE(title.blockFormat().alignment(), Qt::AlignHCenter);
+    QCOMPARE(title.blockFormat().leftMargin(), 36.0);
+    QCOMPARE(title.blockFormat().textIndent(), -18.0);
+    QCOMPARE(title.blockFormat().topMargin(), 6.0);
+    QCOMPARE(title.next().blockFormat().alignment(), Qt::AlignLeft);
+    QCOMPARE(title.next().next().text(), QStringLiteral("After"));
+    QCOMPARE(title.next().next().blockFormat().pageBreakPolicy(), QTextFormat::PageBreak_AlwaysBefore);
+
+    const QList<QTextFrame *> frames = document.rootFrame()->childFrames();
+    QCOMPARE(frames.size(), 1);
+    auto *table = qobject_cast<QTextTable *>(frames.first());
+    QVERIFY(table);
+    QCOMPARE(table->rows(), 2);
+    QCOMPARE(table->columns(), 2);
+    QCOMPARE(table->cellAt(1, 1).firstCursorPosition().block().text(), QStringLiteral("99 lives"));
+
+    const QTextCharFormat link = formatOf(document, QStringLiteral("the FAQ"));
+    QVERIFY(link.isAnchor() && link.fontUnderline());
+    QCOMPARE(link.anchorHref(), QStringLiteral("https://example.org/faq"));
+    QVERIFY(!formatOf(document, QStringLiteral(".")).isAnchor());
+
+    QCOMPARE(RtfReader::PlainText("{\\rtf1\\trowd\\cellx1\\cellx2\\intbl a\\cell b\\cell\\row\\pard after}"),
+             QStringLiteral("a\tb\nafter"));
+}
+
+void tst_rtfreader::badInputIsBounded()
+{
+    // Truncated anywhere: what was read so far is kept.
+    const QByteArray sample = "{\\rtf1{\\fonttbl{\\f0 Arial;}}{\\colortbl;\\red1\\green2\\blue3;}\\pard\\b Boss\\b0 "
+                              "\\u233? {\\field{\\*\\fldinst HYPERLINK \"x\"}{\\fldrslt link}}\\trowd\\cellx9\\intbl "
+                              "c\\cell\\row\\'e9{\\pict 0a0b}\\bin2 ab end}";
+    for (qsizetype length = 0; length <= sample.size(); ++length) {
+        QTextDocument document;
+        RtfReader::Read(sample.left(length), &document);
+        RtfReader::PlainText(sample.left(length));
+    }
+    QVERIFY(RtfReader::PlainText(sample.left(sample.indexOf(" \\u233"))).endsWith(QLatin1String("Boss")));
+
+    QCOMPARE(plain("{\\rtf1 a}}}} b{{ c"), QStringLiteral("a b c"));
+    QCOMPARE(plain("{\\rtf1\\fs99999999999999999 \\u99999999999 \\uc99999999 x\\bin99999999999 tail"),
+             QStringLiteral("\uFFFDx"));
+    QCOMPARE(RtfReader::PlainText(QByteArray("{\\rtf1 a\0b\x01}", 12)), QStringLiteral("ab"));
+
+    // Deep nesting costs no more than its length.
+    QByteArray deep = "{\\rtf1 ";
+    deep.append(QByteArray(200000, '{')).append("deep").append(QByteArray(200000, '}')).append(" out}");
+    QCOMPARE(RtfReader::PlainText(deep), QStringLiteral("deep out"));
+    QTextDocument document;
+    RtfReader::Read(deep, &document);
+    QCOMPARE(document.toPlainText(), QStringLiteral("deep out"));
+}
+
+void tst_rtfreader::realWorldSamples()
+{
+    // Documents from word processors and converters, against the text a word processor shows for
+    // them, word by word; and inputs that once broke the reader.
+    const QDir samples(QStringLiteral(LOREKEEP_FIXTURES "/rtf"));
+    const QStringList files = samples.entryList({QStringLiteral("*.rtf")}, QDir::Files, QDir::Name);
+    QVERIFY(files.size() >= 10);
+    for (const QString &name : files) {
+        QFile rtf(samples.filePath(name));
+        QFile expected(samples.filePath(QString(name).replace(QLatin1String(".rtf"), QLatin1String(".expected.txt"))));
+        QVERIFY(rtf.open(QIODevice::ReadOnly) && expected.open(QIODevice::ReadOnly));
+        const QByteArray bytes = rtf.readAll();
+        const QStringList ours =
+            RtfReader::PlainText(bytes).split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
+        const QStringList theirs =
+            QString::fromUtf8(expected.readAll()).split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
+        // Longest common subsequence of the two word lists.
+        std::vector<int> previous(std::size_t(theirs.size()) + 1), current(previous.size());
+        for (const QString &word : ours) {
+            for (qsizetype j = 0; j < theirs.size(); ++j)
+                current[std::size_t(j + 1)] = word == theirs[j]
+                                                  ? previous[std::size_t(j)] + 1
+                                                  : std::max(previous[std::size_t(j + 1)], current[std::size_t(j)]);
+            std::swap(previous, current);
+        }
+        const double score = 2.0 * previous.back() / double(std::max<qsizetype>(1, ours.size() + theirs.size()));
+        QVERIFY2(score >= 0.97,
+                 qPrintable(QStringLiteral("%1: %2% of words match").arg(name).arg(score * 100, 0, 'f', 1)));
+        QTextDocument document;
+        RtfReader::Read(bytes, &document);
+        QVERIFY2(!document.isEmpty(), qPrintable(name));
+    }
+
+    const QDir crashers(QStringLiteral(LOREKEEP_FIXTURES "/rtf-crashers"));
+    for (const QString &name : crashers.entryList({QStringLiteral("*.rtf")}, QDir::Files)) {
+        QFile file(crashers.filePath(name));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray bytes = file.readAll();
+        RtfReader::PlainText(bytes);
+        QTextDocument document;
+        RtfReader::Read(bytes, &document);
+    }
+}
+
+void tst_rtfreader::roundTripKeepsTextAndFormats()
+{
+    // Read, write, read again: the same text, and the same formats character by character.
+    const QDir samples(QStringLiteral(LOREKEEP_FIXTURES "/rtf"));
+    for (const QString &name : samples.entryList({QStringLiteral("*.rtf")}, QDir::Files, QDir::Name)) {
+        QFile file(samples.filePath(name));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QTextDocument first;
+        RtfReader::Read(file.readAll(), &first);
+        const QByteArray written = RtfWriter::FromDocument(first);
+        QVERIFY2(std::all_of(written.begin(), written.end(), [](char c) { return uchar(c) < 0x80; }), qPrintable(name));
+        QTextDocument second;
+        RtfReader::Read(written, &second);
+        QCOMPARE(second.toPlainText(), first.toPlainText());
+
+        QTextCursor a(&first);
+        QTextCursor b(&second);
+        while (!a.atEnd() && !b.atEnd()) {
+            a.movePosition(QTextCursor::NextCharacter);
+            b.movePosition(QTextCursor::NextCharacter);
+            const QTextCharFormat fa = a.charFormat();
+            const QTextCharFormat fb = b.charFormat();
+            const QString where = QStringLiteral("%1 at %2").arg(name).arg(a.position());
+            QVERIFY2(fa.fontWeight() == fb.fontWeight() && fa.fontItalic() == fb.fontItalic() &&
+                         fa.fontUnderline() == fb.fontUnderline() && fa.fontStrikeOut() == fb.fontStrikeOut() &&
+                         fa.fontPointSize() == fb.fontPointSize() && fa.fontFamilies() == fb.fontFamilies() &&
+                         fa.foreground() == fb.foreground() && fa.background() == fb.background() &&
+                         fa.verticalAlignment() == fb.verticalAlignment() && fa.anchorHref() == fb.anchorHref(),
+                     qPrintable(where));
+        }
+    }
+}
+
+QTEST_MAIN(tst_rtfreader)
+#include "tst_rtfreader.moc"
