@@ -1,0 +1,218 @@
+#include "platform/RtfReader.h"
+#include "platform/RtfWriter.h"
+
+#include <QRegularExpression>
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QTextDocumentFragment>
+#include <QTextList>
+#include <QTextTable>
+#include <QtTest>
+
+#include <algorithm>
+
+namespace {
+
+bool isAscii(const QByteArray &rtf)
+{
+    return std::all_of(rtf.begin(), rtf.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+qsizetype count(const QByteArray &rtf, const char *pattern)
+{
+    return QString::fromLatin1(rtf).count(QRegularExpression(QLatin1String(pattern)));
+}
+
+QTextCharFormat bold()
+{
+    QTextCharFormat format;
+    format.setFontWeight(QFont::Bold);
+    return format;
+}
+
+} // namespace
+
+class tst_rtfwriter : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void escapesTextAsAscii()
+    {
+        const QByteArray rtf =
+            RtfWriter::FromPlainText(QStringLiteral("a\\b{c}d \u00e9\u20ac\u4e2d\uff01 \U0001F600\t\u00a0x"));
+        QVERIFY(isAscii(rtf));
+        QVERIFY(rtf.startsWith("{\\rtf1\\ansi\\ansicpg1252\\deff0{\\fonttbl{\\f0\\fnil\\fcharset0 "));
+        // U+FF01 is above 32767 and must go out negative; the emoji as its two surrogates.
+        QVERIFY2(rtf.endsWith(" a\\\\b\\{c\\}d \\u233?\\u8364?\\u20013?\\u-255? \\u-10179?\\u-8704?\\tab\\~x}"),
+                 rtf.constData());
+
+        QTextDocument document;
+        document.setPlainText(QStringLiteral("one\u2028two"));
+        QVERIFY(RtfWriter::FromDocument(document).contains(" one\\line two}"));
+    }
+
+    void endsPlainTextLinesAtAnyLineEnd()
+    {
+        const QByteArray rtf = RtfWriter::FromPlainText(QStringLiteral("one\r\ntwo\nthree\rfour"));
+        QVERIFY2(rtf.endsWith("\\pard\\f0\\fs20 one\\par\ntwo\\par\nthree\\par\nfour}"), rtf.constData());
+        // A trailing line end is an empty last paragraph, as in QTextDocument::setPlainText.
+        QVERIFY(RtfWriter::FromPlainText(QStringLiteral("x\n")).endsWith(" x\\par\n}"));
+        QCOMPARE(count(RtfWriter::FromPlainText(QString()), "\\\\par\\b"), 0);
+    }
+
+    void writesOnlyTheChangesBetweenRuns()
+    {
+        QTextDocument document;
+        QTextCursor cursor(&document);
+        QTextCharFormat italic = bold();
+        italic.setFontItalic(true);
+        QTextCharFormat underline;
+        underline.setFontUnderline(true);
+        QTextCharFormat mono;
+        mono.setFontFamilies({QStringLiteral("Mono Test")});
+        mono.setFontPointSize(14);
+        cursor.insertText(QStringLiteral("p "));
+        cursor.insertText(QStringLiteral("B"), bold());
+        cursor.insertText(QStringLiteral("BI"), italic);
+        cursor.insertText(QStringLiteral("U"), underline);
+        cursor.insertText(QStringLiteral("M"), mono);
+        cursor.insertBlock();
+        cursor.insertText(QStringLiteral("again"), mono);
+        const QByteArray rtf = RtfWriter::FromDocument(document);
+        QVERIFY2(rtf.contains(" p \\b B\\i BI\\b0\\i0\\ul U\\f1\\fs28\\ulnone M\\par\n\\pard again}"), rtf.constData());
+        // The document's font comes first, so that \deff0 names it.
+        const QString table = QStringLiteral("{\\fonttbl{\\f0\\fnil\\fcharset0 %1;}{\\f1\\fnil\\fcharset0 Mono Test;}}")
+                                  .arg(document.defaultFont().family());
+        QVERIFY(rtf.contains(table.toLatin1()));
+    }
+
+    void indexesColoursInOrderOfUse()
+    {
+        QTextDocument document;
+        QTextCursor cursor(&document);
+        QTextCharFormat red, blue, marked;
+        red.setForeground(QColor(255, 0, 0));
+        blue.setForeground(QColor(0, 0, 255));
+        marked.setBackground(QColor(255, 255, 0));
+        cursor.insertText(QStringLiteral("r"), red);
+        cursor.insertText(QStringLiteral("b"), blue);
+        cursor.insertText(QStringLiteral("m"), marked);
+        cursor.insertText(QStringLiteral("r"), red);
+        const QByteArray rtf = RtfWriter::FromDocument(document);
+        QVERIFY(
+            rtf.contains("{\\colortbl;\\red255\\green0\\blue0;\\red0\\green0\\blue255;\\red255\\green255\\blue0;}"));
+        QVERIFY2(rtf.contains("\\cf1 r\\cf2 b\\cf0\\highlight3 m\\cf1\\highlight0 r}"), rtf.constData());
+    }
+
+    void writesParagraphProperties()
+    {
+        QTextDocument document;
+        QTextCursor cursor(&document);
+        QTextBlockFormat format;
+        format.setAlignment(Qt::AlignHCenter);
+        format.setLeftMargin(36);
+        format.setTextIndent(-18);
+        format.setTopMargin(6);
+        cursor.setBlockFormat(format);
+        cursor.insertText(QStringLiteral("centred"));
+        format = QTextBlockFormat();
+        format.setAlignment(Qt::AlignRight);
+        format.setPageBreakPolicy(QTextFormat::PageBreak_AlwaysBefore);
+        cursor.insertBlock(format);
+        cursor.insertText(QStringLiteral("right"));
+        format = QTextBlockFormat();
+        format.setAlignment(Qt::AlignJustify);
+        cursor.insertBlock(format);
+        const QByteArray rtf = RtfWriter::FromDocument(document);
+        QVERIFY(rtf.contains("\\pard\\qc\\li720\\fi-360\\sb120"));
+        QVERIFY(rtf.contains("\\par\n\\page\\pard\\qr right\\par\n\\pard\\qj"));
+        QVERIFY(!rtf.endsWith("\\par\n}"));
+    }
+
+    void writesListsAsText()
+    {
+        QTextDocument document;
+        QTextCursor cursor(&document);
+        cursor.insertText(QStringLiteral("dot"));
+        cursor.createList(QTextListFormat::ListDisc);
+        cursor.insertBlock(QTextBlockFormat());
+        cursor.insertText(QStringLiteral("one"));
+        cursor.createList(QTextListFormat::ListDecimal);
+        cursor.insertBlock();
+        cursor.insertText(QStringLiteral("two"));
+        const QByteArray rtf = RtfWriter::FromDocument(document);
+        QVERIFY2(rtf.contains("\\fi-360\\f0\\fs"), rtf.constData());
+        QVERIFY(rtf.contains("\\u8226?\\tab dot\\par"));
+        QVERIFY(rtf.contains("\\fi-360 1.\\tab one\\par\n\\pard\\li800\\fi-360 2.\\tab two}"));
+    }
+
+    void writesTablesRowByRow()
+    {
+        QTextDocument document;
+        QTextCursor cursor(&document);
+        cursor.insertText(QStringLiteral("before"));
+        QTextTable *table = cursor.insertTable(2, 2);
+        table->cellAt(0, 0).firstCursorPosition().insertText(QStringLiteral("a"));
+        table->cellAt(1, 1).firstCursorPosition().insertText(QStringLiteral("d"));
+        cursor.movePosition(QTextCursor::End);
+        cursor.insertText(QStringLiteral("after"));
+        const QByteArray rtf = RtfWriter::FromDocument(document);
+        QCOMPARE(count(rtf, "\\\\trowd.*\\\\cellx4680.*\\\\cellx9360\\n"), 2);
+        QCOMPARE(count(rtf, "\\\\pard\\\\intbl[^\\n]*?\\\\cell\\b"), 4);
+        QVERIFY2(rtf.contains(" before\\par\n\\trowd"), rtf.constData());
+        QVERIFY(rtf.contains("\\pard\\intbl a\\cell\\pard\\intbl\\cell\\row\n"));
+        QVERIFY(rtf.contains("\\pard\\intbl\\cell\\pard\\intbl d\\cell\\row\n\\pard after}"));
+    }
+
+    void writesLinksAsFields()
+    {
+        QTextDocument document;
+        QTextCursor cursor(&document);
+        QTextCharFormat link = bold();
+        link.setAnchor(true);
+        link.setAnchorHref(QStringLiteral("https://example.org/?q=\"x\""));
+        cursor.insertText(QStringLiteral("see "));
+        cursor.insertText(QStringLiteral("here"), link);
+        cursor.insertText(QStringLiteral(" now"), bold());
+        const QByteArray rtf = RtfWriter::FromDocument(document);
+        QVERIFY2(
+            rtf.contains("{\\field{\\*\\fldinst{HYPERLINK \"https://example.org/?q=%22x%22\"}}{\\fldrslt{\\b here}}}"),
+            rtf.constData());
+        // The field's group undid its bold, so the bold text after it must turn bold on again.
+        QVERIFY(rtf.contains("}}}\\b  now}"));
+    }
+
+    // Saving what was loaded must give back the same paragraphs, or every save would change them.
+    void readsBackTheSameDocument()
+    {
+        QTextDocument document;
+        QTextCursor cursor(&document);
+        cursor.insertText(QStringLiteral("title \U0001F600 \u4e2d"), bold());
+        cursor.insertBlock();
+        cursor.insertBlock(QTextBlockFormat(), QTextCharFormat());
+        cursor.insertText(QStringLiteral("tab\there\u2028next"));
+        cursor.insertTable(1, 2)->cellAt(0, 1).firstCursorPosition().insertText(QStringLiteral("cell"));
+        cursor.movePosition(QTextCursor::End);
+        cursor.insertText(QStringLiteral("end"));
+
+        const QByteArray first = RtfWriter::FromDocument(document);
+        QTextDocument read;
+        RtfReader::Read(first, &read);
+        const QByteArray second = RtfWriter::FromDocument(read);
+        QCOMPARE(second, first);
+        QTextDocument again;
+        RtfReader::Read(second, &again);
+        QCOMPARE(again.blockCount(), read.blockCount());
+        QCOMPARE(again.toPlainText(), read.toPlainText());
+        QCOMPARE(read.begin().begin().fragment().charFormat().fontWeight(), QFont::Bold);
+
+        const QByteArray fragment =
+            RtfWriter::FromFragment(QTextDocumentFragment::fromHtml(QStringLiteral("<b>x</b>")));
+        QVERIFY(isAscii(first) && isAscii(fragment));
+        QVERIFY(fragment.contains("\\b x}"));
+    }
+};
+
+QTEST_MAIN(tst_rtfwriter)
+#include "tst_rtfwriter.moc"
