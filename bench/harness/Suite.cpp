@@ -3,11 +3,13 @@
 #include <iterator>
 
 int runStoreSuite(const BenchContext &context);
+int runRtfSuite(const BenchContext &context);
 
 namespace {
 
 const Suite suites[] = {
     {"store", "our data layer against bare QtSql: open the store, list a game's files, read a file", runStoreSuite},
+    {"rtf", "our RTF reader (plain text, document) against Qt's HTML import of the same content", runRtfSuite},
 };
 
 } // namespace

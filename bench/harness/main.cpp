@@ -5,7 +5,7 @@
 #include "data/modADO.h"
 
 #include <QCommandLineParser>
-#include <QCoreApplication>
+#include <QGuiApplication>
 
 #include <cstdio>
 
@@ -32,7 +32,10 @@ QString suiteList()
 
 int main(int argc, char *argv[])
 {
-    QCoreApplication app(argc, argv);
+    // Documents need fonts, and fonts a GUI application; no window is ever shown.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("lorekeep-bench"));
 
     QCommandLineParser parser;

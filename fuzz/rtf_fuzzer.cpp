@@ -1,0 +1,25 @@
+// libFuzzer target for the RTF reader: the plain-text pass and the document pass over the same bytes.
+// Build it with scripts/fuzz-rtf, which configures a clang build with the sanitizers.
+#include "platform/RtfReader.h"
+
+#include <QGuiApplication>
+#include <QTextDocument>
+
+#include <cstddef>
+#include <cstdint>
+
+extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    static QGuiApplication app(*argc, *argv);
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    const QByteArrayView input(reinterpret_cast<const char *>(data), qsizetype(size));
+    RtfReader::PlainText(input);
+    QTextDocument document;
+    RtfReader::Read(input, &document);
+    return 0;
+}

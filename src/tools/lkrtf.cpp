@@ -1,0 +1,61 @@
+// lkrtf: what Lorekeep's RTF reader makes of a file, for checking real documents by hand.
+#include "Version.h"
+#include "platform/RtfReader.h"
+#include "platform/RtfWriter.h"
+
+#include <QCommandLineParser>
+#include <QFile>
+#include <QGuiApplication>
+#include <QTextDocument>
+
+#include <cstdio>
+
+int main(int argc, char *argv[])
+{
+    // Documents need a GUI application for fonts; no window is ever shown.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    QGuiApplication::setApplicationName(QStringLiteral("lkrtf"));
+    QGuiApplication::setApplicationVersion(QStringLiteral(LOREKEEP_VERSION_STRING));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Prints what Lorekeep reads in an RTF file: its plain text, "
+                                                    "the document as HTML, or the RTF Lorekeep would write back."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption html(QStringLiteral("html"), QStringLiteral("Print the document as HTML."));
+    const QCommandLineOption roundtrip(QStringLiteral("roundtrip"),
+                                       QStringLiteral("Print the RTF that Lorekeep writes of what it read."));
+    parser.addOption(html);
+    parser.addOption(roundtrip);
+    parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("The RTF file; - reads standard input."));
+    parser.process(app);
+
+    const QStringList files = parser.positionalArguments();
+    if (files.size() != 1)
+        parser.showHelp(2);
+
+    QFile file;
+    const bool opened = files.first() == QLatin1String("-")
+                            ? file.open(stdin, QIODevice::ReadOnly)
+                            : (file.setFileName(files.first()), file.open(QIODevice::ReadOnly));
+    if (!opened) {
+        std::fprintf(stderr, "lkrtf: cannot read %s: %s\n", qPrintable(files.first()), qPrintable(file.errorString()));
+        return 1;
+    }
+    const QByteArray rtf = file.readAll();
+
+    QByteArray out;
+    if (parser.isSet(html) || parser.isSet(roundtrip)) {
+        QTextDocument document;
+        RtfReader::Read(rtf, &document);
+        out = parser.isSet(html) ? document.toHtml().toUtf8() : RtfWriter::FromDocument(document);
+    } else {
+        out = RtfReader::PlainText(rtf).toUtf8();
+    }
+    if (!out.endsWith('\n'))
+        out.append('\n');
+    std::fwrite(out.constData(), 1, std::size_t(out.size()), stdout);
+    return 0;
+}
