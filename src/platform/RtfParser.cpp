@@ -102,6 +102,18 @@ constexpr std::array skipped = {
     "htmltag",
 };
 
+// Control words that stand for one character.
+struct SymbolWord
+{
+    const char *name;
+    char16_t ch;
+};
+constexpr SymbolWord symbolWords[] = {
+    {"tab", u'\t'},     {"line", 0x2028},    {"bullet", 0x2022},    {"emdash", 0x2014},
+    {"endash", 0x2013}, {"emspace", 0x2003}, {"enspace", 0x2002},   {"qmspace", 0x2005},
+    {"lquote", 0x2018}, {"rquote", 0x2019},  {"ldblquote", 0x201C}, {"rdblquote", 0x201D},
+};
+
 bool isSkipped(QByteArrayView word)
 {
     return std::any_of(skipped.begin(), skipped.end(), [&](const char *name) { return is(word, name); });
@@ -333,6 +345,13 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
     const bool on = !hasParam || param != 0;
     const char first = word.isEmpty() ? 0 : word[0];
 
+    for (const SymbolWord &symbol : symbolWords) {
+        if (is(word, symbol.name)) {
+            appendChar(symbol.ch);
+            return;
+        }
+    }
+
     switch (first) {
     case 'a':
         if (is(word, "ansicpg") && hasParam)
@@ -345,8 +364,6 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
             ch.bold = on;
         else if (is(word, "blue"))
             m_blue = clampInt(param, 0, 255);
-        else if (is(word, "bullet"))
-            appendChar(0x2022);
         return;
     case 'c':
         if (is(word, "cf"))
@@ -369,16 +386,6 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
         else if (is(word, "dn"))
             ch.vertical = on ? -1 : 0;
         return;
-    case 'e':
-        if (is(word, "emdash"))
-            appendChar(0x2014);
-        else if (is(word, "endash"))
-            appendChar(0x2013);
-        else if (is(word, "emspace"))
-            appendChar(0x2003);
-        else if (is(word, "enspace"))
-            appendChar(0x2002);
-        return;
     case 'f':
         if (is(word, "f")) {
             if (m_state.dest == Dest::FontTable) {
@@ -394,8 +401,6 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
             m_fonts[m_fontEntry].codePage = RtfCodePage::FromCharset(param);
         } else if (is(word, "fi")) {
             para.firstIndent = clampInt(param, -31680, 31680);
-        } else if (is(word, "field")) {
-            // Only as the first word of its group; elsewhere it means nothing to a reader.
         }
         return;
     case 'g':
@@ -413,13 +418,7 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
             para.inTable = true;
         return;
     case 'l':
-        if (is(word, "line"))
-            appendChar(0x2028);
-        else if (is(word, "lquote"))
-            appendChar(0x2018);
-        else if (is(word, "ldblquote"))
-            appendChar(0x201C);
-        else if (is(word, "li"))
+        if (is(word, "li"))
             para.leftIndent = clampInt(param, -31680, 31680);
         return;
     case 'm':
@@ -462,8 +461,6 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
             para.align = RtfParaState::Center;
         else if (is(word, "qj") || is(word, "qd"))
             para.align = RtfParaState::Justify;
-        else if (is(word, "qmspace"))
-            appendChar(0x2005);
         return;
     case 'r':
         if (is(word, "red"))
@@ -471,11 +468,7 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
         else if (is(word, "row")) {
             flushText();
             m_sink->row();
-        } else if (is(word, "rquote"))
-            appendChar(0x2019);
-        else if (is(word, "rdblquote"))
-            appendChar(0x201D);
-        else if (is(word, "ri"))
+        } else if (is(word, "ri"))
             para.rightIndent = clampInt(param, -31680, 31680);
         return;
     case 's':
@@ -493,10 +486,6 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
             flushText();
             m_sink->paragraph(para);
         }
-        return;
-    case 't':
-        if (is(word, "tab"))
-            appendChar(u'\t');
         return;
     case 'u':
         if (is(word, "u") && hasParam) {
