@@ -40,6 +40,19 @@ bool GameTable::Read(const QSqlDatabase &db, qint32 id, GameRow *row, bool *foun
     return true;
 }
 
+bool GameTable::List(const QSqlDatabase &db, quint8 platformId, quint8 genreId, QVector<GameRow> *rows, ErrObject *err)
+{
+    rows->clear();
+    StoreQuery query(db);
+    if (!query.run(QStringLiteral("SELECT auto_id, platform_id, genre_id, name, notes FROM game "
+                                  "WHERE platform_id = ? AND genre_id = ? ORDER BY auto_id"),
+                   {platformId, genreId}, err))
+        return false;
+    while (query.next())
+        rows->append({query.id(0), query.code(1), query.code(2), query.text(3), query.text(4)});
+    return true;
+}
+
 bool GameTable::Rename(const QSqlDatabase &db, qint32 id, const QString &name, ErrObject *err)
 {
     StoreQuery query(db);

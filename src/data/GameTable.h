@@ -4,6 +4,7 @@
 
 #include <QSqlDatabase>
 #include <QString>
+#include <QVector>
 
 struct GameRow
 {
@@ -23,6 +24,8 @@ public:
     static bool Add(const QSqlDatabase &db, quint8 platformId, quint8 genreId, const QString &name, qint32 *newId,
                     ErrObject *err);
     static bool Read(const QSqlDatabase &db, qint32 id, GameRow *row, bool *found, ErrObject *err);
+    // The games filed under one platform and genre, oldest first; the caller orders them for people.
+    static bool List(const QSqlDatabase &db, quint8 platformId, quint8 genreId, QVector<GameRow> *rows, ErrObject *err);
     static bool Rename(const QSqlDatabase &db, qint32 id, const QString &name, ErrObject *err);
     static bool Move(const QSqlDatabase &db, qint32 id, quint8 platformId, quint8 genreId, ErrObject *err);
     // Deletes the game's files and then the game, in one transaction. `filesDeleted` may be null.

@@ -17,6 +17,7 @@ public:
     std::optional<QString> InputBox(const QString &, const QString &, const QString &) override { return std::nullopt; }
     std::optional<QString> GetOpenFileName(const FileDialogOptions &) override { return std::nullopt; }
     std::optional<QString> GetSaveFileName(const FileDialogOptions &) override { return std::nullopt; }
+    void Beep() override {}
 };
 
 ConsolePrompts g_console;

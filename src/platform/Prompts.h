@@ -35,6 +35,8 @@ public:
     // The chosen path, or nothing when the dialog was cancelled.
     virtual std::optional<QString> GetOpenFileName(const FileDialogOptions &options) = 0;
     virtual std::optional<QString> GetSaveFileName(const FileDialogOptions &options) = 0;
+    // The short sound that tells the user an entry was refused (an empty name, an unchanged one).
+    virtual void Beep() = 0;
 
     // The installed prompts; never null.
     static Prompts &current();

@@ -121,3 +121,8 @@ std::optional<QString> QtPrompts::GetSaveFileName(const FileDialogOptions &optio
     setUp(dialog, options);
     return runFileDialog(dialog);
 }
+
+void QtPrompts::Beep()
+{
+    QApplication::beep();
+}

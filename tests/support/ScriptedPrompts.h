@@ -42,6 +42,9 @@ public:
     std::optional<QString> InputBox(const QString &prompt, const QString &title, const QString &defaultText) override;
     std::optional<QString> GetOpenFileName(const FileDialogOptions &options) override;
     std::optional<QString> GetSaveFileName(const FileDialogOptions &options) override;
+    void Beep() override { ++m_beeps; }
+    // How many times the program beeped.
+    int beeps() const { return m_beeps; }
 
 private:
     struct Answer
@@ -56,4 +59,5 @@ private:
     QList<PromptRecord> m_shown;
     QList<Answer> m_answers;
     Prompts *m_previous = nullptr;
+    int m_beeps = 0;
 };

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QString>
+
+#include <optional>
+
+// What a key names, decided by its first two characters (or by being "ROOT").
+enum class NodeKind { Root, Platform, Genre, Game, File, Other };
+
+// The keys by which every pane names a platform, genre, game or file. A key is a run of fields
+// joined by "|", each a two-character prefix and a decimal number, the item itself first and then
+// its ancestors: "N_12|G_3|P_18" is game 12 in genre 3 of platform 18. Bookmarks store file path
+// keys, so the format is part of the store and must not change.
+namespace NodeKey {
+
+QString Root();
+QString Platform(quint8 platformId);
+QString Genre(quint8 genreId, quint8 platformId);
+QString Game(qint32 gameId, quint8 genreId, quint8 platformId);
+QString File(qint32 fileId);
+// A file key followed by its game's key: "K_5|N_12|G_3|P_18".
+QString FilePath(qint32 fileId, const QString &gameKey);
+
+NodeKind Kind(const QString &key);
+// Field `index` (0 is the part before the first "|"), or an empty string when there is none.
+QString Field(const QString &key, int index);
+// The key without its first field: a game key's genre key, a genre key's platform key.
+QString ParentKey(const QString &key);
+// The number of field `index`, taken from its third character; nothing when that is not a
+// number of the field's width (a 32-bit id, or a code of one byte).
+std::optional<qint32> Id(const QString &key, int index);
+std::optional<quint8> Code(const QString &key, int index);
+
+} // namespace NodeKey

@@ -1,0 +1,244 @@
+#include "TreeView.h"
+
+#include "NaturalOrder.h"
+
+#include <QMouseEvent>
+
+#include <algorithm>
+
+namespace {
+
+ErrObject elementNotFound()
+{
+    return {ErrNumber::ElementNotFound, QStringLiteral("Element not found")};
+}
+
+} // namespace
+
+TreeNode::TreeNode(QString key, const QString &text) : QTreeWidgetItem(UserType), m_key(std::move(key)), m_text(text) {}
+
+void TreeNode::setText(const QString &text)
+{
+    m_text = text;
+    emitDataChanged();
+}
+
+QVariant TreeNode::data(int column, int role) const
+{
+    if (column == 0) {
+        switch (role) {
+        case Qt::DisplayRole:
+        case Qt::ToolTipRole: return m_text;
+        case Qt::DecorationRole: return m_icon;
+        default: break;
+        }
+    }
+    return QTreeWidgetItem::data(column, role);
+}
+
+TreeView::TreeView(QWidget *parent) : QTreeWidget(parent)
+{
+    setHeaderHidden(true);
+    setUniformRowHeights(true);
+    setSelectionMode(SingleSelection);
+    setEditTriggers(NoEditTriggers);
+    setIconSize({16, 16});
+}
+
+void TreeView::AddImage(const QString &name, const QIcon &icon)
+{
+    m_images.insert(name, icon);
+    m_pairs.clear();
+}
+
+QIcon TreeView::icon(const QString &image, const QString &selectedImage)
+{
+    const QString pairKey = image + QLatin1Char('|') + selectedImage;
+    auto found = m_pairs.constFind(pairKey);
+    if (found != m_pairs.constEnd())
+        return *found;
+    // A node shows its second image while selected: that is the icon's Selected mode.
+    QIcon pair;
+    const QIcon normal = m_images.value(image);
+    const QIcon selected = selectedImage.isEmpty() ? normal : m_images.value(selectedImage);
+    for (const QSize &size : normal.availableSizes())
+        pair.addPixmap(normal.pixmap(size), QIcon::Normal);
+    for (const QSize &size : selected.availableSizes())
+        pair.addPixmap(selected.pixmap(size), QIcon::Selected);
+    m_pairs.insert(pairKey, pair);
+    return pair;
+}
+
+TreeNode *TreeView::Add(const QString &relative, Relationship relationship, const QString &key, const QString &text,
+                        const QString &image, const QString &selectedImage, const QString &tag, ErrObject *err)
+{
+    if (m_byKey.contains(key)) {
+        *err = {ErrNumber::KeyNotUnique, QStringLiteral("Key is not unique in collection")};
+        return nullptr;
+    }
+    TreeNode *anchor = nullptr;
+    if (!relative.isEmpty() && !(anchor = Node(relative, err)))
+        return nullptr;
+
+    auto *node = new TreeNode(key, text);
+    node->m_tag = tag;
+    if (!image.isEmpty())
+        node->m_icon = icon(image, selectedImage);
+
+    if (relationship == Previous && anchor) {
+        QTreeWidgetItem *parent = anchor->parent();
+        if (parent)
+            parent->insertChild(parent->indexOfChild(anchor), node);
+        else
+            insertTopLevelItem(indexOfTopLevelItem(anchor), node);
+    } else if (anchor) {
+        if (anchor->m_sorted)
+            insertPlaced(anchor, node);
+        else
+            anchor->addChild(node);
+    } else if (m_updating) {
+        m_pendingTop.append(node);
+    } else {
+        addTopLevelItem(node);
+    }
+    m_byKey.insert(key, node);
+    m_nodes.append(node);
+    return node;
+}
+
+TreeNode *TreeView::Node(const QString &key, ErrObject *err) const
+{
+    TreeNode *node = m_byKey.value(key);
+    if (!node && err)
+        *err = elementNotFound();
+    return node;
+}
+
+void TreeView::forget(TreeNode *node)
+{
+    m_byKey.remove(node->m_key);
+    for (int i = 0; i < node->childCount(); ++i)
+        forget(node->Child(i));
+}
+
+bool TreeView::Remove(const QString &key, ErrObject *err)
+{
+    TreeNode *node = Node(key, err);
+    if (!node)
+        return false;
+    forget(node);
+    m_nodes.erase(std::remove_if(m_nodes.begin(), m_nodes.end(),
+                                 [this](TreeNode *each) { return !m_byKey.contains(each->m_key); }),
+                  m_nodes.end());
+    m_pendingTop.removeOne(node);
+    const bool wasQuiet = std::exchange(m_quiet, true);
+    delete node;
+    m_quiet = wasQuiet;
+    return true;
+}
+
+void TreeView::Clear()
+{
+    const bool wasQuiet = std::exchange(m_quiet, true);
+    clear();
+    qDeleteAll(std::exchange(m_pendingTop, {}));
+    m_quiet = wasQuiet;
+    m_byKey.clear();
+    m_nodes.clear();
+}
+
+void TreeView::BeginUpdate(int expectedNodes)
+{
+    m_updating = true;
+    m_byKey.reserve(m_byKey.size() + expectedNodes);
+    m_nodes.reserve(m_nodes.size() + expectedNodes);
+}
+
+void TreeView::EndUpdate()
+{
+    m_updating = false;
+    addTopLevelItems(std::exchange(m_pendingTop, {}));
+}
+
+int TreeView::IndexOf(const TreeNode *node) const
+{
+    const auto at = std::find(m_nodes.cbegin(), m_nodes.cend(), node);
+    return at == m_nodes.cend() ? 0 : int(at - m_nodes.cbegin()) + 1;
+}
+
+void TreeView::insertPlaced(TreeNode *parent, TreeNode *node)
+{
+    int low = 0;
+    int high = parent->childCount();
+    while (low < high) {
+        const int middle = (low + high) / 2;
+        if (NaturalLess(node->m_tag, parent->Child(middle)->m_tag))
+            high = middle;
+        else
+            low = middle + 1;
+    }
+    parent->insertChild(low, node);
+}
+
+void TreeView::SetTag(TreeNode *node, const QString &tag)
+{
+    node->m_tag = tag;
+    TreeNode *parent = node->Parent();
+    if (!parent || !parent->m_sorted)
+        return;
+    const bool wasCurrent = currentItem() == node;
+    const bool wasQuiet = std::exchange(m_quiet, true);
+    parent->takeChild(parent->indexOfChild(node));
+    insertPlaced(parent, node);
+    if (wasCurrent)
+        setCurrentItem(node);
+    m_quiet = wasQuiet;
+}
+
+void TreeView::SortChildren(TreeNode *node)
+{
+    const bool wasQuiet = std::exchange(m_quiet, true);
+    QTreeWidgetItem *current = currentItem();
+    QList<QTreeWidgetItem *> children = node->takeChildren();
+    std::stable_sort(children.begin(), children.end(), [](QTreeWidgetItem *a, QTreeWidgetItem *b) {
+        return NaturalLess(static_cast<TreeNode *>(a)->m_tag, static_cast<TreeNode *>(b)->m_tag);
+    });
+    node->addChildren(children);
+    node->m_sorted = true;
+    if (current && current != currentItem())
+        setCurrentItem(current);
+    m_quiet = wasQuiet;
+}
+
+void TreeView::Select(TreeNode *node)
+{
+    const bool wasQuiet = std::exchange(m_quiet, true);
+    setCurrentItem(node);
+    m_quiet = wasQuiet;
+}
+
+void TreeView::EnsureVisible(TreeNode *node)
+{
+    for (QTreeWidgetItem *up = node->parent(); up; up = up->parent())
+        up->setExpanded(true);
+    scrollToItem(node);
+}
+
+void TreeView::mousePressEvent(QMouseEvent *event)
+{
+    // The click is reported once the press has moved the selection, so that a handler reads the
+    // node the user pressed on; a press on a node's expand arrow selects nothing and is no click.
+    const bool wasQuiet = std::exchange(m_quiet, true);
+    QTreeWidget::mousePressEvent(event);
+    m_quiet = wasQuiet;
+    auto *node = static_cast<TreeNode *>(itemAt(event->position().toPoint()));
+    if (node && node == currentItem())
+        Q_EMIT NodeClick(node);
+}
+
+void TreeView::currentChanged(const QModelIndex &current, const QModelIndex &previous)
+{
+    QTreeWidget::currentChanged(current, previous);
+    if (!m_quiet && current.isValid())
+        Q_EMIT NodeClick(static_cast<TreeNode *>(itemFromIndex(current)));
+}
