@@ -4,12 +4,14 @@
 
 int runStoreSuite(const BenchContext &context);
 int runRtfSuite(const BenchContext &context);
+int runTreeSuite(const BenchContext &context);
 
 namespace {
 
 const Suite suites[] = {
     {"store", "our data layer against bare QtSql: open the store, list a game's files, read a file", runStoreSuite},
     {"rtf", "our RTF reader (plain text, document) against Qt's HTML import of the same content", runRtfSuite},
+    {"tree", "the game tree: its load and a game rename, against the bare SQL of the same rows", runTreeSuite},
 };
 
 } // namespace

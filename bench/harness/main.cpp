@@ -5,7 +5,7 @@
 #include "data/modADO.h"
 
 #include <QCommandLineParser>
-#include <QGuiApplication>
+#include <QApplication>
 
 #include <cstdio>
 
@@ -35,7 +35,7 @@ int main(int argc, char *argv[])
     // Documents need fonts, and fonts a GUI application; no window is ever shown.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication app(argc, argv);
+    QApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("lorekeep-bench"));
 
     QCommandLineParser parser;

@@ -123,6 +123,19 @@ void frmMain::connectMenu()
     connect(m_ctlDetails, &ctlDetails::HideControl, m_menu->mnuViewBottom, &QAction::trigger);
     connect(m_ctlView, &ctlView::ShowTree, m_menu->mnuViewLeft, &QAction::trigger);
     connect(m_ctlView, &ctlView::ShowDetails, m_menu->mnuViewBottom, &QAction::trigger);
+
+    // The title strip names what the tree has selected.
+    connect(m_ctlTree, &ctlTree::TreeNodeClick, this,
+            [this](quint8, quint8, qint32, const QString &, const QString &strCaption) {
+                m_lblCaption->setText(strCaption);
+            });
+    connect(m_ctlTree, &ctlTree::RenameGame, this, [this](const QString &strOldName, const QString &strNewName) {
+        m_lblCaption->setText(m_lblCaption->text().replace(strOldName, strNewName));
+    });
+    connect(m_ctlTree, &ctlTree::GameNodeDelete, m_lblCaption, &QLabel::setText);
+    connect(m_ctlTree, &ctlTree::GameNodeDblClick, this, [this] { m_ctlView->SelectTab(1); });
+    // With no favorites or bookmarks to load, the tree's own load ends the loading chain.
+    connect(m_ctlTree, &ctlTree::LoadFavorites, m_ctlTree, &ctlTree::FinishLoad);
 }
 
 void frmMain::Form_Load()

@@ -2,12 +2,24 @@
 
 #include <QWidget>
 
-class QLineEdit;
-class QToolBar;
-class QTreeWidget;
+#include <memory>
 
-// The left-hand pane: the library as a tree of platforms, genres and games, with a one-line box
-// above it that searches the tree and doubles as the pane's status line.
+class GameSelector;
+class QAction;
+class QFrame;
+class QLineEdit;
+class QMenu;
+class QToolBar;
+class QToolButton;
+class TreeNode;
+class TreeView;
+class modADO;
+struct ErrObject;
+
+// The left-hand pane: the library as a tree of platforms, genres and games with their counts, the
+// commands that add, rename, move and delete games, and a one-line box above the tree that
+// searches it and doubles as the pane's status line. It talks to the other panes only through its
+// host: events up, public operations down.
 class ctlTree final : public QWidget
 {
     Q_OBJECT
@@ -15,26 +27,105 @@ class ctlTree final : public QWidget
 
 public:
     explicit ctlTree(QWidget *parent = nullptr);
+    ~ctlTree() override;
 
-    // Fills the tree from the open store.
+    // The store the tree reads and changes; the program's own unless a test gives another.
+    void setStore(modADO *store);
+
+    // Fills the tree from the open store; raises LoadFavorites when it is complete.
     void LoadTree();
-    // Puts the saved search text back into the box once loading has finished.
+    // Puts the saved search text back into the box once the other panes have loaded too.
     void FinishLoad();
     // Removes every node.
     void Reset();
+    // Shows and selects the node with `strKey` and reports it as TreeNodeClick, as a click would;
+    // a key that is not in the tree does nothing.
+    void SelectNode(const QString &strKey);
+    // Recounts the game's files into its caption. `bytRemove` is accepted for the callers' sake;
+    // the count is read from the store either way.
+    void UpdateGameCaption(const QString &strGameKey, quint8 bytRemove);
 
+    // The names of a game and of its genre and platform, by the game's key; empty when the key
+    // is not in the tree.
+    QString GameName(const QString &strKey) const;
+    QString GameGenre(const QString &strKey) const;
+    QString GamePlatform(const QString &strKey) const;
+
+    // Whether the search box is shown.
+    bool SearchBox() const;
     // The trimmed text of the search box, "Search..." when it is empty.
     QString SearchText() const;
     // Direct access to the box, through which the host shows status texts.
     QString Search_Text() const;
     void setSearch_Text(const QString &strVar);
 
+public Q_SLOTS:
+    // Adds a game that a selector created, with its caption and its genre's and platform's counts.
+    void objSelector_AddGameNode(const QString &strName, const QString &strParentKey, const QString &strKey);
+
 Q_SIGNALS:
+    // enNodeType: 0 root, 1 other, 2 platform, 3 genre, 4 game.
+    void TreeNodeClick(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, const QString &strGame,
+                       const QString &strCaption, qint32 enNodeType);
+    void RenameGame(const QString &strOldName, const QString &strNewName, const QString &strTreeKey);
+    void MoveGame(const QString &strOldKey, const QString &strNewKey);
+    // strCaption names the genre selected after the deletion: "platform - genre".
+    void GameNodeDelete(const QString &strCaption, const QString &strKey);
+    void GameNodeDblClick();
+    void RemovePlatform();
+    void AddFile();
     // The pane's close button was pressed.
     void HideControl();
+    // Loading finished; strPlatforms lists the platforms in the tree: "|P_3|P_12".
+    void LoadFavorites(const QString &strPlatforms);
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
+    void buildMenus();
+    void objTreeloader_Finished();
+    void objSelector_CompleteSelect(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, bool blnCancel);
+    void tvwFiles_NodeClick(TreeNode *node);
+    void nodeClick(TreeNode *node);
+    void showPopup(const QPoint &pos);
+    void toggleSearchFrame();
+    void cmdGo_Click();
+
+    void mnuAddGame_Click();
+    void mnuHiddenRename_Click();
+    void mnuHiddenMoveTo_Click();
+    void mnuHiddenDelete_Click();
+
+    // The node of the game, creating its genre and platform when the tree does not show them yet.
+    TreeNode *addGameNode(const QString &name, const QString &genreKey, const QString &key, ErrObject *err);
+    TreeNode *genreNode(const QString &genreKey, ErrObject *err);
+    void recountGenre(const QString &genreKey, quint8 flag);
+    void adjustPlatform(const QString &platformKey, quint8 flag);
+    TreeNode *selectedGame() const;
+    // The open store's connection, or an invalid one (which every statement turns into an error).
+    modADO *store() const;
+
     QToolBar *tbrTools;
+    QFrame *fSearch;
     QLineEdit *txtSearch;
-    QTreeWidget *tvwFiles;
+    QToolButton *cmdGo;
+    TreeView *tvwFiles;
+
+    QMenu *mnuHiddenGame;
+    QAction *mnuHiddenAddFile;
+    QAction *mnuHiddenMoveTo;
+    QAction *mnuHiddenRename;
+    QAction *mnuHiddenDelete;
+    QMenu *mnuHiddenGenre;
+    QAction *mnuAddGame;
+    QMenu *mnuHiddenPlatform;
+    QAction *mnuHiddenPlatformRemove;
+
+    modADO *m_store = nullptr;
+    std::unique_ptr<GameSelector> objSelector;
+    bool m_selectorReleased = false;
+    // Index of the node the search found last, 0 for none: the next search goes on from there.
+    int m_searchPosition = 0;
+    bool m_searchHidden = false;
 };

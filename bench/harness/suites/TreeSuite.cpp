@@ -1,0 +1,136 @@
+// Suite "tree": the game tree's load and a game rename, against the bare SQL that reads or writes
+// the same rows.
+
+#include "BenchContext.h"
+#include "data/FileTable.h"
+#include "data/GameIndex.h"
+#include "data/NodeKey.h"
+#include "data/modADO.h"
+#include "platform/Prompts.h"
+#include "platform/TreeView.h"
+#include "tree/ctlTree.h"
+
+#include <QAction>
+#include <QSignalSpy>
+#include <QSqlQuery>
+
+namespace {
+
+// Answers the rename box with the name the measurement wants next.
+class NamePrompts final : public Prompts
+{
+public:
+    QString next;
+
+    MsgResult MsgBox(const QString &, MsgButtons, MsgIcon, const QString &) override { return MsgResult::Cancel; }
+    std::optional<QString> InputBox(const QString &, const QString &, const QString &) override { return next; }
+    std::optional<QString> GetOpenFileName(const FileDialogOptions &) override { return std::nullopt; }
+    std::optional<QString> GetSaveFileName(const FileDialogOptions &) override { return std::nullopt; }
+    void Beep() override {}
+};
+
+bool measureLoad(const BenchContext &context, modADO *store, ctlTree *tree, int *games)
+{
+    const QSqlDatabase db = store->Connection();
+    QSignalSpy finished(tree, &ctlTree::LoadFavorites);
+    auto *view = tree->findChild<TreeView *>(QStringLiteral("tvwFiles"));
+    int rows = 0;
+    const auto baseline = [&] {
+        QSqlQuery query(db);
+        query.setForwardOnly(true);
+        if (!query.exec(GameIndex::Statement()))
+            return false;
+        rows = 0;
+        qint64 files = 0;
+        while (query.next()) {
+            const QString name = query.value(3).toString();
+            files += query.value(0).toInt() + query.value(1).toInt() + query.value(2).toInt() + name.size() +
+                     query.value(4).toInt();
+            ++rows;
+        }
+        return files > 0;
+    };
+    const auto ours = [&] {
+        finished.clear();
+        tree->LoadTree();
+        return finished.size() == 1 && view->Count() > rows;
+    };
+    if (!baseline())
+        return false;
+    *games = rows;
+    context.note(QStringLiteral("load: %1 games").arg(rows));
+    const bool measured = context.compare(QStringLiteral("load"), ours, baseline);
+    context.note(QStringLiteral("load: %1 nodes").arg(view->Count()));
+    return measured;
+}
+
+bool measureRename(const BenchContext &context, modADO *store, ctlTree *tree)
+{
+    const QSqlDatabase db = store->Connection();
+    QSqlQuery pick(db);
+    if (!pick.exec(QStringLiteral("SELECT g.auto_id, g.genre_id, g.platform_id, g.name FROM game g "
+                                  "JOIN file f ON f.game_id = g.auto_id GROUP BY g.auto_id "
+                                  "ORDER BY count(*) DESC LIMIT 1")) ||
+        !pick.next()) {
+        context.note(QStringLiteral("rename: the store has no game with files; not measured."));
+        return false;
+    }
+    const qint32 id = pick.value(0).toInt();
+    const QString key = NodeKey::Game(id, quint8(pick.value(1).toUInt()), quint8(pick.value(2).toUInt()));
+    const QString name = pick.value(3).toString();
+    pick.finish();
+    context.note(QStringLiteral("rename: game %1 \"%2\"").arg(id).arg(name));
+
+    NamePrompts prompts;
+    Prompts *previous = Prompts::install(&prompts);
+    auto *rename = tree->findChild<QAction *>(QStringLiteral("mnuHiddenRename"));
+    QSignalSpy renamed(tree, &ctlTree::RenameGame);
+    // Each call flips the name between the original and a marked one; the original is put back at the end.
+    bool marked = false;
+    const auto ours = [&] {
+        prompts.next = marked ? name : name + QStringLiteral(" *");
+        marked = !marked;
+        renamed.clear();
+        rename->trigger();
+        return renamed.size() == 1;
+    };
+    const auto baseline = [&] {
+        QSqlQuery update(db);
+        update.prepare(QStringLiteral("UPDATE game SET name = ? WHERE auto_id = ?"));
+        update.addBindValue(marked ? name : name + QStringLiteral(" *"));
+        update.addBindValue(id);
+        marked = !marked;
+        QSqlQuery count(db);
+        return update.exec() &&
+               count.exec(QStringLiteral("SELECT count(*) FROM file WHERE game_id = ") + QString::number(id)) &&
+               count.next();
+    };
+    tree->SelectNode(key);
+    const bool measured = context.compare(QStringLiteral("rename"), ours, baseline);
+    if (marked) {
+        QSqlQuery restore(db);
+        restore.prepare(QStringLiteral("UPDATE game SET name = ? WHERE auto_id = ?"));
+        restore.addBindValue(name);
+        restore.addBindValue(id);
+        restore.exec();
+    }
+    Prompts::install(previous);
+    return measured;
+}
+
+} // namespace
+
+int runTreeSuite(const BenchContext &context)
+{
+    modADO store(QStringLiteral("bench-tree"));
+    if (!context.openStore(&store))
+        return 1;
+    ctlTree tree;
+    tree.setStore(&store);
+    tree.resize(300, 700);
+    tree.show();
+    int games = 0;
+    bool measured = measureLoad(context, &store, &tree, &games);
+    measured = measureRename(context, &store, &tree) && measured;
+    return measured ? 0 : 1;
+}

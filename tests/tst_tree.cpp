@@ -1,0 +1,400 @@
+#include "ScriptedPrompts.h"
+#include "TestHome.h"
+#include "components/GameSelector.h"
+#include "data/NodeKey.h"
+#include "platform/NaturalOrder.h"
+#include "platform/SettingsStore.h"
+#include "platform/TreeView.h"
+#include "tree/ctlTree.h"
+
+#include <QAbstractItemModelTester>
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QSqlQuery>
+#include <QTest>
+#include <QTimer>
+
+namespace {
+
+int scalar(TestHome &home, const QString &sql)
+{
+    QSqlQuery query(home.db());
+    return query.exec(sql) && query.next() ? query.value(0).toInt() : -1;
+}
+
+// A tree on a store of a few games: PC (18) holds three action games (listed A Quest, Quest Kart,
+// Star Quest), Arcade (19) one puzzle game,
+// and platform 25 and genre 9, which no table knows, hold one game each.
+struct Library
+{
+    TestHome home;
+    ctlTree tree;
+    TreeView *view = tree.findChild<TreeView *>(QStringLiteral("tvwFiles"));
+    qint32 star = home.addGame(18, 1, QStringLiteral("Star Quest"));
+    qint32 kart = home.addGame(18, 1, QStringLiteral("Quest Kart"));
+    qint32 other = home.addGame(18, 1, QStringLiteral("A Quest"));
+    qint32 tetra = home.addGame(19, 4, QStringLiteral("Tetra"));
+    qint32 lost = home.addGame(25, 9, QStringLiteral("Lost Game"));
+
+    Library()
+    {
+        home.addFile(star, 1, QStringLiteral("Guide"));
+        home.addFile(star, 2, QStringLiteral("Codes"));
+        tree.setStore(&home.store());
+        tree.resize(300, 600);
+        tree.show();
+        tree.LoadTree();
+    }
+    QString text(const QString &key) const { return view->Node(key) ? view->Node(key)->Text() : QString(); }
+    QString pc(qint32 id) const { return NodeKey::Game(id, 1, 18); }
+    void select(const QString &key) { tree.SelectNode(key); }
+    void trigger(const char *action) { tree.findChild<QAction *>(QLatin1String(action))->trigger(); }
+};
+
+} // namespace
+
+class tst_tree final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { QSettings().clear(); }
+    void nodeKeys();
+    void naturalOrder();
+    void adapter();
+    void load();
+    void nodeClick();
+    void addGame();
+    void renameGame();
+    void moveGame();
+    void deleteGame();
+    void storeFailureLeavesTree();
+    void search();
+};
+
+void tst_tree::nodeKeys()
+{
+    const QString game = NodeKey::Game(2147483647, 8, 255);
+    QCOMPARE(game, QStringLiteral("N_2147483647|G_8|P_255"));
+    QCOMPARE(NodeKey::FilePath(-2147483647 - 1, game), QStringLiteral("K_-2147483648|N_2147483647|G_8|P_255"));
+    QCOMPARE(NodeKey::Id(NodeKey::File(-2147483647 - 1), 0), std::optional<qint32>(-2147483647 - 1));
+    QCOMPARE(NodeKey::Id(game, 0), std::optional<qint32>(2147483647));
+    QCOMPARE(NodeKey::Code(game, 2), std::optional<quint8>(255));
+    QCOMPARE(NodeKey::ParentKey(game), QStringLiteral("G_8|P_255"));
+    QCOMPARE(NodeKey::Field(NodeKey::ParentKey(game), 1), QStringLiteral("P_255"));
+    QCOMPARE(NodeKey::Field(game, 3), QString());
+    // Out of range, not a number, or missing: no value rather than a wrong one.
+    QVERIFY(!NodeKey::Id(QStringLiteral("N_2147483648"), 0));
+    QVERIFY(!NodeKey::Code(QStringLiteral("G_256|P_1"), 0));
+    QVERIFY(!NodeKey::Code(QStringLiteral("G_x|P_1"), 0));
+    QVERIFY(!NodeKey::Code(QStringLiteral("P_3"), 1));
+    const QList<std::pair<QString, NodeKind>> kinds = {
+        {"ROOT", NodeKind::Root}, {"P_1", NodeKind::Platform}, {"G_1|P_1", NodeKind::Genre}, {game, NodeKind::Game},
+        {"K_1", NodeKind::File},  {"root", NodeKind::Other},   {"X_1", NodeKind::Other},     {"P", NodeKind::Other}};
+    for (const auto &[key, kind] : kinds)
+        QVERIFY2(NodeKey::Kind(key) == kind, qPrintable(key));
+}
+
+void tst_tree::naturalOrder()
+{
+    QStringList names = {"Zelda", "game 10", "Game 2", "Ébène", "eagle", "game 02", "Game 1", "zelda"};
+    std::sort(names.begin(), names.end(), NaturalLess);
+    QCOMPARE(names, QStringList({"eagle", "Ébène", "Game 1", "Game 2", "game 02", "game 10", "Zelda", "zelda"}));
+}
+
+void tst_tree::adapter()
+{
+    TreeView view;
+    view.show();
+    QAbstractItemModelTester tester(view.model(), QAbstractItemModelTester::FailureReportingMode::QtTest);
+    ErrObject err;
+    QVERIFY(view.Add({}, TreeView::Child, "ROOT", "Root", {}, {}, {}, &err));
+    QVERIFY(!view.Add({}, TreeView::Child, "ROOT", "Again", {}, {}, {}, &err));
+    QCOMPARE(err.Number, ErrNumber::KeyNotUnique);
+    QVERIFY(!view.Add("P_9", TreeView::Child, "G_1|P_9", "Lost", {}, {}, {}, &err));
+    QCOMPARE(err.Number, ErrNumber::ElementNotFound);
+    TreeNode *parent = view.Add("ROOT", TreeView::Child, "P_1", "Parent", {}, {}, {}, &err);
+    for (const char *name : {"b 10", "a", "b 9"})
+        view.Add("P_1", TreeView::Child, name, name, {}, {}, QLatin1String(name), &err);
+    view.Add("b 10", TreeView::Previous, "first", "first", {}, {}, "first", &err);
+    QCOMPARE(parent->Child(0)->Key(), QStringLiteral("first"));
+    view.Remove("first", &err);
+    view.SortChildren(parent);
+    view.Add("P_1", TreeView::Child, "b 1", "b 1", {}, {}, "b 1", &err);
+    QCOMPARE(parent->Child(1)->Key(), QStringLiteral("b 1"));
+
+    // Renaming the selected node moves it without a click and keeps it selected.
+    QSignalSpy clicks(&view, &TreeView::NodeClick);
+    view.Select(view.Node("a"));
+    view.SetTag(view.Node("a"), "c");
+    QCOMPARE(std::tuple(parent->Child(3)->Key(), view.SelectedItem()->Key(), clicks.size()),
+             std::tuple(QString("a"), QString("a"), 0));
+    // The keyboard moves the selection as a click does.
+    view.setFocus();
+    QTest::keyClick(&view, Qt::Key_Up);
+    QCOMPARE(clicks.size(), 1);
+    QCOMPARE(clicks.at(0).at(0).value<TreeNode *>()->Key(), QStringLiteral("b 10"));
+
+    // Removing a parent forgets its children and renumbers the collection.
+    QCOMPARE(view.Count(), 6);
+    QVERIFY(view.Remove("P_1", &err));
+    QCOMPARE(std::tuple(view.Count(), view.NodeAt(1)->Key()), std::tuple(1, QString("ROOT")));
+    QVERIFY(!view.Node("b 9"));
+    QVERIFY(!view.Remove("P_1", &err));
+}
+
+void tst_tree::load()
+{
+    Library lib;
+    QCOMPARE(lib.text("ROOT"), QStringLiteral("Lorekeep Library"));
+    // Only platforms with games, known ones in table order; every genre of a known platform.
+    const TreeNode *root = lib.view->Node("ROOT");
+    QCOMPARE(root->Children(), 3);
+    QCOMPARE(std::tuple(root->Child(0)->Text(), root->Child(1)->Text(), root->Child(2)->Text()),
+             std::tuple(QString("PC (3)"), QString("Arcade (1)"), QString("Unknown Platform 25 (1)")));
+    QCOMPARE(lib.view->Node("P_18")->Children(), 8);
+    QCOMPARE(lib.text("G_1|P_18"), QStringLiteral("Action (3)"));
+    QCOMPARE(lib.text("G_2|P_18"), QStringLiteral("Adventure (0)"));
+    QCOMPARE(lib.text("G_9|P_25"), QStringLiteral("Unknown Genre 9 (1)"));
+    QCOMPARE(lib.view->Node("P_25")->Children(), 1);
+    const TreeNode *action = lib.view->Node("G_1|P_18");
+    QCOMPARE(std::tuple(action->Child(0)->Text(), action->Child(1)->Tag(), action->Child(2)->Tag()),
+             std::tuple(QString("A Quest (0)"), QString("Quest Kart"), QString("Star Quest")));
+    QCOMPARE(lib.text(lib.pc(lib.star)), QStringLiteral("Star Quest (2)"));
+
+    QSignalSpy favorites(&lib.tree, &ctlTree::LoadFavorites);
+    lib.tree.LoadTree();
+    QCOMPARE(favorites.value(0).value(0).toString(), QStringLiteral("|P_18|P_19|P_25"));
+    QCOMPARE(lib.tree.Search_Text(), QStringLiteral("Loading Favorites..."));
+    SaveSetting(SettingKeys::TreeSearchText, QStringLiteral("Loading Tree..."));
+    lib.tree.FinishLoad();
+    QCOMPARE(lib.tree.Search_Text(), QStringLiteral("Search..."));
+
+    TestHome empty;
+    ctlTree tree;
+    tree.setStore(&empty.store());
+    QSignalSpy none(&tree, &ctlTree::LoadFavorites);
+    tree.LoadTree();
+    QCOMPARE(none.value(0).value(0).toString(), QString());
+}
+
+void tst_tree::nodeClick()
+{
+    Library lib;
+    QSignalSpy clicks(&lib.tree, &ctlTree::TreeNodeClick);
+    for (const QString &key : {QString("ROOT"), QString("P_19"), QString("G_4|P_19"), NodeKey::Game(lib.tetra, 4, 19),
+                               NodeKey::Game(lib.lost, 9, 25), QString("N_404|G_1|P_1")})
+        lib.select(key);
+    QCOMPARE(clicks.size(), 5);
+    const QList<QVariantList> expected = {
+        {0, 0, 0, "", "Lorekeep", 0},
+        {19, 0, 0, "", "Arcade", 2},
+        {19, 4, 0, "", "Arcade - Puzzle", 3},
+        {19, 4, lib.tetra, "Tetra", "Arcade - Puzzle - Tetra", 4},
+        {25, 9, lib.lost, "Lost Game", "Unknown Platform 25 - Unknown Genre 9 - Lost Game", 4}};
+    for (int i = 0; i < expected.size(); ++i) {
+        for (const int arg : {0, 1, 2, 5})
+            QCOMPARE(clicks.at(i).at(arg).toInt(), expected.at(i).at(arg).toInt());
+        for (const int arg : {3, 4})
+            QCOMPARE(clicks.at(i).at(arg).toString(), expected.at(i).at(arg).toString());
+    }
+    QCOMPARE(lib.view->SelectedItem()->Key(), NodeKey::Game(lib.lost, 9, 25));
+
+    const QString tetra = NodeKey::Game(lib.tetra, 4, 19);
+    QCOMPARE(std::tuple(lib.tree.GameName(tetra), lib.tree.GameGenre(tetra), lib.tree.GamePlatform(tetra)),
+             std::tuple(QString("Tetra"), QString("Puzzle"), QString("Arcade")));
+    QCOMPARE(lib.tree.GamePlatform("N_404|G_1|P_1"), QString());
+    lib.home.addFile(lib.tetra, 3, QStringLiteral("Review"));
+    lib.tree.UpdateGameCaption(tetra, 0);
+    QCOMPARE(lib.text(tetra), QStringLiteral("Tetra (1)"));
+}
+
+void tst_tree::addGame()
+{
+    Library lib;
+    ScriptedPrompts prompts;
+    lib.select("G_2|P_18");
+    prompts.answerInput(std::nullopt);
+    prompts.answerInput(QStringLiteral("   "));
+    lib.trigger("mnuAddGame");
+    lib.trigger("mnuAddGame");
+    QCOMPARE(std::tuple(prompts.beeps(), scalar(lib.home, "SELECT count(*) FROM game")), std::tuple(2, 5));
+    QCOMPARE(std::tuple(prompts.last().text, prompts.last().title, prompts.last().defaultText),
+             std::tuple(QString("Enter a name for the new game."), QString("Add New Game"), QString("Game Title")));
+
+    // Quotes and non-ASCII reach the store as typed; a second game of the same name is its own.
+    QSignalSpy clicks(&lib.tree, &ctlTree::TreeNodeClick);
+    const QString name = QStringLiteral("Robert's \"Zoë\"; DROP TABLE game; --");
+    prompts.answerInput(QStringLiteral("  ") + name + QStringLiteral(" "));
+    prompts.answerInput(name);
+    lib.trigger("mnuAddGame");
+    lib.select("G_2|P_18");
+    lib.trigger("mnuAddGame");
+    QCOMPARE(scalar(lib.home, "SELECT count(*) FROM game WHERE genre_id = 2 AND platform_id = 18 AND name = '" +
+                                  QString(name).replace("'", "''") + "'"),
+             2);
+    QCOMPARE(lib.text("G_2|P_18"), QStringLiteral("Adventure (2)"));
+    QCOMPARE(lib.text("P_18"), QStringLiteral("PC (5)"));
+    QCOMPARE(clicks.constLast().at(4).toString(), "PC - Adventure - " + name);
+    QCOMPARE(lib.view->SelectedItem()->Text(), name + " (0)");
+}
+
+void tst_tree::renameGame()
+{
+    Library lib;
+    ScriptedPrompts prompts;
+    QSignalSpy renamed(&lib.tree, &ctlTree::RenameGame);
+    const QString key = lib.pc(lib.star);
+    lib.select(key);
+    prompts.answerInput(QStringLiteral("  Star Quest "));
+    prompts.answerInput(std::nullopt);
+    prompts.answerInput(QStringLiteral(" Another Quest 2"));
+    for (int i = 0; i < 3; ++i)
+        lib.trigger("mnuHiddenRename");
+    QCOMPARE(std::tuple(prompts.beeps(), prompts.last().title, prompts.last().defaultText),
+             std::tuple(2, QString("Rename Game"), QString("Star Quest")));
+    QCOMPARE(renamed.size(), 1);
+    QCOMPARE(renamed.at(0), QVariantList({"Star Quest", "Another Quest 2", key}));
+    QCOMPARE(scalar(lib.home, QStringLiteral("SELECT count(*) FROM game WHERE name = 'Another Quest 2'")), 1);
+    // Count kept, key kept, sorted to its new place, still selected.
+    QCOMPARE(lib.view->Node("G_1|P_18")->Child(1)->Text(), QStringLiteral("Another Quest 2 (2)"));
+    QCOMPARE(lib.view->SelectedItem()->Key(), key);
+}
+
+void tst_tree::moveGame()
+{
+    Library lib;
+    ScriptedPrompts prompts;
+    QSignalSpy moved(&lib.tree, &ctlTree::MoveGame);
+    const auto choose = [](int platformRow, int genreRow, bool confirm) {
+        QTimer::singleShot(0, [=] {
+            auto *selector = qobject_cast<GameSelector *>(QApplication::activeModalWidget());
+            QVERIFY(selector);
+            QCOMPARE(selector->windowTitle(), QStringLiteral("Move Game To..."));
+            selector->findChild<QComboBox *>("cboPlatform")->setCurrentIndex(platformRow);
+            selector->findChild<QComboBox *>("cboGenre")->setCurrentIndex(genreRow);
+            confirm ? selector->accept() : selector->reject();
+        });
+    };
+    const QString old = lib.pc(lib.star);
+    lib.select(old);
+    choose(2, 7, false); // cancelled
+    lib.trigger("mnuHiddenMoveTo");
+    choose(17, 0, true); // its own place
+    lib.trigger("mnuHiddenMoveTo");
+    QCOMPARE(moved.size(), 0);
+    QCOMPARE(scalar(lib.home,
+                    QStringLiteral("SELECT platform_id * 10 + genre_id FROM game WHERE auto_id = %1").arg(lib.star)),
+             181);
+
+    // To GameCube (3), not in the tree yet, genre Strategy (8).
+    choose(2, 7, true);
+    lib.trigger("mnuHiddenMoveTo");
+    const QString moved_to = NodeKey::Game(lib.star, 8, 3);
+    QCOMPARE(moved.value(0), QVariantList({old, moved_to}));
+    QCOMPARE(scalar(lib.home,
+                    QStringLiteral("SELECT platform_id * 10 + genre_id FROM game WHERE auto_id = %1").arg(lib.star)),
+             38);
+    QCOMPARE(std::tuple(lib.text("P_18"), lib.text("G_1|P_18")), std::tuple(QString("PC (2)"), QString("Action (2)")));
+    QVERIFY(!lib.view->Node(old));
+    QCOMPARE(std::tuple(lib.text("P_3"), lib.text("G_8|P_3"), lib.text(moved_to), lib.view->Node("P_3")->Children()),
+             std::tuple(QString("GameCube (1)"), QString("Strategy (1)"), QString("Star Quest (2)"), 8));
+    QCOMPARE(lib.view->Node("ROOT")->Child(0)->Key(), QStringLiteral("P_3"));
+    QCOMPARE(lib.view->SelectedItem()->Key(), moved_to);
+}
+
+void tst_tree::deleteGame()
+{
+    Library lib;
+    ScriptedPrompts prompts;
+    QSignalSpy deleted(&lib.tree, &ctlTree::GameNodeDelete);
+    const QString key = lib.pc(lib.star);
+    lib.select("G_1|P_18");
+    QTest::keyClick(lib.view, Qt::Key_Delete); // not a game: nothing is asked
+    lib.select(key);
+    prompts.answerMsgBox(MsgResult::No);
+    QTest::keyClick(lib.view, Qt::Key_Delete);
+    QCOMPARE(prompts.last().text,
+             QStringLiteral("Are you sure you wish to delete \"Star Quest\" and all of it's Files?"));
+    QCOMPARE(std::tuple(prompts.last().buttons, prompts.last().icon), std::tuple(MsgButtons::YesNo, MsgIcon::Question));
+    QCOMPARE(scalar(lib.home, "SELECT count(*) FROM file"), 2);
+
+    prompts.answerMsgBox(MsgResult::Yes);
+    lib.trigger("mnuHiddenDelete");
+    QCOMPARE(deleted.value(0), QVariantList({"PC - Action", key}));
+    QCOMPARE(std::tuple(scalar(lib.home, "SELECT count(*) FROM file"), scalar(lib.home, "SELECT count(*) FROM game")),
+             std::tuple(0, 4));
+    QCOMPARE(std::tuple(lib.text("G_1|P_18"), lib.text("P_18"), lib.view->SelectedItem()->Key()),
+             std::tuple(QString("Action (2)"), QString("PC (2)"), QString("G_1|P_18")));
+}
+
+void tst_tree::storeFailureLeavesTree()
+{
+    Library lib;
+    ScriptedPrompts prompts;
+    const QString key = lib.pc(lib.star);
+    lib.select(key);
+    lib.home.store().Close();
+    QSignalSpy renamed(&lib.tree, &ctlTree::RenameGame);
+    QSignalSpy deleted(&lib.tree, &ctlTree::GameNodeDelete);
+    prompts.answerInput(QStringLiteral("New Name"));
+    prompts.answerMsgBox(MsgResult::OK);
+    lib.trigger("mnuHiddenRename");
+    QVERIFY(prompts.last().text.contains(QStringLiteral("Rename Game")));
+    prompts.answerMsgBox(MsgResult::Yes);
+    prompts.answerMsgBox(MsgResult::OK);
+    lib.trigger("mnuHiddenDelete");
+    QVERIFY(prompts.last().text.contains(QStringLiteral("Delete Game")));
+    QCOMPARE(std::tuple(renamed.size(), deleted.size(), lib.text(key), lib.text("P_18")),
+             std::tuple(0, 0, QString("Star Quest (2)"), QString("PC (3)")));
+
+    // A tree load on a closed store says so and leaves an empty tree and a usable box.
+    prompts.answerMsgBox(MsgResult::OK);
+    lib.tree.LoadTree();
+    QCOMPARE(std::tuple(lib.view->Count(), lib.tree.Search_Text()), std::tuple(0, QString("Search...")));
+}
+
+void tst_tree::search()
+{
+    Library lib;
+    ScriptedPrompts prompts;
+    auto *box = lib.tree.findChild<QLineEdit *>(QStringLiteral("txtSearch"));
+    const auto press = [&](const QString &text = QString()) {
+        if (!text.isNull())
+            box->setText(text);
+        QTest::keyClick(box, Qt::Key_Return);
+        return lib.view->SelectedItem() ? lib.view->SelectedItem()->Tag() : QString();
+    };
+    QCOMPARE(press(QStringLiteral("Search...")), QString());
+    QCOMPARE(press(QStringLiteral(" QUEST ")), QStringLiteral("A Quest"));
+    QCOMPARE(GetSetting(SettingKeys::LastSearchText), QStringLiteral("QUEST"));
+    QCOMPARE(press(), QStringLiteral("Quest Kart"));
+    prompts.answerMsgBox(MsgResult::OK);
+    press(); // "Star Quest" only contains the text: the search is over
+    QCOMPARE(std::tuple(prompts.last().text, prompts.last().icon),
+             std::tuple(QString("Finished searching tree."), MsgIcon::Information));
+    QCOMPARE(press(), QStringLiteral("A Quest"));
+    // A click starts again from the top.
+    QTest::mouseClick(lib.view->viewport(), Qt::LeftButton, {},
+                      lib.view->visualItemRect(lib.view->Node("ROOT")).center());
+    QCOMPARE(press(), QStringLiteral("A Quest"));
+    // The last node found last: finished at once.
+    QCOMPARE(press(QStringLiteral("lost g")), QStringLiteral("Lost Game"));
+    prompts.answerMsgBox(MsgResult::OK);
+    press();
+    QCOMPARE(prompts.shown().size(), 2);
+
+    prompts.answerMsgBox(MsgResult::OK);
+    press(QStringLiteral("zzz"));
+    QCOMPARE(std::tuple(prompts.last().text, prompts.last().icon),
+             std::tuple(QString("Finished searching tree.\r\n\r\nCould not find \"zzz\"."), MsgIcon::Exclamation));
+    press(QString(256, QLatin1Char('a'))); // logged, not searched, nothing shown
+    QCOMPARE(prompts.shown().size(), 3);
+}
+
+QTEST_MAIN(tst_tree)
+#include "tst_tree.moc"
