@@ -139,6 +139,14 @@ void tst_tree::adapter()
     QCOMPARE(clicks.size(), 1);
     QCOMPARE(clicks.at(0).at(0).value<TreeNode *>()->Key(), QStringLiteral("b 10"));
 
+    // A press on a node's arrow opens or closes it and is no click, even on the selected node.
+    clicks.clear();
+    view.Select(parent);
+    const bool expanded = parent->isExpanded();
+    const QRect rect = view.visualItemRect(parent);
+    QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, {rect.left() - view.indentation() / 2, rect.center().y()});
+    QCOMPARE(std::tuple(clicks.size(), parent->isExpanded()), std::tuple(0, !expanded));
+
     // Removing a parent forgets its children and renumbers the collection.
     QCOMPARE(view.Count(), 6);
     QVERIFY(view.Remove("P_1", &err));

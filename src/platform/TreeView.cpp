@@ -231,9 +231,20 @@ void TreeView::mousePressEvent(QMouseEvent *event)
     const bool wasQuiet = std::exchange(m_quiet, true);
     QTreeWidget::mousePressEvent(event);
     m_quiet = wasQuiet;
-    auto *node = static_cast<TreeNode *>(itemAt(event->position().toPoint()));
-    if (node && node == currentItem())
+    const QPoint at = event->position().toPoint();
+    auto *node = static_cast<TreeNode *>(itemAt(at));
+    // The item's rectangle leaves out the indentation where the arrow is drawn.
+    if (node && node == currentItem() && visualItemRect(node).contains(at))
         Q_EMIT NodeClick(node);
+}
+
+void TreeView::focusInEvent(QFocusEvent *event)
+{
+    // Qt makes the first node current when a tree without one gets the focus; the user chose
+    // nothing, so that is no click.
+    const bool wasQuiet = std::exchange(m_quiet, true);
+    QTreeWidget::focusInEvent(event);
+    m_quiet = wasQuiet;
 }
 
 void TreeView::currentChanged(const QModelIndex &current, const QModelIndex &previous)
