@@ -92,6 +92,9 @@ void tst_tree::nodeKeys()
     QVERIFY(!NodeKey::Code(QStringLiteral("G_256|P_1"), 0));
     QVERIFY(!NodeKey::Code(QStringLiteral("G_x|P_1"), 0));
     QVERIFY(!NodeKey::Code(QStringLiteral("P_3"), 1));
+    const auto ids = NodeKey::ParseGame(game);
+    QVERIFY(ids && ids->GameId == 2147483647 && ids->GenreId == 8 && ids->PlatformId == 255);
+    QVERIFY(!NodeKey::ParseGame(QStringLiteral("N_1|G_1")));
     const QList<std::pair<QString, NodeKind>> kinds = {
         {"ROOT", NodeKind::Root}, {"P_1", NodeKind::Platform}, {"G_1|P_1", NodeKind::Genre}, {game, NodeKind::Game},
         {"K_1", NodeKind::File},  {"root", NodeKind::Other},   {"X_1", NodeKind::Other},     {"P", NodeKind::Other}};

@@ -52,17 +52,12 @@ int genreOrder(quint8 genreId)
     return modNames::GetGenreName(genreId).isEmpty() ? 256 + genreId : genreId;
 }
 
-QString counted(const QString &tag, int count)
-{
-    return tag + QLatin1String(" (") + QString::number(count) + QLatin1Char(')');
-}
-
 TreeNode *addPlatformNode(TreeView *tree, const QString &relative, TreeView::Relationship relationship,
                           quint8 platformId, int games, ErrObject *err)
 {
     const Images images = platformImages(platformId);
     const QString tag = TreeLoader::PlatformTag(platformId);
-    return tree->Add(relative, relationship, NodeKey::Platform(platformId), counted(tag, games),
+    return tree->Add(relative, relationship, NodeKey::Platform(platformId), TreeLoader::Caption(tag, games),
                      QLatin1String(images.normal), QLatin1String(images.selected), tag, err);
 }
 
@@ -70,7 +65,7 @@ TreeNode *addGenreNode(TreeView *tree, const QString &relative, TreeView::Relati
                        quint8 platformId, int games, ErrObject *err)
 {
     const QString tag = TreeLoader::GenreTag(genreId);
-    return tree->Add(relative, relationship, NodeKey::Genre(genreId, platformId), counted(tag, games),
+    return tree->Add(relative, relationship, NodeKey::Genre(genreId, platformId), TreeLoader::Caption(tag, games),
                      QStringLiteral("genre"), QStringLiteral("genre_hot"), tag, err);
 }
 
@@ -89,6 +84,11 @@ std::pair<QString, TreeView::Relationship> placeAmong(const TreeNode *parent, in
 } // namespace
 
 TreeLoader::TreeLoader(QObject *parent) : QObject(parent) {}
+
+QString TreeLoader::Caption(const QString &tag, qint64 count)
+{
+    return tag + QLatin1String(" (") + QString::number(count) + QLatin1Char(')');
+}
 
 void TreeLoader::setConnection(const QSqlDatabase &db)
 {
@@ -174,8 +174,8 @@ bool TreeLoader::FillTree(TreeView *tree, TreeNode *parent, ErrObject *err)
                       [](const IndexedGame *a, const IndexedGame *b) { return NaturalLess(a->name, b->name); });
             for (const IndexedGame *game : list) {
                 if (!tree->Add(genreKey, TreeView::Child, NodeKey::Game(game->auto_id, genreId, platformId),
-                               counted(game->name, game->files), QStringLiteral("cd"), QStringLiteral("cd_hot"),
-                               game->name, err))
+                               TreeLoader::Caption(game->name, game->files), QStringLiteral("cd"),
+                               QStringLiteral("cd_hot"), game->name, err))
                     return false;
             }
             node->setSorted(true);

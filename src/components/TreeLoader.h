@@ -45,6 +45,8 @@ public:
     // Adds the node of an unknown genre code under its platform's node.
     static TreeNode *AddGenre(TreeView *tree, quint8 genreId, quint8 platformId, ErrObject *err);
 
+    // A node's caption: its Tag and its count, "Tag (n)".
+    static QString Caption(const QString &tag, qint64 count);
     static QString PlatformTag(quint8 platformId);
     static QString GenreTag(quint8 genreId);
 

@@ -92,4 +92,19 @@ std::optional<quint8> Code(const QString &key, int index)
     return ok && value <= 255 ? std::optional<quint8>(quint8(value)) : std::nullopt;
 }
 
+std::optional<GameIds> ParseGame(const QString &key)
+{
+    const auto id = Id(key, 0);
+    const auto genre = Code(key, 1);
+    const auto platform = Code(key, 2);
+    if (!id || !genre || !platform)
+        return std::nullopt;
+    return GameIds{*id, *genre, *platform};
+}
+
+ErrObject BadKey(const QString &key)
+{
+    return {13, QStringLiteral("Type mismatch: \"%1\" is not a key of the kind needed here").arg(key)};
+}
+
 } // namespace NodeKey

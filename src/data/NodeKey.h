@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/ErrObject.h"
+
 #include <QString>
 
 #include <optional>
@@ -30,5 +32,16 @@ QString ParentKey(const QString &key);
 // number of the field's width (a 32-bit id, or a code of one byte).
 std::optional<qint32> Id(const QString &key, int index);
 std::optional<quint8> Code(const QString &key, int index);
+
+struct GameIds
+{
+    qint32 GameId = 0;
+    quint8 GenreId = 0;
+    quint8 PlatformId = 0;
+};
+// The three ids of a game key; nothing when one of them does not read.
+std::optional<GameIds> ParseGame(const QString &key);
+// The error of a key that does not read as the kind the caller needs.
+ErrObject BadKey(const QString &key);
 
 } // namespace NodeKey

@@ -33,27 +33,6 @@ const QString module = QStringLiteral("ctlTree");
 const QString searchPrompt = QStringLiteral("Search...");
 const QString separator = QStringLiteral(" - ");
 
-QString counted(const QString &tag, qint64 count)
-{
-    return tag + QLatin1String(" (") + QString::number(count) + QLatin1Char(')');
-}
-
-ErrObject badKey(const QString &key)
-{
-    return {13, QStringLiteral("Type mismatch: \"%1\" is not a node key").arg(key)};
-}
-
-// The name of a code from its table; a code the table does not know shows as its node does.
-QString platformName(quint8 platformId)
-{
-    return TreeLoader::PlatformTag(platformId);
-}
-
-QString genreName(quint8 genreId)
-{
-    return TreeLoader::GenreTag(genreId);
-}
-
 } // namespace
 
 ctlTree::ctlTree(QWidget *parent)
@@ -236,14 +215,12 @@ void ctlTree::nodeClick(TreeNode *node)
         type = 0;
         break;
     case NodeKind::Game: {
-        const auto id = NodeKey::Id(key, 0);
-        const auto genre = NodeKey::Code(key, 1);
-        const auto platform = NodeKey::Code(key, 2);
-        if (!id || !genre || !platform)
-            return LogError(badKey(key), module, QStringLiteral("Tree Node Click"), false);
-        std::tie(platformId, genreId, gameId) = std::make_tuple(*platform, *genre, *id);
+        const auto ids = NodeKey::ParseGame(key);
+        if (!ids)
+            return LogError(NodeKey::BadKey(key), module, QStringLiteral("Tree Node Click"), false);
+        std::tie(platformId, genreId, gameId) = std::make_tuple(ids->PlatformId, ids->GenreId, ids->GameId);
         game = node->Tag();
-        caption = platformName(platformId) + separator + genreName(genreId) + separator + game;
+        caption = TreeLoader::PlatformTag(platformId) + separator + TreeLoader::GenreTag(genreId) + separator + game;
         type = 4;
         break;
     }
@@ -251,18 +228,18 @@ void ctlTree::nodeClick(TreeNode *node)
         const auto genre = NodeKey::Code(key, 0);
         const auto platform = NodeKey::Code(key, 1);
         if (!genre || !platform)
-            return LogError(badKey(key), module, QStringLiteral("Tree Node Click"), false);
+            return LogError(NodeKey::BadKey(key), module, QStringLiteral("Tree Node Click"), false);
         std::tie(platformId, genreId) = std::make_tuple(*platform, *genre);
-        caption = platformName(platformId) + separator + genreName(genreId);
+        caption = TreeLoader::PlatformTag(platformId) + separator + TreeLoader::GenreTag(genreId);
         type = 3;
         break;
     }
     case NodeKind::Platform: {
         const auto platform = NodeKey::Code(key, 0);
         if (!platform)
-            return LogError(badKey(key), module, QStringLiteral("Tree Node Click"), false);
+            return LogError(NodeKey::BadKey(key), module, QStringLiteral("Tree Node Click"), false);
         platformId = *platform;
-        caption = platformName(platformId);
+        caption = TreeLoader::PlatformTag(platformId);
         type = 2;
         break;
     }
@@ -279,17 +256,17 @@ void ctlTree::UpdateGameCaption(const QString &strGameKey, quint8 bytRemove)
     TreeNode *node = tvwFiles->Node(strGameKey, &err);
     const auto id = NodeKey::Id(strGameKey, 0);
     if (node && !id)
-        err = badKey(strGameKey);
+        err = NodeKey::BadKey(strGameKey);
     int count = 0;
     if (err.isError() || !FileTable::Count(store()->Connection(), *id, &count, &err))
         return LogError(err, module, QStringLiteral("Update Node Caption"), false);
-    node->setText(counted(node->Tag(), count));
+    node->setText(TreeLoader::Caption(node->Tag(), count));
 }
 
 void ctlTree::recountGenre(const QString &genreKey, quint8 flag)
 {
     if (TreeNode *genre = tvwFiles->Node(genreKey))
-        genre->setText(counted(genre->Tag(), genre->Children()));
+        genre->setText(TreeLoader::Caption(genre->Tag(), genre->Children()));
     adjustPlatform(NodeKey::Field(genreKey, 1), flag);
 }
 
@@ -302,7 +279,7 @@ void ctlTree::adjustPlatform(const QString &platformKey, quint8 flag)
     QString count = platform->Text().mid(platform->Tag().size());
     count.remove(QLatin1String(" (")).remove(QLatin1Char(')'));
     const qint64 games = count.trimmed().toLongLong() + (flag == 0 ? 1 : -1);
-    platform->setText(counted(platform->Tag(), games));
+    platform->setText(TreeLoader::Caption(platform->Tag(), games));
 }
 
 QString ctlTree::GameName(const QString &strKey) const

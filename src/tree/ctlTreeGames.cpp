@@ -17,22 +17,12 @@ namespace {
 
 const QString module = QStringLiteral("ctlTree");
 
-struct GameIds
+std::optional<NodeKey::GameIds> gameIds(const QString &key, const QString &procedure)
 {
-    qint32 game = 0;
-    quint8 genre = 0;
-    quint8 platform = 0;
-};
-
-std::optional<GameIds> gameIds(const QString &key, const QString &procedure)
-{
-    const auto id = NodeKey::Id(key, 0);
-    const auto genre = NodeKey::Code(key, 1);
-    const auto platform = NodeKey::Code(key, 2);
-    if (id && genre && platform)
-        return GameIds{*id, *genre, *platform};
-    LogError({13, QStringLiteral("Type mismatch: \"%1\" is not a game key").arg(key)}, module, procedure, true);
-    return std::nullopt;
+    const auto ids = NodeKey::ParseGame(key);
+    if (!ids)
+        LogError(NodeKey::BadKey(key), module, procedure, true);
+    return ids;
 }
 
 QString askName(const QString &prompt, const QString &title, const QString &defaultText)
@@ -57,7 +47,7 @@ void ctlTree::mnuAddGame_Click()
     ErrObject err;
     qint32 id = 0;
     if (!genreId || !platformId)
-        err = {13, QStringLiteral("Type mismatch: \"%1\" is not a genre key").arg(genreKey)};
+        err = NodeKey::BadKey(genreKey);
     if (err.isError() || !GameTable::Add(store()->Connection(), *platformId, *genreId, name, &id, &err))
         return LogError(err, module, QStringLiteral("Add Game"), true);
 
@@ -84,7 +74,7 @@ void ctlTree::mnuHiddenRename_Click()
     if (!ids)
         return;
     ErrObject err;
-    if (!GameTable::Rename(store()->Connection(), ids->game, newName, &err))
+    if (!GameTable::Rename(store()->Connection(), ids->GameId, newName, &err))
         return LogError(err, module, QStringLiteral("Rename Game"), true);
 
     // The caption is the name and the count; only the name changes.
@@ -111,18 +101,18 @@ void ctlTree::mnuHiddenMoveTo_Click()
     objSelector->setPlaceOnly(true);
     connect(objSelector.get(), &GameSelector::AddGameNode, this, &ctlTree::objSelector_AddGameNode);
     connect(objSelector.get(), &GameSelector::CompleteSelect, this, &ctlTree::objSelector_CompleteSelect);
-    objSelector->Show(ids->platform, ids->genre, ids->game, QStringLiteral("Move Game To..."));
+    objSelector->Show(ids->PlatformId, ids->GenreId, ids->GameId, QStringLiteral("Move Game To..."));
     const bool cancelled = m_selectorReleased;
     const quint8 platformId = objSelector->PlatformId();
     const quint8 genreId = objSelector->GenreId();
     objSelector.reset();
-    if (cancelled || (platformId == ids->platform && genreId == ids->genre))
+    if (cancelled || (platformId == ids->PlatformId && genreId == ids->GenreId))
         return;
 
-    const QString newKey = NodeKey::Game(ids->game, genreId, platformId);
+    const QString newKey = NodeKey::Game(ids->GameId, genreId, platformId);
     const QString newGenreKey = NodeKey::Genre(genreId, platformId);
     ErrObject err;
-    if (!GameTable::Move(store()->Connection(), ids->game, platformId, genreId, &err))
+    if (!GameTable::Move(store()->Connection(), ids->GameId, platformId, genreId, &err))
         return LogError(err, module, QStringLiteral("Move Game"), true);
     tvwFiles->Remove(key, &err);
     recountGenre(genreKey, 1);
@@ -150,7 +140,8 @@ void ctlTree::mnuHiddenDelete_Click()
         return;
     ErrObject err;
     // A game that is no longer in the store has nothing left to delete; its node goes all the same.
-    if (!GameTable::Delete(store()->Connection(), ids->game, nullptr, &err) && err.Number != ErrNumber::NoCurrentRecord)
+    if (!GameTable::Delete(store()->Connection(), ids->GameId, nullptr, &err) &&
+        err.Number != ErrNumber::NoCurrentRecord)
         return LogError(err, module, QStringLiteral("Delete Game"), true);
 
     tvwFiles->Remove(key, &err);
@@ -189,7 +180,7 @@ TreeNode *ctlTree::genreNode(const QString &genreKey, ErrObject *err)
     const auto genreId = NodeKey::Code(genreKey, 0);
     const auto platformId = NodeKey::Code(genreKey, 1);
     if (!genreId || !platformId || NodeKey::Kind(genreKey) != NodeKind::Genre) {
-        *err = {13, QStringLiteral("Type mismatch: \"%1\" is not a genre key").arg(genreKey)};
+        *err = NodeKey::BadKey(genreKey);
         return nullptr;
     }
     // A game went to a platform or genre the tree did not show: it shows now.
