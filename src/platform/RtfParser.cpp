@@ -515,13 +515,8 @@ void RtfParser::controlSymbol(char symbol)
         m_pendingStar = true;
         return;
     }
-    m_groupHasWord = true;
-    if (m_state.dest == Dest::Skip)
+    if (!takesOneToken())
         return;
-    if (m_skipFallback > 0) {
-        --m_skipFallback;
-        return;
-    }
     switch (symbol) {
     case '\\':
     case '{':
@@ -603,15 +598,22 @@ void RtfParser::textBytes(QByteArrayView bytes)
         m_text.append(QLatin1String(bytes.data(), bytes.size()));
 }
 
-void RtfParser::hexByte(unsigned char byte)
+bool RtfParser::takesOneToken()
 {
     m_groupHasWord = true;
     if (m_state.dest == Dest::Skip)
-        return;
+        return false;
     if (m_skipFallback > 0) {
         --m_skipFallback;
-        return;
+        return false;
     }
+    return true;
+}
+
+void RtfParser::hexByte(unsigned char byte)
+{
+    if (!takesOneToken())
+        return;
     const int codePage = decoder().codePage();
     if (!m_bytes.isEmpty() && m_bytesCodePage != codePage)
         flushBytes();

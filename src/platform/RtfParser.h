@@ -106,6 +106,9 @@ private:
     bool destination(QByteArrayView word, bool starred);
     void textBytes(QByteArrayView bytes);
     void hexByte(unsigned char byte);
+    // Counts a one-character token (a symbol or an escaped byte) in its group; false when it shows
+    // nothing: inside a skipped destination, or standing in for the \uN just before it.
+    bool takesOneToken();
     void appendChar(char16_t ch);
     // Prepares the text buffer for text in the current state; false when that text is not shown.
     bool beginRun();
