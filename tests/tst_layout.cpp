@@ -1,3 +1,4 @@
+#include "TestHome.h"
 #include "platform/SettingsStore.h"
 #include "shell/MainLayout.h"
 
@@ -14,7 +15,7 @@ class tst_layout final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QSettings(QSettings::IniFormat, QSettings::UserScope, "Lorekeep", "Lorekeep").clear(); }
+    void init() { clearSettings(); }
     void splitterLimits_data();
     void splitterLimits();
     void hiddenPanesAndTitle();

@@ -72,7 +72,7 @@ class tst_mainwindow final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QSettings(QSettings::IniFormat, QSettings::UserScope, "Lorekeep", "Lorekeep").clear(); }
+    void init() { clearSettings(); }
     void cleanup() { program().Close(); }
     void startWithAndWithoutStore();
     void menuBar();

@@ -62,7 +62,7 @@ class tst_tree final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QSettings().clear(); }
+    void init() { clearSettings(); }
     void nodeKeys();
     void naturalOrder();
     void adapter();

@@ -6,6 +6,7 @@
 #include "shell/AppPath.h"
 #include "shell/HomeFolder.h"
 
+#include <QSettings>
 #include <QTest>
 
 namespace {
@@ -61,4 +62,10 @@ qint32 TestHome::addFile(qint32 gameId, quint8 subCat, const QString &desc, cons
     if (!FileTable::Add(db(), row, &id, &err))
         QTest::qFail(qPrintable(err.Description), __FILE__, __LINE__);
     return id;
+}
+
+void clearSettings()
+{
+    QSettings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("Lorekeep"), QStringLiteral("Lorekeep"))
+        .clear();
 }

@@ -7,6 +7,9 @@
 
 #include <memory>
 
+// Empties the program's settings file, so that a test starts from the defaults.
+void clearSettings();
+
 // A temporary home with a fresh empty store, opened on a connection of its own and made the
 // program's home for the test's lifetime. Failing to make it fails the test.
 class TestHome final
