@@ -83,7 +83,14 @@ ctlDetails::ctlDetails(QWidget *parent)
     layout->addWidget(tbsTabs);
 
     connect(tbsTabs, &QTabWidget::currentChanged, this, &ctlDetails::tabChanged);
-    connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) { focusMoved(now); });
+    m_focusWatch =
+        connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) { focusMoved(now); });
+}
+
+ctlDetails::~ctlDetails()
+{
+    // Children going away move the focus; by then this pane is half gone and must not hear of it.
+    disconnect(m_focusWatch);
 }
 
 void ctlDetails::InitDetails()

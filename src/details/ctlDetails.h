@@ -17,6 +17,7 @@ class ctlDetails final : public QWidget
 
 public:
     explicit ctlDetails(QWidget *parent = nullptr);
+    ~ctlDetails() override;
 
     // One-time set-up once the main window is up: brings back the tab of the last session when the
     // user asked for the layout to be kept.
@@ -45,4 +46,5 @@ private:
     QTreeWidget *lvBookmarks;
     QTreeWidget *lvFavorites;
     QTreeWidget *lvSearchResults;
+    QMetaObject::Connection m_focusWatch;
 };
