@@ -73,6 +73,19 @@ bool FileTable::Update(const QSqlDatabase &db, const FileRow &row, ErrObject *er
            changedOne(query, row.auto_id, err);
 }
 
+bool FileTable::Copy(const QSqlDatabase &db, qint32 id, qint32 gameId, qint32 *newId, ErrObject *err)
+{
+    // One statement, so the text never leaves the store and a copy is whole or not there.
+    StoreQuery query(db);
+    if (!query.run(QStringLiteral("INSERT INTO file (game_id, sub_cat, src, desc, txt_rtf) "
+                                  "SELECT ?, sub_cat, src, desc, txt_rtf FROM file WHERE auto_id = ?"),
+                   {gameId, id}, err) ||
+        !changedOne(query, id, err))
+        return false;
+    *newId = query.insertedId();
+    return true;
+}
+
 bool FileTable::Move(const QSqlDatabase &db, qint32 id, qint32 gameId, ErrObject *err)
 {
     StoreQuery query(db);

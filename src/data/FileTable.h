@@ -41,6 +41,8 @@ public:
     static bool Add(const QSqlDatabase &db, const FileRow &row, qint32 *newId, ErrObject *err);
     // Rewrites the sub-category, source, description and text of the file `row.auto_id`.
     static bool Update(const QSqlDatabase &db, const FileRow &row, ErrObject *err);
+    // Adds a copy of file `id` to game `gameId` and returns the copy's id in `newId`.
+    static bool Copy(const QSqlDatabase &db, qint32 id, qint32 gameId, qint32 *newId, ErrObject *err);
     static bool Move(const QSqlDatabase &db, qint32 id, qint32 gameId, ErrObject *err);
     static bool Delete(const QSqlDatabase &db, qint32 id, ErrObject *err);
 

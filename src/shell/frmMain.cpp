@@ -124,16 +124,33 @@ void frmMain::connectMenu()
     connect(m_ctlView, &ctlView::ShowTree, m_menu->mnuViewLeft, &QAction::trigger);
     connect(m_ctlView, &ctlView::ShowDetails, m_menu->mnuViewBottom, &QAction::trigger);
 
-    // The title strip names what the tree has selected.
+    // The title strip names what the tree has selected, and the file view lists a chosen game.
     connect(m_ctlTree, &ctlTree::TreeNodeClick, this,
-            [this](quint8, quint8, qint32, const QString &, const QString &strCaption) {
+            [this](quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, const QString &strGame,
+                   const QString &strCaption, qint32 enNodeType) {
+                m_ctlView->M_PLATFORM_ID = bytPlatformId;
+                m_ctlView->M_GENRE_ID = bytGenreId;
+                m_ctlView->M_GAME_ID = lngGameId;
+                m_ctlView->M_GAME = strGame;
                 m_lblCaption->setText(strCaption);
+                if (enNodeType >= 0 && enNodeType <= 3)
+                    m_ctlView->Reset();
+                else if (enNodeType == 4)
+                    m_ctlView->ListFiles(lngGameId, m_selectingFromList);
             });
     connect(m_ctlTree, &ctlTree::RenameGame, this, [this](const QString &strOldName, const QString &strNewName) {
+        m_ctlView->SetCaption(strNewName);
+        m_ctlView->M_GAME = strNewName;
         m_lblCaption->setText(m_lblCaption->text().replace(strOldName, strNewName));
     });
-    connect(m_ctlTree, &ctlTree::GameNodeDelete, m_lblCaption, &QLabel::setText);
+    connect(m_ctlTree, &ctlTree::GameNodeDelete, this, [this](const QString &strCaption) {
+        m_lblCaption->setText(strCaption);
+        m_ctlView->Cover(true);
+    });
     connect(m_ctlTree, &ctlTree::GameNodeDblClick, this, [this] { m_ctlView->SelectTab(1); });
+    connect(m_ctlTree, &ctlTree::AddFile, m_ctlView, &ctlView::AddNewFile);
+    connect(m_ctlView, &ctlView::AddGameNode, m_ctlTree, &ctlTree::objSelector_AddGameNode);
+    connect(m_ctlView, &ctlView::UpdateGameNode, m_ctlTree, &ctlTree::UpdateGameCaption);
     // With no favorites or bookmarks to load, the tree's own load ends the loading chain.
     connect(m_ctlTree, &ctlTree::LoadFavorites, m_ctlTree, &ctlTree::FinishLoad);
 }

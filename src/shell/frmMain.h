@@ -93,6 +93,9 @@ private:
     bool m_loaded = false;
     bool m_activated = false;
     bool m_activating = false;
+    // 1 while a bookmark or search hit is being opened: the file view then leaves the choice of
+    // file to the caller instead of showing the game's first.
+    quint8 m_selectingFromList = 0;
 
     std::function<void()> m_showClipWindow;
     std::function<void()> m_showTipOfTheDay;

@@ -1,31 +1,57 @@
 #include "ctlView.h"
 
+#include "components/FileViewer.h"
+#include "data/modADO.h"
+#include "platform/ListView.h"
+#include "platform/RichText.h"
 #include "platform/SettingsStore.h"
+#include "platform/Twips.h"
 #include "shell/AppPath.h"
 #include "shell/modMain.h"
 
 #include <QApplication>
+#include <QDesktopServices>
 #include <QLabel>
+#include <QMenu>
+#include <QSplitter>
 #include <QStackedWidget>
 #include <QStyle>
 #include <QTabBar>
+#include <QTextCursor>
+#include <QTextDocumentFragment>
+#include <QTextEdit>
 #include <QToolBar>
+#include <QUrl>
 #include <QVBoxLayout>
+
+namespace {
+
+const QString title = QStringLiteral("Lorekeep");
+
+// How far the bar between list and text may go, in twips: not above the caption, and not so low
+// that the text disappears.
+constexpr int SplitTopLimit = 340;
+constexpr int SplitBottomLimit = 240;
+
+} // namespace
 
 ctlView::ctlView(QWidget *parent)
     : QWidget(parent),
       tbsTabs(new QTabBar),
       picTabContainer(new QStackedWidget),
       lblFiles(new QLabel),
+      lvFiles(new ListView),
+      picSplitter(new QSplitter(Qt::Vertical)),
+      rtbText(new QTextEdit),
       picCover(new QWidget),
       imgCover(new QLabel(picCover)),
       tbrTools(new QToolBar(this)),
-      stack(new QStackedWidget(this))
+      stack(new QStackedWidget(this)),
+      m_store(&modADO::instance())
 {
     setObjectName(QStringLiteral("ctlView"));
     tbsTabs->setObjectName(QStringLiteral("tbsTabs"));
     picTabContainer->setObjectName(QStringLiteral("picTabContainer"));
-    lblFiles->setObjectName(QStringLiteral("lblFiles"));
     picCover->setObjectName(QStringLiteral("picCover"));
     imgCover->setObjectName(QStringLiteral("imgCover"));
     tbrTools->setObjectName(QStringLiteral("tbrTools"));
@@ -33,16 +59,10 @@ ctlView::ctlView(QWidget *parent)
     tbsTabs->addTab(QStringLiteral("Files"));
     tbsTabs->addTab(QStringLiteral("Web Browser"));
     tbsTabs->setDrawBase(false);
-    connect(tbsTabs, &QTabBar::currentChanged, picTabContainer, &QStackedWidget::setCurrentIndex);
+    connect(tbsTabs, &QTabBar::currentChanged, this, &ctlView::tabChanged);
 
     auto *files = new QWidget;
-    lblFiles->setText(QStringLiteral(" Files:"));
-    lblFiles->setMinimumHeight(22);
-    modMain::SetCaptionColors(lblFiles, modMain::CaptionInactive);
-    auto *filesLayout = new QVBoxLayout(files);
-    filesLayout->setContentsMargins(0, 0, 0, 0);
-    filesLayout->addWidget(lblFiles);
-    filesLayout->addStretch(1);
+    buildFilesTab(files);
     picTabContainer->addWidget(files);
     picTabContainer->addWidget(new QWidget);
 
@@ -58,7 +78,6 @@ ctlView::ctlView(QWidget *parent)
     QPalette white = picCover->palette();
     white.setColor(QPalette::Window, Qt::white);
     picCover->setPalette(white);
-    imgCover->setPixmap(QPixmap(AppPath() + QStringLiteral("logo.gif")));
     auto *coverLayout = new QVBoxLayout(picCover);
     coverLayout->addWidget(imgCover, 0, Qt::AlignCenter);
 
@@ -79,8 +98,11 @@ ctlView::ctlView(QWidget *parent)
     connect(details, &QAction::triggered, this, &ctlView::ShowDetails);
     tbrTools->raise();
 
-    connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) { focusMoved(now); });
+    buildMenus();
+    m_focusWatch =
+        connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) { focusMoved(now); });
 
+    applyColumnWidths(SettingKeys::ViewColumn);
     // The tab of the last session comes back only when the user asked for the layout to be kept.
     if (SettingNumber(GetSetting(SettingKeys::AppLayout)) == 1L) {
         if (const auto tab = SettingNumber(GetSetting(SettingKeys::ViewSelTab)))
@@ -89,14 +111,59 @@ ctlView::ctlView(QWidget *parent)
     Cover(true);
 }
 
-void ctlView::InitView()
+ctlView::~ctlView()
 {
-    Cover(true);
+    // Children going away move the focus; by then this pane is half gone and must not hear of it.
+    disconnect(m_focusWatch);
+    // The widths come back at the next start only where the user keeps the layout.
+    if (SettingNumber(GetSetting(SettingKeys::AppLayout)) == 1L) {
+        for (int column = 0; column < 3; ++column)
+            SaveSetting(SettingKeys::ViewControlColumn(column + 1),
+                        QString::number(Twips::fromPixelsX(lvFiles->ColumnWidth(column))));
+    }
 }
 
-void ctlView::Reset()
+FileViewer *ctlView::Editor() const
 {
-    Cover(true);
+    return objViewer;
+}
+
+void ctlView::buildFilesTab(QWidget *tab)
+{
+    lblFiles->setObjectName(QStringLiteral("lblFiles"));
+    lvFiles->setObjectName(QStringLiteral("lvFiles"));
+    picSplitter->setObjectName(QStringLiteral("picSplitter"));
+    rtbText->setObjectName(QStringLiteral("rtbText"));
+
+    lblFiles->setText(QStringLiteral(" Files:"));
+    lblFiles->setMinimumHeight(22);
+    setUpList();
+    modMain::SetCaptionColors(lblFiles, modMain::CaptionInactive);
+
+    // The text is for reading: nothing typed changes it, the mouse selects, and the usual keys
+    // still copy and scroll.
+    rtbText->setReadOnly(true);
+    rtbText->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    rtbText->setUndoRedoEnabled(false);
+    rtbText->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(rtbText, &QWidget::customContextMenuRequested, this,
+            [this](const QPoint &pos) { rtbText_MouseDown(rtbText->viewport()->mapToGlobal(pos)); });
+
+    picSplitter->addWidget(lvFiles);
+    picSplitter->addWidget(rtbText);
+    picSplitter->setChildrenCollapsible(false);
+    picSplitter->setHandleWidth(5);
+    picSplitter->handle(1)->setObjectName(QStringLiteral("imgS2"));
+    lvFiles->setMinimumHeight(std::max(0, Twips::toPixelsY(SplitTopLimit) - lblFiles->minimumHeight()));
+    rtbText->setMinimumHeight(Twips::toPixelsY(SplitBottomLimit));
+    picSplitter->setStretchFactor(0, 1);
+    picSplitter->setStretchFactor(1, 2);
+
+    auto *layout = new QVBoxLayout(tab);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(lblFiles);
+    layout->addWidget(picSplitter, 1);
 }
 
 void ctlView::Cover(bool blnVisible)
@@ -120,6 +187,26 @@ int ctlView::SelectedTab() const
     return tbsTabs->currentIndex() + 1;
 }
 
+void ctlView::tabChanged()
+{
+    picTabContainer->setCurrentIndex(tbsTabs->currentIndex());
+    // The window's caption names what the pane shows: the page in the browser, else the store.
+    QString caption = title;
+    if (SelectedTab() == 2) {
+        if (!m_pageTitle.isEmpty())
+            caption += QStringLiteral(" - ") + m_pageTitle;
+    } else {
+        caption += QStringLiteral(" - [") + m_store->DatabaseName() + QStringLiteral("] - Files");
+    }
+    window()->setWindowTitle(caption);
+}
+
+void ctlView::BrowseNavigate(const QString &strURL)
+{
+    // Until the pane has a browser of its own, the page opens in the desktop's.
+    QDesktopServices::openUrl(QUrl::fromUserInput(strURL));
+}
+
 void ctlView::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);
@@ -131,4 +218,40 @@ void ctlView::focusMoved(QWidget *now)
 {
     const bool inside = now && isAncestorOf(now);
     modMain::SetCaptionColors(lblFiles, inside ? modMain::CaptionActive : modMain::CaptionInactive);
+}
+
+void ctlView::showText(const QString &rtf)
+{
+    ShowRichText(rtbText, rtf);
+}
+
+void ctlView::rtbText_MouseDown(const QPoint &globalPos)
+{
+    const QTextCursor cursor = rtbText->textCursor();
+    if (cursor.selectionEnd() - cursor.selectionStart() >= 2)
+        mnuQuickMenu->popup(globalPos);
+}
+
+bool ctlView::PrintInfo(QTextDocument *target)
+{
+    if (rtbText->toPlainText().trimmed().isEmpty())
+        return false;
+    const ListItem *row = lvFiles->SelectedItem();
+    QTextCursor cursor(target);
+    cursor.movePosition(QTextCursor::End);
+    QTextCharFormat bold;
+    bold.setFontWeight(QFont::Bold);
+    QTextCharFormat regular;
+    regular.setFontWeight(QFont::Normal);
+    cursor.insertText(M_GAME + QStringLiteral(" - ") + (row ? row->SubItem(2) : QString()), bold);
+    cursor.insertBlock();
+    cursor.insertText(QStringLiteral("File: "), bold);
+    cursor.insertText(row ? row->Text() : QString(), regular);
+    cursor.insertBlock();
+    cursor.insertText(QStringLiteral("Source: "), bold);
+    cursor.insertText(row ? row->SubItem(1) : QString(), regular);
+    cursor.insertBlock();
+    cursor.insertBlock();
+    cursor.insertFragment(QTextDocumentFragment(rtbText->document()));
+    return true;
 }

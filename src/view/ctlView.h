@@ -1,14 +1,27 @@
 #pragma once
 
+#include <QPointer>
+#include <QString>
 #include <QWidget>
 
+class FileViewer;
+class ListItem;
+class ListView;
+class QAction;
 class QLabel;
+class QMenu;
+class QSplitter;
 class QStackedWidget;
 class QTabBar;
+class QTextDocument;
+class QTextEdit;
 class QToolBar;
+class modADO;
+struct SettingKey;
 
 // The right-hand pane: the files of the game chosen in the tree and the selected file's text on the
 // Files tab, the web browser on the second tab, and the logo as a cover while no game is listed.
+// The file commands of its pop-up menus change the store and tell the host what changed.
 class ctlView final : public QWidget
 {
     Q_OBJECT
@@ -16,19 +29,70 @@ class ctlView final : public QWidget
 
 public:
     explicit ctlView(QWidget *parent = nullptr);
+    ~ctlView() override;
 
+    // The store the pane reads and writes; the program's open store unless a test gives another.
+    void setStore(modADO *store) { m_store = store; }
+
+    // The current game, set by the host before it calls ListFiles.
+    quint8 M_PLATFORM_ID = 0;
+    quint8 M_GENRE_ID = 0;
+    qint32 M_GAME_ID = 0;
+    QString M_GAME;
+
+    // The web address of the last right-clicked file whose source is one.
+    const QString &NavURL() const { return m_navURL; }
+    // Opens the viewer/editor on a new file of the current game.
+    void AddNewFile();
+    // Applies the file view setting (large icons, small icons, list or report).
+    void Re_View();
     // One-time set-up once the main window is up.
     void InitView();
+    // Adds a file the tree created and shows it.
+    void AddListItem(const QString &strFileKey, const QString &strDesc, const QString &strSource, quint8 bytSC,
+                     const QString &strGameTitle);
+    // Empties the list, its caption and the text.
+    void Clear();
     // Forgets the listed game and shows the cover.
     void Reset();
-    void Cover(bool blnVisible);
-    bool IsCovered() const;
-
     // Tabs count from 1: 1 Files, 2 Web Browser.
     void SelectTab(int index);
+    void Cover(bool blnVisible);
+    bool IsCovered() const;
+    // Opens the web page in the browser.
+    void BrowseNavigate(const QString &strURL);
+    // Shows the file with this key ("K_" and its id) and selects its row.
+    void SelectFile(const QString &strFileKey);
     int SelectedTab() const;
+    // " <game>: <n> Files." over the list.
+    void SetCaption(const QString &strCaption);
+    // Lists the files of a game and, unless told not to, shows the first.
+    void ListFiles(qint32 lngGameId, quint8 bytDontSelFirst);
+    // Appends the printout of the selected file to `target`; false when there is no text to print.
+    bool PrintInfo(QTextDocument *target);
+
+    qint32 ListedGameId() const { return m_listedGameId; }
+    const QString &CurrentFileKey() const { return m_currentFileKey; }
+    ListView *FileList() const { return lvFiles; }
+    QTextEdit *Viewer() const { return rtbText; }
+    // The viewer/editor opened last, while its window is open.
+    FileViewer *Editor() const;
 
 Q_SIGNALS:
+    // Declared for the host, which deletes bookmarks on it; the pane deletes files itself.
+    void DeleteFile();
+    void AddGameNode(const QString &strName, const QString &strParentKey, const QString &strKey);
+    void Bookmark(quint8 bytSubCat, const QString &strKey, const QString &strDesc);
+    void UpdateBookmark(quint8 bytSubCat, const QString &strKey, const QString &strDesc);
+    void MoveBookmark(const QString &strOldKey, const QString &strNewKey);
+    void DeleteBookmark(const QString &strKey);
+    void NoFileKeyFound(const QString &strFileKey);
+    void SendQuick(const QString &strLine1, const QString &strText);
+    // A file was added (bytRemove 0) or taken away (1) from the game of strGameKey.
+    void UpdateGameNode(const QString &strGameKey, quint8 bytRemove);
+    // The viewer/editor asks for a printout: title, file, source and rich text.
+    void PrintInfo(const QString &strTitle, const QString &strFile, const QString &strSource,
+                   const QString &strTextRTF);
     void ShowTree();
     void ShowDetails();
 
@@ -36,13 +100,69 @@ protected:
     void resizeEvent(QResizeEvent *event) override;
 
 private:
+    // ctlView.cpp: the pane, its tabs and cover, the viewer and the printout.
+    void buildFilesTab(QWidget *tab);
+    void tabChanged();
     void focusMoved(QWidget *now);
+    void showText(const QString &rtf);
+    void rtbText_MouseDown(const QPoint &globalPos);
+
+    // ctlViewList.cpp: the list.
+    void setUpList();
+    ListItem *addRow(const QString &key, const QString &desc, const QString &source, quint8 subCat);
+    void updateRow(ListItem *item, const QString &desc, const QString &source, quint8 subCat);
+    void lvFiles_ColumnClick(int column);
+    void lvFiles_ItemClick(ListItem *item);
+    void lvFiles_KeyDown(int key);
+    void SelectFirst();
+    void applyColumnWidths(SettingKey (*column)(int));
+
+    // ctlViewFiles.cpp: the file commands.
+    void buildMenus();
+    void lvFiles_MouseDown(Qt::MouseButton button, const QPoint &globalPos);
+    void OpenViewer(quint8 mode);
+    // A viewer/editor for the current game; its saves are reported against that game even when
+    // the list has moved on to another.
+    FileViewer *NewViewer();
+    void objViewer_AddFile(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, qint32 lngFileId,
+                           quint8 bytSubCat, const QString &strSource, const QString &strDesc,
+                           const QString &strTextRTF);
+    void objViewer_SaveEdit(const QString &gameKey, qint32 lngFileId, quint8 bytSubCat, const QString &strSource,
+                            const QString &strDesc, const QString &strTextRTF);
+    void mnuAOAdd_Click();
+    void mnuFileDel_Click();
+    void mnuFileMove_Click();
+    void objSelector_CompleteSelect(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, bool blnCancel);
+    void mnuFileBookmark_Click();
+    void mnuNavToSrc_Click();
+    void mnuAddQuick_Click(bool selectedOnly);
+    QString GameKey() const;
 
     QTabBar *tbsTabs;
     QStackedWidget *picTabContainer;
     QLabel *lblFiles;
+    ListView *lvFiles;
+    QSplitter *picSplitter;
+    QTextEdit *rtbText;
     QWidget *picCover;
     QLabel *imgCover;
     QToolBar *tbrTools;
     QStackedWidget *stack;
+
+    QMenu *mnuFile = nullptr;
+    QAction *mnusepNav = nullptr;
+    QAction *mnuNavToSrc = nullptr;
+    QMenu *mnuAddOnly = nullptr;
+    QMenu *mnuQuickMenu = nullptr;
+
+    modADO *m_store;
+    qint32 m_listedGameId = 0;
+    QString m_currentFileKey;
+    QString m_navURL;
+    // The title of the page in the browser tab, for the window caption.
+    QString m_pageTitle;
+    quint8 m_viewerMode = 0;
+    quint8 m_copyFlag = 0;
+    QPointer<FileViewer> objViewer;
+    QMetaObject::Connection m_focusWatch;
 };

@@ -1,0 +1,17 @@
+#include "FileTextReader.h"
+
+#include "data/StoreError.h"
+
+bool FileTextReader::Load(qint32 lngFileId, ErrObject *err)
+{
+    bool found = false;
+    FileRow row;
+    if (!FileTable::Read(m_db, lngFileId, &row, &found, err))
+        return false;
+    if (!found) {
+        *err = StoreError::noRow("file", lngFileId);
+        return false;
+    }
+    m_row = std::move(row);
+    return true;
+}

@@ -1,0 +1,347 @@
+#include "FileViewer.h"
+
+#include "RichTextToolBar.h"
+#include "data/FileTable.h"
+#include "data/ShortDesc.h"
+#include "data/modNames.h"
+#include "platform/ErrObject.h"
+#include "platform/Prompts.h"
+#include "platform/RichText.h"
+#include "platform/RtfWriter.h"
+#include "shell/ErrorLog.h"
+
+#include <QAction>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QFormLayout>
+#include <QGuiApplication>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QStyle>
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QTextEdit>
+#include <QToolBar>
+#include <QVBoxLayout>
+
+namespace {
+
+const QString moduleName = QStringLiteral("FileViewer");
+
+QAction *command(QToolBar *bar, const char *name, const QString &text, const QIcon &icon)
+{
+    auto *action = bar->addAction(icon, text);
+    action->setObjectName(QLatin1String(name));
+    return action;
+}
+
+QIcon themeIcon(const char *name, const QWidget *widget, QStyle::StandardPixmap fallback)
+{
+    return QIcon::fromTheme(QLatin1String(name), widget->style()->standardIcon(fallback, nullptr, widget));
+}
+
+} // namespace
+
+FileViewer::FileViewer(QWidget *parent)
+    : QWidget(parent, Qt::Window),
+      lblSubCat(new QLabel(QStringLiteral("Category:"), this)),
+      cboSubCat(new QComboBox(this)),
+      lblDesc(new QLabel(QStringLiteral("Description:"), this)),
+      txtDesc(new QLineEdit(this)),
+      lblSource(new QLabel(QStringLiteral("Source:"), this)),
+      txtSource(new QLineEdit(this)),
+      rtbText(new QTextEdit(this)),
+      tbrMain(new QToolBar(QStringLiteral("File"), this)),
+      cmdSave(command(tbrMain, "cmdSave", QStringLiteral("Save"),
+                      themeIcon("document-save", this, QStyle::SP_DialogSaveButton))),
+      cmdEdit(command(tbrMain, "cmdEdit", QStringLiteral("Edit"),
+                      themeIcon("document-edit", this, QStyle::SP_FileDialogDetailedView))),
+      cmdPrint(command(tbrMain, "cmdPrint", QStringLiteral("Print..."),
+                       themeIcon("document-print", this, QStyle::SP_FileIcon))),
+      cmdClose(command(tbrMain, "cmdClose", QStringLiteral("Close"),
+                       themeIcon("window-close", this, QStyle::SP_DialogCloseButton))),
+      tbrFormat(new RichTextToolBar(rtbText, this))
+{
+    setObjectName(QStringLiteral("FileViewer"));
+    setAttribute(Qt::WA_DeleteOnClose);
+    if (!QGuiApplication::windowIcon().isNull())
+        setWindowIcon(QGuiApplication::windowIcon());
+    lblSubCat->setObjectName(QStringLiteral("lblSubCat"));
+    cboSubCat->setObjectName(QStringLiteral("cboSubCat"));
+    lblDesc->setObjectName(QStringLiteral("lblDesc"));
+    txtDesc->setObjectName(QStringLiteral("txtDesc"));
+    lblSource->setObjectName(QStringLiteral("lblSource"));
+    txtSource->setObjectName(QStringLiteral("txtSource"));
+    rtbText->setObjectName(QStringLiteral("rtbText"));
+    tbrMain->setObjectName(QStringLiteral("tbrMain"));
+    tbrFormat->setObjectName(QStringLiteral("tbrFormat"));
+
+    for (quint8 code = 1; code <= modNames::SubCatCount; ++code)
+        cboSubCat->addItem(modNames::GetSubCatName(code), code);
+    cboSubCat->setPlaceholderText(QStringLiteral("Choose a category"));
+    cboSubCat->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    lblSubCat->setBuddy(cboSubCat);
+    lblDesc->setBuddy(txtDesc);
+    lblSource->setBuddy(txtSource);
+
+    cmdSave->setShortcut(QKeySequence::Save);
+    cmdPrint->setShortcut(QKeySequence::Print);
+    QList<QKeySequence> closeKeys{QKeySequence(Qt::Key_Escape)};
+    closeKeys += QKeySequence::keyBindings(QKeySequence::Close);
+    cmdClose->setShortcuts(closeKeys);
+    for (QAction *action : {cmdSave, cmdPrint, cmdClose}) {
+        action->setToolTip(action->text().remove(QStringLiteral("...")) + QStringLiteral(" (") +
+                           action->shortcut().toString(QKeySequence::NativeText) + QLatin1Char(')'));
+    }
+    cmdEdit->setToolTip(QStringLiteral("Edit this file"));
+    tbrMain->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+
+    auto *bars = new QHBoxLayout;
+    bars->setSpacing(0);
+    bars->addWidget(tbrMain);
+    bars->addWidget(tbrFormat);
+    bars->addStretch(1);
+
+    auto *fields = new QFormLayout;
+    fields->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    fields->addRow(lblSubCat, cboSubCat);
+    fields->addRow(lblDesc, txtDesc);
+    fields->addRow(lblSource, txtSource);
+
+    auto *layout = new QVBoxLayout(this);
+    layout->addLayout(bars);
+    layout->addLayout(fields);
+    layout->addWidget(rtbText, 1);
+    resize(720, 560);
+
+    connect(cmdSave, &QAction::triggered, this, &FileViewer::Save);
+    connect(cmdEdit, &QAction::triggered, this, [this] {
+        if (m_mode != ViewMode)
+            return;
+        m_mode = EditMode;
+        ApplyMode();
+        UpdateTitle();
+        rtbText->setFocus();
+    });
+    connect(cmdPrint, &QAction::triggered, this, &FileViewer::Print);
+    connect(cmdClose, &QAction::triggered, this, &QWidget::close);
+    connect(cboSubCat, &QComboBox::currentIndexChanged, this, &FileViewer::MarkDirty);
+    connect(txtDesc, &QLineEdit::textChanged, this, &FileViewer::MarkDirty);
+    connect(txtSource, &QLineEdit::textChanged, this, &FileViewer::MarkDirty);
+    // Format changes count as well: the document reports them as content changes.
+    connect(rtbText, &QTextEdit::textChanged, this, &FileViewer::MarkDirty);
+
+    ApplyMode();
+    UpdateTitle();
+}
+
+void FileViewer::setConnection(const QSqlDatabase &db)
+{
+    m_db = db;
+}
+
+void FileViewer::setErrorLog(const QString &path)
+{
+    m_errorLog = path;
+}
+
+void FileViewer::Open(quint8 bytMode, quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, const QString &strGame,
+                      qint32 lngFileId, quint8 bytSubCat, const QString &strSource, const QString &strDesc,
+                      const QString &strTextRTF)
+{
+    m_mode = bytMode == EditMode || bytMode == NewMode ? Mode(bytMode) : ViewMode;
+    m_platformId = bytPlatformId;
+    m_genreId = bytGenreId;
+    m_gameId = lngGameId;
+    m_game = strGame;
+    m_fileId = m_mode == NewMode ? 0 : lngFileId;
+    m_desc = strDesc;
+
+    m_loading = true;
+    SelectSubCat(bytSubCat);
+    txtDesc->setText(strDesc);
+    txtSource->setText(strSource);
+    LoadText(strTextRTF);
+    m_loading = false;
+
+    SetDirty(false);
+    ApplyMode();
+    UpdateTitle();
+    show();
+    raise();
+    activateWindow();
+    if (m_mode == NewMode && SelectedSubCat() == 0)
+        cboSubCat->setFocus();
+    else
+        rtbText->setFocus();
+}
+
+bool FileViewer::Save()
+{
+    if (m_mode == ViewMode)
+        return false;
+    const quint8 subCat = SelectedSubCat();
+    const QString source = txtSource->text().trimmed();
+    const QString desc = txtDesc->text().trimmed();
+    if (subCat == 0)
+        return Refuse(QStringLiteral("Please choose a category for this file."), cboSubCat);
+    if (desc.isEmpty())
+        return Refuse(QStringLiteral("Please enter a description for this file."), txtDesc);
+
+    FileRow row;
+    row.auto_id = m_fileId;
+    row.game_id = m_gameId;
+    row.sub_cat = subCat;
+    row.src = source;
+    row.desc = desc;
+    row.txt_rtf = DocumentRtf();
+    ErrObject err;
+    qint32 newId = 0;
+    const bool added = m_mode == NewMode;
+    const bool stored = added ? FileTable::Add(m_db, row, &newId, &err) : FileTable::Update(m_db, row, &err);
+    if (!stored) {
+        ReportFailure(err);
+        return false;
+    }
+
+    if (added) {
+        // From now on the window holds a stored file: saving again rewrites that row.
+        m_fileId = newId;
+        m_mode = EditMode;
+        ApplyMode();
+    }
+    m_desc = desc;
+    m_loading = true;
+    if (txtDesc->text() != desc)
+        txtDesc->setText(desc);
+    if (txtSource->text() != source)
+        txtSource->setText(source);
+    m_loading = false;
+    SetDirty(false);
+    UpdateTitle();
+
+    if (added)
+        Q_EMIT AddFile(m_platformId, m_genreId, m_gameId, m_fileId, subCat, source, desc, row.txt_rtf);
+    else
+        Q_EMIT SaveEdit(m_fileId, subCat, source, desc, row.txt_rtf);
+    return true;
+}
+
+void FileViewer::ApplyColor(const QColor &color)
+{
+    tbrFormat->ApplyColor(color);
+}
+
+void FileViewer::closeEvent(QCloseEvent *event)
+{
+    if (IsDirty()) {
+        switch (MsgBox(QStringLiteral("Do you want to save the changes to this file?"), MsgButtons::YesNoCancel,
+                       MsgIcon::Question)) {
+        case MsgResult::Yes:
+            if (!Save()) {
+                event->ignore();
+                return;
+            }
+            break;
+        case MsgResult::No: break;
+        default: event->ignore(); return;
+        }
+    }
+    event->accept();
+}
+
+void FileViewer::ApplyMode()
+{
+    const bool editable = m_mode != ViewMode;
+    cboSubCat->setEnabled(editable);
+    txtDesc->setReadOnly(!editable);
+    txtSource->setReadOnly(!editable);
+    rtbText->setReadOnly(!editable);
+    // Read-only text stays selectable and copyable from the keyboard too.
+    if (!editable)
+        rtbText->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    cmdSave->setEnabled(editable);
+    cmdEdit->setEnabled(!editable);
+    cmdEdit->setVisible(!editable);
+    tbrFormat->setEnabled(editable);
+}
+
+void FileViewer::UpdateTitle()
+{
+    QString title;
+    switch (m_mode) {
+    case EditMode: title = QStringLiteral("Edit File"); break;
+    case NewMode: title = QStringLiteral("New File"); break;
+    default: title = QStringLiteral("View File"); break;
+    }
+    if (!m_game.isEmpty())
+        title += QStringLiteral(" - ") + m_game;
+    if (!m_desc.isEmpty())
+        title += QStringLiteral(" - ") + ShortDesc(m_desc);
+    setWindowTitle(title + QStringLiteral("[*]"));
+}
+
+void FileViewer::MarkDirty()
+{
+    if (!m_loading && m_mode != ViewMode)
+        SetDirty(true);
+}
+
+void FileViewer::SetDirty(bool dirty)
+{
+    m_dirty = dirty;
+    setWindowModified(dirty);
+}
+
+void FileViewer::SelectSubCat(quint8 code)
+{
+    cboSubCat->setCurrentIndex(cboSubCat->findData(code));
+}
+
+quint8 FileViewer::SelectedSubCat() const
+{
+    return cboSubCat->currentIndex() < 0 ? 0 : quint8(cboSubCat->currentData().toUInt());
+}
+
+bool FileViewer::Refuse(const QString &prompt, QWidget *field)
+{
+    MsgBox(prompt, MsgButtons::OK, MsgIcon::Exclamation);
+    field->setFocus();
+    return false;
+}
+
+void FileViewer::ReportFailure(const ErrObject &err)
+{
+    ErrObject logged = err;
+    if (!logged.isError()) {
+        logged.Number = ErrNumber::StoreFailed;
+        logged.Description = QStringLiteral("The store did not accept the file.");
+    }
+    if (m_errorLog.isEmpty())
+        LogError(logged, moduleName, QStringLiteral("Save"), false);
+    else
+        ErrorLog(m_errorLog).Write(logged, moduleName, QStringLiteral("Save"));
+    MsgBox(QStringLiteral("The file could not be saved:\r\n\r\n") + logged.Description, MsgButtons::OK,
+           MsgIcon::Critical);
+}
+
+void FileViewer::LoadText(const QString &rtf)
+{
+    ShowRichText(rtbText, rtf);
+    rtbText->moveCursor(QTextCursor::Start);
+}
+
+QString FileViewer::DocumentRtf() const
+{
+    return QString::fromLatin1(RtfWriter::FromDocument(*rtbText->document()));
+}
+
+void FileViewer::Print()
+{
+    const quint8 subCat = SelectedSubCat();
+    QString title = m_game;
+    if (subCat != 0)
+        title += QStringLiteral(" - ") + modNames::GetSubCatName(subCat);
+    Q_EMIT PrintInfo(title, txtDesc->text().trimmed(), txtSource->text().trimmed(), DocumentRtf());
+}

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <QSqlDatabase>
+#include <QString>
+#include <QWidget>
+
+class QAction;
+class QColor;
+class QComboBox;
+class QLabel;
+class QLineEdit;
+class QTextEdit;
+class QToolBar;
+class RichTextToolBar;
+struct ErrObject;
+
+// The window in which the user reads, edits or writes one file of a game. It stores the file row
+// itself and then reports what it stored, so that whoever lists the file can follow. Several may be
+// open at once; each deletes itself when closed.
+class FileViewer final : public QWidget
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(FileViewer)
+
+public:
+    enum Mode : quint8 { ViewMode = 0, EditMode = 1, NewMode = 2 };
+
+    explicit FileViewer(QWidget *parent = nullptr);
+
+    void setConnection(const QSqlDatabase &db);
+    // Full path of the error log file; without one, failures go to the home's error log.
+    void setErrorLog(const QString &path);
+
+    // Fills the window and shows it. A new file is stored under lngGameId; the platform and genre only
+    // travel back with AddFile.
+    void Open(quint8 bytMode, quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, const QString &strGame,
+              qint32 lngFileId, quint8 bytSubCat, const QString &strSource, const QString &strDesc,
+              const QString &strTextRTF);
+
+    quint8 CurrentMode() const { return m_mode; }
+    qint32 FileId() const { return m_fileId; }
+    bool IsDirty() const { return m_dirty; }
+
+    // False when nothing was stored: input refused, the store failed, or the window only views.
+    bool Save();
+    void ApplyColor(const QColor &color);
+
+Q_SIGNALS:
+    void AddFile(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, qint32 lngFileId, quint8 bytSubCat,
+                 const QString &strSource, const QString &strDesc, const QString &strTextRTF);
+    void SaveEdit(qint32 lngFileId, quint8 bytSubCat, const QString &strSource, const QString &strDesc,
+                  const QString &strTextRTF);
+    void PrintInfo(const QString &strTitle, const QString &strFile, const QString &strSource,
+                   const QString &strTextRTF);
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+
+private:
+    void ApplyMode();
+    void UpdateTitle();
+    void MarkDirty();
+    void SetDirty(bool dirty);
+    void SelectSubCat(quint8 code);
+    quint8 SelectedSubCat() const;
+    bool Refuse(const QString &prompt, QWidget *field);
+    void ReportFailure(const ErrObject &err);
+    void LoadText(const QString &rtf);
+    QString DocumentRtf() const;
+    void Print();
+
+    QLabel *lblSubCat;
+    QComboBox *cboSubCat;
+    QLabel *lblDesc;
+    QLineEdit *txtDesc;
+    QLabel *lblSource;
+    QLineEdit *txtSource;
+    QTextEdit *rtbText;
+    QToolBar *tbrMain;
+    QAction *cmdSave;
+    QAction *cmdEdit;
+    QAction *cmdPrint;
+    QAction *cmdClose;
+    RichTextToolBar *tbrFormat;
+
+    QSqlDatabase m_db;
+    QString m_errorLog;
+    quint8 m_mode = ViewMode;
+    quint8 m_platformId = 0;
+    quint8 m_genreId = 0;
+    qint32 m_gameId = 0;
+    QString m_game;
+    qint32 m_fileId = 0;
+    // The description as last loaded or stored, which the title shows.
+    QString m_desc;
+    bool m_dirty = false;
+    bool m_loading = false;
+};

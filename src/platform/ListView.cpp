@@ -1,0 +1,490 @@
+#include "ListView.h"
+
+#include "NaturalOrder.h"
+
+#include <QAbstractTableModel>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QListView>
+#include <QStackedWidget>
+#include <QTreeView>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+namespace {
+
+constexpr int LargeIconSize = 32;
+constexpr int SmallIconSize = 16;
+
+ErrObject elementNotFound()
+{
+    return {ErrNumber::ElementNotFound, QStringLiteral("Element not found")};
+}
+
+} // namespace
+
+// The rows as Qt's views read them; the rows themselves live in the ListView.
+class ListModel final : public QAbstractTableModel
+{
+public:
+    explicit ListModel(ListView *list) : QAbstractTableModel(list), m_list(list) {}
+
+    int rowCount(const QModelIndex &parent) const override { return parent.isValid() ? 0 : m_list->Count(); }
+    int columnCount(const QModelIndex &parent) const override
+    {
+        return parent.isValid() ? 0 : std::max(1, m_list->ColumnCount());
+    }
+
+    QVariant data(const QModelIndex &index, int role) const override
+    {
+        const ListItem *item = m_list->m_rows.value(index.row());
+        if (!item)
+            return {};
+        switch (role) {
+        case Qt::DisplayRole:
+        case Qt::ToolTipRole: return item->ColumnText(index.column());
+        case Qt::DecorationRole: return index.column() == 0 ? m_list->m_images.value(item->Icon()) : QVariant();
+        default: return {};
+        }
+    }
+
+    QVariant headerData(int section, Qt::Orientation orientation, int role) const override
+    {
+        if (orientation == Qt::Horizontal && role == Qt::DisplayRole)
+            return m_list->ColumnCaption(section);
+        return {};
+    }
+
+    void rowChanged(int row) { Q_EMIT dataChanged(index(row, 0), index(row, columnCount({}) - 1)); }
+
+    using QAbstractTableModel::beginInsertRows;
+    using QAbstractTableModel::beginMoveRows;
+    using QAbstractTableModel::beginRemoveRows;
+    using QAbstractTableModel::beginResetModel;
+    using QAbstractTableModel::changePersistentIndexList;
+    using QAbstractTableModel::endInsertRows;
+    using QAbstractTableModel::endMoveRows;
+    using QAbstractTableModel::endRemoveRows;
+    using QAbstractTableModel::endResetModel;
+    using QAbstractTableModel::headerDataChanged;
+    using QAbstractTableModel::persistentIndexList;
+
+private:
+    ListView *m_list;
+};
+
+// Both views report presses, double clicks and keys to the list in the order the list's users
+// expect: a press after it moved the selection, a key before the view acts on it.
+template <class Base> class ListViewWidget final : public Base
+{
+public:
+    explicit ListViewWidget(ListView *list) : m_list(list) {}
+
+protected:
+    void mousePressEvent(QMouseEvent *event) override
+    {
+        const bool wasQuiet = std::exchange(m_list->m_quiet, true);
+        Base::mousePressEvent(event);
+        m_list->m_quiet = wasQuiet;
+        m_list->pressed(this, event->button(), event->position().toPoint(), event->globalPosition().toPoint());
+    }
+
+    void mouseDoubleClickEvent(QMouseEvent *event) override
+    {
+        const bool wasQuiet = std::exchange(m_list->m_quiet, true);
+        Base::mouseDoubleClickEvent(event);
+        m_list->m_quiet = wasQuiet;
+        if (event->button() == Qt::LeftButton)
+            Q_EMIT m_list->DblClick();
+    }
+
+    void keyPressEvent(QKeyEvent *event) override
+    {
+        Q_EMIT m_list->KeyDown(event->key(), event->modifiers());
+        Base::keyPressEvent(event);
+    }
+
+    void focusInEvent(QFocusEvent *event) override
+    {
+        // Qt makes the first row current when a list without one gets the focus; the user chose
+        // nothing, so that is no click.
+        const bool wasQuiet = std::exchange(m_list->m_quiet, true);
+        Base::focusInEvent(event);
+        m_list->m_quiet = wasQuiet;
+    }
+
+private:
+    ListView *m_list;
+};
+
+void ListItem::setText(const QString &text)
+{
+    m_text = text;
+    m_view->changed(this, m_view->m_sortKey == 0);
+}
+
+void ListItem::setSubItem(int index, const QString &text)
+{
+    if (index < 1)
+        return;
+    if (m_subItems.size() < index)
+        m_subItems.resize(index);
+    m_subItems[index - 1] = text;
+    m_view->changed(this, m_view->m_sortKey == index);
+}
+
+void ListItem::setIcon(int icon)
+{
+    m_icon = icon;
+    m_view->changed(this, false);
+}
+
+ListItem::ListItem(ListView *view, QString key, const QString &text, int icon)
+    : m_view(view), m_key(std::move(key)), m_text(text), m_icon(icon)
+{}
+
+ListView::ListView(QWidget *parent)
+    : QWidget(parent),
+      m_model(new ListModel(this)),
+      m_selection(new QItemSelectionModel(m_model, this)),
+      m_stack(new QStackedWidget(this)),
+      m_report(new ListViewWidget<QTreeView>(this)),
+      m_icons(new ListViewWidget<QListView>(this))
+{
+    for (QAbstractItemView *view :
+         {static_cast<QAbstractItemView *>(m_report), static_cast<QAbstractItemView *>(m_icons)}) {
+        view->setModel(m_model);
+        view->setSelectionModel(m_selection);
+        view->setSelectionMode(QAbstractItemView::SingleSelection);
+        view->setSelectionBehavior(QAbstractItemView::SelectRows);
+        view->setEditTriggers(QAbstractItemView::NoEditTriggers);
+        view->setTextElideMode(Qt::ElideRight);
+        m_stack->addWidget(view);
+    }
+    m_report->setRootIsDecorated(false);
+    m_report->setItemsExpandable(false);
+    m_report->setUniformRowHeights(true);
+    m_report->setAllColumnsShowFocus(true);
+    m_report->setIconSize({SmallIconSize, SmallIconSize});
+    m_report->header()->setSectionsClickable(true);
+    m_report->header()->setSectionsMovable(false);
+    m_report->header()->setStretchLastSection(false);
+    m_report->header()->setSortIndicatorShown(false);
+    connect(m_report->header(), &QHeaderView::sectionClicked, this, &ListView::ColumnClick);
+
+    m_icons->setMovement(QListView::Static);
+    m_icons->setResizeMode(QListView::Adjust);
+    m_icons->setUniformItemSizes(true);
+    m_icons->setWrapping(true);
+
+    connect(m_selection, &QItemSelectionModel::currentChanged, this,
+            [this](const QModelIndex &current) { currentMoved(current); });
+
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_stack);
+    applyView();
+}
+
+ListView::~ListView()
+{
+    qDeleteAll(m_rows);
+}
+
+bool ListView::setView(int view)
+{
+    if (view < Icon || view > Report)
+        return false;
+    m_view = view;
+    applyView();
+    return true;
+}
+
+void ListView::applyView()
+{
+    if (m_view == Report) {
+        m_stack->setCurrentWidget(m_report);
+    } else {
+        m_icons->setViewMode(m_view == Icon ? QListView::IconMode : QListView::ListMode);
+        const int size = m_view == Icon ? LargeIconSize : SmallIconSize;
+        m_icons->setIconSize({size, size});
+        // Small icons run along the rows, the list down the columns; both wrap at the edge.
+        m_icons->setFlow(m_view == List ? QListView::TopToBottom : QListView::LeftToRight);
+        m_icons->setWrapping(true);
+        m_icons->setWordWrap(m_view == Icon);
+        m_icons->setGridSize(m_view == Icon ? QSize(120, 72) : QSize());
+        m_icons->setSpacing(m_view == Icon ? 0 : 2);
+        m_stack->setCurrentWidget(m_icons);
+    }
+    setFocusProxy(m_stack->currentWidget());
+    if (ListItem *item = SelectedItem())
+        EnsureVisible(item);
+}
+
+QAbstractItemView *ListView::ActiveView() const
+{
+    return static_cast<QAbstractItemView *>(m_stack->currentWidget());
+}
+
+int ListView::AddColumn(const QString &caption, int width)
+{
+    const int column = int(m_captions.size());
+    if (column == 0) {
+        // The model always shows one column, so the first caption replaces that one.
+        m_captions << caption;
+        Q_EMIT m_model->headerDataChanged(Qt::Horizontal, 0, 0);
+    } else {
+        m_model->beginResetModel();
+        m_captions << caption;
+        m_model->endResetModel();
+    }
+    setColumnWidth(column, width);
+    return column;
+}
+
+void ListView::setColumnCaption(int column, const QString &caption)
+{
+    if (column < 0 || column >= m_captions.size())
+        return;
+    m_captions[column] = caption;
+    Q_EMIT m_model->headerDataChanged(Qt::Horizontal, column, column);
+}
+
+int ListView::ColumnWidth(int column) const
+{
+    return m_report->columnWidth(column);
+}
+
+void ListView::setColumnWidth(int column, int width)
+{
+    if (column >= 0 && column < ColumnCount() && width >= 0)
+        m_report->setColumnWidth(column, width);
+}
+
+void ListView::SetImage(int index, const QIcon &icon)
+{
+    m_images.insert(index, icon);
+    if (Count() > 0)
+        Q_EMIT m_model->dataChanged(m_model->index(0, 0), m_model->index(Count() - 1, 0), {Qt::DecorationRole});
+}
+
+ListItem *ListView::Add(const QString &key, const QString &text, int icon, ErrObject *err)
+{
+    if (!key.isEmpty() && m_byKey.contains(key)) {
+        *err = {ErrNumber::KeyNotUnique, QStringLiteral("Key is not unique in collection")};
+        return nullptr;
+    }
+    auto *item = new ListItem(this, key, text, icon);
+    if (!key.isEmpty())
+        m_byKey.insert(key, item);
+    if (m_updating) {
+        item->m_row = int(m_rows.size());
+        m_rows.append(item);
+        return item;
+    }
+    const int row = m_sorted ? placeFor(item) : int(m_rows.size());
+    m_model->beginInsertRows({}, row, row);
+    m_rows.insert(row, item);
+    renumber(row);
+    m_model->endInsertRows();
+    return item;
+}
+
+ListItem *ListView::Item(const QString &key, ErrObject *err) const
+{
+    ListItem *item = key.isEmpty() ? nullptr : m_byKey.value(key);
+    if (!item && err)
+        *err = elementNotFound();
+    return item;
+}
+
+bool ListView::Remove(const QString &key, ErrObject *err)
+{
+    ListItem *item = Item(key, err);
+    if (!item)
+        return false;
+    Remove(item);
+    return true;
+}
+
+void ListView::Remove(ListItem *item)
+{
+    // Qt moves the current row on to a neighbour; the user chose nothing, so that is no click.
+    const bool wasQuiet = std::exchange(m_quiet, true);
+    const int row = item->m_row;
+    if (m_updating) {
+        m_rows.removeAt(row);
+    } else {
+        m_model->beginRemoveRows({}, row, row);
+        m_rows.removeAt(row);
+        m_model->endRemoveRows();
+    }
+    renumber(row);
+    if (!item->m_key.isEmpty())
+        m_byKey.remove(item->m_key);
+    delete item;
+    m_quiet = wasQuiet;
+}
+
+void ListView::Clear()
+{
+    m_model->beginResetModel();
+    qDeleteAll(m_rows);
+    m_rows.clear();
+    m_byKey.clear();
+    m_model->endResetModel();
+}
+
+void ListView::BeginUpdate(int expectedRows)
+{
+    if (m_updating)
+        return;
+    m_updating = true;
+    m_model->beginResetModel();
+    if (expectedRows > 0) {
+        m_rows.reserve(m_rows.size() + expectedRows);
+        m_byKey.reserve(m_byKey.size() + expectedRows);
+    }
+}
+
+void ListView::EndUpdate()
+{
+    if (!m_updating)
+        return;
+    m_updating = false;
+    if (m_sorted)
+        std::stable_sort(m_rows.begin(), m_rows.end(),
+                         [this](const ListItem *a, const ListItem *b) { return lessThan(a, b); });
+    renumber(0);
+    m_model->endResetModel();
+}
+
+void ListView::setSortKey(int column)
+{
+    if (column < 0)
+        return;
+    m_sortKey = column;
+    if (m_sorted)
+        sortRows();
+}
+
+void ListView::setSorted(bool sorted)
+{
+    m_sorted = sorted;
+    if (m_sorted)
+        sortRows();
+    // The header shows the order the rows are in; a click never turns it round.
+    m_report->header()->setSortIndicatorShown(m_sorted);
+    m_report->header()->setSortIndicator(m_sorted ? m_sortKey : -1, Qt::AscendingOrder);
+}
+
+void ListView::sortRows()
+{
+    if (m_updating)
+        return;
+    const ListItem *selected = SelectedItem();
+    Q_EMIT m_model->layoutAboutToBeChanged();
+    const QModelIndexList before = m_model->persistentIndexList();
+    QVector<const ListItem *> moved;
+    moved.reserve(before.size());
+    for (const QModelIndex &index : before)
+        moved << m_rows.value(index.row());
+    std::stable_sort(m_rows.begin(), m_rows.end(),
+                     [this](const ListItem *a, const ListItem *b) { return lessThan(a, b); });
+    renumber(0);
+    QModelIndexList after;
+    after.reserve(before.size());
+    for (int i = 0; i < before.size(); ++i)
+        after << (moved[i] ? m_model->index(moved[i]->m_row, before[i].column()) : QModelIndex());
+    m_model->changePersistentIndexList(before, after);
+    Q_EMIT m_model->layoutChanged();
+    m_report->header()->setSortIndicator(m_sortKey, Qt::AscendingOrder);
+    if (selected)
+        EnsureVisible(const_cast<ListItem *>(selected));
+}
+
+bool ListView::lessThan(const ListItem *a, const ListItem *b) const
+{
+    return NaturalLess(a->ColumnText(m_sortKey), b->ColumnText(m_sortKey));
+}
+
+int ListView::placeFor(const ListItem *item) const
+{
+    // After its equals, so rows of the same text keep the order they came in.
+    const auto at = std::upper_bound(m_rows.cbegin(), m_rows.cend(), item,
+                                     [this](const ListItem *a, const ListItem *b) { return lessThan(a, b); });
+    return int(at - m_rows.cbegin());
+}
+
+void ListView::renumber(int from)
+{
+    for (int row = std::max(0, from); row < m_rows.size(); ++row)
+        m_rows[row]->m_row = row;
+}
+
+void ListView::changed(ListItem *item, bool placing)
+{
+    if (m_updating)
+        return;
+    int row = item->m_row;
+    if (placing && m_sorted) {
+        m_rows.removeAt(row);
+        const int place = placeFor(item);
+        m_rows.insert(row, item);
+        if (place != row) {
+            // beginMoveRows counts the destination before the move takes the row out.
+            m_model->beginMoveRows({}, row, row, {}, place > row ? place + 1 : place);
+            m_rows.move(row, place);
+            renumber(std::min(row, place));
+            m_model->endMoveRows();
+            row = place;
+        }
+    }
+    m_model->rowChanged(row);
+}
+
+ListItem *ListView::SelectedItem() const
+{
+    const QModelIndexList rows = m_selection->selectedRows();
+    return rows.isEmpty() ? nullptr : m_rows.value(rows.first().row());
+}
+
+void ListView::Select(ListItem *item)
+{
+    const bool wasQuiet = std::exchange(m_quiet, true);
+    if (item) {
+        m_selection->setCurrentIndex(m_model->index(item->m_row, 0),
+                                     QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+        EnsureVisible(item);
+    } else {
+        m_selection->clearSelection();
+    }
+    m_quiet = wasQuiet;
+}
+
+void ListView::EnsureVisible(ListItem *item)
+{
+    if (item)
+        ActiveView()->scrollTo(m_model->index(item->m_row, 0));
+}
+
+void ListView::pressed(QAbstractItemView *view, Qt::MouseButton button, const QPoint &pos, const QPoint &globalPos)
+{
+    const QModelIndex index = view->indexAt(pos);
+    if (!index.isValid()) {
+        // As on every desktop, a press beside the rows leaves nothing selected.
+        m_selection->clearSelection();
+    } else if (ListItem *item = m_rows.value(index.row()); item && item == SelectedItem()) {
+        Q_EMIT ItemClick(item);
+    }
+    Q_EMIT MouseDown(button, globalPos);
+}
+
+void ListView::currentMoved(const QModelIndex &current)
+{
+    if (m_quiet || !current.isValid())
+        return;
+    if (ListItem *item = m_rows.value(current.row()))
+        Q_EMIT ItemClick(item);
+}

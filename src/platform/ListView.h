@@ -1,0 +1,156 @@
+#pragma once
+
+#include "ErrObject.h"
+
+#include <QHash>
+#include <QIcon>
+#include <QStringList>
+#include <QVariant>
+#include <QVector>
+#include <QWidget>
+
+class ListModel;
+class ListView;
+class QAbstractItemView;
+class QItemSelectionModel;
+class QListView;
+class QStackedWidget;
+class QTreeView;
+
+// One row of a ListView: a key unique in the list, the text of the first column, the texts of the
+// other columns (SubItem 1 is the second column), an image index and a Tag for the caller's own
+// value. Changing a shown value updates the views and, in a sorted list, the row's place.
+class ListItem final
+{
+public:
+    const QString &Key() const { return m_key; }
+    const QString &Text() const { return m_text; }
+    void setText(const QString &text);
+    QString SubItem(int index) const { return m_subItems.value(index - 1); }
+    void setSubItem(int index, const QString &text);
+    int Icon() const { return m_icon; }
+    void setIcon(int icon);
+    const QVariant &Tag() const { return m_tag; }
+    void setTag(const QVariant &tag) { m_tag = tag; }
+
+    // The text of a column counted from 0.
+    QString ColumnText(int column) const { return column == 0 ? m_text : SubItem(column); }
+
+private:
+    friend class ListView;
+    ListItem(ListView *view, QString key, const QString &text, int icon);
+
+    ListView *m_view;
+    QString m_key;
+    QString m_text;
+    QStringList m_subItems;
+    int m_icon;
+    QVariant m_tag;
+    int m_row = -1;
+};
+
+// A list of keyed rows as the panes use it, shown in one of four views: large icons, small icons,
+// a list, or a report with column headers. Rows are found by key, counted and visited in display
+// order (1-based), and may be kept sorted by one column. Images are registered by index; the large
+// view draws them at 32 pixels, the others at 16. A missing key is error 35601, a taken one 35602.
+class ListView final : public QWidget
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(ListView)
+
+public:
+    enum View { Icon = 0, SmallIcon = 1, List = 2, Report = 3 };
+
+    explicit ListView(QWidget *parent = nullptr);
+    ~ListView() override;
+
+    // False (and no change) for a value that is not one of the four views.
+    bool setView(int view);
+    int View() const { return m_view; }
+
+    // Columns of the report view; widths in pixels.
+    int AddColumn(const QString &caption, int width);
+    int ColumnCount() const { return int(m_captions.size()); }
+    QString ColumnCaption(int column) const { return m_captions.value(column); }
+    void setColumnCaption(int column, const QString &caption);
+    int ColumnWidth(int column) const;
+    void setColumnWidth(int column, int width);
+
+    void SetImage(int index, const QIcon &icon);
+    QIcon Image(int index) const { return m_images.value(index); }
+
+    // Adds a row at the end, or at its place in a sorted list. An empty key adds a row that cannot be
+    // found by key.
+    ListItem *Add(const QString &key, const QString &text, int icon, ErrObject *err);
+    // The row with `key`, or null (and error 35601 in `err` when given).
+    ListItem *Item(const QString &key, ErrObject *err = nullptr) const;
+    bool Remove(const QString &key, ErrObject *err);
+    void Remove(ListItem *item);
+    void Clear();
+    // Between these, rows are added without being placed or shown one by one: a sorted list is
+    // sorted once at the end and the views take all rows in one go.
+    void BeginUpdate(int expectedRows = 0);
+    void EndUpdate();
+
+    int Count() const { return int(m_rows.size()); }
+    // The row at `index` (1 to Count()) in display order.
+    ListItem *ItemAt(int index) const { return m_rows.value(index - 1); }
+    int IndexOf(const ListItem *item) const { return item ? item->m_row + 1 : 0; }
+
+    // Sorting is ascending by the text of one column (0 the first), in natural order: case and
+    // accents ignored, numbers by value.
+    void setSortKey(int column);
+    int SortKey() const { return m_sortKey; }
+    void setSorted(bool sorted);
+    bool Sorted() const { return m_sorted; }
+
+    // The selected row, or null when none is.
+    ListItem *SelectedItem() const;
+    // Selects `item` (null clears the selection) and scrolls it into view without raising ItemClick.
+    void Select(ListItem *item);
+    void EnsureVisible(ListItem *item);
+
+    // The view in use, for focus and look.
+    QAbstractItemView *ActiveView() const;
+
+Q_SIGNALS:
+    // A mouse button was pressed on a row (after the list selected it), or the keyboard moved the
+    // selection to a row.
+    void ItemClick(ListItem *item);
+    void DblClick();
+    void ColumnClick(int column);
+    // Before the list acts on the key.
+    void KeyDown(int key, Qt::KeyboardModifiers modifiers);
+    // After the list acted on the press; a press on no row clears the selection.
+    void MouseDown(Qt::MouseButton button, const QPoint &globalPos);
+
+private:
+    friend class ListItem;
+    friend class ListModel;
+    template <class Base> friend class ListViewWidget;
+
+    void changed(ListItem *item, bool placing);
+    bool lessThan(const ListItem *a, const ListItem *b) const;
+    int placeFor(const ListItem *item) const;
+    void renumber(int from);
+    void sortRows();
+    void applyView();
+    void pressed(QAbstractItemView *view, Qt::MouseButton button, const QPoint &pos, const QPoint &globalPos);
+    void currentMoved(const QModelIndex &current);
+
+    ListModel *m_model;
+    QItemSelectionModel *m_selection;
+    QStackedWidget *m_stack;
+    QTreeView *m_report;
+    QListView *m_icons;
+
+    QVector<ListItem *> m_rows;
+    QHash<QString, ListItem *> m_byKey;
+    QStringList m_captions;
+    QHash<int, QIcon> m_images;
+    int m_view = Report;
+    int m_sortKey = 0;
+    bool m_sorted = false;
+    bool m_updating = false;
+    bool m_quiet = false;
+};

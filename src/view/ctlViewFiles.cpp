@@ -1,0 +1,298 @@
+// The file commands of the view pane's pop-up menus: view, new, edit, copy, move, delete, bookmark,
+// open the source, and send text to the Quick Clips. Every change is told to the host so the tree's
+// counts and the bookmarks follow.
+
+#include "ctlView.h"
+
+#include "components/FileTextReader.h"
+#include "components/FileViewer.h"
+#include "components/GameSelector.h"
+#include "data/FileTable.h"
+#include "data/NodeKey.h"
+#include "data/ShortDesc.h"
+#include "data/modADO.h"
+#include "data/modNames.h"
+#include "platform/ListView.h"
+#include "platform/Prompts.h"
+#include "shell/AppPath.h"
+#include "shell/ErrorLog.h"
+
+#include <QDateTime>
+#include <QLocale>
+#include <QMenu>
+#include <QTextDocumentFragment>
+#include <QTextEdit>
+
+#include <memory>
+
+namespace {
+
+const QString module = QStringLiteral("ctlView");
+const QString crlf = QStringLiteral("\r\n");
+
+QAction *addItem(QMenu *menu, const char *name, const QString &caption)
+{
+    QAction *action = menu->addAction(caption);
+    action->setObjectName(QLatin1String(name));
+    return action;
+}
+
+bool isWebAddress(const QString &source)
+{
+    const QString lower = source.toLower();
+    return lower.startsWith(QLatin1String("http://")) || lower.startsWith(QLatin1String("www."));
+}
+
+std::optional<qint32> fileId(const ListItem *item)
+{
+    return item ? NodeKey::Id(item->Key(), 0) : std::nullopt;
+}
+
+} // namespace
+
+void ctlView::buildMenus()
+{
+    mnuFile = new QMenu(this);
+    mnuFile->setObjectName(QStringLiteral("mnuFile"));
+    connect(addItem(mnuFile, "mnuFileView", QStringLiteral("View")), &QAction::triggered, this,
+            [this] { OpenViewer(0); });
+    mnuFile->addSeparator();
+    connect(addItem(mnuFile, "mnuFileAddFile", QStringLiteral("New File")), &QAction::triggered, this,
+            [this] { OpenViewer(2); });
+    connect(addItem(mnuFile, "mnuFileEdit", QStringLiteral("Edit File...")), &QAction::triggered, this,
+            [this] { OpenViewer(1); });
+    mnuFile->addSeparator();
+    connect(addItem(mnuFile, "mnuFileCopyTo", QStringLiteral("Copy To...")), &QAction::triggered, this, [this] {
+        m_copyFlag = 1;
+        mnuFileMove_Click();
+    });
+    connect(addItem(mnuFile, "mnuFileMove", QStringLiteral("Move To...")), &QAction::triggered, this,
+            &ctlView::mnuFileMove_Click);
+    mnuFile->addSeparator();
+    connect(addItem(mnuFile, "mnuFileDel", QStringLiteral("Delete")), &QAction::triggered, this,
+            &ctlView::mnuFileDel_Click);
+    mnuFile->addSeparator();
+    connect(addItem(mnuFile, "mnuFileBookmark", QStringLiteral("Bookmark...")), &QAction::triggered, this,
+            &ctlView::mnuFileBookmark_Click);
+    mnusepNav = mnuFile->addSeparator();
+    mnusepNav->setObjectName(QStringLiteral("mnusepNav"));
+    mnuNavToSrc = addItem(mnuFile, "mnuNavToSrc", QStringLiteral("Navigate To Source"));
+    connect(mnuNavToSrc, &QAction::triggered, this, &ctlView::mnuNavToSrc_Click);
+
+    mnuAddOnly = new QMenu(this);
+    mnuAddOnly->setObjectName(QStringLiteral("mnuAddOnly"));
+    connect(addItem(mnuAddOnly, "mnuAOAdd", QStringLiteral("Add New File")), &QAction::triggered, this,
+            &ctlView::mnuAOAdd_Click);
+
+    mnuQuickMenu = new QMenu(this);
+    mnuQuickMenu->setObjectName(QStringLiteral("mnuQuickMenu"));
+    connect(addItem(mnuQuickMenu, "mnuAddQuick", QStringLiteral("Send To Quick Clips...")), &QAction::triggered, this,
+            [this] { mnuAddQuick_Click(false); });
+    connect(addItem(mnuQuickMenu, "mnuSendQuick", QStringLiteral("Add Selected Text To Quick Clip...")),
+            &QAction::triggered, this, [this] { mnuAddQuick_Click(true); });
+}
+
+QString ctlView::GameKey() const
+{
+    return NodeKey::Game(M_GAME_ID, M_GENRE_ID, M_PLATFORM_ID);
+}
+
+void ctlView::lvFiles_MouseDown(Qt::MouseButton button, const QPoint &globalPos)
+{
+    if (button != Qt::RightButton)
+        return;
+    const ListItem *item = lvFiles->SelectedItem();
+    if (!item) {
+        mnuAddOnly->popup(globalPos);
+        return;
+    }
+    const QString source = item->SubItem(1);
+    const bool web = isWebAddress(source);
+    if (web)
+        m_navURL = source;
+    mnusepNav->setVisible(web);
+    mnuNavToSrc->setVisible(web);
+    mnuFile->popup(globalPos);
+}
+
+FileViewer *ctlView::NewViewer()
+{
+    objViewer = new FileViewer(this);
+    objViewer->setConnection(m_store->Connection());
+    objViewer->setErrorLog(AppPath() + QStringLiteral("error.log"));
+    connect(objViewer, &FileViewer::AddFile, this, &ctlView::objViewer_AddFile);
+    connect(objViewer, &FileViewer::SaveEdit, this,
+            [this, gameKey = GameKey()](qint32 lngFileId, quint8 bytSubCat, const QString &strSource,
+                                        const QString &strDesc, const QString &strTextRTF) {
+                objViewer_SaveEdit(gameKey, lngFileId, bytSubCat, strSource, strDesc, strTextRTF);
+            });
+    connect(objViewer, &FileViewer::PrintInfo, this,
+            qOverload<const QString &, const QString &, const QString &, const QString &>(&ctlView::PrintInfo));
+    return objViewer;
+}
+
+void ctlView::OpenViewer(quint8 mode)
+{
+    m_viewerMode = 0;
+    const ListItem *item = lvFiles->SelectedItem();
+    const auto id = fileId(item);
+    if (!item)
+        return;
+    FileTextReader reader;
+    reader.setConnection(m_store->Connection());
+    ErrObject err;
+    if (!id || !reader.Load(*id, &err)) {
+        LogError(id ? err : NodeKey::BadKey(item->Key()), module, QStringLiteral("lvFiles DblClick"), true);
+        return;
+    }
+    FileViewer *viewer = NewViewer();
+    if (mode == FileViewer::NewMode)
+        viewer->Open(mode, M_PLATFORM_ID, M_GENRE_ID, M_GAME_ID, M_GAME, 0, 0, QString(), QString(), QString());
+    else
+        viewer->Open(mode, M_PLATFORM_ID, M_GENRE_ID, M_GAME_ID, M_GAME, *id, reader.SubCat(), reader.Source(),
+                     reader.Desc(), reader.TextRTF());
+}
+
+void ctlView::AddNewFile()
+{
+    mnuAOAdd_Click();
+}
+
+void ctlView::mnuAOAdd_Click()
+{
+    if (M_GAME_ID == 0)
+        return;
+    // A new file starts out named by when it was made, which the user usually replaces.
+    const QString now = QLocale().toString(QDateTime::currentDateTime(), QLocale::ShortFormat);
+    NewViewer()->Open(FileViewer::NewMode, M_PLATFORM_ID, M_GENRE_ID, M_GAME_ID, M_GAME, 0, 0, now,
+                      QStringLiteral("New File"), QString());
+}
+
+void ctlView::objViewer_AddFile(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, qint32 lngFileId,
+                                quint8 bytSubCat, const QString &strSource, const QString &strDesc,
+                                const QString &strTextRTF)
+{
+    // The list may show another game by the time the new file is saved; the row belongs only in
+    // its own game's list, while the count always changes.
+    ListItem *item = nullptr;
+    if (lngGameId == m_listedGameId) {
+        item = addRow(NodeKey::File(lngFileId), strDesc, strSource, bytSubCat);
+        showText(strTextRTF);
+        m_currentFileKey = NodeKey::File(lngFileId);
+        SetCaption(M_GAME);
+    }
+    Q_EMIT UpdateGameNode(NodeKey::Game(lngGameId, bytGenreId, bytPlatformId), 0);
+    if (item)
+        lvFiles->Select(item);
+}
+
+void ctlView::objViewer_SaveEdit(const QString &gameKey, qint32 lngFileId, quint8 bytSubCat, const QString &strSource,
+                                 const QString &strDesc, const QString &strTextRTF)
+{
+    const QString key = NodeKey::File(lngFileId);
+    if (key == m_currentFileKey)
+        showText(strTextRTF);
+    if (ListItem *item = lvFiles->Item(key))
+        updateRow(item, strDesc, strSource, bytSubCat);
+    Q_EMIT UpdateBookmark(bytSubCat, NodeKey::FilePath(lngFileId, gameKey), ShortDesc(strDesc));
+}
+
+void ctlView::mnuFileDel_Click()
+{
+    ListItem *item = lvFiles->SelectedItem();
+    const auto id = fileId(item);
+    if (!id)
+        return;
+    const QString prompt =
+        QStringLiteral("Are you sure you wish to delete this ") + item->SubItem(2) + QStringLiteral(" file?");
+    if (MsgBox(prompt, MsgButtons::YesNo, MsgIcon::Exclamation) != MsgResult::Yes)
+        return;
+    // The store goes first, so a store that refuses leaves the list as it was; a file someone else
+    // deleted already is simply taken off the list.
+    ErrObject err;
+    if (!FileTable::Delete(m_store->Connection(), *id, &err) && err.Number != ErrNumber::NoCurrentRecord) {
+        LogError(err, module, QStringLiteral("File Delete"), true);
+        return;
+    }
+    lvFiles->Remove(item);
+    Q_EMIT UpdateGameNode(GameKey(), 1);
+    Q_EMIT DeleteBookmark(NodeKey::FilePath(*id, GameKey()));
+    SetCaption(M_GAME);
+    rtbText->clear();
+    m_currentFileKey.clear();
+    SelectFirst();
+}
+
+void ctlView::mnuFileMove_Click()
+{
+    if (!lvFiles->SelectedItem()) {
+        m_copyFlag = 0;
+        return;
+    }
+    // It lives for the one choice; its signals have all come by the time Show returns.
+    const std::unique_ptr<GameSelector> objSelector = std::make_unique<GameSelector>(this);
+    objSelector->setObjectName(QStringLiteral("objSelector"));
+    objSelector->setConnection(m_store->Connection());
+    connect(objSelector.get(), &GameSelector::CompleteSelect, this, &ctlView::objSelector_CompleteSelect);
+    connect(objSelector.get(), &GameSelector::AddGameNode, this, &ctlView::AddGameNode);
+    objSelector->Show(M_PLATFORM_ID, M_GENRE_ID, M_GAME_ID,
+                      m_copyFlag == 1 ? QStringLiteral("Copy selected file to...")
+                                      : QStringLiteral("Move selected file to..."));
+    m_copyFlag = 0;
+}
+
+void ctlView::objSelector_CompleteSelect(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, bool blnCancel)
+{
+    ListItem *item = lvFiles->SelectedItem();
+    const auto id = fileId(item);
+    if (blnCancel || !id || (bytPlatformId == M_PLATFORM_ID && bytGenreId == M_GENRE_ID && lngGameId == M_GAME_ID))
+        return;
+    const QString target = NodeKey::Game(lngGameId, bytGenreId, bytPlatformId);
+    const QSqlDatabase db = m_store->Connection();
+    ErrObject err;
+    if (m_copyFlag == 1) {
+        qint32 newId = 0;
+        if (!FileTable::Copy(db, *id, lngGameId, &newId, &err)) {
+            LogError(err, module, QStringLiteral("File Copy"), true);
+            return;
+        }
+        Q_EMIT UpdateGameNode(target, 0);
+        return;
+    }
+    if (!FileTable::Move(db, *id, lngGameId, &err)) {
+        LogError(err, module, QStringLiteral("File Move"), true);
+        return;
+    }
+    Q_EMIT UpdateGameNode(GameKey(), 1);
+    Q_EMIT UpdateGameNode(target, 0);
+    Q_EMIT MoveBookmark(NodeKey::FilePath(*id, GameKey()), NodeKey::FilePath(*id, target));
+    lvFiles->Remove(item);
+    SetCaption(M_GAME);
+}
+
+void ctlView::mnuFileBookmark_Click()
+{
+    const ListItem *item = lvFiles->SelectedItem();
+    const auto id = fileId(item);
+    if (!id)
+        return;
+    Q_EMIT Bookmark(modNames::GetSubCatCode(item->SubItem(2)), NodeKey::FilePath(*id, GameKey()),
+                    ShortDesc(item->Text()));
+}
+
+void ctlView::mnuNavToSrc_Click()
+{
+    if (!m_navURL.isEmpty())
+        BrowseNavigate(m_navURL);
+}
+
+void ctlView::mnuAddQuick_Click(bool selectedOnly)
+{
+    const QString header = QStringLiteral("Platform: ") + modNames::GetPlatformName(M_PLATFORM_ID) + crlf +
+                           QStringLiteral("Game: ") + M_GAME + crlf + QStringLiteral("Genre: ") +
+                           modNames::GetGenreName(M_GENRE_ID);
+    QString text = selectedOnly ? QTextDocumentFragment(rtbText->textCursor()).toPlainText() : rtbText->toPlainText();
+    text = text.trimmed();
+    text.replace(QLatin1Char('\n'), crlf);
+    Q_EMIT SendQuick(header, text);
+}

@@ -1,0 +1,236 @@
+// The file list of the view pane: listing a game's files, the caption with their count, selecting a
+// file by key, and what clicks and keys on the list do.
+
+#include "ctlView.h"
+
+#include "components/FileTextReader.h"
+#include "data/FileTable.h"
+#include "data/NodeKey.h"
+#include "data/modADO.h"
+#include "data/modNames.h"
+#include "platform/ListView.h"
+#include "platform/SettingsStore.h"
+#include "platform/Twips.h"
+#include "shell/AppPath.h"
+#include "shell/ErrorLog.h"
+
+#include <QLabel>
+#include <QTextEdit>
+
+namespace {
+
+const QString module = QStringLiteral("ctlView");
+
+QIcon subCatIcon(int code)
+{
+    QIcon icon;
+    for (int size : {16, 32, 64})
+        icon.addFile(QStringLiteral(":/bundle/files/subcat%1-%2.png").arg(code).arg(size), QSize(size, size));
+    return icon;
+}
+
+} // namespace
+
+void ctlView::setUpList()
+{
+    lvFiles->AddColumn(QStringLiteral("File"), Twips::toPixelsX(3980));
+    lvFiles->AddColumn(QStringLiteral("Source"), Twips::toPixelsX(2900));
+    lvFiles->AddColumn(QStringLiteral("Category"), Twips::toPixelsX(2270));
+    for (int code = 1; code <= modNames::SubCatCount; ++code)
+        lvFiles->SetImage(code, subCatIcon(code));
+
+    connect(lvFiles, &ListView::ColumnClick, this, &ctlView::lvFiles_ColumnClick);
+    connect(lvFiles, &ListView::ItemClick, this, &ctlView::lvFiles_ItemClick);
+    connect(lvFiles, &ListView::DblClick, this, [this] { OpenViewer(m_viewerMode); });
+    connect(lvFiles, &ListView::KeyDown, this, [this](int key) { lvFiles_KeyDown(key); });
+    connect(lvFiles, &ListView::MouseDown, this, &ctlView::lvFiles_MouseDown);
+}
+
+void ctlView::applyColumnWidths(SettingKey (*column)(int))
+{
+    for (int index = 1; index <= 3; ++index) {
+        if (const auto twips = SettingNumber(GetSetting(column(index))); twips && *twips >= 0)
+            lvFiles->setColumnWidth(index - 1, Twips::toPixelsX(int(std::min(*twips, 1000000L))));
+    }
+}
+
+void ctlView::InitView()
+{
+    Re_View();
+    if (SettingNumber(GetSetting(SettingKeys::AppLayout)) == 1L)
+        applyColumnWidths(SettingKeys::ViewControlColumn);
+    // The home's logo; a missing picture leaves the cover plain.
+    imgCover->setPixmap(QPixmap(AppPath() + QStringLiteral("logo.gif")));
+}
+
+void ctlView::Re_View()
+{
+    if (const auto view = SettingNumber(GetSetting(SettingKeys::FileView)))
+        lvFiles->setView(int(*view));
+}
+
+void ctlView::Clear()
+{
+    lvFiles->Clear();
+    lblFiles->clear();
+    rtbText->clear();
+    // The text is gone, so no file is shown; asking for any file afterwards shows it again.
+    m_currentFileKey.clear();
+}
+
+void ctlView::Reset()
+{
+    Clear();
+    m_listedGameId = 0;
+    Cover(true);
+}
+
+void ctlView::SetCaption(const QString &strCaption)
+{
+    const int count = lvFiles->Count();
+    lblFiles->setText(QStringLiteral(" ") + strCaption + QStringLiteral(": ") + QString::number(count) +
+                      (count == 1 ? QStringLiteral(" File.") : QStringLiteral(" Files.")));
+}
+
+ListItem *ctlView::addRow(const QString &key, const QString &desc, const QString &source, quint8 subCat)
+{
+    ErrObject err;
+    ListItem *item = lvFiles->Add(key, desc, subCat, &err);
+    if (item) {
+        item->setSubItem(1, source);
+        item->setSubItem(2, modNames::GetSubCatName(subCat));
+    }
+    return item;
+}
+
+void ctlView::updateRow(ListItem *item, const QString &desc, const QString &source, quint8 subCat)
+{
+    item->setText(desc);
+    item->setSubItem(1, source);
+    item->setSubItem(2, modNames::GetSubCatName(subCat));
+    item->setIcon(subCat);
+}
+
+void ctlView::ListFiles(qint32 lngGameId, quint8 bytDontSelFirst)
+{
+    if (lngGameId == m_listedGameId) {
+        Cover(false);
+        return;
+    }
+    m_listedGameId = lngGameId;
+    Cover(false);
+    Clear();
+
+    QVector<FileRow> rows;
+    ErrObject err;
+    if (!FileTable::List(m_store->Connection(), lngGameId, &rows, &err)) {
+        LogError(err, module, QStringLiteral("ListFiles"), true);
+        return;
+    }
+    if (rows.isEmpty()) {
+        SetCaption(M_GAME);
+        return;
+    }
+    lvFiles->BeginUpdate(int(rows.size()));
+    for (const FileRow &row : std::as_const(rows))
+        addRow(NodeKey::File(row.auto_id), row.desc, row.src, row.sub_cat);
+    lvFiles->EndUpdate();
+    if (bytDontSelFirst != 0)
+        return;
+
+    // The first row in display order, which is not the first read when the list is sorted; its
+    // text came with the listing, so the store is not asked again.
+    ListItem *first = lvFiles->ItemAt(1);
+    const auto id = NodeKey::Id(first->Key(), 0);
+    const auto record = std::find_if(rows.cbegin(), rows.cend(), [&](const FileRow &row) { return row.auto_id == id; });
+    lvFiles->Select(first);
+    m_currentFileKey = first->Key();
+    if (record != rows.cend())
+        showText(record->txt_rtf);
+    SetCaption(M_GAME);
+}
+
+void ctlView::AddListItem(const QString &strFileKey, const QString &strDesc, const QString &strSource, quint8 bytSC,
+                          const QString &strGameTitle)
+{
+    ListItem *item = addRow(strFileKey, strDesc, strSource, bytSC);
+    SetCaption(strGameTitle);
+    SelectFile(strFileKey);
+    if (item)
+        lvFiles_ItemClick(item);
+}
+
+void ctlView::SelectFile(const QString &strFileKey)
+{
+    if (strFileKey == m_currentFileKey || lvFiles->Count() == 0)
+        return;
+    m_currentFileKey = strFileKey;
+    // Failures here are quiet: the caller asked for a file that may be gone, and only a file the
+    // list does not hold is worth telling the host about.
+    const auto id = NodeKey::Id(strFileKey, 0);
+    FileRow row;
+    bool found = false;
+    ErrObject err;
+    if (!id || NodeKey::Kind(strFileKey) != NodeKind::File ||
+        !FileTable::Read(m_store->Connection(), *id, &row, &found, &err))
+        return;
+    ListItem *item = lvFiles->Item(strFileKey, &err);
+    if (!item) {
+        Q_EMIT NoFileKeyFound(strFileKey);
+        return;
+    }
+    lvFiles->Select(item);
+    if (found)
+        showText(row.txt_rtf);
+    SetCaption(M_GAME);
+}
+
+void ctlView::SelectFirst()
+{
+    ListItem *first = lvFiles->ItemAt(1);
+    if (!first)
+        return;
+    lvFiles->Select(first);
+    m_currentFileKey = first->Key();
+    FileTextReader reader;
+    reader.setConnection(m_store->Connection());
+    ErrObject err;
+    const auto id = NodeKey::Id(first->Key(), 0);
+    if (!id || !reader.Load(*id, &err)) {
+        LogError(id ? err : NodeKey::BadKey(first->Key()), module, QStringLiteral("SelectFirst"), false);
+        return;
+    }
+    showText(reader.TextRTF());
+    SetCaption(M_GAME);
+}
+
+void ctlView::lvFiles_ColumnClick(int column)
+{
+    lvFiles->setSortKey(column);
+    lvFiles->setSorted(true);
+}
+
+void ctlView::lvFiles_ItemClick(ListItem *item)
+{
+    if (item->Key() == m_currentFileKey)
+        return;
+    FileTextReader reader;
+    reader.setConnection(m_store->Connection());
+    ErrObject err;
+    const auto id = NodeKey::Id(item->Key(), 0);
+    if (!id || !reader.Load(*id, &err)) {
+        LogError(id ? err : NodeKey::BadKey(item->Key()), module, QStringLiteral("lvFiles_ItemClick"), false);
+        return;
+    }
+    // Only once the text is shown: a file that could not be read can be clicked again.
+    m_currentFileKey = item->Key();
+    showText(reader.TextRTF());
+}
+
+void ctlView::lvFiles_KeyDown(int key)
+{
+    if (key == Qt::Key_Return || key == Qt::Key_Enter)
+        OpenViewer(m_viewerMode);
+    else if (key == Qt::Key_Delete)
+        mnuFileDel_Click();
+}

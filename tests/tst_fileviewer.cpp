@@ -1,0 +1,303 @@
+#include "ScriptedPrompts.h"
+#include "TestHome.h"
+#include "components/FileViewer.h"
+#include "data/FileTable.h"
+#include "platform/RtfReader.h"
+
+#include <QAction>
+#include <QComboBox>
+#include <QFile>
+#include <QLineEdit>
+#include <QPointer>
+#include <QSignalSpy>
+#include <QSqlQuery>
+#include <QTest>
+#include <QTextBlock>
+#include <QTextEdit>
+#include <QToolBar>
+
+namespace {
+
+// The text of a stored RTF's runs whose format passes `test`, in order.
+template <typename Test> QString runs(const QString &rtf, Test test)
+{
+    QTextDocument doc;
+    RtfReader::Read(RtfReader::FromStoredText(rtf), &doc);
+    QString text;
+    for (QTextBlock block = doc.begin(); block.isValid(); block = block.next()) {
+        for (auto it = block.begin(); !it.atEnd(); ++it)
+            text += test(it.fragment().charFormat()) ? it.fragment().text() : QString();
+    }
+    return text;
+}
+
+QString plain(const QString &rtf)
+{
+    return runs(rtf, [](const QTextCharFormat &) { return true; }).trimmed();
+}
+
+const auto bold = [](const QTextCharFormat &format) {
+    return format.font().bold();
+};
+
+// A viewer owned by a host, as the program opens it, on a store holding one game.
+struct Window
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    QWidget host;
+    QPointer<FileViewer> viewer = new FileViewer(&host);
+    qint32 game = home.addGame(18, 1, QStringLiteral("Star Quest"));
+
+    Window()
+    {
+        viewer->setConnection(home.db());
+        viewer->setErrorLog(home.file(QStringLiteral("viewer.log")));
+    }
+    template <typename T = QAction> T *child(const char *name) const
+    {
+        return viewer->findChild<T *>(QLatin1String(name));
+    }
+    QTextEdit *text() const { return child<QTextEdit>("rtbText"); }
+    QLineEdit *field(const char *name) const { return child<QLineEdit>(name); }
+    FileRow stored(qint32 id) const
+    {
+        FileRow row;
+        bool found = false;
+        ErrObject err;
+        FileTable::Read(home.db(), id, &row, &found, &err);
+        return row;
+    }
+    void open(quint8 mode, qint32 id)
+    {
+        const FileRow row = stored(id);
+        viewer->Open(mode, 18, 1, game, QStringLiteral("Star Quest"), id, row.sub_cat, row.src, row.desc, row.txt_rtf);
+    }
+};
+
+} // namespace
+
+class tst_fileviewer final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void newFileRoundTrip();
+    void viewThenEditWithFormats();
+    void closeWithChanges_data();
+    void closeWithChanges();
+    void storeFailure();
+    void hugeText();
+};
+
+void tst_fileviewer::newFileRoundTrip()
+{
+    Window w;
+    QSignalSpy added(w.viewer, &FileViewer::AddFile);
+    QSignalSpy edited(w.viewer, &FileViewer::SaveEdit);
+    QSignalSpy print(w.viewer, &FileViewer::PrintInfo);
+    w.viewer->Open(FileViewer::NewMode, 18, 1, w.game, QStringLiteral("Star Quest"), 55, 0,
+                   QStringLiteral(" 2024-05-01 "), QStringLiteral("New File"), QStringLiteral(" from a page"));
+    auto *subCat = w.child<QComboBox>("cboSubCat");
+    QCOMPARE(std::tuple(w.viewer->windowTitle(), w.viewer->isVisible(), w.viewer->IsDirty(), subCat->currentIndex()),
+             std::tuple(QString("New File - Star Quest - New File[*]"), true, false, -1));
+
+    // Each missing entry is refused before anything reaches the store.
+    w.prompts.answerMsgBox(MsgResult::OK);
+    QVERIFY(!w.viewer->Save());
+    QCOMPARE(std::tuple(w.prompts.last().text, w.prompts.last().icon, w.prompts.last().title),
+             std::tuple(QString("Please choose a category for this file."), MsgIcon::Exclamation, QString("Lorekeep")));
+    subCat->setCurrentIndex(4);
+    QVERIFY(w.viewer->IsDirty());
+    w.field("txtDesc")->setText(QStringLiteral("   "));
+    w.prompts.answerMsgBox(MsgResult::OK);
+    QVERIFY(!w.viewer->Save());
+    QCOMPARE(w.prompts.last().text, QStringLiteral("Please enter a description for this file."));
+
+    // Bold switched on and off while typing covers only what was typed in between.
+    w.field("txtDesc")->setText(QStringLiteral("  Boss guide "));
+    QTest::keyClicks(w.text(), QStringLiteral("Plain "));
+    w.child("cmdBold")->trigger();
+    QTest::keyClicks(w.text(), QStringLiteral("Bold"));
+    w.child("cmdBold")->trigger();
+    QTest::keyClicks(w.text(), QStringLiteral(" end"));
+
+    // The printout is what the window shows, stored or not.
+    w.child("cmdPrint")->trigger();
+    QCOMPARE(print.at(0).mid(0, 3),
+             QVariantList({QString("Star Quest - News"), QString("Boss guide"), QString("2024-05-01")}));
+    QCOMPARE(plain(print.at(0).at(3).toString()), QStringLiteral("Plain Bold end from a page"));
+
+    QVERIFY(w.viewer->Save());
+    const qint32 id = w.viewer->FileId();
+    const FileRow row = w.stored(id);
+    QCOMPARE(std::tuple(row.game_id, plain(row.txt_rtf), runs(row.txt_rtf, bold)),
+             std::tuple(w.game, QString("Plain Bold end from a page"), QString("Bold")));
+    QCOMPARE(added.size(), 1);
+    QCOMPARE(added.at(0), QVariantList({quint8(18), quint8(1), w.game, id, quint8(5), QString("2024-05-01"),
+                                        QString("Boss guide"), row.txt_rtf}));
+    QCOMPARE(std::tuple(row.sub_cat, row.src, row.desc), std::tuple(quint8(5), added.at(0).at(5), added.at(0).at(6)));
+    QCOMPARE(std::tuple(w.viewer->CurrentMode(), w.viewer->IsDirty(), w.viewer->windowTitle()),
+             std::tuple(quint8(FileViewer::EditMode), false, QString("Edit File - Star Quest - Boss guide[*]")));
+
+    // Saved once, the window edits that row instead of adding another.
+    QTest::keyClicks(w.text(), QStringLiteral("!"));
+    QVERIFY(w.viewer->Save());
+    QCOMPARE(std::tuple(added.size(), edited.size(), edited.at(0).at(0).toInt(), edited.at(0).at(4).toString()),
+             std::tuple(1, 1, id, w.stored(id).txt_rtf));
+    QCOMPARE(plain(w.stored(id).txt_rtf), QStringLiteral("Plain Bold end! from a page"));
+}
+
+void tst_fileviewer::viewThenEditWithFormats()
+{
+    Window w;
+    const QString desc = QStringLiteral("A review that is long enough to be cut short in titles");
+    const qint32 id = w.home.addFile(w.game, 3, desc, QStringLiteral("{\\rtf1\\ansi Old {\\b bold} text}"));
+    w.open(FileViewer::ViewMode, id);
+    QCOMPARE(w.viewer->windowTitle(), QStringLiteral("View File - Star Quest - ") + desc.left(47) + "...[*]");
+
+    // Viewing changes nothing, whatever the user tries.
+    QTest::keyClicks(w.text(), QStringLiteral("xyz"));
+    QTest::keyClicks(w.field("txtDesc"), QStringLiteral("xyz"));
+    w.text()->selectAll();
+    w.child("cmdBold")->trigger();
+    w.viewer->ApplyColor(Qt::red);
+    QCOMPARE(std::tuple(w.text()->toPlainText(), w.field("txtDesc")->text(), w.viewer->IsDirty(), w.viewer->Save()),
+             std::tuple(QString("Old bold text"), desc, false, false));
+    QVERIFY(!w.child("cmdSave")->isEnabled() && !w.child<QToolBar>("tbrFormat")->isEnabled());
+    QVERIFY(w.text()->textInteractionFlags() & Qt::TextSelectableByKeyboard);
+
+    w.child("cmdEdit")->trigger();
+    QCOMPARE(std::tuple(w.viewer->CurrentMode(), w.child("cmdSave")->isEnabled(), w.child("cmdEdit")->isEnabled()),
+             std::tuple(quint8(FileViewer::EditMode), true, false));
+    QVERIFY(w.viewer->windowTitle().startsWith(QStringLiteral("Edit File - Star Quest - A review")));
+
+    // The buttons follow the format under the cursor.
+    QTextCursor cursor = w.text()->textCursor();
+    cursor.setPosition(6);
+    w.text()->setTextCursor(cursor);
+    QVERIFY(w.child("cmdBold")->isChecked());
+    cursor.setPosition(1);
+    w.text()->setTextCursor(cursor);
+    QVERIFY(!w.child("cmdBold")->isChecked());
+
+    // Without a selection the word around the cursor takes the format.
+    w.child("cmdItalic")->trigger();
+    cursor.setPosition(9);
+    cursor.setPosition(13, QTextCursor::KeepAnchor);
+    w.text()->setTextCursor(cursor);
+    w.viewer->ApplyColor(QColor(200, 0, 0));
+    auto *size = w.child<QComboBox>("cboFontSize")->lineEdit();
+    size->setText(QStringLiteral("20"));
+    QTest::keyClick(size, Qt::Key_Return);
+    QVERIFY(w.viewer->IsDirty() && w.viewer->isWindowModified());
+    QVERIFY(w.viewer->Save());
+
+    const QString rtf = w.stored(id).txt_rtf;
+    QCOMPARE(std::tuple(plain(rtf), runs(rtf, bold)), std::tuple(QString("Old bold text"), QString("bold")));
+    QCOMPARE(runs(rtf, [](const QTextCharFormat &f) { return f.font().italic(); }), QStringLiteral("Old"));
+    QCOMPARE(runs(rtf, [](const QTextCharFormat &f) { return f.foreground().color() == QColor(200, 0, 0); }),
+             QStringLiteral("text"));
+    QCOMPARE(runs(rtf, [](const QTextCharFormat &f) { return f.fontPointSize() == 20; }), QStringLiteral("text"));
+}
+
+void tst_fileviewer::closeWithChanges_data()
+{
+    QTest::addColumn<QString>("desc"); // what the user leaves in the description
+    QTest::addColumn<QList<MsgResult>>("answers");
+    QTest::addColumn<bool>("closed");
+    QTest::addColumn<QString>("stored");
+
+    using Answers = QList<MsgResult>;
+    QTest::newRow("unchangedClosesWithoutAsking") << "Guide" << Answers() << true << "Guide";
+    QTest::newRow("yesSaves") << "Changed" << Answers{MsgResult::Yes} << true << "Changed";
+    QTest::newRow("noDiscards") << "Changed" << Answers{MsgResult::No} << true << "Guide";
+    QTest::newRow("cancelKeepsOpen") << "Changed" << Answers{MsgResult::Cancel} << false << "Guide";
+    QTest::newRow("yesRefusedKeepsOpen") << "" << Answers{MsgResult::Yes, MsgResult::OK} << false << "Guide";
+}
+
+void tst_fileviewer::closeWithChanges()
+{
+    QFETCH(QString, desc);
+    QFETCH(QList<MsgResult>, answers);
+    QFETCH(bool, closed);
+    QFETCH(QString, stored);
+
+    Window w;
+    const qint32 id = w.home.addFile(w.game, 1, QStringLiteral("Guide"));
+    w.open(FileViewer::EditMode, id);
+    if (desc != QLatin1String("Guide"))
+        w.field("txtDesc")->setText(desc);
+    for (MsgResult answer : answers)
+        w.prompts.answerMsgBox(answer);
+    // Esc is the Close command's key.
+    QVERIFY(QTest::qWaitForWindowActive(w.viewer));
+    QTest::keyClick(w.text(), Qt::Key_Escape);
+    QCOMPARE(w.prompts.shown().size(), answers.size());
+    if (!answers.isEmpty()) {
+        const PromptRecord &asked = w.prompts.shown().at(0);
+        QCOMPARE(std::tuple(asked.text, asked.buttons, asked.icon, asked.title),
+                 std::tuple(QString("Do you want to save the changes to this file?"), MsgButtons::YesNoCancel,
+                            MsgIcon::Question, QString("Lorekeep")));
+    }
+    QCOMPARE(w.stored(id).desc, stored);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCOMPARE(w.viewer.isNull(), closed);
+    QVERIFY(closed || (w.viewer->isVisible() && w.viewer->IsDirty()));
+}
+
+void tst_fileviewer::storeFailure()
+{
+    Window w;
+    const qint32 id = w.home.addFile(w.game, 1, QStringLiteral("Guide"));
+    w.open(FileViewer::EditMode, id);
+    QSqlQuery(w.home.db()).exec(QStringLiteral("DELETE FROM file"));
+    QTest::keyClicks(w.text(), QStringLiteral("More "));
+    w.prompts.answerMsgBox(MsgResult::OK);
+    QVERIFY(!w.viewer->Save());
+    QCOMPARE(std::tuple(w.prompts.last().icon, w.viewer->IsDirty()), std::tuple(MsgIcon::Critical, true));
+    QVERIFY(w.prompts.last().text.startsWith(QStringLiteral("The file could not be saved:\r\n\r\n")));
+
+    // A new file on a store that lost its table, or on no store at all, fails the same way and stays new.
+    QSqlQuery(w.home.db()).exec(QStringLiteral("DROP TABLE file"));
+    w.viewer->Open(FileViewer::NewMode, 18, 1, w.game, QString(), 0, 4, QString(), QStringLiteral("Preview"),
+                   QStringLiteral("Text"));
+    w.field("txtSource")->setText(QStringLiteral("web"));
+    for (const QSqlDatabase &db : {w.home.db(), QSqlDatabase()}) {
+        w.viewer->setConnection(db);
+        w.prompts.answerMsgBox(MsgResult::OK);
+        QVERIFY(!w.viewer->Save());
+        QCOMPARE(std::tuple(w.prompts.last().icon, w.viewer->CurrentMode(), w.viewer->FileId(), w.viewer->IsDirty()),
+                 std::tuple(MsgIcon::Critical, quint8(FileViewer::NewMode), 0, true));
+    }
+
+    QFile log(w.home.file(QStringLiteral("viewer.log")));
+    QVERIFY(log.open(QIODevice::ReadOnly));
+    const QString logged = QString::fromUtf8(log.readAll());
+    QCOMPARE(std::tuple(logged.count(QStringLiteral("FileViewer")), logged.count(QStringLiteral("Save"))),
+             std::tuple(3, 3));
+    QVERIFY(logged.contains(QString::number(ErrNumber::NoCurrentRecord)));
+    QVERIFY(logged.contains(QString::number(ErrNumber::NoConnection)));
+}
+
+void tst_fileviewer::hugeText()
+{
+    // A web page's worth of plain text, then the same window reloaded with what was stored of it.
+    Window w;
+    QString page;
+    while (page.size() < 2 * 1024 * 1024)
+        page += QStringLiteral("Plain page text with words, line after line\r\n");
+    w.viewer->Open(FileViewer::NewMode, 18, 1, w.game, QString(), 0, 6, QString(), QStringLiteral("Page"), page);
+    const int length = w.text()->document()->characterCount();
+    QVERIFY(w.viewer->Save());
+    w.open(FileViewer::EditMode, w.viewer->FileId());
+    QTest::keyClicks(w.text(), QStringLiteral("x"));
+    QCOMPARE(w.text()->document()->characterCount(), length + 1);
+    QVERIFY(w.viewer->Save());
+    const QString stored = plain(w.stored(w.viewer->FileId()).txt_rtf);
+    QVERIFY(stored.startsWith(QStringLiteral("xPlain page text")) &&
+            stored.endsWith(QStringLiteral("line after line")));
+}
+
+QTEST_MAIN(tst_fileviewer)
+#include "tst_fileviewer.moc"

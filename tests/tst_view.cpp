@@ -1,0 +1,556 @@
+#include "ScriptedPrompts.h"
+#include "TestHome.h"
+#include "components/FileViewer.h"
+#include "components/GameSelector.h"
+#include "data/NodeKey.h"
+#include "platform/ListView.h"
+#include "platform/RtfWriter.h"
+#include "platform/SettingsStore.h"
+#include "platform/Twips.h"
+#include "view/ctlView.h"
+
+#include <QAbstractItemModelTester>
+#include <QAbstractItemView>
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMenu>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QSqlQuery>
+#include <QTest>
+#include <QTextBlock>
+#include <QTextEdit>
+#include <QTimer>
+#include <QTreeView>
+
+namespace {
+
+QString rtf(const QString &text)
+{
+    return QString::fromLatin1(RtfWriter::FromPlainText(text));
+}
+
+// A file view on a store of three PC action games: Quest with three files, Empty with none and
+// Solo with one.
+struct Shelf
+{
+    TestHome home;
+    ctlView view;
+    ListView *list = view.FileList();
+    qint32 quest = home.addGame(18, 1, QStringLiteral("Quest"));
+    qint32 empty = home.addGame(18, 1, QStringLiteral("Empty"));
+    qint32 solo = home.addGame(18, 1, QStringLiteral("Solo"));
+    qint32 guide = home.addFile(quest, 1, QStringLiteral("Zeta guide"), rtf(QStringLiteral("The guide.")));
+    qint32 review = home.addFile(quest, 3, QStringLiteral("Alpha review"), rtf(QStringLiteral("The review.")));
+    qint32 link = home.addFile(quest, 6, QStringLiteral("Beta link"), QStringLiteral("{\\rtf1 {\\b broken"));
+    qint32 only = home.addFile(solo, 2, QStringLiteral("Codes"), QString());
+
+    Shelf()
+    {
+        QSqlQuery query(home.db());
+        query.exec(QStringLiteral("UPDATE file SET src = 'www.b.example' WHERE auto_id = ") + QString::number(review));
+        query.exec(QStringLiteral("UPDATE file SET txt_rtf = '' WHERE auto_id = ") + QString::number(only));
+        view.setStore(&home.store());
+        view.resize(800, 600);
+        view.show();
+    }
+    void list_(qint32 game, const QString &name, quint8 dontSelFirst = 0)
+    {
+        view.M_PLATFORM_ID = 18;
+        view.M_GENRE_ID = 1;
+        view.M_GAME_ID = game;
+        view.M_GAME = name;
+        view.ListFiles(game, dontSelFirst);
+    }
+    QString key(qint32 file) const { return NodeKey::File(file); }
+    QString path(qint32 file, qint32 game) const { return NodeKey::FilePath(file, NodeKey::Game(game, 1, 18)); }
+    QString caption() const { return view.findChild<QLabel *>(QStringLiteral("lblFiles"))->text(); }
+    QString shown() const { return view.Viewer()->toPlainText(); }
+    void trigger(const char *action) { view.findChild<QAction *>(QLatin1String(action))->trigger(); }
+    int files(qint32 game)
+    {
+        QSqlQuery query(home.db());
+        query.exec(QStringLiteral("SELECT count(*) FROM file WHERE game_id = ") + QString::number(game));
+        return query.next() ? query.value(0).toInt() : -1;
+    }
+    // Confirms (or cancels) the selector that the next command opens with the game `name`.
+    static void choose(const QString &caption, const QString &name, bool confirm = true)
+    {
+        QTimer::singleShot(0, [=] {
+            auto *selector = qobject_cast<GameSelector *>(QApplication::activeModalWidget());
+            QVERIFY(selector);
+            QCOMPARE(selector->windowTitle(), caption);
+            auto *games = selector->findChild<QListWidget *>(QStringLiteral("lstGames"));
+            const auto found = games->findItems(name, Qt::MatchExactly);
+            QCOMPARE(found.size(), 1);
+            games->setCurrentItem(found.first());
+            confirm ? selector->accept() : selector->reject();
+        });
+    }
+};
+
+} // namespace
+
+class tst_view final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { clearSettings(); }
+    void listAdapter();
+    void listFiles();
+    void selectFile();
+    void sortViewAndWidths();
+    void deleteFile();
+    void copyAndMove();
+    void bookmarkQuickAndMenus();
+    void editorRoundTrip();
+    void printInfo();
+};
+
+void tst_view::listAdapter()
+{
+    ListView list;
+    list.AddColumn(QStringLiteral("Name"), 100);
+    list.AddColumn(QStringLiteral("Size"), 50);
+    QTreeView *report = list.findChild<QTreeView *>();
+    QAbstractItemModelTester tester(report->model(), QAbstractItemModelTester::FailureReportingMode::QtTest);
+    list.resize(300, 200);
+    list.show();
+    QSignalSpy clicks(&list, &ListView::ItemClick);
+    ErrObject err;
+    const auto order = [&] {
+        QStringList keys;
+        for (int i = 1; i <= list.Count(); ++i)
+            keys << list.ItemAt(i)->Key();
+        return keys.join(QLatin1Char(' '));
+    };
+    for (const char *name : {"b10", "a", "B2"})
+        list.Add(QLatin1String(name), QLatin1String(name), 0, &err)->setSubItem(1, QString::number(qstrlen(name)));
+    QVERIFY(!list.Add(QStringLiteral("a"), QStringLiteral("again"), 0, &err));
+    QCOMPARE(err.Number, ErrNumber::KeyNotUnique);
+    QVERIFY(!list.Item(QStringLiteral("zz"), &err));
+    QCOMPARE(err.Number, ErrNumber::ElementNotFound);
+    QVERIFY(!list.Remove(QStringLiteral("zz"), &err));
+    QCOMPARE(order(), QStringLiteral("b10 a B2"));
+
+    // Sorted: in natural order, new and renamed rows go to their place, the selection stays put.
+    list.Select(list.Item(QStringLiteral("b10")));
+    list.setSorted(true);
+    QCOMPARE(order(), QStringLiteral("a B2 b10"));
+    list.Add(QStringLiteral("b3"), QStringLiteral("b3"), 0, &err)->setSubItem(1, QStringLiteral("2"));
+    list.Item(QStringLiteral("a"))->setText(QStringLiteral("c"));
+    QCOMPARE(order(), QStringLiteral("B2 b3 b10 a"));
+    QCOMPARE(list.SelectedItem()->Key(), QStringLiteral("b10"));
+    list.setSortKey(1);
+    QCOMPARE(order(), QStringLiteral("a B2 b3 b10")); // by size, ties in the order they were
+    list.BeginUpdate(2);
+    list.Add(QStringLiteral("z"), QStringLiteral("z"), 0, &err)->setSubItem(1, QStringLiteral("0"));
+    list.EndUpdate();
+    QCOMPARE(order(), QStringLiteral("z a B2 b3 b10"));
+    QVERIFY(list.Remove(QStringLiteral("B2"), &err));
+    QCOMPARE(list.IndexOf(list.Item(QStringLiteral("b3"))), 3);
+    QCOMPARE(clicks.size(), 0);
+
+    // The keyboard moves the selection and reports it; a click beside the rows clears it.
+    report->setFocus();
+    QTest::keyClick(report, Qt::Key_Down);
+    QCOMPARE(clicks.size(), 1);
+    QCOMPARE(list.SelectedItem(), clicks.first().first().value<ListItem *>());
+    QTest::mouseClick(report->viewport(), Qt::LeftButton, {}, QPoint(5, report->viewport()->height() - 3));
+    QVERIFY(!list.SelectedItem());
+
+    // Every view shows the same rows; a value that is no view changes nothing.
+    for (int view : {ListView::Icon, ListView::SmallIcon, ListView::List}) {
+        QVERIFY(list.setView(view));
+        QCOMPARE(list.ActiveView()->model()->rowCount(), 4);
+        QVERIFY(list.ActiveView()->isVisible());
+    }
+    QVERIFY(!list.setView(4));
+    QCOMPARE(list.View(), int(ListView::List));
+    list.Clear();
+    QCOMPARE(list.Count(), 0);
+    QVERIFY(!list.Item(QStringLiteral("z")));
+}
+
+void tst_view::listFiles()
+{
+    Shelf shelf;
+    QVERIFY(shelf.view.IsCovered());
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    QVERIFY(!shelf.view.IsCovered());
+    QCOMPARE(shelf.list->Count(), 3);
+    const ListItem *row = shelf.list->Item(shelf.key(shelf.review));
+    QVERIFY(row);
+    QCOMPARE(row->Text(), QStringLiteral("Alpha review"));
+    QCOMPARE(row->SubItem(1), QStringLiteral("www.b.example"));
+    QCOMPARE(row->SubItem(2), QStringLiteral("Review"));
+    QCOMPARE(row->Icon(), 3);
+    QVERIFY(!shelf.list->Image(row->Icon()).isNull());
+    QCOMPARE(shelf.caption(), QStringLiteral(" Quest: 3 Files."));
+    // The first row is selected and shown.
+    QCOMPARE(shelf.list->SelectedItem(), shelf.list->ItemAt(1));
+    QCOMPARE(shelf.view.CurrentFileKey(), shelf.list->ItemAt(1)->Key());
+    QCOMPARE(shelf.shown(), QStringLiteral("The guide."));
+
+    // The same game again is not read again; after a reset it is.
+    shelf.home.addFile(shelf.quest, 5, QStringLiteral("News"));
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    QCOMPARE(shelf.list->Count(), 3);
+    shelf.view.Reset();
+    QVERIFY(shelf.view.IsCovered());
+    QCOMPARE(shelf.list->Count(), 0);
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    QCOMPARE(shelf.list->Count(), 4);
+
+    shelf.list_(shelf.empty, QStringLiteral("Empty"));
+    QCOMPARE(shelf.caption(), QStringLiteral(" Empty: 0 Files."));
+    QVERIFY(shelf.shown().isEmpty());
+    // A file without any text lists and shows as empty.
+    shelf.list_(shelf.solo, QStringLiteral("Solo"));
+    QCOMPARE(shelf.caption(), QStringLiteral(" Solo: 1 File."));
+    QCOMPARE(shelf.view.CurrentFileKey(), shelf.key(shelf.only));
+    QVERIFY(shelf.shown().isEmpty());
+
+    // Told not to, the view selects and shows nothing.
+    shelf.list_(shelf.quest, QStringLiteral("Quest"), 1);
+    QCOMPARE(shelf.list->Count(), 4);
+    QVERIFY(!shelf.list->SelectedItem());
+    QVERIFY(shelf.shown().isEmpty());
+    QVERIFY(shelf.caption().isEmpty());
+    QVERIFY(!QFile::exists(shelf.home.file(QStringLiteral("error.log"))));
+
+    // The window's caption names the store while the files are shown.
+    shelf.view.SelectTab(2);
+    QCOMPARE(shelf.view.windowTitle(), QStringLiteral("Lorekeep"));
+    shelf.view.SelectTab(1);
+    QCOMPARE(shelf.view.windowTitle(),
+             QStringLiteral("Lorekeep - [") + shelf.home.store().DatabaseName() + QStringLiteral("] - Files"));
+}
+
+void tst_view::selectFile()
+{
+    Shelf shelf;
+    QSignalSpy missing(&shelf.view, &ctlView::NoFileKeyFound);
+    shelf.view.SelectFile(shelf.key(shelf.guide)); // nothing listed yet
+    QVERIFY(shelf.view.CurrentFileKey().isEmpty());
+
+    shelf.list_(shelf.quest, QStringLiteral("Quest"), 1);
+    // Broken RTF shows what could be read of it.
+    shelf.view.SelectFile(shelf.key(shelf.link));
+    QCOMPARE(shelf.list->SelectedItem()->Key(), shelf.key(shelf.link));
+    QCOMPARE(shelf.shown(), QStringLiteral("broken"));
+    QCOMPARE(shelf.caption(), QStringLiteral(" Quest: 3 Files."));
+    // The file shown already is not read again.
+    QSqlQuery(shelf.home.db()).exec(QStringLiteral("UPDATE file SET txt_rtf = 'changed'"));
+    shelf.view.SelectFile(shelf.key(shelf.link));
+    QCOMPARE(shelf.shown(), QStringLiteral("broken"));
+
+    // A file that is not in the list is reported once.
+    shelf.view.SelectFile(shelf.key(shelf.only));
+    shelf.view.SelectFile(shelf.key(shelf.only));
+    QCOMPARE(missing.size(), 1);
+    QCOMPARE(missing.first().first().toString(), shelf.key(shelf.only));
+
+    // Clicking a row shows its text through the reader.
+    shelf.view.SelectFile(shelf.key(shelf.guide));
+    QCOMPARE(shelf.shown(), QStringLiteral("changed"));
+    ListItem *review = shelf.list->Item(shelf.key(shelf.review));
+    QTreeView *report = shelf.view.findChild<QTreeView *>();
+    const QRect rect = report->visualRect(report->model()->index(shelf.list->IndexOf(review) - 1, 0));
+    QTest::mouseClick(report->viewport(), Qt::LeftButton, {}, rect.center());
+    QCOMPARE(shelf.view.CurrentFileKey(), shelf.key(shelf.review));
+    QCOMPARE(shelf.list->SelectedItem(), review);
+
+    // The viewer takes no typing.
+    shelf.view.Viewer()->setFocus();
+    QTest::keyClicks(shelf.view.Viewer(), QStringLiteral("typed"));
+    QCOMPARE(shelf.shown(), QStringLiteral("changed"));
+}
+
+void tst_view::sortViewAndWidths()
+{
+    Shelf shelf;
+    const auto widths = [&] {
+        return QList<int>{shelf.list->ColumnWidth(0), shelf.list->ColumnWidth(1), shelf.list->ColumnWidth(2)};
+    };
+    const auto pixels = [](int a, int b, int c) {
+        return QList<int>{Twips::toPixelsX(a), Twips::toPixelsX(b), Twips::toPixelsX(c)};
+    };
+    QCOMPARE(widths(), pixels(3980, 2900, 2270));
+    shelf.view.InitView();
+    QCOMPARE(widths(), pixels(3980, 2900, 2270));
+    QCOMPARE(shelf.list->View(), int(ListView::Report));
+    SaveSetting(SettingKeys::AppLayout, QStringLiteral("1"));
+    SaveSetting(SettingKeys::FileView, QStringLiteral("0"));
+    shelf.view.InitView();
+    QCOMPARE(widths(), pixels(3800, 2699, 1640));
+    QCOMPARE(shelf.list->View(), int(ListView::Icon));
+    SaveSetting(SettingKeys::FileView, QStringLiteral("seven"));
+    shelf.view.Re_View();
+    QCOMPARE(shelf.list->View(), int(ListView::Icon));
+    SaveSetting(SettingKeys::FileView, QStringLiteral("3"));
+    shelf.view.Re_View();
+
+    // A click on "Source" sorts by source, also for games listed later; the first row by that order
+    // is the one shown.
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    auto *header = shelf.view.findChild<QTreeView *>()->header();
+    QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
+                      QPoint(header->sectionViewportPosition(1) + 5, header->height() / 2));
+    QCOMPARE(shelf.list->SortKey(), 1);
+    QVERIFY(shelf.list->Sorted());
+    QCOMPARE(shelf.list->ItemAt(3)->Key(), shelf.key(shelf.review));
+    shelf.view.Reset();
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    QCOMPARE(shelf.list->ItemAt(3)->Key(), shelf.key(shelf.review));
+    QCOMPARE(shelf.view.CurrentFileKey(), shelf.list->ItemAt(1)->Key());
+}
+
+void tst_view::deleteFile()
+{
+    ScriptedPrompts prompts;
+    Shelf shelf;
+    QSignalSpy counts(&shelf.view, &ctlView::UpdateGameNode);
+    QSignalSpy bookmarks(&shelf.view, &ctlView::DeleteBookmark);
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    shelf.view.SelectFile(shelf.key(shelf.review));
+
+    prompts.answerMsgBox(MsgResult::No);
+    shelf.trigger("mnuFileDel");
+    QCOMPARE(prompts.last().text, QStringLiteral("Are you sure you wish to delete this Review file?"));
+    QCOMPARE(prompts.last().buttons, MsgButtons::YesNo);
+    QCOMPARE(prompts.last().icon, MsgIcon::Exclamation);
+    QCOMPARE(shelf.list->Count(), 3);
+    QCOMPARE(shelf.files(shelf.quest), 3);
+
+    prompts.answerMsgBox(MsgResult::Yes);
+    shelf.trigger("mnuFileDel");
+    QCOMPARE(shelf.list->Count(), 2);
+    QVERIFY(!shelf.list->Item(shelf.key(shelf.review)));
+    QCOMPARE(shelf.files(shelf.quest), 2);
+    QCOMPARE(counts.size(), 1);
+    QCOMPARE(counts.first(), (QVariantList{NodeKey::Game(shelf.quest, 1, 18), 1}));
+    QCOMPARE(bookmarks.first().first().toString(), shelf.path(shelf.review, shelf.quest));
+    QCOMPARE(shelf.caption(), QStringLiteral(" Quest: 2 Files."));
+    // The first row takes over.
+    QCOMPARE(shelf.list->SelectedItem(), shelf.list->ItemAt(1));
+    QCOMPARE(shelf.shown(), QStringLiteral("The guide."));
+
+    // A file deleted elsewhere still leaves the list; a store that refuses keeps it.
+    QSqlQuery(shelf.home.db()).exec(QStringLiteral("DELETE FROM file WHERE auto_id = ") + QString::number(shelf.guide));
+    prompts.answerMsgBox(MsgResult::Yes);
+    shelf.trigger("mnuFileDel");
+    QCOMPARE(shelf.list->Count(), 1);
+    QCOMPARE(counts.size(), 2);
+    QSqlQuery(shelf.home.db()).exec(QStringLiteral("DROP TABLE file"));
+    prompts.answerMsgBox(MsgResult::Yes);
+    prompts.answerMsgBox(MsgResult::OK);
+    shelf.trigger("mnuFileDel");
+    QCOMPARE(prompts.last().icon, MsgIcon::Critical);
+    QVERIFY(prompts.last().text.startsWith(QStringLiteral("File Delete Error: ")));
+    QCOMPARE(shelf.list->Count(), 1);
+    QCOMPARE(counts.size(), 2);
+}
+
+void tst_view::copyAndMove()
+{
+    Shelf shelf;
+    QSignalSpy counts(&shelf.view, &ctlView::UpdateGameNode);
+    QSignalSpy moved(&shelf.view, &ctlView::MoveBookmark);
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    shelf.view.SelectFile(shelf.key(shelf.review));
+
+    // Its own game, or a cancel, changes nothing.
+    Shelf::choose(QStringLiteral("Move selected file to..."), QStringLiteral("Quest"));
+    shelf.trigger("mnuFileMove");
+    Shelf::choose(QStringLiteral("Copy selected file to..."), QStringLiteral("Quest"));
+    shelf.trigger("mnuFileCopyTo");
+    Shelf::choose(QStringLiteral("Move selected file to..."), QStringLiteral("Empty"), false);
+    shelf.trigger("mnuFileMove");
+    QCOMPARE(counts.size(), 0);
+    QCOMPARE(shelf.files(shelf.quest), 3);
+
+    Shelf::choose(QStringLiteral("Copy selected file to..."), QStringLiteral("Empty"));
+    shelf.trigger("mnuFileCopyTo");
+    QCOMPARE(shelf.files(shelf.empty), 1);
+    QCOMPARE(shelf.files(shelf.quest), 3);
+    QCOMPARE(shelf.list->Count(), 3);
+    QCOMPARE(counts.size(), 1);
+    QCOMPARE(counts.takeFirst(), (QVariantList{NodeKey::Game(shelf.empty, 1, 18), 0}));
+    QSqlQuery copy(shelf.home.db());
+    QVERIFY(copy.exec(QStringLiteral("SELECT sub_cat, src, desc, txt_rtf FROM file WHERE game_id = ") +
+                      QString::number(shelf.empty)) &&
+            copy.next());
+    QCOMPARE(copy.value(2).toString(), QStringLiteral("Alpha review"));
+    QCOMPARE(copy.value(3).toString(), rtf(QStringLiteral("The review.")));
+
+    // After the copy the flag is down again: the next command moves.
+    Shelf::choose(QStringLiteral("Move selected file to..."), QStringLiteral("Solo"));
+    shelf.trigger("mnuFileMove");
+    QCOMPARE(shelf.files(shelf.quest), 2);
+    QCOMPARE(shelf.files(shelf.solo), 2);
+    QCOMPARE(shelf.list->Count(), 2);
+    QVERIFY(!shelf.list->Item(shelf.key(shelf.review)));
+    QCOMPARE(shelf.caption(), QStringLiteral(" Quest: 2 Files."));
+    QCOMPARE(counts.size(), 2);
+    QCOMPARE(counts.at(0), (QVariantList{NodeKey::Game(shelf.quest, 1, 18), 1}));
+    QCOMPARE(counts.at(1), (QVariantList{NodeKey::Game(shelf.solo, 1, 18), 0}));
+    QCOMPARE(moved.first(),
+             (QVariantList{shelf.path(shelf.review, shelf.quest), shelf.path(shelf.review, shelf.solo)}));
+    QCOMPARE(shelf.shown(), QStringLiteral("The review."));
+}
+
+void tst_view::bookmarkQuickAndMenus()
+{
+    Shelf shelf;
+    QSignalSpy bookmarked(&shelf.view, &ctlView::Bookmark);
+    QSignalSpy quick(&shelf.view, &ctlView::SendQuick);
+    const QString fifty(50, QLatin1Char('x'));
+    QSqlQuery(shelf.home.db())
+        .exec(QStringLiteral("UPDATE file SET desc = '") + fifty +
+              QStringLiteral("', src = 'HTTP://a.example' WHERE auto_id = ") + QString::number(shelf.guide));
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    shelf.trigger("mnuFileBookmark");
+    QCOMPARE(bookmarked.first(), (QVariantList{1, shelf.path(shelf.guide, shelf.quest), fifty}));
+    shelf.list->ItemAt(1)->setText(fifty + QStringLiteral("y"));
+    shelf.trigger("mnuFileBookmark");
+    QCOMPARE(bookmarked.last().at(2).toString(), QString(47, QLatin1Char('x')) + QStringLiteral("..."));
+
+    // The source's scheme decides whether the menu offers it, in any letter case.
+    auto *menu = shelf.view.findChild<QMenu *>(QStringLiteral("mnuFile"));
+    auto *navigate = shelf.view.findChild<QAction *>(QStringLiteral("mnuNavToSrc"));
+    QTreeView *report = shelf.view.findChild<QTreeView *>();
+    const auto rightClick = [&](int row) {
+        const QRect rect = row < 0 ? QRect(0, report->viewport()->height() - 4, 1, 1)
+                                   : report->visualRect(report->model()->index(row, 0));
+        QTest::mouseClick(report->viewport(), Qt::RightButton, {}, rect.center());
+    };
+    rightClick(0);
+    QVERIFY(menu->isVisible() && navigate->isVisible());
+    QCOMPARE(shelf.view.NavURL(), QStringLiteral("HTTP://a.example"));
+    menu->hide();
+    QSqlQuery(shelf.home.db()).exec(QStringLiteral("UPDATE file SET src = 'https://c.example'"));
+    shelf.view.Reset();
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    rightClick(0);
+    QVERIFY(menu->isVisible() && !navigate->isVisible());
+    QCOMPARE(shelf.view.NavURL(), QStringLiteral("HTTP://a.example"));
+    menu->hide();
+    rightClick(-1); // below the rows
+    QVERIFY(!shelf.list->SelectedItem());
+    auto *addOnly = shelf.view.findChild<QMenu *>(QStringLiteral("mnuAddOnly"));
+    QVERIFY(addOnly->isVisible());
+    addOnly->hide();
+
+    // The viewer's pop-up needs a selection of two characters or more.
+    auto *quickMenu = shelf.view.findChild<QMenu *>(QStringLiteral("mnuQuickMenu"));
+    shelf.view.SelectFile(shelf.key(shelf.review));
+    for (int length : {1, 2}) {
+        QTextCursor cursor = shelf.view.Viewer()->textCursor();
+        cursor.setPosition(0);
+        cursor.setPosition(length, QTextCursor::KeepAnchor);
+        shelf.view.Viewer()->setTextCursor(cursor);
+        Q_EMIT shelf.view.Viewer()->customContextMenuRequested(QPoint(2, 2));
+        QCOMPARE(quickMenu->isVisible(), length == 2);
+    }
+    quickMenu->hide();
+
+    // Quick Clips get the game's header and the text, whole or selected.
+    shelf.view.SelectFile(shelf.key(shelf.review));
+    shelf.trigger("mnuAddQuick");
+    const QString header = QStringLiteral("Platform: PC\r\nGame: Quest\r\nGenre: Action");
+    QCOMPARE(quick.last(), (QVariantList{header, QStringLiteral("The review.")}));
+    QTextCursor cursor = shelf.view.Viewer()->textCursor();
+    cursor.setPosition(4);
+    cursor.setPosition(10, QTextCursor::KeepAnchor);
+    shelf.view.Viewer()->setTextCursor(cursor);
+    shelf.trigger("mnuSendQuick");
+    QCOMPARE(quick.last().at(1).toString(), QStringLiteral("review"));
+}
+
+void tst_view::editorRoundTrip()
+{
+    ScriptedPrompts prompts;
+    Shelf shelf;
+    QSignalSpy counts(&shelf.view, &ctlView::UpdateGameNode);
+    QSignalSpy updated(&shelf.view, &ctlView::UpdateBookmark);
+    shelf.list_(shelf.solo, QStringLiteral("Solo"));
+
+    shelf.view.AddNewFile();
+    FileViewer *editor = shelf.view.Editor();
+    QVERIFY(editor && editor->isVisible());
+    QCOMPARE(editor->CurrentMode(), quint8(FileViewer::NewMode));
+    auto *desc = editor->findChild<QLineEdit *>(QStringLiteral("txtDesc"));
+    QCOMPARE(desc->text(), QStringLiteral("New File"));
+    editor->findChild<QComboBox *>(QStringLiteral("cboSubCat"))->setCurrentIndex(3);
+    desc->setText(QStringLiteral("Sneak peek"));
+    auto *text = editor->findChild<QTextEdit *>(QStringLiteral("rtbText"));
+    text->setFocus();
+    QTest::keyClicks(text, QStringLiteral("First look"));
+    QVERIFY(editor->Save());
+    QCOMPARE(shelf.list->Count(), 2);
+    ListItem *added = shelf.list->SelectedItem();
+    QVERIFY(added);
+    QCOMPARE(added->Text(), QStringLiteral("Sneak peek"));
+    QCOMPARE(added->SubItem(2), QStringLiteral("Preview"));
+    QCOMPARE(shelf.shown(), QStringLiteral("First look"));
+    QCOMPARE(shelf.caption(), QStringLiteral(" Solo: 2 Files."));
+    QCOMPARE(counts.first(), (QVariantList{NodeKey::Game(shelf.solo, 1, 18), 0}));
+    QCOMPARE(shelf.files(shelf.solo), 2);
+    editor->close();
+
+    // Edited, the row, the text and the bookmark follow what was stored.
+    shelf.trigger("mnuFileEdit");
+    editor = shelf.view.Editor();
+    QCOMPARE(editor->CurrentMode(), quint8(FileViewer::EditMode));
+    text = editor->findChild<QTextEdit *>(QStringLiteral("rtbText"));
+    QCOMPARE(text->toPlainText(), QStringLiteral("First look"));
+    text->moveCursor(QTextCursor::End);
+    QTest::keyClicks(text, QStringLiteral(", revised"));
+    editor->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QString(60, QLatin1Char('d')));
+    QVERIFY(editor->Save());
+    QCOMPARE(added->Text(), QString(60, QLatin1Char('d')));
+    QCOMPARE(shelf.shown(), QStringLiteral("First look, revised"));
+    const QString path = shelf.path(NodeKey::Id(added->Key(), 0).value(), shelf.solo);
+    QCOMPARE(updated.first(), (QVariantList{4, path, QString(QString(47, QLatin1Char('d')) + QStringLiteral("..."))}));
+    editor->close();
+
+    // A double click opens the viewer only to read.
+    QTreeView *report = shelf.view.findChild<QTreeView *>();
+    const QRect rect = report->visualRect(report->model()->index(shelf.list->IndexOf(added) - 1, 0));
+    QTest::mouseDClick(report->viewport(), Qt::LeftButton, {}, rect.center());
+    QCOMPARE(shelf.view.Editor()->CurrentMode(), quint8(FileViewer::ViewMode));
+    QCOMPARE(shelf.view.Editor()->findChild<QTextEdit *>(QStringLiteral("rtbText"))->toPlainText(),
+             QStringLiteral("First look, revised"));
+}
+
+void tst_view::printInfo()
+{
+    Shelf shelf;
+    QTextDocument target;
+    target.setPlainText(QStringLiteral("kept"));
+    shelf.list_(shelf.solo, QStringLiteral("Solo"));
+    QVERIFY(!shelf.view.PrintInfo(&target)); // no text in the file
+    QCOMPARE(target.toPlainText(), QStringLiteral("kept"));
+
+    target.clear();
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    QVERIFY(shelf.view.PrintInfo(&target));
+    QCOMPARE(target.toPlainText(),
+             QStringLiteral(
+                 "Quest - Walkthrough\\Guide\nFile: Zeta guide\nSource: https://example.org/Zeta guide\n\nThe guide."));
+    QTextCursor label(target.findBlockByNumber(1));
+    label.movePosition(QTextCursor::NextCharacter);
+    QCOMPARE(label.charFormat().fontWeight(), int(QFont::Bold));
+    label.movePosition(QTextCursor::EndOfBlock);
+    QCOMPARE(label.charFormat().fontWeight(), int(QFont::Normal));
+}
+
+QTEST_MAIN(tst_view)
+#include "tst_view.moc"
