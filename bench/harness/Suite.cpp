@@ -5,6 +5,7 @@
 int runStoreSuite(const BenchContext &context);
 int runRtfSuite(const BenchContext &context);
 int runTreeSuite(const BenchContext &context);
+int runFilesSuite(const BenchContext &context);
 
 namespace {
 
@@ -12,6 +13,8 @@ const Suite suites[] = {
     {"store", "our data layer against bare QtSql: open the store, list a game's files, read a file", runStoreSuite},
     {"rtf", "our RTF reader (plain text, document) against Qt's HTML import of the same content", runRtfSuite},
     {"tree", "the game tree: its load and a game rename, against the bare SQL of the same rows", runTreeSuite},
+    {"files", "the file view: listing a game's files and showing a document, against the bare SQL of the same rows",
+     runFilesSuite},
 };
 
 } // namespace
