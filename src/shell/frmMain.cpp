@@ -265,7 +265,8 @@ void frmMain::ReloadAll()
 
 void frmMain::closeEvent(QCloseEvent *event)
 {
-    if (!Form_QueryUnload()) {
+    // Files still open for editing are asked about first; keeping one open keeps the program open.
+    if (!m_ctlView->CloseEditors() || !Form_QueryUnload()) {
         event->ignore();
         return;
     }

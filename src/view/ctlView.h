@@ -71,6 +71,10 @@ public:
     // Appends the printout of the selected file to `target`; false when there is no text to print.
     bool PrintInfo(QTextDocument *target);
 
+    // Closes every viewer/editor window opened from the pane; each with unsaved changes asks first.
+    // False when one of them stays open.
+    bool CloseEditors();
+
     qint32 ListedGameId() const { return m_listedGameId; }
     const QString &CurrentFileKey() const { return m_currentFileKey; }
     ListView *FileList() const { return lvFiles; }

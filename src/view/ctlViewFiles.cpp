@@ -131,6 +131,15 @@ FileViewer *ctlView::NewViewer()
     return objViewer;
 }
 
+bool ctlView::CloseEditors()
+{
+    const QList<FileViewer *> editors = findChildren<FileViewer *>(Qt::FindDirectChildrenOnly);
+    bool allClosed = true;
+    for (FileViewer *editor : editors)
+        allClosed = (!editor->isVisible() || editor->close()) && allClosed;
+    return allClosed;
+}
+
 void ctlView::OpenViewer(quint8 mode)
 {
     m_viewerMode = 0;
