@@ -4,6 +4,7 @@
 #include <QString>
 #include <QWidget>
 
+class FileTextReader;
 class FileViewer;
 class ListItem;
 class ListView;
@@ -119,6 +120,8 @@ private:
     void lvFiles_ItemClick(ListItem *item);
     void lvFiles_KeyDown(int key);
     void SelectFirst();
+    // Reads the row's file; a failure is logged under `procedure`, shown to the user when `show` is set.
+    bool ReadFile(const ListItem *item, FileTextReader *reader, const QString &procedure, bool show);
     void applyColumnWidths(SettingKey (*column)(int));
 
     // ctlViewFiles.cpp: the file commands.

@@ -144,21 +144,15 @@ void ctlView::OpenViewer(quint8 mode)
 {
     m_viewerMode = 0;
     const ListItem *item = lvFiles->SelectedItem();
-    const auto id = fileId(item);
-    if (!item)
-        return;
     FileTextReader reader;
-    reader.setConnection(m_store->Connection());
-    ErrObject err;
-    if (!id || !reader.Load(*id, &err)) {
-        LogError(id ? err : NodeKey::BadKey(item->Key()), module, QStringLiteral("lvFiles DblClick"), true);
+    if (!item || !ReadFile(item, &reader, QStringLiteral("lvFiles DblClick"), true))
         return;
-    }
+    const qint32 id = *fileId(item);
     FileViewer *viewer = NewViewer();
     if (mode == FileViewer::NewMode)
         viewer->Open(mode, M_PLATFORM_ID, M_GENRE_ID, M_GAME_ID, M_GAME, 0, 0, QString(), QString(), QString());
     else
-        viewer->Open(mode, M_PLATFORM_ID, M_GENRE_ID, M_GAME_ID, M_GAME, *id, reader.SubCat(), reader.Source(),
+        viewer->Open(mode, M_PLATFORM_ID, M_GENRE_ID, M_GAME_ID, M_GAME, id, reader.SubCat(), reader.Source(),
                      reader.Desc(), reader.TextRTF());
 }
 

@@ -193,15 +193,21 @@ void ctlView::SelectFirst()
     lvFiles->Select(first);
     m_currentFileKey = first->Key();
     FileTextReader reader;
-    reader.setConnection(m_store->Connection());
-    ErrObject err;
-    const auto id = NodeKey::Id(first->Key(), 0);
-    if (!id || !reader.Load(*id, &err)) {
-        LogError(id ? err : NodeKey::BadKey(first->Key()), module, QStringLiteral("SelectFirst"), false);
+    if (!ReadFile(first, &reader, QStringLiteral("SelectFirst"), false))
         return;
-    }
     showText(reader.TextRTF());
     SetCaption(M_GAME);
+}
+
+bool ctlView::ReadFile(const ListItem *item, FileTextReader *reader, const QString &procedure, bool show)
+{
+    reader->setConnection(m_store->Connection());
+    ErrObject err;
+    const auto id = NodeKey::Id(item->Key(), 0);
+    if (id && reader->Load(*id, &err))
+        return true;
+    LogError(id ? err : NodeKey::BadKey(item->Key()), module, procedure, show);
+    return false;
 }
 
 void ctlView::lvFiles_ColumnClick(int column)
@@ -215,13 +221,8 @@ void ctlView::lvFiles_ItemClick(ListItem *item)
     if (item->Key() == m_currentFileKey)
         return;
     FileTextReader reader;
-    reader.setConnection(m_store->Connection());
-    ErrObject err;
-    const auto id = NodeKey::Id(item->Key(), 0);
-    if (!id || !reader.Load(*id, &err)) {
-        LogError(id ? err : NodeKey::BadKey(item->Key()), module, QStringLiteral("lvFiles_ItemClick"), false);
+    if (!ReadFile(item, &reader, QStringLiteral("lvFiles_ItemClick"), false))
         return;
-    }
     // Only once the text is shown: a file that could not be read can be clicked again.
     m_currentFileKey = item->Key();
     showText(reader.TextRTF());
