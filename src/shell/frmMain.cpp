@@ -231,7 +231,7 @@ void frmMain::changeEvent(QEvent *event)
 
 void frmMain::SetFilesCaption()
 {
-    setWindowTitle(title + QStringLiteral(" - [") + modADO::instance().DatabaseName() + QStringLiteral("] - Files"));
+    setWindowTitle(modMain::FilesCaption(modADO::instance().DatabaseName()));
 }
 
 void frmMain::mnuFileConnect_Click()

@@ -1,6 +1,7 @@
 #include "modMain.h"
 
 #include "AppPath.h"
+#include "Version.h"
 #include "frmMain.h"
 #include "frmSplash.h"
 
@@ -86,6 +87,11 @@ void SetCaptionColors(QLabel *label, short state)
     palette.setColor(QPalette::WindowText, active ? QColor(Qt::white) : system.color(QPalette::Button));
     label->setAutoFillBackground(true);
     label->setPalette(palette);
+}
+
+QString FilesCaption(const QString &databaseName)
+{
+    return QStringLiteral(LOREKEEP_TITLE " - [") + databaseName + QStringLiteral("] - Files");
 }
 
 } // namespace modMain

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 class QLabel;
 class QWidget;
 class frmMain;
@@ -27,5 +29,7 @@ void UnloadAll();
 // Active (-1): black background, white text. Inactive (0): the workspace background with button-face
 // text. Any other state changes nothing.
 void SetCaptionColors(QLabel *label, short state);
+// The main window's caption while the Files tab is shown: the program and the open store's name.
+QString FilesCaption(const QString &databaseName);
 
 } // namespace modMain

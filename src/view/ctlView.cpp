@@ -1,5 +1,6 @@
 #include "ctlView.h"
 
+#include "Version.h"
 #include "components/FileViewer.h"
 #include "data/modADO.h"
 #include "platform/ListView.h"
@@ -26,7 +27,7 @@
 
 namespace {
 
-const QString title = QStringLiteral("Lorekeep");
+const QString title = QStringLiteral(LOREKEEP_TITLE);
 
 // How far the bar between list and text may go, in twips: not above the caption, and not so low
 // that the text disappears.
@@ -191,14 +192,12 @@ void ctlView::tabChanged()
 {
     picTabContainer->setCurrentIndex(tbsTabs->currentIndex());
     // The window's caption names what the pane shows: the page in the browser, else the store.
-    QString caption = title;
-    if (SelectedTab() == 2) {
-        if (!m_pageTitle.isEmpty())
-            caption += QStringLiteral(" - ") + m_pageTitle;
-    } else {
-        caption += QStringLiteral(" - [") + m_store->DatabaseName() + QStringLiteral("] - Files");
-    }
-    window()->setWindowTitle(caption);
+    if (SelectedTab() != 2)
+        window()->setWindowTitle(modMain::FilesCaption(m_store->DatabaseName()));
+    else if (m_pageTitle.isEmpty())
+        window()->setWindowTitle(title);
+    else
+        window()->setWindowTitle(title + QStringLiteral(" - ") + m_pageTitle);
 }
 
 void ctlView::BrowseNavigate(const QString &strURL)

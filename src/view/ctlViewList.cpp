@@ -33,9 +33,11 @@ QIcon subCatIcon(int code)
 
 void ctlView::setUpList()
 {
-    lvFiles->AddColumn(QStringLiteral("File"), Twips::toPixelsX(3980));
-    lvFiles->AddColumn(QStringLiteral("Source"), Twips::toPixelsX(2900));
-    lvFiles->AddColumn(QStringLiteral("Category"), Twips::toPixelsX(2270));
+    // The designed widths are the settings' defaults; a stored value that does not read keeps them.
+    const QString captions[] = {QStringLiteral("File"), QStringLiteral("Source"), QStringLiteral("Category")};
+    for (int index = 1; index <= 3; ++index)
+        lvFiles->AddColumn(captions[index - 1],
+                           Twips::toPixelsX(SettingKeys::ViewColumn(index).defaultValue().toInt()));
     for (int code = 1; code <= modNames::SubCatCount; ++code)
         lvFiles->SetImage(code, subCatIcon(code));
 
