@@ -13,13 +13,21 @@
 
 namespace {
 
+// Start-up lets pending events run while it loads; a close handled then would end the window while
+// start-up still works on it, and the quit that follows would come before the main loop and be lost.
+bool mainLoopRunning = false;
+bool closePending = false;
+
 // Closes the main window; a dialog that is up is dismissed first, since the code that opened it is
-// still waiting for its answer and must finish before the window goes away.
+// still waiting for its answer and must finish before the window goes away. During start-up the
+// close waits for the main loop.
 void CloseWhenIdle()
 {
     if (QWidget *modal = QApplication::activeModalWidget()) {
         modal->close();
         QTimer::singleShot(50, &CloseWhenIdle);
+    } else if (!mainLoopRunning) {
+        closePending = true;
     } else if (frmMain *form = modMain::MainForm()) {
         form->close();
     } else {
@@ -61,6 +69,12 @@ int main(int argc, char *argv[])
     QObject::connect(&termination, &TerminationSignals::Received, &app, [] { CloseWhenIdle(); });
 
     modMain::Main();
+    // Posted only now, so it runs in the main loop and not in one that start-up ran.
+    QTimer::singleShot(0, &app, [] {
+        mainLoopRunning = true;
+        if (closePending)
+            CloseWhenIdle();
+    });
     const int result = QApplication::exec();
     modADO::instance().Close();
     Prompts::install(nullptr);
