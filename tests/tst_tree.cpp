@@ -87,6 +87,11 @@ void tst_tree::nodeKeys()
     QCOMPARE(NodeKey::ParentKey(game), QStringLiteral("G_8|P_255"));
     QCOMPARE(NodeKey::Field(NodeKey::ParentKey(game), 1), QStringLiteral("P_255"));
     QCOMPARE(NodeKey::Field(game, 3), QString());
+    // Whole fields only: platform 1 is not within platform 12's keys.
+    const QString path = NodeKey::FilePath(5, NodeKey::Game(1, 2, 12));
+    QVERIFY(NodeKey::Within(path, NodeKey::Game(1, 2, 12)) && NodeKey::Within(path, QStringLiteral("P_12")));
+    QVERIFY(NodeKey::Within(path, path) && !NodeKey::Within(path, QStringLiteral("P_1")));
+    QVERIFY(!NodeKey::Within(path, QStringLiteral("2|P_12")) && !NodeKey::Within(path, QString()));
     // Out of range, not a number, or missing: no value rather than a wrong one.
     QVERIFY(!NodeKey::Id(QStringLiteral("N_2147483648"), 0));
     QVERIFY(!NodeKey::Code(QStringLiteral("G_256|P_1"), 0));

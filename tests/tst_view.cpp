@@ -19,6 +19,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
+#include <QScrollBar>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QSqlQuery>
@@ -173,6 +174,30 @@ void tst_view::listAdapter()
     }
     QVERIFY(!list.setView(4));
     QCOMPARE(list.View(), int(ListView::List));
+
+    // A new key is found and the old one is not; a taken one is refused.
+    ListItem *b3 = list.Item(QStringLiteral("b3"));
+    QVERIFY(list.setKey(b3, QStringLiteral("b4"), &err) && list.Item(QStringLiteral("b4")) == b3);
+    QVERIFY(!list.Item(QStringLiteral("b3")));
+    QVERIFY(!list.setKey(b3, QStringLiteral("z"), &err));
+    QCOMPARE(err.Number, ErrNumber::KeyNotUnique);
+
+    // Scrolling waits for the event loop, and a removed row is not scrolled to.
+    list.setView(ListView::Report);
+    list.BeginUpdate(300);
+    for (int i = 0; i < 300; ++i)
+        list.Add(QStringLiteral("n%1").arg(i), QStringLiteral("n%1").arg(i), 0, &err);
+    list.EndUpdate();
+    list.EnsureVisible(list.ItemAt(1));
+    list.EnsureVisible(list.Item(QStringLiteral("n299")));
+    QCOMPARE(report->verticalScrollBar()->value(), 0);
+    QTRY_VERIFY(report->viewport()->rect().contains(
+        report->visualRect(report->model()->index(list.IndexOf(list.Item(QStringLiteral("n299"))) - 1, 0)).center()));
+    const int scrolled = report->verticalScrollBar()->value();
+    list.EnsureVisible(list.ItemAt(2));
+    list.Remove(list.ItemAt(2));
+    QTest::qWait(10);
+    QCOMPARE(report->verticalScrollBar()->value(), scrolled);
     list.Clear();
     QCOMPARE(list.Count(), 0);
     QVERIFY(!list.Item(QStringLiteral("z")));

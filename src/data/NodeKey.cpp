@@ -78,6 +78,15 @@ QString ParentKey(const QString &key)
     return at < 0 ? QString() : key.mid(at + 1);
 }
 
+bool Within(const QString &key, const QString &nodeKey)
+{
+    if (nodeKey.isEmpty())
+        return false;
+    if (key.size() == nodeKey.size())
+        return key == nodeKey;
+    return key.endsWith(nodeKey) && key.at(key.size() - nodeKey.size() - 1) == separator;
+}
+
 std::optional<qint32> Id(const QString &key, int index)
 {
     bool ok = false;

@@ -28,6 +28,9 @@ NodeKind Kind(const QString &key);
 QString Field(const QString &key, int index);
 // The key without its first field: a game key's genre key, a genre key's platform key.
 QString ParentKey(const QString &key);
+// Whether `nodeKey` names the item of `key` or one of its ancestors, whole field by whole field:
+// "N_1|G_2|P_3" is within "K_5|N_1|G_2|P_3", "P_3" within both, but "P_3" is not within "P_31".
+bool Within(const QString &key, const QString &nodeKey);
 // The number of field `index`, taken from its third character; nothing when that is not a
 // number of the field's width (a 32-bit id, or a code of one byte).
 std::optional<qint32> Id(const QString &key, int index);

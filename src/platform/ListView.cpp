@@ -7,6 +7,7 @@
 #include <QKeyEvent>
 #include <QListView>
 #include <QStackedWidget>
+#include <QTimer>
 #include <QTreeView>
 #include <QVBoxLayout>
 
@@ -20,6 +21,11 @@ constexpr int SmallIconSize = 16;
 ErrObject elementNotFound()
 {
     return {ErrNumber::ElementNotFound, QStringLiteral("Element not found")};
+}
+
+ErrObject keyNotUnique()
+{
+    return {ErrNumber::KeyNotUnique, QStringLiteral("Key is not unique in collection")};
 }
 
 } // namespace
@@ -245,7 +251,7 @@ int ListView::AddColumn(const QString &caption, int width)
 
 void ListView::setColumnCaption(int column, const QString &caption)
 {
-    if (column < 0 || column >= m_captions.size())
+    if (column < 0 || column >= m_captions.size() || m_captions.at(column) == caption)
         return;
     m_captions[column] = caption;
     Q_EMIT m_model->headerDataChanged(Qt::Horizontal, column, column);
@@ -272,7 +278,7 @@ void ListView::SetImage(int index, const QIcon &icon)
 ListItem *ListView::Add(const QString &key, const QString &text, int icon, ErrObject *err)
 {
     if (!key.isEmpty() && m_byKey.contains(key)) {
-        *err = {ErrNumber::KeyNotUnique, QStringLiteral("Key is not unique in collection")};
+        *err = keyNotUnique();
         return nullptr;
     }
     auto *item = new ListItem(this, key, text, icon);
@@ -323,8 +329,26 @@ void ListView::Remove(ListItem *item)
     renumber(row);
     if (!item->m_key.isEmpty())
         m_byKey.remove(item->m_key);
+    if (item == m_scrollTarget)
+        m_scrollTarget = nullptr;
     delete item;
     m_quiet = wasQuiet;
+}
+
+bool ListView::setKey(ListItem *item, const QString &key, ErrObject *err)
+{
+    if (key == item->m_key)
+        return true;
+    if (!key.isEmpty() && m_byKey.contains(key)) {
+        *err = keyNotUnique();
+        return false;
+    }
+    if (!item->m_key.isEmpty())
+        m_byKey.remove(item->m_key);
+    item->m_key = key;
+    if (!key.isEmpty())
+        m_byKey.insert(key, item);
+    return true;
 }
 
 void ListView::Clear()
@@ -333,6 +357,7 @@ void ListView::Clear()
     qDeleteAll(m_rows);
     m_rows.clear();
     m_byKey.clear();
+    m_scrollTarget = nullptr;
     m_model->endResetModel();
 }
 
@@ -465,7 +490,20 @@ void ListView::Select(ListItem *item)
 
 void ListView::EnsureVisible(ListItem *item)
 {
-    if (item)
+    // Scrolling lays out every row first; a caller that adds rows one by one and shows each would
+    // pay that for every row. The view scrolls once, to the last row asked for, when control
+    // returns to the event loop, which is before it paints.
+    if (!item)
+        return;
+    m_scrollTarget = item;
+    if (!std::exchange(m_scrollPosted, true))
+        QTimer::singleShot(0, this, &ListView::scrollToTarget);
+}
+
+void ListView::scrollToTarget()
+{
+    m_scrollPosted = false;
+    if (ListItem *item = std::exchange(m_scrollTarget, nullptr))
         ActiveView()->scrollTo(m_model->index(item->m_row, 0));
 }
 

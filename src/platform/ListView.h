@@ -86,6 +86,8 @@ public:
     ListItem *Item(const QString &key, ErrObject *err = nullptr) const;
     bool Remove(const QString &key, ErrObject *err);
     void Remove(ListItem *item);
+    // Gives `item` another key; false (and error 35602) when another row has it already.
+    bool setKey(ListItem *item, const QString &key, ErrObject *err);
     void Clear();
     // Between these, rows are added without being placed or shown one by one: a sorted list is
     // sorted once at the end and the views take all rows in one go.
@@ -108,6 +110,8 @@ public:
     ListItem *SelectedItem() const;
     // Selects `item` (null clears the selection) and scrolls it into view without raising ItemClick.
     void Select(ListItem *item);
+    // Scrolls `item` into view once control is back in the event loop; of several calls before
+    // then, the last one counts.
     void EnsureVisible(ListItem *item);
 
     // The view in use, for focus and look.
@@ -137,6 +141,7 @@ private:
     void applyView();
     void pressed(QAbstractItemView *view, Qt::MouseButton button, const QPoint &pos, const QPoint &globalPos);
     void currentMoved(const QModelIndex &current);
+    void scrollToTarget();
 
     ListModel *m_model;
     QItemSelectionModel *m_selection;
@@ -153,4 +158,6 @@ private:
     bool m_sorted = false;
     bool m_updating = false;
     bool m_quiet = false;
+    ListItem *m_scrollTarget = nullptr;
+    bool m_scrollPosted = false;
 };
