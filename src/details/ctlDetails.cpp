@@ -1,59 +1,85 @@
 #include "ctlDetails.h"
 
+#include "data/modADO.h"
+#include "platform/ListView.h"
 #include "platform/SettingsStore.h"
+#include "platform/Twips.h"
 #include "shell/modMain.h"
 
 #include <QApplication>
 #include <QLabel>
+#include <QMenu>
+#include <QScreen>
 #include <QStyle>
 #include <QTabWidget>
 #include <QToolBar>
-#include <QTreeWidget>
 #include <QVBoxLayout>
+
+#include <algorithm>
 
 namespace {
 
-QTreeWidget *makeList(const QString &name, const QStringList &columns)
+QIcon bundledIcon(const char *name)
 {
-    auto *list = new QTreeWidget;
-    list->setObjectName(name);
-    list->setRootIsDecorated(false);
-    list->setUniformRowHeights(true);
-    list->setHeaderLabels(columns);
-    return list;
+    // QIcon finds the name@2x.png beside it by itself for HiDPI screens.
+    return QIcon(QStringLiteral(":/bundle/details/") + QLatin1String(name) + QStringLiteral(".png"));
+}
+
+// The width of the whole screen in twips: the favorites' and search results' columns share it out
+// until the user sizes them.
+float screenTwips()
+{
+    const QScreen *screen = QGuiApplication::primaryScreen();
+    return float(Twips::fromPixelsX(screen ? screen->geometry().width() : 1024));
+}
+
+// Each list's columns in the order their widths are read and saved, with their designed widths in
+// twips.
+struct ColumnWidths
+{
+    ListView *list;
+    SettingKey (*key)(int);
+    std::vector<float> designed;
+};
+
+std::array<ColumnWidths, 3> columnWidths(ListView *bookmarks, ListView *favorites, ListView *search)
+{
+    const float screen = screenTwips();
+    return {{
+        {favorites, SettingKeys::FavoriteColumn, {screen / 3 - 40, screen / 3 - 40, screen / 3 - 30}},
+        {search, SettingKeys::SearchColumn, {screen / 4 - 30, screen / 4 - 30, screen / 4 - 40, screen / 4}},
+        {bookmarks, SettingKeys::BookmarkColumn, {}},
+    }};
 }
 
 } // namespace
 
 ctlDetails::ctlDetails(QWidget *parent)
     : QWidget(parent),
+      m_store(&modADO::instance()),
       tbsTabs(new QTabWidget(this)),
       tbrTools(new QToolBar(this)),
-      lvBookmarks(makeList(QStringLiteral("lvBookmarks"),
-                           {QStringLiteral("File"), QStringLiteral("Category"), QStringLiteral("Game"),
-                            QStringLiteral("Genre"), QStringLiteral("Platform")})),
-      lvFavorites(makeList(QStringLiteral("lvFavorites"),
-                           {QStringLiteral("URL"), QStringLiteral("Title"), QStringLiteral("Description")})),
-      lvSearchResults(makeList(QStringLiteral("lvSearchResults"), {QStringLiteral("Platform"), QStringLiteral("Game"),
-                                                                   QStringLiteral("Category"), QString()}))
+      lvBookmarks(makeList("lvBookmarks", {"File", "Category", "Game", "Genre", "Platform"})),
+      lvFavorites(makeList("lvFavorites", {"URL", "Title", "Description"})),
+      lvSearchResults(makeList("lvSearchResults", {"Platform", "Game", "Category", ""}))
 {
     setObjectName(QStringLiteral("ctlDetails"));
     tbsTabs->setObjectName(QStringLiteral("tbsTabs"));
     tbrTools->setObjectName(QStringLiteral("tbrTools"));
     lvFavorites->setToolTip(QStringLiteral("Double click to navigate."));
+    lvFavorites->SetImage(0, bundledIcon("link"));
 
     const struct
     {
         const char *caption;
         const char *header;
         const char *label;
-        QTreeWidget *list;
-        QStyle::StandardPixmap icon;
+        ListView *list;
+        const char *image;
     } tabs[] = {
-        {"Bookmarks", " Bookmarks:", "lblBookmarks", lvBookmarks, QStyle::SP_FileDialogContentsView},
-        {"Internet Favorites", " Internet Favorites:", "lblFavorites", lvFavorites, QStyle::SP_DriveNetIcon},
-        {"Lorekeep Search Results", " Search Results:", "lblSearchResults", lvSearchResults,
-         QStyle::SP_FileDialogDetailedView},
+        {"Bookmarks", " Bookmarks:", "lblBookmarks", lvBookmarks, "book"},
+        {"Internet Favorites", " Internet Favorites:", "lblFavorites", lvFavorites, "favorites"},
+        {"Lorekeep Search Results", " Search Results:", "lblSearchResults", lvSearchResults, "find"},
     };
     for (std::size_t i = 0; i < lblHeaders.size(); ++i) {
         auto *panel = new QWidget;
@@ -68,7 +94,7 @@ ctlDetails::ctlDetails(QWidget *parent)
         layout->setSpacing(0);
         layout->addWidget(header);
         layout->addWidget(tabs[i].list, 1);
-        tbsTabs->addTab(panel, style()->standardIcon(tabs[i].icon), QString::fromLatin1(tabs[i].caption));
+        tbsTabs->addTab(panel, bundledIcon(tabs[i].image), QString::fromLatin1(tabs[i].caption));
     }
 
     tbrTools->setIconSize({12, 12});
@@ -82,6 +108,12 @@ ctlDetails::ctlDetails(QWidget *parent)
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(tbsTabs);
 
+    buildMenus();
+    connectList(lvBookmarks, mnuBM, &ctlDetails::lvBookmarks_DblClick, mnuBMDelete);
+    connectList(lvFavorites, mnuFav, &ctlDetails::lvFavorites_DblClick, mnuFavDel);
+    connectList(lvSearchResults, mnuSearch, &ctlDetails::lvSearchResults_DblClick, nullptr);
+    restoreColumnWidths();
+
     connect(tbsTabs, &QTabWidget::currentChanged, this, &ctlDetails::tabChanged);
     m_focusWatch =
         connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) { focusMoved(now); });
@@ -91,6 +123,85 @@ ctlDetails::~ctlDetails()
 {
     // Children going away move the focus; by then this pane is half gone and must not hear of it.
     disconnect(m_focusWatch);
+    saveColumnWidths();
+}
+
+ListView *ctlDetails::makeList(const char *name, const std::initializer_list<const char *> &captions)
+{
+    auto *list = new ListView;
+    list->setObjectName(QLatin1String(name));
+    for (const char *caption : captions)
+        list->AddColumn(QLatin1String(caption), Twips::toPixelsX(1440));
+    return list;
+}
+
+void ctlDetails::buildMenus()
+{
+    const auto menu = [this](const char *name, const char *caption, const char *actionName) {
+        auto *popup = new QMenu(this);
+        popup->setObjectName(QLatin1String(name));
+        QAction *action = popup->addAction(QLatin1String(caption));
+        action->setObjectName(QLatin1String(actionName));
+        return std::pair{popup, action};
+    };
+    std::tie(mnuBM, mnuBMDelete) = menu("mnuBM", "Delete", "mnuBMDelete");
+    std::tie(mnuFav, mnuFavDel) = menu("mnuFav", "Delete", "mnuFavDel");
+    std::tie(mnuSearch, mnuSearchClear) = menu("mnuSearch", "Clear", "mnuSearchClear");
+    mnuSearch->setTitle(QStringLiteral("Search"));
+    connect(mnuBMDelete, &QAction::triggered, this, &ctlDetails::mnuBMDelete_Click);
+    connect(mnuFavDel, &QAction::triggered, this, &ctlDetails::mnuFavDel_Click);
+    connect(mnuSearchClear, &QAction::triggered, this, &ctlDetails::ClearSearch);
+}
+
+// The three lists behave alike: a column click sorts on that column for good, a right click on a
+// selected entry brings up the list's menu, a double click opens the selected entry, and where the
+// list deletes entries Enter opens and Delete deletes.
+void ctlDetails::connectList(ListView *list, QMenu *menu, void (ctlDetails::*open)(), QAction *remove)
+{
+    connect(list, &ListView::ColumnClick, this, [list](int column) {
+        list->setSortKey(column);
+        list->setSorted(true);
+    });
+    connect(list, &ListView::MouseDown, this, [list, menu](Qt::MouseButton button, const QPoint &globalPos) {
+        if (button == Qt::RightButton && list->SelectedItem())
+            menu->popup(globalPos);
+    });
+    connect(list, &ListView::DblClick, this, open);
+    if (!remove)
+        return;
+    connect(list, &ListView::KeyDown, this, [this, open, remove](int key, Qt::KeyboardModifiers) {
+        if (key == Qt::Key_Return || key == Qt::Key_Enter)
+            (this->*open)();
+        else if (key == Qt::Key_Delete)
+            remove->trigger();
+    });
+}
+
+void ctlDetails::restoreColumnWidths()
+{
+    for (const ColumnWidths &columns : columnWidths(lvBookmarks, lvFavorites, lvSearchResults)) {
+        for (int column = 0; column < columns.list->ColumnCount(); ++column) {
+            const SettingKey key = columns.key(column + 1);
+            const QString stored = GetSetting(key);
+            long twips = 0;
+            if (const auto number = SettingNumber(stored); number && *number >= 0)
+                twips = std::min(*number, 1000000L);
+            else if (key.hasDefault())
+                twips = SettingNumber(key.defaultValue()).value_or(0);
+            else
+                twips = std::max(0L, long(columns.designed.at(std::size_t(column))));
+            columns.list->setColumnWidth(column, Twips::toPixelsX(int(twips)));
+        }
+    }
+}
+
+void ctlDetails::saveColumnWidths() const
+{
+    for (const ColumnWidths &columns : columnWidths(lvBookmarks, lvFavorites, lvSearchResults)) {
+        for (int column = 0; column < columns.list->ColumnCount(); ++column)
+            SaveSetting(columns.key(column + 1),
+                        QString::number(float(Twips::fromPixelsX(columns.list->ColumnWidth(column)))));
+    }
 }
 
 void ctlDetails::InitDetails()
@@ -106,9 +217,19 @@ void ctlDetails::InitDetails()
 
 void ctlDetails::Reset()
 {
-    lvBookmarks->clear();
-    lvFavorites->clear();
-    lvSearchResults->clear();
+    lvBookmarks->Clear();
+    lvFavorites->Clear();
+    ClearSearch();
+}
+
+void ctlDetails::ClearFiles()
+{
+    lvBookmarks->Clear();
+}
+
+void ctlDetails::ClearFavorites()
+{
+    lvFavorites->Clear();
 }
 
 void ctlDetails::SelectTab(int index)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "data/GameNames.h"
+
 #include <QWidget>
 
 #include <memory>
@@ -20,7 +22,7 @@ struct ErrObject;
 // commands that add, rename, move and delete games, and a one-line box above the tree that
 // searches it and doubles as the pane's status line. It talks to the other panes only through its
 // host: events up, public operations down.
-class ctlTree final : public QWidget
+class ctlTree final : public QWidget, public GameNames
 {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(ctlTree)
@@ -47,9 +49,9 @@ public:
 
     // The names of a game and of its genre and platform, by the game's key; empty when the key
     // is not in the tree.
-    QString GameName(const QString &strKey) const;
-    QString GameGenre(const QString &strKey) const;
-    QString GamePlatform(const QString &strKey) const;
+    QString GameName(const QString &strKey) const override;
+    QString GameGenre(const QString &strKey) const override;
+    QString GamePlatform(const QString &strKey) const override;
 
     // Whether the search box is shown.
     bool SearchBox() const;

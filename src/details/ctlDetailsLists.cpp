@@ -1,0 +1,136 @@
+// The Internet Favorites and Search Results tabs.
+
+#include "ctlDetails.h"
+
+#include "data/FavoriteTable.h"
+#include "data/NodeKey.h"
+#include "data/modADO.h"
+#include "data/modNames.h"
+#include "platform/ListView.h"
+#include "platform/Prompts.h"
+#include "shell/ErrorLog.h"
+
+#include <QLabel>
+
+namespace {
+
+const QString module = QStringLiteral("ctlDetails");
+constexpr int LinkImage = 0;
+
+} // namespace
+
+void ctlDetails::LoadFavorites(const QString &PlatformKeys)
+{
+    ErrObject err;
+    QVector<FavoriteRow> rows;
+    lvFavorites->Clear();
+    if (!FavoriteTable::Load(m_store->Connection(), &rows, &err)) {
+        LogError(err, module, QStringLiteral("LoadFavorites"), true);
+        return;
+    }
+    lvFavorites->BeginUpdate(int(rows.size()));
+    for (const FavoriteRow &row : std::as_const(rows)) {
+        if (ListItem *entry = lvFavorites->Add(NodeKey::File(row.auto_id), row.url, LinkImage, &err)) {
+            entry->setSubItem(1, row.title);
+            entry->setSubItem(2, row.desc);
+            entry->setTag(row.url);
+        }
+    }
+    lvFavorites->EndUpdate();
+    Q_EMIT FavoritesLoaded();
+    LoadBookmarks(PlatformKeys);
+}
+
+bool ctlDetails::FavoriteCheck(const QString &URL)
+{
+    for (int index = 1; index <= lvFavorites->Count(); ++index) {
+        ListItem *entry = lvFavorites->ItemAt(index);
+        if (entry->Text() != URL)
+            continue;
+        SelectTab(2);
+        lvFavorites->Select(entry);
+        MsgBox(QStringLiteral("This favorite already exists!"), MsgButtons::OK, MsgIcon::Exclamation);
+        return true;
+    }
+    return false;
+}
+
+void ctlDetails::AddFavorite(const QString &Key, const QString &URL, const QString &Title, const QString &Desc)
+{
+    ErrObject err;
+    ListItem *entry = lvFavorites->Add(Key, URL, LinkImage, &err);
+    if (!entry)
+        return;
+    entry->setSubItem(1, Title);
+    entry->setSubItem(2, Desc);
+    entry->setTag(URL);
+    lvFavorites->Select(entry);
+}
+
+bool ctlDetails::DeleteFavorite(const QString &Key)
+{
+    const QString procedure = QStringLiteral("DeleteFavorite");
+    bool ok = false;
+    const qint32 id = QString(Key).remove(QStringLiteral("K_")).toInt(&ok);
+    if (!ok) {
+        LogError(NodeKey::BadKey(Key), module, procedure, true);
+        return false;
+    }
+    ErrObject err;
+    bool deleted = false;
+    if (!FavoriteTable::Delete(m_store->Connection(), id, &deleted, &err)) {
+        LogError(err, module, procedure, true);
+        return false;
+    }
+    return deleted;
+}
+
+void ctlDetails::mnuFavDel_Click()
+{
+    const ListItem *entry = lvFavorites->SelectedItem();
+    if (!entry)
+        return;
+    if (MsgBox(QStringLiteral("Are you sure you wish to delete this favorite?"), MsgButtons::YesNo,
+               MsgIcon::Exclamation) != MsgResult::Yes)
+        return;
+    if (DeleteFavorite(entry->Key()))
+        lvFavorites->Remove(lvFavorites->SelectedItem());
+}
+
+void ctlDetails::lvFavorites_DblClick()
+{
+    if (const ListItem *entry = lvFavorites->SelectedItem())
+        Q_EMIT NavigateFavorite(entry->Tag().toString());
+}
+
+void ctlDetails::ClearSearch()
+{
+    lvSearchResults->Clear();
+    lblHeaders[2]->setText(QStringLiteral(" Search Results:"));
+}
+
+void ctlDetails::SearchTitle(const QString &Title)
+{
+    lblHeaders[2]->setText(QStringLiteral(" Search Results: ") + Title);
+}
+
+void ctlDetails::AddSearch(qint32 FileId, const QString &PlatformName, const QString &GameName, quint8 SubCat,
+                           const QString &FoundText, const QString &GameKey, const QString &FieldName)
+{
+    lvSearchResults->setColumnCaption(3, FieldName.isEmpty() ? QStringLiteral("Search Field") : FieldName);
+    ErrObject err;
+    // A file found twice is listed once.
+    ListItem *entry = lvSearchResults->Add(NodeKey::FilePath(FileId, GameKey), PlatformName, 0, &err);
+    if (!entry)
+        return;
+    entry->setSubItem(1, GameName);
+    entry->setSubItem(2, modNames::GetSubCatName(SubCat));
+    entry->setSubItem(3, FoundText);
+    lvSearchResults->EnsureVisible(entry);
+}
+
+void ctlDetails::lvSearchResults_DblClick()
+{
+    if (const ListItem *entry = lvSearchResults->SelectedItem())
+        Q_EMIT SearchSelect(entry->Key());
+}

@@ -1,0 +1,447 @@
+#include "ScriptedPrompts.h"
+#include "TestHome.h"
+#include "data/BookmarkTable.h"
+#include "data/FavoriteTable.h"
+#include "data/GameNames.h"
+#include "details/ctlDetails.h"
+#include "platform/ListView.h"
+#include "platform/SettingsStore.h"
+#include "platform/Twips.h"
+
+#include <QAbstractItemView>
+#include <QAction>
+#include <QFile>
+#include <QHeaderView>
+#include <QLabel>
+#include <QMenu>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QSqlQuery>
+#include <QTabWidget>
+#include <QTest>
+#include <QTreeView>
+
+namespace {
+
+// The tree as the pane sees it: names by game key.
+struct FakeTree final : GameNames
+{
+    QHash<QString, QStringList> games; // key → name, genre, platform
+    QString GameName(const QString &key) const override { return games.value(key).value(0); }
+    QString GameGenre(const QString &key) const override { return games.value(key).value(1); }
+    QString GamePlatform(const QString &key) const override { return games.value(key).value(2); }
+};
+
+// Bookmarks on three platforms: two files of Quest (PC action, platform 18), one of Racer
+// (NES driving, platform 1) and one of Puzzler (Master System, platform 12, whose key ends like
+// platform 1's).
+struct Desk
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    ctlDetails details;
+    ListView *bookmarks = details.Bookmarks();
+    FakeTree tree;
+    const QString quest = QStringLiteral("N_1|G_1|P_18");
+    const QString racer = QStringLiteral("N_2|G_3|P_1");
+    const QString puzzler = QStringLiteral("N_3|G_4|P_12");
+    qint32 guide = mark(QStringLiteral("K_10|") + quest, QStringLiteral("Guide"), 1, QStringLiteral("Quest"), 1, "PC");
+    qint32 codes = mark(QStringLiteral("K_11|") + quest, QStringLiteral("Codes"), 2, QStringLiteral("Quest"), 1, "PC");
+    qint32 laps = mark(QStringLiteral("K_20|") + racer, QStringLiteral("Laps"), 3, QStringLiteral("Racer"), 3,
+                       "Nintendo Entertainment System");
+    qint32 tiles = mark(QStringLiteral("K_30|") + puzzler, QStringLiteral("Tiles"), 6, QStringLiteral("Puzzler"), 4,
+                        "Master System");
+
+    Desk()
+    {
+        details.setStore(&home.store());
+        details.resize(900, 300);
+        details.show();
+        tree.games.insert(quest, {QStringLiteral("Quest"), QStringLiteral("Action"), QStringLiteral("PC")});
+        tree.games.insert(QStringLiteral("N_1|G_2|P_3"),
+                          {QStringLiteral("Quest"), QStringLiteral("Adventure"), QStringLiteral("GameCube")});
+        tree.games.insert(racer, {QStringLiteral("Racer"), QStringLiteral("Driving"),
+                                  QStringLiteral("Nintendo Entertainment System")});
+    }
+    qint32 mark(const QString &key, const QString &file, quint8 subCat, const QString &game, quint8 genre,
+                const char *platform)
+    {
+        qint32 id = 0;
+        ErrObject err;
+        BookmarkTable::Add(home.db(), {0, key, game, file, QLatin1String(platform), subCat, genre}, &id, &err);
+        return id;
+    }
+    BookmarkRow row(qint32 id)
+    {
+        BookmarkRow row;
+        bool found = false;
+        ErrObject err;
+        BookmarkTable::Read(home.db(), id, &row, &found, &err);
+        return found ? row : BookmarkRow{};
+    }
+    QStringList keys(const ListView *list) const
+    {
+        QStringList keys;
+        for (int index = 1; index <= list->Count(); ++index)
+            keys << list->ItemAt(index)->Key();
+        return keys;
+    }
+    QStringList columns(const ListItem *entry) const
+    {
+        QStringList texts;
+        for (int column = 0; column < 5; ++column)
+            texts << entry->ColumnText(column);
+        return texts;
+    }
+    void exec(const QString &sql) { QVERIFY2(QSqlQuery(home.db()).exec(sql), qPrintable(sql)); }
+    QAbstractItemView *view(ListView *list) const { return list->ActiveView(); }
+    void key(ListView *list, ListItem *entry, Qt::Key key)
+    {
+        list->Select(entry);
+        QTest::keyClick(view(list), key);
+    }
+    void doubleClick(ListView *list, ListItem *entry)
+    {
+        list->Select(entry);
+        const QRect rect = view(list)->visualRect(view(list)->model()->index(list->IndexOf(entry) - 1, 0));
+        QTest::mouseDClick(view(list)->viewport(), Qt::LeftButton, {}, rect.center());
+    }
+};
+
+} // namespace
+
+class tst_details : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { clearSettings(); }
+    void columnsTabsAndWidths();
+    void loadingChain();
+    void bookmarkFile();
+    void keepingInStep();
+    void storeFailures();
+    void deleteAndOpenBookmarks();
+    void favorites();
+    void searchResults();
+};
+
+void tst_details::columnsTabsAndWidths()
+{
+    const int screen = Twips::fromPixelsX(QGuiApplication::primaryScreen()->geometry().width());
+    const auto twips = [](const ListView *list, int column) {
+        return Twips::fromPixelsX(list->ColumnWidth(column));
+    };
+    {
+        Desk desk;
+        // First start: the designed widths; favorites and search results share out the screen.
+        QCOMPARE(desk.bookmarks->ColumnCount(), 5);
+        for (int column = 0; column < 5; ++column)
+            QVERIFY(qAbs(twips(desk.bookmarks, column) - QList{3200, 1600, 3400, 1100, 2600}.at(column)) <= 15);
+        QVERIFY(qAbs(twips(desk.details.Favorites(), 2) - (screen / 3 - 30)) <= 15);
+        QVERIFY(qAbs(twips(desk.details.SearchResults(), 3) - screen / 4) <= 15);
+        QCOMPARE(desk.details.Favorites()->ColumnCaption(1), QStringLiteral("Title"));
+        QCOMPARE(desk.details.SelectedTab(), 1);
+        desk.bookmarks->setColumnWidth(0, 123);
+        desk.details.Favorites()->setColumnWidth(1, 77);
+
+        // Without the kept layout the stored tab is not brought back, but every change is stored.
+        SaveSetting(SettingKeys::DetailSelTab, QStringLiteral("3"));
+        desk.details.InitDetails();
+        QCOMPARE(desk.details.SelectedTab(), 1);
+        QCOMPARE(GetSetting(SettingKeys::DetailSelTab), QStringLiteral("1"));
+        desk.details.SelectTab(2);
+        QCOMPARE(GetSetting(SettingKeys::DetailSelTab), QStringLiteral("2"));
+        desk.details.SelectTab(4);
+        QCOMPARE(desk.details.SelectedTab(), 2);
+    }
+    // Closing stored the widths; a width that is no number leaves the designed one.
+    QCOMPARE(SettingNumber(GetSetting(SettingKeys::BookmarkColumn(1))), long(Twips::fromPixelsX(123)));
+    SaveSetting(SettingKeys::BookmarkColumn(2), QStringLiteral("wide"));
+    SaveSetting(SettingKeys::AppLayout, QStringLiteral("1"));
+    SaveSetting(SettingKeys::DetailSelTab, QStringLiteral("3"));
+    Desk desk;
+    QCOMPARE(desk.bookmarks->ColumnWidth(0), 123);
+    QVERIFY(qAbs(twips(desk.bookmarks, 1) - 1600) <= 15);
+    QCOMPARE(desk.details.Favorites()->ColumnWidth(1), 77);
+    desk.details.InitDetails();
+    QCOMPARE(desk.details.SelectedTab(), 3);
+
+    // A column click sorts for good; entries added later take their place.
+    desk.details.LoadBookmarks(QStringLiteral("|P_18|P_1"));
+    QHeaderView *header = desk.bookmarks->findChild<QTreeView *>()->header();
+    QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, {header->sectionViewportPosition(2) + 5, 5});
+    QCOMPARE(desk.bookmarks->SortKey(), 2);
+    QCOMPARE(desk.bookmarks->ItemAt(1)->SubItem(2), QStringLiteral("Quest"));
+    desk.prompts.answerMsgBox(MsgResult::OK);
+    desk.details.BookmarkFile(1, QStringLiteral("K_12|") + desk.quest, QStringLiteral("Alpha"), desk.tree);
+    QCOMPARE(desk.bookmarks->ItemAt(4)->Text(), QStringLiteral("Laps"));
+}
+
+void tst_details::loadingChain()
+{
+    Desk desk;
+    QStringList order;
+    QObject::connect(&desk.details, &ctlDetails::FavoritesLoaded, [&] { order << QStringLiteral("favorites"); });
+    QObject::connect(&desk.details, &ctlDetails::BookmarksLoaded, [&] { order << QStringLiteral("bookmarks"); });
+
+    // An empty favorites table still loads the bookmarks, of the loaded platforms only; platform 1
+    // does not take in platform 12.
+    desk.details.LoadFavorites(QStringLiteral("|P_18|P_1"));
+    QCOMPARE(order, (QStringList{QStringLiteral("favorites"), QStringLiteral("bookmarks")}));
+    QCOMPARE(desk.keys(desk.bookmarks),
+             (QStringList{QStringLiteral("K_10|") + desk.quest, QStringLiteral("K_11|") + desk.quest,
+                          QStringLiteral("K_20|") + desk.racer}));
+    const ListItem *laps = desk.bookmarks->ItemAt(3);
+    QCOMPARE(desk.columns(laps),
+             (QStringList{QStringLiteral("Laps"), QStringLiteral("Review"), QStringLiteral("Racer"),
+                          QStringLiteral("Driving"), QStringLiteral("Nintendo Entertainment System")}));
+    QCOMPARE(laps->Tag().toInt(), desk.laps);
+
+    // A second row for the same file is listed once; no platforms list nothing; Reset empties all.
+    desk.mark(QStringLiteral("K_30|") + desk.puzzler, QStringLiteral("Again"), 6, QStringLiteral("Puzzler"), 4,
+              "Master System");
+    desk.details.LoadBookmarks(QStringLiteral("|P_12"));
+    QCOMPARE(desk.keys(desk.bookmarks), QStringList{QStringLiteral("K_30|") + desk.puzzler});
+    QCOMPARE(desk.bookmarks->ItemAt(1)->Text(), QStringLiteral("Tiles"));
+    desk.details.LoadBookmarks(QString());
+    QCOMPARE(desk.bookmarks->Count(), 0);
+    QCOMPARE(order.size(), 4);
+}
+
+void tst_details::bookmarkFile()
+{
+    Desk desk;
+    desk.details.LoadBookmarks(QStringLiteral("|P_18|P_1"));
+    const QString key = QStringLiteral("K_12|") + desk.quest;
+    desk.prompts.answerMsgBox(MsgResult::OK);
+    desk.details.BookmarkFile(3, key, QStringLiteral("A review"), desk.tree);
+    QCOMPARE(desk.prompts.last().text, QStringLiteral("Bookmark added."));
+    QCOMPARE(desk.prompts.last().icon, MsgIcon::Information);
+    const ListItem *entry = desk.bookmarks->Item(key);
+    QVERIFY(entry);
+    QCOMPARE(desk.columns(entry),
+             (QStringList{QStringLiteral("A review"), QStringLiteral("Review"), QStringLiteral("Quest"),
+                          QStringLiteral("Action"), QStringLiteral("PC")}));
+    const BookmarkRow row = desk.row(entry->Tag().toInt());
+    QCOMPARE(row.tree_key, key);
+    QCOMPARE(row.platform, QStringLiteral("PC"));
+    QCOMPARE(row.genre, quint8(1));
+    QCOMPARE(row.sub_cat, quint8(3));
+
+    // The same file again is refused and writes nothing.
+    desk.prompts.answerMsgBox(MsgResult::OK);
+    desk.details.BookmarkFile(3, key, QStringLiteral("A review"), desk.tree);
+    QCOMPARE(desk.prompts.last().text, QStringLiteral("This item is already bookmarked!"));
+    QCOMPARE(desk.prompts.last().icon, MsgIcon::Exclamation);
+    QSqlQuery count(desk.home.db());
+    count.exec(QStringLiteral("SELECT count(*) FROM bookmarks"));
+    QVERIFY(count.next());
+    QCOMPARE(count.value(0).toInt(), 5);
+}
+
+void tst_details::keepingInStep()
+{
+    Desk desk;
+    desk.details.LoadBookmarks(QStringLiteral("|P_18|P_1|P_3"));
+    const QString guideKey = QStringLiteral("K_10|") + desk.quest;
+
+    // An edited file: its text and category, in the list and the store.
+    desk.details.UpdateBookmark(5, guideKey, QStringLiteral("Guide, revised"), desk.tree);
+    QCOMPARE(desk.bookmarks->Item(guideKey)->Text(), QStringLiteral("Guide, revised"));
+    QCOMPARE(desk.bookmarks->Item(guideKey)->SubItem(1), QStringLiteral("News"));
+    QCOMPARE(desk.row(desk.guide).file, QStringLiteral("Guide, revised"));
+    QCOMPARE(desk.row(desk.guide).sub_cat, quint8(5));
+
+    // A renamed game: every bookmark of it, and no other.
+    desk.details.RenameGame(desk.quest, QStringLiteral("Quest II"));
+    QCOMPARE(desk.bookmarks->Item(QStringLiteral("K_11|") + desk.quest)->SubItem(2), QStringLiteral("Quest II"));
+    QCOMPARE(desk.row(desk.guide).game, QStringLiteral("Quest II"));
+    QCOMPARE(desk.row(desk.codes).game, QStringLiteral("Quest II"));
+    QCOMPARE(desk.row(desk.laps).game, QStringLiteral("Racer"));
+
+    // A game moved to GameCube adventure: all its bookmarks take the new key, genre and platform.
+    const QString moved = QStringLiteral("N_1|G_2|P_3");
+    desk.details.MoveBookmark(desk.quest, moved, desk.tree);
+    const ListItem *guide = desk.bookmarks->Item(QStringLiteral("K_10|") + moved);
+    QVERIFY(guide && !desk.bookmarks->Item(guideKey));
+    QCOMPARE(guide->SubItem(3), QStringLiteral("Adventure"));
+    QCOMPARE(guide->SubItem(4), QStringLiteral("GameCube"));
+    QCOMPARE(desk.row(desk.codes).tree_key, QStringLiteral("K_11|") + moved);
+    QCOMPARE(desk.row(desk.codes).platform, QStringLiteral("GameCube"));
+    QCOMPARE(desk.row(desk.codes).genre, quint8(2));
+    QCOMPARE(desk.row(desk.codes).game, QStringLiteral("Quest II"));
+
+    // A file moved to another game is re-keyed, so bookmarking it at its new place is a duplicate.
+    const QString lapsMoved = QStringLiteral("K_20|") + moved;
+    desk.details.MoveBookmark(QStringLiteral("K_20|") + desk.racer, lapsMoved, desk.tree);
+    QCOMPARE(desk.columns(desk.bookmarks->Item(lapsMoved)),
+             (QStringList{QStringLiteral("Laps"), QStringLiteral("Review"), QStringLiteral("Quest"),
+                          QStringLiteral("Adventure"), QStringLiteral("GameCube")}));
+    QCOMPARE(desk.row(desk.laps).tree_key, lapsMoved);
+    desk.prompts.answerMsgBox(MsgResult::OK);
+    desk.details.BookmarkFile(3, lapsMoved, QStringLiteral("Laps"), desk.tree);
+    QCOMPARE(desk.prompts.last().text, QStringLiteral("This item is already bookmarked!"));
+
+    // Deleting: an unknown key changes nothing, a file key takes its bookmark, a game key all of them.
+    desk.details.DeleteBookmark(QStringLiteral("K_99|") + moved);
+    desk.details.DeleteBookmark(QStringLiteral("N_9|G_2|P_3"));
+    QCOMPARE(desk.bookmarks->Count(), 3);
+    desk.details.DeleteBookmark(lapsMoved);
+    QCOMPARE(desk.row(desk.laps).auto_id, 0);
+    desk.details.DeleteBookmark(moved);
+    QCOMPARE(desk.bookmarks->Count(), 0);
+    QCOMPARE(desk.row(desk.codes).auto_id, 0);
+    QCOMPARE(desk.row(desk.tiles).auto_id, desk.tiles); // on a platform the tree does not hold
+}
+
+void tst_details::storeFailures()
+{
+    Desk desk;
+    desk.details.LoadBookmarks(QStringLiteral("|P_18|P_1"));
+
+    // One refused row of a game's move leaves every row and entry as it was.
+    desk.exec(QStringLiteral("CREATE TRIGGER refuse BEFORE UPDATE ON bookmarks WHEN old.auto_id = %1 "
+                             "BEGIN SELECT RAISE(ABORT, 'bookmark locked'); END")
+                  .arg(desk.codes));
+    desk.prompts.answerMsgBox(MsgResult::OK);
+    desk.details.MoveBookmark(desk.quest, QStringLiteral("N_1|G_2|P_3"), desk.tree);
+    QVERIFY(desk.prompts.last().text.contains(QStringLiteral("bookmark locked")));
+    QCOMPARE(desk.row(desk.guide).tree_key, QStringLiteral("K_10|") + desk.quest);
+    QVERIFY(desk.bookmarks->Item(QStringLiteral("K_10|") + desk.quest));
+    QFile log(desk.home.file(QStringLiteral("error.log")));
+    QVERIFY(log.open(QIODevice::ReadOnly));
+    const QByteArray logged = log.readAll();
+    QVERIFY(logged.contains("ctlDetails") && logged.contains("MoveBookmark"));
+
+    // A bookmark whose row has gone from the store leaves the list when it is next changed.
+    desk.exec(QStringLiteral("DROP TRIGGER refuse"));
+    desk.exec(QStringLiteral("DELETE FROM bookmarks WHERE auto_id = %1").arg(desk.guide));
+    desk.details.RenameGame(desk.quest, QStringLiteral("Quest II"));
+    QVERIFY(!desk.bookmarks->Item(QStringLiteral("K_10|") + desk.quest));
+    QCOMPARE(desk.bookmarks->Count(), 2);
+}
+
+void tst_details::deleteAndOpenBookmarks()
+{
+    Desk desk;
+    desk.details.LoadBookmarks(QStringLiteral("|P_18|P_1"));
+    QSignalSpy selected(&desk.details, &ctlDetails::BookmarkSelect);
+    ListItem *laps = desk.bookmarks->ItemAt(3);
+
+    // Enter and a double click open the selected bookmark.
+    desk.key(desk.bookmarks, laps, Qt::Key_Return);
+    desk.doubleClick(desk.bookmarks, laps);
+    QCOMPARE(selected.size(), 2);
+    QCOMPARE(selected.last().first().toString(), QStringLiteral("K_20|") + desk.racer);
+
+    // Delete asks first; No keeps list and row.
+    desk.prompts.answerMsgBox(MsgResult::No);
+    desk.key(desk.bookmarks, laps, Qt::Key_Delete);
+    QCOMPARE(desk.prompts.last().text, QStringLiteral("Are you sure you wish to delete this bookmark?"));
+    QCOMPARE(desk.prompts.last().buttons, MsgButtons::YesNo);
+    QCOMPARE(desk.bookmarks->Count(), 3);
+    QCOMPARE(desk.row(desk.laps).auto_id, desk.laps);
+    desk.prompts.answerMsgBox(MsgResult::Yes);
+    desk.details.findChild<QAction *>(QStringLiteral("mnuBMDelete"))->trigger();
+    QCOMPARE(desk.bookmarks->Count(), 2);
+    QCOMPARE(desk.row(desk.laps).auto_id, 0);
+
+    // KillBM asks nothing.
+    desk.bookmarks->Select(desk.bookmarks->ItemAt(1));
+    desk.details.KillBM();
+    QCOMPARE(desk.row(desk.guide).auto_id, 0);
+    QCOMPARE(desk.bookmarks->Count(), 1);
+    QCOMPARE(desk.prompts.shown().size(), 2);
+}
+
+void tst_details::favorites()
+{
+    Desk desk;
+    ListView *list = desk.details.Favorites();
+    qint32 id = 0;
+    ErrObject err;
+    FavoriteTable::Add(desk.home.db(), {0, QStringLiteral("https://a.example/"), QStringLiteral("A"), QString()}, &id,
+                       &err);
+    desk.details.LoadFavorites(QStringLiteral("|P_18"));
+    QCOMPARE(desk.keys(list), QStringList{QStringLiteral("K_%1").arg(id)});
+    QCOMPARE(list->ItemAt(1)->SubItem(1), QStringLiteral("A"));
+    QCOMPARE(desk.bookmarks->Count(), 2);
+
+    // A listed address is shown to the user; another letter case is another address.
+    QVERIFY(!desk.details.FavoriteCheck(QStringLiteral("https://A.example/")));
+    desk.prompts.answerMsgBox(MsgResult::OK);
+    QVERIFY(desk.details.FavoriteCheck(QStringLiteral("https://a.example/")));
+    QCOMPARE(desk.prompts.last().text, QStringLiteral("This favorite already exists!"));
+    QCOMPARE(desk.details.SelectedTab(), 2);
+    QCOMPARE(list->SelectedItem(), list->ItemAt(1));
+
+    // A double click and Enter send the address, not the title.
+    FavoriteTable::Add(desk.home.db(), {0, QStringLiteral("https://b.example/"), QStringLiteral("B"), QString()}, &id,
+                       &err);
+    desk.details.AddFavorite(QStringLiteral("K_%1").arg(id), QStringLiteral("https://b.example/"), QStringLiteral("B"),
+                             QStringLiteral("Second"));
+    QCOMPARE(list->SelectedItem()->SubItem(2), QStringLiteral("Second"));
+    QSignalSpy navigate(&desk.details, &ctlDetails::NavigateFavorite);
+    desk.doubleClick(list, list->ItemAt(2));
+    desk.key(list, list->ItemAt(2), Qt::Key_Enter);
+    QCOMPARE(navigate.size(), 2);
+    QCOMPARE(navigate.first().first().toString(), QStringLiteral("https://b.example/"));
+
+    // Delete asks; a row already gone leaves the entry listed.
+    desk.prompts.answerMsgBox(MsgResult::No);
+    desk.key(list, list->ItemAt(2), Qt::Key_Delete);
+    QCOMPARE(list->Count(), 2);
+    desk.prompts.answerMsgBox(MsgResult::Yes);
+    desk.key(list, list->ItemAt(2), Qt::Key_Delete);
+    QCOMPARE(desk.prompts.last().text, QStringLiteral("Are you sure you wish to delete this favorite?"));
+    QCOMPARE(list->Count(), 1);
+    QVERIFY(!desk.details.DeleteFavorite(QStringLiteral("K_%1").arg(id)));
+    desk.exec(QStringLiteral("DELETE FROM favorites"));
+    desk.prompts.answerMsgBox(MsgResult::Yes);
+    desk.key(list, list->ItemAt(1), Qt::Key_Delete);
+    QCOMPARE(list->Count(), 1);
+}
+
+void tst_details::searchResults()
+{
+    Desk desk;
+    ListView *list = desk.details.SearchResults();
+    auto *header = desk.details.findChild<QLabel *>(QStringLiteral("lblSearchResults"));
+    desk.details.AddSearch(7, QStringLiteral("PC"), QStringLiteral("Quest"), 1, QStringLiteral("Guide"), desk.quest,
+                           QString());
+    QCOMPARE(list->ColumnCaption(3), QStringLiteral("Search Field"));
+    desk.details.AddSearch(8, QStringLiteral("PC"), QStringLiteral("Quest"), 2, QStringLiteral("Codes"), desk.quest,
+                           QStringLiteral("File"));
+    desk.details.AddSearch(8, QStringLiteral("PC"), QStringLiteral("Quest"), 2, QStringLiteral("Codes"), desk.quest,
+                           QStringLiteral("File"));
+    QCOMPARE(desk.keys(list), (QStringList{QStringLiteral("K_7|") + desk.quest, QStringLiteral("K_8|") + desk.quest}));
+    QCOMPARE(list->ColumnCaption(3), QStringLiteral("File"));
+    QCOMPARE(list->ItemAt(2)->SubItem(2), QStringLiteral("Cheat\\Hint\\Code"));
+    desk.details.SearchTitle(QStringLiteral("2 items found."));
+    QCOMPARE(header->text(), QStringLiteral(" Search Results: 2 items found."));
+
+    QSignalSpy hit(&desk.details, &ctlDetails::SearchSelect);
+    desk.doubleClick(list, list->ItemAt(2));
+    QCOMPARE(hit.size(), 1);
+    QCOMPARE(hit.first().first().toString(), QStringLiteral("K_8|") + desk.quest);
+
+    // The menu comes up only over a selected result; Clear keeps the last field's caption.
+    desk.details.SelectTab(3);
+    auto *menu = desk.details.findChild<QMenu *>(QStringLiteral("mnuSearch"));
+    QWidget *viewport = desk.view(list)->viewport();
+    QTest::mouseClick(viewport, Qt::RightButton, {}, {5, viewport->height() - 3});
+    QVERIFY(!list->SelectedItem() && !menu->isVisible());
+    list->Select(list->ItemAt(1));
+    QTest::mouseClick(viewport, Qt::RightButton, {},
+                      desk.view(list)->visualRect(desk.view(list)->model()->index(0, 0)).center());
+    QVERIFY(menu->isVisible());
+    menu->hide();
+    desk.details.findChild<QAction *>(QStringLiteral("mnuSearchClear"))->trigger();
+    QCOMPARE(list->Count(), 0);
+    QCOMPARE(header->text(), QStringLiteral(" Search Results:"));
+    QCOMPARE(list->ColumnCaption(3), QStringLiteral("File"));
+}
+
+QTEST_MAIN(tst_details)
+#include "tst_details.moc"
