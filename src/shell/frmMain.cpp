@@ -151,8 +151,11 @@ void frmMain::connectMenu()
     connect(m_ctlTree, &ctlTree::AddFile, m_ctlView, &ctlView::AddNewFile);
     connect(m_ctlView, &ctlView::AddGameNode, m_ctlTree, &ctlTree::objSelector_AddGameNode);
     connect(m_ctlView, &ctlView::UpdateGameNode, m_ctlTree, &ctlTree::UpdateGameCaption);
-    // With no favorites or bookmarks to load, the tree's own load ends the loading chain.
-    connect(m_ctlTree, &ctlTree::LoadFavorites, m_ctlTree, &ctlTree::FinishLoad);
+    // Loading runs tree, favorites, bookmarks; the tree's search box shows each step.
+    connect(m_ctlTree, &ctlTree::LoadFavorites, m_ctlDetails, &ctlDetails::LoadFavorites);
+    connect(m_ctlDetails, &ctlDetails::FavoritesLoaded, this,
+            [this] { m_ctlTree->setSearch_Text(QStringLiteral("Loading Bookmarks...")); });
+    connect(m_ctlDetails, &ctlDetails::BookmarksLoaded, m_ctlTree, &ctlTree::FinishLoad);
 }
 
 void frmMain::Form_Load()
