@@ -6,6 +6,7 @@ int runStoreSuite(const BenchContext &context);
 int runRtfSuite(const BenchContext &context);
 int runTreeSuite(const BenchContext &context);
 int runFilesSuite(const BenchContext &context);
+int runDetailsSuite(const BenchContext &context);
 
 namespace {
 
@@ -15,6 +16,10 @@ const Suite suites[] = {
     {"tree", "the game tree: its load and a game rename, against the bare SQL of the same rows", runTreeSuite},
     {"files", "the file view: listing a game's files and showing a document, against the bare SQL of the same rows",
      runFilesSuite},
+    {"details",
+     "the details pane: loading favorites and bookmarks against the bare SQL of the same rows, and filling "
+     "the search results against Qt's stock item list",
+     runDetailsSuite},
 };
 
 } // namespace
