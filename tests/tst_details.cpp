@@ -141,6 +141,10 @@ void tst_details::columnsTabsAndWidths()
         QVERIFY(qAbs(twips(desk.details.Favorites(), 2) - (screen / 3 - 30)) <= 15);
         QVERIFY(qAbs(twips(desk.details.SearchResults(), 3) - screen / 4) <= 15);
         QCOMPARE(desk.details.Favorites()->ColumnCaption(1), QStringLiteral("Title"));
+        auto *tabs = desk.details.findChild<QTabWidget *>(QStringLiteral("tbsTabs"));
+        QCOMPARE(tabs->tabText(2), QStringLiteral("Lorekeep Search Results"));
+        QVERIFY(!tabs->tabIcon(0).availableSizes().isEmpty() && !tabs->tabIcon(2).availableSizes().isEmpty());
+        QVERIFY(!desk.details.Favorites()->Image(0).availableSizes().isEmpty());
         QCOMPARE(desk.details.SelectedTab(), 1);
         desk.bookmarks->setColumnWidth(0, 123);
         desk.details.Favorites()->setColumnWidth(1, 77);
