@@ -1,12 +1,15 @@
 #include "ScriptedPrompts.h"
+#include "platform/DeferredIcon.h"
 #include "platform/QtPrompts.h"
 #include "platform/SettingsStore.h"
 #include "platform/Twips.h"
 
 #include <QApplication>
 #include <QFile>
+#include <QImage>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
@@ -21,6 +24,7 @@ private Q_SLOTS:
     void conversions();
     void twips();
     void fileFilters();
+    void deferredIcons();
     void qtMessageBoxAnswers_data();
     void qtMessageBoxAnswers();
 };
@@ -44,6 +48,52 @@ void tst_platform::settingsRoundTripAndHandEdits()
     file.close();
     QCOMPARE(GetSetting(SettingKeys::QCFont), QStringLiteral("Courier New, bold"));
     QCOMPARE(SettingNumber(GetSetting(SettingKeys::AppLayout)), std::optional<long>(0));
+
+    // Saving what the file already holds leaves the file alone (a rewrite would drop the stray lines).
+    SaveSetting(SettingKeys::TreeSearchText, tricky);
+    SaveSettings({{SettingKeys::TreeSearchText, tricky}});
+    const auto fileText = [] {
+        QFile reread(SettingsFileName());
+        return reread.open(QIODevice::ReadOnly) ? QString::fromUtf8(reread.readAll()) : QString();
+    };
+    QVERIFY(fileText().contains(QStringLiteral("garbage line")));
+    // The same text over a value that reads as a list is a change, and so is anything else new.
+    SaveSettings(
+        {{SettingKeys::QCFont, QStringLiteral("Courier New, bold")}, {SettingKeys::AppLayout, QStringLiteral("1")}});
+    QVERIFY(!fileText().contains(QStringLiteral("garbage line")));
+    QCOMPARE(GetSetting(SettingKeys::QCFont), QStringLiteral("Courier New, bold"));
+    QCOMPARE(GetSetting(SettingKeys::AppLayout), QStringLiteral("1"));
+    QCOMPARE(GetSetting(SettingKeys::TreeSearchText), tricky);
+}
+
+void tst_platform::deferredIcons()
+{
+    QTemporaryDir dir;
+    const auto png = [&](int size, QColor colour) {
+        QImage image(size, size, QImage::Format_ARGB32);
+        image.fill(colour);
+        const QString name = dir.filePath(QStringLiteral("icon-%1.png").arg(size));
+        return image.save(name) ? name : QString();
+    };
+    const QString small = png(16, Qt::red);
+    const QString large = png(32, Qt::blue);
+    QVERIFY(!small.isEmpty() && !large.isEmpty());
+
+    const QIcon icon = DeferredIcon({{small, QSize(16, 16)}, {large, QSize(32, 32)}});
+    QVERIFY(!icon.isNull());
+    // A copy made before first use draws the same.
+    const QIcon copy = icon;
+    QCOMPARE(copy.pixmap(QSize(32, 32), 1.0).toImage().pixelColor(4, 4), QColor(Qt::blue));
+    QCOMPARE(icon.pixmap(QSize(16, 16), 1.0).toImage().pixelColor(4, 4), QColor(Qt::red));
+    QCOMPARE(icon.availableSizes(), (QList<QSize>{QSize(16, 16), QSize(32, 32)}));
+    QCOMPARE(icon.actualSize(QSize(64, 64)), QSize(32, 32));
+    // The disabled look is made from the image, as for any icon.
+    QVERIFY(icon.pixmap(QSize(16, 16), 1.0, QIcon::Disabled).toImage().pixelColor(4, 4) != QColor(Qt::red));
+
+    // A file that is not there is an icon that draws nothing, not a failure.
+    const QIcon missing = DeferredIcon(dir.filePath(QStringLiteral("absent.png")));
+    QVERIFY(missing.pixmap(QSize(16, 16), 1.0).isNull());
+    QVERIFY(DeferredIcon(QList<std::pair<QString, QSize>>{}).isNull());
 }
 
 void tst_platform::conversions_data()

@@ -3,6 +3,7 @@
 #include "data/GameIndex.h"
 #include "data/NodeKey.h"
 #include "data/modNames.h"
+#include "platform/DeferredIcon.h"
 #include "platform/NaturalOrder.h"
 #include "platform/TreeView.h"
 
@@ -114,7 +115,7 @@ void TreeLoader::AddImages(TreeView *tree)
                                         "console_hot", "PC",       "Arcade"};
     for (const char *name : names) {
         const QString image = QLatin1String(name);
-        tree->AddImage(image, QIcon(QLatin1String(":/bundle/tree/") + image + QLatin1String(".png")));
+        tree->AddImage(image, DeferredIcon(QLatin1String(":/bundle/tree/") + image + QLatin1String(".png")));
     }
 }
 

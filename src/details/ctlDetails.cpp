@@ -1,6 +1,7 @@
 #include "ctlDetails.h"
 
 #include "data/modADO.h"
+#include "platform/DeferredIcon.h"
 #include "platform/ListView.h"
 #include "platform/SettingsStore.h"
 #include "platform/Twips.h"
@@ -22,7 +23,7 @@ namespace {
 QIcon bundledIcon(const char *name)
 {
     // QIcon finds the name@2x.png beside it by itself for HiDPI screens.
-    return QIcon(QStringLiteral(":/bundle/details/") + QLatin1String(name) + QStringLiteral(".png"));
+    return DeferredIcon(QStringLiteral(":/bundle/details/") + QLatin1String(name) + QStringLiteral(".png"));
 }
 
 // The width of the whole screen in twips: the favorites' and search results' columns share it out
@@ -197,11 +198,13 @@ void ctlDetails::restoreColumnWidths()
 
 void ctlDetails::saveColumnWidths() const
 {
+    QList<std::pair<SettingKey, QString>> widths;
     for (const ColumnWidths &columns : columnWidths(lvBookmarks, lvFavorites, lvSearchResults)) {
         for (int column = 0; column < columns.list->ColumnCount(); ++column)
-            SaveSetting(columns.key(column + 1),
-                        QString::number(float(Twips::fromPixelsX(columns.list->ColumnWidth(column)))));
+            widths.append({columns.key(column + 1),
+                           QString::number(float(Twips::fromPixelsX(columns.list->ColumnWidth(column))))});
     }
+    SaveSettings(widths);
 }
 
 void ctlDetails::InitDetails()

@@ -36,13 +36,43 @@ QString GetSetting(const QString &section, const QString &key, const QString &de
     return value.toString();
 }
 
-void SaveSetting(const QString &section, const QString &key, const QString &value)
+namespace {
+
+// Writes name/value pairs with one sync of the file. Values the file already holds are skipped: each
+// sync takes the file's lock and rewrites and flushes the whole file.
+void write(const QList<std::pair<QString, QString>> &values)
 {
     QSettings settings = store();
-    settings.setValue(path(section, key), value);
+    QStringList written;
+    for (const auto &[name, value] : values) {
+        const QVariant stored = settings.value(name);
+        if (stored.typeId() == QMetaType::QString && stored.toString() == value)
+            continue;
+        settings.setValue(name, value);
+        written << name;
+    }
+    if (written.isEmpty())
+        return;
     settings.sync();
     if (settings.status() != QSettings::NoError)
-        qCWarning(lcSettings) << "could not save setting" << path(section, key) << "to" << settings.fileName();
+        qCWarning(lcSettings) << "could not save setting(s)" << written.join(QStringLiteral(", ")) << "to"
+                              << settings.fileName();
+}
+
+} // namespace
+
+void SaveSetting(const QString &section, const QString &key, const QString &value)
+{
+    write({{path(section, key), value}});
+}
+
+void SaveSettings(const QList<std::pair<SettingKey, QString>> &values)
+{
+    QList<std::pair<QString, QString>> named;
+    named.reserve(values.size());
+    for (const auto &[setting, value] : values)
+        named.append({path(setting.section(), setting.key()), value});
+    write(named);
 }
 
 QString GetSetting(const SettingKey &setting)

@@ -2,7 +2,10 @@
 
 #include "SettingKeys.h"
 
+#include <QList>
 #include <QString>
+
+#include <utility>
 
 #include <optional>
 
@@ -14,6 +17,8 @@ void SaveSetting(const QString &section, const QString &key, const QString &valu
 // The same through the table of keys, with the table's default.
 QString GetSetting(const SettingKey &setting);
 void SaveSetting(const SettingKey &setting, const QString &value);
+// Several at once, with one write of the file. Values the file already holds are not written again.
+void SaveSettings(const QList<std::pair<SettingKey, QString>> &values);
 
 // The usual conversions of a stored string. A value that does not convert gives nothing, and the
 // reader keeps its own design value.

@@ -89,9 +89,9 @@ void MainLayout::Restore(int clientHeight)
 
 void MainLayout::Save() const
 {
-    SaveSetting(SettingKeys::LayoutTree, SettingText(treeVisible));
-    SaveSetting(SettingKeys::LayoutDetail, SettingText(detailVisible));
-    SaveSetting(SettingKeys::LayoutImgs1Left, QString::number(imgS1Left));
-    SaveSetting(SettingKeys::LayoutImgs2Top, QString::number(imgS2Top));
-    SaveSetting(SettingKeys::LayoutDetailHeight, QString::number(detailHeight));
+    SaveSettings({{SettingKeys::LayoutTree, SettingText(treeVisible)},
+                  {SettingKeys::LayoutDetail, SettingText(detailVisible)},
+                  {SettingKeys::LayoutImgs1Left, QString::number(imgS1Left)},
+                  {SettingKeys::LayoutImgs2Top, QString::number(imgS2Top)},
+                  {SettingKeys::LayoutDetailHeight, QString::number(detailHeight)}});
 }

@@ -8,6 +8,7 @@
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
+#include "platform/DeferredIcon.h"
 #include "platform/ListView.h"
 #include "platform/SettingsStore.h"
 #include "platform/Twips.h"
@@ -23,10 +24,10 @@ const QString module = QStringLiteral("ctlView");
 
 QIcon subCatIcon(int code)
 {
-    QIcon icon;
+    QList<std::pair<QString, QSize>> files;
     for (int size : {16, 32, 64})
-        icon.addFile(QStringLiteral(":/bundle/files/subcat%1-%2.png").arg(code).arg(size), QSize(size, size));
-    return icon;
+        files.append({QStringLiteral(":/bundle/files/subcat%1-%2.png").arg(code).arg(size), QSize(size, size)});
+    return DeferredIcon(files);
 }
 
 } // namespace
