@@ -45,7 +45,7 @@ MainMenu::MainMenu(QMenuBar *bar)
     mnuFileExit->setMenuRole(QAction::QuitRole);
 
     mnuEdit = addMenu(bar, "mnuEdit", "&Edit");
-    mnuMaintPlatforms = addItem(mnuEdit, "mnuMaintPlatforms", "&Platforms", false);
+    mnuMaintPlatforms = addItem(mnuEdit, "mnuMaintPlatforms", "&Platforms");
     mnuEdit->addSeparator();
     mnuSearchLorekeep = addItem(mnuEdit, "mnuSearchLorekeep", "&Find...", false, QKeySequence::Find);
 

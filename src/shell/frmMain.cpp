@@ -60,6 +60,7 @@ frmMain::frmMain(QWidget *parent) : QMainWindow(parent)
     m_menu = std::make_unique<MainMenu>(menuBar());
     buildWindow();
     connectMenu();
+    connectPanes();
 }
 
 frmMain::~frmMain() = default;
@@ -114,6 +115,7 @@ void frmMain::connectMenu()
 {
     connect(m_menu->mnuFileConnect, &QAction::triggered, this, &frmMain::mnuFileConnect_Click);
     connect(m_menu->mnuFileExit, &QAction::triggered, this, &QWidget::close);
+    connect(m_menu->mnuMaintPlatforms, &QAction::triggered, this, &frmMain::mnuMaintPlatforms_Click);
     connect(m_menu->mnuViewTop, &QAction::triggered, this, &frmMain::mnuViewTop_Click);
     connect(m_menu->mnuViewLeft, &QAction::triggered, this, &frmMain::mnuViewLeft_Click);
     connect(m_menu->mnuViewBottom, &QAction::triggered, this, &frmMain::mnuViewBottom_Click);
@@ -123,39 +125,6 @@ void frmMain::connectMenu()
     connect(m_ctlDetails, &ctlDetails::HideControl, m_menu->mnuViewBottom, &QAction::trigger);
     connect(m_ctlView, &ctlView::ShowTree, m_menu->mnuViewLeft, &QAction::trigger);
     connect(m_ctlView, &ctlView::ShowDetails, m_menu->mnuViewBottom, &QAction::trigger);
-
-    // The title strip names what the tree has selected, and the file view lists a chosen game.
-    connect(m_ctlTree, &ctlTree::TreeNodeClick, this,
-            [this](quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, const QString &strGame,
-                   const QString &strCaption, qint32 enNodeType) {
-                m_ctlView->M_PLATFORM_ID = bytPlatformId;
-                m_ctlView->M_GENRE_ID = bytGenreId;
-                m_ctlView->M_GAME_ID = lngGameId;
-                m_ctlView->M_GAME = strGame;
-                m_lblCaption->setText(strCaption);
-                if (enNodeType >= 0 && enNodeType <= 3)
-                    m_ctlView->Reset();
-                else if (enNodeType == 4)
-                    m_ctlView->ListFiles(lngGameId, m_selectingFromList);
-            });
-    connect(m_ctlTree, &ctlTree::RenameGame, this, [this](const QString &strOldName, const QString &strNewName) {
-        m_ctlView->SetCaption(strNewName);
-        m_ctlView->M_GAME = strNewName;
-        m_lblCaption->setText(m_lblCaption->text().replace(strOldName, strNewName));
-    });
-    connect(m_ctlTree, &ctlTree::GameNodeDelete, this, [this](const QString &strCaption) {
-        m_lblCaption->setText(strCaption);
-        m_ctlView->Cover(true);
-    });
-    connect(m_ctlTree, &ctlTree::GameNodeDblClick, this, [this] { m_ctlView->SelectTab(1); });
-    connect(m_ctlTree, &ctlTree::AddFile, m_ctlView, &ctlView::AddNewFile);
-    connect(m_ctlView, &ctlView::AddGameNode, m_ctlTree, &ctlTree::objSelector_AddGameNode);
-    connect(m_ctlView, &ctlView::UpdateGameNode, m_ctlTree, &ctlTree::UpdateGameCaption);
-    // Loading runs tree, favorites, bookmarks; the tree's search box shows each step.
-    connect(m_ctlTree, &ctlTree::LoadFavorites, m_ctlDetails, &ctlDetails::LoadFavorites);
-    connect(m_ctlDetails, &ctlDetails::FavoritesLoaded, this,
-            [this] { m_ctlTree->setSearch_Text(QStringLiteral("Loading Bookmarks...")); });
-    connect(m_ctlDetails, &ctlDetails::BookmarksLoaded, m_ctlTree, &ctlTree::FinishLoad);
 }
 
 void frmMain::Form_Load()
@@ -298,10 +267,10 @@ bool frmMain::Form_QueryUnload()
 void frmMain::Form_Unload()
 {
     m_layout.Save();
-    SaveSetting(SettingKeys::TreeSearchText, m_ctlTree->SearchText());
-    SaveSetting(SettingKeys::DetailSelTab, QString::number(m_ctlDetails->SelectedTab()));
-    SaveSetting(SettingKeys::ViewSelTab, QString::number(m_ctlView->SelectedTab()));
-    SaveSetting(SettingKeys::WindowGeometry, QString::fromLatin1(saveGeometry().toBase64()));
+    SaveSettings({{SettingKeys::TreeSearchText, m_ctlTree->SearchText()},
+                  {SettingKeys::DetailSelTab, QString::number(m_ctlDetails->SelectedTab())},
+                  {SettingKeys::ViewSelTab, QString::number(m_ctlView->SelectedTab())},
+                  {SettingKeys::WindowGeometry, QString::fromLatin1(saveGeometry().toBase64())}});
     modMain::UnloadAll();
 }
 

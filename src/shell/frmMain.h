@@ -4,11 +4,13 @@
 #include "MainMenu.h"
 
 #include <QMainWindow>
+#include <QPointer>
 
 #include <functional>
 #include <memory>
 
 class QLabel;
+class PlatformMaintenance;
 class ctlDetails;
 class ctlTree;
 class ctlView;
@@ -52,6 +54,8 @@ public:
 
 public Q_SLOTS:
     void mnuFileConnect_Click();
+    // Opens the platform-maintenance window, or brings up the one that is open.
+    void mnuMaintPlatforms_Click();
     void mnuViewTop_Click();
     void mnuViewLeft_Click();
     void mnuViewBottom_Click();
@@ -64,6 +68,18 @@ protected:
 private:
     void buildWindow();
     void connectMenu();
+
+    // frmMainRouting.cpp: how the panes meet.
+    enum class Opening { None, Bookmark, SearchHit };
+    void connectPanes();
+    void ctlTree_TreeNodeClick(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, const QString &strGame,
+                               const QString &strCaption, qint32 enNodeType);
+    void ctlTree_RenameGame(const QString &strOldName, const QString &strNewName, const QString &strTreeKey);
+    void ctlTree_GameNodeDelete(const QString &strCaption, const QString &strKey);
+    // Shows the file (or game) of a bookmark or search hit: its game is listed without selecting
+    // the first file, then the file itself is selected.
+    void OpenListItem(const QString &strKey, Opening from);
+    void ctlView_NoFileKeyFound(const QString &strFileKey);
     void restoreWindowGeometry();
     void SetFilesCaption();
     bool Form_QueryUnload();
@@ -96,6 +112,11 @@ private:
     // 1 while a bookmark or search hit is being opened: the file view then leaves the choice of
     // file to the caller instead of showing the game's first.
     quint8 m_selectingFromList = 0;
+    // What is being opened while OpenListItem runs: a missing file is the bookmark's concern only
+    // when a bookmark was opened.
+    Opening m_opening = Opening::None;
+    QString m_openingKey;
+    QPointer<PlatformMaintenance> objPlatformSelect;
 
     std::function<void()> m_showClipWindow;
     std::function<void()> m_showTipOfTheDay;

@@ -1,0 +1,151 @@
+// How the panes meet. The tree, the file view and the details pane never call each other: each
+// raises events, and these handlers call the public operations of the others.
+
+#include "frmMain.h"
+
+#include "AppPath.h"
+#include "ErrorLog.h"
+#include "components/PlatformMaintenance.h"
+#include "data/NodeKey.h"
+#include "data/modADO.h"
+#include "details/ctlDetails.h"
+#include "platform/ListView.h"
+#include "platform/Prompts.h"
+#include "tree/ctlTree.h"
+#include "view/ctlView.h"
+
+#include <QCoreApplication>
+#include <QLabel>
+
+void frmMain::connectPanes()
+{
+    // The tree: a choice lists files and names itself in the title strip; changes to games reach
+    // the file view and the bookmarks; loading goes on to the details pane.
+    connect(m_ctlTree, &ctlTree::TreeNodeClick, this, &frmMain::ctlTree_TreeNodeClick);
+    connect(m_ctlTree, &ctlTree::RenameGame, this, &frmMain::ctlTree_RenameGame);
+    connect(m_ctlTree, &ctlTree::MoveGame, this, [this](const QString &strOldKey, const QString &strNewKey) {
+        m_ctlDetails->MoveBookmark(strOldKey, strNewKey, *m_ctlTree);
+    });
+    connect(m_ctlTree, &ctlTree::GameNodeDelete, this, &frmMain::ctlTree_GameNodeDelete);
+    connect(m_ctlTree, &ctlTree::GameNodeDblClick, this, [this] { m_ctlView->SelectTab(1); });
+    connect(m_ctlTree, &ctlTree::AddFile, m_ctlView, &ctlView::AddNewFile);
+    connect(m_ctlTree, &ctlTree::RemovePlatform, this, &frmMain::mnuMaintPlatforms_Click);
+    connect(m_ctlTree, &ctlTree::LoadFavorites, m_ctlDetails, &ctlDetails::LoadFavorites);
+
+    // The details pane: loading runs tree, favorites, bookmarks, and the tree's search box shows
+    // each step; a bookmark or search hit opens its file.
+    connect(m_ctlDetails, &ctlDetails::FavoritesLoaded, this,
+            [this] { m_ctlTree->setSearch_Text(QStringLiteral("Loading Bookmarks...")); });
+    connect(m_ctlDetails, &ctlDetails::BookmarksLoaded, m_ctlTree, &ctlTree::FinishLoad);
+    connect(m_ctlDetails, &ctlDetails::BookmarkSelect, this,
+            [this](const QString &strKey) { OpenListItem(strKey, Opening::Bookmark); });
+    connect(m_ctlDetails, &ctlDetails::SearchSelect, this,
+            [this](const QString &strKey) { OpenListItem(strKey, Opening::SearchHit); });
+    connect(m_ctlDetails, &ctlDetails::NavigateFavorite, m_ctlView, &ctlView::BrowseNavigate);
+
+    // The file view: new games go into the tree, counts follow the files, bookmarks follow edits.
+    connect(m_ctlView, &ctlView::AddGameNode, m_ctlTree, &ctlTree::objSelector_AddGameNode);
+    connect(m_ctlView, &ctlView::UpdateGameNode, m_ctlTree, &ctlTree::UpdateGameCaption);
+    connect(m_ctlView, &ctlView::Bookmark, this,
+            [this](quint8 bytSubCat, const QString &strKey, const QString &strDesc) {
+                m_ctlDetails->BookmarkFile(bytSubCat, strKey, strDesc, *m_ctlTree);
+            });
+    connect(m_ctlView, &ctlView::UpdateBookmark, this,
+            [this](quint8 bytSubCat, const QString &strKey, const QString &strDesc) {
+                m_ctlDetails->UpdateBookmark(bytSubCat, strKey, strDesc, *m_ctlTree);
+            });
+    connect(m_ctlView, &ctlView::MoveBookmark, this, [this](const QString &strOldKey, const QString &strNewKey) {
+        m_ctlDetails->MoveBookmark(strOldKey, strNewKey, *m_ctlTree);
+    });
+    connect(m_ctlView, &ctlView::DeleteBookmark, m_ctlDetails, &ctlDetails::DeleteBookmark);
+    connect(m_ctlView, &ctlView::NoFileKeyFound, this, &frmMain::ctlView_NoFileKeyFound);
+}
+
+void frmMain::ctlTree_TreeNodeClick(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, const QString &strGame,
+                                    const QString &strCaption, qint32 enNodeType)
+{
+    m_ctlView->M_PLATFORM_ID = bytPlatformId;
+    m_ctlView->M_GENRE_ID = bytGenreId;
+    m_ctlView->M_GAME_ID = lngGameId;
+    m_ctlView->M_GAME = strGame;
+    m_lblCaption->setText(strCaption);
+    if (enNodeType >= 0 && enNodeType <= 3) {
+        m_ctlView->Reset();
+    } else if (enNodeType == 4) {
+        m_ctlView->ListFiles(lngGameId, m_selectingFromList);
+        // The list and its first file show at once, before the user's next input is handled.
+        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+    }
+}
+
+void frmMain::ctlTree_RenameGame(const QString &strOldName, const QString &strNewName, const QString &strTreeKey)
+{
+    m_ctlView->SetCaption(strNewName);
+    m_ctlView->M_GAME = strNewName;
+    m_lblCaption->setText(m_lblCaption->text().replace(strOldName, strNewName));
+    m_ctlDetails->RenameGame(strTreeKey, strNewName);
+}
+
+void frmMain::ctlTree_GameNodeDelete(const QString &strCaption, const QString &strKey)
+{
+    m_lblCaption->setText(strCaption);
+    m_ctlView->Cover(true);
+    m_ctlDetails->DeleteBookmark(strKey);
+}
+
+void frmMain::OpenListItem(const QString &strKey, Opening from)
+{
+    const NodeKind kind = NodeKey::Kind(strKey);
+    if (kind == NodeKind::Game) {
+        m_ctlTree->SelectNode(strKey);
+        return;
+    }
+    if (kind != NodeKind::File)
+        return;
+    const QString gameKey = NodeKey::ParentKey(strKey);
+    if (!NodeKey::ParseGame(gameKey)) {
+        // A key the program did not write; there is nothing to open, and nothing the user can do.
+        LogError(NodeKey::BadKey(strKey), QStringLiteral("frmMain"),
+                 from == Opening::Bookmark ? QStringLiteral("ctlDetails_BookmarkSelect")
+                                           : QStringLiteral("ctlDetails_SearchSelect"),
+                 false);
+        return;
+    }
+    m_opening = from;
+    m_openingKey = strKey;
+    m_ctlView->SelectTab(1);
+    m_selectingFromList = 1;
+    m_ctlTree->SelectNode(gameKey);
+    m_selectingFromList = 0;
+    m_ctlView->SelectFile(NodeKey::Field(strKey, 0));
+    m_opening = Opening::None;
+    m_openingKey.clear();
+}
+
+void frmMain::ctlView_NoFileKeyFound(const QString &strFileKey)
+{
+    Q_UNUSED(strFileKey)
+    // The bookmark that was opened is the selected one; only then is it the one to delete.
+    const ListItem *bookmark = m_ctlDetails->Bookmarks()->SelectedItem();
+    if (m_opening == Opening::Bookmark && bookmark && bookmark->Key() == m_openingKey) {
+        if (MsgBox(QStringLiteral("The item attached to this bookmark does not exist.  Would you like to delete "
+                                  "this bookmark?"),
+                   MsgButtons::YesNo, MsgIcon::Question) != MsgResult::No)
+            m_ctlDetails->KillBM();
+        return;
+    }
+    MsgBox(QStringLiteral("This file is no longer in the library."), MsgButtons::OK, MsgIcon::Information);
+}
+
+void frmMain::mnuMaintPlatforms_Click()
+{
+    if (!objPlatformSelect) {
+        objPlatformSelect = new PlatformMaintenance(this);
+        objPlatformSelect->setConnection(modADO::instance().Connection());
+        objPlatformSelect->setErrorLog(AppPath() + QStringLiteral("error.log"));
+        // What the window changed reaches the panes through a reload.
+        connect(objPlatformSelect, &PlatformMaintenance::ResetLorekeep, this, &frmMain::ReloadAll);
+        connect(objPlatformSelect, &PlatformMaintenance::UnloadPlatforms, objPlatformSelect, &QObject::deleteLater);
+    }
+    objPlatformSelect->Show();
+}

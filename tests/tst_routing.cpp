@@ -1,0 +1,344 @@
+// The real main window on a generated library: a user's whole path from start to a file, and every
+// event by which the panes reach each other through the main window.
+
+#include "LibraryGenerator.h"
+#include "ScriptedPrompts.h"
+#include "TestHome.h"
+#include "components/FileViewer.h"
+#include "components/PlatformMaintenance.h"
+#include "data/NodeKey.h"
+#include "data/modADO.h"
+#include "details/ctlDetails.h"
+#include "platform/ListView.h"
+#include "platform/TreeView.h"
+#include "shell/AppPath.h"
+#include "shell/frmMain.h"
+#include "shell/modMain.h"
+#include "tree/ctlTree.h"
+#include "view/ctlView.h"
+
+#include <QAbstractItemView>
+#include <QAction>
+#include <QDesktopServices>
+#include <QLabel>
+#include <QSignalSpy>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+// A home with a generated library, and the main window started on it the way the program does.
+struct Program
+{
+    QTemporaryDir dir;
+    QString previousHome = AppPath();
+    ScriptedPrompts prompts;
+    std::unique_ptr<frmMain> form;
+    ctlTree *tree = nullptr;
+    ctlView *view = nullptr;
+    ctlDetails *details = nullptr;
+    QStringList loading; // the loading chain's events, in order
+
+    Program()
+    {
+        SetAppPath(dir.path());
+        generate(AppPath() + QStringLiteral("lorekeep.lkb"), 5);
+        form = std::make_unique<frmMain>();
+        modMain::SetMainForm(form.get());
+        tree = form->findChild<ctlTree *>();
+        view = form->findChild<ctlView *>();
+        details = form->findChild<ctlDetails *>();
+        QObject::connect(details, &ctlDetails::FavoritesLoaded, [this] {
+            const bool treeLoaded = !nodeText(QStringLiteral("ROOT")).isEmpty();
+            loading << (treeLoaded ? QStringLiteral("favorites after the tree: ") : QStringLiteral("favorites: ")) +
+                           tree->Search_Text();
+        });
+        QObject::connect(details, &ctlDetails::BookmarksLoaded,
+                         [this] { loading << QStringLiteral("bookmarks: ") + tree->Search_Text(); });
+        form->Form_Load();
+        form->show();
+        form->Form_Activate();
+    }
+    ~Program()
+    {
+        form.reset();
+        modMain::SetMainForm(nullptr);
+        modADO::instance().Close();
+        SetAppPath(previousHome);
+    }
+    static void generate(const QString &path, quint64 seed)
+    {
+        GenSettings settings;
+        settings.games = 40;
+        settings.files = 300;
+        settings.rtfKb = 1;
+        settings.seed = seed;
+        GenSummary summary;
+        ErrObject err;
+        QVERIFY2(LibraryGenerator(settings).Generate(path, &summary, &err), qPrintable(err.Description));
+    }
+    QSqlQuery query(const QString &sql) const
+    {
+        QSqlQuery query(modADO::instance().Connection());
+        if (!query.exec(sql) || !query.next())
+            qWarning() << "no row for" << sql;
+        return query;
+    }
+    int count(const QString &sql) const { return query(sql).value(0).toInt(); }
+    QString nodeText(const QString &key) const
+    {
+        const TreeNode *node = tree->findChild<TreeView *>()->Node(key);
+        return node ? node->Text() : QString();
+    }
+    QString title() const { return form->lblCaption()->text(); }
+    void doubleClick(ListView *list, ListItem *entry)
+    {
+        list->Select(entry);
+        QAbstractItemView *active = list->ActiveView();
+        const QRect rect = active->visualRect(active->model()->index(list->IndexOf(entry) - 1, 0));
+        QTest::mouseDClick(active->viewport(), Qt::LeftButton, {}, rect.center());
+    }
+    // A bookmark whose file is not the first of its game, so opening it shows that it is not the
+    // game's first file that is selected.
+    QString laterBookmark() const
+    {
+        return query(QStringLiteral("SELECT b.tree_key FROM bookmarks b JOIN file f ON b.tree_key LIKE 'K_' || "
+                                    "f.auto_id || '|%' WHERE f.auto_id > (SELECT min(auto_id) FROM file WHERE "
+                                    "game_id = f.game_id) ORDER BY b.auto_id LIMIT 1"))
+            .value(0)
+            .toString();
+    }
+};
+
+// Catches the addresses the program hands to the desktop's browser.
+class UrlCatcher final : public QObject
+{
+    Q_OBJECT
+public:
+    QStringList urls;
+public Q_SLOTS:
+    void open(const QUrl &url) { urls << url.toString(); }
+};
+
+} // namespace
+
+class tst_routing final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { clearSettings(); }
+    void usersPath();
+    void treeEvents();
+    void viewEvents();
+    void detailsEvents();
+    void platformMaintenance();
+};
+
+void tst_routing::usersPath()
+{
+    Program program;
+    // Start: tree, then favorites, then bookmarks, with the tree's box telling which; then the box
+    // is given back.
+    QCOMPARE(program.loading, (QStringList{QStringLiteral("favorites after the tree: Loading Bookmarks..."),
+                                           QStringLiteral("bookmarks: Search...")}));
+    QCOMPARE(program.details->Bookmarks()->Count(), program.count(QStringLiteral("SELECT count(*) FROM bookmarks")));
+    QCOMPARE(program.details->Favorites()->Count(), program.count(QStringLiteral("SELECT count(*) FROM favorites")));
+
+    // A game click lists its files and shows the first; the title strip names it.
+    const QString bookmarkKey = program.laterBookmark();
+    QVERIFY(!bookmarkKey.isEmpty());
+    const QSqlQuery other = program.query(
+        QStringLiteral("SELECT g.auto_id, g.platform_id, g.genre_id, g.name FROM game g WHERE EXISTS (SELECT 1 FROM "
+                       "file WHERE game_id = g.auto_id) AND 'N_' || g.auto_id <> '%1' LIMIT 1")
+            .arg(NodeKey::Field(bookmarkKey, 1)));
+    const QString gameKey =
+        NodeKey::Game(other.value(0).toInt(), quint8(other.value(2).toUInt()), quint8(other.value(1).toUInt()));
+    program.tree->SelectNode(gameKey);
+    QCOMPARE(program.view->ListedGameId(), other.value(0).toInt());
+    QCOMPARE(program.view->CurrentFileKey(), program.view->FileList()->ItemAt(1)->Key());
+    QVERIFY(program.title().endsWith(QStringLiteral(" - ") + other.value(3).toString()));
+
+    // A bookmark of another game shows its file, not that game's first.
+    ListView *bookmarks = program.details->Bookmarks();
+    program.doubleClick(bookmarks, bookmarks->Item(bookmarkKey));
+    const QString fileKey = NodeKey::Field(bookmarkKey, 0);
+    const QString bookmarkedGame = NodeKey::ParentKey(bookmarkKey);
+    QCOMPARE(program.view->ListedGameId(), *NodeKey::Id(bookmarkedGame, 0));
+    QCOMPARE(program.view->CurrentFileKey(), fileKey);
+    QCOMPARE(program.view->FileList()->SelectedItem()->Key(), fileKey);
+    QVERIFY(program.view->FileList()->ItemAt(1)->Key() != fileKey);
+
+    // Renaming the game: tree, file caption, title strip and bookmark follow.
+    program.prompts.answerInput(QStringLiteral("Renamed Quest"));
+    program.tree->findChild<QAction *>(QStringLiteral("mnuHiddenRename"))->trigger();
+    QVERIFY(program.nodeText(bookmarkedGame).startsWith(QStringLiteral("Renamed Quest (")));
+    QVERIFY(program.title().endsWith(QStringLiteral(" - Renamed Quest")));
+    QVERIFY(program.view->findChild<QLabel *>(QStringLiteral("lblFiles"))
+                ->text()
+                .startsWith(QStringLiteral(" Renamed Quest: ")));
+    QCOMPARE(bookmarks->Item(bookmarkKey)->SubItem(2), QStringLiteral("Renamed Quest"));
+
+    // Deleting the bookmarked file: the game's count and the bookmark follow.
+    const int files = program.view->FileList()->Count();
+    program.prompts.answerMsgBox(MsgResult::Yes);
+    program.view->findChild<QAction *>(QStringLiteral("mnuFileDel"))->trigger();
+    QCOMPARE(program.nodeText(bookmarkedGame), QStringLiteral("Renamed Quest (%1)").arg(files - 1));
+    QVERIFY(!bookmarks->Item(bookmarkKey));
+    QCOMPARE(program.count(QStringLiteral("SELECT count(*) FROM bookmarks WHERE tree_key = '%1'").arg(bookmarkKey)), 0);
+
+    // Another store: every pane reloads from it, in the same order.
+    const QString second = program.dir.filePath(QStringLiteral("second.lkb"));
+    Program::generate(second, 9);
+    program.loading.clear();
+    program.prompts.answerOpenFile(second);
+    program.form->Menu().mnuFileConnect->trigger();
+    QCOMPARE(program.loading.size(), 2);
+    QVERIFY(program.view->IsCovered());
+    QCOMPARE(program.details->Bookmarks()->Count(), program.count(QStringLiteral("SELECT count(*) FROM bookmarks")));
+    QVERIFY(program.form->windowTitle().contains(QStringLiteral("[second]")));
+}
+
+void tst_routing::treeEvents()
+{
+    Program program;
+    ListView *bookmarks = program.details->Bookmarks();
+    const QString key = bookmarks->ItemAt(1)->Key();
+    const QString game = NodeKey::ParentKey(key);
+    const auto ids = NodeKey::ParseGame(game);
+
+    // A game moved to another platform takes its bookmarks along.
+    const QString moved = NodeKey::Game(ids->GameId, ids->GenreId, ids->PlatformId == 18 ? 19 : 18);
+    QVERIFY(QSqlQuery(modADO::instance().Connection())
+                .exec(QStringLiteral("UPDATE game SET platform_id = %1 WHERE auto_id = %2")
+                          .arg(*NodeKey::Code(moved, 2))
+                          .arg(ids->GameId)));
+    program.tree->objSelector_AddGameNode(QStringLiteral("Moved"), NodeKey::ParentKey(moved), moved);
+    Q_EMIT program.tree->MoveGame(game, moved);
+    const QString movedKey = NodeKey::Field(key, 0) + QLatin1Char('|') + moved;
+    QVERIFY(bookmarks->Item(movedKey));
+    QCOMPARE(bookmarks->Item(movedKey)->SubItem(4), program.tree->GamePlatform(moved));
+
+    // A deleted game: the title strip, the cover and its bookmarks.
+    program.tree->SelectNode(moved);
+    Q_EMIT program.tree->GameNodeDelete(QStringLiteral("PC - Action"), moved);
+    QCOMPARE(program.title(), QStringLiteral("PC - Action"));
+    QVERIFY(program.view->IsCovered());
+    QVERIFY(!bookmarks->Item(movedKey));
+
+    // A double-click on a game brings the Files tab to the front; Add File opens a new file.
+    program.view->SelectTab(2);
+    Q_EMIT program.tree->GameNodeDblClick();
+    QCOMPARE(program.view->SelectedTab(), 1);
+    program.tree->SelectNode(NodeKey::ParentKey(bookmarks->ItemAt(1)->Key()));
+    Q_EMIT program.tree->AddFile();
+    QVERIFY(program.view->Editor() && program.view->Editor()->CurrentMode() == FileViewer::NewMode);
+    program.view->Editor()->close();
+}
+
+void tst_routing::viewEvents()
+{
+    Program program;
+    ListView *bookmarks = program.details->Bookmarks();
+    const QString key = bookmarks->ItemAt(1)->Key();
+    const QString game = NodeKey::ParentKey(key);
+
+    // Bookmarking is refused for a file already bookmarked; an edit and a move reach the bookmark.
+    program.prompts.answerMsgBox(MsgResult::OK);
+    Q_EMIT program.view->Bookmark(1, key, QStringLiteral("Again"));
+    QCOMPARE(program.prompts.last().text, QStringLiteral("This item is already bookmarked!"));
+    Q_EMIT program.view->UpdateBookmark(4, key, QStringLiteral("Edited"));
+    QCOMPARE(bookmarks->Item(key)->Text(), QStringLiteral("Edited"));
+    QCOMPARE(bookmarks->Item(key)->SubItem(2), program.tree->GameName(game));
+    const QString otherGame = NodeKey::ParentKey(bookmarks->ItemAt(bookmarks->Count())->Key());
+    const QString movedKey = NodeKey::Field(key, 0) + QLatin1Char('|') + otherGame;
+    Q_EMIT program.view->MoveBookmark(key, movedKey);
+    QCOMPARE(bookmarks->Item(movedKey)->SubItem(2), program.tree->GameName(otherGame));
+
+    // A file that is gone: opening its bookmark asks; No keeps the bookmark, Yes deletes it. A search
+    // hit to a gone file only says so.
+    QSqlQuery(modADO::instance().Connection())
+        .exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(*NodeKey::Id(movedKey, 0)));
+    program.prompts.answerMsgBox(MsgResult::No);
+    program.doubleClick(bookmarks, bookmarks->Item(movedKey));
+    QCOMPARE(program.prompts.last().buttons, MsgButtons::YesNo);
+    QVERIFY(bookmarks->Item(movedKey));
+    // Asked again once the user has been elsewhere (the file view does not ask twice in a row).
+    program.tree->SelectNode(NodeKey::ParentKey(otherGame));
+    program.prompts.answerMsgBox(MsgResult::Yes);
+    bookmarks->Select(bookmarks->Item(movedKey));
+    QTest::keyClick(bookmarks->ActiveView(), Qt::Key_Return);
+    QVERIFY(!bookmarks->Item(movedKey));
+    const int left = bookmarks->Count();
+    program.prompts.answerMsgBox(MsgResult::OK);
+    program.details->AddSearch(*NodeKey::Id(movedKey, 0), QStringLiteral("PC"), QStringLiteral("Gone"), 1,
+                               QStringLiteral("Gone"), otherGame, QString());
+    program.tree->SelectNode(NodeKey::ParentKey(otherGame));
+    Q_EMIT program.details->SearchSelect(program.details->SearchResults()->ItemAt(1)->Key());
+    QCOMPARE(program.prompts.last().text, QStringLiteral("This file is no longer in the library."));
+    QCOMPARE(bookmarks->Count(), left);
+
+    // A deleted file's bookmark goes; a changed count reaches the game's caption; a new game the tree.
+    const QString next = bookmarks->ItemAt(1)->Key();
+    Q_EMIT program.view->DeleteBookmark(next);
+    QVERIFY(!bookmarks->Item(next));
+    const QString nextGame = NodeKey::ParentKey(next);
+    const int files =
+        program.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(*NodeKey::Id(nextGame, 0)));
+    QSqlQuery(modADO::instance().Connection())
+        .exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(*NodeKey::Id(next, 0)));
+    Q_EMIT program.view->UpdateGameNode(nextGame, 1);
+    QVERIFY(program.nodeText(nextGame).endsWith(QStringLiteral(" (%1)").arg(files - 1)));
+    Q_EMIT program.view->AddGameNode(QStringLiteral("Brand New"), NodeKey::Genre(1, 18), NodeKey::Game(99999, 1, 18));
+    QCOMPARE(program.tree->GameName(NodeKey::Game(99999, 1, 18)), QStringLiteral("Brand New"));
+}
+
+void tst_routing::detailsEvents()
+{
+    Program program;
+    UrlCatcher catcher;
+    QDesktopServices::setUrlHandler(QStringLiteral("http"), &catcher, "open");
+    QDesktopServices::setUrlHandler(QStringLiteral("https"), &catcher, "open");
+
+    // A favorite opens its address.
+    ListView *favorites = program.details->Favorites();
+    program.doubleClick(favorites, favorites->ItemAt(1));
+    QCOMPARE(catcher.urls, QStringList{favorites->ItemAt(1)->Tag().toString()});
+    QDesktopServices::unsetUrlHandler(QStringLiteral("http"));
+    QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
+
+    // A search hit shows its file with its game listed; a game key only lists the game.
+    const QString key = program.laterBookmark();
+    program.details->AddSearch(*NodeKey::Id(key, 0), QStringLiteral("PC"), QStringLiteral("Hit"), 1,
+                               QStringLiteral("Hit"), NodeKey::ParentKey(key), QStringLiteral("File"));
+    program.doubleClick(program.details->SearchResults(), program.details->SearchResults()->ItemAt(1));
+    QCOMPARE(program.view->CurrentFileKey(), NodeKey::Field(key, 0));
+    QCOMPARE(program.view->FileList()->SelectedItem()->Key(), NodeKey::Field(key, 0));
+
+    // The pane's close button hides it through the menu, which keeps its check mark in step.
+    program.details->findChild<QAction *>(QStringLiteral("x"))->trigger();
+    QVERIFY(!program.details->isVisible());
+    QVERIFY(!program.form->Menu().mnuViewBottom->isChecked());
+}
+
+void tst_routing::platformMaintenance()
+{
+    Program program;
+    // Edit > Platforms and the tree's Remove Platform open one window; a change reloads every pane,
+    // closing releases the window.
+    program.form->Menu().mnuMaintPlatforms->trigger();
+    Q_EMIT program.tree->RemovePlatform();
+    const QList<PlatformMaintenance *> windows = program.form->findChildren<PlatformMaintenance *>();
+    QCOMPARE(windows.size(), 1);
+    QVERIFY(windows.first()->isVisible());
+    program.loading.clear();
+    Q_EMIT windows.first()->ResetLorekeep();
+    QCOMPARE(program.loading.size(), 2);
+    QPointer<PlatformMaintenance> window = windows.first();
+    window->close();
+    QTRY_VERIFY(!window);
+}
+
+QTEST_MAIN(tst_routing)
+#include "tst_routing.moc"
