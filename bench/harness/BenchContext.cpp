@@ -18,9 +18,9 @@ bool BenchContext::openStore(modADO *store) const
 }
 
 bool BenchContext::compare(const QString &name, const std::function<bool()> &ours,
-                           const std::function<bool()> &baseline) const
+                           const std::function<bool()> &baseline, const std::function<void()> &tidyOurs) const
 {
-    const std::optional<double> oursMs = BenchTimer::medianMs(ours, m_runs);
+    const std::optional<double> oursMs = BenchTimer::medianMs(ours, m_runs, tidyOurs);
     if (!oursMs) {
         note(name + QStringLiteral(": our operation failed; not measured."));
         return false;

@@ -20,8 +20,10 @@ public:
     // Opens the store on `store`; when that fails, says why on standard error.
     bool openStore(modADO *store) const;
     // Times `ours`, then `baseline`, and prints the line "suite/name ...". False, with a note on
-    // standard error, when either returns false: nothing was measured then.
-    bool compare(const QString &name, const std::function<bool()> &ours, const std::function<bool()> &baseline) const;
+    // standard error, when either returns false: nothing was measured then. `tidyOurs` runs untimed
+    // after each call of `ours`.
+    bool compare(const QString &name, const std::function<bool()> &ours, const std::function<bool()> &baseline,
+                 const std::function<void()> &tidyOurs = {}) const;
     // A note on standard error, prefixed with the program and the suite.
     void note(const QString &text) const;
 

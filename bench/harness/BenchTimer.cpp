@@ -5,9 +5,14 @@
 
 #include <algorithm>
 
-std::optional<double> BenchTimer::medianMs(const std::function<bool()> &op, int runs)
+std::optional<double> BenchTimer::medianMs(const std::function<bool()> &op, int runs, const std::function<void()> &tidy)
 {
-    if (runs < 1 || !op())
+    if (runs < 1)
+        return std::nullopt;
+    const bool warmed = op();
+    if (tidy)
+        tidy();
+    if (!warmed)
         return std::nullopt;
     QVector<qint64> nanoseconds;
     nanoseconds.reserve(runs);
@@ -16,6 +21,8 @@ std::optional<double> BenchTimer::medianMs(const std::function<bool()> &op, int 
         clock.start();
         const bool ok = op();
         nanoseconds.append(clock.nsecsElapsed());
+        if (tidy)
+            tidy();
         if (!ok)
             return std::nullopt;
     }

@@ -11,5 +11,8 @@ public:
     static constexpr int DefaultRuns = 7;
 
     // The median of `runs` timed calls of `op`, in milliseconds; nothing when a call returns false.
-    static std::optional<double> medianMs(const std::function<bool()> &op, int runs = DefaultRuns);
+    // `tidy`, when given, runs after every call, outside the timing: it undoes what a call leaves
+    // behind that the next call should not find (a window, say).
+    static std::optional<double> medianMs(const std::function<bool()> &op, int runs = DefaultRuns,
+                                          const std::function<void()> &tidy = {});
 };

@@ -7,6 +7,7 @@ int runRtfSuite(const BenchContext &context);
 int runTreeSuite(const BenchContext &context);
 int runFilesSuite(const BenchContext &context);
 int runDetailsSuite(const BenchContext &context);
+int runStartupSuite(const BenchContext &context);
 
 namespace {
 
@@ -20,6 +21,10 @@ const Suite suites[] = {
      "the details pane: loading favorites and bookmarks against the bare SQL of the same rows, and filling "
      "the search results against Qt's stock item list",
      runDetailsSuite},
+    {"startup",
+     "the main window from its creation on the store to the end of loading tree, favorites and bookmarks, "
+     "against the tree's load alone",
+     runStartupSuite},
 };
 
 } // namespace
