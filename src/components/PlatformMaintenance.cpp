@@ -93,7 +93,7 @@ PlatformMaintenance::PlatformMaintenance(QWidget *parent)
     layout->addWidget(lvwPlatforms, 1);
     layout->addWidget(fraMove);
     layout->addLayout(buttons);
-    resize(540, 420);
+    resize(560, 520);
 
     connect(lvwPlatforms, &QTreeWidget::itemSelectionChanged, this, &PlatformMaintenance::UpdateButtons);
     connect(cmdMove, &QPushButton::clicked, this, &PlatformMaintenance::MoveGames);
@@ -116,6 +116,12 @@ void PlatformMaintenance::setErrorLog(const QString &path)
 void PlatformMaintenance::Show()
 {
     Refresh(SelectedPlatform());
+    if (!isVisible() && parentWidget()) {
+        // Over the middle of the window it was opened from, as a dialog would be.
+        QRect frame = geometry();
+        frame.moveCenter(parentWidget()->window()->geometry().center());
+        move(frame.topLeft());
+    }
     m_open = true;
     show();
     raise();
