@@ -118,9 +118,11 @@ ctlView::~ctlView()
     disconnect(m_focusWatch);
     // The widths come back at the next start only where the user keeps the layout.
     if (SettingNumber(GetSetting(SettingKeys::AppLayout)) == 1L) {
+        QList<std::pair<SettingKey, QString>> widths;
         for (int column = 0; column < 3; ++column)
-            SaveSetting(SettingKeys::ViewControlColumn(column + 1),
-                        QString::number(Twips::fromPixelsX(lvFiles->ColumnWidth(column))));
+            widths.append({SettingKeys::ViewControlColumn(column + 1),
+                           QString::number(Twips::fromPixelsX(lvFiles->ColumnWidth(column)))});
+        SaveSettings(widths);
     }
 }
 
