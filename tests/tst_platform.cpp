@@ -136,6 +136,13 @@ void tst_platform::twips()
     QCOMPARE(Twips::fromPixels(5, 0), 0);
     for (int twips : {0, 375, 2295, 3720, 99990})
         QCOMPARE(Twips::fromPixels(Twips::toPixels(twips, 96), 96), twips);
+
+    // Stored column widths: saved as floats, hand edits held to a sane range.
+    QCOMPARE(SettingWidth(QStringLiteral("1440.4")), std::optional<int>(1440));
+    QCOMPARE(SettingWidth(QStringLiteral("0")), std::optional<int>(0));
+    QCOMPARE(SettingWidth(QStringLiteral("2e9")), std::optional<int>(1000000));
+    QCOMPARE(SettingWidth(QStringLiteral("-1")), std::nullopt);
+    QCOMPARE(SettingWidth(QStringLiteral("wide")), std::nullopt);
 }
 
 void tst_platform::fileFilters()

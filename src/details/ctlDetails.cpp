@@ -183,10 +183,9 @@ void ctlDetails::restoreColumnWidths()
     for (const ColumnWidths &columns : columnWidths(lvBookmarks, lvFavorites, lvSearchResults)) {
         for (int column = 0; column < columns.list->ColumnCount(); ++column) {
             const SettingKey key = columns.key(column + 1);
-            const QString stored = GetSetting(key);
             long twips = 0;
-            if (const auto number = SettingNumber(stored); number && *number >= 0)
-                twips = std::min(*number, 1000000L);
+            if (const auto stored = SettingWidth(GetSetting(key)))
+                twips = *stored;
             else if (key.hasDefault())
                 twips = SettingNumber(key.defaultValue()).value_or(0);
             else

@@ -4,6 +4,7 @@
 #include <QSettings>
 #include <QStringList>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -97,6 +98,14 @@ std::optional<long> SettingNumber(const QString &value)
         return std::nullopt;
     // Halves go to the even neighbour, as the classic string-to-integer rules do.
     return long(std::nearbyint(number));
+}
+
+std::optional<int> SettingWidth(const QString &value)
+{
+    const auto number = SettingNumber(value);
+    if (!number || *number < 0)
+        return std::nullopt;
+    return int(std::min(*number, 1000000L));
 }
 
 std::optional<bool> SettingBool(const QString &value)

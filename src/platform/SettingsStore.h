@@ -24,6 +24,9 @@ void SaveSettings(const QList<std::pair<SettingKey, QString>> &values);
 // reader keeps its own design value.
 std::optional<long> SettingNumber(const QString &value);
 std::optional<bool> SettingBool(const QString &value);
+// A stored column width in twips: a number from 0 up, held to 1,000,000 at most so a hand-edited
+// value cannot make a column absurd; nothing when it does not read or is negative.
+std::optional<int> SettingWidth(const QString &value);
 // Booleans are stored as "True"/"False".
 QString SettingText(bool value);
 

@@ -52,8 +52,8 @@ void ctlView::setUpList()
 void ctlView::applyColumnWidths(SettingKey (*column)(int))
 {
     for (int index = 1; index <= 3; ++index) {
-        if (const auto twips = SettingNumber(GetSetting(column(index))); twips && *twips >= 0)
-            lvFiles->setColumnWidth(index - 1, Twips::toPixelsX(int(std::min(*twips, 1000000L))));
+        if (const auto twips = SettingWidth(GetSetting(column(index))))
+            lvFiles->setColumnWidth(index - 1, Twips::toPixelsX(*twips));
     }
 }
 
