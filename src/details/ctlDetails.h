@@ -111,10 +111,11 @@ private:
     void deleteSelectedBookmark(const QString &procedure);
     // Entries whose key is within `nodeKey` (all of a game's bookmarks for a game key).
     QList<ListItem *> bookmarksWithin(const QString &nodeKey) const;
-    // Writes one bookmark's change through `write`, or all of them in one transaction; an entry whose
-    // row has gone from the store is taken off the list. False, with the error logged, when the
-    // store refused: nothing is written then.
-    bool writeBookmarks(const QList<ListItem *> &entries, const QString &procedure,
+    // Writes the change of each of `entries` through `write`, all in one transaction; an entry whose
+    // row has gone from the store is taken off the list and out of `entries`, which then holds the
+    // entries to bring in line. False, with the error logged, when the store refused: nothing is
+    // written then.
+    bool writeBookmarks(QList<ListItem *> *entries, const QString &procedure,
                         const std::function<bool(qint32 id, ErrObject *err)> &write);
     void setBookmarkNames(ListItem *entry, quint8 SubCat, const QString &game, const QString &genre,
                           const QString &platform);

@@ -108,11 +108,12 @@ void ctlDetails::UpdateBookmark(quint8 SubCat, const QString &TreeKey, const QSt
     if (!entry)
         return;
     const GameNamesOf names(Tree, NodeKey::ParentKey(TreeKey));
-    const bool written = writeBookmarks({entry}, QStringLiteral("UpdateBookmark"), [&](qint32 id, ErrObject *err) {
+    QList<ListItem *> entries{entry};
+    const bool written = writeBookmarks(&entries, QStringLiteral("UpdateBookmark"), [&](qint32 id, ErrObject *err) {
         return BookmarkTable::Update(m_store->Connection(),
                                      {id, TreeKey, names.game, FileDesc, names.platform, SubCat, names.genreCode}, err);
     });
-    if (!written || !lvBookmarks->Item(TreeKey))
+    if (!written || entries.isEmpty())
         return;
     entry->setText(FileDesc);
     setBookmarkNames(entry, SubCat, names.game, names.genre, names.platform);
@@ -126,15 +127,15 @@ void ctlDetails::MoveBookmark(const QString &OldKey, const QString &NewKey, cons
     if (NodeKey::Kind(OldKey) == NodeKind::Game) {
         // A game moved to another genre or platform: every bookmark of it follows; its name stays.
         const GameNamesOf names(Tree, NewKey);
-        const QList<ListItem *> entries = bookmarksWithin(OldKey);
+        QList<ListItem *> entries = bookmarksWithin(OldKey);
         QHash<qint32, QString> newKeys;
-        for (const ListItem *entry : entries)
+        for (const ListItem *entry : std::as_const(entries))
             newKeys.insert(rowId(entry), NodeKey::Field(entry->Key(), 0) + QLatin1Char('|') + NewKey);
-        if (!writeBookmarks(entries, procedure, [&](qint32 id, ErrObject *error) {
+        if (!writeBookmarks(&entries, procedure, [&](qint32 id, ErrObject *error) {
                 return BookmarkTable::MoveGame(db, id, newKeys.value(id), names.platform, names.genreCode, error);
             }))
             return;
-        for (ListItem *entry : bookmarksWithin(OldKey)) {
+        for (ListItem *entry : std::as_const(entries)) {
             lvBookmarks->setKey(entry, newKeys.value(rowId(entry)), &err);
             entry->setSubItem(3, names.genre);
             entry->setSubItem(4, names.platform);
@@ -146,12 +147,13 @@ void ctlDetails::MoveBookmark(const QString &OldKey, const QString &NewKey, cons
     if (!entry)
         return;
     const GameNamesOf names(Tree, NodeKey::ParentKey(NewKey));
-    if (!writeBookmarks({entry}, procedure,
+    QList<ListItem *> entries{entry};
+    if (!writeBookmarks(&entries, procedure,
                         [&](qint32 id, ErrObject *error) {
                             return BookmarkTable::MoveFile(db, id, NewKey, names.game, names.platform, names.genreCode,
                                                            error);
                         }) ||
-        !lvBookmarks->Item(OldKey))
+        entries.isEmpty())
         return;
     if (!lvBookmarks->setKey(entry, NewKey, &err)) {
         // The store has the bookmark at the new key; an entry there already shows it.
@@ -166,10 +168,11 @@ void ctlDetails::MoveBookmark(const QString &OldKey, const QString &NewKey, cons
 void ctlDetails::RenameGame(const QString &GameKey, const QString &NewName)
 {
     const QSqlDatabase db = m_store->Connection();
-    if (!writeBookmarks(bookmarksWithin(GameKey), QStringLiteral("RenameGame"),
+    QList<ListItem *> entries = bookmarksWithin(GameKey);
+    if (!writeBookmarks(&entries, QStringLiteral("RenameGame"),
                         [&](qint32 id, ErrObject *err) { return BookmarkTable::RenameGame(db, id, NewName, err); }))
         return;
-    for (ListItem *entry : bookmarksWithin(GameKey))
+    for (ListItem *entry : std::as_const(entries))
         entry->setSubItem(2, NewName);
 }
 
@@ -183,7 +186,7 @@ void ctlDetails::DeleteBookmark(const QString &Key)
         entries = bookmarksWithin(Key);
     }
     const QSqlDatabase db = m_store->Connection();
-    if (!writeBookmarks(entries, QStringLiteral("DeleteBookmark"),
+    if (!writeBookmarks(&entries, QStringLiteral("DeleteBookmark"),
                         [&](qint32 id, ErrObject *err) { return BookmarkTable::Delete(db, id, nullptr, err); }))
         return;
     for (ListItem *entry : std::as_const(entries))
@@ -236,17 +239,17 @@ QList<ListItem *> ctlDetails::bookmarksWithin(const QString &nodeKey) const
     return entries;
 }
 
-bool ctlDetails::writeBookmarks(const QList<ListItem *> &entries, const QString &procedure,
+bool ctlDetails::writeBookmarks(QList<ListItem *> *entries, const QString &procedure,
                                 const std::function<bool(qint32, ErrObject *)> &write)
 {
-    if (entries.isEmpty())
+    if (entries->isEmpty())
         return true;
     const QSqlDatabase db = m_store->Connection();
     ErrObject err;
     StoreTransaction transaction(db);
     QList<ListItem *> gone;
     bool ok = transaction.begin(&err);
-    for (ListItem *entry : entries) {
+    for (ListItem *entry : std::as_const(*entries)) {
         if (!ok)
             break;
         ErrObject rowErr;
@@ -261,7 +264,9 @@ bool ctlDetails::writeBookmarks(const QList<ListItem *> &entries, const QString 
         LogError(err, module, procedure, true);
         return false;
     }
-    for (ListItem *entry : std::as_const(gone))
+    for (ListItem *entry : std::as_const(gone)) {
+        entries->removeOne(entry);
         lvBookmarks->Remove(entry);
+    }
     return true;
 }
