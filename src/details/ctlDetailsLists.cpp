@@ -70,15 +70,14 @@ void ctlDetails::AddFavorite(const QString &Key, const QString &URL, const QStri
 bool ctlDetails::DeleteFavorite(const QString &Key)
 {
     const QString procedure = QStringLiteral("DeleteFavorite");
-    bool ok = false;
-    const qint32 id = QString(Key).remove(QStringLiteral("K_")).toInt(&ok);
-    if (!ok) {
+    const auto id = NodeKey::Id(Key, 0);
+    if (!id) {
         LogError(NodeKey::BadKey(Key), module, procedure, true);
         return false;
     }
     ErrObject err;
     bool deleted = false;
-    if (!FavoriteTable::Delete(m_store->Connection(), id, &deleted, &err)) {
+    if (!FavoriteTable::Delete(m_store->Connection(), *id, &deleted, &err)) {
         LogError(err, module, procedure, true);
         return false;
     }
