@@ -201,7 +201,9 @@ bool FileViewer::Save()
     const bool added = m_mode == NewMode;
     const bool stored = added ? FileTable::Add(m_db, row, &newId, &err) : FileTable::Update(m_db, row, &err);
     if (!stored) {
-        ReportFailure(err);
+        ReportStoreFailure(err, m_errorLog, moduleName, QStringLiteral("Save"),
+                           QStringLiteral("The file could not be saved"),
+                           QStringLiteral("The store did not accept the file."));
         return false;
     }
 
@@ -309,21 +311,6 @@ bool FileViewer::Refuse(const QString &prompt, QWidget *field)
     MsgBox(prompt, MsgButtons::OK, MsgIcon::Exclamation);
     field->setFocus();
     return false;
-}
-
-void FileViewer::ReportFailure(const ErrObject &err)
-{
-    ErrObject logged = err;
-    if (!logged.isError()) {
-        logged.Number = ErrNumber::StoreFailed;
-        logged.Description = QStringLiteral("The store did not accept the file.");
-    }
-    if (m_errorLog.isEmpty())
-        LogError(logged, moduleName, QStringLiteral("Save"), false);
-    else
-        ErrorLog(m_errorLog).Write(logged, moduleName, QStringLiteral("Save"));
-    MsgBox(QStringLiteral("The file could not be saved:\r\n\r\n") + logged.Description, MsgButtons::OK,
-           MsgIcon::Critical);
 }
 
 void FileViewer::LoadText(const QString &rtf)

@@ -64,7 +64,6 @@ private:
     void SelectSubCat(quint8 code);
     quint8 SelectedSubCat() const;
     bool Refuse(const QString &prompt, QWidget *field);
-    void ReportFailure(const ErrObject &err);
     void LoadText(const QString &rtf);
     QString DocumentRtf() const;
     void Print();

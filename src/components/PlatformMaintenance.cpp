@@ -247,23 +247,15 @@ void PlatformMaintenance::RemovePlatform()
     Q_EMIT ResetLorekeep();
 }
 
+void PlatformMaintenance::ReportFailure(const ErrObject &err, const QString &operation, const QString &what)
+{
+    ReportStoreFailure(err, m_errorLog, moduleName, operation, what,
+                       QStringLiteral("The store did not accept the change."));
+}
+
 void PlatformMaintenance::UpdateButtons()
 {
     const bool selected = !lvwPlatforms->selectedItems().isEmpty();
     cmdMove->setEnabled(selected);
     cmdRemove->setEnabled(selected);
-}
-
-void PlatformMaintenance::ReportFailure(const ErrObject &err, const QString &operation, const QString &what)
-{
-    ErrObject logged = err;
-    if (!logged.isError()) {
-        logged.Number = ErrNumber::StoreFailed;
-        logged.Description = QStringLiteral("The store did not accept the change.");
-    }
-    if (m_errorLog.isEmpty())
-        LogError(logged, moduleName, operation, false);
-    else
-        ErrorLog(m_errorLog).Write(logged, moduleName, operation);
-    MsgBox(what + QStringLiteral(":\r\n\r\n") + logged.Description, MsgButtons::OK, MsgIcon::Critical);
 }

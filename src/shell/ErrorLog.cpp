@@ -134,3 +134,18 @@ void LogError(const ErrObject &err, const QString &module, const QString &source
                                   MsgButtons::OK, MsgIcon::Critical, module + QStringLiteral(" Error"));
     }
 }
+
+void ReportStoreFailure(const ErrObject &err, const QString &logFile, const QString &module, const QString &source,
+                        const QString &what, const QString &unexplained)
+{
+    ErrObject logged = err;
+    if (!logged.isError()) {
+        logged.Number = ErrNumber::StoreFailed;
+        logged.Description = unexplained;
+    }
+    if (logFile.isEmpty())
+        LogError(logged, module, source, false);
+    else
+        ErrorLog(logFile).Write(logged, module, source);
+    MsgBox(what + QStringLiteral(":\r\n\r\n") + logged.Description, MsgButtons::OK, MsgIcon::Critical);
+}

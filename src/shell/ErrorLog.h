@@ -46,3 +46,8 @@ void StartLog();
 // Writes `err` to "error.log" in the home and, when `show` is set, shows it in a message box titled
 // after the module. Number 0 does nothing at all.
 void LogError(const ErrObject &err, const QString &module, const QString &source, bool show);
+// For a window its host hands a log file (`logFile`; the home's "error.log" when empty): logs a
+// store change that failed and tells the user "<what>:" and the reason. A failure the store gave no
+// error for is logged as one with `unexplained` as its description.
+void ReportStoreFailure(const ErrObject &err, const QString &logFile, const QString &module, const QString &source,
+                        const QString &what, const QString &unexplained);
