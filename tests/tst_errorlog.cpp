@@ -1,6 +1,6 @@
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
-#include "shell/ErrorLog.h"
+#include "base/ErrorLog.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,6 @@
+#include "base/AppPath.h"
+#include "data/HomeFolder.h"
 #include "data/modADO.h"
-#include "shell/AppPath.h"
-#include "shell/HomeFolder.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,5 +1,6 @@
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
+#include "base/Caption.h"
 #include "data/Schema.h"
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
@@ -330,12 +331,12 @@ void tst_mainwindow::layoutSavedAndRestored()
 void tst_mainwindow::captionColors()
 {
     QLabel label;
-    modMain::SetCaptionColors(&label, modMain::CaptionActive);
+    SetCaptionColors(&label, CaptionActive);
     QCOMPARE(label.palette().color(QPalette::Window), QColor(Qt::black));
     QCOMPARE(label.palette().color(QPalette::WindowText), QColor(Qt::white));
-    modMain::SetCaptionColors(&label, 5);
+    SetCaptionColors(&label, 5);
     QCOMPARE(label.palette().color(QPalette::Window), QColor(Qt::black));
-    modMain::SetCaptionColors(&label, modMain::CaptionInactive);
+    SetCaptionColors(&label, CaptionInactive);
     QCOMPARE(label.palette().color(QPalette::Window), QApplication::palette().color(QPalette::Dark));
     QCOMPARE(label.palette().color(QPalette::WindowText), QApplication::palette().color(QPalette::Button));
 }

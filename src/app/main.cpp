@@ -1,9 +1,9 @@
-#include "Version.h"
+#include "base/AppPath.h"
+#include "base/Version.h"
+#include "data/HomeFolder.h"
 #include "data/modADO.h"
 #include "platform/QtPrompts.h"
 #include "platform/TerminationSignals.h"
-#include "shell/AppPath.h"
-#include "shell/HomeFolder.h"
 #include "shell/frmMain.h"
 #include "shell/modMain.h"
 

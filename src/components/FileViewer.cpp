@@ -1,6 +1,7 @@
 #include "FileViewer.h"
 
 #include "RichTextToolBar.h"
+#include "base/ErrorLog.h"
 #include "data/FileTable.h"
 #include "data/ShortDesc.h"
 #include "data/modNames.h"
@@ -8,7 +9,6 @@
 #include "platform/Prompts.h"
 #include "platform/RichText.h"
 #include "platform/RtfWriter.h"
-#include "shell/ErrorLog.h"
 
 #include <QAction>
 #include <QCloseEvent>

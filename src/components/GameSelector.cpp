@@ -1,11 +1,11 @@
 #include "GameSelector.h"
 
+#include "base/ErrorLog.h"
 #include "data/GameTable.h"
 #include "data/NodeKey.h"
 #include "data/modNames.h"
 #include "platform/NaturalOrder.h"
 #include "platform/Prompts.h"
-#include "shell/ErrorLog.h"
 
 #include <QComboBox>
 #include <QDialogButtonBox>

@@ -1,10 +1,10 @@
 #include "PlatformMaintenance.h"
 
 #include "TreeLoader.h"
+#include "base/ErrorLog.h"
 #include "data/modNames.h"
 #include "platform/ErrObject.h"
 #include "platform/Prompts.h"
-#include "shell/ErrorLog.h"
 
 #include <QCloseEvent>
 #include <QComboBox>

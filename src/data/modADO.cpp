@@ -2,7 +2,7 @@
 
 #include "Schema.h"
 #include "StoreError.h"
-#include "shell/ErrorLog.h"
+#include "base/ErrorLog.h"
 
 #include <QFileInfo>
 #include <QSqlError>

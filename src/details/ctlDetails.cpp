@@ -1,11 +1,11 @@
 #include "ctlDetails.h"
 
+#include "base/Caption.h"
 #include "data/modADO.h"
 #include "platform/DeferredIcon.h"
 #include "platform/ListView.h"
 #include "platform/SettingsStore.h"
 #include "platform/Twips.h"
-#include "shell/modMain.h"
 
 #include <QApplication>
 #include <QLabel>
@@ -88,7 +88,7 @@ ctlDetails::ctlDetails(QWidget *parent)
         auto *header = new QLabel(QString::fromLatin1(tabs[i].header), panel);
         header->setObjectName(QString::fromLatin1(tabs[i].label));
         header->setMinimumHeight(20);
-        modMain::SetCaptionColors(header, modMain::CaptionInactive);
+        SetCaptionColors(header, CaptionInactive);
         lblHeaders[i] = header;
         auto *layout = new QVBoxLayout(panel);
         layout->setContentsMargins(0, 0, 0, 0);
@@ -263,7 +263,7 @@ void ctlDetails::resizeEvent(QResizeEvent *event)
 
 void ctlDetails::focusMoved(QWidget *now)
 {
-    const short state = now && isAncestorOf(now) ? modMain::CaptionActive : modMain::CaptionInactive;
+    const short state = now && isAncestorOf(now) ? CaptionActive : CaptionInactive;
     for (QLabel *header : lblHeaders)
-        modMain::SetCaptionColors(header, state);
+        SetCaptionColors(header, state);
 }

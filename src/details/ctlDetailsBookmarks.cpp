@@ -3,6 +3,7 @@
 
 #include "ctlDetails.h"
 
+#include "base/ErrorLog.h"
 #include "data/BookmarkTable.h"
 #include "data/GameNames.h"
 #include "data/NodeKey.h"
@@ -11,7 +12,6 @@
 #include "data/modNames.h"
 #include "platform/ListView.h"
 #include "platform/Prompts.h"
-#include "shell/ErrorLog.h"
 
 #include <QSet>
 

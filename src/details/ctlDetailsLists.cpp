@@ -2,13 +2,13 @@
 
 #include "ctlDetails.h"
 
+#include "base/ErrorLog.h"
 #include "data/FavoriteTable.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
 #include "platform/ListView.h"
 #include "platform/Prompts.h"
-#include "shell/ErrorLog.h"
 
 #include <QLabel>
 

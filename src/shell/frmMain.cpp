@@ -1,9 +1,10 @@
 #include "frmMain.h"
 
-#include "AppPath.h"
-#include "ErrorLog.h"
-#include "HomeFolder.h"
-#include "Version.h"
+#include "base/AppPath.h"
+#include "base/Caption.h"
+#include "base/ErrorLog.h"
+#include "base/Version.h"
+#include "data/HomeFolder.h"
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
 #include "modMain.h"
@@ -89,7 +90,7 @@ void frmMain::buildWindow()
     strip.setBold(true);
     strip.setPointSizeF(strip.pointSizeF() * 1.15);
     m_lblCaption->setFont(strip);
-    modMain::SetCaptionColors(m_lblCaption, modMain::CaptionActive);
+    SetCaptionColors(m_lblCaption, CaptionActive);
     picToolBar->installEventFilter(this);
 
     m_ctlTree = new ctlTree(picClient);
@@ -203,7 +204,7 @@ void frmMain::changeEvent(QEvent *event)
 
 void frmMain::SetFilesCaption()
 {
-    setWindowTitle(modMain::FilesCaption(modADO::instance().DatabaseName()));
+    setWindowTitle(FilesCaption(modADO::instance().DatabaseName()));
 }
 
 void frmMain::mnuFileConnect_Click()

@@ -3,8 +3,8 @@
 
 #include "frmMain.h"
 
-#include "AppPath.h"
-#include "ErrorLog.h"
+#include "base/AppPath.h"
+#include "base/ErrorLog.h"
 #include "components/PlatformMaintenance.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"

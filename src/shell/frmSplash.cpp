@@ -1,7 +1,7 @@
 #include "frmSplash.h"
 
-#include "AppPath.h"
-#include "Version.h"
+#include "base/AppPath.h"
+#include "base/Version.h"
 
 #include <QApplication>
 #include <QFrame>

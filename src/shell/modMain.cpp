@@ -1,14 +1,12 @@
 #include "modMain.h"
 
-#include "AppPath.h"
-#include "Version.h"
+#include "base/AppPath.h"
+#include "base/Caption.h"
 #include "frmMain.h"
 #include "frmSplash.h"
 
 #include <QApplication>
 #include <QFile>
-#include <QLabel>
-#include <QPalette>
 #include <QPointer>
 
 namespace modMain {
@@ -74,24 +72,6 @@ void UnloadAll()
             UnloadForm(window);
     }
     QFile::remove(AppPath() + QStringLiteral("~clp.tmp"));
-}
-
-void SetCaptionColors(QLabel *label, short state)
-{
-    if (!label || (state != CaptionActive && state != CaptionInactive))
-        return;
-    QPalette palette = label->palette();
-    const QPalette system = QApplication::palette();
-    const bool active = state == CaptionActive;
-    palette.setColor(QPalette::Window, active ? QColor(Qt::black) : system.color(QPalette::Dark));
-    palette.setColor(QPalette::WindowText, active ? QColor(Qt::white) : system.color(QPalette::Button));
-    label->setAutoFillBackground(true);
-    label->setPalette(palette);
-}
-
-QString FilesCaption(const QString &databaseName)
-{
-    return QStringLiteral(LOREKEEP_TITLE " - [") + databaseName + QStringLiteral("] - Files");
 }
 
 } // namespace modMain

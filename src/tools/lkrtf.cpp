@@ -1,5 +1,5 @@
 // lkrtf: what Lorekeep's RTF reader makes of a file, for checking real documents by hand.
-#include "Version.h"
+#include "base/Version.h"
 #include "platform/RtfReader.h"
 #include "platform/RtfWriter.h"
 

@@ -1,6 +1,7 @@
 #include "ctlTree.h"
 
 #include "TreeSearch.h"
+#include "base/ErrorLog.h"
 #include "components/GameSelector.h"
 #include "components/TreeLoader.h"
 #include "data/FileTable.h"
@@ -11,7 +12,6 @@
 #include "platform/Prompts.h"
 #include "platform/SettingsStore.h"
 #include "platform/TreeView.h"
-#include "shell/ErrorLog.h"
 
 #include <QApplication>
 #include <QEvent>

@@ -4,6 +4,7 @@
 
 #include "ctlTree.h"
 
+#include "base/ErrorLog.h"
 #include "components/GameSelector.h"
 #include "components/TreeLoader.h"
 #include "data/GameTable.h"
@@ -11,7 +12,6 @@
 #include "data/modADO.h"
 #include "platform/Prompts.h"
 #include "platform/TreeView.h"
-#include "shell/ErrorLog.h"
 
 namespace {
 

@@ -1,14 +1,14 @@
 #include "ctlView.h"
 
-#include "Version.h"
+#include "base/AppPath.h"
+#include "base/Caption.h"
+#include "base/Version.h"
 #include "components/FileViewer.h"
 #include "data/modADO.h"
 #include "platform/ListView.h"
 #include "platform/RichText.h"
 #include "platform/SettingsStore.h"
 #include "platform/Twips.h"
-#include "shell/AppPath.h"
-#include "shell/modMain.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -141,7 +141,7 @@ void ctlView::buildFilesTab(QWidget *tab)
     lblFiles->setText(QStringLiteral(" Files:"));
     lblFiles->setMinimumHeight(22);
     setUpList();
-    modMain::SetCaptionColors(lblFiles, modMain::CaptionInactive);
+    SetCaptionColors(lblFiles, CaptionInactive);
 
     // The text is for reading: nothing typed changes it, the mouse selects, and the usual keys
     // still copy and scroll.
@@ -195,7 +195,7 @@ void ctlView::tabChanged()
     picTabContainer->setCurrentIndex(tbsTabs->currentIndex());
     // The window's caption names what the pane shows: the page in the browser, else the store.
     if (SelectedTab() != 2)
-        window()->setWindowTitle(modMain::FilesCaption(m_store->DatabaseName()));
+        window()->setWindowTitle(FilesCaption(m_store->DatabaseName()));
     else if (m_pageTitle.isEmpty())
         window()->setWindowTitle(title);
     else
@@ -218,7 +218,7 @@ void ctlView::resizeEvent(QResizeEvent *event)
 void ctlView::focusMoved(QWidget *now)
 {
     const bool inside = now && isAncestorOf(now);
-    modMain::SetCaptionColors(lblFiles, inside ? modMain::CaptionActive : modMain::CaptionInactive);
+    SetCaptionColors(lblFiles, inside ? CaptionActive : CaptionInactive);
 }
 
 void ctlView::showText(const QString &rtf)

@@ -4,6 +4,8 @@
 
 #include "ctlView.h"
 
+#include "base/AppPath.h"
+#include "base/ErrorLog.h"
 #include "components/FileTextReader.h"
 #include "components/FileViewer.h"
 #include "components/GameSelector.h"
@@ -14,8 +16,6 @@
 #include "data/modNames.h"
 #include "platform/ListView.h"
 #include "platform/Prompts.h"
-#include "shell/AppPath.h"
-#include "shell/ErrorLog.h"
 
 #include <QDateTime>
 #include <QLocale>

@@ -3,6 +3,8 @@
 
 #include "ctlView.h"
 
+#include "base/AppPath.h"
+#include "base/ErrorLog.h"
 #include "components/FileTextReader.h"
 #include "data/FileTable.h"
 #include "data/NodeKey.h"
@@ -12,8 +14,6 @@
 #include "platform/ListView.h"
 #include "platform/SettingsStore.h"
 #include "platform/Twips.h"
-#include "shell/AppPath.h"
-#include "shell/ErrorLog.h"
 
 #include <QLabel>
 #include <QTextEdit>

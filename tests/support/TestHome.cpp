@@ -1,10 +1,10 @@
 #include "TestHome.h"
 
+#include "base/AppPath.h"
 #include "data/FileTable.h"
 #include "data/GameTable.h"
+#include "data/HomeFolder.h"
 #include "data/Schema.h"
-#include "shell/AppPath.h"
-#include "shell/HomeFolder.h"
 
 #include <QSettings>
 #include <QTest>

@@ -2,10 +2,10 @@
 // favorites, bookmarks, FinishLoad), against loading the tree alone.
 
 #include "BenchContext.h"
+#include "base/AppPath.h"
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
 #include "platform/ListView.h"
-#include "shell/AppPath.h"
 #include "shell/frmMain.h"
 #include "shell/modMain.h"
 #include "tree/ctlTree.h"

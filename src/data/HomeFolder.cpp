@@ -1,6 +1,6 @@
 #include "HomeFolder.h"
 
-#include "data/Schema.h"
+#include "Schema.h"
 
 #include <QDir>
 #include <QFile>

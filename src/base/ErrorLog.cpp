@@ -1,7 +1,7 @@
 #include "ErrorLog.h"
 
 #include "AppPath.h"
-#include "Version.h"
+#include "base/Version.h"
 #include "platform/Prompts.h"
 
 #include <QFile>
