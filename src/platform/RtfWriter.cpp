@@ -1,5 +1,7 @@
 #include "RtfWriter.h"
 
+#include "RtfOut.h"
+
 #include <QColor>
 #include <QFont>
 #include <QGuiApplication>
@@ -14,7 +16,6 @@
 #include <QVector>
 
 #include <algorithm>
-#include <charconv>
 #include <vector>
 
 namespace {
@@ -50,135 +51,6 @@ struct CharState
     int vertical = 0; // 1 superscript, -1 subscript
 };
 
-class Out
-{
-public:
-    explicit Out(qsizetype sizeHint) { m_bytes.reserve(sizeHint); }
-
-    QByteArray &bytes() { return m_bytes; }
-
-    void word(const char *name)
-    {
-        m_bytes.append('\\');
-        m_bytes.append(name);
-        m_delimit = true;
-    }
-
-    void word(const char *name, int value)
-    {
-        m_bytes.append('\\');
-        m_bytes.append(name);
-        number(value);
-        m_delimit = true;
-    }
-
-    // Braces and other syntax that ends a control word by itself.
-    void raw(const char *syntax)
-    {
-        m_bytes.append(syntax);
-        m_delimit = false;
-    }
-
-    // A line end between paragraphs keeps the file readable; RTF readers ignore it.
-    void lineEnd()
-    {
-        m_bytes.append('\n');
-        m_delimit = false;
-    }
-
-    void text(QStringView text)
-    {
-        const QChar *it = text.data();
-        const QChar *end = it + text.size();
-        for (; it != end; ++it) {
-            const char16_t c = it->unicode();
-            if (c >= 0x20 && c < 0x7F) {
-                if (m_delimit) {
-                    m_bytes.append(' ');
-                    m_delimit = false;
-                }
-                if (c == '\\' || c == '{' || c == '}')
-                    m_bytes.append('\\');
-                m_bytes.append(char(c));
-                continue;
-            }
-            switch (c) {
-            case u'\t': word("tab"); break;
-            case u'\n':
-            case u'\r':
-            case u'\v':
-            case 0x2028: word("line"); break;
-            case 0x00A0: symbol('~'); break;
-            case 0x00AD: symbol('-'); break;
-            case 0x2011: symbol('_'); break;
-            case 0xFFFC: break; // an image or other object, which we do not write
-            default:
-                // Other control characters have no meaning in text; the noncharacters U+FDD0..U+FDEF
-                // are Qt's frame markers.
-                if (c < 0x20 || c == 0x7F || (c >= 0xFDD0 && c <= 0xFDEF))
-                    break;
-                // Surrogates go out one by one, as RTF's 16-bit \u demands; signed, as it also demands.
-                m_bytes.append("\\u");
-                number(int(qint16(c)));
-                m_bytes.append('?');
-                m_delimit = false;
-                break;
-            }
-        }
-    }
-
-private:
-    void symbol(char c)
-    {
-        m_bytes.append('\\');
-        m_bytes.append(c);
-        m_delimit = false;
-    }
-
-    void number(int value)
-    {
-        char digits[16];
-        const auto result = std::to_chars(digits, digits + sizeof digits, value);
-        m_bytes.append(digits, result.ptr - digits);
-    }
-
-    QByteArray m_bytes;
-    bool m_delimit = false; // a control word was written and text would run into it
-};
-
-void appendHeader(QByteArray &out, const QStringList &fonts, const QVector<QRgb> &colors)
-{
-    out.append("{\\rtf1\\ansi\\ansicpg1252\\deff0{\\fonttbl");
-    Out names(64);
-    for (qsizetype i = 0; i < fonts.size(); ++i) {
-        names.raw("{");
-        names.word("f", int(i));
-        names.word("fnil");
-        names.word("fcharset", 0);
-        // A ";" would end the entry early.
-        QString name = fonts[i];
-        name.remove(QLatin1Char(';'));
-        names.text(name);
-        names.raw(";}");
-    }
-    out.append(names.bytes());
-    out.append('}');
-    if (!colors.isEmpty()) {
-        out.append("{\\colortbl;");
-        for (const QRgb rgb : colors) {
-            out.append("\\red");
-            out.append(QByteArray::number(qRed(rgb)));
-            out.append("\\green");
-            out.append(QByteArray::number(qGreen(rgb)));
-            out.append("\\blue");
-            out.append(QByteArray::number(qBlue(rgb)));
-            out.append(';');
-        }
-        out.append('}');
-    }
-    out.append("\\viewkind4\\uc1");
-}
-
 QString applicationFontFamily()
 {
     // QFont needs a GUI application; without one (a command-line tool) any family will do.
@@ -207,7 +79,7 @@ public:
 
         QByteArray rtf;
         rtf.reserve(m_out.bytes().size() + 256 + 48 * (m_fonts.size() + m_colors.size()));
-        appendHeader(rtf, m_fonts, m_colors);
+        RtfOut::appendHeader(rtf, m_fonts, m_colors);
         rtf.append(m_out.bytes());
         return rtf;
     }
@@ -551,7 +423,7 @@ private:
     }
 
     const QTextDocument &m_document;
-    Out m_out;
+    RtfOut m_out;
     QStringList m_fonts;
     QHash<QString, int> m_fontIndex;
     QVector<QRgb> m_colors;
@@ -583,7 +455,7 @@ QByteArray FromFragment(const QTextDocumentFragment &fragment)
 
 QByteArray FromPlainText(const QString &text)
 {
-    Out out(text.size() + text.size() / 8 + 128);
+    RtfOut out(text.size() + text.size() / 8 + 128);
     out.raw("{\\rtf1\\ansi\\ansicpg1252\\deff0{\\fonttbl{\\f0\\fnil\\fcharset0 ");
     QString family = applicationFontFamily();
     family.remove(QLatin1Char(';'));
