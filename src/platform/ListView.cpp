@@ -1,10 +1,10 @@
 #include "ListView.h"
 
+#include "ListModel.h"
+#include "ListViewWidget.h"
 #include "NaturalOrder.h"
 
-#include <QAbstractTableModel>
 #include <QHeaderView>
-#include <QKeyEvent>
 #include <QListView>
 #include <QStackedWidget>
 #include <QTimer>
@@ -29,100 +29,6 @@ ErrObject keyNotUnique()
 }
 
 } // namespace
-
-// The rows as Qt's views read them; the rows themselves live in the ListView.
-class ListModel final : public QAbstractTableModel
-{
-public:
-    explicit ListModel(ListView *list) : QAbstractTableModel(list), m_list(list) {}
-
-    int rowCount(const QModelIndex &parent) const override { return parent.isValid() ? 0 : m_list->Count(); }
-    int columnCount(const QModelIndex &parent) const override
-    {
-        return parent.isValid() ? 0 : std::max(1, m_list->ColumnCount());
-    }
-
-    QVariant data(const QModelIndex &index, int role) const override
-    {
-        const ListItem *item = m_list->m_rows.value(index.row());
-        if (!item)
-            return {};
-        switch (role) {
-        case Qt::DisplayRole:
-        case Qt::ToolTipRole: return item->ColumnText(index.column());
-        case Qt::DecorationRole: return index.column() == 0 ? m_list->m_images.value(item->Icon()) : QVariant();
-        default: return {};
-        }
-    }
-
-    QVariant headerData(int section, Qt::Orientation orientation, int role) const override
-    {
-        if (orientation == Qt::Horizontal && role == Qt::DisplayRole)
-            return m_list->ColumnCaption(section);
-        return {};
-    }
-
-    void rowChanged(int row) { Q_EMIT dataChanged(index(row, 0), index(row, columnCount({}) - 1)); }
-
-    using QAbstractTableModel::beginInsertRows;
-    using QAbstractTableModel::beginMoveRows;
-    using QAbstractTableModel::beginRemoveRows;
-    using QAbstractTableModel::beginResetModel;
-    using QAbstractTableModel::changePersistentIndexList;
-    using QAbstractTableModel::endInsertRows;
-    using QAbstractTableModel::endMoveRows;
-    using QAbstractTableModel::endRemoveRows;
-    using QAbstractTableModel::endResetModel;
-    using QAbstractTableModel::headerDataChanged;
-    using QAbstractTableModel::persistentIndexList;
-
-private:
-    ListView *m_list;
-};
-
-// Both views report presses, double clicks and keys to the list in the order the list's users
-// expect: a press after it moved the selection, a key before the view acts on it.
-template <class Base> class ListViewWidget final : public Base
-{
-public:
-    explicit ListViewWidget(ListView *list) : m_list(list) {}
-
-protected:
-    void mousePressEvent(QMouseEvent *event) override
-    {
-        const bool wasQuiet = std::exchange(m_list->m_quiet, true);
-        Base::mousePressEvent(event);
-        m_list->m_quiet = wasQuiet;
-        m_list->pressed(this, event->button(), event->position().toPoint(), event->globalPosition().toPoint());
-    }
-
-    void mouseDoubleClickEvent(QMouseEvent *event) override
-    {
-        const bool wasQuiet = std::exchange(m_list->m_quiet, true);
-        Base::mouseDoubleClickEvent(event);
-        m_list->m_quiet = wasQuiet;
-        if (event->button() == Qt::LeftButton)
-            Q_EMIT m_list->DblClick();
-    }
-
-    void keyPressEvent(QKeyEvent *event) override
-    {
-        Q_EMIT m_list->KeyDown(event->key(), event->modifiers());
-        Base::keyPressEvent(event);
-    }
-
-    void focusInEvent(QFocusEvent *event) override
-    {
-        // Qt makes the first row current when a list without one gets the focus; the user chose
-        // nothing, so that is no click.
-        const bool wasQuiet = std::exchange(m_list->m_quiet, true);
-        Base::focusInEvent(event);
-        m_list->m_quiet = wasQuiet;
-    }
-
-private:
-    ListView *m_list;
-};
 
 void ListItem::setText(const QString &text)
 {
@@ -379,8 +285,7 @@ void ListView::EndUpdate()
         return;
     m_updating = false;
     if (m_sorted)
-        std::stable_sort(m_rows.begin(), m_rows.end(),
-                         [this](const ListItem *a, const ListItem *b) { return lessThan(a, b); });
+        std::stable_sort(m_rows.begin(), m_rows.end(), RowOrder{this});
     renumber(0);
     m_model->endResetModel();
 }
@@ -415,8 +320,7 @@ void ListView::sortRows()
     moved.reserve(before.size());
     for (const QModelIndex &index : before)
         moved << m_rows.value(index.row());
-    std::stable_sort(m_rows.begin(), m_rows.end(),
-                     [this](const ListItem *a, const ListItem *b) { return lessThan(a, b); });
+    std::stable_sort(m_rows.begin(), m_rows.end(), RowOrder{this});
     renumber(0);
     QModelIndexList after;
     after.reserve(before.size());
@@ -429,16 +333,15 @@ void ListView::sortRows()
         EnsureVisible(const_cast<ListItem *>(selected));
 }
 
-bool ListView::lessThan(const ListItem *a, const ListItem *b) const
+bool ListView::RowOrder::operator()(const ListItem *a, const ListItem *b) const
 {
-    return NaturalLess(a->ColumnText(m_sortKey), b->ColumnText(m_sortKey));
+    return NaturalLess(a->ColumnText(list->m_sortKey), b->ColumnText(list->m_sortKey));
 }
 
 int ListView::placeFor(const ListItem *item) const
 {
     // After its equals, so rows of the same text keep the order they came in.
-    const auto at = std::upper_bound(m_rows.cbegin(), m_rows.cend(), item,
-                                     [this](const ListItem *a, const ListItem *b) { return lessThan(a, b); });
+    const auto at = std::upper_bound(m_rows.cbegin(), m_rows.cend(), item, RowOrder{this});
     return int(at - m_rows.cbegin());
 }
 

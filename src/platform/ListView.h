@@ -134,7 +134,13 @@ private:
     template <class Base> friend class ListViewWidget;
 
     void changed(ListItem *item, bool placing);
-    bool lessThan(const ListItem *a, const ListItem *b) const;
+    // The order of a sorted list: natural order of the sort column's texts.
+    struct RowOrder
+    {
+        const ListView *list;
+        bool operator()(const ListItem *a, const ListItem *b) const;
+    };
+
     int placeFor(const ListItem *item) const;
     void renumber(int from);
     void sortRows();
