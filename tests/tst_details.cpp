@@ -238,10 +238,7 @@ void tst_details::bookmarkFile()
     desk.details.BookmarkFile(3, key, QStringLiteral("A review"), desk.tree);
     QCOMPARE(desk.prompts.last().text, QStringLiteral("This item is already bookmarked!"));
     QCOMPARE(desk.prompts.last().icon, MsgIcon::Exclamation);
-    QSqlQuery count(desk.home.db());
-    count.exec(QStringLiteral("SELECT count(*) FROM bookmarks"));
-    QVERIFY(count.next());
-    QCOMPARE(count.value(0).toInt(), 5);
+    QCOMPARE(desk.home.count(QStringLiteral("SELECT count(*) FROM bookmarks")), 5);
 }
 
 void tst_details::keepingInStep()
@@ -313,9 +310,7 @@ void tst_details::storeFailures()
     QVERIFY(desk.prompts.last().text.contains(QStringLiteral("bookmark locked")));
     QCOMPARE(desk.row(desk.guide).tree_key, QStringLiteral("K_10|") + desk.quest);
     QVERIFY(desk.bookmarks->Item(QStringLiteral("K_10|") + desk.quest));
-    QFile log(desk.home.file(QStringLiteral("error.log")));
-    QVERIFY(log.open(QIODevice::ReadOnly));
-    const QByteArray logged = log.readAll();
+    const QByteArray logged = readFile(desk.home.file(QStringLiteral("error.log")));
     QVERIFY(logged.contains("ctlDetails") && logged.contains("MoveBookmark"));
 
     // A bookmark whose row has gone from the store leaves the list when it is next changed.

@@ -16,12 +16,6 @@ private Q_SLOTS:
     void logErrorShowsTheRecordWhenAsked();
 };
 
-static QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 void tst_errorlog::bannerAndRecordsByteForByte()
 {
     QTemporaryDir dir;
@@ -45,18 +39,18 @@ void tst_errorlog::bannerAndRecordsByteForByte()
     const QByteArray record2 = "  Module = ctlView\r\n  Source = lvFiles DblClick\r\n  Number = 35601\r\n    Desc = " +
                                QStringLiteral("Élément – 見つかりません").toUtf8() + "\r\n";
     const QByteArray stamp = "    Date = 11/3/26\r\n    Time = " + time + "\r\n............................\r\n \r\n";
-    QCOMPARE(readAll(path), "B R I G H T M O O R S O F T WARE  -  E R R O R  *  L O G\r\n"
-                            "=======================================\r\n"
-                            "Application Title: Lorekeep\r\n"
-                            "Application Version: 1.1.0\r\n"
-                            " \r\n"
-                            "Begin Log...\r\n"
-                            " \r\n"
-                            "  Module = modADO\r\n"
-                            "  Source = Connect\r\n"
-                            "  Number = -2147467259\r\n"
-                            "    Desc = first line\r\nsecond line\r\n" +
-                                stamp + record2 + stamp);
+    QCOMPARE(readFile(path), "B R I G H T M O O R S O F T WARE  -  E R R O R  *  L O G\r\n"
+                             "=======================================\r\n"
+                             "Application Title: Lorekeep\r\n"
+                             "Application Version: 1.1.0\r\n"
+                             " \r\n"
+                             "Begin Log...\r\n"
+                             " \r\n"
+                             "  Module = modADO\r\n"
+                             "  Source = Connect\r\n"
+                             "  Number = -2147467259\r\n"
+                             "    Desc = first line\r\nsecond line\r\n" +
+                                 stamp + record2 + stamp);
 
     // Something of the log's name that is not a file counts as an existing log.
     const QString folderPath = dir.filePath(QStringLiteral("folder/error.log"));
@@ -75,7 +69,7 @@ void tst_errorlog::logErrorShowsTheRecordWhenAsked()
     LogError({3024, QStringLiteral("Not shown.")}, QStringLiteral("ctlDetails"), QStringLiteral("LoadFavorites"),
              false);
     QVERIFY(prompts.shown().isEmpty());
-    QCOMPARE(readAll(path).count("  Number = "), 1);
+    QCOMPARE(readFile(path).count("  Number = "), 1);
 
     // The store's own failure goes through the same path, with the message shown.
     prompts.answerMsgBox(MsgResult::OK);
@@ -84,7 +78,7 @@ void tst_errorlog::logErrorShowsTheRecordWhenAsked()
     QCOMPARE(prompts.last().title, QStringLiteral("modADO Error"));
     QVERIFY(prompts.last().text.startsWith(QStringLiteral("Connect Error: 3024\r\n\r\nCould not find the store")));
     QCOMPARE(std::tuple(prompts.last().icon, prompts.last().buttons), std::tuple(MsgIcon::Critical, MsgButtons::OK));
-    QCOMPARE(readAll(path).count("  Number = 3024\r\n"), 2);
+    QCOMPARE(readFile(path).count("  Number = 3024\r\n"), 2);
 
     // A log that cannot be written drops the record with one notice; the user still sees the error.
     QVERIFY(QFile::remove(path) && QDir(home.path()).mkdir(QStringLiteral("error.log")));

@@ -271,9 +271,7 @@ void tst_fileviewer::storeFailure()
                  std::tuple(MsgIcon::Critical, quint8(FileViewer::NewMode), 0, true));
     }
 
-    QFile log(w.home.file(QStringLiteral("viewer.log")));
-    QVERIFY(log.open(QIODevice::ReadOnly));
-    const QString logged = QString::fromUtf8(log.readAll());
+    const QString logged = QString::fromUtf8(readFile(w.home.file(QStringLiteral("viewer.log"))));
     QCOMPARE(std::tuple(logged.count(QStringLiteral("FileViewer")), logged.count(QStringLiteral("Save"))),
              std::tuple(3, 3));
     QVERIFY(logged.contains(QString::number(ErrNumber::NoCurrentRecord)));

@@ -1,6 +1,5 @@
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
-#include "base/Caption.h"
 #include "data/Schema.h"
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
@@ -16,7 +15,6 @@
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMenu>
 #include <QMouseEvent>
 #include <QPointer>
 #include <QSettings>
@@ -55,17 +53,6 @@ void press(QWidget *bar, QEvent::Type type, QPoint pos)
     QCoreApplication::sendEvent(bar, &event);
 }
 
-QStringList menuItems(const QMenu *menu)
-{
-    QStringList items;
-    for (const QAction *action : menu->actions())
-        items << (action->isSeparator()
-                      ? QStringLiteral("-")
-                      : action->text() + (action->isEnabled() ? QString() : QStringLiteral(" (off)")) +
-                            (action->isChecked() ? QStringLiteral(" [x]") : QString()));
-    return items;
-}
-
 } // namespace
 
 class tst_mainwindow final : public QObject
@@ -76,13 +63,11 @@ private Q_SLOTS:
     void init() { clearSettings(); }
     void cleanup() { program().Close(); }
     void startWithAndWithoutStore();
-    void menuBar();
     void openAnotherStore();
     void exitQuestion_data();
     void exitQuestion();
     void splittersAndViewMenu();
     void layoutSavedAndRestored();
-    void captionColors();
     void splashAndMain();
 };
 
@@ -127,22 +112,6 @@ void tst_mainwindow::startWithAndWithoutStore()
     QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep"));
     form->Form_Activate();
     QCOMPARE(prompts.shown().size(), 2);
-}
-
-void tst_mainwindow::menuBar()
-{
-    TestHome home;
-    auto form = start();
-    auto items = [&](const char *name) {
-        return menuItems(form->findChild<QMenu *>(QString::fromLatin1(name)));
-    };
-    QCOMPARE(items("mnuFile"), QStringList({"&Open Lorekeep", "&Print (off)", "-", "E&xit"}));
-    QCOMPARE(items("mnuEdit"), QStringList({"&Platforms", "-", "&Find... (off)"}));
-    QCOMPARE(items("mnuView"), QStringList({"-", "&Title [x]", "Book T&ree [x]", "&Details [x]"}));
-    QCOMPARE(items("mnuTools"), QStringList({"&Quick Clip Viewer (off)", "-", "&Options... (off)"}));
-    QCOMPARE(items("mnuHelp"),
-             QStringList({"&Contents (off)", "&Search For Help On... (off)", "-", "Tip Of The &Day (off)", "-",
-                          "Check For &Updates... (off)", "&Online Support (off)", "-", "&About Lorekeep... (off)"}));
 }
 
 void tst_mainwindow::openAnotherStore()
@@ -328,25 +297,11 @@ void tst_mainwindow::layoutSavedAndRestored()
     QCOMPARE(form->findChild<ctlDetails *>()->SelectedTab(), 3);
 }
 
-void tst_mainwindow::captionColors()
-{
-    QLabel label;
-    SetCaptionColors(&label, CaptionActive);
-    QCOMPARE(label.palette().color(QPalette::Window), QColor(Qt::black));
-    QCOMPARE(label.palette().color(QPalette::WindowText), QColor(Qt::white));
-    SetCaptionColors(&label, 5);
-    QCOMPARE(label.palette().color(QPalette::Window), QColor(Qt::black));
-    SetCaptionColors(&label, CaptionInactive);
-    QCOMPARE(label.palette().color(QPalette::Window), QApplication::palette().color(QPalette::Dark));
-    QCOMPARE(label.palette().color(QPalette::WindowText), QApplication::palette().color(QPalette::Button));
-}
-
 void tst_mainwindow::splashAndMain()
 {
     TestHome home;
     {
         frmSplash splash;
-        QCOMPARE(splash.findChild<QLabel *>(QStringLiteral("lblVersion"))->text(), QStringLiteral("Version 1.1.0"));
         QVERIFY(splash.findChild<QLabel *>(QStringLiteral("imgLogo"))->pixmap().isNull());
         splash.ShowNow();
         QTest::keyClick(&splash, Qt::Key_Space);

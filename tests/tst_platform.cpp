@@ -1,4 +1,5 @@
 #include "ScriptedPrompts.h"
+#include "TestHome.h"
 #include "platform/DeferredIcon.h"
 #include "platform/QtPrompts.h"
 #include "platform/SettingsStore.h"
@@ -53,8 +54,7 @@ void tst_platform::settingsRoundTripAndHandEdits()
     SaveSetting(SettingKeys::TreeSearchText, tricky);
     SaveSettings({{SettingKeys::TreeSearchText, tricky}});
     const auto fileText = [] {
-        QFile reread(SettingsFileName());
-        return reread.open(QIODevice::ReadOnly) ? QString::fromUtf8(reread.readAll()) : QString();
+        return QString::fromUtf8(readFile(SettingsFileName()));
     };
     QVERIFY(fileText().contains(QStringLiteral("garbage line")));
     // The same text over a value that reads as a list is a change, and so is anything else new.

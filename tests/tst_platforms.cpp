@@ -176,9 +176,7 @@ void tst_platforms::storeFailureRollsBack()
         QVERIFY2(library.prompts.last().text.contains(QStringLiteral("bookmark refused")), button);
         QCOMPARE(std::tuple(library.dump(), library.rows(), reset.count()), std::tuple(before, shown, 0));
     }
-    QFile log(library.home.file(QStringLiteral("error.log")));
-    QVERIFY(log.open(QIODevice::ReadOnly));
-    const QByteArray logged = log.readAll();
+    const QByteArray logged = readFile(library.home.file(QStringLiteral("error.log")));
     for (const char *expected :
          {"PlatformMaintenance", "MoveGames", "refused UPDATE", "RemovePlatform", "refused DELETE"})
         QVERIFY2(logged.contains(expected), expected);

@@ -40,12 +40,6 @@ static void rawSql(const QString &path, const QStringList &statements)
     QSqlDatabase::removeDatabase(QStringLiteral("raw"));
 }
 
-static QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 void tst_store::nameFromPath()
 {
     // The file name with every occurrence of its last four characters removed.
@@ -92,7 +86,7 @@ void tst_store::connectRefusesWhatIsNotAStore()
         rawSql(path, {QStringLiteral("DROP TABLE favorites"), QStringLiteral("CREATE TABLE favorites (auto_id, url)")});
     }
     file.close();
-    const QByteArray before = readAll(path);
+    const QByteArray before = readFile(path);
 
     modADO store(QStringLiteral("candidate"));
     ErrObject err;
@@ -100,7 +94,7 @@ void tst_store::connectRefusesWhatIsNotAStore()
     QCOMPARE(err.Number, number);
     QVERIFY2(err.Description.contains(says), qPrintable(err.Description));
     QVERIFY(!store.IsOpen() && !store.Connection().isValid());
-    QCOMPARE(readAll(path), before);
+    QCOMPARE(readFile(path), before);
     QVERIFY(!QFileInfo::exists(path + QStringLiteral("-journal")));
 
     // A good store opens afterwards, and a second failure leaves it open and named as it was.

@@ -20,12 +20,6 @@
 
 namespace {
 
-int scalar(TestHome &home, const QString &sql)
-{
-    QSqlQuery query(home.db());
-    return query.exec(sql) && query.next() ? query.value(0).toInt() : -1;
-}
-
 // A tree on a store of a few games: PC (18) holds three action games (listed A Quest, Quest Kart,
 // Star Quest), Arcade (19) one puzzle game,
 // and platform 25 and genre 9, which no table knows, hold one game each.
@@ -238,7 +232,7 @@ void tst_tree::addGame()
     prompts.answerInput(QStringLiteral("   "));
     lib.trigger("mnuAddGame");
     lib.trigger("mnuAddGame");
-    QCOMPARE(std::tuple(prompts.beeps(), scalar(lib.home, "SELECT count(*) FROM game")), std::tuple(2, 5));
+    QCOMPARE(std::tuple(prompts.beeps(), lib.home.count("SELECT count(*) FROM game")), std::tuple(2, 5));
     QCOMPARE(std::tuple(prompts.last().text, prompts.last().title, prompts.last().defaultText),
              std::tuple(QString("Enter a name for the new game."), QString("Add New Game"), QString("Game Title")));
 
@@ -250,8 +244,8 @@ void tst_tree::addGame()
     lib.trigger("mnuAddGame");
     lib.select("G_2|P_18");
     lib.trigger("mnuAddGame");
-    QCOMPARE(scalar(lib.home, "SELECT count(*) FROM game WHERE genre_id = 2 AND platform_id = 18 AND name = '" +
-                                  QString(name).replace("'", "''") + "'"),
+    QCOMPARE(lib.home.count("SELECT count(*) FROM game WHERE genre_id = 2 AND platform_id = 18 AND name = '" +
+                            QString(name).replace("'", "''") + "'"),
              2);
     QCOMPARE(lib.text("G_2|P_18"), QStringLiteral("Adventure (2)"));
     QCOMPARE(lib.text("P_18"), QStringLiteral("PC (5)"));
@@ -275,7 +269,7 @@ void tst_tree::renameGame()
              std::tuple(2, QString("Rename Game"), QString("Star Quest")));
     QCOMPARE(renamed.size(), 1);
     QCOMPARE(renamed.at(0), QVariantList({"Star Quest", "Another Quest 2", key}));
-    QCOMPARE(scalar(lib.home, QStringLiteral("SELECT count(*) FROM game WHERE name = 'Another Quest 2'")), 1);
+    QCOMPARE(lib.home.count(QStringLiteral("SELECT count(*) FROM game WHERE name = 'Another Quest 2'")), 1);
     // Count kept, key kept, sorted to its new place, still selected.
     QCOMPARE(lib.view->Node("G_1|P_18")->Child(1)->Text(), QStringLiteral("Another Quest 2 (2)"));
     QCOMPARE(lib.view->SelectedItem()->Key(), key);
@@ -303,18 +297,18 @@ void tst_tree::moveGame()
     choose(17, 0, true); // its own place
     lib.trigger("mnuHiddenMoveTo");
     QCOMPARE(moved.size(), 0);
-    QCOMPARE(scalar(lib.home,
-                    QStringLiteral("SELECT platform_id * 10 + genre_id FROM game WHERE auto_id = %1").arg(lib.star)),
-             181);
+    QCOMPARE(
+        lib.home.count(QStringLiteral("SELECT platform_id * 10 + genre_id FROM game WHERE auto_id = %1").arg(lib.star)),
+        181);
 
     // To GameCube (3), not in the tree yet, genre Strategy (8).
     choose(2, 7, true);
     lib.trigger("mnuHiddenMoveTo");
     const QString moved_to = NodeKey::Game(lib.star, 8, 3);
     QCOMPARE(moved.value(0), QVariantList({old, moved_to}));
-    QCOMPARE(scalar(lib.home,
-                    QStringLiteral("SELECT platform_id * 10 + genre_id FROM game WHERE auto_id = %1").arg(lib.star)),
-             38);
+    QCOMPARE(
+        lib.home.count(QStringLiteral("SELECT platform_id * 10 + genre_id FROM game WHERE auto_id = %1").arg(lib.star)),
+        38);
     QCOMPARE(std::tuple(lib.text("P_18"), lib.text("G_1|P_18")), std::tuple(QString("PC (2)"), QString("Action (2)")));
     QVERIFY(!lib.view->Node(old));
     QCOMPARE(std::tuple(lib.text("P_3"), lib.text("G_8|P_3"), lib.text(moved_to), lib.view->Node("P_3")->Children()),
@@ -337,12 +331,12 @@ void tst_tree::deleteGame()
     QCOMPARE(prompts.last().text,
              QStringLiteral("Are you sure you wish to delete \"Star Quest\" and all of it's Files?"));
     QCOMPARE(std::tuple(prompts.last().buttons, prompts.last().icon), std::tuple(MsgButtons::YesNo, MsgIcon::Question));
-    QCOMPARE(scalar(lib.home, "SELECT count(*) FROM file"), 2);
+    QCOMPARE(lib.home.count("SELECT count(*) FROM file"), 2);
 
     prompts.answerMsgBox(MsgResult::Yes);
     lib.trigger("mnuHiddenDelete");
     QCOMPARE(deleted.value(0), QVariantList({"PC - Action", key}));
-    QCOMPARE(std::tuple(scalar(lib.home, "SELECT count(*) FROM file"), scalar(lib.home, "SELECT count(*) FROM game")),
+    QCOMPARE(std::tuple(lib.home.count("SELECT count(*) FROM file"), lib.home.count("SELECT count(*) FROM game")),
              std::tuple(0, 4));
     QCOMPARE(std::tuple(lib.text("G_1|P_18"), lib.text("P_18"), lib.view->SelectedItem()->Key()),
              std::tuple(QString("Action (2)"), QString("PC (2)"), QString("G_1|P_18")));

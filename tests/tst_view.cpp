@@ -73,11 +73,9 @@ struct Shelf
     QString caption() const { return view.findChild<QLabel *>(QStringLiteral("lblFiles"))->text(); }
     QString shown() const { return view.Viewer()->toPlainText(); }
     void trigger(const char *action) { view.findChild<QAction *>(QLatin1String(action))->trigger(); }
-    int files(qint32 game)
+    int files(qint32 game) const
     {
-        QSqlQuery query(home.db());
-        query.exec(QStringLiteral("SELECT count(*) FROM file WHERE game_id = ") + QString::number(game));
-        return query.next() ? query.value(0).toInt() : -1;
+        return home.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(game));
     }
     // Confirms (or cancels) the selector that the next command opens with the game `name`.
     static void choose(const QString &caption, const QString &name, bool confirm = true)

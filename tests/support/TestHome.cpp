@@ -6,7 +6,9 @@
 #include "data/HomeFolder.h"
 #include "data/Schema.h"
 
+#include <QFile>
 #include <QSettings>
+#include <QSqlQuery>
 #include <QTest>
 
 namespace {
@@ -62,6 +64,18 @@ qint32 TestHome::addFile(qint32 gameId, quint8 subCat, const QString &desc, cons
     if (!FileTable::Add(db(), row, &id, &err))
         QTest::qFail(qPrintable(err.Description), __FILE__, __LINE__);
     return id;
+}
+
+int TestHome::count(const QString &sql) const
+{
+    QSqlQuery query(db());
+    return query.exec(sql) && query.next() ? query.value(0).toInt() : -1;
+}
+
+QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 void clearSettings()

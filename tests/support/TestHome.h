@@ -9,6 +9,8 @@
 
 // Empties the program's settings file, so that a test starts from the defaults.
 void clearSettings();
+// The bytes of a file; empty when it cannot be read.
+QByteArray readFile(const QString &path);
 
 // A temporary home with a fresh empty store, opened on a connection of its own and made the
 // program's home for the test's lifetime. Failing to make it fails the test.
@@ -28,6 +30,8 @@ public:
     // Quick fixtures; they fail the test when the store refuses.
     qint32 addGame(quint8 platform, quint8 genre, const QString &name);
     qint32 addFile(qint32 gameId, quint8 subCat, const QString &desc, const QString &rtf = QString());
+    // The first value of a query's first row as a number; -1 when there is none.
+    int count(const QString &sql) const;
 
 private:
     QTemporaryDir m_dir;
