@@ -1,3 +1,4 @@
+#include "ListClicks.h"
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
 #include "data/BookmarkTable.h"
@@ -99,12 +100,6 @@ struct Desk
     {
         list->Select(entry);
         QTest::keyClick(view(list), key);
-    }
-    void doubleClick(ListView *list, ListItem *entry)
-    {
-        list->Select(entry);
-        const QRect rect = view(list)->visualRect(view(list)->model()->index(list->IndexOf(entry) - 1, 0));
-        QTest::mouseDClick(view(list)->viewport(), Qt::LeftButton, {}, rect.center());
     }
 };
 
@@ -330,7 +325,7 @@ void tst_details::deleteAndOpenBookmarks()
 
     // Enter and a double click open the selected bookmark.
     desk.key(desk.bookmarks, laps, Qt::Key_Return);
-    desk.doubleClick(desk.bookmarks, laps);
+    doubleClick(desk.bookmarks, laps);
     QCOMPARE(selected.size(), 2);
     QCOMPARE(selected.last().first().toString(), QStringLiteral("K_20|") + desk.racer);
 
@@ -382,7 +377,7 @@ void tst_details::favorites()
                              QStringLiteral("Second"));
     QCOMPARE(list->SelectedItem()->SubItem(2), QStringLiteral("Second"));
     QSignalSpy navigate(&desk.details, &ctlDetails::NavigateFavorite);
-    desk.doubleClick(list, list->ItemAt(2));
+    doubleClick(list, list->ItemAt(2));
     desk.key(list, list->ItemAt(2), Qt::Key_Enter);
     QCOMPARE(navigate.size(), 2);
     QCOMPARE(navigate.first().first().toString(), QStringLiteral("https://b.example/"));
@@ -421,7 +416,7 @@ void tst_details::searchResults()
     QCOMPARE(header->text(), QStringLiteral(" Search Results: 2 items found."));
 
     QSignalSpy hit(&desk.details, &ctlDetails::SearchSelect);
-    desk.doubleClick(list, list->ItemAt(2));
+    doubleClick(list, list->ItemAt(2));
     QCOMPARE(hit.size(), 1);
     QCOMPARE(hit.first().first().toString(), QStringLiteral("K_8|") + desk.quest);
 
@@ -432,8 +427,7 @@ void tst_details::searchResults()
     QTest::mouseClick(viewport, Qt::RightButton, {}, {5, viewport->height() - 3});
     QVERIFY(!list->SelectedItem() && !menu->isVisible());
     list->Select(list->ItemAt(1));
-    QTest::mouseClick(viewport, Qt::RightButton, {},
-                      desk.view(list)->visualRect(desk.view(list)->model()->index(0, 0)).center());
+    QTest::mouseClick(viewport, Qt::RightButton, {}, rowCenter(list, list->ItemAt(1)));
     QVERIFY(menu->isVisible());
     menu->hide();
     desk.details.findChild<QAction *>(QStringLiteral("mnuSearchClear"))->trigger();

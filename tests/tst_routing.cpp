@@ -2,6 +2,7 @@
 // event by which the panes reach each other through the main window.
 
 #include "LibraryGenerator.h"
+#include "ListClicks.h"
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
 #include "base/AppPath.h"
@@ -92,13 +93,6 @@ struct Program
         return node ? node->Text() : QString();
     }
     QString title() const { return form->lblCaption()->text(); }
-    void doubleClick(ListView *list, ListItem *entry)
-    {
-        list->Select(entry);
-        QAbstractItemView *active = list->ActiveView();
-        const QRect rect = active->visualRect(active->model()->index(list->IndexOf(entry) - 1, 0));
-        QTest::mouseDClick(active->viewport(), Qt::LeftButton, {}, rect.center());
-    }
     // A bookmark whose file is not the first of its game, so opening it shows that it is not the
     // game's first file that is selected.
     QString laterBookmark() const
@@ -162,7 +156,7 @@ void tst_routing::usersPath()
 
     // A bookmark of another game shows its file, not that game's first.
     ListView *bookmarks = program.details->Bookmarks();
-    program.doubleClick(bookmarks, bookmarks->Item(bookmarkKey));
+    doubleClick(bookmarks, bookmarks->Item(bookmarkKey));
     const QString fileKey = NodeKey::Field(bookmarkKey, 0);
     const QString bookmarkedGame = NodeKey::ParentKey(bookmarkKey);
     QCOMPARE(program.view->ListedGameId(), *NodeKey::Id(bookmarkedGame, 0));
@@ -261,7 +255,7 @@ void tst_routing::viewEvents()
     QSqlQuery(modADO::instance().Connection())
         .exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(*NodeKey::Id(movedKey, 0)));
     program.prompts.answerMsgBox(MsgResult::No);
-    program.doubleClick(bookmarks, bookmarks->Item(movedKey));
+    doubleClick(bookmarks, bookmarks->Item(movedKey));
     QCOMPARE(program.prompts.last().buttons, MsgButtons::YesNo);
     QVERIFY(bookmarks->Item(movedKey));
     // Asked again once the user has been elsewhere (the file view does not ask twice in a row).
@@ -303,7 +297,7 @@ void tst_routing::detailsEvents()
 
     // A favorite opens its address.
     ListView *favorites = program.details->Favorites();
-    program.doubleClick(favorites, favorites->ItemAt(1));
+    doubleClick(favorites, favorites->ItemAt(1));
     QCOMPARE(catcher.urls, QStringList{favorites->ItemAt(1)->Tag().toString()});
     QDesktopServices::unsetUrlHandler(QStringLiteral("http"));
     QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
@@ -312,7 +306,7 @@ void tst_routing::detailsEvents()
     const QString key = program.laterBookmark();
     program.details->AddSearch(*NodeKey::Id(key, 0), QStringLiteral("PC"), QStringLiteral("Hit"), 1,
                                QStringLiteral("Hit"), NodeKey::ParentKey(key), QStringLiteral("File"));
-    program.doubleClick(program.details->SearchResults(), program.details->SearchResults()->ItemAt(1));
+    doubleClick(program.details->SearchResults(), program.details->SearchResults()->ItemAt(1));
     QCOMPARE(program.view->CurrentFileKey(), NodeKey::Field(key, 0));
     QCOMPARE(program.view->FileList()->SelectedItem()->Key(), NodeKey::Field(key, 0));
 

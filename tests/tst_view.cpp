@@ -1,3 +1,4 @@
+#include "ListClicks.h"
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
 #include "components/FileViewer.h"
@@ -189,8 +190,7 @@ void tst_view::listAdapter()
     list.EnsureVisible(list.ItemAt(1));
     list.EnsureVisible(list.Item(QStringLiteral("n299")));
     QCOMPARE(report->verticalScrollBar()->value(), 0);
-    QTRY_VERIFY(report->viewport()->rect().contains(
-        report->visualRect(report->model()->index(list.IndexOf(list.Item(QStringLiteral("n299"))) - 1, 0)).center()));
+    QTRY_VERIFY(report->viewport()->rect().contains(rowCenter(&list, list.Item(QStringLiteral("n299")))));
     const int scrolled = report->verticalScrollBar()->value();
     list.EnsureVisible(list.ItemAt(2));
     list.Remove(list.ItemAt(2));
@@ -285,8 +285,7 @@ void tst_view::selectFile()
     QCOMPARE(shelf.shown(), QStringLiteral("changed"));
     ListItem *review = shelf.list->Item(shelf.key(shelf.review));
     QTreeView *report = shelf.view.findChild<QTreeView *>();
-    const QRect rect = report->visualRect(report->model()->index(shelf.list->IndexOf(review) - 1, 0));
-    QTest::mouseClick(report->viewport(), Qt::LeftButton, {}, rect.center());
+    QTest::mouseClick(report->viewport(), Qt::LeftButton, {}, rowCenter(shelf.list, review));
     QCOMPARE(shelf.view.CurrentFileKey(), shelf.key(shelf.review));
     QCOMPARE(shelf.list->SelectedItem(), review);
 
@@ -553,9 +552,7 @@ void tst_view::editorRoundTrip()
     QVERIFY(shelf.view.CloseEditors());
 
     // A double click opens the viewer only to read.
-    QTreeView *report = shelf.view.findChild<QTreeView *>();
-    const QRect rect = report->visualRect(report->model()->index(shelf.list->IndexOf(added) - 1, 0));
-    QTest::mouseDClick(report->viewport(), Qt::LeftButton, {}, rect.center());
+    doubleClick(shelf.list, added);
     QCOMPARE(shelf.view.Editor()->CurrentMode(), quint8(FileViewer::ViewMode));
     QCOMPARE(shelf.view.Editor()->findChild<QTextEdit *>(QStringLiteral("rtbText"))->toPlainText(),
              QStringLiteral("First look, revised"));
