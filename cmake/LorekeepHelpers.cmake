@@ -1,6 +1,7 @@
 # lorekeep_add_test(tst_name SOURCES a.cpp ... [LIBS extra ...])
 # One QtTest executable per area, registered with CTest and run on the offscreen platform so that it
-# needs no display. Each test gets a private XDG config folder and home so it never touches the
+# needs no display; the web engine runs without its sandbox and GPU, which CI (root, no screen) lacks.
+# Each test gets a private XDG config folder and home so it never touches the
 # real user's settings or library.
 function(lorekeep_add_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
@@ -10,5 +11,5 @@ function(lorekeep_add_test name)
   set(scratch ${CMAKE_CURRENT_BINARY_DIR}/scratch/${name})
   set_tests_properties(${name} PROPERTIES
     TIMEOUT 300
-    ENVIRONMENT "QT_QPA_PLATFORM=offscreen;XDG_CONFIG_HOME=${scratch}/config;XDG_DATA_HOME=${scratch}/data;LOREKEEP_HOME=${scratch}/home")
+    ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QTWEBENGINE_CHROMIUM_FLAGS=--no-sandbox --disable-gpu;XDG_CONFIG_HOME=${scratch}/config;XDG_DATA_HOME=${scratch}/data;LOREKEEP_HOME=${scratch}/home")
 endfunction()
