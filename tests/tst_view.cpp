@@ -249,8 +249,9 @@ void tst_view::listFiles()
     QVERIFY(!QFile::exists(shelf.home.file(QStringLiteral("error.log"))));
 
     // The window's caption names the store while the files are shown.
+    shelf.view.InitView();
     shelf.view.SelectTab(2);
-    QCOMPARE(shelf.view.windowTitle(), QStringLiteral("Lorekeep"));
+    QCOMPARE(shelf.view.windowTitle(), QStringLiteral("Lorekeep - Start Page"));
     shelf.view.SelectTab(1);
     QCOMPARE(shelf.view.windowTitle(),
              QStringLiteral("Lorekeep - [") + shelf.home.store().DatabaseName() + QStringLiteral("] - Files"));
@@ -461,8 +462,15 @@ void tst_view::bookmarkQuickAndMenus()
     shelf.view.Reset();
     shelf.list_(shelf.quest, QStringLiteral("Quest"));
     rightClick(0);
+    QVERIFY(menu->isVisible() && navigate->isVisible());
+    QCOMPARE(shelf.view.NavURL(), QStringLiteral("https://c.example"));
+    menu->hide();
+    QSqlQuery(shelf.home.db()).exec(QStringLiteral("UPDATE file SET src = 'ftp://c.example'"));
+    shelf.view.Reset();
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    rightClick(0);
     QVERIFY(menu->isVisible() && !navigate->isVisible());
-    QCOMPARE(shelf.view.NavURL(), QStringLiteral("HTTP://a.example"));
+    QCOMPARE(shelf.view.NavURL(), QStringLiteral("https://c.example"));
     menu->hide();
     rightClick(-1); // below the rows
     QVERIFY(!shelf.list->SelectedItem());

@@ -39,6 +39,9 @@ void CloseWhenIdle()
 
 int main(int argc, char *argv[])
 {
+    // The web engine shares its drawing contexts with the windows; this must be said before the
+    // application exists.
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Lorekeep"));
     QApplication::setOrganizationName(QStringLiteral("Lorekeep"));

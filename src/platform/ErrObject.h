@@ -22,6 +22,7 @@ struct ErrObject
 namespace ErrNumber {
 constexpr long ElementNotFound = 35601; // list and tree adapters: no item with that key
 constexpr long KeyNotUnique = 35602;    // list and tree adapters: the key is taken
+constexpr long NoObject = 91;           // a page, document or window that is not there
 constexpr long FileNotFound = 53;
 constexpr long PermissionDenied = 70;
 constexpr long PathFileAccess = 75;

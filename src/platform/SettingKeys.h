@@ -50,6 +50,8 @@ constexpr SettingKey DetailSelTab{"Detail", "SelTab", "1"};
 constexpr SettingKey ViewSelTab{"View", "SelTab", "1"};
 
 constexpr SettingKey BrowsePopups{"BrowseSettings", "Popups", "1"};
+// The page the browser's Search button opens.
+constexpr SettingKey BrowseSearchPage{"BrowseSettings", "SearchPage", "https://duckduckgo.com/"};
 
 // The main window's size, position and maximised state, kept apart from the preferences above
 // (base64 of QWidget::saveGeometry; empty until the window first closes).

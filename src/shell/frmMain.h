@@ -80,6 +80,9 @@ private:
     // the first file, then the file itself is selected.
     void OpenListItem(const QString &strKey, Opening from);
     void ctlView_NoFileKeyFound(const QString &strFileKey);
+    // Opens "Add Favorite" for the browser's page unless it is a favorite already.
+    void ctlView_AddFavorite();
+    void ctlView_ShowFavorites();
     void restoreWindowGeometry();
     void SetFilesCaption();
     bool Form_QueryUnload();

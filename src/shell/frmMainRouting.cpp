@@ -5,6 +5,7 @@
 
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
+#include "browser/frmFavorite.h"
 #include "components/PlatformMaintenance.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
@@ -59,6 +60,43 @@ void frmMain::connectPanes()
     });
     connect(m_ctlView, &ctlView::DeleteBookmark, m_ctlDetails, &ctlDetails::DeleteBookmark);
     connect(m_ctlView, &ctlView::NoFileKeyFound, this, &frmMain::ctlView_NoFileKeyFound);
+
+    // The browser: its page goes into the library through the tree, or into the favorites; the
+    // tree reads the page afresh whenever it imports, and hands the new file back to the list.
+    connect(m_ctlView, &ctlView::AddFavorite, this, &frmMain::ctlView_AddFavorite);
+    connect(m_ctlView, &ctlView::ShowFavorites, this, &frmMain::ctlView_ShowFavorites);
+    connect(m_ctlView, &ctlView::BrowseTitleChange, this, [this](const QString &strPageTitle) {
+        if (m_ctlView->SelectedTab() == 2)
+            setWindowTitle(QStringLiteral("Lorekeep - ") + strPageTitle);
+        else
+            SetFilesCaption();
+    });
+}
+
+void frmMain::ctlView_AddFavorite()
+{
+    const QString url = m_ctlView->BrowseURL();
+    if (m_ctlDetails->FavoriteCheck(url))
+        return;
+    frmFavorite dialog(url, m_ctlView->BrowsePageTitle(), this);
+    dialog.setConnection(modADO::instance().Connection());
+    connect(&dialog, &frmFavorite::AddFavorite, m_ctlDetails, &ctlDetails::AddFavorite);
+    dialog.exec();
+}
+
+void frmMain::ctlView_ShowFavorites()
+{
+    // The button shows the favorites, and hides them when they are what the pane already shows.
+    if (m_layout.detailVisible && m_ctlDetails->SelectedTab() == 2) {
+        m_menu->mnuViewBottom->setChecked(false);
+        mnuViewBottom_Click();
+        return;
+    }
+    if (!m_layout.detailVisible) {
+        m_menu->mnuViewBottom->setChecked(true);
+        mnuViewBottom_Click();
+    }
+    m_ctlDetails->SelectTab(2);
 }
 
 void frmMain::ctlTree_TreeNodeClick(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, const QString &strGame,

@@ -3,6 +3,7 @@
 #include "base/AppPath.h"
 #include "base/Caption.h"
 #include "base/Version.h"
+#include "browser/ctlBrowser.h"
 #include "components/FileViewer.h"
 #include "data/modADO.h"
 #include "platform/ListView.h"
@@ -11,7 +12,6 @@
 #include "platform/Twips.h"
 
 #include <QApplication>
-#include <QDesktopServices>
 #include <QLabel>
 #include <QMenu>
 #include <QSplitter>
@@ -22,7 +22,6 @@
 #include <QTextDocumentFragment>
 #include <QTextEdit>
 #include <QToolBar>
-#include <QUrl>
 #include <QVBoxLayout>
 
 namespace {
@@ -46,6 +45,7 @@ ctlView::ctlView(QWidget *parent)
       rtbText(new QTextEdit),
       picCover(new QWidget),
       imgCover(new QLabel(picCover)),
+      Browser(new ctlBrowser),
       tbrTools(new QToolBar(this)),
       stack(new QStackedWidget(this)),
       m_store(&modADO::instance())
@@ -65,7 +65,11 @@ ctlView::ctlView(QWidget *parent)
     auto *files = new QWidget;
     buildFilesTab(files);
     picTabContainer->addWidget(files);
-    picTabContainer->addWidget(new QWidget);
+    picTabContainer->addWidget(Browser);
+    connect(Browser, &ctlBrowser::TitleChange, this, &ctlView::Browser_TitleChange);
+    connect(Browser, &ctlBrowser::ShowFavorites, this, &ctlView::ShowFavorites);
+    connect(Browser, &ctlBrowser::AddFavorite, this, &ctlView::AddFavorite);
+    connect(Browser, &ctlBrowser::DirectImport, this, &ctlView::DirectImport);
 
     auto *tabs = new QWidget;
     auto *tabsLayout = new QVBoxLayout(tabs);
@@ -194,18 +198,44 @@ void ctlView::tabChanged()
 {
     picTabContainer->setCurrentIndex(tbsTabs->currentIndex());
     // The window's caption names what the pane shows: the page in the browser, else the store.
-    if (SelectedTab() != 2)
+    if (SelectedTab() == 2) {
+        Browser->ComboFocus();
+        window()->setWindowTitle(title + QStringLiteral(" - ") + Browser->PageTitle());
+    } else {
         window()->setWindowTitle(FilesCaption(m_store->DatabaseName()));
-    else if (m_pageTitle.isEmpty())
-        window()->setWindowTitle(title);
-    else
-        window()->setWindowTitle(title + QStringLiteral(" - ") + m_pageTitle);
+    }
+}
+
+void ctlView::Browser_TitleChange(const QString &strTitle)
+{
+    Q_EMIT BrowseTitleChange(strTitle);
+    tbsTabs->setTabText(1, strTitle == QLatin1String("Start Page") ? QStringLiteral("Web Browser - Start Page")
+                                                                   : QStringLiteral("Web Browser"));
 }
 
 void ctlView::BrowseNavigate(const QString &strURL)
 {
-    // Until the pane has a browser of its own, the page opens in the desktop's.
-    QDesktopServices::openUrl(QUrl::fromUserInput(strURL));
+    // The tab shows before the page starts to load, so the user sees it coming.
+    if (SelectedTab() == 1) {
+        SelectTab(2);
+        QCoreApplication::processEvents();
+    }
+    Browser->BrowseNavigate(strURL);
+}
+
+QString ctlView::BrowseURL() const
+{
+    return Browser->PageURL();
+}
+
+QString ctlView::BrowsePageTitle() const
+{
+    return Browser->PageTitle();
+}
+
+QString ctlView::ImportText()
+{
+    return Browser->ImportText();
 }
 
 void ctlView::resizeEvent(QResizeEvent *event)

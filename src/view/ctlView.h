@@ -5,6 +5,7 @@
 #include <QWidget>
 
 class FileTextReader;
+class ctlBrowser;
 class FileViewer;
 class ListItem;
 class ListView;
@@ -60,8 +61,13 @@ public:
     void SelectTab(int index);
     void Cover(bool blnVisible);
     bool IsCovered() const;
-    // Opens the web page in the browser.
+    // Opens the web page in the browser, whose tab comes to the front first.
     void BrowseNavigate(const QString &strURL);
+    // What the browser shows: its address and title ("Start Page" for both on the start page) and
+    // its text.
+    QString BrowseURL() const;
+    QString BrowsePageTitle() const;
+    QString ImportText();
     // Shows the file with this key ("K_" and its id) and selects its row.
     void SelectFile(const QString &strFileKey);
     int SelectedTab() const;
@@ -79,6 +85,7 @@ public:
     qint32 ListedGameId() const { return m_listedGameId; }
     const QString &CurrentFileKey() const { return m_currentFileKey; }
     ListView *FileList() const { return lvFiles; }
+    ctlBrowser *WebBrowser() const { return Browser; }
     QTextEdit *Viewer() const { return rtbText; }
     // The viewer/editor opened last, while its window is open.
     FileViewer *Editor() const;
@@ -100,6 +107,12 @@ Q_SIGNALS:
                    const QString &strTextRTF);
     void ShowTree();
     void ShowDetails();
+    // From the browser: its page is to be imported, kept as a favorite, or its title changed; the
+    // favorites are to be shown or hidden.
+    void DirectImport(const QString &strURL, const QString &strPageTitle, const QString &strText);
+    void BrowseTitleChange(const QString &strPageTitle);
+    void ShowFavorites();
+    void AddFavorite();
 
 protected:
     void resizeEvent(QResizeEvent *event) override;
@@ -111,6 +124,7 @@ private:
     void focusMoved(QWidget *now);
     void showText(const QString &rtf);
     void rtbText_MouseDown(const QPoint &globalPos);
+    void Browser_TitleChange(const QString &strTitle);
 
     // ctlViewList.cpp: the list.
     void setUpList();
@@ -153,6 +167,7 @@ private:
     QTextEdit *rtbText;
     QWidget *picCover;
     QLabel *imgCover;
+    ctlBrowser *Browser;
     QToolBar *tbrTools;
     QStackedWidget *stack;
 
@@ -166,8 +181,6 @@ private:
     qint32 m_listedGameId = 0;
     QString m_currentFileKey;
     QString m_navURL;
-    // The title of the page in the browser tab, for the window caption.
-    QString m_pageTitle;
     quint8 m_viewerMode = 0;
     quint8 m_copyFlag = 0;
     QPointer<FileViewer> objViewer;

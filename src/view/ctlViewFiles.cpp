@@ -40,7 +40,8 @@ QAction *addItem(QMenu *menu, const char *name, const QString &caption)
 bool isWebAddress(const QString &source)
 {
     const QString lower = source.toLower();
-    return lower.startsWith(QLatin1String("http://")) || lower.startsWith(QLatin1String("www."));
+    return lower.startsWith(QLatin1String("http://")) || lower.startsWith(QLatin1String("https://")) ||
+           lower.startsWith(QLatin1String("www."));
 }
 
 std::optional<qint32> fileId(const ListItem *item)
@@ -285,8 +286,10 @@ void ctlView::mnuFileBookmark_Click()
 
 void ctlView::mnuNavToSrc_Click()
 {
-    if (!m_navURL.isEmpty())
-        BrowseNavigate(m_navURL);
+    if (m_navURL.isEmpty())
+        return;
+    BrowseNavigate(m_navURL);
+    SelectTab(2);
 }
 
 void ctlView::mnuAddQuick_Click(bool selectedOnly)

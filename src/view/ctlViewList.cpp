@@ -5,6 +5,7 @@
 
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
+#include "browser/ctlBrowser.h"
 #include "components/FileTextReader.h"
 #include "data/FileTable.h"
 #include "data/NodeKey.h"
@@ -64,6 +65,7 @@ void ctlView::InitView()
         applyColumnWidths(SettingKeys::ViewControlColumn);
     // The home's logo; a missing picture leaves the cover plain.
     imgCover->setPixmap(QPixmap(AppPath() + QStringLiteral("logo.gif")));
+    Browser->InitBrowse();
 }
 
 void ctlView::Re_View()
@@ -156,6 +158,15 @@ void ctlView::ListFiles(qint32 lngGameId, quint8 bytDontSelFirst)
 void ctlView::AddListItem(const QString &strFileKey, const QString &strDesc, const QString &strSource, quint8 bytSC,
                           const QString &strGameTitle)
 {
+    // The editor that made the file may have stayed open while the user went on to another game;
+    // the row belongs only in its own game's list.
+    const auto id = NodeKey::Id(strFileKey, 0);
+    FileRow row;
+    bool found = false;
+    ErrObject err;
+    if (!id || !FileTable::Read(m_store->Connection(), *id, &row, &found, &err) || !found ||
+        row.game_id != m_listedGameId)
+        return;
     ListItem *item = addRow(strFileKey, strDesc, strSource, bytSC);
     SetCaption(strGameTitle);
     SelectFile(strFileKey);

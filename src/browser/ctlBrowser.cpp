@@ -1,0 +1,457 @@
+#include "ctlBrowser.h"
+
+#include "BrowserPage.h"
+#include "base/AppPath.h"
+#include "base/ErrorLog.h"
+#include "platform/SettingsStore.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QEventLoop>
+#include <QFileInfo>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QProgressBar>
+#include <QSaveFile>
+#include <QStatusBar>
+#include <QStyle>
+#include <QToolBar>
+#include <QToolButton>
+#include <QVBoxLayout>
+#include <QWebEngineHistory>
+#include <QWebEngineProfile>
+#include <QWebEngineScript>
+#include <QWebEngineView>
+
+#include <memory>
+
+namespace {
+
+const QString module = QStringLiteral("ctlBrowser");
+const QString startPageName = QStringLiteral("Start Page");
+const QString popupCaption = QStringLiteral("Disable Pop-Ups");
+const QString programName = QStringLiteral("Lorekeep");
+// A start page in a home of this name shows the program's name in the address box.
+const QString homeStartPage = QStringLiteral("Lorekeep/Start.html");
+const QUrl failurePage(QStringLiteral("about:NavigationFailure"));
+constexpr int popupNoticeMs = 3000;
+// How long the page's text may take to arrive; a renderer that hangs must not hang the program.
+constexpr int importTextMs = 10000;
+
+bool popupsBlocked()
+{
+    return SettingNumber(GetSetting(SettingKeys::BrowsePopups)).value_or(1) == 1;
+}
+
+} // namespace
+
+ctlBrowser::ctlBrowser(QWidget *parent)
+    : QWidget(parent),
+      tbrToolbar(new QToolBar),
+      chkPopup(new QCheckBox(popupCaption)),
+      lblAddress(new QLabel(QStringLiteral("Address:"))),
+      cboURL(new QComboBox),
+      tbrGo(new QToolBar),
+      picPage(new QWidget),
+      sbStatusBar(new QStatusBar),
+      lblStatus(new QLabel),
+      pBar(new QProgressBar),
+      mnuHidden(new QMenu(this)),
+      mnuAddURL(mnuHidden->addAction(QStringLiteral("Add URL to Favorites"))),
+      mnuDirectImport(mnuHidden->addAction(QStringLiteral("Import This Page To Lorekeep"))),
+      m_layout(new QVBoxLayout(this))
+{
+    setObjectName(QStringLiteral("Browser"));
+    tbrToolbar->setObjectName(QStringLiteral("tbrToolbar"));
+    chkPopup->setObjectName(QStringLiteral("chkPopup"));
+    cboURL->setObjectName(QStringLiteral("cboURL"));
+    tbrGo->setObjectName(QStringLiteral("tbrGo"));
+    sbStatusBar->setObjectName(QStringLiteral("sbStatusBar"));
+    lblStatus->setObjectName(QStringLiteral("lblStatus"));
+    pBar->setObjectName(QStringLiteral("pBar"));
+    mnuHidden->setObjectName(QStringLiteral("mnuHidden"));
+    mnuAddURL->setObjectName(QStringLiteral("mnuAddURL"));
+    mnuDirectImport->setObjectName(QStringLiteral("mnuDirectImport"));
+
+    buildToolbar();
+    connect(chkPopup, &QCheckBox::clicked, this, &ctlBrowser::chkPopup_Click);
+
+    // The box is the address line; the program keeps no list of addresses in it.
+    cboURL->setEditable(true);
+    cboURL->setInsertPolicy(QComboBox::NoInsert);
+    cboURL->setEditText(programName);
+    cboURL->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    cboURL->lineEdit()->installEventFilter(this);
+    lblAddress->setBuddy(cboURL);
+    connect(cboURL->lineEdit(), &QLineEdit::returnPressed, this, &ctlBrowser::cboURL_Enter);
+
+    tbrGo->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    QAction *go = tbrGo->addAction(style()->standardIcon(QStyle::SP_ArrowRight), QStringLiteral("Go"));
+    go->setObjectName(QStringLiteral("Go"));
+    go->setToolTip(QStringLiteral("Go to the address"));
+    connect(go, &QAction::triggered, this, &ctlBrowser::tbrGo_ButtonClick);
+
+    connect(mnuAddURL, &QAction::triggered, this, &ctlBrowser::AddFavorite);
+    connect(mnuDirectImport, &QAction::triggered, this, &ctlBrowser::mnuDirectImport_Click);
+
+    // The progress bar sits in the status line's second panel and shows only while a page loads.
+    lblStatus->setTextFormat(Qt::PlainText);
+    sbStatusBar->addWidget(lblStatus, 1);
+    pBar->setTextVisible(false);
+    pBar->setFixedWidth(150);
+    pBar->setMaximumHeight(14);
+    sbStatusBar->addPermanentWidget(pBar);
+    pBar->hide();
+
+    // Until the engine runs, the page is white, as a browser's empty page is.
+    picPage->setAutoFillBackground(true);
+    QPalette white = picPage->palette();
+    white.setColor(QPalette::Window, Qt::white);
+    picPage->setPalette(white);
+
+    auto *top = new QHBoxLayout;
+    top->setSpacing(6);
+    top->addWidget(tbrToolbar);
+    top->addWidget(chkPopup);
+    top->addStretch(1);
+    auto *address = new QHBoxLayout;
+    address->setContentsMargins(4, 0, 0, 0);
+    address->setSpacing(4);
+    address->addWidget(lblAddress);
+    address->addWidget(cboURL, 1);
+    address->addWidget(tbrGo);
+    m_layout->setContentsMargins(0, 0, 0, 0);
+    m_layout->setSpacing(2);
+    m_layout->addLayout(top);
+    m_layout->addLayout(address);
+    m_layout->addWidget(picPage, 1);
+    m_layout->addWidget(sbStatusBar);
+
+    m_popupNotice.setSingleShot(true);
+    m_popupNotice.setInterval(popupNoticeMs);
+    connect(&m_popupNotice, &QTimer::timeout, this, &ctlBrowser::endPopupNotice);
+}
+
+ctlBrowser::~ctlBrowser()
+{
+    // The page goes before its view, so that the engine never sees a view without its page.
+    if (brw)
+        delete brw->page();
+}
+
+void ctlBrowser::buildToolbar()
+{
+    struct Button
+    {
+        const char *key;
+        QStyle::StandardPixmap icon;
+        const char *text;
+        const char *tip;
+    };
+    const Button buttons[] = {
+        {"Back", QStyle::SP_ArrowBack, "Back", "Back to the previous page"},
+        {"Forward", QStyle::SP_ArrowForward, "Forward", "Forward to the next page"},
+        {"Stop", QStyle::SP_BrowserStop, "Stop", "Stop loading the page"},
+        {"Refresh", QStyle::SP_BrowserReload, "Refresh", "Load the page again"},
+        {"Home", QStyle::SP_DirHomeIcon, "Home", "Go to the start page"},
+        {"Search", QStyle::SP_FileDialogContentsView, "Search", "Search the web"},
+        {"Favorites", QStyle::SP_DirLinkIcon, "Favorites", "Show or hide the Internet Favorites"},
+        {"AddFav", QStyle::SP_FileDialogNewFolder, "Add", "Add To Favorites"},
+    };
+    tbrToolbar->setIconSize({16, 16});
+    tbrToolbar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    for (const Button &button : buttons) {
+        QAction *action = tbrToolbar->addAction(style()->standardIcon(button.icon), QLatin1String(button.text));
+        const QString key = QLatin1String(button.key);
+        action->setObjectName(key);
+        action->setToolTip(QLatin1String(button.tip));
+        connect(action, &QAction::triggered, this, [this, key] { tbrToolbar_ButtonClick(key); });
+    }
+    // Nothing to go back or forward to until the browser says so.
+    tbrToolbar->findChild<QAction *>(QStringLiteral("Back"))->setEnabled(false);
+    tbrToolbar->findChild<QAction *>(QStringLiteral("Forward"))->setEnabled(false);
+}
+
+QByteArray ctlBrowser::StartPage()
+{
+    return QByteArrayLiteral("<HTML><HEAD><TITLE></TITLE></HEAD><BODY BGCOLOR=#FFFFFF>\r\n"
+                             "<CENTER><TABLE BORDER=0 CELLPADDING=0 CELLSPACING=0 WIDTH=500><TR><TD><CENTER>"
+                             "<IMG SRC=logo.gif><CENTER></TD></TR></TABLE><BR>\r\n"
+                             "<TABLE BORDER=0 CELLPADDING=0 CELLSPACING=0 WIDTH=500><TR><TD WIDTH=48%>"
+                             "<FONT FACE=verdana COLOR=#000000 SIZE=0><B>"
+                             "Lorekeep makes it easy to collect and store walkthroughs, guides, cheats, previews, "
+                             "reviews, news and notes."
+                             "</B></FONT></TD><TD WIDTH=4%><CENTER><IMG SRC=vbar.gif></CENTER></TD><TD WIDTH=48%>"
+                             "<FONT FACE=verdana COLOR=#000000 SIZE=0><B>"
+                             "With an easy to use interface, Lorekeep has several features such as bookmarking "
+                             "and multiple search functions so it can be as advanced as you want!"
+                             "</B></FONT></TD></TR></TABLE>\r\n"
+                             "</CENTER></BODY></HTML>\r\n");
+}
+
+QUrl ctlBrowser::HomePage()
+{
+    const QString start = GetSetting(SettingKeys::BrowsStart).trimmed();
+    if (start.isEmpty())
+        return QUrl::fromLocalFile(AppPath() + QStringLiteral("Start.html"));
+    // The option holds a file chosen on disk, or an address typed by hand.
+    if (QFileInfo(start).isAbsolute())
+        return QUrl::fromLocalFile(start);
+    return QUrl::fromUserInput(start);
+}
+
+void ctlBrowser::InitBrowse()
+{
+    chkPopup->setChecked(popupsBlocked());
+
+    // Written whole or not at all: a folder that refuses it keeps the old page, or none.
+    QSaveFile file(AppPath() + QStringLiteral("Start.html"));
+    if (!file.open(QIODevice::WriteOnly) || file.write(StartPage()) < 0 || !file.commit())
+        LogError({ErrNumber::PathFileAccess, file.errorString()}, module, QStringLiteral("InitBrowse"), false);
+
+    navigate(HomePage());
+}
+
+QWebEngineView *ctlBrowser::view()
+{
+    if (brw)
+        return brw;
+    brw = new QWebEngineView;
+    brw->setObjectName(QStringLiteral("brw"));
+    auto *page = new BrowserPage(
+        QWebEngineProfile::defaultProfile(), [this] { return brw_NewWindow(); }, brw);
+    brw->setPage(page);
+
+    connect(page, &QWebEnginePage::linkHovered, lblStatus, &QLabel::setText);
+    connect(page, &QWebEnginePage::loadStarted, this, &ctlBrowser::brw_DownloadBegin);
+    connect(page, &QWebEnginePage::loadProgress, pBar, &QProgressBar::setValue);
+    connect(page, &QWebEnginePage::loadFinished, this, &ctlBrowser::brw_DownloadComplete);
+    connect(page, &QWebEnginePage::urlChanged, this, &ctlBrowser::brw_NavigateComplete);
+    connect(page, &QWebEnginePage::titleChanged, this, [this] { Q_EMIT TitleChange(PageTitle()); });
+    // Back and Forward follow what the page's history allows.
+    const auto follow = [this, page](QWebEnginePage::WebAction webAction, const QString &key) {
+        QAction *source = page->action(webAction);
+        QAction *button = tbrToolbar->findChild<QAction *>(key);
+        button->setEnabled(source->isEnabled());
+        connect(source, &QAction::changed, button, [source, button] { button->setEnabled(source->isEnabled()); });
+    };
+    follow(QWebEnginePage::Back, QStringLiteral("Back"));
+    follow(QWebEnginePage::Forward, QStringLiteral("Forward"));
+
+    m_layout->replaceWidget(picPage, brw);
+    picPage->hide();
+    if (m_pending.isValid())
+        brw->load(m_pending);
+    return brw;
+}
+
+void ctlBrowser::showEvent(QShowEvent *event)
+{
+    QWidget::showEvent(event);
+    view();
+}
+
+void ctlBrowser::navigate(const QUrl &url)
+{
+    m_pending = url;
+    if (brw)
+        brw->load(url);
+}
+
+bool ctlBrowser::eventFilter(QObject *watched, QEvent *event)
+{
+    // Entering the box selects the address, so that typing replaces it. The click that focused
+    // the box would move the cursor and undo the selection, so it is made once the click is over.
+    if (watched == cboURL->lineEdit() && event->type() == QEvent::FocusIn)
+        QTimer::singleShot(
+            0, this, [this] { cboURL->lineEdit()->setSelection(0, int(cboURL->currentText().trimmed().size())); });
+    return QWidget::eventFilter(watched, event);
+}
+
+void ctlBrowser::ComboFocus()
+{
+    cboURL->setFocus();
+}
+
+void ctlBrowser::BrowseNavigate(const QString &strURL)
+{
+    navigate(QUrl::fromUserInput(strURL));
+    view();
+}
+
+QUrl ctlBrowser::Location() const
+{
+    // Until the engine has taken up the page asked for, that page is the one the browser shows.
+    return brw && !brw->url().isEmpty() ? brw->url() : m_pending;
+}
+
+QString ctlBrowser::LocationName() const
+{
+    // A page without a title goes by its file name, as browsers name their tabs.
+    if (brw && !brw->url().isEmpty() && !brw->title().isEmpty())
+        return brw->title();
+    const QUrl url = Location();
+    return url.fileName().isEmpty() ? url.toString() : url.fileName();
+}
+
+bool ctlBrowser::OnStartPage() const
+{
+    const QString name = LocationName();
+    return name == QLatin1String("Start.html") || name == QLatin1String("Start");
+}
+
+QString ctlBrowser::PageURL() const
+{
+    if (OnStartPage())
+        return startPageName;
+    return Location().toString();
+}
+
+QString ctlBrowser::PageTitle() const
+{
+    return OnStartPage() ? startPageName : LocationName();
+}
+
+QString ctlBrowser::ImportText()
+{
+    // The engine answers on its own time; until it does, only the program's own work goes on,
+    // so that nothing the user does acts on a half-read page.
+    struct Answer
+    {
+        QString text;
+        bool arrived = false;
+        bool readable = false;
+        QEventLoop loop;
+    };
+    auto answer = std::make_shared<Answer>();
+    if (brw) {
+        brw->page()->runJavaScript(
+            QStringLiteral("(function(){var e=document.documentElement;return e?e.innerText:null;})()"),
+            QWebEngineScript::ApplicationWorld, [answer](const QVariant &result) {
+                answer->arrived = true;
+                answer->readable = result.typeId() == QMetaType::QString;
+                answer->text = result.toString();
+                answer->loop.quit();
+            });
+        if (!answer->arrived) {
+            QTimer::singleShot(importTextMs, &answer->loop, &QEventLoop::quit);
+            answer->loop.exec(QEventLoop::ExcludeUserInputEvents);
+        }
+    }
+    if (!answer->readable)
+        LogError({ErrNumber::NoObject, QStringLiteral("The page has no text that can be read: ") + PageURL()}, module,
+                 QStringLiteral("ImportText"), false);
+    return answer->text;
+}
+
+void ctlBrowser::tbrToolbar_ButtonClick(const QString &key)
+{
+    if (key == QLatin1String("Favorites"))
+        Q_EMIT ShowFavorites();
+    else if (key == QLatin1String("AddFav"))
+        mnuHidden->popup(tbrToolbar->mapToGlobal(
+            tbrToolbar->widgetForAction(tbrToolbar->findChild<QAction *>(key))->geometry().bottomLeft()));
+    else if (key == QLatin1String("Home"))
+        navigate(HomePage());
+    else if (key == QLatin1String("Search"))
+        navigate(QUrl::fromUserInput(GetSetting(SettingKeys::BrowseSearchPage)));
+    else if (!brw)
+        return;
+    else if (key == QLatin1String("Back"))
+        brw->back();
+    else if (key == QLatin1String("Forward"))
+        brw->forward();
+    else if (key == QLatin1String("Stop"))
+        brw->stop();
+    else if (key == QLatin1String("Refresh"))
+        brw->reload();
+}
+
+void ctlBrowser::tbrGo_ButtonClick()
+{
+    // On the start page the box names the program, not an address.
+    cboURL->setFocus();
+    if (cboURL->currentText().trimmed() != programName)
+        cboURL_Enter();
+}
+
+void ctlBrowser::cboURL_Enter()
+{
+    // The engine reads the address as a browser's address line would ("example.com" is a web
+    // address); one it cannot read at all gets a page that says so, not a message box.
+    const QString typed = cboURL->currentText();
+    const QUrl url = QUrl::fromUserInput(typed);
+    if (url.isValid()) {
+        navigate(url);
+        return;
+    }
+    view()->setHtml(QStringLiteral("<html><head><title>Navigation Failure</title></head><body>"
+                                   "<h3>This address cannot be opened.</h3><p>%1</p></body></html>")
+                        .arg(typed.toHtmlEscaped()),
+                    failurePage);
+}
+
+void ctlBrowser::chkPopup_Click()
+{
+    SaveSetting(SettingKeys::BrowsePopups, chkPopup->isChecked() ? QStringLiteral("1") : QStringLiteral("0"));
+}
+
+void ctlBrowser::mnuDirectImport_Click()
+{
+    const QString url = PageURL();
+    const QString title = PageTitle();
+    const QString text = ImportText();
+    Q_EMIT DirectImport(url, title, text);
+}
+
+bool ctlBrowser::brw_NewWindow()
+{
+    // The setting decides, not the check box, so a change made elsewhere counts at once.
+    if (!popupsBlocked())
+        return false;
+    // The notice lasts three seconds from the last blocked window; the window stays usable.
+    chkPopup->setText(QStringLiteral("Disabled!"));
+    QPalette red = chkPopup->palette();
+    red.setColor(QPalette::WindowText, QColor(255, 0, 0));
+    red.setColor(QPalette::ButtonText, QColor(255, 0, 0));
+    chkPopup->setPalette(red);
+    QFont bold = chkPopup->font();
+    bold.setBold(true);
+    chkPopup->setFont(bold);
+    m_popupNotice.start();
+    return true;
+}
+
+void ctlBrowser::endPopupNotice()
+{
+    chkPopup->setText(popupCaption);
+    chkPopup->setFont(QFont());
+    chkPopup->setPalette(QPalette());
+}
+
+void ctlBrowser::brw_NavigateComplete(const QUrl &url)
+{
+    QString address = url.toString();
+    if (address.endsWith(homeStartPage))
+        address = programName;
+    cboURL->setEditText(address);
+    cboURL->lineEdit()->setSelection(0, int(address.trimmed().size()));
+}
+
+void ctlBrowser::brw_DownloadBegin()
+{
+    pBar->setRange(0, 100);
+    pBar->setValue(0);
+    pBar->show();
+    lblStatus->setText(QStringLiteral("Opening page..."));
+}
+
+void ctlBrowser::brw_DownloadComplete(bool ok)
+{
+    pBar->hide();
+    lblStatus->setText(ok ? QStringLiteral("Done") : QStringLiteral("The page could not be opened."));
+}

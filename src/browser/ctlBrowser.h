@@ -1,0 +1,100 @@
+#pragma once
+
+#include <QTimer>
+#include <QUrl>
+#include <QWidget>
+
+class BrowserPage;
+class QAction;
+class QCheckBox;
+class QComboBox;
+class QLabel;
+class QMenu;
+class QProgressBar;
+class QStatusBar;
+class QToolBar;
+class QVBoxLayout;
+class QWebEngineView;
+
+// The web browser of the file view's second tab: a toolbar, the pop-up blocker switch, an address
+// box, the page and a status line. It writes the start page into the home at every start, and
+// hands the shown page (address, title, text) to whoever imports it or keeps it as a favorite.
+// The web engine is started only when the tab is first shown, which keeps it out of start-up.
+class ctlBrowser final : public QWidget
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(ctlBrowser)
+
+public:
+    explicit ctlBrowser(QWidget *parent = nullptr);
+    ~ctlBrowser() override;
+
+    // The page's rendered text, with its paragraphs and line breaks; empty (and logged) when the
+    // page has none that can be read.
+    QString ImportText();
+    // "Start Page" on the start page, else the page's address.
+    QString PageURL() const;
+    // "Start Page" on the start page, else the page's title (its file name when it has none).
+    QString PageTitle() const;
+    void ComboFocus();
+    void BrowseNavigate(const QString &strURL);
+    // Reads the pop-up setting, writes the start page and goes to the home page.
+    void InitBrowse();
+
+    // The four lines of the start page, with their line ends.
+    static QByteArray StartPage();
+    // The page of the "Home" button: the "BrowsStart" option, the home's start page when unset.
+    static QUrl HomePage();
+
+    // The web view once the engine runs; null before.
+    QWebEngineView *View() const { return brw; }
+
+Q_SIGNALS:
+    void TitleChange(const QString &strTitle);
+    void ShowFavorites();
+    void AddFavorite();
+    void DirectImport(const QString &strURL, const QString &strPageTitle, const QString &strText);
+
+protected:
+    void showEvent(QShowEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void buildToolbar();
+    // Starts the engine and shows the page that was asked for until then.
+    QWebEngineView *view();
+    void navigate(const QUrl &url);
+    QUrl Location() const;
+    QString LocationName() const;
+    bool OnStartPage() const;
+
+    void tbrToolbar_ButtonClick(const QString &key);
+    void tbrGo_ButtonClick();
+    void cboURL_Enter();
+    void chkPopup_Click();
+    void mnuDirectImport_Click();
+    bool brw_NewWindow();
+    void brw_NavigateComplete(const QUrl &url);
+    void brw_DownloadBegin();
+    void brw_DownloadComplete(bool ok);
+    void endPopupNotice();
+
+    QToolBar *tbrToolbar;
+    QCheckBox *chkPopup;
+    QLabel *lblAddress;
+    QComboBox *cboURL;
+    QToolBar *tbrGo;
+    QWidget *picPage;
+    QWebEngineView *brw = nullptr;
+    QStatusBar *sbStatusBar;
+    QLabel *lblStatus;
+    QProgressBar *pBar;
+    QMenu *mnuHidden;
+    QAction *mnuAddURL;
+    QAction *mnuDirectImport;
+    QVBoxLayout *m_layout;
+
+    // Where the view goes once it exists.
+    QUrl m_pending;
+    QTimer m_popupNotice;
+};

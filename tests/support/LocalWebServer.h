@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QByteArray>
+#include <QHash>
+#include <QTcpServer>
+#include <QUrl>
+
+// A small HTTP server on 127.0.0.1 and a free port, serving fixed pages by path, so that the
+// browser loads real pages over a real connection. Unknown paths get a 404 page.
+class LocalWebServer final : public QTcpServer
+{
+    Q_OBJECT
+
+public:
+    LocalWebServer();
+
+    void addPage(const QString &path, const QByteArray &html);
+    QUrl url(const QString &path) const;
+
+private:
+    void answer(QTcpSocket *socket);
+
+    QHash<QString, QByteArray> m_pages;
+};

@@ -1,0 +1,295 @@
+// The browser tab on real pages served from 127.0.0.1: the start page, loading, history, the
+// pop-up blocker, the address box, the page handed over for import, and "Add Favorite".
+
+#include "LocalWebServer.h"
+#include "ScriptedPrompts.h"
+#include "TestHome.h"
+#include "base/AppPath.h"
+#include "browser/ctlBrowser.h"
+#include "browser/frmFavorite.h"
+#include "platform/SettingsStore.h"
+#include "view/ctlView.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QSqlQuery>
+#include <QTabBar>
+#include <QTest>
+#include <QWebEngineView>
+
+#include <algorithm>
+
+namespace {
+
+// The engine wants this said before the application exists.
+const bool sharedContexts = [] {
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    return true;
+}();
+
+constexpr int loadTimeout = 20000;
+
+// The file view on a fresh home, uncovered, with its browser tab shown.
+struct Pane
+{
+    TestHome home;
+    ctlView view;
+    ctlBrowser *browser = view.WebBrowser();
+    QComboBox *address = browser->findChild<QComboBox *>(QStringLiteral("cboURL"));
+
+    Pane()
+    {
+        view.setStore(&home.store());
+        view.resize(900, 700);
+        view.Cover(false);
+        view.show();
+    }
+    // Runs `act` and waits for the page it loads.
+    bool load(const std::function<void()> &act)
+    {
+        QWebEngineView *web = browser->View();
+        if (!web) {
+            view.SelectTab(2);
+            web = browser->View();
+        }
+        QSignalSpy done(web, &QWebEngineView::loadFinished);
+        act();
+        return done.wait(loadTimeout);
+    }
+    QAction *button(const char *key) const { return browser->findChild<QAction *>(QLatin1String(key)); }
+    QString tabText() const { return view.findChild<QTabBar *>(QStringLiteral("tbsTabs"))->tabText(1); }
+};
+
+} // namespace
+
+class tst_browser final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init() { clearSettings(); }
+    void startPage();
+    void pageHistoryAndImport();
+    void popups();
+    void addressBox();
+    void favoriteDialog();
+
+private:
+    LocalWebServer server;
+};
+
+void tst_browser::initTestCase()
+{
+    QVERIFY(sharedContexts);
+    server.addPage(QStringLiteral("/guide"),
+                   "<html><head><title>Ninja Drift Guide</title></head><body><h1>Ninja Drift</h1>"
+                   "<p>First lap: drift early.</p><p>Second lap<br>Caf\xc3\xa9 shortcut</p>"
+                   "<p><a href=\"/codes\">All the codes</a></p></body></html>");
+    server.addPage(QStringLiteral("/codes"), "<html><head><title>Codes</title></head><body>UUDDLRLRBA</body></html>");
+    server.addPage(QStringLiteral("/popup"), "<html><head><title>Pop</title></head><body>"
+                                             "<script>window.open('/codes', 'extra');</script></body></html>");
+}
+
+void tst_browser::startPage()
+{
+    Pane pane;
+    const QString start = pane.home.file(QStringLiteral("Start.html"));
+    QFile old(start);
+    QVERIFY(old.open(QIODevice::WriteOnly) && old.write("an older page") > 0);
+    old.close();
+
+    // Rewritten at every start: four lines with CR LF, the pictures beside it by name.
+    pane.view.InitView();
+    const QByteArray page = readFile(start);
+    const QList<QByteArray> lines = page.split('\n');
+    QCOMPARE(lines.size(), 5);
+    QCOMPARE(page.count("\r\n"), 4);
+    QCOMPARE(lines.at(0), QByteArray("<HTML><HEAD><TITLE></TITLE></HEAD><BODY BGCOLOR=#FFFFFF>\r"));
+    QVERIFY(lines.at(1).contains("<IMG SRC=logo.gif>") && lines.at(2).contains("<IMG SRC=vbar.gif>"));
+    QVERIFY(lines.at(2).contains("so it can be as advanced as you want!</B></FONT></TD></TR></TABLE>\r"));
+    QCOMPARE(lines.at(3), QByteArray("</CENTER></BODY></HTML>\r"));
+
+    // The engine starts only with the tab.
+    QVERIFY(!pane.browser->View());
+    QSignalSpy titles(&pane.view, &ctlView::BrowseTitleChange);
+    QVERIFY(pane.load([&] { pane.view.SelectTab(2); }));
+    QCOMPARE(pane.view.BrowseURL(), QStringLiteral("Start Page"));
+    QCOMPARE(pane.view.BrowsePageTitle(), QStringLiteral("Start Page"));
+    QVERIFY(pane.view.ImportText().contains(QStringLiteral("Lorekeep makes it easy to collect and store")));
+    QCOMPARE(pane.tabText(), QStringLiteral("Web Browser - Start Page"));
+    QCOMPARE(pane.view.windowTitle(), QStringLiteral("Lorekeep - Start Page"));
+    QVERIFY(titles.size() >= 1);
+    // This home's folder is not named Lorekeep: the box shows the page's file address.
+    QCOMPARE(pane.address->currentText(), QUrl::fromLocalFile(start).toString());
+
+    // In a home named Lorekeep the box names the program, and Go only puts the cursor there.
+    const QString named = pane.home.path() + QStringLiteral("Lorekeep/");
+    QVERIFY(QDir().mkpath(named));
+    SetAppPath(named);
+    QVERIFY(pane.load([&] { pane.browser->InitBrowse(); }));
+    QCOMPARE(pane.address->currentText(), QStringLiteral("Lorekeep"));
+    QSignalSpy started(pane.browser->View(), &QWebEngineView::loadStarted);
+    pane.button("Go")->trigger();
+    QTest::qWait(200);
+    QCOMPARE(started.size(), 0);
+    QVERIFY(pane.address->hasFocus());
+
+    // A folder that refuses the page leaves a record and the browser still goes home.
+    SetAppPath(pane.home.path());
+    QVERIFY(QFile::remove(start) && QDir().mkdir(start));
+    pane.browser->InitBrowse();
+    QVERIFY(readFile(pane.home.file(QStringLiteral("error.log"))).contains("InitBrowse"));
+}
+
+void tst_browser::pageHistoryAndImport()
+{
+    Pane pane;
+    pane.view.InitView();
+    QVERIFY(pane.load([&] { pane.view.SelectTab(2); }));
+    QVERIFY(!pane.button("Back")->isEnabled() && !pane.button("Forward")->isEnabled());
+    pane.view.SelectTab(1);
+
+    // Opening an address from elsewhere brings the browser tab to the front.
+    const QString guide = server.url(QStringLiteral("/guide")).toString();
+    QSignalSpy titles(&pane.view, &ctlView::BrowseTitleChange);
+    QVERIFY(pane.load([&] { pane.view.BrowseNavigate(guide); }));
+    QCOMPARE(pane.view.SelectedTab(), 2);
+    QCOMPARE(pane.view.BrowseURL(), guide);
+    QCOMPARE(pane.view.BrowsePageTitle(), QStringLiteral("Ninja Drift Guide"));
+    QCOMPARE(pane.address->currentText(), guide);
+    QCOMPARE(pane.tabText(), QStringLiteral("Web Browser"));
+    QCOMPARE(titles.last().at(0).toString(), QStringLiteral("Ninja Drift Guide"));
+    QVERIFY(!pane.browser->findChild<QProgressBar *>(QStringLiteral("pBar"))->isVisible());
+    QCOMPARE(pane.browser->findChild<QLabel *>(QStringLiteral("lblStatus"))->text(), QStringLiteral("Done"));
+    QTRY_VERIFY(pane.button("Back")->isEnabled());
+
+    // The import hands over address, title and the text as the page shows it.
+    QSignalSpy imported(&pane.view, &ctlView::DirectImport);
+    pane.browser->findChild<QAction *>(QStringLiteral("mnuDirectImport"))->trigger();
+    QCOMPARE(imported.size(), 1);
+    const QString text = imported.at(0).at(2).toString();
+    QCOMPARE(imported.at(0).mid(0, 2), QVariantList({guide, QStringLiteral("Ninja Drift Guide")}));
+    QVERIFY2(text.contains(QStringLiteral("First lap: drift early.\n\nSecond lap\nCafé shortcut\n\nAll the codes")),
+             qPrintable(text));
+
+    // Another page, then back and forward: each button is enabled exactly when its way is open.
+    // (The engine would skip, going back, a page that a script left without the user's click.)
+    QVERIFY(pane.load([&] { pane.view.BrowseNavigate(server.url(QStringLiteral("/codes")).toString()); }));
+    QCOMPARE(pane.view.BrowsePageTitle(), QStringLiteral("Codes"));
+    QTRY_VERIFY(pane.button("Back")->isEnabled() && !pane.button("Forward")->isEnabled());
+    QVERIFY(pane.load([&] { pane.button("Back")->trigger(); }));
+    QCOMPARE(pane.view.BrowsePageTitle(), QStringLiteral("Ninja Drift Guide"));
+    QTRY_VERIFY(pane.button("Forward")->isEnabled());
+    QVERIFY(pane.load([&] { pane.button("Home")->trigger(); }));
+    QCOMPARE(pane.view.BrowseURL(), QStringLiteral("Start Page"));
+    QCOMPARE(pane.tabText(), QStringLiteral("Web Browser - Start Page"));
+}
+
+void tst_browser::popups()
+{
+    Pane pane;
+    ScriptedPrompts prompts;
+    pane.view.InitView();
+    auto *check = pane.browser->findChild<QCheckBox *>(QStringLiteral("chkPopup"));
+    const auto popupWindows = [] {
+        const QWidgetList windows = QApplication::topLevelWidgets();
+        return std::count_if(windows.begin(), windows.end(),
+                             [](QWidget *w) { return w->objectName() == QLatin1String("brwPopup") && w->isVisible(); });
+    };
+    QVERIFY(check->isChecked());
+
+    // Blocked: no window, and the switch says so in red bold for three seconds.
+    QVERIFY(pane.load([&] { pane.view.BrowseNavigate(server.url(QStringLiteral("/popup")).toString()); }));
+    QTRY_COMPARE(check->text(), QStringLiteral("Disabled!"));
+    QCOMPARE(check->palette().color(QPalette::WindowText), QColor(255, 0, 0));
+    QVERIFY(check->font().bold());
+    QCOMPARE(popupWindows(), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(check->text(), QStringLiteral("Disable Pop-Ups"), 5000);
+    QVERIFY(!check->font().bold());
+    QVERIFY(check->palette().color(QPalette::WindowText) != QColor(255, 0, 0));
+
+    // Allowed: the click is saved at once and the page's window opens.
+    QTest::mouseClick(check, Qt::LeftButton, {}, QPoint(8, check->height() / 2));
+    QCOMPARE(GetSetting(SettingKeys::BrowsePopups), QStringLiteral("0"));
+    QVERIFY(pane.load([&] { pane.button("Refresh")->trigger(); }));
+    QTRY_COMPARE(popupWindows(), 1);
+    QCOMPARE(check->text(), QStringLiteral("Disable Pop-Ups"));
+    QVERIFY(prompts.shown().isEmpty());
+}
+
+void tst_browser::addressBox()
+{
+    Pane pane;
+    ScriptedPrompts prompts;
+    pane.view.InitView();
+    QVERIFY(pane.load([&] { pane.view.SelectTab(2); }));
+
+    // Typed as a browser's address line takes it; Enter goes there.
+    const QUrl codes = server.url(QStringLiteral("/codes"));
+    pane.address->setEditText(QStringLiteral("127.0.0.1:%1/codes").arg(codes.port()));
+    QVERIFY(pane.load([&] { QTest::keyClick(pane.address->lineEdit(), Qt::Key_Return); }));
+    QCOMPARE(pane.view.BrowseURL(), codes.toString());
+    QCOMPARE(pane.address->count(), 0);
+
+    // A server that is not there gets the engine's own error page; an address that is no address
+    // at all gets "about:NavigationFailure". Neither asks the user anything.
+    pane.address->setEditText(QStringLiteral("http://127.0.0.1:1/"));
+    QVERIFY(pane.load([&] { pane.button("Go")->trigger(); }));
+    QCOMPARE(pane.browser->findChild<QLabel *>(QStringLiteral("lblStatus"))->text(),
+             QStringLiteral("The page could not be opened."));
+    pane.address->setEditText(QStringLiteral("not an address"));
+    QVERIFY(pane.load([&] { QTest::keyClick(pane.address->lineEdit(), Qt::Key_Return); }));
+    QCOMPARE(pane.view.BrowseURL(), QStringLiteral("about:NavigationFailure"));
+    QVERIFY(pane.view.ImportText().contains(QStringLiteral("not an address")));
+    QVERIFY(prompts.shown().isEmpty());
+}
+
+void tst_browser::favoriteDialog()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    const QUrl url = server.url(QStringLiteral("/guide"));
+
+    // Everything is stored trimmed; the message quotes the stored title.
+    {
+        frmFavorite dialog(QStringLiteral(" ") + url.toString(), QStringLiteral("  Ninja Drift Guide "));
+        dialog.setConnection(home.db());
+        QSignalSpy added(&dialog, &frmFavorite::AddFavorite);
+        prompts.answerMsgBox(MsgResult::OK);
+        dialog.findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral(" Best guide  "));
+        dialog.findChild<QPushButton *>(QStringLiteral("cmdOK"))->click();
+        QCOMPARE(dialog.result(), int(QDialog::Accepted));
+        QSqlQuery row(QStringLiteral("SELECT auto_id, url, title, desc FROM favorites"), home.db());
+        QVERIFY(row.next());
+        const QVariantList expected{QString(QStringLiteral("K_") + row.value(0).toString()), url.toString(),
+                                    QStringLiteral("Ninja Drift Guide"), QStringLiteral("Best guide")};
+        QCOMPARE(added.value(0), expected);
+        QCOMPARE(QVariantList({row.value(1), row.value(2), row.value(3)}),
+                 QVariantList({url.toString(), QStringLiteral("Ninja Drift Guide"), QStringLiteral("Best guide")}));
+        QCOMPARE(prompts.last().text, QStringLiteral("\"Ninja Drift Guide\" has been added."));
+        QCOMPARE(prompts.last().icon, MsgIcon::Information);
+    }
+
+    // A store that refuses the row: the user is told, and the dialog stays for another try.
+    frmFavorite dialog(QStringLiteral("Start Page"), QStringLiteral("Start Page"));
+    dialog.setConnection(home.db());
+    QSqlQuery(home.db()).exec(QStringLiteral("DROP TABLE favorites"));
+    prompts.answerMsgBox(MsgResult::OK);
+    dialog.show();
+    dialog.findChild<QPushButton *>(QStringLiteral("cmdOK"))->click();
+    QVERIFY(dialog.isVisible());
+    QCOMPARE(prompts.last().icon, MsgIcon::Critical);
+    QVERIFY(readFile(home.file(QStringLiteral("error.log"))).contains("cmdOK_Click"));
+}
+
+QTEST_MAIN(tst_browser)
+#include "tst_browser.moc"
