@@ -6,6 +6,7 @@
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
 #include "base/AppPath.h"
+#include "browser/frmFavorite.h"
 #include "components/FileViewer.h"
 #include "components/PlatformMaintenance.h"
 #include "data/NodeKey.h"
@@ -20,7 +21,11 @@
 
 #include <QAbstractItemView>
 #include <QAction>
+#include <QApplication>
 #include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTimer>
 #include <QSignalSpy>
 #include <QSqlQuery>
 #include <QTemporaryDir>
@@ -104,7 +109,6 @@ struct Program
     }
 };
 
-// Catches the addresses the program hands to the desktop's browser.
 } // namespace
 
 class tst_routing final : public QObject
@@ -117,6 +121,7 @@ private Q_SLOTS:
     void treeEvents();
     void viewEvents();
     void detailsEvents();
+    void browserEvents();
     void platformMaintenance();
 };
 
@@ -301,6 +306,49 @@ void tst_routing::detailsEvents()
     program.details->findChild<QAction *>(QStringLiteral("x"))->trigger();
     QVERIFY(!program.details->isVisible());
     QVERIFY(!program.form->Menu().mnuViewBottom->isChecked());
+}
+
+void tst_routing::browserEvents()
+{
+    Program program;
+    // The Favorites button brings up the favorites, and hides them when they are what is shown.
+    QAction *bottom = program.form->Menu().mnuViewBottom;
+    program.details->SelectTab(1);
+    Q_EMIT program.view->ShowFavorites();
+    QVERIFY(program.details->isVisible() && program.details->SelectedTab() == 2);
+    Q_EMIT program.view->ShowFavorites();
+    QVERIFY(!program.details->isVisible() && !bottom->isChecked());
+    Q_EMIT program.view->ShowFavorites();
+    QVERIFY(program.details->isVisible() && bottom->isChecked() && program.details->SelectedTab() == 2);
+
+    // The window's caption follows the page only while the browser tab is shown.
+    program.view->SelectTab(2);
+    Q_EMIT program.view->BrowseTitleChange(QStringLiteral("Some Page"));
+    QCOMPARE(program.form->windowTitle(), QStringLiteral("Lorekeep - Some Page"));
+    program.view->SelectTab(1);
+    Q_EMIT program.view->BrowseTitleChange(QStringLiteral("Other Page"));
+    QCOMPARE(program.form->windowTitle(),
+             QStringLiteral("Lorekeep - [") + modADO::instance().DatabaseName() + QStringLiteral("] - Files"));
+
+    // A page that is not a favorite yet gets the dialog, and the new row shows in the list at once;
+    // asked again, the list points at the one it has.
+    ListView *favorites = program.details->Favorites();
+    const int listed = favorites->Count();
+    QTimer::singleShot(0, [] {
+        auto *dialog = qobject_cast<frmFavorite *>(QApplication::activeModalWidget());
+        QVERIFY(dialog);
+        dialog->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Home"));
+        dialog->findChild<QPushButton *>(QStringLiteral("cmdOK"))->click();
+    });
+    program.prompts.answerMsgBox(MsgResult::OK);
+    Q_EMIT program.view->AddFavorite();
+    QCOMPARE(program.prompts.last().text, QStringLiteral("\"Start Page\" has been added."));
+    QCOMPARE(favorites->Count(), listed + 1);
+    QCOMPARE(favorites->ItemAt(listed + 1)->Text(), QStringLiteral("Start Page"));
+    program.prompts.answerMsgBox(MsgResult::OK);
+    Q_EMIT program.view->AddFavorite();
+    QCOMPARE(program.prompts.last().text, QStringLiteral("This favorite already exists!"));
+    QCOMPARE(program.count(QStringLiteral("SELECT count(*) FROM favorites WHERE url = 'Start Page'")), 1);
 }
 
 void tst_routing::platformMaintenance()
