@@ -170,7 +170,7 @@ void tst_browser::pageHistoryAndImport()
     QCOMPARE(titles.last().at(0).toString(), QStringLiteral("Ninja Drift Guide"));
     QVERIFY(!pane.browser->findChild<QProgressBar *>(QStringLiteral("pBar"))->isVisible());
     QCOMPARE(pane.browser->findChild<QLabel *>(QStringLiteral("lblStatus"))->text(), QStringLiteral("Done"));
-    QTRY_VERIFY(pane.button("Back")->isEnabled());
+    QTRY_VERIFY(pane.button("Back")->isEnabled() && !pane.button("Stop")->isEnabled());
 
     // The import hands over address, title and the text as the page shows it.
     QSignalSpy imported(&pane.view, &ctlView::DirectImport);

@@ -171,9 +171,9 @@ void ctlBrowser::buildToolbar()
         action->setToolTip(QLatin1String(button.tip));
         connect(action, &QAction::triggered, this, [this, key] { tbrToolbar_ButtonClick(key); });
     }
-    // Nothing to go back or forward to until the browser says so.
-    tbrToolbar->findChild<QAction *>(QStringLiteral("Back"))->setEnabled(false);
-    tbrToolbar->findChild<QAction *>(QStringLiteral("Forward"))->setEnabled(false);
+    // Nothing to go back or forward to, or to stop, until the browser says so.
+    for (const char *key : {"Back", "Forward", "Stop"})
+        tbrToolbar->findChild<QAction *>(QLatin1String(key))->setEnabled(false);
 }
 
 QByteArray ctlBrowser::StartPage()
@@ -232,7 +232,7 @@ QWebEngineView *ctlBrowser::view()
     connect(page, &QWebEnginePage::loadFinished, this, &ctlBrowser::brw_DownloadComplete);
     connect(page, &QWebEnginePage::urlChanged, this, &ctlBrowser::brw_NavigateComplete);
     connect(page, &QWebEnginePage::titleChanged, this, [this] { Q_EMIT TitleChange(PageTitle()); });
-    // Back and Forward follow what the page's history allows.
+    // Back and Forward follow what the page's history allows, Stop whether a page is loading.
     const auto follow = [this, page](QWebEnginePage::WebAction webAction, const QString &key) {
         QAction *source = page->action(webAction);
         QAction *button = tbrToolbar->findChild<QAction *>(key);
@@ -241,6 +241,7 @@ QWebEngineView *ctlBrowser::view()
     };
     follow(QWebEnginePage::Back, QStringLiteral("Back"));
     follow(QWebEnginePage::Forward, QStringLiteral("Forward"));
+    follow(QWebEnginePage::Stop, QStringLiteral("Stop"));
 
     m_layout->replaceWidget(picPage, brw);
     picPage->hide();
