@@ -94,6 +94,7 @@ void tst_browser::initTestCase()
                    "<html><head><title>Ninja Drift Guide</title></head><body><h1>Ninja Drift</h1>"
                    "<p>First lap: drift early.</p><p>Second lap<br>Caf\xc3\xa9 shortcut</p>"
                    "<p><a href=\"/codes\">All the codes</a></p></body></html>");
+    server.addPage(QStringLiteral("/blank"), "<html><body><img src=\"/none.png\"></body></html>");
     server.addPage(QStringLiteral("/codes"), "<html><head><title>Codes</title></head><body>UUDDLRLRBA</body></html>");
     server.addPage(QStringLiteral("/popup"), "<html><head><title>Pop</title></head><body>"
                                              "<script>window.open('/codes', 'extra');</script></body></html>");
@@ -189,6 +190,10 @@ void tst_browser::pageHistoryAndImport()
     QVERIFY(pane.load([&] { pane.button("Back")->trigger(); }));
     QCOMPARE(pane.view.BrowsePageTitle(), QStringLiteral("Ninja Drift Guide"));
     QTRY_VERIFY(pane.button("Forward")->isEnabled());
+    // A page without text imports as empty, with a record of it.
+    QVERIFY(pane.load([&] { pane.view.BrowseNavigate(server.url(QStringLiteral("/blank")).toString()); }));
+    QCOMPARE(pane.view.ImportText(), QString());
+    QVERIFY(readFile(pane.home.file(QStringLiteral("error.log"))).contains("/blank"));
     QVERIFY(pane.load([&] { pane.button("Home")->trigger(); }));
     QCOMPARE(pane.view.BrowseURL(), QStringLiteral("Start Page"));
     QCOMPARE(pane.tabText(), QStringLiteral("Web Browser - Start Page"));

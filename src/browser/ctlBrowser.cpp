@@ -334,8 +334,8 @@ QString ctlBrowser::ImportText()
             QStringLiteral("(function(){var e=document.documentElement;return e?e.innerText:null;})()"),
             QWebEngineScript::ApplicationWorld, [answer](const QVariant &result) {
                 answer->arrived = true;
-                answer->readable = result.typeId() == QMetaType::QString;
                 answer->text = result.toString();
+                answer->readable = result.typeId() == QMetaType::QString && !answer->text.trimmed().isEmpty();
                 answer->loop.quit();
             });
         if (!answer->arrived) {
