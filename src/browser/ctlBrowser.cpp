@@ -16,7 +16,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QProgressBar>
-#include <QSaveFile>
+#include <QFile>
 #include <QStatusBar>
 #include <QStyle>
 #include <QToolBar>
@@ -208,9 +208,10 @@ void ctlBrowser::InitBrowse()
 {
     chkPopup->setChecked(popupsBlocked());
 
-    // Written whole or not at all: a folder that refuses it keeps the old page, or none.
-    QSaveFile file(AppPath() + QStringLiteral("Start.html"));
-    if (!file.open(QIODevice::WriteOnly) || file.write(StartPage()) < 0 || !file.commit())
+    // Made again at every start, so it is not worth a sync to disk; a folder that refuses it keeps
+    // the old page, or none.
+    QFile file(AppPath() + QStringLiteral("Start.html"));
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(StartPage()) < 0 || !file.flush())
         LogError({ErrNumber::PathFileAccess, file.errorString()}, module, QStringLiteral("InitBrowse"), false);
 
     navigate(HomePage());
