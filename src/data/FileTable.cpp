@@ -99,6 +99,21 @@ bool FileTable::Delete(const QSqlDatabase &db, qint32 id, ErrObject *err)
     return query.run(QStringLiteral("DELETE FROM file WHERE auto_id = ?"), {id}, err) && changedOne(query, id, err);
 }
 
+bool FileTable::FindBySource(const QSqlDatabase &db, const QString &src, SourceMatch *match, bool *found,
+                             ErrObject *err)
+{
+    StoreQuery query(db);
+    if (!query.run(QStringLiteral("SELECT file.auto_id, file.desc, game.auto_id, game.name, game.platform_id "
+                                  "FROM file JOIN game ON game.auto_id = file.game_id "
+                                  "WHERE file.src = ? ORDER BY file.auto_id LIMIT 1"),
+                   {src}, err))
+        return false;
+    *found = query.next();
+    if (*found)
+        *match = {query.id(0), query.text(1), query.id(2), query.text(3), query.code(4)};
+    return true;
+}
+
 QString FileTable::FindStatement(const FileCriteria &criteria)
 {
     QStringList terms;

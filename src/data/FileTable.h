@@ -19,6 +19,16 @@ struct FileRow
     QString txt_rtf;
 };
 
+// A stored file found by its source, with the game it belongs to.
+struct SourceMatch
+{
+    qint32 FileId = 0;
+    QString Desc;
+    qint32 GameId = 0;
+    QString GameName;
+    quint8 PlatformId = 0;
+};
+
 // Which files a search reads: those of one game (0 for any) whose sub-category is one of `SubCats`
 // (empty for any).
 struct FileCriteria
@@ -45,6 +55,11 @@ public:
     static bool Copy(const QSqlDatabase &db, qint32 id, qint32 gameId, qint32 *newId, ErrObject *err);
     static bool Move(const QSqlDatabase &db, qint32 id, qint32 gameId, ErrObject *err);
     static bool Delete(const QSqlDatabase &db, qint32 id, ErrObject *err);
+
+    // The oldest file whose source is exactly `src` (case and all) and whose game is still there;
+    // `found` is false when there is none. It reads the whole table: a command, not a per-row lookup.
+    static bool FindBySource(const QSqlDatabase &db, const QString &src, SourceMatch *match, bool *found,
+                             ErrObject *err);
 
     // The text of the search statement for `criteria` (ids and codes only, never user text).
     static QString FindStatement(const FileCriteria &criteria);

@@ -2,8 +2,69 @@
 
 #include "RtfReader.h"
 
+#include <QTextCursor>
 #include <QTextDocument>
 #include <QTextEdit>
+
+namespace {
+
+// Whether the text is RTF at all: "{\rtf" after a byte-order mark and blanks, as the reader decides.
+bool looksLikeRtf(const QString &text)
+{
+    qsizetype at = text.startsWith(QChar(0xFEFF)) ? 1 : 0;
+    while (at < text.size() && QStringView(u" \t\r\n").contains(text.at(at)))
+        ++at;
+    return QStringView(text).sliced(at).startsWith(QLatin1String("{\\rtf"));
+}
+
+// The editor lays a paragraph out whole, again each time its width changes while a window opens
+// (the page is set, the scroll bar appears, the window is shown): for a paragraph of megabytes that
+// is seconds of a frozen window. Shorter paragraphs are laid out a few at a time as they are needed.
+constexpr qsizetype longestParagraph = 10000;
+
+bool endsParagraph(QChar ch)
+{
+    return ch == QLatin1Char('\n') || ch == QLatin1Char('\r') || ch == QChar::ParagraphSeparator;
+}
+
+// Plain text with a line break put after a blank (or, in a run without blanks, anywhere but inside
+// a surrogate pair) wherever a paragraph would pass the longest one the editor takes at once. No
+// character is lost, and a break after a blank reads like a wrapped line.
+QString withShortParagraphs(const QString &text)
+{
+    QString result;
+    qsizetype copied = 0;
+    qsizetype start = 0;
+    for (qsizetype at = 0; at < text.size(); ++at) {
+        if (endsParagraph(text.at(at))) {
+            start = at + 1;
+            continue;
+        }
+        if (at - start < longestParagraph)
+            continue;
+        qsizetype cut = at;
+        for (qsizetype back = at; back > start + longestParagraph / 2; --back) {
+            if (text.at(back - 1) == QLatin1Char(' ') || text.at(back - 1) == QLatin1Char('\t')) {
+                cut = back;
+                break;
+            }
+        }
+        if (cut == at && text.at(cut).isLowSurrogate())
+            --cut;
+        if (result.isEmpty())
+            result.reserve(text.size() + text.size() / (longestParagraph / 2) + 1);
+        result += QStringView(text).sliced(copied, cut - copied);
+        result += QLatin1Char('\n');
+        copied = start = cut;
+        at = cut - 1;
+    }
+    if (copied == 0)
+        return text;
+    result += QStringView(text).sliced(copied);
+    return result;
+}
+
+} // namespace
 
 void ShowRichText(QTextEdit *edit, const QString &storedRtf)
 {
@@ -11,8 +72,16 @@ void ShowRichText(QTextEdit *edit, const QString &storedRtf)
     auto *document = new QTextDocument(edit);
     document->setDefaultFont(previous->defaultFont());
     document->setDocumentMargin(previous->documentMargin());
+    document->setUndoRedoEnabled(false);
+    if (looksLikeRtf(storedRtf)) {
+        RtfReader::Read(RtfReader::FromStoredText(storedRtf), document);
+    } else {
+        // Text from outside (a drop, a web page) is taken as it stands: through the RTF path every
+        // character past ASCII would turn into an escape that plain text shows literally.
+        QTextCursor cursor(document);
+        cursor.insertText(withShortParagraphs(storedRtf));
+    }
     document->setUndoRedoEnabled(previous->isUndoRedoEnabled());
-    RtfReader::Read(RtfReader::FromStoredText(storedRtf), document);
     // The editor deletes a document it made itself; the ones made here are deleted here.
     const bool ours = previous->parent() == edit;
     edit->setDocument(document);

@@ -116,6 +116,8 @@ TreeNode *TreeView::Node(const QString &key, ErrObject *err) const
 
 void TreeView::forget(TreeNode *node)
 {
+    if (node == m_dropHighlight)
+        m_dropHighlight = nullptr;
     m_byKey.remove(node->m_key);
     for (int i = 0; i < node->childCount(); ++i)
         forget(node->Child(i));
@@ -145,6 +147,7 @@ void TreeView::Clear()
     m_quiet = wasQuiet;
     m_byKey.clear();
     m_nodes.clear();
+    m_dropHighlight = nullptr;
 }
 
 void TreeView::BeginUpdate(int expectedNodes)
@@ -222,6 +225,31 @@ void TreeView::EnsureVisible(TreeNode *node)
     for (QTreeWidgetItem *up = node->parent(); up; up = up->parent())
         up->setExpanded(true);
     scrollToItem(node);
+}
+
+void TreeView::SetDropHighlight(TreeNode *node)
+{
+    if (node == m_dropHighlight)
+        return;
+    // The whole row: a highlighted row is painted across its indentation as well.
+    const auto updateRow = [this](TreeNode *row) {
+        const QRect rect = visualItemRect(row);
+        viewport()->update(0, rect.top(), viewport()->width(), rect.height());
+    };
+    if (m_dropHighlight)
+        updateRow(m_dropHighlight);
+    m_dropHighlight = node;
+    if (node)
+        updateRow(node);
+}
+
+void TreeView::drawRow(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const
+{
+    if (!m_dropHighlight || itemFromIndex(index) != m_dropHighlight)
+        return QTreeWidget::drawRow(painter, option, index);
+    QStyleOptionViewItem highlighted(option);
+    highlighted.state |= QStyle::State_Selected;
+    QTreeWidget::drawRow(painter, highlighted, index);
 }
 
 void TreeView::mousePressEvent(QMouseEvent *event)

@@ -86,6 +86,11 @@ public:
     // Expands the node's ancestors and scrolls it into view.
     void EnsureVisible(TreeNode *node);
 
+    // The node that something dragged over the tree would be dropped on: drawn as if selected,
+    // without being the selection. Null for none; a removed node stops being it.
+    TreeNode *DropHighlight() const { return m_dropHighlight; }
+    void SetDropHighlight(TreeNode *node);
+
 Q_SIGNALS:
     // The user pressed a mouse button on a node (after the tree selected it), or moved the
     // selection with the keyboard.
@@ -95,6 +100,7 @@ protected:
     void mousePressEvent(QMouseEvent *event) override;
     void focusInEvent(QFocusEvent *event) override;
     void currentChanged(const QModelIndex &current, const QModelIndex &previous) override;
+    void drawRow(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override;
 
 private:
     QIcon icon(const QString &image, const QString &selectedImage);
@@ -105,6 +111,7 @@ private:
     QVector<TreeNode *> m_nodes;
     QHash<QString, QIcon> m_images;
     QHash<QString, QIcon> m_pairs;
+    TreeNode *m_dropHighlight = nullptr;
     bool m_quiet = false;
     bool m_updating = false;
     QList<QTreeWidgetItem *> m_pendingTop;

@@ -84,6 +84,10 @@ ctlTree::ctlTree(QWidget *parent)
     TreeLoader::AddImages(tvwFiles);
     tvwFiles->setContextMenuPolicy(Qt::CustomContextMenu);
     tvwFiles->installEventFilter(this);
+    // Dragged text comes to the viewport, as do the presses that end a drop's highlight.
+    tvwFiles->setAcceptDrops(true);
+    tvwFiles->viewport()->setAcceptDrops(true);
+    tvwFiles->viewport()->installEventFilter(this);
     connect(tvwFiles, &TreeView::NodeClick, this, &ctlTree::tvwFiles_NodeClick);
     connect(tvwFiles, &TreeView::customContextMenuRequested, this, &ctlTree::showPopup);
     connect(tvwFiles, &TreeView::itemDoubleClicked, this, [this] {
@@ -362,7 +366,10 @@ void ctlTree::cmdGo_Click()
 
 bool ctlTree::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == txtSearch && event->type() == QEvent::FocusIn) {
+    if (watched == tvwFiles->viewport()) {
+        if (tvwFiles_OLEEvent(event))
+            return true;
+    } else if (watched == txtSearch && event->type() == QEvent::FocusIn) {
         // After the click that gave the focus, which would otherwise place the cursor.
         QTimer::singleShot(0, txtSearch, &QLineEdit::selectAll);
     } else if (watched == tvwFiles && event->type() == QEvent::KeyPress && selectedGame()) {

@@ -2,12 +2,17 @@
 
 #include "data/GameNames.h"
 
+#include <QPointer>
 #include <QWidget>
 
+#include <functional>
 #include <memory>
 
+class FileViewer;
 class GameSelector;
 class QAction;
+class QDragMoveEvent;
+class QDropEvent;
 class QFrame;
 class QLineEdit;
 class QMenu;
@@ -17,19 +22,37 @@ class TreeNode;
 class TreeView;
 class modADO;
 struct ErrObject;
+namespace NodeKey {
+struct GameIds;
+}
 
 // The left-hand pane: the library as a tree of platforms, genres and games with their counts, the
 // commands that add, rename, move and delete games, and a one-line box above the tree that
-// searches it and doubles as the pane's status line. It talks to the other panes only through its
-// host: events up, public operations down.
+// searches it and doubles as the pane's status line. Text dropped on a node, and the page the
+// browser shows, become new files of a game through the file viewer. It talks to the other panes
+// only through its host: events up, public operations down.
 class ctlTree final : public QWidget, public GameNames
 {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(ctlTree)
 
 public:
+    // What the tree reads of the page that the file view's browser shows; the host supplies it.
+    struct BrowsedPage
+    {
+        std::function<QString()> URL;
+        std::function<QString()> Title;
+        std::function<QString()> Text;
+    };
+
     explicit ctlTree(QWidget *parent = nullptr);
     ~ctlTree() override;
+
+    // Without a page, its address, title and text read as empty.
+    void setBrowsedPage(BrowsedPage page);
+    // Closes the file windows that imports opened, each asking about unsaved changes; false when
+    // the user kept one open.
+    bool CloseEditors();
 
     // The store the tree reads and changes; the program's own unless a test gives another.
     void setStore(modADO *store);
@@ -64,6 +87,9 @@ public:
 public Q_SLOTS:
     // Adds a game that a selector created, with its caption and its genre's and platform's counts.
     void objSelector_AddGameNode(const QString &strName, const QString &strParentKey, const QString &strKey);
+    // Asks for a game and opens a new file of it with the browsed page. The arguments are those of
+    // the file view's request; the page is read again from the BrowsedPage when the game is chosen.
+    void DirectImport(const QString &strURL, const QString &strPageTitle, const QString &strText);
 
 Q_SIGNALS:
     // enNodeType: 0 root, 1 other, 2 platform, 3 genre, 4 game.
@@ -80,6 +106,12 @@ Q_SIGNALS:
     void HideControl();
     // Loading finished; strPlatforms lists the platforms in the tree: "|P_3|P_12".
     void LoadFavorites(const QString &strPlatforms);
+    // A file window opened by an import stored its new file (key "K_<id>") for the game named.
+    void AddToView(const QString &strFileKey, const QString &strDesc, const QString &strSource, quint8 bytSC,
+                   const QString &strGameTitle);
+    // The user asked to print from a file window opened by an import.
+    void PrintInfo(const QString &strTitle, const QString &strFile, const QString &strSource,
+                   const QString &strTextRTF);
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -93,6 +125,22 @@ private:
     void showPopup(const QPoint &pos);
     void toggleSearchFrame();
     void cmdGo_Click();
+
+    // Drag and drop of text on the tree (ctlTreeImport.cpp). True when the viewport's event was one
+    // of the drop's and is handled.
+    bool tvwFiles_OLEEvent(QEvent *event);
+    void tvwFiles_OLEDragOver(QDragMoveEvent *event);
+    void tvwFiles_OLEDragDrop(QDropEvent *event);
+    void OLEDragDrop(const QString &strKey, const QString &strText);
+    bool chooseGame(quint8 platformId, quint8 genreId, const QString &caption, NodeKey::GameIds *ids, QString *game);
+    bool confirmNewSource(const QString &source, const QString &procedure);
+    void openImport(const NodeKey::GameIds &ids, const QString &game, const QString &source, const QString &desc,
+                    const QString &text);
+    void objViewer_AddFile(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, qint32 lngFileId,
+                           quint8 bytSubCat, const QString &strSource, const QString &strDesc,
+                           const QString &strTextRTF);
+    void objViewer_PrintInfo(const QString &strTitle, const QString &strFile, const QString &strSource,
+                             const QString &strTextRTF);
 
     void mnuAddGame_Click();
     void mnuHiddenRename_Click();
@@ -127,6 +175,9 @@ private:
     modADO *m_store = nullptr;
     std::unique_ptr<GameSelector> objSelector;
     bool m_selectorReleased = false;
+    // The file window of the last import; earlier ones stay open and report to the tree as well.
+    QPointer<FileViewer> objViewer;
+    BrowsedPage m_page;
     // Index of the node the search found last, 0 for none: the next search goes on from there.
     int m_searchPosition = 0;
     bool m_searchHidden = false;

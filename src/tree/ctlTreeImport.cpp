@@ -1,0 +1,269 @@
+// Import into the tree: text dragged onto a node, or the page the browser shows, becomes a new file
+// of a game. The tree decides the game (the node dropped on, or the user's choice in the selector)
+// and opens the file viewer in its new-file mode; the viewer stores the file and reports it back.
+
+#include "ctlTree.h"
+
+#include "base/AppPath.h"
+#include "base/ErrorLog.h"
+#include "components/FileViewer.h"
+#include "components/GameSelector.h"
+#include "components/TreeLoader.h"
+#include "data/FileTable.h"
+#include "data/NodeKey.h"
+#include "data/modADO.h"
+#include "platform/Prompts.h"
+#include "platform/RtfReader.h"
+#include "platform/TreeView.h"
+
+#include <QDropEvent>
+#include <QMimeData>
+#include <QTextDocumentFragment>
+
+#include <algorithm>
+
+namespace {
+
+const QString module = QStringLiteral("ctlTree");
+const QString dropProcedure = QStringLiteral("OLEDragDrop");
+const QString dropCaption = QStringLiteral("Save drag text to a File in...");
+
+const QStringList rtfFormats = {QStringLiteral("text/rtf"), QStringLiteral("application/rtf")};
+
+bool offersPlainText(const QMimeData *data)
+{
+    // Not hasText(): that is true for a dragged file too, whose "text" would be its address.
+    const QStringList formats = data->formats();
+    return std::any_of(formats.cbegin(), formats.cend(),
+                       [](const QString &format) { return format.startsWith(QLatin1String("text/plain")); });
+}
+
+bool offersText(const QMimeData *data)
+{
+    return data && (offersPlainText(data) || data->hasHtml() ||
+                    std::any_of(rtfFormats.cbegin(), rtfFormats.cend(),
+                                [data](const QString &format) { return data->hasFormat(format); }));
+}
+
+// The dropped text in its plain form, whichever forms the source offers.
+QString droppedText(const QMimeData *data)
+{
+    if (offersPlainText(data))
+        return data->text();
+    for (const QString &format : rtfFormats) {
+        if (data->hasFormat(format))
+            return RtfReader::PlainText(data->data(format));
+    }
+    return QTextDocumentFragment::fromHtml(data->html()).toPlainText();
+}
+
+QString read(const std::function<QString()> &getter)
+{
+    return getter ? getter() : QString();
+}
+
+} // namespace
+
+void ctlTree::setBrowsedPage(BrowsedPage page)
+{
+    m_page = std::move(page);
+}
+
+bool ctlTree::CloseEditors()
+{
+    const QList<FileViewer *> editors = findChildren<FileViewer *>(Qt::FindDirectChildrenOnly);
+    bool allClosed = true;
+    for (FileViewer *editor : editors)
+        allClosed = (!editor->isVisible() || editor->close()) && allClosed;
+    return allClosed;
+}
+
+bool ctlTree::tvwFiles_OLEEvent(QEvent *event)
+{
+    switch (event->type()) {
+    case QEvent::DragEnter:
+    case QEvent::DragMove: tvwFiles_OLEDragOver(static_cast<QDragMoveEvent *>(event)); return true;
+    case QEvent::DragLeave: tvwFiles->SetDropHighlight(nullptr); return true;
+    case QEvent::Drop: tvwFiles_OLEDragDrop(static_cast<QDropEvent *>(event)); return true;
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonDblClick:
+        // A drop on empty space leaves its highlight; the next press takes it away. The press
+        // itself goes on to the tree.
+        tvwFiles->SetDropHighlight(nullptr);
+        return false;
+    default: return false;
+    }
+}
+
+void ctlTree::tvwFiles_OLEDragOver(QDragMoveEvent *event)
+{
+    if (!offersText(event->mimeData())) {
+        tvwFiles->SetDropHighlight(nullptr);
+        event->ignore();
+        return;
+    }
+    tvwFiles->SetDropHighlight(static_cast<TreeNode *>(tvwFiles->itemAt(event->position().toPoint())));
+    // Taken as a copy, so that a source offering a move never deletes the user's text.
+    if (event->possibleActions() & Qt::CopyAction) {
+        event->setDropAction(Qt::CopyAction);
+        event->accept();
+    } else {
+        event->acceptProposedAction();
+    }
+}
+
+void ctlTree::tvwFiles_OLEDragDrop(QDropEvent *event)
+{
+    const QMimeData *data = event->mimeData();
+    if (!offersText(data)) {
+        tvwFiles->SetDropHighlight(nullptr);
+        event->ignore();
+        return;
+    }
+    tvwFiles->SetDropHighlight(static_cast<TreeNode *>(tvwFiles->itemAt(event->position().toPoint())));
+    const TreeNode *target = tvwFiles->DropHighlight();
+    // The source is told that nothing was done to its data, and it is let go at once: the
+    // questions that follow would otherwise keep it (often another program) waiting in mid-drag.
+    event->setDropAction(Qt::IgnoreAction);
+    event->accept();
+    if (!target) {
+        // Nothing to open; the highlight is already gone.
+        return LogError({91, QStringLiteral("No node under the pointer to drop the text on")}, module, dropProcedure,
+                        false);
+    }
+    QMetaObject::invokeMethod(
+        this, [this, key = target->Key(), text = droppedText(data)] { OLEDragDrop(key, text); }, Qt::QueuedConnection);
+}
+
+void ctlTree::OLEDragDrop(const QString &strKey, const QString &strText)
+{
+    TreeNode *node = tvwFiles->Node(strKey);
+    // A drop while an earlier import is still asking for its game waits for no one.
+    if (!node || objSelector) {
+        if (node)
+            Prompts::current().Beep();
+        return tvwFiles->SetDropHighlight(nullptr);
+    }
+    SelectNode(strKey);
+
+    NodeKey::GameIds ids;
+    QString game;
+    bool chosen = true;
+    switch (NodeKey::Kind(strKey)) {
+    case NodeKind::Root: chosen = chooseGame(0, 0, QStringLiteral("Save drag text..."), &ids, &game); break;
+    case NodeKind::Platform:
+        chosen = chooseGame(NodeKey::Code(strKey, 0).value_or(0), 0, dropCaption, &ids, &game);
+        break;
+    case NodeKind::Genre:
+        chosen = chooseGame(NodeKey::Code(strKey, 1).value_or(0), NodeKey::Code(strKey, 0).value_or(0), dropCaption,
+                            &ids, &game);
+        break;
+    case NodeKind::Game: {
+        const auto parsed = NodeKey::ParseGame(strKey);
+        if (!parsed) {
+            LogError(NodeKey::BadKey(strKey), module, dropProcedure, false);
+            chosen = false;
+            break;
+        }
+        ids = *parsed;
+        game = node->Tag();
+        break;
+    }
+    case NodeKind::File:
+    case NodeKind::Other: chosen = chooseGame(0, 0, dropCaption, &ids, &game); break;
+    }
+    if (chosen) {
+        const QString url = read(m_page.URL);
+        if (confirmNewSource(url, dropProcedure))
+            openImport(ids, game, url, read(m_page.Title), strText);
+    }
+    tvwFiles->SetDropHighlight(nullptr);
+}
+
+void ctlTree::DirectImport(const QString &strURL, const QString &strPageTitle, const QString &strText)
+{
+    // The page may have changed since the request was made: what is imported is read once the game
+    // is chosen.
+    Q_UNUSED(strURL)
+    Q_UNUSED(strPageTitle)
+    Q_UNUSED(strText)
+    if (objSelector)
+        return Prompts::current().Beep();
+    NodeKey::GameIds ids;
+    QString game;
+    if (!chooseGame(0, 0, QStringLiteral("Import..."), &ids, &game))
+        return;
+    const QString text = read(m_page.Text);
+    const QString url = read(m_page.URL);
+    const QString title = read(m_page.Title);
+    if (confirmNewSource(url, QStringLiteral("Direct Import")))
+        openImport(ids, game, url, title, text);
+}
+
+bool ctlTree::chooseGame(quint8 platformId, quint8 genreId, const QString &caption, NodeKey::GameIds *ids,
+                         QString *game)
+{
+    objSelector = std::make_unique<GameSelector>(this);
+    m_selectorReleased = false;
+    objSelector->setConnection(store()->Connection());
+    connect(objSelector.get(), &GameSelector::AddGameNode, this, &ctlTree::objSelector_AddGameNode);
+    connect(objSelector.get(), &GameSelector::CompleteSelect, this, &ctlTree::objSelector_CompleteSelect);
+    objSelector->Show(platformId, genreId, 0, caption);
+    const bool chosen = !m_selectorReleased;
+    if (chosen) {
+        *ids = {objSelector->GameId(), objSelector->GenreId(), objSelector->PlatformId()};
+        *game = objSelector->GameName();
+    }
+    objSelector.reset();
+    return chosen;
+}
+
+bool ctlTree::confirmNewSource(const QString &source, const QString &procedure)
+{
+    const QString address = source.trimmed();
+    if (address.isEmpty() || address == QLatin1String("Start Page"))
+        return true;
+    SourceMatch match;
+    bool found = false;
+    ErrObject err;
+    if (!FileTable::FindBySource(store()->Connection(), address, &match, &found, &err)) {
+        // Only a courtesy: a store that cannot answer will say so when the file is saved.
+        LogError(err, module, procedure, false);
+        return true;
+    }
+    if (!found)
+        return true;
+    const QString prompt = QStringLiteral("This page is already in Lorekeep as \"") + match.Desc +
+                           QStringLiteral("\" in ") + match.GameName + QStringLiteral(" (") +
+                           TreeLoader::PlatformTag(match.PlatformId) + QStringLiteral(").  Import it again?");
+    return MsgBox(prompt, MsgButtons::YesNo, MsgIcon::Question) == MsgResult::Yes;
+}
+
+void ctlTree::openImport(const NodeKey::GameIds &ids, const QString &game, const QString &source, const QString &desc,
+                         const QString &text)
+{
+    auto *viewer = new FileViewer(this);
+    viewer->setConnection(store()->Connection());
+    viewer->setErrorLog(AppPath() + QStringLiteral("error.log"));
+    // Every window reports to the tree for as long as it is open, not only the latest one.
+    connect(viewer, &FileViewer::AddFile, this, &ctlTree::objViewer_AddFile);
+    connect(viewer, &FileViewer::PrintInfo, this, &ctlTree::objViewer_PrintInfo);
+    objViewer = viewer;
+    objViewer->Open(FileViewer::NewMode, ids.PlatformId, ids.GenreId, ids.GameId, game, 0, 0, source, desc, text);
+}
+
+void ctlTree::objViewer_AddFile(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, qint32 lngFileId,
+                                quint8 bytSubCat, const QString &strSource, const QString &strDesc,
+                                const QString &strTextRTF)
+{
+    Q_UNUSED(strTextRTF)
+    const QString gameKey = NodeKey::Game(lngGameId, bytGenreId, bytPlatformId);
+    UpdateGameCaption(gameKey, 0);
+    Q_EMIT AddToView(NodeKey::File(lngFileId), strDesc, strSource, bytSubCat, GameName(gameKey));
+}
+
+void ctlTree::objViewer_PrintInfo(const QString &strTitle, const QString &strFile, const QString &strSource,
+                                  const QString &strTextRTF)
+{
+    Q_EMIT PrintInfo(strTitle, strFile, strSource, strTextRTF);
+}

@@ -1,0 +1,247 @@
+#include "ScriptedPrompts.h"
+#include "TestHome.h"
+#include "components/FileViewer.h"
+#include "components/GameSelector.h"
+#include "data/NodeKey.h"
+#include "platform/RtfReader.h"
+#include "platform/TreeView.h"
+#include "tree/ctlTree.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMimeData>
+#include <QSignalSpy>
+#include <QSqlQuery>
+#include <QTest>
+#include <QTextBlock>
+#include <QTextEdit>
+#include <QTimer>
+
+namespace {
+
+// A tree on a store with Star Quest (PC, Action; one file "Guide" from https://example.org/Guide)
+// and Tetra (Arcade, Puzzle), and a browsed page the test can change.
+struct Library
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    ctlTree tree;
+    TreeView *view = tree.findChild<TreeView *>(QStringLiteral("tvwFiles"));
+    qint32 star = home.addGame(18, 1, QStringLiteral("Star Quest"));
+    qint32 tetra = home.addGame(19, 4, QStringLiteral("Tetra"));
+    QString url = QStringLiteral("https://example.org/new"), title = QStringLiteral("New Page"), text;
+    // The last selector answered: "caption platform/genre" as it was preset; empty when none showed.
+    QString seen;
+
+    Library()
+    {
+        home.addFile(star, 1, QStringLiteral("Guide"));
+        tree.setStore(&home.store());
+        tree.setBrowsedPage({[this] { return url; }, [this] { return title; },
+                             [this] {
+                                 return text;
+                             }});
+        tree.resize(300, 600);
+        tree.show();
+        tree.LoadTree();
+    }
+    QPoint at(const QString &key) const
+    {
+        view->EnsureVisible(view->Node(key));
+        return view->visualItemRect(view->Node(key)).center();
+    }
+    QString highlight() const { return view->DropHighlight() ? view->DropHighlight()->Key() : QString(); }
+    // The next selector is answered with game `pick` at its place; cancelled when there is none, so
+    // that a test never waits on a dialog.
+    void answer(qint32 pick)
+    {
+        seen.clear();
+        const QString place = QStringLiteral("SELECT %1 FROM game WHERE auto_id = ") + QString::number(pick);
+        QTimer::singleShot(0, [this, pick, platform = home.count(place.arg("platform_id")),
+                               genre = home.count(place.arg("genre_id"))] {
+            auto *selector = qobject_cast<GameSelector *>(QApplication::activeModalWidget());
+            if (!selector)
+                return;
+            auto *platforms = selector->findChild<QComboBox *>("cboPlatform");
+            auto *genres = selector->findChild<QComboBox *>("cboGenre");
+            seen = selector->windowTitle() +
+                   QStringLiteral(" %1/%2").arg(platforms->currentData().toInt()).arg(genres->currentData().toInt());
+            platforms->setCurrentIndex(platforms->findData(platform));
+            genres->setCurrentIndex(genres->findData(genre));
+            auto *games = selector->findChild<QListWidget *>("lstGames");
+            for (int row = 0; row < games->count(); ++row) {
+                if (games->item(row)->data(Qt::UserRole).toInt() == pick)
+                    games->setCurrentRow(row);
+            }
+            games->currentItem() ? selector->accept() : selector->reject();
+        });
+    }
+    void dragTo(const QPoint &pos, QMimeData *data)
+    {
+        QDragEnterEvent enter(pos, Qt::CopyAction | Qt::MoveAction, data, Qt::LeftButton, {});
+        QDragMoveEvent move(pos, Qt::CopyAction | Qt::MoveAction, data, Qt::LeftButton, {});
+        QApplication::sendEvent(view->viewport(), &enter);
+        QApplication::sendEvent(view->viewport(), &move);
+    }
+    // Drops `data` at `pos`, a selector answered with `pick`; the action the source is told of.
+    Qt::DropAction drop(const QPoint &pos, const QString &format, const QByteArray &bytes, qint32 pick = 0)
+    {
+        QMimeData data;
+        data.setData(format, bytes);
+        dragTo(pos, &data);
+        QDropEvent event(pos, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
+        QApplication::sendEvent(view->viewport(), &event);
+        answer(pick);
+        QCoreApplication::sendPostedEvents();
+        return event.isAccepted() ? event.dropAction() : Qt::CopyAction;
+    }
+    QList<FileViewer *> viewers() const { return tree.findChildren<FileViewer *>(); }
+    QTextEdit *editor() const { return viewers().constLast()->findChild<QTextEdit *>(); }
+    QString field(const char *name) const
+    {
+        return viewers().constLast()->findChild<QLineEdit *>(QLatin1String(name))->text();
+    }
+};
+
+} // namespace
+
+class tst_treeimport final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void dropOnNodes();
+    void directImportAndSave();
+    void pageAlreadyInLibrary();
+    void longParagraph();
+};
+
+void tst_treeimport::dropOnNodes()
+{
+    Library lib;
+    QSignalSpy clicks(&lib.tree, &ctlTree::TreeNodeClick);
+    const QString game = NodeKey::Game(lib.star, 1, 18);
+    const QPoint empty(20, lib.view->viewport()->height() - 5);
+    QVERIFY(!lib.view->itemAt(empty));
+    const QString dropped = QStringLiteral("Café – ダンジョン\nline 2");
+    QMimeData plain;
+    plain.setText(dropped);
+
+    // The highlight follows the pointer, is not the selection, and goes with a press or other data.
+    lib.dragTo(lib.at(game), &plain);
+    QCOMPARE(std::tuple(lib.highlight(), clicks.size()), std::tuple(game, 0));
+    lib.dragTo(empty, &plain);
+    QCOMPARE(lib.highlight(), QString());
+    lib.dragTo(lib.at("ROOT"), &plain);
+    QTest::mousePress(lib.view->viewport(), Qt::RightButton, {}, empty);
+    QCOMPARE(lib.highlight(), QString());
+    QMimeData other;
+    other.setData("application/x-other", "x");
+    lib.dragTo(lib.at(game), &other);
+    QCOMPARE(lib.highlight(), QString());
+
+    // On a game: no selector, the page's address and title, the text as dropped; the source keeps it.
+    QCOMPARE(lib.drop(lib.at(game), "text/plain", dropped.toUtf8()), Qt::IgnoreAction);
+    QCOMPARE(std::tuple(lib.seen, lib.viewers().size(), lib.field("txtSource"), lib.field("txtDesc")),
+             std::tuple(QString(), 1, lib.url, lib.title));
+    QCOMPARE(std::tuple(lib.editor()->toPlainText(), lib.editor()->document()->blockCount()), std::tuple(dropped, 2));
+    QCOMPARE(std::tuple(clicks.constLast().at(2).toInt(), lib.view->SelectedItem()->Key(), lib.highlight()),
+             std::tuple(lib.star, game, QString()));
+
+    // On a genre: the selector starts there, and the game chosen gets the file. RTF arrives plain.
+    lib.drop(lib.at("G_4|P_19"), "text/rtf", "{\\rtf1\\ansi Caf\\'e9 {\\b bold}\\par}", lib.tetra);
+    QCOMPARE(lib.seen, QStringLiteral("Save drag text to a File in... 19/4"));
+    QVERIFY(lib.viewers().constLast()->windowTitle().startsWith(QStringLiteral("New File - Tetra")));
+    QCOMPARE(lib.editor()->toPlainText().trimmed(), QStringLiteral("Café bold"));
+
+    // On the root, cancelled: nothing opens and the highlight is gone. On empty space: logged.
+    lib.drop(lib.at("ROOT"), "text/plain", "x", 0);
+    QCOMPARE(std::tuple(lib.seen, lib.viewers().size(), lib.highlight()),
+             std::tuple(QString("Save drag text... 1/1"), 2, QString()));
+    lib.drop(empty, "text/plain", "x", lib.star);
+    QCOMPARE(std::tuple(lib.seen, lib.viewers().size()), std::tuple(QString(), 2));
+    QVERIFY(readFile(lib.home.file("error.log")).contains("OLEDragDrop"));
+}
+
+void tst_treeimport::directImportAndSave()
+{
+    Library lib;
+    QSignalSpy added(&lib.tree, &ctlTree::AddToView);
+    QSignalSpy printed(&lib.tree, &ctlTree::PrintInfo);
+    lib.answer(0);
+    lib.tree.DirectImport(lib.url, lib.title, lib.text);
+    QCOMPARE(std::tuple(lib.seen, lib.viewers().size()), std::tuple(QString("Import... 1/1"), 0));
+
+    // What is imported is the page as it is once the game is chosen, not as it was asked for.
+    lib.answer(lib.star);
+    lib.tree.DirectImport(lib.url, lib.title, lib.text);
+    lib.title = QStringLiteral("Second Page");
+    lib.text = QStringLiteral("Zoë's walkthrough");
+    lib.answer(lib.tetra);
+    lib.tree.DirectImport(lib.url, QStringLiteral("stale"), QStringLiteral("stale"));
+    QCOMPARE(std::tuple(lib.field("txtDesc"), lib.editor()->toPlainText()), std::tuple(lib.title, lib.text));
+
+    // Both windows save and report, the earlier one too.
+    for (FileViewer *viewer : lib.viewers()) {
+        viewer->findChild<QComboBox *>("cboSubCat")->setCurrentIndex(2);
+        QVERIFY(viewer->Save());
+    }
+    QSqlQuery row(lib.home.db());
+    QVERIFY(row.exec("SELECT auto_id, src, desc, txt_rtf FROM file WHERE game_id = " + QString::number(lib.tetra)));
+    QVERIFY(row.next());
+    QCOMPARE(std::tuple(row.value(1).toString(), row.value(2).toString()), std::tuple(lib.url, lib.title));
+    QCOMPARE(RtfReader::PlainText(row.value(3).toString().toLatin1()).trimmed(), lib.text);
+    QCOMPARE(added.size(), 2);
+    QCOMPARE(added.at(1), QVariantList({QString("K_" + row.value(0).toString()), lib.title, lib.url, 3, "Tetra"}));
+    QCOMPARE(added.at(0).at(4).toString(), QStringLiteral("Star Quest"));
+    QCOMPARE(std::tuple(lib.view->Node(NodeKey::Game(lib.star, 1, 18))->Text(),
+                        lib.view->Node(NodeKey::Game(lib.tetra, 4, 19))->Text()),
+             std::tuple(QString("Star Quest (2)"), QString("Tetra (1)")));
+
+    lib.viewers().constFirst()->findChild<QAction *>("cmdPrint")->trigger();
+    QCOMPARE(printed.value(0).value(1).toString(), QStringLiteral("New Page"));
+}
+
+void tst_treeimport::pageAlreadyInLibrary()
+{
+    Library lib;
+    lib.url = QStringLiteral("https://example.org/Guide");
+    lib.prompts.answerMsgBox(MsgResult::No);
+    lib.answer(lib.tetra);
+    lib.tree.DirectImport({}, {}, {});
+    QCOMPARE(std::tuple(lib.prompts.shown().size(), lib.viewers().size()), std::tuple(1, 0));
+    QCOMPARE(std::tuple(lib.prompts.last().text, lib.prompts.last().buttons, lib.prompts.last().icon),
+             std::tuple(QString("This page is already in Lorekeep as \"Guide\" in Star Quest (PC).  Import it again?"),
+                        MsgButtons::YesNo, MsgIcon::Question));
+    lib.prompts.answerMsgBox(MsgResult::Yes);
+    lib.drop(lib.at(NodeKey::Game(lib.tetra, 4, 19)), "text/plain", "again");
+    QCOMPARE(std::tuple(lib.viewers().size(), lib.editor()->toPlainText()), std::tuple(1, QString("again")));
+
+    // The start page asks nothing (an unexpected question fails the test).
+    QVERIFY(QSqlQuery(lib.home.db()).exec("UPDATE file SET src = 'Start Page'"));
+    lib.url = QStringLiteral("Start Page");
+    lib.drop(lib.at(NodeKey::Game(lib.tetra, 4, 19)), "text/plain", "again");
+    QCOMPARE(std::tuple(lib.prompts.shown().size(), lib.viewers().size()), std::tuple(2, 2));
+}
+
+void tst_treeimport::longParagraph()
+{
+    // Far longer than a window's worth: it arrives whole, in paragraphs the editor can lay out a few
+    // at a time, never broken inside a character.
+    Library lib;
+    const QString text =
+        QStringLiteral("walkthrough ").repeated(2500) + QStringLiteral("x") + QStringLiteral("😀").repeated(8000);
+    lib.drop(lib.at(NodeKey::Game(lib.star, 1, 18)), "text/plain", text.toUtf8());
+    QString joined;
+    for (QTextBlock block = lib.editor()->document()->begin(); block.isValid(); block = block.next()) {
+        QVERIFY(block.length() <= 10001 && QStringView(block.text()).isValidUtf16());
+        joined += block.text();
+    }
+    QCOMPARE(joined, text);
+}
+
+QTEST_MAIN(tst_treeimport)
+#include "tst_treeimport.moc"
