@@ -22,14 +22,16 @@
 #include <QAbstractItemView>
 #include <QAction>
 #include <QApplication>
+#include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMimeData>
 #include <QPushButton>
-#include <QTimer>
 #include <QSignalSpy>
 #include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 namespace {
 
@@ -122,6 +124,7 @@ private Q_SLOTS:
     void viewEvents();
     void detailsEvents();
     void browserEvents();
+    void browserImport();
     void platformMaintenance();
 };
 
@@ -349,6 +352,60 @@ void tst_routing::browserEvents()
     Q_EMIT program.view->AddFavorite();
     QCOMPARE(program.prompts.last().text, QStringLiteral("This favorite already exists!"));
     QCOMPARE(program.count(QStringLiteral("SELECT count(*) FROM favorites WHERE url = 'Start Page'")), 1);
+}
+
+void tst_routing::browserImport()
+{
+    Program program;
+    TreeView *treeView = program.tree->findChild<TreeView *>();
+    const auto game = [&](int row) {
+        QSqlQuery query = program.query(
+            QStringLiteral("SELECT auto_id, genre_id, platform_id FROM game ORDER BY auto_id LIMIT 1 OFFSET %1")
+                .arg(row));
+        return NodeKey::Game(query.value(0).toInt(), quint8(query.value(1).toInt()), quint8(query.value(2).toInt()));
+    };
+    // Text dropped on a game opens a new file of it with the browser's page as source; the game is
+    // listed, and saving adds the row to the list and one to the game's count.
+    const auto dropOn = [&](const QString &key) {
+        TreeNode *node = treeView->Node(key);
+        treeView->EnsureVisible(node);
+        const QPoint pos = treeView->visualItemRect(node).center();
+        QMimeData data;
+        data.setText(QStringLiteral("Drift early on the second lap."));
+        QDragEnterEvent enter(pos, Qt::CopyAction, &data, Qt::LeftButton, {});
+        QApplication::sendEvent(treeView->viewport(), &enter);
+        QDropEvent drop(pos, Qt::CopyAction, &data, Qt::LeftButton, {});
+        QApplication::sendEvent(treeView->viewport(), &drop);
+        QCoreApplication::sendPostedEvents();
+        FileViewer *viewer = program.tree->findChildren<FileViewer *>().constLast();
+        viewer->findChild<QComboBox *>(QStringLiteral("cboSubCat"))->setCurrentIndex(1);
+        return viewer;
+    };
+    const QString first = game(0);
+    const QString count = QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1");
+    const int files = program.count(count.arg(*NodeKey::Id(first, 0)));
+    FileViewer *viewer = dropOn(first);
+    QCOMPARE(program.view->ListedGameId(), *NodeKey::Id(first, 0));
+    QVERIFY(viewer->Save());
+    QSqlQuery row = program.query(QStringLiteral("SELECT auto_id, src, desc FROM file ORDER BY auto_id DESC"));
+    QCOMPARE(QVariantList({row.value(1), row.value(2)}),
+             QVariantList({QStringLiteral("Start Page"), QStringLiteral("Start Page")}));
+    QCOMPARE(program.view->FileList()->SelectedItem()->Key(), NodeKey::File(row.value(0).toInt()));
+    QCOMPARE(program.view->FileList()->Count(), files + 1);
+    QVERIFY(program.nodeText(first).endsWith(QStringLiteral(" (%1)").arg(files + 1)));
+
+    // Saved while the list shows another game, the file is counted but not listed there.
+    viewer = dropOn(first);
+    const QString second = game(1);
+    program.tree->SelectNode(second);
+    const int listed = program.view->FileList()->Count();
+    QVERIFY(viewer->Save());
+    QCOMPARE(program.view->FileList()->Count(), listed);
+    QVERIFY(program.nodeText(first).endsWith(QStringLiteral(" (%1)").arg(files + 2)));
+    // A file window the import left open with changes is asked about when the program closes.
+    dropOn(first)->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Unsaved"));
+    program.prompts.answerMsgBox(MsgResult::Cancel);
+    QVERIFY(!program.form->close());
 }
 
 void tst_routing::platformMaintenance()

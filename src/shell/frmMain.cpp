@@ -239,7 +239,7 @@ void frmMain::ReloadAll()
 void frmMain::closeEvent(QCloseEvent *event)
 {
     // Files still open for editing are asked about first; keeping one open keeps the program open.
-    if (!m_ctlView->CloseEditors() || !Form_QueryUnload()) {
+    if (!m_ctlView->CloseEditors() || !m_ctlTree->CloseEditors() || !Form_QueryUnload()) {
         event->ignore();
         return;
     }

@@ -63,6 +63,13 @@ void frmMain::connectPanes()
 
     // The browser: its page goes into the library through the tree, or into the favorites; the
     // tree reads the page afresh whenever it imports, and hands the new file back to the list.
+    connect(m_ctlView, &ctlView::DirectImport, m_ctlTree, &ctlTree::DirectImport);
+    connect(m_ctlTree, &ctlTree::AddToView, m_ctlView, &ctlView::AddListItem);
+    m_ctlTree->setBrowsedPage({[this] { return m_ctlView->BrowseURL(); },
+                               [this] { return m_ctlView->BrowsePageTitle(); },
+                               [this] {
+                                   return m_ctlView->ImportText();
+                               }});
     connect(m_ctlView, &ctlView::AddFavorite, this, &frmMain::ctlView_AddFavorite);
     connect(m_ctlView, &ctlView::ShowFavorites, this, &frmMain::ctlView_ShowFavorites);
     connect(m_ctlView, &ctlView::BrowseTitleChange, this, [this](const QString &strPageTitle) {

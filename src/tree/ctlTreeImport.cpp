@@ -128,8 +128,8 @@ void ctlTree::tvwFiles_OLEDragDrop(QDropEvent *event)
     event->accept();
     if (!target) {
         // Nothing to open; the highlight is already gone.
-        return LogError({91, QStringLiteral("No node under the pointer to drop the text on")}, module, dropProcedure,
-                        false);
+        return LogError({ErrNumber::NoObject, QStringLiteral("No node under the pointer to drop the text on")}, module,
+                        dropProcedure, false);
     }
     QMetaObject::invokeMethod(
         this, [this, key = target->Key(), text = droppedText(data)] { OLEDragDrop(key, text); }, Qt::QueuedConnection);
