@@ -235,6 +235,15 @@ void FileViewer::ApplyColor(const QColor &color)
     tbrFormat->ApplyColor(color);
 }
 
+bool FileViewer::CloseAll(QObject *owner)
+{
+    const QList<FileViewer *> windows = owner->findChildren<FileViewer *>(Qt::FindDirectChildrenOnly);
+    bool allClosed = true;
+    for (FileViewer *window : windows)
+        allClosed = (!window->isVisible() || window->close()) && allClosed;
+    return allClosed;
+}
+
 void FileViewer::closeEvent(QCloseEvent *event)
 {
     if (IsDirty()) {

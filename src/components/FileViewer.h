@@ -43,6 +43,9 @@ public:
 
     // False when nothing was stored: input refused, the store failed, or the window only views.
     bool Save();
+    // Closes the open file windows that are children of `owner`, each asking about unsaved
+    // changes; false when the user kept one open.
+    static bool CloseAll(QObject *owner);
     void ApplyColor(const QColor &color);
 
 Q_SIGNALS:

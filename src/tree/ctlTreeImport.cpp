@@ -71,11 +71,7 @@ void ctlTree::setBrowsedPage(BrowsedPage page)
 
 bool ctlTree::CloseEditors()
 {
-    const QList<FileViewer *> editors = findChildren<FileViewer *>(Qt::FindDirectChildrenOnly);
-    bool allClosed = true;
-    for (FileViewer *editor : editors)
-        allClosed = (!editor->isVisible() || editor->close()) && allClosed;
-    return allClosed;
+    return FileViewer::CloseAll(this);
 }
 
 bool ctlTree::tvwFiles_OLEEvent(QEvent *event)

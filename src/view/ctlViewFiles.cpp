@@ -134,11 +134,7 @@ FileViewer *ctlView::NewViewer()
 
 bool ctlView::CloseEditors()
 {
-    const QList<FileViewer *> editors = findChildren<FileViewer *>(Qt::FindDirectChildrenOnly);
-    bool allClosed = true;
-    for (FileViewer *editor : editors)
-        allClosed = (!editor->isVisible() || editor->close()) && allClosed;
-    return allClosed;
+    return FileViewer::CloseAll(this);
 }
 
 void ctlView::OpenViewer(quint8 mode)
