@@ -55,6 +55,16 @@ bool FileTable::Count(const QSqlDatabase &db, qint32 gameId, int *count, ErrObje
     return true;
 }
 
+bool FileTable::GameOf(const QSqlDatabase &db, qint32 id, qint32 *gameId, bool *found, ErrObject *err)
+{
+    StoreQuery query(db);
+    if (!query.run(QStringLiteral("SELECT game_id FROM file WHERE auto_id = ?"), {id}, err))
+        return false;
+    *found = query.next();
+    *gameId = *found ? query.id(0) : 0;
+    return true;
+}
+
 bool FileTable::Add(const QSqlDatabase &db, const FileRow &row, qint32 *newId, ErrObject *err)
 {
     StoreQuery query(db);

@@ -45,6 +45,8 @@ public:
     // A game's files in the store's order.
     static bool List(const QSqlDatabase &db, qint32 gameId, QVector<FileRow> *rows, ErrObject *err);
     static bool Read(const QSqlDatabase &db, qint32 id, FileRow *row, bool *found, ErrObject *err);
+    // The game a file belongs to, without reading its text; `found` tells whether the file is there.
+    static bool GameOf(const QSqlDatabase &db, qint32 id, qint32 *gameId, bool *found, ErrObject *err);
     // How many files a game has.
     static bool Count(const QSqlDatabase &db, qint32 gameId, int *count, ErrObject *err);
     // Adds `row` (its auto_id is ignored) and returns the new id in `newId`.

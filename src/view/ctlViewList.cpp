@@ -161,11 +161,11 @@ void ctlView::AddListItem(const QString &strFileKey, const QString &strDesc, con
     // The editor that made the file may have stayed open while the user went on to another game;
     // the row belongs only in its own game's list.
     const auto id = NodeKey::Id(strFileKey, 0);
-    FileRow row;
+    qint32 gameId = 0;
     bool found = false;
     ErrObject err;
-    if (!id || !FileTable::Read(m_store->Connection(), *id, &row, &found, &err) || !found ||
-        row.game_id != m_listedGameId)
+    if (!id || !FileTable::GameOf(m_store->Connection(), *id, &gameId, &found, &err) || !found ||
+        gameId != m_listedGameId)
         return;
     ListItem *item = addRow(strFileKey, strDesc, strSource, bytSC);
     SetCaption(strGameTitle);
