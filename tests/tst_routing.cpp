@@ -387,9 +387,7 @@ void tst_routing::browserImport()
     FileViewer *viewer = dropOn(first);
     QCOMPARE(program.view->ListedGameId(), *NodeKey::Id(first, 0));
     QVERIFY(viewer->Save());
-    QSqlQuery row = program.query(QStringLiteral("SELECT auto_id, src, desc FROM file ORDER BY auto_id DESC"));
-    QCOMPARE(QVariantList({row.value(1), row.value(2)}),
-             QVariantList({QStringLiteral("Start Page"), QStringLiteral("Start Page")}));
+    QSqlQuery row = program.query(QStringLiteral("SELECT auto_id FROM file ORDER BY auto_id DESC"));
     QCOMPARE(program.view->FileList()->SelectedItem()->Key(), NodeKey::File(row.value(0).toInt()));
     QCOMPARE(program.view->FileList()->Count(), files + 1);
     QVERIFY(program.nodeText(first).endsWith(QStringLiteral(" (%1)").arg(files + 1)));

@@ -170,7 +170,6 @@ void tst_treeimport::directImportAndSave()
 {
     Library lib;
     QSignalSpy added(&lib.tree, &ctlTree::AddToView);
-    QSignalSpy printed(&lib.tree, &ctlTree::PrintInfo);
     lib.answer(0);
     lib.tree.DirectImport(lib.url, lib.title, lib.text);
     QCOMPARE(std::tuple(lib.seen, lib.viewers().size()), std::tuple(QString("Import... 1/1"), 0));
@@ -200,9 +199,6 @@ void tst_treeimport::directImportAndSave()
     QCOMPARE(std::tuple(lib.view->Node(NodeKey::Game(lib.star, 1, 18))->Text(),
                         lib.view->Node(NodeKey::Game(lib.tetra, 4, 19))->Text()),
              std::tuple(QString("Star Quest (2)"), QString("Tetra (1)")));
-
-    lib.viewers().constFirst()->findChild<QAction *>("cmdPrint")->trigger();
-    QCOMPARE(printed.value(0).value(1).toString(), QStringLiteral("New Page"));
 }
 
 void tst_treeimport::pageAlreadyInLibrary()

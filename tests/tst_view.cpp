@@ -547,14 +547,6 @@ void tst_view::editorRoundTrip()
     QCOMPARE(updated.first(), (QVariantList{4, path, QString(QString(47, QLatin1Char('d')) + QStringLiteral("..."))}));
     editor->close();
 
-    // Unsaved edits hold the window open until the user lets them go.
-    shelf.trigger("mnuFileEdit");
-    QTest::keyClicks(shelf.view.Editor()->findChild<QTextEdit *>(QStringLiteral("rtbText")), QStringLiteral("!"));
-    prompts.answerMsgBox(MsgResult::Cancel);
-    QVERIFY(!shelf.view.CloseEditors());
-    prompts.answerMsgBox(MsgResult::No);
-    QVERIFY(shelf.view.CloseEditors());
-
     // A double click opens the viewer only to read.
     doubleClick(shelf.list, added);
     QCOMPARE(shelf.view.Editor()->CurrentMode(), quint8(FileViewer::ViewMode));
