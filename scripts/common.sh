@@ -9,6 +9,7 @@ LOREKEEP_PACKAGES=(
   cmake ninja-build g++ pkg-config
   qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite libgl-dev
   qt6-webengine-dev
+  libuchardet-dev
   fonts-dejavu-core
 )
 

@@ -46,6 +46,17 @@ bool FileTable::Read(const QSqlDatabase &db, qint32 id, FileRow *row, bool *foun
     return true;
 }
 
+bool FileTable::Sources(const QSqlDatabase &db, qint32 gameId, QSet<QString> *sources, ErrObject *err)
+{
+    sources->clear();
+    StoreQuery query(db);
+    if (!query.run(QStringLiteral("SELECT src FROM file WHERE game_id = ?"), {gameId}, err))
+        return false;
+    while (query.next())
+        sources->insert(query.text(0));
+    return true;
+}
+
 bool FileTable::Count(const QSqlDatabase &db, qint32 gameId, int *count, ErrObject *err)
 {
     StoreQuery query(db);

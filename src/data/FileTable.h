@@ -3,6 +3,7 @@
 #include "platform/ErrObject.h"
 
 #include <QList>
+#include <QSet>
 #include <QSqlDatabase>
 #include <QString>
 #include <QVector>
@@ -47,6 +48,8 @@ public:
     static bool Read(const QSqlDatabase &db, qint32 id, FileRow *row, bool *found, ErrObject *err);
     // The game a file belongs to, without reading its text; `found` tells whether the file is there.
     static bool GameOf(const QSqlDatabase &db, qint32 id, qint32 *gameId, bool *found, ErrObject *err);
+    // The sources of a game's files.
+    static bool Sources(const QSqlDatabase &db, qint32 gameId, QSet<QString> *sources, ErrObject *err);
     // How many files a game has.
     static bool Count(const QSqlDatabase &db, qint32 gameId, int *count, ErrObject *err);
     // Adds `row` (its auto_id is ignored) and returns the new id in `newId`.

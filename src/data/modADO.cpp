@@ -6,6 +6,7 @@
 
 #include <QFileInfo>
 #include <QSqlError>
+#include <QSqlQuery>
 #include <QUrl>
 
 #include <utility>
@@ -108,6 +109,29 @@ void modADO::Close()
         db.close();
     }
     QSqlDatabase::removeDatabase(m_connectionName);
+}
+
+bool modADO::CanWrite(ErrObject *err) const
+{
+    QSqlDatabase db = Connection();
+    if (!db.isOpen()) {
+        *err = StoreError::noConnection();
+        return false;
+    }
+    // Taking the write lock says whether another program holds it; a read-only file only refuses
+    // the write itself, so one is made (the version number, to the same value) and rolled back.
+    QSqlQuery query(db);
+    if (!query.exec(QStringLiteral("PRAGMA user_version")) || !query.next()) {
+        *err = StoreError::fromSql(query.lastError(), db);
+        return false;
+    }
+    const int version = query.value(0).toInt();
+    bool ok = query.exec(QStringLiteral("BEGIN IMMEDIATE")) &&
+              query.exec(QStringLiteral("PRAGMA user_version = %1").arg(version));
+    if (!ok)
+        *err = StoreError::fromSql(query.lastError(), db);
+    query.exec(QStringLiteral("ROLLBACK"));
+    return ok;
 }
 
 bool modADO::IsOpen() const

@@ -23,6 +23,9 @@ public:
     // previous store open as it was, so a mistaken File > Open does not cut the panes off their data.
     bool Open(const QString &path, ErrObject *err);
     void Close();
+    // Whether the open store takes changes now: false, with the reason, when it is read-only or
+    // another program holds its write lock. Nothing is written.
+    bool CanWrite(ErrObject *err) const;
 
     bool IsOpen() const;
     // The open connection; an invalid one while none is open.

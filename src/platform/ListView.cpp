@@ -134,6 +134,15 @@ void ListView::applyView()
         EnsureVisible(item);
 }
 
+void ListView::AcceptDrops(QObject *filter)
+{
+    for (QAbstractItemView *view :
+         {static_cast<QAbstractItemView *>(m_report), static_cast<QAbstractItemView *>(m_icons)}) {
+        view->viewport()->setAcceptDrops(true);
+        view->viewport()->installEventFilter(filter);
+    }
+}
+
 QAbstractItemView *ListView::ActiveView() const
 {
     return static_cast<QAbstractItemView *>(m_stack->currentWidget());

@@ -116,6 +116,8 @@ public:
 
     // The view in use, for focus and look.
     QAbstractItemView *ActiveView() const;
+    // Lets things be dropped on the list, in every view; `filter` sees the drag and drop events.
+    void AcceptDrops(QObject *filter);
 
 Q_SIGNALS:
     // A mouse button was pressed on a row (after the list selected it), or the keyboard moved the

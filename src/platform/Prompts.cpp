@@ -17,6 +17,8 @@ public:
     std::optional<QString> InputBox(const QString &, const QString &, const QString &) override { return std::nullopt; }
     std::optional<QString> GetOpenFileName(const FileDialogOptions &) override { return std::nullopt; }
     std::optional<QString> GetSaveFileName(const FileDialogOptions &) override { return std::nullopt; }
+    std::optional<QStringList> GetOpenFileNames(const FileDialogOptions &) override { return std::nullopt; }
+    std::optional<QString> GetFolder(const FileDialogOptions &) override { return std::nullopt; }
     void Beep() override {}
 };
 

@@ -35,6 +35,11 @@ public:
     // The chosen path, or nothing when the dialog was cancelled.
     virtual std::optional<QString> GetOpenFileName(const FileDialogOptions &options) = 0;
     virtual std::optional<QString> GetSaveFileName(const FileDialogOptions &options) = 0;
+    // The chosen existing files (one or more), or nothing when the dialog was cancelled.
+    virtual std::optional<QStringList> GetOpenFileNames(const FileDialogOptions &options) = 0;
+    // The chosen existing folder, or nothing when the dialog was cancelled; only the title and the
+    // starting folder of `options` apply.
+    virtual std::optional<QString> GetFolder(const FileDialogOptions &options) = 0;
     // The short sound that tells the user an entry was refused (an empty name, an unchanged one).
     virtual void Beep() = 0;
 

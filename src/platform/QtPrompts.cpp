@@ -122,6 +122,32 @@ std::optional<QString> QtPrompts::GetSaveFileName(const FileDialogOptions &optio
     return runFileDialog(dialog);
 }
 
+std::optional<QStringList> QtPrompts::GetOpenFileNames(const FileDialogOptions &options)
+{
+    QFileDialog dialog(dialogParent());
+    dialog.setAcceptMode(QFileDialog::AcceptOpen);
+    dialog.setFileMode(QFileDialog::ExistingFiles);
+    setUp(dialog, options);
+    QGuiApplication::setOverrideCursor(Qt::ArrowCursor);
+    const bool accepted = dialog.exec() == QDialog::Accepted && !dialog.selectedFiles().isEmpty();
+    QGuiApplication::restoreOverrideCursor();
+    if (!accepted)
+        return std::nullopt;
+    return dialog.selectedFiles();
+}
+
+std::optional<QString> QtPrompts::GetFolder(const FileDialogOptions &options)
+{
+    QFileDialog dialog(dialogParent());
+    dialog.setAcceptMode(QFileDialog::AcceptOpen);
+    dialog.setFileMode(QFileDialog::Directory);
+    dialog.setOption(QFileDialog::ShowDirsOnly);
+    dialog.setWindowTitle(options.Title);
+    if (!options.InitDir.isEmpty())
+        dialog.setDirectory(options.InitDir);
+    return runFileDialog(dialog);
+}
+
 void QtPrompts::Beep()
 {
     QApplication::beep();

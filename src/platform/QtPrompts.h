@@ -11,5 +11,7 @@ public:
     std::optional<QString> InputBox(const QString &prompt, const QString &title, const QString &defaultText) override;
     std::optional<QString> GetOpenFileName(const FileDialogOptions &options) override;
     std::optional<QString> GetSaveFileName(const FileDialogOptions &options) override;
+    std::optional<QStringList> GetOpenFileNames(const FileDialogOptions &options) override;
+    std::optional<QString> GetFolder(const FileDialogOptions &options) override;
     void Beep() override;
 };

@@ -41,14 +41,20 @@ void RtfOut::text(QStringView text)
     }
 }
 
-void RtfOut::appendHeader(QByteArray &out, const QStringList &fonts, const QVector<QRgb> &colors)
+void RtfOut::appendHeader(QByteArray &out, const QStringList &fonts, const QVector<QRgb> &colors,
+                          const QSet<int> &fixedPitch)
 {
     out.append("{\\rtf1\\ansi\\ansicpg1252\\deff0{\\fonttbl");
     RtfOut names(64);
     for (qsizetype i = 0; i < fonts.size(); ++i) {
         names.raw("{");
         names.word("f", int(i));
-        names.word("fnil");
+        if (fixedPitch.contains(int(i))) {
+            names.word("fmodern");
+            names.word("fprq", 1);
+        } else {
+            names.word("fnil");
+        }
         names.word("fcharset", 0);
         // A ";" would end the entry early.
         QString name = fonts[i];

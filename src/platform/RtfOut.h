@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QRgb>
+#include <QSet>
 #include <QStringList>
 #include <QStringView>
 #include <QVector>
@@ -50,9 +51,11 @@ public:
     // words, everything else as \uN with a "?" fallback.
     void text(QStringView text);
 
-    // The document's opening group up to its first text: the font table, the colour table (entry 0 is
-    // "automatic", so `colors` are entries 1 and up) and the view words.
-    static void appendHeader(QByteArray &out, const QStringList &fonts, const QVector<QRgb> &colors);
+    // The document's opening group up to its first text: the font table (the fonts whose index is in
+    // `fixedPitch` marked as such), the colour table (entry 0 is "automatic", so `colors` are entries 1
+    // and up) and the view words.
+    static void appendHeader(QByteArray &out, const QStringList &fonts, const QVector<QRgb> &colors,
+                             const QSet<int> &fixedPitch = {});
 
 private:
     void symbol(char c)

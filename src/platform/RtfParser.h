@@ -46,6 +46,7 @@ struct RtfFont
 {
     QString name;
     int codePage = 0; // 0: the document's
+    bool fixedPitch = false;
 };
 
 // What the parser found: receives text in runs of one format and the structure around them.

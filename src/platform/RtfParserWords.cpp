@@ -225,6 +225,10 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
             ch.halfPoints = hasParam ? clampInt(param, 2, 3276) : 24;
         } else if (is(word, "fcharset") && m_state.dest == Dest::FontTable && m_fontEntry >= 0) {
             m_fonts[m_fontEntry].codePage = RtfCodePage::FromCharset(param);
+        } else if ((is(word, "fmodern") || (is(word, "fprq") && param == 1)) && m_state.dest == Dest::FontTable &&
+                   m_fontEntry >= 0) {
+            // A fixed-pitch font: columns of text line up only in one, whichever family stands in.
+            m_fonts[m_fontEntry].fixedPitch = true;
         } else if (is(word, "fi")) {
             para.firstIndent = clampInt(param, -31680, 31680);
         }

@@ -137,6 +137,10 @@ private:
             font = fonts.constFind(m_parser.defaultFont());
         if (font != fonts.constEnd() && !font->name.isEmpty())
             format.setFontFamilies({font->name});
+        if (font != fonts.constEnd() && font->fixedPitch) {
+            format.setFontFixedPitch(true);
+            format.setFontStyleHint(QFont::TypeWriter);
+        }
         format.setFontPointSize(chars.halfPoints / 2.0);
         if (chars.bold)
             format.setFontWeight(QFont::Bold);
@@ -235,6 +239,49 @@ bool LooksLikeRtf(QByteArrayView data)
     while (at < data.size() && (data[at] == ' ' || data[at] == '\t' || data[at] == '\r' || data[at] == '\n'))
         ++at;
     return data.sliced(at).startsWith("{\\rtf");
+}
+
+bool IsWhole(QByteArrayView rtf)
+{
+    if (!LooksLikeRtf(rtf))
+        return false;
+    const qsizetype end = rtf.size();
+    qsizetype at = rtf.indexOf('{');
+    qsizetype depth = 0;
+    while (at < end) {
+        const char c = rtf[at++];
+        if (c == '{') {
+            ++depth;
+        } else if (c == '}') {
+            if (--depth == 0)
+                break;
+        } else if (c == '\\' && at < end) {
+            // An escaped brace or backslash is text; \binN is followed by N raw bytes that may hold
+            // braces of their own.
+            const bool bin =
+                rtf.sliced(at).startsWith("bin") && (at + 3 >= end || !QChar::isLetter(char16_t(uchar(rtf[at + 3]))));
+            if (bin) {
+                qsizetype digits = at + 3;
+                qint64 count = 0;
+                while (digits < end && rtf[digits] >= '0' && rtf[digits] <= '9' && count <= end)
+                    count = count * 10 + (rtf[digits++] - '0');
+                if (digits < end && rtf[digits] == ' ')
+                    ++digits;
+                at = count > end - digits ? end + 1 : digits + count;
+            } else {
+                ++at;
+            }
+        }
+    }
+    if (depth != 0 || at > end)
+        return false;
+    // After the closing brace only what editors leave at a file's end: line ends, blanks, NULs.
+    for (; at < end; ++at) {
+        const char c = rtf[at];
+        if (c != '\r' && c != '\n' && c != ' ' && c != '\t' && c != '\0' && c != '\x1a')
+            return false;
+    }
+    return true;
 }
 
 void Read(QByteArrayView rtf, QTextDocument *document)

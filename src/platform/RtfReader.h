@@ -15,6 +15,10 @@ namespace RtfReader {
 // Whether `data` starts (after blanks) with "{\rtf".
 bool LooksLikeRtf(QByteArrayView data);
 
+// Whether `data` is one whole RTF document: it looks like RTF, its groups close in order, and nothing
+// but blanks follows the last. A truncated or spliced file is not whole, though Read still reads it.
+bool IsWhole(QByteArrayView data);
+
 // Replaces the document's content with the RTF's.
 void Read(QByteArrayView rtf, QTextDocument *document);
 // Inserts the RTF's content at the cursor, as pasting would.

@@ -79,7 +79,7 @@ public:
 
         QByteArray rtf;
         rtf.reserve(m_out.bytes().size() + 256 + 48 * (m_fonts.size() + m_colors.size()));
-        RtfOut::appendHeader(rtf, m_fonts, m_colors);
+        RtfOut::appendHeader(rtf, m_fonts, m_colors, m_fixedPitch);
         rtf.append(m_out.bytes());
         return rtf;
     }
@@ -125,6 +125,8 @@ private:
         const QStringList families = format.property(QTextFormat::FontFamilies).toStringList();
         const QString family = families.isEmpty() ? QString() : families.first();
         state.font = family.isEmpty() ? 0 : fontIndex(family);
+        if (format.fontFixedPitch())
+            m_fixedPitch.insert(state.font);
 
         if (format.hasProperty(QTextFormat::FontPointSize))
             state.halfPoints = halfPointsOf(format.fontPointSize(), 0);
@@ -426,6 +428,7 @@ private:
     RtfOut m_out;
     QStringList m_fonts;
     QHash<QString, int> m_fontIndex;
+    QSet<int> m_fixedPitch;
     QVector<QRgb> m_colors;
     QHash<QRgb, int> m_colorIndex;
     int m_defaultHalfPoints = 24;
@@ -453,16 +456,18 @@ QByteArray FromFragment(const QTextDocumentFragment &fragment)
     return FromDocument(document);
 }
 
-QByteArray FromPlainText(const QString &text)
+QByteArray FromPlainText(const QString &text, PlainTextFont font)
 {
     RtfOut out(text.size() + text.size() / 8 + 128);
-    out.raw("{\\rtf1\\ansi\\ansicpg1252\\deff0{\\fonttbl{\\f0\\fnil\\fcharset0 ");
-    QString family = applicationFontFamily();
-    family.remove(QLatin1Char(';'));
-    out.text(family);
-    out.raw(";}}");
-    out.word("viewkind", 4);
-    out.word("uc", 1);
+    QByteArray header;
+    if (font == PlainTextFont::FixedPitch) {
+        // The name every word processor knows; marked fixed-pitch, so that a reader without it still
+        // keeps the columns of tables and ASCII art.
+        RtfOut::appendHeader(header, {QStringLiteral("Courier New")}, {}, {0});
+    } else {
+        RtfOut::appendHeader(header, {applicationFontFamily()}, {});
+    }
+    out.raw(header.constData());
     out.word("pard");
     out.word("f", 0);
     out.word("fs", 20);

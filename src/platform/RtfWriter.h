@@ -12,7 +12,9 @@ namespace RtfWriter {
 
 QByteArray FromDocument(const QTextDocument &document);
 QByteArray FromFragment(const QTextDocumentFragment &fragment);
-// Plain text as an RTF document in the default font, one paragraph per line (CR LF, LF or CR).
-QByteArray FromPlainText(const QString &text);
+enum class PlainTextFont { Default, FixedPitch };
+// Plain text as an RTF document, one paragraph per line (CR LF, LF or CR), in the application's
+// font or in a fixed-pitch one.
+QByteArray FromPlainText(const QString &text, PlainTextFont font = PlainTextFont::Default);
 
 } // namespace RtfWriter

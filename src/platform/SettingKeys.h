@@ -53,6 +53,9 @@ constexpr SettingKey BrowsePopups{"BrowseSettings", "Popups", "1"};
 // The page the browser's Search button opens.
 constexpr SettingKey BrowseSearchPage{"BrowseSettings", "SearchPage", "https://duckduckgo.com/"};
 
+// The folder File > Import Files and Import Folder open in: the one files were last imported from.
+constexpr SettingKey ImportFolder{"Settings", "ImportFolder", ""};
+
 // The main window's size, position and maximised state, kept apart from the preferences above
 // (base64 of QWidget::saveGeometry; empty until the window first closes).
 constexpr SettingKey WindowGeometry{"MainWindow", "Geometry", ""};

@@ -39,6 +39,10 @@ MainMenu::MainMenu(QMenuBar *bar)
 {
     mnuFile = addMenu(bar, "mnuFile", "&File");
     mnuFileConnect = addItem(mnuFile, "mnuFileConnect", "&Open Lorekeep", true, QKeySequence::Open);
+    mnuFile->addSeparator();
+    mnuFileImport = addItem(mnuFile, "mnuFileImport", "&Import Files...", true, QKeySequence(Qt::CTRL | Qt::Key_I));
+    mnuFileImportFolder = addItem(mnuFile, "mnuFileImportFolder", "Import F&older...", true);
+    mnuFile->addSeparator();
     mnuFilePrint = addItem(mnuFile, "mnuFilePrint", "&Print", false, QKeySequence::Print);
     mnuFile->addSeparator();
     mnuFileExit = addItem(mnuFile, "mnuFileExit", "E&xit", true, QKeySequence::Quit);

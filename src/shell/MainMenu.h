@@ -13,6 +13,8 @@ public:
 
     QMenu *mnuFile;
     QAction *mnuFileConnect;
+    QAction *mnuFileImport;
+    QAction *mnuFileImportFolder;
     QAction *mnuFilePrint;
     QAction *mnuFileExit;
 

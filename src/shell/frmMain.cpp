@@ -115,6 +115,8 @@ void frmMain::buildWindow()
 void frmMain::connectMenu()
 {
     connect(m_menu->mnuFileConnect, &QAction::triggered, this, &frmMain::mnuFileConnect_Click);
+    connect(m_menu->mnuFileImport, &QAction::triggered, this, [this] { mnuFileImport_Click(false); });
+    connect(m_menu->mnuFileImportFolder, &QAction::triggered, this, [this] { mnuFileImport_Click(true); });
     connect(m_menu->mnuFileExit, &QAction::triggered, this, &QWidget::close);
     connect(m_menu->mnuMaintPlatforms, &QAction::triggered, this, &frmMain::mnuMaintPlatforms_Click);
     connect(m_menu->mnuViewTop, &QAction::triggered, this, &frmMain::mnuViewTop_Click);
@@ -223,6 +225,28 @@ void frmMain::mnuFileConnect_Click()
     if (m_ctlView->SelectedTab() == 1)
         SetFilesCaption();
     ReloadAll();
+}
+
+void frmMain::mnuFileImport_Click(bool folder)
+{
+    FileDialogOptions options;
+    options.Title = folder ? QStringLiteral("Import Folder") : QStringLiteral("Import Files");
+    options.Filter = QStringLiteral("Text, RTF and Web Pages|*.txt;*.rtf;*.htm;*.html|All Files|*");
+    options.InitDir = GetSetting(SettingKeys::ImportFolder);
+    if (options.InitDir.isEmpty() || !QFileInfo(options.InitDir).isDir())
+        options.InitDir = QDir::homePath();
+    QStringList paths;
+    if (folder) {
+        const std::optional<QString> chosen = Prompts::current().GetFolder(options);
+        if (chosen)
+            paths << *chosen;
+    } else if (const std::optional<QStringList> chosen = Prompts::current().GetOpenFileNames(options)) {
+        paths = *chosen;
+    }
+    if (paths.isEmpty())
+        return;
+    SaveSetting(SettingKeys::ImportFolder, folder ? paths.constFirst() : QFileInfo(paths.constFirst()).absolutePath());
+    m_ctlTree->ImportFiles(QString(), paths);
 }
 
 void frmMain::ReloadAll()

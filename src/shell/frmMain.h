@@ -54,6 +54,8 @@ public:
 
 public Q_SLOTS:
     void mnuFileConnect_Click();
+    // Asks for files, or a folder, and imports them into the game of the tree's selected node.
+    void mnuFileImport_Click(bool folder);
     // Opens the platform-maintenance window, or brings up the one that is open.
     void mnuMaintPlatforms_Click();
     void mnuViewTop_Click();

@@ -65,6 +65,8 @@ void frmMain::connectPanes()
     // tree reads the page afresh whenever it imports, and hands the new file back to the list.
     connect(m_ctlView, &ctlView::DirectImport, m_ctlTree, &ctlTree::DirectImport);
     connect(m_ctlTree, &ctlTree::AddToView, m_ctlView, &ctlView::AddListItem);
+    // Files dropped on the list go to its game through the tree, which counts them in.
+    connect(m_ctlView, &ctlView::DropFiles, m_ctlTree, &ctlTree::ImportFiles);
     m_ctlTree->setBrowsedPage({[this] { return m_ctlView->BrowseURL(); },
                                [this] { return m_ctlView->BrowsePageTitle(); },
                                [this] {

@@ -90,6 +90,10 @@ public Q_SLOTS:
     // Asks for a game and opens a new file of it with the browsed page. The arguments are those of
     // the file view's request; the page is read again from the BrowsedPage when the game is chosen.
     void DirectImport(const QString &strURL, const QString &strPageTitle, const QString &strText);
+    // Imports files and folders into the game of the node with `strKey` (empty: the selected node),
+    // asking which game first when the node is not one, then tells the file list and recounts the
+    // game. More than one file, or any left out, is summed up in one message.
+    void ImportFiles(const QString &strKey, const QStringList &paths);
 
 Q_SIGNALS:
     // enNodeType: 0 root, 1 other, 2 platform, 3 genre, 4 game.
@@ -132,6 +136,10 @@ private:
     void tvwFiles_OLEDragOver(QDragMoveEvent *event);
     void tvwFiles_OLEDragDrop(QDropEvent *event);
     void OLEDragDrop(const QString &strKey, const QString &strText);
+    // The game a drop or an import on `node` goes to: the node's own, or the one the user chooses
+    // in the selector (preset to the node's platform and genre); false when none was chosen.
+    bool gameOf(const TreeNode *node, const QString &rootCaption, const QString &caption, const QString &procedure,
+                NodeKey::GameIds *ids, QString *game);
     bool chooseGame(quint8 platformId, quint8 genreId, const QString &caption, NodeKey::GameIds *ids, QString *game);
     bool confirmNewSource(const QString &source, const QString &procedure);
     void openImport(const NodeKey::GameIds &ids, const QString &game, const QString &source, const QString &desc,
@@ -175,6 +183,7 @@ private:
     modADO *m_store = nullptr;
     std::unique_ptr<GameSelector> objSelector;
     bool m_selectorReleased = false;
+    bool m_importing = false;
     // The file window of the last import; earlier ones stay open and report to the tree as well.
     QPointer<FileViewer> objViewer;
     BrowsedPage m_page;

@@ -1,17 +1,21 @@
 // Import into the tree: text dragged onto a node, or the page the browser shows, becomes a new file
 // of a game. The tree decides the game (the node dropped on, or the user's choice in the selector)
 // and opens the file viewer in its new-file mode; the viewer stores the file and reports it back.
+// Files and folders dragged from a file manager, or chosen in File > Import Files, are imported into
+// the game whole, without the viewer.
 
 #include "ctlTree.h"
 
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
+#include "components/FileImporter.h"
 #include "components/FileViewer.h"
 #include "components/GameSelector.h"
 #include "components/TreeLoader.h"
 #include "data/FileTable.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
+#include "platform/DroppedFiles.h"
 #include "platform/Prompts.h"
 #include "platform/RtfReader.h"
 #include "platform/TreeView.h"
@@ -27,6 +31,7 @@ namespace {
 const QString module = QStringLiteral("ctlTree");
 const QString dropProcedure = QStringLiteral("OLEDragDrop");
 const QString dropCaption = QStringLiteral("Save drag text to a File in...");
+const QString importCaption = QStringLiteral("Import Files...");
 
 const QStringList rtfFormats = {QStringLiteral("text/rtf"), QStringLiteral("application/rtf")};
 
@@ -93,7 +98,7 @@ bool ctlTree::tvwFiles_OLEEvent(QEvent *event)
 
 void ctlTree::tvwFiles_OLEDragOver(QDragMoveEvent *event)
 {
-    if (!offersText(event->mimeData())) {
+    if (DroppedFiles(event->mimeData()).isEmpty() && !offersText(event->mimeData())) {
         tvwFiles->SetDropHighlight(nullptr);
         event->ignore();
         return;
@@ -111,7 +116,8 @@ void ctlTree::tvwFiles_OLEDragOver(QDragMoveEvent *event)
 void ctlTree::tvwFiles_OLEDragDrop(QDropEvent *event)
 {
     const QMimeData *data = event->mimeData();
-    if (!offersText(data)) {
+    const QStringList files = DroppedFiles(data);
+    if (files.isEmpty() && !offersText(data)) {
         tvwFiles->SetDropHighlight(nullptr);
         event->ignore();
         return;
@@ -126,6 +132,19 @@ void ctlTree::tvwFiles_OLEDragDrop(QDropEvent *event)
         // Nothing to open; the highlight is already gone.
         return LogError({ErrNumber::NoObject, QStringLiteral("No node under the pointer to drop the text on")}, module,
                         dropProcedure, false);
+    }
+    if (!files.isEmpty()) {
+        QMetaObject::invokeMethod(
+            this,
+            [this, key = target->Key(), files] {
+                tvwFiles->SetDropHighlight(nullptr);
+                if (tvwFiles->Node(key)) {
+                    SelectNode(key);
+                    ImportFiles(key, files);
+                }
+            },
+            Qt::QueuedConnection);
+        return;
     }
     QMetaObject::invokeMethod(
         this, [this, key = target->Key(), text = droppedText(data)] { OLEDragDrop(key, text); }, Qt::QueuedConnection);
@@ -144,30 +163,7 @@ void ctlTree::OLEDragDrop(const QString &strKey, const QString &strText)
 
     NodeKey::GameIds ids;
     QString game;
-    bool chosen = true;
-    switch (NodeKey::Kind(strKey)) {
-    case NodeKind::Root: chosen = chooseGame(0, 0, QStringLiteral("Save drag text..."), &ids, &game); break;
-    case NodeKind::Platform:
-        chosen = chooseGame(NodeKey::Code(strKey, 0).value_or(0), 0, dropCaption, &ids, &game);
-        break;
-    case NodeKind::Genre:
-        chosen = chooseGame(NodeKey::Code(strKey, 1).value_or(0), NodeKey::Code(strKey, 0).value_or(0), dropCaption,
-                            &ids, &game);
-        break;
-    case NodeKind::Game: {
-        const auto parsed = NodeKey::ParseGame(strKey);
-        if (!parsed) {
-            LogError(NodeKey::BadKey(strKey), module, dropProcedure, false);
-            chosen = false;
-            break;
-        }
-        ids = *parsed;
-        game = node->Tag();
-        break;
-    }
-    case NodeKind::File:
-    case NodeKind::Other: chosen = chooseGame(0, 0, dropCaption, &ids, &game); break;
-    }
+    const bool chosen = gameOf(node, QStringLiteral("Save drag text..."), dropCaption, dropProcedure, &ids, &game);
     if (chosen) {
         const QString url = read(m_page.URL);
         if (confirmNewSource(url, dropProcedure))
@@ -194,6 +190,75 @@ void ctlTree::DirectImport(const QString &strURL, const QString &strPageTitle, c
     const QString title = read(m_page.Title);
     if (confirmNewSource(url, QStringLiteral("Direct Import")))
         openImport(ids, game, url, title, text);
+}
+
+bool ctlTree::gameOf(const TreeNode *node, const QString &rootCaption, const QString &caption, const QString &procedure,
+                     NodeKey::GameIds *ids, QString *game)
+{
+    const QString key = node->Key();
+    switch (NodeKey::Kind(key)) {
+    case NodeKind::Root: return chooseGame(0, 0, rootCaption, ids, game);
+    case NodeKind::Platform: return chooseGame(NodeKey::Code(key, 0).value_or(0), 0, caption, ids, game);
+    case NodeKind::Genre:
+        return chooseGame(NodeKey::Code(key, 1).value_or(0), NodeKey::Code(key, 0).value_or(0), caption, ids, game);
+    case NodeKind::Game: {
+        const auto parsed = NodeKey::ParseGame(key);
+        if (!parsed) {
+            LogError(NodeKey::BadKey(key), module, procedure, false);
+            return false;
+        }
+        *ids = *parsed;
+        *game = node->Tag();
+        return true;
+    }
+    case NodeKind::File:
+    case NodeKind::Other: break;
+    }
+    return chooseGame(0, 0, caption, ids, game);
+}
+
+void ctlTree::ImportFiles(const QString &strKey, const QStringList &paths)
+{
+    if (paths.isEmpty())
+        return;
+    // One import at a time, and none while a selector is asking for a game.
+    if (objSelector || m_importing)
+        return Prompts::current().Beep();
+    const TreeNode *node = tvwFiles->Node(strKey.isEmpty() ? QStringLiteral("ROOT") : strKey);
+    if (strKey.isEmpty() && tvwFiles->SelectedItem())
+        node = tvwFiles->SelectedItem();
+    if (!node)
+        return;
+    NodeKey::GameIds ids;
+    QString game;
+    if (!gameOf(node, importCaption, importCaption, QStringLiteral("ImportFiles"), &ids, &game))
+        return;
+
+    m_importing = true;
+    FileImporter importer(window(), store()->Connection(), ids.GameId);
+    ErrObject err;
+    const bool ran = importer.Run(paths, &err);
+    m_importing = false;
+    if (!ran)
+        return LogError(err, module, QStringLiteral("ImportFiles"), true);
+    if (importer.StoreFailure().Number != 0)
+        LogError(importer.StoreFailure(), module, QStringLiteral("ImportFiles"), false);
+
+    const QString gameKey = NodeKey::Game(ids.GameId, ids.GenreId, ids.PlatformId);
+    if (!importer.Imported().isEmpty()) {
+        UpdateGameCaption(gameKey, 0);
+        const QString title = GameName(gameKey);
+        for (const FileRow &row : importer.Imported())
+            Q_EMIT AddToView(NodeKey::File(row.auto_id), row.desc, row.src, row.sub_cat, title);
+    }
+    // One file that went in as asked shows itself in the list; anything else is summed up.
+    const bool quiet = importer.Imported().size() == 1 && importer.Skipped().isEmpty() && !importer.Cancelled();
+    if (!quiet) {
+        const MsgIcon icon = importer.StoreFailure().Number != 0 ? MsgIcon::Critical
+                             : importer.Skipped().isEmpty()      ? MsgIcon::Information
+                                                                 : MsgIcon::Exclamation;
+        MsgBox(importer.Summary(), MsgButtons::OK, icon);
+    }
 }
 
 bool ctlTree::chooseGame(quint8 platformId, quint8 genreId, const QString &caption, NodeKey::GameIds *ids,

@@ -145,6 +145,7 @@ void ctlView::buildFilesTab(QWidget *tab)
     lblFiles->setText(QStringLiteral(" Files:"));
     lblFiles->setMinimumHeight(22);
     setUpList();
+    lvFiles->AcceptDrops(this);
     SetCaptionColors(lblFiles, CaptionInactive);
 
     // The text is for reading: nothing typed changes it, the mouse selects, and the usual keys
@@ -243,6 +244,12 @@ void ctlView::resizeEvent(QResizeEvent *event)
     QWidget::resizeEvent(event);
     tbrTools->adjustSize();
     tbrTools->move(width() - tbrTools->width(), 0);
+}
+
+bool ctlView::eventFilter(QObject *watched, QEvent *event)
+{
+    // Only the list's views report here.
+    return lvFiles_DropEvent(event) || QWidget::eventFilter(watched, event);
 }
 
 void ctlView::focusMoved(QWidget *now)

@@ -113,9 +113,12 @@ Q_SIGNALS:
     void BrowseTitleChange(const QString &strPageTitle);
     void ShowFavorites();
     void AddFavorite();
+    // Files or folders were dropped on the list of the game with `strGameKey`.
+    void DropFiles(const QString &strGameKey, const QStringList &paths);
 
 protected:
     void resizeEvent(QResizeEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     // ctlView.cpp: the pane, its tabs and cover, the viewer and the printout.
@@ -133,6 +136,8 @@ private:
     void lvFiles_ColumnClick(int column);
     void lvFiles_ItemClick(ListItem *item);
     void lvFiles_KeyDown(int key);
+    // Files dragged from a file manager onto the list; true when `event` was one of the drag's.
+    bool lvFiles_DropEvent(QEvent *event);
     void SelectFirst();
     // Reads the row's file; a failure is logged under `procedure`, shown to the user when `show` is set.
     bool ReadFile(const ListItem *item, FileTextReader *reader, const QString &procedure, bool show);
@@ -185,4 +190,7 @@ private:
     quint8 m_copyFlag = 0;
     QPointer<FileViewer> objViewer;
     QMetaObject::Connection m_focusWatch;
+    // The file an import added last, shown once control is back in the event loop.
+    QString m_addedKey;
+    bool m_showAddedPending = false;
 };

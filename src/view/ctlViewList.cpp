@@ -12,12 +12,15 @@
 #include "data/modADO.h"
 #include "data/modNames.h"
 #include "platform/DeferredIcon.h"
+#include "platform/DroppedFiles.h"
 #include "platform/ListView.h"
 #include "platform/SettingsStore.h"
 #include "platform/Twips.h"
 
+#include <QDropEvent>
 #include <QLabel>
 #include <QTextEdit>
+#include <QTimer>
 
 namespace {
 
@@ -169,9 +172,52 @@ void ctlView::AddListItem(const QString &strFileKey, const QString &strDesc, con
         return;
     ListItem *item = addRow(strFileKey, strDesc, strSource, bytSC);
     SetCaption(strGameTitle);
-    SelectFile(strFileKey);
-    if (item)
-        lvFiles_ItemClick(item);
+    if (!item)
+        return;
+    lvFiles->Select(item);
+    // An import of many files adds them one after another; only the last is worth reading and
+    // showing, once they are all in.
+    m_addedKey = strFileKey;
+    if (!m_showAddedPending) {
+        m_showAddedPending = true;
+        QTimer::singleShot(0, this, [this] {
+            m_showAddedPending = false;
+            SelectFile(m_addedKey);
+        });
+    }
+}
+
+bool ctlView::lvFiles_DropEvent(QEvent *event)
+{
+    switch (event->type()) {
+    case QEvent::DragEnter:
+    case QEvent::DragMove: {
+        // Files go to the game listed; with none listed there is nowhere for them to go.
+        auto *drag = static_cast<QDragMoveEvent *>(event);
+        if (m_listedGameId == 0 || m_listedGameId != M_GAME_ID || DroppedFiles(drag->mimeData()).isEmpty()) {
+            drag->ignore();
+        } else {
+            drag->setDropAction(Qt::CopyAction);
+            drag->accept();
+        }
+        return true;
+    }
+    case QEvent::Drop: {
+        auto *drop = static_cast<QDropEvent *>(event);
+        const QStringList files = DroppedFiles(drop->mimeData());
+        if (m_listedGameId == 0 || m_listedGameId != M_GAME_ID || files.isEmpty()) {
+            drop->ignore();
+            return true;
+        }
+        // The file manager is let go before the import starts; it only lent the names.
+        drop->setDropAction(Qt::IgnoreAction);
+        drop->accept();
+        QMetaObject::invokeMethod(
+            this, [this, key = GameKey(), files] { Q_EMIT DropFiles(key, files); }, Qt::QueuedConnection);
+        return true;
+    }
+    default: return false;
+    }
 }
 
 void ctlView::SelectFile(const QString &strFileKey)

@@ -32,6 +32,16 @@ void ScriptedPrompts::answerSaveFile(std::optional<QString> path)
     m_answers.append({PromptRecord::SaveFile, MsgResult::OK, std::move(path)});
 }
 
+void ScriptedPrompts::answerOpenFiles(std::optional<QStringList> paths)
+{
+    m_answers.append({PromptRecord::OpenFiles, MsgResult::OK, std::nullopt, std::move(paths)});
+}
+
+void ScriptedPrompts::answerFolder(std::optional<QString> path)
+{
+    m_answers.append({PromptRecord::Folder, MsgResult::OK, std::move(path)});
+}
+
 std::optional<ScriptedPrompts::Answer> ScriptedPrompts::take(const PromptRecord &record)
 {
     m_shown.append(record);
@@ -75,4 +85,16 @@ std::optional<QString> ScriptedPrompts::GetOpenFileName(const FileDialogOptions 
 std::optional<QString> ScriptedPrompts::GetSaveFileName(const FileDialogOptions &options)
 {
     return askText({PromptRecord::SaveFile, options.Title, options.Title, MsgButtons::OK, MsgIcon::None, {}, options});
+}
+
+std::optional<QStringList> ScriptedPrompts::GetOpenFileNames(const FileDialogOptions &options)
+{
+    const std::optional<Answer> answer =
+        take({PromptRecord::OpenFiles, options.Title, options.Title, MsgButtons::OK, MsgIcon::None, {}, options});
+    return answer ? answer->paths : std::nullopt;
+}
+
+std::optional<QString> ScriptedPrompts::GetFolder(const FileDialogOptions &options)
+{
+    return askText({PromptRecord::Folder, options.Title, options.Title, MsgButtons::OK, MsgIcon::None, {}, options});
 }

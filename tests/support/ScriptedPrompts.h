@@ -4,13 +4,14 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 
 // One prompt the program showed, as the user would have seen it.
 struct PromptRecord
 {
-    enum Kind { Message, Input, OpenFile, SaveFile };
+    enum Kind { Message, Input, OpenFile, SaveFile, OpenFiles, Folder };
     Kind kind = Message;
     QString text; // the message or the input box's prompt; the file dialog's title
     QString title;
@@ -34,6 +35,8 @@ public:
     void answerInput(std::optional<QString> text);
     void answerOpenFile(std::optional<QString> path);
     void answerSaveFile(std::optional<QString> path);
+    void answerOpenFiles(std::optional<QStringList> paths);
+    void answerFolder(std::optional<QString> path);
 
     const QList<PromptRecord> &shown() const { return m_shown; }
     const PromptRecord &last() const { return m_shown.constLast(); }
@@ -42,6 +45,8 @@ public:
     std::optional<QString> InputBox(const QString &prompt, const QString &title, const QString &defaultText) override;
     std::optional<QString> GetOpenFileName(const FileDialogOptions &options) override;
     std::optional<QString> GetSaveFileName(const FileDialogOptions &options) override;
+    std::optional<QStringList> GetOpenFileNames(const FileDialogOptions &options) override;
+    std::optional<QString> GetFolder(const FileDialogOptions &options) override;
     void Beep() override { ++m_beeps; }
     // How many times the program beeped.
     int beeps() const { return m_beeps; }
@@ -52,6 +57,7 @@ private:
         PromptRecord::Kind kind;
         MsgResult result;
         std::optional<QString> text;
+        std::optional<QStringList> paths = std::nullopt;
     };
     std::optional<Answer> take(const PromptRecord &record);
     std::optional<QString> askText(PromptRecord record);

@@ -26,6 +26,8 @@ public:
     std::optional<QString> InputBox(const QString &, const QString &, const QString &) override { return next; }
     std::optional<QString> GetOpenFileName(const FileDialogOptions &) override { return std::nullopt; }
     std::optional<QString> GetSaveFileName(const FileDialogOptions &) override { return std::nullopt; }
+    std::optional<QStringList> GetOpenFileNames(const FileDialogOptions &) override { return std::nullopt; }
+    std::optional<QString> GetFolder(const FileDialogOptions &) override { return std::nullopt; }
     void Beep() override {}
 };
 

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "FileTable.h"
+#include "platform/ErrObject.h"
+
+#include <QSet>
+#include <QSqlDatabase>
+#include <QString>
+#include <QStringList>
+
+// One file on disk on its way into a game: the row it becomes, or why it stays out.
+struct ImportedFile
+{
+    // Absolute, and the new row's source.
+    QString Path;
+    // Description, source, sub-category and text; the ids once stored.
+    FileRow Row;
+    // What the text was read as: "utf-8", "windows-1252", "shift_jis", "utf-16le"; for RTF its code page.
+    QString Encoding;
+    // Why the file was left out, empty when it can be stored: "not a text file", "empty file", ...
+    QString Skipped;
+    // Left out because the game already has a file from this path.
+    bool Duplicate = false;
+};
+
+// Files from disk become files of one game: plain text in any encoding (kept in a fixed-pitch font,
+// so that the tables and ASCII art of old guides keep their columns), RTF, and saved web pages. The
+// window and lkimport share it. Reading and converting needs no store and may run on any thread;
+// storing runs on the connection's thread, one transaction per file.
+class FileImport final
+{
+public:
+    static constexpr qint64 MaxFileSize = 64LL * 1024 * 1024;
+
+    FileImport(const QSqlDatabase &db, qint32 gameId);
+
+    // The files `paths` name, absolute and clean: folders give the files inside them, sub-folders
+    // included, in natural order; hidden entries, links to folders and the resource folders of saved
+    // web pages ("page_files" beside "page.html") are passed over. A path that is not there is kept,
+    // so that its import reports it.
+    static QStringList Collect(const QStringList &paths);
+    // The sub-category a file's name implies: "cheat", "code" or "hint" 2, "preview" 4, "review" 3,
+    // "news" 5, otherwise 1 (walkthrough or guide).
+    static quint8 SubCategoryFor(const QString &name);
+    // Reads and converts the file at `path`; `subCat` 0 takes the one its name implies.
+    static ImportedFile Convert(const QString &path, quint8 subCat = 0);
+
+    // Reads the sources the game already has; false when the game is gone or the store fails.
+    bool Begin(ErrObject *err);
+    // Whether the game has a file from `path`, stored before or by this import.
+    bool IsKnown(const QString &path) const { return m_sources.contains(path); }
+    // Stores a converted file as a new file of the game, whole or not at all; its row receives the
+    // new id and the game's.
+    bool Store(ImportedFile *file, ErrObject *err);
+
+    qint32 GameId() const { return m_gameId; }
+
+private:
+    QSqlDatabase m_db;
+    qint32 m_gameId;
+    QSet<QString> m_sources;
+};

@@ -1,0 +1,234 @@
+#include "TextDecoder.h"
+
+#include <QByteArray>
+#include <QRegularExpression>
+#include <QStringDecoder>
+
+#include <uchardet/uchardet.h>
+
+#include <algorithm>
+#include <memory>
+
+namespace {
+
+// Enough of a file to judge its kind by; the rest holds no surprises worth the time.
+constexpr qsizetype sampleLength = 64 * 1024;
+// Below this many non-ASCII bytes the detector is guessing from a handful of letters.
+constexpr int evidenceBytes = 16;
+
+struct Signature
+{
+    const char *bytes;
+    qsizetype length;
+};
+
+// Files whose first bytes say what they are, some of which have no NUL byte near the start.
+constexpr Signature binarySignatures[] = {
+    {"%PDF-", 5},
+    {"\x89PNG\r\n", 6},
+    {"GIF87a", 6},
+    {"GIF89a", 6},
+    {"\xFF\xD8\xFF", 3},
+    {"PK\x03\x04", 4},
+    {"PK\x05\x06", 4},
+    {"Rar!\x1A\x07", 6},
+    {"\x1F\x8B\x08", 3},
+    {"7z\xBC\xAF\x27\x1C", 6},
+    {"\xFD"
+     "7zXZ\x00",
+     6},
+    {"\x7F"
+     "ELF",
+     4},
+    {"\xD0\xCF\x11\xE0", 4},
+};
+
+bool isControl(char16_t c)
+{
+    return c < 0x20 && c != '\t' && c != '\n' && c != '\r' && c != '\f' && c != '\v' && c != 0x1B && c != 0x08 &&
+           c != 0x1A;
+}
+
+QString usualName(QString name)
+{
+    name = name.toLower();
+    // Web browsers read both as Windows-1252, whose only difference is printable characters where
+    // ISO-8859-1 has control codes; old files labelled either mean the Windows page.
+    if (name == QLatin1String("iso-8859-1") || name == QLatin1String("ascii") || name == QLatin1String("us-ascii"))
+        return QStringLiteral("windows-1252");
+    return name;
+}
+
+// Single-byte pages a detector names reliably even on a short text: a wrong one of these costs a
+// letter or two, not the whole text.
+bool singleBytePage(const QString &name)
+{
+    return name.startsWith(QLatin1String("windows-125")) || name.startsWith(QLatin1String("iso-8859-")) ||
+           name.startsWith(QLatin1String("koi8-"));
+}
+
+// Decodes with a converter; false when the name is unknown or the bytes are not valid in it.
+bool decodeStrict(QByteArrayView bytes, const QString &name, QString *text)
+{
+    QStringDecoder decoder(name.toLatin1().constData());
+    if (!decoder.isValid())
+        return false;
+    *text = decoder.decode(bytes);
+    return !decoder.hasError();
+}
+
+QString detectorGuess(QByteArrayView bytes)
+{
+    const std::unique_ptr<std::remove_pointer_t<uchardet_t>, void (*)(uchardet_t)> detector(uchardet_new(),
+                                                                                            uchardet_delete);
+    if (!detector)
+        return {};
+    if (uchardet_handle_data(detector.get(), bytes.data(), size_t(bytes.size())) != 0)
+        return {};
+    uchardet_data_end(detector.get());
+    return QString::fromLatin1(uchardet_get_charset(detector.get()));
+}
+
+// UTF-16 written without a mark: every other byte of Latin text is zero.
+QString utf16WithoutMark(QByteArrayView bytes)
+{
+    const qsizetype length = std::min(bytes.size(), sampleLength) & ~qsizetype(1);
+    if (length < 4)
+        return {};
+    qsizetype evenZeros = 0;
+    qsizetype oddZeros = 0;
+    for (qsizetype i = 0; i < length; i += 2) {
+        evenZeros += bytes[i] == 0;
+        oddZeros += bytes[i + 1] == 0;
+    }
+    const qsizetype pairs = length / 2;
+    if (oddZeros * 10 >= pairs * 4 && evenZeros * 20 < pairs)
+        return QStringLiteral("utf-16le");
+    if (evenZeros * 10 >= pairs * 4 && oddZeros * 20 < pairs)
+        return QStringLiteral("utf-16be");
+    return {};
+}
+
+// Old files may end in a DOS end-of-file mark or in the NULs that padded their last disk block.
+QByteArrayView withoutPadding(QByteArrayView bytes)
+{
+    qsizetype end = bytes.size();
+    while (end > 0 && (bytes[end - 1] == '\x1A' || bytes[end - 1] == '\0'))
+        --end;
+    return bytes.first(end);
+}
+
+qsizetype nonAsciiBytes(QByteArrayView bytes)
+{
+    return std::count_if(bytes.begin(), bytes.end(), [](char c) { return uchar(c) >= 0x80; });
+}
+
+} // namespace
+
+namespace TextDecoder {
+
+QString ByteOrderMark(QByteArrayView bytes, qsizetype *length)
+{
+    struct Mark
+    {
+        const char *bytes;
+        qsizetype length;
+        const char *name;
+    };
+    // UTF-32LE's mark begins with UTF-16LE's, so it is tried first.
+    static constexpr Mark marks[] = {
+        {"\xEF\xBB\xBF", 3, "utf-8"}, {"\xFF\xFE\x00\x00", 4, "utf-32le"}, {"\x00\x00\xFE\xFF", 4, "utf-32be"},
+        {"\xFF\xFE", 2, "utf-16le"},  {"\xFE\xFF", 2, "utf-16be"},
+    };
+    for (const Mark &mark : marks) {
+        if (bytes.startsWith(QByteArrayView(mark.bytes, mark.length))) {
+            if (length)
+                *length = mark.length;
+            return QString::fromLatin1(mark.name);
+        }
+    }
+    if (length)
+        *length = 0;
+    return {};
+}
+
+bool LooksBinary(QByteArrayView bytes)
+{
+    for (const Signature &signature : binarySignatures) {
+        if (bytes.startsWith(QByteArrayView(signature.bytes, signature.length)))
+            return true;
+    }
+    const QByteArrayView content = withoutPadding(bytes);
+    if (content.contains('\0'))
+        return true;
+    // Text has few control characters beyond line ends, tabs and form feeds; escape codes (ANSI
+    // art, ISO-2022) and backspaces (overstruck printouts) are text too.
+    const QByteArrayView sample = content.first(std::min(content.size(), sampleLength));
+    const qsizetype controls =
+        std::count_if(sample.begin(), sample.end(), [](char c) { return isControl(char16_t(uchar(c))); });
+    return controls * 20 > sample.size();
+}
+
+bool DecodeAs(QByteArrayView bytes, const QString &name, QString *text)
+{
+    QStringDecoder decoder(usualName(name).toLatin1().constData());
+    if (!decoder.isValid())
+        return false;
+    *text = decoder.decode(bytes);
+    return true;
+}
+
+Decoded Decode(QByteArrayView bytes)
+{
+    Decoded out;
+    qsizetype markLength = 0;
+    out.Encoding = ByteOrderMark(bytes, &markLength);
+    if (out.Encoding.isEmpty())
+        out.Encoding = utf16WithoutMark(bytes);
+    if (!out.Encoding.isEmpty()) {
+        // A file that says what it is gets what it holds, odd bytes and all.
+        DecodeAs(bytes.sliced(markLength), out.Encoding, &out.Text);
+        while (out.Text.endsWith(QChar(0x1A)) || out.Text.endsWith(QChar(0)))
+            out.Text.chop(1);
+        // Zeros in every other byte also make up much of some binary formats.
+        const QStringView sample = QStringView(out.Text).first(std::min(out.Text.size(), sampleLength));
+        const qsizetype controls =
+            std::count_if(sample.begin(), sample.end(), [](QChar c) { return c.isNull() || isControl(c.unicode()); });
+        if (controls * 20 > sample.size()) {
+            out = Decoded();
+            out.Binary = true;
+        }
+        return out;
+    }
+
+    if (LooksBinary(bytes)) {
+        out.Binary = true;
+        return out;
+    }
+    const QByteArrayView content = withoutPadding(bytes);
+    if (decodeStrict(content, QStringLiteral("utf-8"), &out.Text)) {
+        out.Encoding = QStringLiteral("utf-8");
+        return out;
+    }
+
+    QString guess = usualName(detectorGuess(content));
+    const bool enoughEvidence = nonAsciiBytes(content) >= evidenceBytes;
+    if (guess.isEmpty() || (!enoughEvidence && !singleBytePage(guess)) || !decodeStrict(content, guess, &out.Text)) {
+        guess = QStringLiteral("windows-1252");
+        DecodeAs(content, guess, &out.Text);
+    }
+    out.Encoding = guess;
+    return out;
+}
+
+QString HtmlCharset(QByteArrayView bytes)
+{
+    // Both <meta charset="x"> and <meta http-equiv="Content-Type" content="text/html; charset=x">.
+    static const QRegularExpression meta(QStringLiteral(R"(<meta\b[^>]*?\bcharset\s*=\s*["']?\s*([A-Za-z0-9._:+\-]+))"),
+                                         QRegularExpression::CaseInsensitiveOption);
+    const QString head = QString::fromLatin1(bytes.first(std::min<qsizetype>(bytes.size(), 4096)));
+    const QRegularExpressionMatch match = meta.match(head);
+    return match.hasMatch() ? match.captured(1) : QString();
+}
+
+} // namespace TextDecoder

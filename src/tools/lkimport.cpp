@@ -1,0 +1,101 @@
+// lkimport: files from disk into a game of a Lorekeep store, as File > Import Files does it.
+//
+// Each imported file prints "PATH<TAB>FILE_ID<TAB>ENCODING" once its row is committed; each file left
+// out prints "lkimport: PATH: REASON" on standard error. Exit 0 when every file was imported or was
+// already in the game, 1 when some were left out or failed, 2 when the store or the game cannot be
+// used (nothing is written then).
+#include "base/Version.h"
+#include "data/FileImport.h"
+#include "data/modADO.h"
+
+#include <QCommandLineParser>
+#include <QGuiApplication>
+
+#include <cstdio>
+
+namespace {
+
+void complain(const QString &text)
+{
+    std::fprintf(stderr, "lkimport: %s\n", qPrintable(text));
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    // Web pages become documents, which need a GUI application for fonts; no window is ever shown.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    QGuiApplication::setApplicationName(QStringLiteral("lkimport"));
+    QGuiApplication::setApplicationVersion(QStringLiteral(LOREKEEP_VERSION_STRING));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Imports text, RTF and web-page files into a game of a Lorekeep store. Folders are "
+                       "imported with everything inside them; files the game already has are passed over."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption storeOption(QStringLiteral("store"), QStringLiteral("The Lorekeep store."),
+                                         QStringLiteral("STORE.lkb"));
+    const QCommandLineOption gameOption(QStringLiteral("game"), QStringLiteral("The id of the game to add files to."),
+                                        QStringLiteral("GAME_ID"));
+    const QCommandLineOption subCatOption(
+        QStringLiteral("subcat"),
+        QStringLiteral("The sub-category of every file, 1 to 6 (default: by the file's name)."), QStringLiteral("N"));
+    parser.addOption(storeOption);
+    parser.addOption(gameOption);
+    parser.addOption(subCatOption);
+    parser.addPositionalArgument(QStringLiteral("PATH"), QStringLiteral("Files or folders to import."),
+                                 QStringLiteral("PATH..."));
+    parser.process(app);
+
+    bool gameOk = false;
+    const qint32 gameId = parser.value(gameOption).toInt(&gameOk);
+    bool subCatOk = !parser.isSet(subCatOption);
+    const int subCat = parser.isSet(subCatOption) ? parser.value(subCatOption).toInt(&subCatOk) : 0;
+    if (!parser.isSet(storeOption) || !gameOk || gameId <= 0 || !subCatOk || subCat < 0 || subCat > 6 ||
+        parser.positionalArguments().isEmpty()) {
+        complain(QStringLiteral("give --store, --game (a game's id), at most --subcat 1 to 6, and one or more "
+                                "paths; see --help"));
+        return 2;
+    }
+
+    const QString storePath = parser.value(storeOption);
+    modADO store(QStringLiteral("lkimport"));
+    ErrObject err;
+    if (!store.Open(storePath, &err) || !store.CanWrite(&err)) {
+        complain(err.Description);
+        return 2;
+    }
+    FileImport import(store.Connection(), gameId);
+    if (!import.Begin(&err)) {
+        complain(err.Number == ErrNumber::NoCurrentRecord
+                     ? QStringLiteral("the store \"%1\" has no game with id %2").arg(storePath).arg(gameId)
+                     : err.Description);
+        return 2;
+    }
+
+    bool allDone = true;
+    for (const QString &path : FileImport::Collect(parser.positionalArguments())) {
+        if (import.IsKnown(path)) {
+            complain(path + QStringLiteral(": already in this game"));
+            continue;
+        }
+        ImportedFile file = FileImport::Convert(path, quint8(subCat));
+        if (file.Skipped.isEmpty() && !import.Store(&file, &err))
+            file.Skipped = QStringLiteral("not saved: ") + err.Description;
+        if (!file.Skipped.isEmpty()) {
+            complain(path + QStringLiteral(": ") + file.Skipped);
+            allDone = false;
+            continue;
+        }
+        // A line stands for a committed row, so a script that reads it may rely on the file being there.
+        const QByteArray line =
+            path.toUtf8() + '\t' + QByteArray::number(file.Row.auto_id) + '\t' + file.Encoding.toUtf8() + '\n';
+        std::fwrite(line.constData(), 1, size_t(line.size()), stdout);
+        std::fflush(stdout);
+    }
+    return allDone ? 0 : 1;
+}
