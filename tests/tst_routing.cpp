@@ -31,7 +31,9 @@
 #include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTextEdit>
 #include <QTimer>
+#include <QUrl>
 
 namespace {
 
@@ -125,6 +127,7 @@ private Q_SLOTS:
     void detailsEvents();
     void browserEvents();
     void browserImport();
+    void fileImport();
     void platformMaintenance();
 };
 
@@ -404,6 +407,53 @@ void tst_routing::browserImport()
     dropOn(first)->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Unsaved"));
     program.prompts.answerMsgBox(MsgResult::Cancel);
     QVERIFY(!program.form->close());
+}
+
+void tst_routing::fileImport()
+{
+    Program program;
+    const QSqlQuery game = program.query(QStringLiteral("SELECT auto_id, genre_id, platform_id FROM game LIMIT 1"));
+    const qint32 gameId = game.value(0).toInt();
+    const QString gameKey = NodeKey::Game(gameId, quint8(game.value(1).toInt()), quint8(game.value(2).toInt()));
+    program.tree->SelectNode(gameKey);
+    ListView *list = program.view->FileList();
+    const int listed = list->Count();
+    QTemporaryDir dir;
+    QStringList paths;
+    for (const char *name : {"Part 1.txt", "Part 2.txt", "Maps.txt"}) {
+        QFile file(dir.filePath(QLatin1String(name)));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("A guide of its own.\n") > 0);
+        paths << file.fileName();
+    }
+
+    // Files dropped on the list go to its game: listed, counted, the last one shown, one summary.
+    QMimeData data;
+    data.setUrls({QUrl::fromLocalFile(paths[0]), QUrl::fromLocalFile(paths[1])});
+    QWidget *viewport = list->ActiveView()->viewport();
+    const QPoint pos = viewport->rect().center();
+    QDragEnterEvent enter(pos, Qt::CopyAction, &data, Qt::LeftButton, {});
+    QApplication::sendEvent(viewport, &enter);
+    QVERIFY(enter.isAccepted());
+    QDropEvent drop(pos, Qt::CopyAction, &data, Qt::LeftButton, {});
+    QApplication::sendEvent(viewport, &drop);
+    program.prompts.answerMsgBox(MsgResult::OK);
+    QCoreApplication::sendPostedEvents();
+    QCOMPARE(program.prompts.last().text, QStringLiteral("2 files imported."));
+    QCOMPARE(list->Count(), listed + 2);
+    const QString last = NodeKey::File(program.count(QStringLiteral("SELECT max(auto_id) FROM file")));
+    QCOMPARE(list->SelectedItem()->Key(), last);
+    QTRY_COMPARE(program.view->CurrentFileKey(), last);
+    QCOMPARE(program.view->Viewer()->toPlainText(), QStringLiteral("A guide of its own.\n"));
+    QVERIFY(program.nodeText(gameKey).endsWith(QStringLiteral(" (%1)").arg(listed + 2)));
+
+    // File > Import Files imports into the selected game and starts there the next time.
+    program.prompts.answerOpenFiles(QStringList{paths[2]});
+    program.form->Menu().mnuFileImport->trigger();
+    QCOMPARE(list->Count(), listed + 3);
+    program.prompts.answerOpenFiles(std::nullopt);
+    program.form->Menu().mnuFileImport->trigger();
+    QCOMPARE(program.prompts.last().options.InitDir, dir.path());
+    QCOMPARE(list->Count(), listed + 3);
 }
 
 void tst_routing::platformMaintenance()

@@ -177,7 +177,13 @@ void tst_rtfreader::badInputIsBounded()
         QTextDocument document;
         RtfReader::Read(sample.left(length), &document);
         RtfReader::PlainText(sample.left(length));
+        // Only the whole document is whole, however it was cut.
+        QCOMPARE(RtfReader::IsWhole(sample.left(length)), length == sample.size());
     }
+    QVERIFY(RtfReader::IsWhole(QByteArray("{\\rtf1 \\{a\\}{\\pict\\bin3 }}}}}\r\n\0\x1a", 33)));
+    QVERIFY(!RtfReader::IsWhole("{\\rtf1 a}}"));
+    QVERIFY(!RtfReader::IsWhole("{\\rtf1 a} more text"));
+    QVERIFY(!RtfReader::IsWhole("{\\rtf1 \\bin99 a}"));
     QVERIFY(RtfReader::PlainText(sample.left(sample.indexOf(" \\u233"))).endsWith(QLatin1String("Boss")));
 
     QCOMPARE(plain("{\\rtf1 a}}}} b{{ c"), QStringLiteral("a b c"));

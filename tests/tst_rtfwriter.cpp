@@ -72,6 +72,7 @@ private Q_SLOTS:
         QTextCharFormat mono;
         mono.setFontFamilies({QStringLiteral("Mono Test")});
         mono.setFontPointSize(14);
+        mono.setFontFixedPitch(true);
         cursor.insertText(QStringLiteral("p "));
         cursor.insertText(QStringLiteral("B"), bold());
         cursor.insertText(QStringLiteral("BI"), italic);
@@ -82,9 +83,15 @@ private Q_SLOTS:
         const QByteArray rtf = RtfWriter::FromDocument(document);
         QVERIFY2(rtf.contains(" p \\b B\\i BI\\b0\\i0\\ul U\\f1\\fs28\\ulnone M\\par\n\\pard again}"), rtf.constData());
         // The document's font comes first, so that \deff0 names it.
-        const QString table = QStringLiteral("{\\fonttbl{\\f0\\fnil\\fcharset0 %1;}{\\f1\\fnil\\fcharset0 Mono Test;}}")
-                                  .arg(document.defaultFont().family());
-        QVERIFY(rtf.contains(table.toLatin1()));
+        // A fixed-pitch font says so, and the reader keeps it fixed-pitch whatever family stands in.
+        const QString table =
+            QStringLiteral("{\\fonttbl{\\f0\\fnil\\fcharset0 %1;}{\\f1\\fmodern\\fprq1\\fcharset0 Mono Test;}}")
+                .arg(document.defaultFont().family());
+        QVERIFY2(rtf.contains(table.toLatin1()), rtf.constData());
+        QTextDocument read;
+        RtfReader::Read(rtf, &read);
+        QVERIFY(read.lastBlock().begin().fragment().charFormat().fontFixedPitch());
+        QVERIFY(!read.firstBlock().begin().fragment().charFormat().fontFixedPitch());
     }
 
     void indexesColoursInOrderOfUse()

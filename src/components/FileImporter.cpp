@@ -57,8 +57,9 @@ void FileImporter::showProgress()
     m_progress->setAutoReset(false);
     m_progress->setAutoClose(false);
     m_progress->setMinimumWidth(420);
-    m_progress->setLabelText(QStringLiteral("Looking for files..."));
-    m_progress->setRange(0, 0);
+    m_progress->setLabelText(m_label);
+    m_progress->setRange(0, m_total);
+    m_progress->setValue(m_done);
     connect(m_progress, &QProgressDialog::canceled, this, [this] {
         m_cancelled = true;
         if (m_loop)
@@ -74,6 +75,8 @@ bool FileImporter::Run(const QStringList &paths, ErrObject *err)
 {
     m_imported.clear();
     m_skipped.clear();
+    m_label = QStringLiteral("Looking for files...");
+    m_total = m_done = 0;
     m_cancelled = false;
     m_storeFailure = {};
     FileImport import(m_db, m_gameId);
@@ -91,10 +94,13 @@ bool FileImporter::Run(const QStringList &paths, ErrObject *err)
     for (qsizetype i = 0; i < files.size() && !m_cancelled; ++i) {
         const QString &path = files[i];
         const QString name = QFileInfo(path).fileName();
+        m_label = QStringLiteral("Importing %1 of %2:\n%3").arg(i + 1).arg(files.size()).arg(name);
+        m_total = int(files.size());
+        m_done = int(i);
         if (m_progress) {
-            m_progress->setRange(0, int(files.size()));
-            m_progress->setLabelText(QStringLiteral("Importing %1 of %2:\n%3").arg(i + 1).arg(files.size()).arg(name));
-            m_progress->setValue(int(i));
+            m_progress->setRange(0, m_total);
+            m_progress->setLabelText(m_label);
+            m_progress->setValue(m_done);
         }
         if (import.IsKnown(path)) {
             m_skipped << name + QStringLiteral(": already in this game");

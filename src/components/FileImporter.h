@@ -53,6 +53,10 @@ private:
     QProgressDialog *m_progress = nullptr;
     QEventLoop *m_loop = nullptr;
     bool m_cancelled = false;
+    // What the dialog shows, kept for when it first appears.
+    QString m_label;
+    int m_total = 0;
+    int m_done = 0;
     QVector<FileRow> m_imported;
     QStringList m_skipped;
     ErrObject m_storeFailure;

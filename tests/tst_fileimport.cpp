@@ -1,0 +1,405 @@
+// Files from disk into the library: what each kind of file becomes, the rules for folders and
+// duplicates, the window's import with its progress and summary, and the lkimport tool.
+
+#include "ScriptedPrompts.h"
+#include "TestHome.h"
+#include "components/FileImporter.h"
+#include "data/FileImport.h"
+#include "data/NodeKey.h"
+#include "platform/RtfReader.h"
+#include "platform/TreeView.h"
+#include "tree/ctlTree.h"
+
+#include <QApplication>
+#include <QMimeData>
+#include <QProcess>
+#include <QProgressDialog>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QSqlQuery>
+#include <QStringEncoder>
+#include <QTest>
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QTimer>
+#include <QUrl>
+
+#include <sys/stat.h>
+
+namespace {
+
+const QString faqHeader = QStringLiteral("Star Quest FAQ v1.2\n"
+                                         "+--------+-------+\n"
+                                         "| Level  | Boss  |\n"
+                                         "+--------+-------+\n");
+
+QString write(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+        qWarning() << "cannot write" << path;
+    return path;
+}
+
+QByteArray encoded(const QString &text, const char *encoding)
+{
+    QStringEncoder encoder(encoding);
+    return encoder.encode(text);
+}
+
+QString plainOf(const ImportedFile &file)
+{
+    return RtfReader::PlainText(RtfReader::FromStoredText(file.Row.txt_rtf));
+}
+
+} // namespace
+
+class tst_fileimport final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void encodings_data();
+    void encodings();
+    void otherKinds();
+    void badInput();
+    void foldersAndDuplicates();
+    void dropOnTree();
+    void progressAndCancel();
+    void lkimport();
+};
+
+void tst_fileimport::encodings_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("encoding");
+
+    const QString western = faqHeader + QStringLiteral("Pokémon café — “quoted” naïve façade. Über straße, déjà vu.\n");
+    const QString central = faqHeader + QStringLiteral("Návod k celé hře. Nejdříve musíte najít klíč ve sklepě, potom "
+                                                       "jděte do věže. Příliš žluťoučký kůň úpěl ďábelské ódy.\n");
+    const QString russian =
+        faqHeader + QStringLiteral("Съешь же ещё этих мягких французских булок, да выпей чаю. Прохождение игры.\n");
+    const QString japanese =
+        faqHeader + QStringLiteral("ファイナルファンタジーVII 攻略ガイド。すべてのボスとマテリアを解説します。\n");
+    const QString chinese =
+        faqHeader + QStringLiteral("最终幻想七 攻略指南。本指南涵盖所有首领、所有魔晶石和所有秘密。\n");
+    const QString mixed = faqHeader + QStringLiteral("Ünïcödé ✓ 攻略 \U0001F600\n");
+
+    QTest::newRow("windows1252") << western << encoded(western, "windows-1252") << "windows-1252";
+    QTest::newRow("iso88592") << central << encoded(central, "iso-8859-2") << "iso-8859-2";
+    QTest::newRow("koi8r") << russian << encoded(russian, "koi8-r") << "koi8-r";
+    QTest::newRow("shiftJis") << japanese << encoded(japanese, "Shift_JIS") << "shift_jis";
+    QTest::newRow("gb18030") << chinese << encoded(chinese, "GB18030") << "gb18030";
+    QTest::newRow("utf8") << mixed << mixed.toUtf8() << "utf-8";
+    QTest::newRow("utf8Bom") << mixed << QByteArray("\xEF\xBB\xBF" + mixed.toUtf8()) << "utf-8";
+    QTest::newRow("utf16leBom") << mixed << QByteArray("\xFF\xFE" + encoded(mixed, "UTF-16LE")) << "utf-16le";
+    QTest::newRow("utf16beBom") << mixed << QByteArray("\xFE\xFF" + encoded(mixed, "UTF-16BE")) << "utf-16be";
+    QTest::newRow("utf16leWithoutMark") << western << encoded(western, "UTF-16LE") << "utf-16le";
+    // A DOS end-of-file mark is not text.
+    QTest::newRow("dosEndMark") << western << QByteArray(encoded(western, "windows-1252") + '\x1A') << "windows-1252";
+    // Four bytes the detector takes for a Mac page: too little to trust over Windows-1252.
+    QTest::newRow("tinyMultibyteGuess") << QStringLiteral("\u008dU\u2014\u00aa\n")
+                                        << encoded(QStringLiteral("攻略\n"), "Shift_JIS") << "windows-1252";
+}
+
+void tst_fileimport::encodings()
+{
+    QFETCH(QString, text);
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, encoding);
+    QTemporaryDir dir;
+    // No extension at all: a file that holds text is read as text.
+    const ImportedFile file = FileImport::Convert(write(dir.filePath(QStringLiteral("guide")), bytes));
+    QVERIFY2(file.Skipped.isEmpty(), qPrintable(file.Skipped));
+    QCOMPARE(file.Encoding, encoding);
+    QCOMPARE(plainOf(file), text);
+
+    // Kept in a fixed-pitch font, so that the table's columns line up on any machine.
+    QTextDocument document;
+    RtfReader::Read(RtfReader::FromStoredText(file.Row.txt_rtf), &document);
+    QVERIFY(QTextCursor(&document).charFormat().fontFixedPitch());
+}
+
+void tst_fileimport::otherKinds()
+{
+    QTemporaryDir dir;
+    // A whole RTF file is kept byte for byte; raw 8-bit bytes become the escapes they stand for.
+    const QByteArray rtf = "{\\rtf1\\ansi\\ansicpg1251{\\fonttbl{\\f0 Arial;}}\\f0 \\b \\'cf\\'f0\\'e8\\b0  "
+                           "\xe2\xe5\xf2\\par}\r\n";
+    ImportedFile file = FileImport::Convert(write(dir.filePath(QStringLiteral("Boss Review.RTF")), rtf));
+    QCOMPARE(file.Encoding, QStringLiteral("windows-1251"));
+    QCOMPARE(file.Row.txt_rtf, QString::fromLatin1(QByteArray(rtf).replace("\xe2\xe5\xf2", "\\'e2\\'e5\\'f2")));
+    QCOMPARE(plainOf(file), QStringLiteral("При вет\n"));
+    QCOMPARE(file.Row.desc, QStringLiteral("Boss Review"));
+    QCOMPARE(file.Row.sub_cat, quint8(3));
+
+    // A truncated one keeps what the reader makes of it, as a document of its own.
+    file = FileImport::Convert(write(dir.filePath(QStringLiteral("cut.rtf")), "{\\rtf1 Hello {\\b bold"));
+    QVERIFY(RtfReader::IsWhole(file.Row.txt_rtf.toLatin1()));
+    QCOMPARE(plainOf(file).trimmed(), QStringLiteral("Hello bold"));
+    // A ".rtf" that is not RTF is plain text.
+    file = FileImport::Convert(write(dir.filePath(QStringLiteral("plain.rtf")), "just text\n"));
+    QCOMPARE(plainOf(file), QStringLiteral("just text\n"));
+
+    // A web page: its meta charset, its formatting, and nothing of its scripts or style sheets.
+    const QString html = QStringLiteral("<html><head><meta http-equiv='Content-Type' content='text/html; "
+                                        "charset=windows-1251'><style>body { color: white }</style>"
+                                        "<script>var secret = 1;</script></head><body><h1>Прохождение</h1>"
+                                        "<p>Первый <b>босс</b></p><noscript>Enable scripts</noscript></body></html>");
+    file = FileImport::Convert(write(dir.filePath(QStringLiteral("Latest News.html")), encoded(html, "windows-1251")));
+    QCOMPARE(file.Encoding, QStringLiteral("windows-1251"));
+    QCOMPARE(plainOf(file), QStringLiteral("Прохождение\nПервый босс"));
+    QVERIFY(file.Row.txt_rtf.contains(QLatin1String("\\b")));
+    QVERIFY(!file.Row.txt_rtf.contains(QLatin1String("colortbl")));
+    QCOMPARE(file.Row.sub_cat, quint8(5));
+    // Without a meta tag the page's bytes are detected like any text.
+    file = FileImport::Convert(write(dir.filePath(QStringLiteral("p.htm")), "<p>caf\xe9 cr\xe8me br\xfbl\xe9\x65</p>"));
+    QCOMPARE(file.Encoding, QStringLiteral("windows-1252"));
+    QCOMPARE(plainOf(file), QStringLiteral("café crème brûlée"));
+
+    // The name decides the sub-category; "preview" is no review.
+    QCOMPARE(FileImport::SubCategoryFor(QStringLiteral("GameShark CODES")), quint8(2));
+    QCOMPARE(FileImport::SubCategoryFor(QStringLiteral("hints and tips")), quint8(2));
+    QCOMPARE(FileImport::SubCategoryFor(QStringLiteral("E3 Preview")), quint8(4));
+    QCOMPARE(FileImport::SubCategoryFor(QStringLiteral("walkthrough")), quint8(1));
+}
+
+void tst_fileimport::badInput()
+{
+    QTemporaryDir dir;
+    const auto skipped = [&](const QString &name, const QByteArray &bytes) {
+        return FileImport::Convert(write(dir.filePath(name), bytes)).Skipped;
+    };
+    QCOMPARE(
+        skipped(QStringLiteral("cover.png"), QByteArray("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16) + QByteArray(64, 'x')),
+        QStringLiteral("not a text file"));
+    QCOMPARE(skipped(QStringLiteral("setup.txt"), QByteArray("MZ\x90\0\3\0\0\0", 8).repeated(50)),
+             QStringLiteral("not a text file"));
+    QCOMPARE(skipped(QStringLiteral("manual.pdf"), "%PDF-1.4\n%\xe2\xe3\xcf\xd3\n1 0 obj"),
+             QStringLiteral("not a text file"));
+    QCOMPARE(skipped(QStringLiteral("empty.txt"), {}), QStringLiteral("empty file"));
+    QCOMPARE(skipped(QStringLiteral("blank.txt"), " \r\n\t\r\n"), QStringLiteral("holds no text"));
+    QCOMPARE(skipped(QStringLiteral("empty.html"), "<html><script>x()</script></html>"),
+             QStringLiteral("holds no text"));
+
+    // Over the limit is refused before it is read (the file is sparse, so this is quick).
+    QFile huge(dir.filePath(QStringLiteral("huge.txt")));
+    QVERIFY(huge.open(QIODevice::WriteOnly) && huge.resize(FileImport::MaxFileSize + 1));
+    huge.close();
+    QCOMPARE(FileImport::Convert(huge.fileName()).Skipped, QStringLiteral("larger than 64 MB"));
+
+    // A pipe would never end; a missing file is said to be missing.
+    const QString fifo = dir.filePath(QStringLiteral("pipe"));
+    QCOMPARE(mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    QCOMPARE(FileImport::Convert(fifo).Skipped, QStringLiteral("not a regular file"));
+    QCOMPARE(FileImport::Convert(dir.filePath(QStringLiteral("gone.txt"))).Skipped, QStringLiteral("not found"));
+}
+
+void tst_fileimport::foldersAndDuplicates()
+{
+    TestHome home;
+    const qint32 game = home.addGame(18, 1, QStringLiteral("Star Quest"));
+    QTemporaryDir dir;
+    QDir root(dir.path());
+    QVERIFY(root.mkpath(QStringLiteral("faqs/part 2")) && root.mkpath(QStringLiteral("faqs/.hidden")) &&
+            root.mkpath(QStringLiteral("faqs/page_files")));
+    for (const char *name : {"faqs/Guide 10.txt", "faqs/Guide 9.txt", "faqs/part 2/Maps.txt", "faqs/.notes.txt",
+                             "faqs/.hidden/x.txt", "faqs/page.html", "faqs/page_files/style.txt"})
+        write(dir.filePath(QLatin1String(name)), "text\n");
+
+    // Files before sub-folders, numbers by value; hidden entries and a saved page's resources stay out.
+    const QString faqs = dir.filePath(QStringLiteral("faqs"));
+    const QStringList files =
+        FileImport::Collect({faqs + QStringLiteral("/"), dir.filePath(QStringLiteral("nothing"))});
+    QCOMPARE(files, (QStringList{faqs + QStringLiteral("/Guide 9.txt"), faqs + QStringLiteral("/Guide 10.txt"),
+                                 faqs + QStringLiteral("/page.html"), faqs + QStringLiteral("/part 2/Maps.txt"),
+                                 dir.filePath(QStringLiteral("nothing"))}));
+
+    // A file whose path is already a source of the game is known; one of another game is not.
+    const qint32 other = home.addGame(18, 1, QStringLiteral("Other"));
+    QSqlQuery(QStringLiteral("UPDATE file SET src = '%1' WHERE auto_id = %2")
+                  .arg(files[0])
+                  .arg(home.addFile(other, 1, QStringLiteral("Elsewhere"))),
+              home.db());
+    FileImport import(home.db(), game);
+    ErrObject err;
+    QVERIFY(import.Begin(&err));
+    QVERIFY(!import.IsKnown(files[0]));
+    ImportedFile file = FileImport::Convert(files[0]);
+    QVERIFY(import.Store(&file, &err));
+    QVERIFY(import.IsKnown(files[0]));
+    QCOMPARE(home.count(QStringLiteral("SELECT game_id FROM file WHERE auto_id = %1").arg(file.Row.auto_id)), game);
+    FileImport again(home.db(), game);
+    QVERIFY(again.Begin(&err) && again.IsKnown(files[0]));
+
+    // A game that is gone takes nothing.
+    FileImport gone(home.db(), 9999);
+    QVERIFY(!gone.Begin(&err));
+    QCOMPARE(err.Number, ErrNumber::NoCurrentRecord);
+}
+
+void tst_fileimport::dropOnTree()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    const qint32 star = home.addGame(18, 1, QStringLiteral("Star Quest"));
+    home.addFile(star, 1, QStringLiteral("Old"));
+    QTemporaryDir dir;
+    const QString cheats = write(dir.filePath(QStringLiteral("Cheats.txt")), encoded(faqHeader, "windows-1252"));
+    const QString picture = write(dir.filePath(QStringLiteral("box.gif")), QByteArray("GIF89a\1\0\1\0\0\0\0", 13));
+
+    ctlTree tree;
+    tree.setStore(&home.store());
+    tree.resize(300, 500);
+    tree.show();
+    tree.LoadTree();
+    auto *view = tree.findChild<TreeView *>(QStringLiteral("tvwFiles"));
+    const QString key = NodeKey::Game(star, 1, 18);
+    view->EnsureVisible(view->Node(key));
+    const QPoint pos = view->visualItemRect(view->Node(key)).center();
+    QSignalSpy added(&tree, &ctlTree::AddToView);
+
+    // A file manager's drag: the game is highlighted, the source is let go, the import follows.
+    const auto drop = [&](const QStringList &paths) {
+        QMimeData data;
+        QList<QUrl> urls;
+        for (const QString &path : paths)
+            urls << QUrl::fromLocalFile(path);
+        data.setUrls(urls);
+        QDragEnterEvent enter(pos, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
+        QApplication::sendEvent(view->viewport(), &enter);
+        QCOMPARE(view->DropHighlight(), view->Node(key));
+        QDropEvent event(pos, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
+        QApplication::sendEvent(view->viewport(), &event);
+        QCOMPARE(event.dropAction(), Qt::IgnoreAction);
+        QCoreApplication::sendPostedEvents();
+    };
+    // One file that goes in says nothing: it shows in the list.
+    drop({cheats});
+    QCOMPARE(added.size(), 1);
+    const QList<QVariant> args = added.takeFirst();
+    QCOMPARE(args.at(1).toString(), QStringLiteral("Cheats"));
+    QCOMPARE(args.at(2).toString(), cheats);
+    QCOMPARE(args.at(3).toUInt(), 2u);
+    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(star)), 2);
+    QVERIFY(view->Node(key)->Text().endsWith(QStringLiteral("(2)")));
+    QVERIFY(!view->DropHighlight());
+
+    // Again with a picture: one summary names what was left out and why.
+    prompts.answerMsgBox(MsgResult::OK);
+    drop({cheats, picture});
+    QVERIFY(added.isEmpty());
+    QCOMPARE(prompts.last().text, QStringLiteral("0 files imported, 2 skipped:\n\nCheats.txt: already in this game\n"
+                                                 "box.gif: not a text file"));
+    QCOMPARE(prompts.last().icon, MsgIcon::Exclamation);
+}
+
+void tst_fileimport::progressAndCancel()
+{
+    TestHome home;
+    const qint32 game = home.addGame(18, 1, QStringLiteral("Star Quest"));
+    QTemporaryDir dir;
+    // A page of a hundred thousand paragraphs takes long enough for the dialog to show while it is at hand.
+    const QByteArray page = QByteArray("<p>The boss of level 7 is weak to <b>fire</b>.</p>\n").repeated(100000);
+    write(dir.filePath(QStringLiteral("a big guide.html")), page);
+    for (int i = 0; i < 5; ++i)
+        write(dir.filePath(QStringLiteral("small %1.txt").arg(i)), "small\n");
+
+    QWidget window;
+    window.show();
+    FileImporter importer(&window, home.db(), game);
+    QString label;
+    int ticks = 0;
+    QTimer poll;
+    // The window goes on handling events; the dialog names the file and cancels at once.
+    connect(&poll, &QTimer::timeout, [&] {
+        ++ticks;
+        if (auto *progress = window.findChild<QProgressDialog *>(); progress && progress->isVisible()) {
+            label = progress->labelText();
+            progress->findChild<QPushButton *>()->click();
+        }
+    });
+    poll.start(20);
+    ErrObject err;
+    QVERIFY(importer.Run({dir.path()}, &err));
+    poll.stop();
+    QVERIFY(ticks > 10);
+    QCOMPARE(label, QStringLiteral("Importing 1 of 6:\na big guide.html"));
+    QVERIFY(importer.Cancelled());
+    QVERIFY(importer.Imported().isEmpty());
+    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file")), 0);
+    QCOMPARE(importer.Summary(), QStringLiteral("The import was cancelled.\n\n0 files imported."));
+
+    // Uncancelled, every file goes in, each whole, in order.
+    FileImporter all(&window, home.db(), game);
+    QVERIFY(all.Run({dir.path()}, &err));
+    QCOMPARE(all.Imported().size(), 6);
+    QCOMPARE(all.Imported().constFirst().desc, QStringLiteral("a big guide"));
+    QCOMPARE(all.Summary(), QStringLiteral("6 files imported."));
+    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(game)), 6);
+}
+
+void tst_fileimport::lkimport()
+{
+    TestHome home;
+    const qint32 game = home.addGame(18, 1, QStringLiteral("Star Quest"));
+    QTemporaryDir dir;
+    const QString sjis =
+        write(dir.filePath(QStringLiteral("jp.txt")),
+              encoded(faqHeader + QStringLiteral("攻略ガイド。すべてのボスとマテリアを解説します。\n"), "Shift_JIS"));
+    const QString empty = write(dir.filePath(QStringLiteral("empty.txt")), {});
+    const auto run = [&](const QStringList &args, QString *out, QString *err) {
+        QProcess tool;
+        tool.start(QStringLiteral(LKIMPORT_EXE), args);
+        tool.waitForFinished(60000);
+        *out = QString::fromUtf8(tool.readAllStandardOutput());
+        // Qt's own notes about the environment are not the tool's.
+        const QStringList lines = QString::fromUtf8(tool.readAllStandardError()).split(QLatin1Char('\n'));
+        *err = lines.filter(QStringLiteral("lkimport:")).join(QLatin1Char('\n'));
+        return tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1;
+    };
+    const QStringList base = {QStringLiteral("--store"), home.storePath(), QStringLiteral("--game"),
+                              QString::number(game)};
+    QString out, err;
+
+    // One line per committed file; the empty one is left out with its reason, and that fails the run.
+    QCOMPARE(run(base + QStringList{sjis, empty}, &out, &err), 1);
+    const int id = home.count(QStringLiteral("SELECT max(auto_id) FROM file"));
+    QCOMPARE(out, QStringLiteral("%1\t%2\tshift_jis\n").arg(sjis).arg(id));
+    QCOMPARE(err, QStringLiteral("lkimport: %1: empty file").arg(empty));
+    // Already there is no failure; --subcat overrides what the name says.
+    const QString news = write(dir.filePath(QStringLiteral("news.txt")), "Sequel announced\n");
+    QCOMPARE(run(base + QStringList{QStringLiteral("--subcat"), QStringLiteral("6"), sjis, news}, &out, &err), 0);
+    QCOMPARE(out, QStringLiteral("%1\t%2\tutf-8\n").arg(news).arg(id + 1));
+    QCOMPARE(err, QStringLiteral("lkimport: %1: already in this game").arg(sjis));
+
+    // Stores and games it cannot use: exit 2, the program's own words, nothing written.
+    const int files = home.count(QStringLiteral("SELECT count(*) FROM file"));
+    QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("locker"));
+    other.setDatabaseName(home.storePath());
+    {
+        QSqlQuery lock((other.open(), other));
+        QVERIFY(lock.exec(QStringLiteral("BEGIN IMMEDIATE")));
+        QCOMPARE(run(base + QStringList{dir.path()}, &out, &err), 2);
+        QVERIFY2(err.contains(QStringLiteral("is locked by another program")), qPrintable(err));
+        QVERIFY(lock.exec(QStringLiteral("ROLLBACK")));
+    }
+    other.close();
+    other = QSqlDatabase();
+    QSqlDatabase::removeDatabase(QStringLiteral("locker"));
+    QCOMPARE(run({QStringLiteral("--store"), home.storePath(), QStringLiteral("--game"), QStringLiteral("777"), sjis},
+                 &out, &err),
+             2);
+    QCOMPARE(err, QStringLiteral("lkimport: the store \"%1\" has no game with id 777").arg(home.storePath()));
+    QCOMPARE(run({QStringLiteral("--store"), sjis, QStringLiteral("--game"), QString::number(game), sjis}, &out, &err),
+             2);
+    QVERIFY2(err.contains(QStringLiteral("not a Lorekeep store")), qPrintable(err));
+    QCOMPARE(run({QStringLiteral("--store"), home.storePath(), sjis}, &out, &err), 2);
+    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file")), files);
+    QCOMPARE(home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id)), 1);
+    QCOMPARE(home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id + 1)), 6);
+}
+
+QTEST_MAIN(tst_fileimport)
+#include "tst_fileimport.moc"
