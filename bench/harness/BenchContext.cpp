@@ -18,14 +18,15 @@ bool BenchContext::openStore(modADO *store) const
 }
 
 bool BenchContext::compare(const QString &name, const std::function<bool()> &ours,
-                           const std::function<bool()> &baseline, const std::function<void()> &tidyOurs) const
+                           const std::function<bool()> &baseline, const std::function<void()> &tidyOurs,
+                           const std::function<void()> &tidyBaseline) const
 {
     const std::optional<double> oursMs = BenchTimer::medianMs(ours, m_runs, tidyOurs);
     if (!oursMs) {
         note(name + QStringLiteral(": our operation failed; not measured."));
         return false;
     }
-    const std::optional<double> baselineMs = BenchTimer::medianMs(baseline, m_runs);
+    const std::optional<double> baselineMs = BenchTimer::medianMs(baseline, m_runs, tidyBaseline);
     if (!baselineMs) {
         note(name + QStringLiteral(": the baseline failed; not measured."));
         return false;

@@ -21,9 +21,9 @@ public:
     bool openStore(modADO *store) const;
     // Times `ours`, then `baseline`, and prints the line "suite/name ...". False, with a note on
     // standard error, when either returns false: nothing was measured then. `tidyOurs` runs untimed
-    // after each call of `ours`.
+    // after each call of `ours`, `tidyBaseline` after each call of `baseline`.
     bool compare(const QString &name, const std::function<bool()> &ours, const std::function<bool()> &baseline,
-                 const std::function<void()> &tidyOurs = {}) const;
+                 const std::function<void()> &tidyOurs = {}, const std::function<void()> &tidyBaseline = {}) const;
     // A note on standard error, prefixed with the program and the suite.
     void note(const QString &text) const;
 
