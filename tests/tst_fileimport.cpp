@@ -19,6 +19,7 @@
 #include <QSqlQuery>
 #include <QStringEncoder>
 #include <QTest>
+#include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
 #include <QTimer>
@@ -151,6 +152,11 @@ void tst_fileimport::otherKinds()
     QCOMPARE(file.Encoding, QStringLiteral("windows-1251"));
     QCOMPARE(plainOf(file), QStringLiteral("Прохождение\nПервый босс"));
     QVERIFY(file.Row.txt_rtf.contains(QLatin1String("\\b")));
+    // The heading keeps its size: twice the text's, as a browser shows an <h1>.
+    QTextDocument page;
+    RtfReader::Read(RtfReader::FromStoredText(file.Row.txt_rtf), &page);
+    QCOMPARE(page.firstBlock().begin().fragment().charFormat().fontPointSize(),
+             2 * page.lastBlock().begin().fragment().charFormat().fontPointSize());
     QVERIFY(!file.Row.txt_rtf.contains(QLatin1String("colortbl")));
     QCOMPARE(file.Row.sub_cat, quint8(5));
     // Without a meta tag the page's bytes are detected like any text.

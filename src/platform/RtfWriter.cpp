@@ -93,6 +93,14 @@ private:
         return pixels > 0 ? std::max(1, qRound(pixels * 1.5)) : 24;
     }
 
+    // Web pages size headings and <small>/<big> relative to the document's font, as HTML's seven
+    // font sizes do; Qt scales them by these factors.
+    int adjustedHalfPoints(int adjustment) const
+    {
+        static constexpr qreal factors[] = {0.7, 0.8, 1.0, 1.2, 1.5, 2.0, 2.4};
+        return std::max(1, qRound(m_defaultHalfPoints * factors[std::clamp(adjustment + 2, 0, 6)]));
+    }
+
     int fontIndex(const QString &family)
     {
         const auto found = m_fontIndex.constFind(family);
@@ -132,6 +140,8 @@ private:
             state.halfPoints = halfPointsOf(format.fontPointSize(), 0);
         else if (format.hasProperty(QTextFormat::FontPixelSize))
             state.halfPoints = halfPointsOf(0, format.intProperty(QTextFormat::FontPixelSize));
+        else if (format.hasProperty(QTextFormat::FontSizeAdjustment))
+            state.halfPoints = adjustedHalfPoints(format.intProperty(QTextFormat::FontSizeAdjustment));
         else
             state.halfPoints = m_defaultHalfPoints;
 
