@@ -10,8 +10,6 @@
 #include <QTimer>
 #include <QtConcurrent/QtConcurrentRun>
 
-#include <memory>
-
 namespace {
 
 // Shorter work than this shows no dialog at all: it would only flash.

@@ -36,8 +36,8 @@ public:
     // "name: reason" for every file left out.
     const QStringList &Skipped() const { return m_skipped; }
     bool Cancelled() const { return m_cancelled; }
-    // Set when the store refused a file in a way that would refuse the rest too (locked, read-only,
-    // full); the import stopped there.
+    // Why the store refused a file, when it did (locked, read-only, full); the import stopped there,
+    // since the files after it would have fared no better.
     const ErrObject &StoreFailure() const { return m_storeFailure; }
     // "37 files imported, 2 skipped:" and the files left out, one per line.
     QString Summary() const;

@@ -56,14 +56,19 @@ void setUp(QFileDialog &dialog, const FileDialogOptions &options)
         dialog.setDefaultSuffix(options.DefaultExt);
 }
 
-std::optional<QString> runFileDialog(QFileDialog &dialog)
+std::optional<QStringList> runFileDialog(QFileDialog &dialog)
 {
     QGuiApplication::setOverrideCursor(Qt::ArrowCursor);
     const bool accepted = dialog.exec() == QDialog::Accepted && !dialog.selectedFiles().isEmpty();
     QGuiApplication::restoreOverrideCursor();
     if (!accepted)
         return std::nullopt;
-    return dialog.selectedFiles().constFirst();
+    return dialog.selectedFiles();
+}
+
+std::optional<QString> firstOf(const std::optional<QStringList> &paths)
+{
+    return paths ? std::optional<QString>(paths->constFirst()) : std::nullopt;
 }
 
 } // namespace
@@ -108,7 +113,7 @@ std::optional<QString> QtPrompts::GetOpenFileName(const FileDialogOptions &optio
     dialog.setAcceptMode(QFileDialog::AcceptOpen);
     dialog.setFileMode(QFileDialog::ExistingFile);
     setUp(dialog, options);
-    return runFileDialog(dialog);
+    return firstOf(runFileDialog(dialog));
 }
 
 std::optional<QString> QtPrompts::GetSaveFileName(const FileDialogOptions &options)
@@ -119,7 +124,7 @@ std::optional<QString> QtPrompts::GetSaveFileName(const FileDialogOptions &optio
     // The callers ask their own "already exists" question where the program needs one.
     dialog.setOption(QFileDialog::DontConfirmOverwrite);
     setUp(dialog, options);
-    return runFileDialog(dialog);
+    return firstOf(runFileDialog(dialog));
 }
 
 std::optional<QStringList> QtPrompts::GetOpenFileNames(const FileDialogOptions &options)
@@ -128,12 +133,7 @@ std::optional<QStringList> QtPrompts::GetOpenFileNames(const FileDialogOptions &
     dialog.setAcceptMode(QFileDialog::AcceptOpen);
     dialog.setFileMode(QFileDialog::ExistingFiles);
     setUp(dialog, options);
-    QGuiApplication::setOverrideCursor(Qt::ArrowCursor);
-    const bool accepted = dialog.exec() == QDialog::Accepted && !dialog.selectedFiles().isEmpty();
-    QGuiApplication::restoreOverrideCursor();
-    if (!accepted)
-        return std::nullopt;
-    return dialog.selectedFiles();
+    return runFileDialog(dialog);
 }
 
 std::optional<QString> QtPrompts::GetFolder(const FileDialogOptions &options)
@@ -142,10 +142,8 @@ std::optional<QString> QtPrompts::GetFolder(const FileDialogOptions &options)
     dialog.setAcceptMode(QFileDialog::AcceptOpen);
     dialog.setFileMode(QFileDialog::Directory);
     dialog.setOption(QFileDialog::ShowDirsOnly);
-    dialog.setWindowTitle(options.Title);
-    if (!options.InitDir.isEmpty())
-        dialog.setDirectory(options.InitDir);
-    return runFileDialog(dialog);
+    setUp(dialog, options);
+    return firstOf(runFileDialog(dialog));
 }
 
 void QtPrompts::Beep()
