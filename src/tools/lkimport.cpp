@@ -20,6 +20,14 @@ void complain(const QString &text)
     std::fprintf(stderr, "lkimport: %s\n", qPrintable(text));
 }
 
+// Standard error carries one line per file left out, which scripts count; Qt's notes about the
+// environment (no runtime folder, no display) would be lines of their own, so only its errors pass.
+void qtMessages(QtMsgType type, const QMessageLogContext &, const QString &text)
+{
+    if (type == QtCriticalMsg || type == QtFatalMsg)
+        complain(text);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -27,6 +35,7 @@ int main(int argc, char *argv[])
     // Web pages become documents, which need a GUI application for fonts; no window is ever shown.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    qInstallMessageHandler(qtMessages);
     QGuiApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("lkimport"));
     QGuiApplication::setApplicationVersion(QStringLiteral(LOREKEEP_VERSION_STRING));
