@@ -38,9 +38,9 @@ bool runAll(QSqlDatabase &db, const QStringList &statements, QSqlError *error)
 
 } // namespace
 
-QStringList Schema::Statements()
+QStringList Schema::Statements(const QString &resource)
 {
-    QFile file(QStringLiteral(":/bundle/schema.sql"));
+    QFile file(resource);
     if (!file.open(QIODevice::ReadOnly))
         return {};
     QStringList statements;
@@ -72,7 +72,8 @@ bool Schema::CreateStore(const QString &path, ErrObject *err)
             QStringLiteral("Cannot create the store \"%1\": its folder is missing or cannot be written.").arg(path)};
         return false;
     }
-    const QStringList statements = Statements();
+    // A new store has its search index from the start.
+    const QStringList statements = Statements() + Statements(QStringLiteral(":/bundle/findindex.sql"));
     if (statements.isEmpty()) {
         *err = {ErrNumber::FileNotFound, QStringLiteral("The bundled store schema is missing from the program.")};
         return false;

@@ -11,8 +11,8 @@
 class Schema final
 {
 public:
-    // The statements of the bundled schema, in order.
-    static QStringList Statements();
+    // The statements of a bundled SQL file (the schema unless told), in order.
+    static QStringList Statements(const QString &resource = QStringLiteral(":/bundle/schema.sql"));
 
     // Builds an empty store at `path`. The file appears whole or not at all; an existing file is
     // never touched.

@@ -1,15 +1,19 @@
 #include "modADO.h"
 
+#include "FindIndex.h"
 #include "Schema.h"
 #include "StoreError.h"
 #include "base/ErrorLog.h"
 
 #include <QFileInfo>
+#include <QLoggingCategory>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QUrl>
 
 #include <utility>
+
+Q_DECLARE_LOGGING_CATEGORY(lcStore)
 
 namespace {
 
@@ -83,6 +87,11 @@ bool modADO::Open(const QString &path, ErrObject *err)
             *err = StoreError::fromSql(db.lastError(), path);
         else
             ok = Schema::Verify(db, path, err);
+        // An older store gets its search index here, queued to be filled; a store that cannot
+        // take it (read-only) is still opened, and Find reads every row instead.
+        ErrObject indexErr;
+        if (ok && !FindIndex::Ensure(db, &indexErr))
+            qCWarning(lcStore) << "no search index:" << indexErr.Description;
         if (!ok)
             db.close();
     }

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "FileTable.h"
+#include "platform/ErrObject.h"
+
+#include <QSqlDatabase>
+#include <QString>
+#include <QVector>
+
+// What Find looks for: a phrase, in some fields of the files that meet the criteria.
+struct FindRequest
+{
+    // Searched as it stands: case counts, and nothing in it is a wildcard.
+    QString Phrase;
+    bool Desc = true;
+    bool Src = true;
+    // The text as the reader shows it, not the stored markup.
+    bool Text = false;
+    FileCriteria Criteria;
+};
+
+// A file Find found, with what the results list shows of it.
+struct FindHit
+{
+    qint32 FileId = 0;
+    qint32 GameId = 0;
+    quint8 SubCat = 0;
+    QString Desc;
+    QString GameName;
+    quint8 PlatformId = 0;
+    quint8 GenreId = 0;
+};
+
+// Find's search: a file is a hit when its chosen fields, joined by one blank in the order
+// description, source, text, contain the phrase character for character. The answer is that of a
+// scan of every row by this rule, whatever the index does to get there faster.
+class FileSearch final
+{
+public:
+    // How many files meet the criteria, the phrase aside.
+    static bool CountRows(const QSqlDatabase &db, const FileCriteria &criteria, qint64 *count, ErrObject *err);
+    // The hits in ascending order of file id, through the search index (brought up to date first).
+    // A request with no field chosen finds nothing. An index that fails is rebuilt, which
+    // `indexRepaired` reports, and that search scans instead.
+    static bool Find(const QSqlDatabase &db, const FindRequest &request, QVector<FindHit> *hits, ErrObject *err,
+                     bool *indexRepaired = nullptr);
+    // The same answer by reading every row that meets the criteria: the rule itself, for a store
+    // without an index and for checking the index against.
+    static bool Scan(const QSqlDatabase &db, const FindRequest &request, QVector<FindHit> *hits, ErrObject *err);
+    // The text a file is searched in for `request`'s fields: what the rule above joins.
+    static QString SearchedText(const FindRequest &request, const FileRow &row);
+};

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "platform/ErrObject.h"
+
+#include <QSqlDatabase>
+
+// The search index: the plain text of every file (with its description and source) in an FTS5
+// table with the trigram tokenizer, case-sensitive, so that Find reads a few rows instead of all.
+// Triggers in the store queue every added or changed file (whoever changes it, the sqlite3 shell
+// included) and drop deleted ones; Update brings the queued files in, since their plain text is the
+// RTF reader's to make. The store's user_version is 2 once it has the index.
+class FindIndex final
+{
+public:
+    static constexpr int SchemaVersion = 2;
+
+    // Adds the index to a store that lacks it, every file queued; nothing when it is there.
+    static bool Ensure(const QSqlDatabase &db, ErrObject *err);
+    // Whether the store has the index.
+    static bool Available(const QSqlDatabase &db);
+    // How many files wait to be indexed.
+    static bool Pending(const QSqlDatabase &db, qint64 *count, ErrObject *err);
+    // Indexes up to `maxFiles` queued files (all when negative), each batch in one transaction;
+    // `done` receives how many were indexed.
+    static bool Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, ErrObject *err);
+    // Empties the index and queues every file again, or makes it anew when it is broken.
+    static bool Rebuild(const QSqlDatabase &db, ErrObject *err);
+};
