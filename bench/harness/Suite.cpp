@@ -9,6 +9,7 @@ int runFilesSuite(const BenchContext &context);
 int runDetailsSuite(const BenchContext &context);
 int runStartupSuite(const BenchContext &context);
 int runImportSuite(const BenchContext &context);
+int runFindSuite(const BenchContext &context);
 
 namespace {
 
@@ -30,6 +31,10 @@ const Suite suites[] = {
      "importing a thousand 4 KB text files with lkimport's routine, against inserting the same texts, already "
      "converted, with bare SQL; both one transaction per file, in a copy of the store",
      runImportSuite},
+    {"find",
+     "Find Files through the search index against the plain scan by the same rule, each listed in Search "
+     "Results: a rare phrase, a common one, and building the whole index (against one scan)",
+     runFindSuite},
 };
 
 } // namespace

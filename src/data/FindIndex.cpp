@@ -35,9 +35,12 @@ struct Queued
 
 bool FindIndex::Available(const QSqlDatabase &db)
 {
+    // All five parts: without a trigger the index would fall behind unnoticed.
     QSqlQuery query(db);
-    return query.exec(QStringLiteral("SELECT 1 FROM sqlite_master WHERE name = 'find_text'")) && query.next() &&
-           query.exec(QStringLiteral("SELECT 1 FROM sqlite_master WHERE name = 'find_pending'")) && query.next();
+    return query.exec(QStringLiteral("SELECT count(*) FROM sqlite_master WHERE name IN ('find_text', "
+                                     "'find_pending', 'find_file_insert', 'find_file_update', "
+                                     "'find_file_delete')")) &&
+           query.next() && query.value(0).toInt() == 5;
 }
 
 bool FindIndex::Ensure(const QSqlDatabase &db, ErrObject *err)

@@ -6,6 +6,7 @@
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
 #include "browser/frmFavorite.h"
+#include "components/FindIndexBuilder.h"
 #include "components/PlatformMaintenance.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
@@ -38,6 +39,11 @@ void frmMain::connectPanes()
     connect(m_ctlDetails, &ctlDetails::FavoritesLoaded, this,
             [this] { m_ctlTree->setSearch_Text(QStringLiteral("Loading Bookmarks...")); });
     connect(m_ctlDetails, &ctlDetails::BookmarksLoaded, m_ctlTree, &ctlTree::FinishLoad);
+    // Once everything shows, files that wait for the search index (all of an older store's, or
+    // those changed by another program) are indexed, so that the first search is quick.
+    connect(
+        m_ctlDetails, &ctlDetails::BookmarksLoaded, this,
+        [this] { FindIndexBuilder::Build(this, modADO::instance().Connection()); }, Qt::QueuedConnection);
     connect(m_ctlDetails, &ctlDetails::BookmarkSelect, this,
             [this](const QString &strKey) { OpenListItem(strKey, Opening::Bookmark); });
     connect(m_ctlDetails, &ctlDetails::SearchSelect, this,

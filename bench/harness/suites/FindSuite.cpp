@@ -1,0 +1,151 @@
+// Suite "find": Find Files through the search index against the plain scan by the same rule (every
+// row read, its text made plain and searched), both listed in the details pane's Search Results as
+// the dialog lists them. Runs on a copy of the store beside it, which gets the index built first.
+
+#include "BenchContext.h"
+#include "data/FileSearch.h"
+#include "data/FindIndex.h"
+#include "data/NodeKey.h"
+#include "data/modADO.h"
+#include "data/modNames.h"
+#include "details/ctlDetails.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QRandomGenerator>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+
+namespace {
+
+using Search = bool (*)(const QSqlDatabase &, const FindRequest &, QVector<FindHit> *, ErrObject *);
+
+bool indexedSearch(const QSqlDatabase &db, const FindRequest &request, QVector<FindHit> *hits, ErrObject *err)
+{
+    return FileSearch::Find(db, request, hits, err);
+}
+
+// From the button to the results listed: the search, then one row per hit in Search Results.
+bool searchAndList(Search search, const QSqlDatabase &db, const FindRequest &request, ctlDetails *details,
+                   qint64 expected)
+{
+    QVector<FindHit> hits;
+    ErrObject err;
+    if (!search(db, request, &hits, &err))
+        return false;
+    details->ClearSearch();
+    details->SelectTab(3);
+    for (const FindHit &hit : std::as_const(hits))
+        details->AddSearch(hit.FileId, modNames::GetPlatformName(hit.PlatformId), hit.GameName, hit.SubCat, hit.Desc,
+                           NodeKey::Game(hit.GameId, hit.GenreId, hit.PlatformId), QStringLiteral("File"));
+    details->SearchTitle(QString::number(hits.size()) + QStringLiteral(" items found."));
+    return hits.size() == expected;
+}
+
+qint64 hitCount(const QSqlDatabase &db, const FindRequest &request)
+{
+    QVector<FindHit> hits;
+    ErrObject err;
+    return FileSearch::Find(db, request, &hits, &err) ? hits.size() : -1;
+}
+
+// A phrase taken from a stored text that fewer than one file in a hundred holds.
+QString rarePhrase(const QSqlDatabase &db, qint64 files, FindRequest request)
+{
+    QRandomGenerator random(20);
+    for (int attempt = 0; attempt < 200; ++attempt) {
+        QSqlQuery query(db);
+        const qint64 id = 1 + qint64(random.bounded(quint32(files)));
+        if (!query.exec(QStringLiteral("SELECT body FROM find_text WHERE rowid = ") + QString::number(id)) ||
+            !query.next())
+            continue;
+        const QString body = query.value(0).toString();
+        if (body.size() < 40)
+            continue;
+        request.Phrase = body.mid(int(random.bounded(int(body.size() - 20))), 12).trimmed();
+        if (request.Phrase.size() < 8 || request.Phrase.contains(QLatin1Char('\n')) ||
+            request.Phrase.contains(QLatin1Char('\t')))
+            continue;
+        const qint64 hits = hitCount(db, request);
+        if (hits > 0 && hits * 100 < files)
+            return request.Phrase;
+    }
+    return {};
+}
+
+} // namespace
+
+int runFindSuite(const BenchContext &context)
+{
+    const QFileInfo original(context.storePath());
+    QTemporaryDir work(original.absolutePath() + QStringLiteral("/lorekeep-bench-find-XXXXXX"));
+    const QString copy = work.filePath(QStringLiteral("copy.lkb"));
+    if (!work.isValid() || !QFile::copy(original.absoluteFilePath(), copy)) {
+        context.note(QStringLiteral("cannot copy the store beside itself; not measured."));
+        return 1;
+    }
+    modADO store(QStringLiteral("bench-find"));
+    ErrObject err;
+    if (!store.Open(copy, &err)) {
+        context.note(err.Description);
+        return 1;
+    }
+    const QSqlDatabase db = store.Connection();
+    qint64 files = 0;
+    if (!FileSearch::CountRows(db, {}, &files, &err) || files == 0) {
+        context.note(QStringLiteral("the store has no files; not measured."));
+        return 1;
+    }
+
+    FindRequest everything;
+    everything.Text = true;
+    everything.Phrase = QStringLiteral("the");
+    bool measured = true;
+
+    // Building the whole index, once, against one plain scan of the store.
+    {
+        const qint64 before = QFileInfo(copy).size();
+        const BenchContext once(context.suite(), context.storePath(), 1);
+        const auto build = [&] {
+            return FindIndex::Rebuild(db, &err) && FindIndex::Update(db, -1, nullptr, &err);
+        };
+        QVector<FindHit> scanned;
+        const auto scan = [&] {
+            return FileSearch::Scan(db, everything, &scanned, &err);
+        };
+        measured = once.compare(QStringLiteral("index-build"), build, scan) && measured;
+        context.note(QStringLiteral("index-build: %1 files; the store went from %2 MB without the index to %3 MB")
+                         .arg(files)
+                         .arg(before / 1048576)
+                         .arg(QFileInfo(copy).size() / 1048576));
+    }
+
+    ctlDetails details;
+    details.resize(900, 300);
+    const auto line = [&](const char *name, const FindRequest &request) {
+        const qint64 expected = hitCount(db, request);
+        context.note(QStringLiteral("%1: \"%2\" in %3 of %4 files")
+                         .arg(QLatin1String(name), request.Phrase)
+                         .arg(expected)
+                         .arg(files));
+        return context.compare(
+            QLatin1String(name), [&] { return searchAndList(indexedSearch, db, request, &details, expected); },
+            [&] { return searchAndList(FileSearch::Scan, db, request, &details, expected); });
+    };
+    FindRequest rare = everything;
+    rare.Phrase = rarePhrase(db, files, everything);
+    if (rare.Phrase.isEmpty()) {
+        context.note(QStringLiteral("rare: no phrase found in under 1% of the files; not measured."));
+        measured = false;
+    } else {
+        measured = line("rare", rare) && measured;
+    }
+    if (hitCount(db, everything) * 2 <= files) {
+        context.note(QStringLiteral("common: \"the\" is in no more than half of the files; not measured."));
+        measured = false;
+    } else {
+        measured = line("common", everything) && measured;
+    }
+    return measured ? 0 : 1;
+}

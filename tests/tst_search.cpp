@@ -1,0 +1,270 @@
+// Find's search through the index against a plain scan by the same rule, on a generated library,
+// after every kind of write; the index's life (an older store, a damaged index); and lkfind.
+
+#include "LibraryGenerator.h"
+#include "TestHome.h"
+#include "data/FileImport.h"
+#include "data/FileSearch.h"
+#include "data/FileTable.h"
+#include "data/FindIndex.h"
+#include "data/GameTable.h"
+#include "data/modADO.h"
+#include "platform/RtfReader.h"
+
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+QList<qint32> ids(const QVector<FindHit> &hits)
+{
+    QList<qint32> out;
+    for (const FindHit &hit : hits)
+        out << hit.FileId;
+    return out;
+}
+
+// A library of 60 games and 600 files, and the connection to it.
+struct Library
+{
+    QTemporaryDir dir;
+    QString path = dir.filePath(QStringLiteral("library.lkb"));
+    modADO store{QStringLiteral("tst_search")};
+
+    Library()
+    {
+        GenSettings settings;
+        settings.games = 60;
+        settings.files = 600;
+        settings.rtfKb = 2;
+        settings.seed = 11;
+        GenSummary summary;
+        ErrObject err;
+        if (!LibraryGenerator(settings).Generate(path, &summary, &err) || !store.Open(path, &err))
+            qWarning() << err.Description;
+    }
+    QSqlDatabase db() const { return store.Connection(); }
+
+    // Phrases taken from the stored texts, with the ones that break naive searches added.
+    QStringList phrases(quint32 seed) const
+    {
+        QRandomGenerator random(seed);
+        QStringList out = {QStringLiteral("the"),     QStringLiteral("e"),    QStringLiteral("é"),
+                           QStringLiteral("\\par"),   QStringLiteral("{\\b"), QStringLiteral("*"),
+                           QStringLiteral("%"),       QStringLiteral("_"),    QStringLiteral("[a]"),
+                           QStringLiteral("\""),      QStringLiteral("'s"),   QStringLiteral("😀"),
+                           QStringLiteral("a\0b"),    QString(10000, u'x'),   QStringLiteral("—"),
+                           QStringLiteral("The"),     QStringLiteral("café"), QStringLiteral("Walkthrough "),
+                           QStringLiteral("http://"), QStringLiteral("Zoë")};
+        QSqlQuery query(QStringLiteral("SELECT desc, src, txt_rtf FROM file ORDER BY auto_id"), db());
+        while (query.next()) {
+            if (random.bounded(6) != 0)
+                continue;
+            const QString desc = query.value(0).toString();
+            const QString src = query.value(1).toString();
+            const QString text = RtfReader::PlainText(RtfReader::FromStoredText(query.value(2).toString()));
+            for (const int length : {1, 2, 3, 4, 7, 15, 40}) {
+                if (text.size() > length) {
+                    const auto at = qsizetype(random.bounded(int(text.size() - length)));
+                    out << text.mid(at, length);
+                }
+            }
+            // Across the blank that joins description and source.
+            if (!desc.isEmpty() && !src.isEmpty())
+                out << desc.section(QLatin1Char(' '), -1) + QLatin1Char(' ') + src.left(5);
+        }
+        return out;
+    }
+};
+
+} // namespace
+
+class tst_search final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void indexMatchesScan();
+    void indexLifecycle();
+    void lkfind();
+
+private:
+    // Every phrase through the index and the scan, over field and criteria combinations.
+    static void compare(const QSqlDatabase &db, const QStringList &phrases, const char *stage);
+};
+
+void tst_search::compare(const QSqlDatabase &db, const QStringList &phrases, const char *stage)
+{
+    struct Fields
+    {
+        bool desc, src, text;
+    };
+    const Fields fieldSets[] = {{true, true, true}, {false, false, true}, {true, true, false}, {true, false, true}};
+    QSqlQuery game(QStringLiteral("SELECT game_id FROM file GROUP BY game_id ORDER BY count(*) DESC LIMIT 1"), db);
+    const qint32 busiest = game.next() ? game.value(0).toInt() : 0;
+    int checked = 0;
+    for (qsizetype i = 0; i < phrases.size(); ++i) {
+        FindRequest request;
+        request.Phrase = phrases[i];
+        const Fields &fields = fieldSets[i % std::size(fieldSets)];
+        request.Desc = fields.desc;
+        request.Src = fields.src;
+        request.Text = fields.text;
+        if (i % 5 == 1)
+            request.Criteria.SubCats = {1, 2};
+        if (i % 7 == 3)
+            request.Criteria.GameId = busiest;
+        QVector<FindHit> indexed, scanned;
+        ErrObject err;
+        QVERIFY2(FileSearch::Find(db, request, &indexed, &err), qPrintable(err.Description));
+        QVERIFY2(FileSearch::Scan(db, request, &scanned, &err), qPrintable(err.Description));
+        const QByteArray what = QByteArray(stage) + ": \"" + request.Phrase.left(40).toUtf8() + '"';
+        QVERIFY2(ids(indexed) == ids(scanned), what.constData());
+        checked += !scanned.isEmpty();
+    }
+    // The phrases taken from the texts find something; a comparison of empty answers proves little.
+    QVERIFY2(checked > phrases.size() / 3, stage);
+}
+
+void tst_search::indexMatchesScan()
+{
+    Library library;
+    const QSqlDatabase db = library.db();
+    const QStringList phrases = library.phrases(1);
+    compare(db, phrases, "fresh store");
+
+    // Every write path, then the same phrases again: the index follows each one.
+    ErrObject err;
+    QSqlQuery first(QStringLiteral("SELECT min(auto_id), max(auto_id) FROM file"), db);
+    QVERIFY(first.next());
+    const qint32 low = first.value(0).toInt(), high = first.value(1).toInt();
+    FileRow row;
+    bool found = false;
+    QVERIFY(FileTable::Read(db, low, &row, &found, &err) && found);
+    row.desc = QStringLiteral("Café Zoë walkthrough");
+    row.txt_rtf = QStringLiteral("{\\rtf1\\ansi A {\\b brand} new text, na\\'efve.\\par}");
+    QVERIFY(FileTable::Update(db, row, &err));
+    qint32 copy = 0;
+    QVERIFY(FileTable::Copy(db, low + 1, low + 2, &copy, &err));
+    QVERIFY(FileTable::Move(db, low + 3, low + 4, &err));
+    QVERIFY(FileTable::Delete(db, high, &err));
+    int deleted = 0;
+    QSqlQuery aGame(QStringLiteral("SELECT game_id FROM file WHERE auto_id = %1").arg(low + 10), db);
+    QVERIFY(aGame.next() && GameTable::Delete(db, aGame.value(0).toInt(), &deleted, &err));
+    QTemporaryDir dir;
+    QFile guide(dir.filePath(QStringLiteral("guide.txt")));
+    QVERIFY(guide.open(QIODevice::WriteOnly) && guide.write("An imported guide: the sword of \xe9t\xe9.\n") > 0);
+    guide.close();
+    FileImport import(db, aGame.value(0).toInt() + 1);
+    ImportedFile imported = FileImport::Convert(guide.fileName());
+    QVERIFY(import.Begin(&err) && import.Store(&imported, &err));
+    // A change made outside Lorekeep, as the sqlite3 shell would make it.
+    QVERIFY(QSqlQuery(db).exec(
+        QStringLiteral("UPDATE file SET src = 'edited elsewhere', txt_rtf = 'plain words' WHERE auto_id = %1")
+            .arg(low + 5)));
+    QStringList after = phrases;
+    after << QStringLiteral("Zoë walk") << QStringLiteral("brand new") << QStringLiteral("sword of été")
+          << QStringLiteral("elsewhere") << QStringLiteral("plain words") << QStringLiteral("naïve");
+    compare(db, after, "after writes");
+    FindRequest request;
+    request.Phrase = QStringLiteral("brand} new");
+    QVector<FindHit> hits;
+    QVERIFY(FileSearch::Find(db, request, &hits, &err));
+    QVERIFY2(hits.isEmpty(), "markup is not searched");
+    request.Phrase = QStringLiteral("brand new");
+    request.Text = true;
+    QVERIFY(FileSearch::Find(db, request, &hits, &err));
+    QCOMPARE(ids(hits), QList<qint32>{low});
+}
+
+void tst_search::indexLifecycle()
+{
+    Library library;
+    QSqlDatabase db = library.db();
+    ErrObject err;
+    // An older store has no index: opening adds it with every file queued, the first search fills it.
+    QVERIFY(FindIndex::Rebuild(db, &err));
+    QVERIFY(QSqlQuery(db).exec(QStringLiteral("DROP TABLE find_text")));
+    QVERIFY(QSqlQuery(db).exec(QStringLiteral("DROP TABLE find_pending")));
+    QVERIFY(QSqlQuery(db).exec(QStringLiteral("DROP TRIGGER find_file_insert")));
+    QVERIFY(QSqlQuery(db).exec(QStringLiteral("PRAGMA user_version = 1")));
+    db = QSqlDatabase();
+    library.store.Close();
+    QVERIFY(library.store.Open(library.path, &err));
+    db = library.db();
+    QVERIFY(FindIndex::Available(db));
+    qint64 pending = 0;
+    QVERIFY(FindIndex::Pending(db, &pending, &err));
+    QCOMPARE(pending, 600);
+    QCOMPARE(QSqlQuery(QStringLiteral("PRAGMA user_version"), db).next(), true);
+    qint64 done = 0;
+    QVERIFY(FindIndex::Update(db, 250, &done, &err));
+    QCOMPARE(done, 250);
+    compare(db, library.phrases(2).mid(0, 60), "rebuilt store");
+    QVERIFY(FindIndex::Pending(db, &pending, &err));
+    QCOMPARE(pending, 0);
+
+    // A damaged index is made anew; that search scans and says so.
+    QVERIFY(QSqlQuery(db).exec(QStringLiteral("DELETE FROM find_text_data")));
+    FindRequest request;
+    request.Phrase = QStringLiteral("the");
+    request.Text = true;
+    QVector<FindHit> hits, scanned;
+    bool repaired = false;
+    QVERIFY(FileSearch::Find(db, request, &hits, &err, &repaired));
+    QVERIFY(repaired);
+    QVERIFY(FileSearch::Scan(db, request, &scanned, &err));
+    QCOMPARE(ids(hits), ids(scanned));
+    QVERIFY(FileSearch::Find(db, request, &hits, &err, &repaired));
+    QVERIFY(!repaired);
+    QCOMPARE(ids(hits), ids(scanned));
+}
+
+void tst_search::lkfind()
+{
+    Library library;
+    const QSqlDatabase db = library.db();
+    QSqlQuery row(QStringLiteral("SELECT auto_id, game_id, desc FROM file ORDER BY auto_id LIMIT 1 OFFSET 7"), db);
+    QVERIFY(row.next());
+    const auto run = [&](const QStringList &args, QString *out) {
+        QProcess tool;
+        tool.start(QStringLiteral(LKFIND_EXE), args);
+        tool.waitForFinished(120000);
+        *out = QString::fromUtf8(tool.readAllStandardOutput());
+        return tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1;
+    };
+    const QStringList store = {QStringLiteral("--store"), library.path};
+    QString out;
+    // Ids ascending, one per line, as the search finds them.
+    const QString phrase = row.value(2).toString();
+    FindRequest request;
+    request.Phrase = phrase;
+    request.Text = true;
+    QVector<FindHit> hits;
+    ErrObject err;
+    QVERIFY(FileSearch::Find(db, request, &hits, &err));
+    QVERIFY(ids(hits).contains(row.value(0).toInt()));
+    QCOMPARE(run(store + QStringList{phrase}, &out), 0);
+    QString expected;
+    for (const qint32 id : ids(hits))
+        expected += QString::number(id) + QLatin1Char('\n');
+    QCOMPARE(out, expected);
+    QCOMPARE(run(store + QStringList{QStringLiteral("--fields"), QStringLiteral("desc"), QStringLiteral("--game"),
+                                     row.value(1).toString(), QStringLiteral("--cats"), QStringLiteral("1,2,3,4,5,6"),
+                                     phrase},
+                 &out),
+             0);
+    QVERIFY(out.split(QLatin1Char('\n'), Qt::SkipEmptyParts).contains(row.value(0).toString()));
+    // Nothing found is no failure; a phrase with wildcards and quotes means itself.
+    QCOMPARE(run(store + QStringList{QStringLiteral("*\"%_[]'")}, &out), 0);
+    QVERIFY(out.isEmpty());
+    QCOMPARE(run(store + QStringList{QStringLiteral("--fields"), QStringLiteral("body"), phrase}, &out), 2);
+    QCOMPARE(run({QStringLiteral("--store"), library.dir.filePath(QStringLiteral("none.lkb")), phrase}, &out), 2);
+}
+
+QTEST_MAIN(tst_search)
+#include "tst_search.moc"
