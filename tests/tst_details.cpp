@@ -1,6 +1,7 @@
 #include "ListClicks.h"
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
+#include "data/FileSearch.h"
 #include "data/BookmarkTable.h"
 #include "data/FavoriteTable.h"
 #include "data/GameNames.h"
@@ -412,6 +413,22 @@ void tst_details::searchResults()
     QCOMPARE(desk.keys(list), (QStringList{QStringLiteral("K_7|") + desk.quest, QStringLiteral("K_8|") + desk.quest}));
     QCOMPARE(list->ColumnCaption(3), QStringLiteral("File"));
     QCOMPARE(list->ItemAt(2)->SubItem(2), QStringLiteral("Cheat\\Hint\\Code"));
+    // The Hits column follows: occurrences in the searched text, without overlapping.
+    const qint32 game = desk.home.addGame(18, 1, QStringLiteral("Quest"));
+    const qint32 first = desk.home.addFile(game, 1, QStringLiteral("aaaa"), QStringLiteral("{\\rtf1 aa {\\b a}a\\par}"));
+    const qint32 second = desk.home.addFile(game, 1, QStringLiteral("b"), QStringLiteral("{\\rtf1 none\\par}"));
+    desk.details.AddSearch(first, QStringLiteral("PC"), QStringLiteral("Quest"), 1, QStringLiteral("aaaa"),
+                           desk.quest, QStringLiteral("File"));
+    desk.details.AddSearch(second, QStringLiteral("PC"), QStringLiteral("Quest"), 1, QStringLiteral("b"),
+                           desk.quest, QStringLiteral("File"));
+    FindRequest request;
+    request.Phrase = QStringLiteral("aa");
+    request.Src = false;
+    request.Text = true;
+    desk.details.CountSearchHits(request);
+    QTRY_COMPARE(list->ItemAt(4)->SubItem(4), QStringLiteral("0"));
+    QCOMPARE(list->ItemAt(3)->SubItem(4), QStringLiteral("4"));
+    QCOMPARE(list->ItemAt(1)->SubItem(4), QString());
     desk.details.SearchTitle(QStringLiteral("2 items found."));
     QCOMPARE(header->text(), QStringLiteral(" Search Results: 2 items found."));
 

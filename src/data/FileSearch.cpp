@@ -43,32 +43,37 @@ QString joinedColumns(const FindRequest &request)
     return columns.join(QStringLiteral(" || ' ' || "));
 }
 
-qsizetype codePoints(QStringView text)
+// The index query for the phrase: the trigrams of its runs (the stretches between blanks, since a
+// blank may be where two fields join, so only a run is sure to lie inside one field), each quoted
+// as a token of its own and all required. Empty when no run has the three characters a trigram
+// needs. The index answers it from its lists alone; every candidate is then checked by the rule.
+QString trigramQuery(const QString &phrase)
 {
-    return text.size() - std::count_if(text.begin(), text.end(), [](QChar c) { return c.isLowSurrogate(); });
-}
-
-// The longest run of the phrase that lies inside one field (no blank, which joins the fields) and
-// means itself to GLOB (no *, ?, [ or ]), when it has the three characters a trigram needs; empty
-// otherwise. The index finds the rows that hold it; every candidate is then checked by the rule.
-QString indexedRun(const QString &phrase)
-{
-    QString best;
+    // Enough to make a candidate rare; a phrase of thousands of characters needs no more.
+    constexpr int maxTrigrams = 24;
+    QStringList trigrams;
+    const QList<uint> codes = phrase.toUcs4();
     qsizetype start = 0;
-    const auto consider = [&](qsizetype end) {
-        const QStringView run = QStringView(phrase).sliced(start, end - start);
-        if (codePoints(run) >= 3 && run.size() > best.size())
-            best = run.toString();
-    };
-    for (qsizetype i = 0; i < phrase.size(); ++i) {
-        const QChar c = phrase[i];
-        if (c == u' ' || c == u'*' || c == u'?' || c == u'[' || c == u']') {
-            consider(i);
-            start = i + 1;
+    for (qsizetype i = 0; i <= codes.size(); ++i) {
+        if (i < codes.size() && codes[i] != ' ')
+            continue;
+        for (qsizetype at = start; at + 3 <= i; ++at) {
+            QString trigram = QString::fromUcs4(reinterpret_cast<const char32_t *>(codes.constData() + at), 3);
+            trigram.replace(QLatin1Char('"'), QStringLiteral("\"\""));
+            trigram = QLatin1Char('"') + trigram + QLatin1Char('"');
+            if (!trigrams.contains(trigram))
+                trigrams << trigram;
         }
+        start = i + 1;
     }
-    consider(phrase.size());
-    return best;
+    if (trigrams.size() > maxTrigrams) {
+        // Spread over the whole phrase rather than its start alone.
+        QStringList spread;
+        for (int k = 0; k < maxTrigrams; ++k)
+            spread << trigrams[k * trigrams.size() / maxTrigrams];
+        trigrams = spread;
+    }
+    return trigrams.join(QStringLiteral(" AND "));
 }
 
 FindHit hitOf(const QSqlQuery &query)
@@ -90,22 +95,16 @@ bool indexedFind(const QSqlDatabase &db, const FindRequest &request, QVector<Fin
 {
     const QString terms = criteriaTerms(request.Criteria);
     const QString check = QStringLiteral("instr(") + joinedColumns(request) + QStringLiteral(", :phrase) > 0");
-    const QString run = indexedRun(request.Phrase);
+    const QString match = trigramQuery(request.Phrase);
     QString sql;
-    if (!run.isEmpty() && request.Criteria.GameId == 0) {
-        // Candidates from the trigram index, one GLOB per field (each one the index answers), then the rule.
-        QStringList globs;
-        if (request.Desc)
-            globs << QStringLiteral("SELECT rowid FROM find_text WHERE desc GLOB :run");
-        if (request.Src)
-            globs << QStringLiteral("SELECT rowid FROM find_text WHERE src GLOB :run");
-        if (request.Text)
-            globs << QStringLiteral("SELECT rowid FROM find_text WHERE body GLOB :run");
+    if (!match.isEmpty() && request.Criteria.GameId == 0) {
+        // Candidates from the trigram index (in any field: the check below sees only the chosen ones).
         sql = QStringLiteral("SELECT ") + hitColumns +
               QStringLiteral(" FROM find_text t CROSS JOIN file f ON f.auto_id = t.rowid "
-                             "LEFT JOIN game g ON g.auto_id = f.game_id WHERE t.rowid IN (") +
-              globs.join(QStringLiteral(" UNION ")) + QStringLiteral(") AND ") + check +
-              (terms.isEmpty() ? QString() : QStringLiteral(" AND ") + terms) + QStringLiteral(" ORDER BY f.auto_id");
+                             "LEFT JOIN game g ON g.auto_id = f.game_id WHERE t.rowid IN (SELECT rowid FROM "
+                             "find_text WHERE find_text MATCH :match) AND ") +
+              check + (terms.isEmpty() ? QString() : QStringLiteral(" AND ") + terms) +
+              QStringLiteral(" ORDER BY f.auto_id");
     } else if (request.Criteria.GameId != 0) {
         // One game's files are few: each is checked through the index's copy of its text.
         sql = QStringLiteral("SELECT ") + hitColumns +
@@ -127,8 +126,8 @@ bool indexedFind(const QSqlDatabase &db, const FindRequest &request, QVector<Fin
         return false;
     }
     query.bindValue(QStringLiteral(":phrase"), request.Phrase);
-    if (sql.contains(QLatin1String(":run")))
-        query.bindValue(QStringLiteral(":run"), QString(QLatin1Char('*') + run + QLatin1Char('*')));
+    if (sql.contains(QLatin1String(":match")))
+        query.bindValue(QStringLiteral(":match"), match);
     if (!query.exec()) {
         *error = query.lastError();
         return false;
@@ -166,6 +165,54 @@ QString FileSearch::SearchedText(const FindRequest &request, const FileRow &row)
     if (request.Text)
         fields << RtfReader::PlainText(RtfReader::FromStoredText(row.txt_rtf));
     return fields.join(QLatin1Char(' '));
+}
+
+int FileSearch::Occurrences(QStringView text, QStringView phrase)
+{
+    if (phrase.isEmpty())
+        return 0;
+    int count = 0;
+    for (qsizetype at = text.indexOf(phrase); at >= 0; at = text.indexOf(phrase, at + phrase.size()))
+        ++count;
+    return count;
+}
+
+bool FileSearch::Occurrences(const QSqlDatabase &db, const FindRequest &request, const QList<qint32> &fileIds,
+                             QHash<qint32, int> *counts, ErrObject *err)
+{
+    counts->clear();
+    if (fileIds.isEmpty() || !(request.Desc || request.Src || request.Text))
+        return true;
+    QStringList idList;
+    for (const qint32 id : fileIds)
+        idList << QString::number(id);
+    // The index holds each file's plain text; without it the rows are read and made plain here.
+    const bool indexed = FindIndex::Available(db);
+    if (indexed && !FindIndex::Update(db, -1, nullptr, err))
+        return false;
+    QSqlQuery query(db);
+    query.setForwardOnly(true);
+    const QString sql = indexed ? QStringLiteral("SELECT t.rowid, ") + joinedColumns(request) +
+                                      QStringLiteral(" FROM find_text t WHERE t.rowid IN (")
+                                : QStringLiteral("SELECT auto_id, desc, src, txt_rtf FROM file WHERE auto_id IN (");
+    if (!query.exec(sql + idList.join(QLatin1Char(',')) + QLatin1Char(')'))) {
+        *err = StoreError::fromSql(query.lastError(), db);
+        return false;
+    }
+    while (query.next()) {
+        QString text;
+        if (indexed) {
+            text = query.value(1).toString();
+        } else {
+            FileRow row;
+            row.desc = query.value(1).toString();
+            row.src = query.value(2).toString();
+            row.txt_rtf = query.value(3).toString();
+            text = SearchedText(request, row);
+        }
+        counts->insert(query.value(0).toInt(), Occurrences(text, request.Phrase));
+    }
+    return true;
 }
 
 bool FileSearch::Scan(const QSqlDatabase &db, const FindRequest &request, QVector<FindHit> *hits, ErrObject *err)

@@ -3,6 +3,8 @@
 #include "FileTable.h"
 #include "platform/ErrObject.h"
 
+#include <QHash>
+#include <QList>
 #include <QSqlDatabase>
 #include <QString>
 #include <QVector>
@@ -49,4 +51,10 @@ public:
     static bool Scan(const QSqlDatabase &db, const FindRequest &request, QVector<FindHit> *hits, ErrObject *err);
     // The text a file is searched in for `request`'s fields: what the rule above joins.
     static QString SearchedText(const FindRequest &request, const FileRow &row);
+    // How often the phrase occurs, without overlapping, in the searched text of each of `fileIds`;
+    // a file that is gone is left out of `counts`.
+    static bool Occurrences(const QSqlDatabase &db, const FindRequest &request, const QList<qint32> &fileIds,
+                            QHash<qint32, int> *counts, ErrObject *err);
+    // The same for one text.
+    static int Occurrences(QStringView text, QStringView phrase);
 };

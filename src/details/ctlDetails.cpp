@@ -1,6 +1,7 @@
 #include "ctlDetails.h"
 
 #include "base/Caption.h"
+#include "data/FileSearch.h"
 #include "data/modADO.h"
 #include "platform/DeferredIcon.h"
 #include "platform/ListView.h"
@@ -13,6 +14,7 @@
 #include <QScreen>
 #include <QStyle>
 #include <QTabWidget>
+#include <QTimer>
 #include <QToolBar>
 #include <QVBoxLayout>
 
@@ -48,7 +50,7 @@ std::array<ColumnWidths, 3> columnWidths(ListView *bookmarks, ListView *favorite
     const float screen = screenTwips();
     return {{
         {favorites, SettingKeys::FavoriteColumn, {screen / 3 - 40, screen / 3 - 40, screen / 3 - 30}},
-        {search, SettingKeys::SearchColumn, {screen / 4 - 30, screen / 4 - 30, screen / 4 - 40, screen / 4}},
+        {search, SettingKeys::SearchColumn, {screen / 4 - 30, screen / 4 - 30, screen / 4 - 40, screen / 4, 900}},
         {bookmarks, SettingKeys::BookmarkColumn, {}},
     }};
 }
@@ -62,8 +64,10 @@ ctlDetails::ctlDetails(QWidget *parent)
       tbrTools(new QToolBar(this)),
       lvBookmarks(makeList("lvBookmarks", {"File", "Category", "Game", "Genre", "Platform"})),
       lvFavorites(makeList("lvFavorites", {"URL", "Title", "Description"})),
-      lvSearchResults(makeList("lvSearchResults", {"Platform", "Game", "Category", ""}))
+      lvSearchResults(makeList("lvSearchResults", {"Platform", "Game", "Category", "", "Hits"})),
+      m_hitsTimer(new QTimer(this))
 {
+    connect(m_hitsTimer, &QTimer::timeout, this, &ctlDetails::countHitsStep);
     setObjectName(QStringLiteral("ctlDetails"));
     tbsTabs->setObjectName(QStringLiteral("tbsTabs"));
     tbrTools->setObjectName(QStringLiteral("tbrTools"));

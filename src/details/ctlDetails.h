@@ -6,14 +6,17 @@
 #include <array>
 #include <functional>
 #include <initializer_list>
+#include <memory>
 
 class GameNames;
+struct FindRequest;
 class ListItem;
 class ListView;
 class QAction;
 class QLabel;
 class QMenu;
 class QTabWidget;
+class QTimer;
 class QToolBar;
 class modADO;
 struct ErrObject;
@@ -77,6 +80,9 @@ public:
     // Lists one found file; `FieldName` names the field the text was found in.
     void AddSearch(qint32 FileId, const QString &PlatformName, const QString &GameName, quint8 SubCat,
                    const QString &FoundText, const QString &GameKey, const QString &FieldName);
+    // Fills the Hits column of the listed results with how often `request`'s phrase occurs in each
+    // file, a batch at a time while the window goes on; a new search or a clear stops it.
+    void CountSearchHits(const FindRequest &request);
 
     ListView *Bookmarks() const { return lvBookmarks; }
     ListView *Favorites() const { return lvFavorites; }
@@ -124,6 +130,7 @@ private:
     void lvFavorites_DblClick();
     void mnuFavDel_Click();
     void lvSearchResults_DblClick();
+    void countHitsStep();
 
     modADO *m_store;
     QTabWidget *tbsTabs;
@@ -139,4 +146,8 @@ private:
     QMenu *mnuSearch = nullptr;
     QAction *mnuSearchClear = nullptr;
     QMetaObject::Connection m_focusWatch;
+    // The Hits column's count under way: the request, and the next result row to count.
+    std::unique_ptr<FindRequest> m_hitsRequest;
+    int m_hitsNext = 0;
+    QTimer *m_hitsTimer = nullptr;
 };

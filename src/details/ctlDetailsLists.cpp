@@ -4,6 +4,7 @@
 
 #include "base/ErrorLog.h"
 #include "data/FavoriteTable.h"
+#include "data/FileSearch.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
@@ -11,6 +12,7 @@
 #include "platform/Prompts.h"
 
 #include <QLabel>
+#include <QTimer>
 
 namespace {
 
@@ -104,6 +106,8 @@ void ctlDetails::lvFavorites_DblClick()
 
 void ctlDetails::ClearSearch()
 {
+    m_hitsRequest.reset();
+    m_hitsTimer->stop();
     lvSearchResults->Clear();
     lblHeaders[2]->setText(QStringLiteral(" Search Results:"));
 }
@@ -126,6 +130,43 @@ void ctlDetails::AddSearch(qint32 FileId, const QString &PlatformName, const QSt
     entry->setSubItem(2, modNames::GetSubCatName(SubCat));
     entry->setSubItem(3, FoundText);
     lvSearchResults->EnsureVisible(entry);
+}
+
+void ctlDetails::CountSearchHits(const FindRequest &request)
+{
+    m_hitsRequest = std::make_unique<FindRequest>(request);
+    m_hitsNext = 1;
+    m_hitsTimer->start();
+}
+
+void ctlDetails::countHitsStep()
+{
+    // A batch takes a few milliseconds, so a hundred thousand results are counted without a pause.
+    constexpr int batch = 200;
+    if (!m_hitsRequest || m_hitsNext > lvSearchResults->Count()) {
+        m_hitsTimer->stop();
+        return;
+    }
+    QList<ListItem *> rows;
+    QList<qint32> ids;
+    for (; m_hitsNext <= lvSearchResults->Count() && rows.size() < batch; ++m_hitsNext) {
+        ListItem *row = lvSearchResults->ItemAt(m_hitsNext);
+        if (const auto id = NodeKey::Id(row->Key(), 0)) {
+            rows << row;
+            ids << *id;
+        }
+    }
+    QHash<qint32, int> counts;
+    ErrObject err;
+    if (!FileSearch::Occurrences(m_store->Connection(), *m_hitsRequest, ids, &counts, &err)) {
+        LogError(err, QStringLiteral("ctlDetails"), QStringLiteral("CountSearchHits"), false);
+        m_hitsTimer->stop();
+        return;
+    }
+    for (qsizetype i = 0; i < rows.size(); ++i) {
+        const auto found = counts.constFind(ids[i]);
+        rows[i]->setSubItem(4, found == counts.constEnd() ? QString() : QString::number(*found));
+    }
 }
 
 void ctlDetails::lvSearchResults_DblClick()

@@ -22,11 +22,13 @@ constexpr std::array<SettingKey, 3> favoriteColumns{{
     {"Detail", "F_COL2", nullptr},
     {"Detail", "F_COL3", nullptr},
 }};
-constexpr std::array<SettingKey, 4> searchColumns{{
+constexpr std::array<SettingKey, 5> searchColumns{{
     {"Detail", "S_COL1", nullptr},
     {"Detail", "S_COL2", nullptr},
     {"Detail", "S_COL3", nullptr},
     {"Detail", "S_COL4", nullptr},
+    // The Hits column, which Find fills after listing its results.
+    {"Detail", "S_COL5", nullptr},
 }};
 constexpr std::array<SettingKey, 3> viewColumns{{
     {"View", "COL1", "3980"},
