@@ -1,9 +1,9 @@
 #include "ListClicks.h"
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
-#include "data/FileSearch.h"
 #include "data/BookmarkTable.h"
 #include "data/FavoriteTable.h"
+#include "data/FileSearch.h"
 #include "data/GameNames.h"
 #include "details/ctlDetails.h"
 #include "platform/ListView.h"
@@ -415,12 +415,13 @@ void tst_details::searchResults()
     QCOMPARE(list->ItemAt(2)->SubItem(2), QStringLiteral("Cheat\\Hint\\Code"));
     // The Hits column follows: occurrences in the searched text, without overlapping.
     const qint32 game = desk.home.addGame(18, 1, QStringLiteral("Quest"));
-    const qint32 first = desk.home.addFile(game, 1, QStringLiteral("aaaa"), QStringLiteral("{\\rtf1 aa {\\b a}a\\par}"));
+    const qint32 first =
+        desk.home.addFile(game, 1, QStringLiteral("aaaa"), QStringLiteral("{\\rtf1 aa {\\b a}a\\par}"));
     const qint32 second = desk.home.addFile(game, 1, QStringLiteral("b"), QStringLiteral("{\\rtf1 none\\par}"));
-    desk.details.AddSearch(first, QStringLiteral("PC"), QStringLiteral("Quest"), 1, QStringLiteral("aaaa"),
-                           desk.quest, QStringLiteral("File"));
-    desk.details.AddSearch(second, QStringLiteral("PC"), QStringLiteral("Quest"), 1, QStringLiteral("b"),
-                           desk.quest, QStringLiteral("File"));
+    desk.details.AddSearch(first, QStringLiteral("PC"), QStringLiteral("Quest"), 1, QStringLiteral("aaaa"), desk.quest,
+                           QStringLiteral("File"));
+    desk.details.AddSearch(second, QStringLiteral("PC"), QStringLiteral("Quest"), 1, QStringLiteral("b"), desk.quest,
+                           QStringLiteral("File"));
     FindRequest request;
     request.Phrase = QStringLiteral("aa");
     request.Src = false;
