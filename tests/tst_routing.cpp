@@ -12,6 +12,7 @@
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
+#include "find/frmFind.h"
 #include "platform/ListView.h"
 #include "platform/TreeView.h"
 #include "shell/frmMain.h"
@@ -22,6 +23,7 @@
 #include <QAbstractItemView>
 #include <QAction>
 #include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -125,6 +127,7 @@ private Q_SLOTS:
     void treeEvents();
     void viewEvents();
     void detailsEvents();
+    void findAndOpenHit();
     void browserEvents();
     void browserImport();
     void fileImport();
@@ -312,6 +315,43 @@ void tst_routing::detailsEvents()
     program.details->findChild<QAction *>(QStringLiteral("x"))->trigger();
     QVERIFY(!program.details->isVisible());
     QVERIFY(!program.form->Menu().mnuViewBottom->isChecked());
+}
+
+void tst_routing::findAndOpenHit()
+{
+    Program program;
+    // A file that is not its game's first, with a word nothing else holds, twice in its text.
+    const QString key = program.laterBookmark();
+    const qint32 fileId = *NodeKey::Id(key, 0);
+    QVERIFY(QSqlQuery(modADO::instance().Connection())
+                .exec(QStringLiteral("UPDATE file SET sub_cat = 1, txt_rtf = '{\\rtf1\\ansi A Wyvernquill, "
+                                     "then wyvernquill and Wyvernquill.}' WHERE auto_id = %1")
+                          .arg(fileId)));
+
+    // Edit > Find opens one window, however often it is chosen.
+    program.form->Menu().mnuSearchLorekeep->trigger();
+    program.form->Menu().mnuSearchLorekeep->trigger();
+    QCOMPARE(program.form->findChildren<frmFind *>().size(), 1);
+    auto *form = program.form->findChild<frmFind *>();
+    form->findChild<QCheckBox *>(QStringLiteral("chkFileField3"))->click();
+    form->findChild<QComboBox *>()->setEditText(QStringLiteral("Wyvernquill"));
+    program.prompts.answerMsgBox(MsgResult::OK);
+    form->findChild<QPushButton *>(QStringLiteral("cmdFind"))->click();
+    QCOMPARE(program.prompts.last().text, QStringLiteral("Finished!"));
+    QCOMPARE(program.details->SelectedTab(), 3);
+    ListView *results = program.details->SearchResults();
+    QCOMPARE(results->Count(), 1);
+    QCOMPARE(program.details->findChild<QLabel *>(QStringLiteral("lblSearchResults"))->text(),
+             QStringLiteral(" Search Results: 1 item found."));
+
+    // The hit opens with the phrase marked, in its case only; another file shown loses the marks.
+    doubleClick(results, results->ItemAt(1));
+    QCOMPARE(program.view->CurrentFileKey(), NodeKey::File(fileId));
+    const QList<QTextEdit::ExtraSelection> marks = program.view->Viewer()->extraSelections();
+    QCOMPARE(marks.size(), 2);
+    QCOMPARE(marks.at(1).cursor.selectedText(), QStringLiteral("Wyvernquill"));
+    program.view->SelectFile(program.view->FileList()->ItemAt(1)->Key());
+    QVERIFY(program.view->Viewer()->extraSelections().isEmpty());
 }
 
 void tst_routing::browserEvents()

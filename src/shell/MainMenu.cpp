@@ -51,7 +51,7 @@ MainMenu::MainMenu(QMenuBar *bar)
     mnuEdit = addMenu(bar, "mnuEdit", "&Edit");
     mnuMaintPlatforms = addItem(mnuEdit, "mnuMaintPlatforms", "&Platforms");
     mnuEdit->addSeparator();
-    mnuSearchLorekeep = addItem(mnuEdit, "mnuSearchLorekeep", "&Find...", false, QKeySequence::Find);
+    mnuSearchLorekeep = addItem(mnuEdit, "mnuSearchLorekeep", "&Find...", true, QKeySequence::Find);
 
     mnuView = addMenu(bar, "mnuView", "&View");
     mnuView->addSeparator();

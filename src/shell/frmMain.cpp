@@ -119,6 +119,7 @@ void frmMain::connectMenu()
     connect(m_menu->mnuFileImportFolder, &QAction::triggered, this, [this] { mnuFileImport_Click(true); });
     connect(m_menu->mnuFileExit, &QAction::triggered, this, &QWidget::close);
     connect(m_menu->mnuMaintPlatforms, &QAction::triggered, this, &frmMain::mnuMaintPlatforms_Click);
+    connect(m_menu->mnuSearchLorekeep, &QAction::triggered, this, &frmMain::mnuSearchLorekeep_Click);
     connect(m_menu->mnuViewTop, &QAction::triggered, this, &frmMain::mnuViewTop_Click);
     connect(m_menu->mnuViewLeft, &QAction::triggered, this, &frmMain::mnuViewLeft_Click);
     connect(m_menu->mnuViewBottom, &QAction::triggered, this, &frmMain::mnuViewBottom_Click);

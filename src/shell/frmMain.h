@@ -11,6 +11,7 @@
 
 class QLabel;
 class PlatformMaintenance;
+class frmFind;
 class ctlDetails;
 class ctlTree;
 class ctlView;
@@ -58,6 +59,8 @@ public Q_SLOTS:
     void mnuFileImport_Click(bool folder);
     // Opens the platform-maintenance window, or brings up the one that is open.
     void mnuMaintPlatforms_Click();
+    // Opens "Find Files...", or brings up the one that is open.
+    void mnuSearchLorekeep_Click();
     void mnuViewTop_Click();
     void mnuViewLeft_Click();
     void mnuViewBottom_Click();
@@ -82,6 +85,8 @@ private:
     // the first file, then the file itself is selected.
     void OpenListItem(const QString &strKey, Opening from);
     void ctlView_NoFileKeyFound(const QString &strFileKey);
+    // Hands the Find window's results to the details pane and remembers what it searched for.
+    void connectFind(frmFind *form);
     // Opens "Add Favorite" for the browser's page unless it is a favorite already.
     void ctlView_AddFavorite();
     void ctlView_ShowFavorites();
@@ -122,6 +127,11 @@ private:
     Opening m_opening = Opening::None;
     QString m_openingKey;
     QPointer<PlatformMaintenance> objPlatformSelect;
+    QPointer<frmFind> m_frmFind;
+    // The phrase of the last search, shown marked in the text of a search hit opened from the
+    // results; only when the search looked in the files' text.
+    QString m_searchPhrase;
+    bool m_searchInText = false;
 
     std::function<void()> m_showClipWindow;
     std::function<void()> m_showTipOfTheDay;

@@ -4,6 +4,7 @@
 #include "frmMain.h"
 
 #include "base/AppPath.h"
+#include "base/Caption.h"
 #include "base/ErrorLog.h"
 #include "browser/frmFavorite.h"
 #include "components/FindIndexBuilder.h"
@@ -11,6 +12,7 @@
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
+#include "find/frmFind.h"
 #include "platform/ListView.h"
 #include "platform/Prompts.h"
 #include "tree/ctlTree.h"
@@ -46,8 +48,13 @@ void frmMain::connectPanes()
         [this] { FindIndexBuilder::Build(this, modADO::instance().Connection()); }, Qt::QueuedConnection);
     connect(m_ctlDetails, &ctlDetails::BookmarkSelect, this,
             [this](const QString &strKey) { OpenListItem(strKey, Opening::Bookmark); });
-    connect(m_ctlDetails, &ctlDetails::SearchSelect, this,
-            [this](const QString &strKey) { OpenListItem(strKey, Opening::SearchHit); });
+    connect(m_ctlDetails, &ctlDetails::SearchSelect, this, [this](const QString &strKey) {
+        OpenListItem(strKey, Opening::SearchHit);
+        // The phrase is marked in the hit's text when the search looked there and the file is the
+        // one shown now.
+        if (m_searchInText && m_ctlView->CurrentFileKey() == NodeKey::Field(strKey, 0))
+            m_ctlView->HighlightPhrase(m_searchPhrase);
+    });
     connect(m_ctlDetails, &ctlDetails::NavigateFavorite, m_ctlView, &ctlView::BrowseNavigate);
 
     // The file view: new games go into the tree, counts follow the files, bookmarks follow edits.
@@ -201,4 +208,29 @@ void frmMain::mnuMaintPlatforms_Click()
         connect(objPlatformSelect, &PlatformMaintenance::UnloadPlatforms, objPlatformSelect, &QObject::deleteLater);
     }
     objPlatformSelect->Show();
+}
+
+void frmMain::mnuSearchLorekeep_Click()
+{
+    if (!m_frmFind) {
+        m_frmFind = new frmFind(this);
+        connectFind(m_frmFind);
+        m_frmFind->Form_Load();
+    }
+    m_frmFind->show();
+    m_frmFind->raise();
+}
+
+void frmMain::connectFind(frmFind *form)
+{
+    connect(form, &frmFind::ClearSearch, m_ctlDetails, &ctlDetails::ClearSearch);
+    connect(form, &frmFind::SelectTab, m_ctlDetails, &ctlDetails::SelectTab);
+    connect(form, &frmFind::AddSearch, m_ctlDetails, &ctlDetails::AddSearch);
+    connect(form, &frmFind::SearchTitle, m_ctlDetails, &ctlDetails::SearchTitle);
+    connect(form, &frmFind::Searched, this, [this](const QString &Phrase, bool InText) {
+        m_searchPhrase = Phrase;
+        m_searchInText = InText;
+    });
+    // The window's clean-up: the main title strip is drawn active again.
+    connect(form, &QObject::destroyed, this, [this] { SetCaptionColors(m_lblCaption, CaptionActive); });
 }

@@ -260,7 +260,33 @@ void ctlView::focusMoved(QWidget *now)
 
 void ctlView::showText(const QString &rtf)
 {
+    // Marks belong to the file they were made for.
+    rtbText->setExtraSelections({});
     ShowRichText(rtbText, rtf);
+}
+
+int ctlView::HighlightPhrase(const QString &phrase)
+{
+    QList<QTextEdit::ExtraSelection> marks;
+    if (!phrase.isEmpty()) {
+        QTextCharFormat look;
+        look.setBackground(QColor(Qt::yellow));
+        look.setForeground(QColor(Qt::black));
+        const QTextDocument *document = rtbText->document();
+        QTextCursor found = document->find(phrase, 0, QTextDocument::FindCaseSensitively);
+        while (!found.isNull()) {
+            marks.append({found, look});
+            found = document->find(phrase, found, QTextDocument::FindCaseSensitively);
+        }
+    }
+    rtbText->setExtraSelections(marks);
+    if (!marks.isEmpty()) {
+        QTextCursor first = marks.constFirst().cursor;
+        first.clearSelection();
+        rtbText->setTextCursor(first);
+        rtbText->ensureCursorVisible();
+    }
+    return int(marks.size());
 }
 
 void ctlView::rtbText_MouseDown(const QPoint &globalPos)

@@ -75,6 +75,10 @@ public:
     void SetCaption(const QString &strCaption);
     // Lists the files of a game and, unless told not to, shows the first.
     void ListFiles(qint32 lngGameId, quint8 bytDontSelFirst);
+    // Marks every occurrence of `phrase` (case counts) in the text shown and scrolls the first into
+    // view; returns how many there are. Showing another file takes the marks away; an empty phrase
+    // takes them away at once.
+    int HighlightPhrase(const QString &phrase);
     // Appends the printout of the selected file to `target`; false when there is no text to print.
     bool PrintInfo(QTextDocument *target);
 

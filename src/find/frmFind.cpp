@@ -1,0 +1,384 @@
+#include "frmFind.h"
+
+#include "base/AppPath.h"
+#include "base/ErrorLog.h"
+#include "data/FileSearch.h"
+#include "data/NodeKey.h"
+#include "data/modADO.h"
+#include "data/modNames.h"
+#include "platform/NaturalOrder.h"
+#include "platform/Prompts.h"
+#include "platform/SettingsStore.h"
+#include "platform/Twips.h"
+
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QFile>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPointer>
+#include <QPushButton>
+#include <QScreen>
+#include <QShortcut>
+#include <QTimer>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+namespace {
+
+const QString module = QStringLiteral("frmFind");
+
+// Window and frame heights in twips, without and with the game lists.
+constexpr int WindowHeight = 2790;
+constexpr int WindowHeightGame = 3615;
+constexpr int FrameHeight = 2480;
+constexpr int FrameHeightGame = 3285;
+
+// Where the window opens, in pixels from the top left of the screen's work area, and its size.
+constexpr QPoint Place(170, 190);
+constexpr QSize Size(503, 187);
+
+const char *const categoryCaptions[] = {
+    "Walkthrough\\Guide", "Cheat\\Hint\\Code", "Review", "Preview", "News", "Web Link"};
+const char *const fieldCaptions[] = {"Description", "Source", "Text"};
+
+// Where a platform comes in the list: the code table's order, unknown codes after the known ones.
+int platformOrder(quint8 platformId)
+{
+    return modNames::GetPlatformName(platformId).isEmpty() ? 256 + platformId : platformId;
+}
+
+QCheckBox *makeCheck(const QString &name, const char *caption)
+{
+    auto *check = new QCheckBox(QString::fromLatin1(caption));
+    check->setObjectName(name);
+    return check;
+}
+
+} // namespace
+
+frmFind::frmFind(QWidget *parent)
+    : QWidget(parent, Qt::Window | Qt::WindowStaysOnTopHint),
+      Frame1(new QFrame),
+      cboFind(new QComboBox),
+      cmdFind(new QPushButton(QStringLiteral("&Find"))),
+      cmdCancel(new QPushButton(QStringLiteral("&Cancel"))),
+      Frame3(new QGroupBox(QStringLiteral("Categories:"))),
+      Frame2(new QGroupBox(QStringLiteral("Fields:"))),
+      chk1(new QCheckBox(QStringLiteral("Search Within Game..."))),
+      picGame(new QWidget),
+      cboPlatform(new QComboBox),
+      cboGame(new QComboBox),
+      Label1(new QLabel(QStringLiteral(" Games: 0"))),
+      m_store(&modADO::instance())
+{
+    setObjectName(QStringLiteral("frmFind"));
+    setWindowTitle(QStringLiteral("Find Files..."));
+    setAttribute(Qt::WA_DeleteOnClose);
+    // It opens beside the main window without taking the keyboard from it.
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    buildWindow();
+}
+
+frmFind::~frmFind() = default;
+
+void frmFind::buildWindow()
+{
+    Frame1->setObjectName(QStringLiteral("Frame1"));
+    Frame1->setFrameShape(QFrame::StyledPanel);
+    cboFind->setObjectName(QStringLiteral("cboFind"));
+    cmdFind->setObjectName(QStringLiteral("cmdFind"));
+    cmdCancel->setObjectName(QStringLiteral("cmdCancel"));
+    Frame3->setObjectName(QStringLiteral("Frame3"));
+    Frame2->setObjectName(QStringLiteral("Frame2"));
+    chk1->setObjectName(QStringLiteral("chk1"));
+    picGame->setObjectName(QStringLiteral("picGame"));
+    cboPlatform->setObjectName(QStringLiteral("cboPlatform"));
+    cboGame->setObjectName(QStringLiteral("cboGame"));
+    Label1->setObjectName(QStringLiteral("Label1"));
+
+    cboFind->setEditable(true);
+    // The phrase is searched with case significant: the box must not complete it to a listed
+    // phrase of another case, nor add what was typed to the list.
+    cboFind->setCompleter(nullptr);
+    cboFind->setInsertPolicy(QComboBox::NoInsert);
+    cboFind->installEventFilter(this);
+    cmdFind->setEnabled(false);
+
+    auto *categories = new QGridLayout(Frame3);
+    categories->setContentsMargins(6, 2, 6, 2);
+    categories->setVerticalSpacing(0);
+    for (int i = 0; i < int(chkFileCat.size()); ++i) {
+        chkFileCat[i] = makeCheck(QStringLiteral("chkFileCat%1").arg(i + 1), categoryCaptions[i]);
+        categories->addWidget(chkFileCat[i], i / 2, i % 2);
+    }
+    auto *fields = new QVBoxLayout(Frame2);
+    fields->setContentsMargins(6, 2, 6, 2);
+    fields->setSpacing(0);
+    for (int i = 0; i < int(chkFileField.size()); ++i) {
+        chkFileField[i] = makeCheck(QStringLiteral("chkFileField%1").arg(i + 1), fieldCaptions[i]);
+        fields->addWidget(chkFileField[i]);
+    }
+
+    auto *game = new QHBoxLayout(picGame);
+    game->setContentsMargins(0, 0, 0, 0);
+    game->addWidget(cboPlatform, 1);
+    game->addWidget(cboGame, 2);
+    game->addWidget(Label1);
+    cboPlatform->setEnabled(false);
+    cboGame->setEnabled(false);
+    picGame->setVisible(false);
+
+    auto *grid = new QGridLayout(Frame1);
+    grid->setContentsMargins(6, 4, 6, 4);
+    grid->setSpacing(4);
+    grid->addWidget(cboFind, 0, 0, 1, 2);
+    grid->addWidget(cmdFind, 0, 2);
+    grid->addWidget(Frame3, 1, 0, 2, 1);
+    grid->addWidget(Frame2, 1, 1, 2, 1);
+    grid->addWidget(cmdCancel, 1, 2, Qt::AlignTop);
+    grid->addWidget(chk1, 3, 0, 1, 3);
+    grid->addWidget(picGame, 4, 0, 1, 3);
+    grid->setRowStretch(5, 1);
+    grid->setColumnStretch(0, 3);
+    grid->setColumnStretch(1, 2);
+    Frame1->setFixedHeight(Twips::toPixelsY(FrameHeight));
+
+    auto *layout = new QVBoxLayout(this);
+    // The window keeps its own size, whatever the fonts ask for; the controls share what there is.
+    layout->setSizeConstraint(QLayout::SetNoConstraint);
+    layout->setContentsMargins(4, 4, 4, 4);
+    layout->addWidget(Frame1);
+    layout->addStretch(1);
+
+    connect(cboFind, &QComboBox::currentTextChanged, this, &frmFind::cboFind_Change);
+    connect(cmdFind, &QPushButton::clicked, this, &frmFind::cmdFind_Click);
+    connect(cmdCancel, &QPushButton::clicked, this, &QWidget::close);
+    connect(chk1, &QCheckBox::toggled, this, &frmFind::chk1_Click);
+    connect(cboPlatform, &QComboBox::currentIndexChanged, this, &frmFind::cboPlatform_Click);
+    auto *escape = new QShortcut(QKeySequence(Qt::Key_Escape), this);
+    connect(escape, &QShortcut::activated, this, &QWidget::close);
+}
+
+void frmFind::showEvent(QShowEvent *event)
+{
+    Form_Load();
+    QWidget::showEvent(event);
+}
+
+void frmFind::Form_Load()
+{
+    if (m_loaded)
+        return;
+    m_loaded = true;
+    for (int i = 0; i < int(chkFileCat.size()); ++i)
+        chkFileCat[i]->setChecked(SettingNumber(GetSetting(SettingKeys::FindCategory(i + 1))) == 1L);
+    for (int i = 0; i < int(chkFileField.size()); ++i)
+        chkFileField[i]->setChecked(SettingNumber(GetSetting(SettingKeys::FindField(i + 1))) == 1L);
+
+    // The main window's screen, where the user is working.
+    const QScreen *screen = parentWidget() ? parentWidget()->screen() : this->screen();
+    const QPoint origin = screen ? screen->availableGeometry().topLeft() : QPoint();
+    move(origin + Place);
+    resize(Size);
+
+    loadPlatforms();
+    loadPhrases();
+}
+
+void frmFind::loadPlatforms()
+{
+    ErrObject err;
+    if (!GameIndex::Read(m_store->Connection(), &m_games, &err)) {
+        LogError(err, module, QStringLiteral("Form_Load"), false);
+        return;
+    }
+    std::sort(m_games.begin(), m_games.end(),
+              [](const IndexedGame &a, const IndexedGame &b) { return NaturalLess(a.name, b.name); });
+    QVector<quint8> platforms;
+    for (const IndexedGame &game : qAsConst(m_games)) {
+        if (!platforms.contains(game.platform_id))
+            platforms.append(game.platform_id);
+    }
+    std::sort(platforms.begin(), platforms.end(),
+              [](quint8 a, quint8 b) { return platformOrder(a) < platformOrder(b); });
+    const QSignalBlocker quiet(cboPlatform);
+    for (const quint8 platform : qAsConst(platforms)) {
+        const QString name = modNames::GetPlatformName(platform);
+        cboPlatform->addItem(name.isEmpty() ? QString::number(platform) : name, platform);
+    }
+    // The second platform comes up first; a store with games on one platform only has no second,
+    // and then its one platform is shown rather than none.
+    cboPlatform->setCurrentIndex(std::min(1, cboPlatform->count() - 1));
+    cboPlatform_Click();
+}
+
+void frmFind::loadPhrases()
+{
+    cboFind->clear();
+    QFile file(AppPath() + QStringLiteral("quickfind.log"));
+    if (!file.exists())
+        return;
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        LogError({ErrNumber::PathFileAccess, file.errorString()}, module, QStringLiteral("Form_Load"), false);
+        return;
+    }
+    const QSignalBlocker quiet(cboFind);
+    const QStringList lines = QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'));
+    for (QString line : lines) {
+        if (line.endsWith(QLatin1Char('\r')))
+            line.chop(1);
+        if (!line.isEmpty())
+            cboFind->addItem(line);
+    }
+    // The list offers the phrases; the box itself starts empty.
+    cboFind->setCurrentIndex(-1);
+    cboFind->clearEditText();
+}
+
+void frmFind::cboPlatform_Click()
+{
+    const quint8 platform = quint8(cboPlatform->currentData().toUInt());
+    cboGame->clear();
+    int count = 0;
+    if (cboPlatform->currentIndex() >= 0) {
+        for (const IndexedGame &game : qAsConst(m_games)) {
+            if (game.platform_id == platform) {
+                cboGame->addItem(game.name, game.auto_id);
+                ++count;
+            }
+        }
+    }
+    Label1->setText(QStringLiteral(" Games: ") + QString::number(count));
+}
+
+void frmFind::chk1_Click()
+{
+    const bool withinGame = chk1->isChecked();
+    cboPlatform->setEnabled(withinGame);
+    cboGame->setEnabled(withinGame);
+    picGame->setVisible(withinGame);
+    Frame1->setFixedHeight(Twips::toPixelsY(withinGame ? FrameHeightGame : FrameHeight));
+    resize(width(), Twips::toPixelsY(withinGame ? WindowHeightGame : WindowHeight));
+}
+
+void frmFind::cboFind_Change()
+{
+    cmdFind->setEnabled(!cboFind->currentText().trimmed().isEmpty());
+}
+
+bool frmFind::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == cboFind) {
+        if (event->type() == QEvent::KeyPress) {
+            const int key = static_cast<QKeyEvent *>(event)->key();
+            if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+                const QPointer<frmFind> alive(this);
+                cmdFind_Click();
+                if (alive && isVisible())
+                    cboFind->setFocus();
+                return true;
+            }
+        } else if (event->type() == QEvent::FocusIn) {
+            // After the click that brought the focus has placed the cursor.
+            QTimer::singleShot(0, cboFind, [box = cboFind] {
+                if (box->lineEdit())
+                    box->lineEdit()->selectAll();
+            });
+        }
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void frmFind::cmdFind_Click()
+{
+    const QString phrase = cboFind->currentText().trimmed();
+    if (phrase.isEmpty()) {
+        close();
+        return;
+    }
+    Q_EMIT ClearSearch();
+    Q_EMIT SelectTab(3);
+
+    FindRequest request;
+    request.Phrase = phrase;
+    // Without a game shown in the list there is no game to keep to.
+    if (chk1->isChecked() && cboGame->currentIndex() >= 0)
+        request.Criteria.GameId = cboGame->currentData().toInt();
+    for (int i = 0; i < int(chkFileCat.size()); ++i) {
+        if (chkFileCat[i]->isChecked())
+            request.Criteria.SubCats.append(quint8(i + 1));
+    }
+    request.Desc = chkFileField[0]->isChecked();
+    request.Src = chkFileField[1]->isChecked();
+    request.Text = chkFileField[2]->isChecked();
+    Q_EMIT Searched(phrase, request.Text);
+    if (!request.Desc && !request.Src && !request.Text) {
+        MsgBox(QStringLiteral("You don't have any fields selected!"), MsgButtons::OK, MsgIcon::Exclamation,
+               QStringLiteral("Lorekeep"));
+        return;
+    }
+
+    const QString procedure = QStringLiteral("cmdFind_Click");
+    const QSqlDatabase db = m_store->Connection();
+    ErrObject err;
+    qint64 rows = 0;
+    if (!FileSearch::CountRows(db, request.Criteria, &rows, &err)) {
+        LogError(err, module, procedure, false);
+        return;
+    }
+    if (rows == 0) {
+        MsgBox(QStringLiteral("No records found."));
+        return;
+    }
+    QVector<FindHit> hits;
+    bool repaired = false;
+    if (!FileSearch::Find(db, request, &hits, &err, &repaired)) {
+        LogError(err, module, procedure, false);
+        return;
+    }
+    if (repaired)
+        MsgBox(QStringLiteral("The search index was damaged and has been rebuilt; the results are complete."),
+               MsgButtons::OK, MsgIcon::Information, QStringLiteral("Lorekeep"));
+
+    const QString field = QStringLiteral("File");
+    qint64 found = 0;
+    for (const FindHit &hit : qAsConst(hits)) {
+        Q_EMIT AddSearch(hit.FileId, modNames::GetPlatformName(hit.PlatformId), hit.GameName, hit.SubCat, hit.Desc,
+                         NodeKey::Game(hit.GameId, hit.GenreId, hit.PlatformId), field);
+        ++found;
+    }
+    Q_EMIT SearchTitle(QString::number(found) +
+                       (found == 1 ? QStringLiteral(" item found.") : QStringLiteral(" items found.")));
+
+    hide();
+    MsgBox(QStringLiteral("Finished!"), MsgButtons::OK, MsgIcon::Information, QStringLiteral("Lorekeep"));
+    close();
+}
+
+void frmFind::closeEvent(QCloseEvent *event)
+{
+    // A window that never opened has nothing of the user's to keep.
+    if (m_loaded)
+        saveChecks();
+    QWidget::closeEvent(event);
+}
+
+void frmFind::saveChecks() const
+{
+    const auto state = [](const QCheckBox *check) {
+        return check->isChecked() ? QStringLiteral("1") : QStringLiteral("0");
+    };
+    QList<std::pair<SettingKey, QString>> values;
+    for (int i = 0; i < int(chkFileCat.size()); ++i)
+        values.append({SettingKeys::FindCategory(i + 1), state(chkFileCat[i])});
+    for (int i = 0; i < int(chkFileField.size()); ++i)
+        values.append({SettingKeys::FindField(i + 1), state(chkFileField[i])});
+    SaveSettings(values);
+}

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "data/GameIndex.h"
+
+#include <QString>
+#include <QVector>
+#include <QWidget>
+
+#include <array>
+
+class QCheckBox;
+class QComboBox;
+class QFrame;
+class QGroupBox;
+class QLabel;
+class QPushButton;
+class modADO;
+
+// "Find Files...": looks for a phrase in the chosen fields of the files of the chosen categories,
+// optionally of one game, and hands every file found to the Search Results list of the details
+// pane through its host. It is not modal, stays above the other windows, and closes itself once a
+// search has finished.
+class frmFind final : public QWidget
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(frmFind)
+
+public:
+    explicit frmFind(QWidget *parent = nullptr);
+    ~frmFind() override;
+
+    // The store searched; the program's open store unless a test gives another. Set before showing.
+    void setStore(modADO *store) { m_store = store; }
+
+    // Restores the check boxes, places the window and fills the lists; runs once, at the first show.
+    void Form_Load();
+    // The search itself, as the Find button and Enter in the phrase box run it.
+    void cmdFind_Click();
+
+Q_SIGNALS:
+    // What the Search Results list of the details pane is to do, in this order per search.
+    void ClearSearch();
+    void SelectTab(int index);
+    void AddSearch(qint32 FileId, const QString &PlatformName, const QString &GameName, quint8 SubCat,
+                   const QString &FoundText, const QString &GameKey, const QString &FieldName);
+    void SearchTitle(const QString &Title);
+    // A search for `Phrase` started; `InText` tells whether the files' text was among the fields.
+    void Searched(const QString &Phrase, bool InText);
+
+protected:
+    void showEvent(QShowEvent *event) override;
+    void closeEvent(QCloseEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void buildWindow();
+    void cboPlatform_Click();
+    void chk1_Click();
+    void cboFind_Change();
+    void loadPhrases();
+    void loadPlatforms();
+    void saveChecks() const;
+
+    QFrame *Frame1;
+    QComboBox *cboFind;
+    QPushButton *cmdFind;
+    QPushButton *cmdCancel;
+    QGroupBox *Frame3;
+    std::array<QCheckBox *, 6> chkFileCat{};
+    QGroupBox *Frame2;
+    std::array<QCheckBox *, 3> chkFileField{};
+    QCheckBox *chk1;
+    QWidget *picGame;
+    QComboBox *cboPlatform;
+    QComboBox *cboGame;
+    QLabel *Label1;
+
+    modADO *m_store;
+    bool m_loaded = false;
+    // Every game of the store, read once when the window opens; the game list is cut from it.
+    QVector<IndexedGame> m_games;
+};

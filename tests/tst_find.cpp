@@ -1,0 +1,207 @@
+// "Find Files...": its settings, its buttons, every message of a search and what it hands to the
+// Search Results list.
+
+#include "ScriptedPrompts.h"
+#include "TestHome.h"
+#include "data/NodeKey.h"
+#include "find/frmFind.h"
+#include "platform/SettingsStore.h"
+#include "platform/Twips.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFile>
+#include <QLabel>
+#include <QPointer>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+
+namespace {
+
+// Files on two platforms: Quest and Maze on the PC (18), Racer on the NES (1).
+struct Desk
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    qint32 quest = home.addGame(18, 1, QStringLiteral("Quest"));
+    qint32 maze = home.addGame(18, 4, QStringLiteral("Maze"));
+    qint32 racer = home.addGame(1, 3, QStringLiteral("Racer"));
+    qint32 guide = home.addFile(quest, 1, QStringLiteral("Dragon guide"));
+    qint32 codes = home.addFile(maze, 2, QStringLiteral("Dragon codes"));
+    qint32 review = home.addFile(racer, 3, QStringLiteral("Fast review"));
+
+    frmFind *open()
+    {
+        auto *form = new frmFind;
+        form->setStore(&home.store());
+        form->show();
+        return form;
+    }
+};
+
+template <class T = QCheckBox> T *child(QWidget *form, const char *name)
+{
+    return form->findChild<T *>(QString::fromLatin1(name));
+}
+
+// Searches for `phrase` with the Find button; the titles the results were given.
+QStringList search(frmFind *form, const QString &phrase)
+{
+    QSignalSpy titles(form, &frmFind::SearchTitle);
+    child<QComboBox>(form, "cboFind")->setEditText(phrase);
+    child<QPushButton>(form, "cmdFind")->click();
+    QStringList texts;
+    for (const QList<QVariant> &title : qAsConst(titles))
+        texts << title.at(0).toString();
+    return texts;
+}
+
+} // namespace
+
+class tst_find final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { clearSettings(); }
+    void settingsAndWindow()
+    {
+        Desk desk;
+        QPointer<frmFind> form = desk.open();
+        QVERIFY(child(form, "chkFileCat2")->isChecked() && !child(form, "chkFileCat3")->isChecked());
+        QVERIFY(child(form, "chkFileField2")->isChecked() && !child(form, "chkFileField3")->isChecked());
+        QCOMPARE(form->size(), QSize(503, 187));
+        // The game lists come with chk1, and the window grows to hold them.
+        QVERIFY(!child<QComboBox>(form, "cboGame")->isEnabled());
+        child(form, "chk1")->click();
+        QVERIFY(child<QComboBox>(form, "cboGame")->isEnabled());
+        QCOMPARE(form->height(), Twips::toPixelsY(3615));
+        QCOMPARE(child<QWidget>(form, "Frame1")->height(), Twips::toPixelsY(3285));
+
+        for (const char *box : {"chkFileCat1", "chkFileCat5", "chkFileField3"})
+            child(form, box)->click();
+        child<QPushButton>(form, "cmdCancel")->click();
+        QTRY_VERIFY(form.isNull());
+        QCOMPARE(GetSetting(SettingKeys::FindCategory(1)), QStringLiteral("0"));
+        QCOMPARE(GetSetting(SettingKeys::FindCategory(5)), QStringLiteral("1"));
+        QCOMPARE(GetSetting(SettingKeys::FindField(3)), QStringLiteral("1"));
+
+        // The next window starts from what was saved; chk1 is not kept.
+        form = desk.open();
+        QVERIFY(!child(form, "chkFileCat1")->isChecked() && child(form, "chkFileCat5")->isChecked());
+        QVERIFY(child(form, "chkFileField3")->isChecked() && !child(form, "chk1")->isChecked());
+        QCOMPARE(form->height(), 187);
+        delete form;
+    }
+    void findButtonAndEnter()
+    {
+        Desk desk;
+        QPointer<frmFind> form = desk.open();
+        QSignalSpy cleared(form, &frmFind::ClearSearch);
+        auto *cboFind = child<QComboBox>(form, "cboFind");
+        auto *cmdFind = child<QPushButton>(form, "cmdFind");
+        QTest::keyClicks(cboFind, QStringLiteral("  "));
+        QVERIFY(!cmdFind->isEnabled());
+        QTest::keyClicks(cboFind, QStringLiteral("x"));
+        QVERIFY(cmdFind->isEnabled());
+        cboFind->setEditText(QStringLiteral("   "));
+        QVERIFY(!cmdFind->isEnabled());
+        // Enter with only blanks closes the window without searching.
+        QTest::keyClick(cboFind, Qt::Key_Return);
+        QTRY_VERIFY(form.isNull());
+        QCOMPARE(cleared.count(), 0);
+    }
+    void noFieldsAndNoRecords()
+    {
+        Desk desk;
+        QPointer<frmFind> form = desk.open();
+        QSignalSpy adds(form, &frmFind::AddSearch);
+        child(form, "chkFileField1")->click();
+        child(form, "chkFileField2")->click();
+        desk.prompts.answerMsgBox(MsgResult::OK);
+        search(form, QStringLiteral("Dragon"));
+        QCOMPARE(desk.prompts.last().text, QStringLiteral("You don't have any fields selected!"));
+        QCOMPARE(desk.prompts.last().icon, MsgIcon::Exclamation);
+        QVERIFY(form && form->isVisible());
+
+        // Only news is searched, and there is none: the window stays for another try.
+        for (const char *box : {"chkFileField1", "chkFileCat1", "chkFileCat2", "chkFileCat5"})
+            child(form, box)->click();
+        desk.prompts.answerMsgBox(MsgResult::OK);
+        search(form, QStringLiteral("Dragon"));
+        QCOMPARE(desk.prompts.last().text, QStringLiteral("No records found."));
+        QCOMPARE(desk.prompts.last().icon, MsgIcon::None);
+        QVERIFY(form && form->isVisible() && adds.isEmpty());
+        delete form;
+    }
+    void caseTitlesAndJoinedFields()
+    {
+        Desk desk;
+        // Lower case finds nothing among files that hold only "Dragon"; the search still finishes.
+        desk.prompts.answerMsgBox(MsgResult::OK);
+        QPointer<frmFind> form = desk.open();
+        QCOMPARE(search(form, QStringLiteral("dragon")), QStringList{QStringLiteral("0 items found.")});
+        QCOMPARE(desk.prompts.last().text, QStringLiteral("Finished!"));
+        QCOMPARE(desk.prompts.last().icon, MsgIcon::Information);
+        QTRY_VERIFY(form.isNull());
+
+        // The description's last word, a blank and the source's start: found across the join.
+        desk.prompts.answerMsgBox(MsgResult::OK);
+        form = desk.open();
+        QSignalSpy adds(form, &frmFind::AddSearch);
+        QCOMPARE(search(form, QStringLiteral("guide https://example.org/Dragon")),
+                 QStringList{QStringLiteral("1 item found.")});
+        QCOMPARE(adds.value(0), (QList<QVariant>{desk.guide, QStringLiteral("PC"), QStringLiteral("Quest"), quint8(1),
+                                                 QStringLiteral("Dragon guide"), NodeKey::Game(desk.quest, 1, 18),
+                                                 QStringLiteral("File")}));
+
+        // Enter runs the search too; with the description alone the join is gone.
+        desk.prompts.answerMsgBox(MsgResult::OK);
+        form = desk.open();
+        child(form, "chkFileField2")->click();
+        QSignalSpy titles(form, &frmFind::SearchTitle);
+        child<QComboBox>(form, "cboFind")->setEditText(QStringLiteral("guide https"));
+        QTest::keyClick(child<QComboBox>(form, "cboFind"), Qt::Key_Enter);
+        QCOMPARE(titles.value(0).value(0).toString(), QStringLiteral("0 items found."));
+    }
+    void withinGame()
+    {
+        Desk desk;
+        frmFind *form = desk.open();
+        // The second platform, the PC, comes up first, with its games in name order.
+        auto *cboGame = child<QComboBox>(form, "cboGame");
+        QCOMPARE(child<QComboBox>(form, "cboPlatform")->currentText(), QStringLiteral("PC"));
+        QCOMPARE(cboGame->itemText(0), QStringLiteral("Maze"));
+        QCOMPARE(child<QLabel>(form, "Label1")->text(), QStringLiteral(" Games: 2"));
+        child(form, "chk1")->click();
+        cboGame->setCurrentIndex(1);
+        QSignalSpy adds(form, &frmFind::AddSearch);
+        desk.prompts.answerMsgBox(MsgResult::OK);
+        QCOMPARE(search(form, QStringLiteral("Dragon")), QStringList{QStringLiteral("1 item found.")});
+        QCOMPARE(adds.value(0).value(0).toInt(), desk.guide);
+    }
+    void phraseList()
+    {
+        Desk desk;
+        QPointer<frmFind> form = desk.open();
+        QCOMPARE(child<QComboBox>(form, "cboFind")->count(), 0);
+        delete form;
+
+        QFile log(desk.home.file(QStringLiteral("quickfind.log")));
+        QVERIFY(log.open(QIODevice::WriteOnly) && log.write("Dragon guide\r\n\r\nFast \n") > 0);
+        log.close();
+        form = desk.open();
+        auto *cboFind = child<QComboBox>(form, "cboFind");
+        QCOMPARE(cboFind->count(), 2);
+        QCOMPARE(cboFind->itemText(1), QStringLiteral("Fast "));
+        QVERIFY(cboFind->currentText().isEmpty());
+        // Choosing a phrase from the list is a change of the phrase.
+        cboFind->setCurrentIndex(0);
+        QVERIFY(child<QPushButton>(form, "cmdFind")->isEnabled());
+        delete form;
+    }
+};
+
+QTEST_MAIN(tst_find)
+#include "tst_find.moc"
