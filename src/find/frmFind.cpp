@@ -2,6 +2,7 @@
 
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
+#include "components/FindIndexBuilder.h"
 #include "data/FileSearch.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
@@ -17,6 +18,7 @@
 #include <QFile>
 #include <QGridLayout>
 #include <QGroupBox>
+#include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
@@ -337,9 +339,15 @@ void frmFind::cmdFind_Click()
         MsgBox(QStringLiteral("No records found."));
         return;
     }
+    // Files waiting for the index (changed by another program, or left when its building was
+    // stopped) are indexed with the progress shown, not inside a search that seems to hang.
+    FindIndexBuilder::Build(this, db);
     QVector<FindHit> hits;
     bool repaired = false;
-    if (!FileSearch::Find(db, request, &hits, &err, &repaired)) {
+    QGuiApplication::setOverrideCursor(Qt::WaitCursor);
+    const bool searched = FileSearch::Find(db, request, &hits, &err, &repaired);
+    QGuiApplication::restoreOverrideCursor();
+    if (!searched) {
         LogError(err, module, procedure, false);
         return;
     }
@@ -356,6 +364,7 @@ void frmFind::cmdFind_Click()
     }
     Q_EMIT SearchTitle(QString::number(found) +
                        (found == 1 ? QStringLiteral(" item found.") : QStringLiteral(" items found.")));
+    Q_EMIT CountHits(request);
 
     hide();
     MsgBox(QStringLiteral("Finished!"), MsgButtons::OK, MsgIcon::Information, QStringLiteral("Lorekeep"));

@@ -15,6 +15,7 @@ class QGroupBox;
 class QLabel;
 class QPushButton;
 class modADO;
+struct FindRequest;
 
 // "Find Files...": looks for a phrase in the chosen fields of the files of the chosen categories,
 // optionally of one game, and hands every file found to the Search Results list of the details
@@ -46,6 +47,8 @@ Q_SIGNALS:
     void SearchTitle(const QString &Title);
     // A search for `Phrase` started; `InText` tells whether the files' text was among the fields.
     void Searched(const QString &Phrase, bool InText);
+    // The results are listed; how often the phrase occurs in each is to be counted.
+    void CountHits(const FindRequest &request);
 
 protected:
     void showEvent(QShowEvent *event) override;

@@ -227,6 +227,7 @@ void frmMain::connectFind(frmFind *form)
     connect(form, &frmFind::SelectTab, m_ctlDetails, &ctlDetails::SelectTab);
     connect(form, &frmFind::AddSearch, m_ctlDetails, &ctlDetails::AddSearch);
     connect(form, &frmFind::SearchTitle, m_ctlDetails, &ctlDetails::SearchTitle);
+    connect(form, &frmFind::CountHits, m_ctlDetails, &ctlDetails::CountSearchHits);
     connect(form, &frmFind::Searched, this, [this](const QString &Phrase, bool InText) {
         m_searchPhrase = Phrase;
         m_searchInText = InText;
