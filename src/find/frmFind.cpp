@@ -148,8 +148,13 @@ void frmFind::buildWindow()
     grid->addWidget(chk1, 3, 0, 1, 3);
     grid->addWidget(picGame, 4, 0, 1, 3);
     grid->setRowStretch(5, 1);
-    grid->setColumnStretch(0, 3);
-    grid->setColumnStretch(1, 2);
+    // The check boxes keep their captions whole whatever the rows below them hold; the space the
+    // phrase and the game lists have beyond that goes to the categories.
+    Frame3->setMinimumWidth(Frame3->sizeHint().width());
+    Frame2->setMinimumWidth(Frame2->sizeHint().width());
+    Frame2->setSizePolicy(QSizePolicy::Maximum, Frame2->sizePolicy().verticalPolicy());
+    grid->setColumnStretch(0, 1);
+    grid->setColumnStretch(1, 0);
     Frame1->setFixedHeight(Twips::toPixelsY(FrameHeight));
 
     auto *layout = new QVBoxLayout(this);
