@@ -4,6 +4,10 @@
 #include "BenchTimer.h"
 #include "data/modADO.h"
 
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
 BenchContext::BenchContext(QString suite, QString storePath, int runs)
     : m_suite(std::move(suite)), m_storePath(std::move(storePath)), m_runs(runs)
 {}
@@ -12,6 +16,23 @@ bool BenchContext::openStore(modADO *store) const
 {
     ErrObject err;
     if (store->Open(m_storePath, &err))
+        return true;
+    note(err.Description);
+    return false;
+}
+
+bool BenchContext::openCopy(QTemporaryDir *work, modADO *store, QString *copyPath) const
+{
+    const QFileInfo original(m_storePath);
+    const QString copy = work->filePath(QStringLiteral("copy.lkb"));
+    if (!work->isValid() || !QFile::copy(original.absoluteFilePath(), copy)) {
+        note(QStringLiteral("cannot copy the store beside itself; not measured."));
+        return false;
+    }
+    if (copyPath)
+        *copyPath = copy;
+    ErrObject err;
+    if (store->Open(copy, &err))
         return true;
     note(err.Description);
     return false;

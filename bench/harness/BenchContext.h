@@ -4,6 +4,7 @@
 
 #include <functional>
 
+class QTemporaryDir;
 class modADO;
 
 // What a suite runs with (its name, the store, how many timed runs) and the shared way to
@@ -19,6 +20,9 @@ public:
 
     // Opens the store on `store`; when that fails, says why on standard error.
     bool openStore(modADO *store) const;
+    // Copies the store into `work`, a folder made beside it (so on the same disk, where commits cost
+    // what they cost the user), and opens the copy on `store`: for suites that write.
+    bool openCopy(QTemporaryDir *work, modADO *store, QString *copyPath = nullptr) const;
     // Times `ours`, then `baseline`, and prints the line "suite/name ...". False, with a note on
     // standard error, when either returns false: nothing was measured then. `tidyOurs` runs untimed
     // after each call of `ours`, `tidyBaseline` after each call of `baseline`.

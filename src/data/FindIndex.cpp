@@ -2,6 +2,7 @@
 
 #include "Schema.h"
 #include "StoreError.h"
+#include "StoreTransaction.h"
 #include "platform/RtfReader.h"
 
 #include <QSqlError>
@@ -23,9 +24,24 @@ bool fail(const QSqlQuery &query, const QSqlDatabase &db, ErrObject *err)
     return false;
 }
 
+// Runs `statements` in one transaction: all of them or none.
+bool runAll(const QSqlDatabase &db, const QStringList &statements, ErrObject *err)
+{
+    StoreTransaction transaction(db);
+    if (!transaction.begin(err))
+        return false;
+    QSqlQuery query(db);
+    for (const QString &statement : statements) {
+        if (!query.exec(statement))
+            return fail(query, db, err);
+    }
+    return transaction.commit(err);
+}
+
 struct Queued
 {
     qint64 id;
+    bool exists;
     QString desc;
     QString src;
     QString body;
@@ -45,27 +61,7 @@ bool FindIndex::Available(const QSqlDatabase &db)
 
 bool FindIndex::Ensure(const QSqlDatabase &db, ErrObject *err)
 {
-    if (Available(db))
-        return true;
-    QSqlDatabase store = db;
-    if (!store.transaction()) {
-        *err = StoreError::fromSql(store.lastError(), db);
-        return false;
-    }
-    QSqlQuery query(db);
-    for (const QString &statement : Schema::Statements(indexResource)) {
-        if (!query.exec(statement)) {
-            fail(query, db, err);
-            store.rollback();
-            return false;
-        }
-    }
-    if (!store.commit()) {
-        *err = StoreError::fromSql(store.lastError(), db);
-        store.rollback();
-        return false;
-    }
-    return true;
+    return Available(db) || runAll(db, Schema::Statements(indexResource), err);
 }
 
 bool FindIndex::Pending(const QSqlDatabase &db, qint64 *count, ErrObject *err)
@@ -81,30 +77,27 @@ bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, Er
 {
     if (done)
         *done = 0;
-    QSqlDatabase store = db;
     QSqlQuery read(db);
     read.setForwardOnly(true);
     while (maxFiles != 0) {
         const qint64 batch = maxFiles < 0 ? batchFiles : std::min(maxFiles, batchFiles);
         // The plain text is made before the write lock is taken, so other readers wait less.
-        if (!read.exec(QStringLiteral("SELECT p.file_id, f.desc, f.src, f.txt_rtf FROM find_pending p "
+        if (!read.exec(QStringLiteral("SELECT p.file_id, f.auto_id, f.desc, f.src, f.txt_rtf FROM find_pending p "
                                       "LEFT JOIN file f ON f.auto_id = p.file_id ORDER BY p.file_id LIMIT ") +
                        QString::number(batch)))
             return fail(read, db, err);
         QVector<Queued> queued;
         while (read.next()) {
-            queued.append({read.value(0).toLongLong(), read.value(1).toString(), read.value(2).toString(),
-                           read.value(3).isNull()
-                               ? QString()
-                               : RtfReader::PlainText(RtfReader::FromStoredText(read.value(3).toString()))});
+            queued.append({read.value(0).toLongLong(), !read.value(1).isNull(), read.value(2).toString(),
+                           read.value(3).toString(),
+                           RtfReader::PlainText(RtfReader::FromStoredText(read.value(4).toString()))});
         }
         read.finish();
         if (queued.isEmpty())
             break;
-        if (!store.transaction()) {
-            *err = StoreError::fromSql(store.lastError(), db);
+        StoreTransaction transaction(db);
+        if (!transaction.begin(err))
             return false;
-        }
         QSqlQuery remove(db), insert(db), dequeue(db);
         remove.prepare(QStringLiteral("DELETE FROM find_text WHERE rowid = ?"));
         insert.prepare(QStringLiteral("INSERT INTO find_text (rowid, desc, src, body) VALUES (?, ?, ?, ?)"));
@@ -113,7 +106,7 @@ bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, Er
             remove.addBindValue(file.id);
             bool ok = remove.exec();
             // A queued file that is gone (deleted in the meantime) only leaves the queue.
-            if (ok && !file.body.isNull()) {
+            if (ok && file.exists) {
                 insert.addBindValue(file.id);
                 insert.addBindValue(file.desc);
                 insert.addBindValue(file.src);
@@ -125,16 +118,11 @@ bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, Er
             if (!ok) {
                 const QSqlQuery &failed =
                     remove.lastError().isValid() ? remove : (insert.lastError().isValid() ? insert : dequeue);
-                fail(failed, db, err);
-                store.rollback();
-                return false;
+                return fail(failed, db, err);
             }
         }
-        if (!store.commit()) {
-            *err = StoreError::fromSql(store.lastError(), db);
-            store.rollback();
+        if (!transaction.commit(err))
             return false;
-        }
         if (done)
             *done += queued.size();
         if (maxFiles > 0)
@@ -145,29 +133,11 @@ bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, Er
 
 bool FindIndex::Rebuild(const QSqlDatabase &db, ErrObject *err)
 {
-    QSqlDatabase store = db;
-    if (!store.transaction()) {
-        *err = StoreError::fromSql(store.lastError(), db);
-        return false;
-    }
     // Whatever is left of a broken index goes, triggers included, and comes back whole.
-    QSqlQuery query(db);
     const QStringList drops = {QStringLiteral("DROP TRIGGER IF EXISTS find_file_insert"),
                                QStringLiteral("DROP TRIGGER IF EXISTS find_file_update"),
                                QStringLiteral("DROP TRIGGER IF EXISTS find_file_delete"),
                                QStringLiteral("DROP TABLE IF EXISTS find_pending"),
                                QStringLiteral("DROP TABLE IF EXISTS find_text")};
-    for (const QString &statement : drops) {
-        if (!query.exec(statement)) {
-            fail(query, db, err);
-            store.rollback();
-            return false;
-        }
-    }
-    if (!store.commit()) {
-        *err = StoreError::fromSql(store.lastError(), db);
-        store.rollback();
-        return false;
-    }
-    return Ensure(db, err);
+    return runAll(db, drops, err) && Ensure(db, err);
 }

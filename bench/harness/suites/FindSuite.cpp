@@ -78,19 +78,12 @@ QString rarePhrase(const QSqlDatabase &db, qint64 files, FindRequest request)
 
 int runFindSuite(const BenchContext &context)
 {
-    const QFileInfo original(context.storePath());
-    QTemporaryDir work(original.absolutePath() + QStringLiteral("/lorekeep-bench-find-XXXXXX"));
-    const QString copy = work.filePath(QStringLiteral("copy.lkb"));
-    if (!work.isValid() || !QFile::copy(original.absoluteFilePath(), copy)) {
-        context.note(QStringLiteral("cannot copy the store beside itself; not measured."));
-        return 1;
-    }
+    QTemporaryDir work(QFileInfo(context.storePath()).absolutePath() + QStringLiteral("/lorekeep-bench-find-XXXXXX"));
     modADO store(QStringLiteral("bench-find"));
-    ErrObject err;
-    if (!store.Open(copy, &err)) {
-        context.note(err.Description);
+    QString copy;
+    if (!context.openCopy(&work, &store, &copy))
         return 1;
-    }
+    ErrObject err;
     const QSqlDatabase db = store.Connection();
     qint64 files = 0;
     if (!FileSearch::CountRows(db, {}, &files, &err) || files == 0) {

@@ -63,13 +63,10 @@ qint32 firstGame(const QSqlDatabase &db)
 
 int runImportSuite(const BenchContext &context)
 {
-    const QFileInfo original(context.storePath());
-    QTemporaryDir work(original.absolutePath() + QStringLiteral("/lorekeep-bench-import-XXXXXX"));
-    const QString copy = work.filePath(QStringLiteral("copy.lkb"));
-    if (!work.isValid() || !QFile::copy(original.absoluteFilePath(), copy)) {
-        context.note(QStringLiteral("cannot copy the store beside itself; not measured."));
+    QTemporaryDir work(QFileInfo(context.storePath()).absolutePath() + QStringLiteral("/lorekeep-bench-import-XXXXXX"));
+    modADO store(QStringLiteral("bench-import"));
+    if (!context.openCopy(&work, &store))
         return 1;
-    }
     const QString folder = work.filePath(QStringLiteral("guides"));
     QDir().mkpath(folder);
     QRandomGenerator random(19);
@@ -89,12 +86,7 @@ int runImportSuite(const BenchContext &context)
         converted << imported.Row;
     }
 
-    modADO store(QStringLiteral("bench-import"));
     ErrObject err;
-    if (!store.Open(copy, &err)) {
-        context.note(err.Description);
-        return 1;
-    }
     QSqlDatabase db = store.Connection();
     const qint32 game = firstGame(db);
     if (game == 0) {
