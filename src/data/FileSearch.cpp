@@ -1,6 +1,7 @@
 #include "FileSearch.h"
 
 #include "FindIndex.h"
+#include "GameIndex.h"
 #include "StoreError.h"
 #include "StoreQuery.h"
 #include "platform/RtfReader.h"
@@ -15,19 +16,11 @@ Q_DECLARE_LOGGING_CATEGORY(lcStore)
 
 namespace {
 
-// The criteria as SQL on table `file` under the name `f`: numbers only, never user text.
+// The criteria as SQL on table `file` under the name `f`, bracketed so that " Or " stays inside.
 QString criteriaTerms(const FileCriteria &criteria)
 {
-    QStringList terms;
-    if (criteria.GameId != 0)
-        terms << QStringLiteral("f.game_id = ") + QString::number(criteria.GameId);
-    if (!criteria.SubCats.isEmpty()) {
-        QStringList subCats;
-        for (quint8 subCat : criteria.SubCats)
-            subCats << QStringLiteral("f.sub_cat = ") + QString::number(subCat);
-        terms << QLatin1Char('(') + subCats.join(QStringLiteral(" OR ")) + QLatin1Char(')');
-    }
-    return terms.join(QStringLiteral(" AND "));
+    const QString conditions = FileTable::FindConditions(criteria, QStringLiteral("f"));
+    return conditions.isEmpty() ? conditions : QLatin1Char('(') + conditions + QLatin1Char(')');
 }
 
 // The chosen fields of the index's row `t`, joined by one blank, as SQL.
@@ -96,29 +89,22 @@ bool indexedFind(const QSqlDatabase &db, const FindRequest &request, QVector<Fin
     const QString terms = criteriaTerms(request.Criteria);
     const QString check = QStringLiteral("instr(") + joinedColumns(request) + QStringLiteral(", :phrase) > 0");
     const QString match = trigramQuery(request.Phrase);
-    QString sql;
-    if (!match.isEmpty() && request.Criteria.GameId == 0) {
-        // Candidates from the trigram index (in any field: the check below sees only the chosen ones).
-        sql = QStringLiteral("SELECT ") + hitColumns +
-              QStringLiteral(" FROM find_text t CROSS JOIN file f ON f.auto_id = t.rowid "
-                             "LEFT JOIN game g ON g.auto_id = f.game_id WHERE t.rowid IN (SELECT rowid FROM "
-                             "find_text WHERE find_text MATCH :match) AND ") +
-              check + (terms.isEmpty() ? QString() : QStringLiteral(" AND ") + terms) +
-              QStringLiteral(" ORDER BY f.auto_id");
-    } else if (request.Criteria.GameId != 0) {
+    QString from = QStringLiteral("find_text t CROSS JOIN file f ON f.auto_id = t.rowid");
+    QStringList where;
+    if (request.Criteria.GameId != 0) {
         // One game's files are few: each is checked through the index's copy of its text.
-        sql = QStringLiteral("SELECT ") + hitColumns +
-              QStringLiteral(" FROM file f CROSS JOIN find_text t ON t.rowid = f.auto_id "
-                             "LEFT JOIN game g ON g.auto_id = f.game_id WHERE ") +
-              terms + QStringLiteral(" AND ") + check + QStringLiteral(" ORDER BY f.auto_id");
-    } else {
-        // Too short for trigrams: every row's plain text is read, still not its markup.
-        sql = QStringLiteral("SELECT ") + hitColumns +
-              QStringLiteral(" FROM find_text t CROSS JOIN file f ON f.auto_id = t.rowid "
-                             "LEFT JOIN game g ON g.auto_id = f.game_id WHERE ") +
-              check + (terms.isEmpty() ? QString() : QStringLiteral(" AND ") + terms) +
-              QStringLiteral(" ORDER BY f.auto_id");
+        from = QStringLiteral("file f CROSS JOIN find_text t ON t.rowid = f.auto_id");
+    } else if (!match.isEmpty()) {
+        // Candidates from the trigram index (in any field: the check below sees only the chosen ones).
+        // Without a trigram in the phrase every row's plain text is read, still not its markup.
+        where << QStringLiteral("t.rowid IN (SELECT rowid FROM find_text WHERE find_text MATCH :match)");
     }
+    where << check;
+    if (!terms.isEmpty())
+        where << terms;
+    const QString sql = QStringLiteral("SELECT ") + hitColumns + QStringLiteral(" FROM ") + from +
+                        QStringLiteral(" LEFT JOIN game g ON g.auto_id = f.game_id WHERE ") +
+                        where.join(QStringLiteral(" AND ")) + QStringLiteral(" ORDER BY f.auto_id");
     QSqlQuery query(db);
     query.setForwardOnly(true);
     if (!query.prepare(sql)) {
@@ -220,27 +206,34 @@ bool FileSearch::Scan(const QSqlDatabase &db, const FindRequest &request, QVecto
     hits->clear();
     if (request.Phrase.isEmpty() || !(request.Desc || request.Src || request.Text))
         return true;
-    const QString terms = criteriaTerms(request.Criteria);
-    QSqlQuery query(db);
-    query.setForwardOnly(true);
-    if (!query.exec(QStringLiteral("SELECT f.auto_id, f.game_id, f.sub_cat, f.desc, g.name, g.platform_id, "
-                                   "g.genre_id, f.src, f.txt_rtf FROM file f LEFT JOIN game g ON g.auto_id = "
-                                   "f.game_id") +
-                    (terms.isEmpty() ? QString() : QStringLiteral(" WHERE ") + terms) +
-                    QStringLiteral(" ORDER BY f.auto_id"))) {
-        *err = StoreError::fromSql(query.lastError(), db);
+    QVector<IndexedGame> games;
+    if (!GameIndex::Read(db, &games, err))
         return false;
-    }
-    while (query.next()) {
-        FileRow row;
-        row.desc = query.value(3).toString();
-        row.src = query.value(7).toString();
-        if (request.Text)
-            row.txt_rtf = query.value(8).toString();
-        if (SearchedText(request, row).contains(request.Phrase, Qt::CaseSensitive))
-            hits->append(hitOf(query));
-    }
-    return true;
+    QHash<qint32, const IndexedGame *> gameById;
+    for (const IndexedGame &game : std::as_const(games))
+        gameById.insert(game.auto_id, &game);
+    // Every row of the search statement, each searched by the rule.
+    const bool read = FileTable::Find(
+        db, request.Criteria,
+        [&](const FileRow &row) {
+            if (!SearchedText(request, row).contains(request.Phrase, Qt::CaseSensitive))
+                return true;
+            FindHit hit;
+            hit.FileId = row.auto_id;
+            hit.GameId = row.game_id;
+            hit.SubCat = row.sub_cat;
+            hit.Desc = row.desc;
+            if (const IndexedGame *game = gameById.value(row.game_id)) {
+                hit.GameName = game->name;
+                hit.PlatformId = game->platform_id;
+                hit.GenreId = game->genre_id;
+            }
+            hits->append(hit);
+            return true;
+        },
+        err);
+    std::sort(hits->begin(), hits->end(), [](const FindHit &a, const FindHit &b) { return a.FileId < b.FileId; });
+    return read;
 }
 
 bool FileSearch::Find(const QSqlDatabase &db, const FindRequest &request, QVector<FindHit> *hits, ErrObject *err,

@@ -135,21 +135,26 @@ bool FileTable::FindBySource(const QSqlDatabase &db, const QString &src, SourceM
     return true;
 }
 
-QString FileTable::FindStatement(const FileCriteria &criteria)
+QString FileTable::FindConditions(const FileCriteria &criteria, const QString &table)
 {
+    const QString column = table.isEmpty() ? QString() : table + QLatin1Char('.');
     QStringList terms;
     if (criteria.GameId != 0)
-        terms << QStringLiteral("game_id = ") + QString::number(criteria.GameId);
+        terms << column + QStringLiteral("game_id = ") + QString::number(criteria.GameId);
     if (!criteria.SubCats.isEmpty()) {
         QStringList subCats;
         for (quint8 subCat : criteria.SubCats)
-            subCats << QStringLiteral("sub_cat = ") + QString::number(subCat);
+            subCats << column + QStringLiteral("sub_cat = ") + QString::number(subCat);
         const QString any = subCats.join(QStringLiteral(" Or "));
         terms << (terms.isEmpty() ? any : QLatin1Char('(') + any + QLatin1Char(')'));
     }
-    if (terms.isEmpty())
-        return selectFiles;
-    return selectFiles + QStringLiteral(" WHERE ") + terms.join(QStringLiteral(" AND "));
+    return terms.join(QStringLiteral(" AND "));
+}
+
+QString FileTable::FindStatement(const FileCriteria &criteria)
+{
+    const QString conditions = FindConditions(criteria);
+    return conditions.isEmpty() ? selectFiles : selectFiles + QStringLiteral(" WHERE ") + conditions;
 }
 
 bool FileTable::Find(const QSqlDatabase &db, const FileCriteria &criteria,

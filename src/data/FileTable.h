@@ -66,7 +66,10 @@ public:
     static bool FindBySource(const QSqlDatabase &db, const QString &src, SourceMatch *match, bool *found,
                              ErrObject *err);
 
-    // The text of the search statement for `criteria` (ids and codes only, never user text).
+    // The conditions of the search statement for `criteria` (ids and codes only, never user text),
+    // on the columns of `table` when a name is given; empty for no criteria.
+    static QString FindConditions(const FileCriteria &criteria, const QString &table = QString());
+    // The text of the search statement for `criteria`.
     static QString FindStatement(const FileCriteria &criteria);
     // Calls `visit` with each file that meets `criteria`, in the store's order, until it returns false.
     static bool Find(const QSqlDatabase &db, const FileCriteria &criteria,
