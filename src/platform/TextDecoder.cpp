@@ -67,14 +67,24 @@ bool singleBytePage(const QString &name)
            name.startsWith(QLatin1String("koi8-"));
 }
 
-// Decodes with a converter; false when the name is unknown or the bytes are not valid in it.
-bool decodeStrict(QByteArrayView bytes, const QString &name, QString *text)
+// Decodes with the named converter; false when the name is unknown. `clean` tells whether every
+// byte was valid in that encoding.
+bool decodeWith(QByteArrayView bytes, const QString &name, QString *text, bool *clean = nullptr)
 {
-    QStringDecoder decoder(name.toLatin1().constData());
+    QStringDecoder decoder(usualName(name).toLatin1().constData());
     if (!decoder.isValid())
         return false;
     *text = decoder.decode(bytes);
-    return !decoder.hasError();
+    if (clean)
+        *clean = !decoder.hasError();
+    return true;
+}
+
+// False when the name is unknown or the bytes are not valid in it.
+bool decodeStrict(QByteArrayView bytes, const QString &name, QString *text)
+{
+    bool clean = false;
+    return decodeWith(bytes, name, text, &clean) && clean;
 }
 
 QString detectorGuess(QByteArrayView bytes)
@@ -192,11 +202,7 @@ bool LooksBinary(QByteArrayView bytes)
 
 bool DecodeAs(QByteArrayView bytes, const QString &name, QString *text)
 {
-    QStringDecoder decoder(usualName(name).toLatin1().constData());
-    if (!decoder.isValid())
-        return false;
-    *text = decoder.decode(bytes);
-    return true;
+    return decodeWith(bytes, name, text);
 }
 
 Decoded Decode(QByteArrayView bytes)

@@ -224,9 +224,9 @@ void ctlTree::ImportFiles(const QString &strKey, const QStringList &paths)
     // One import at a time, and none while a selector is asking for a game.
     if (objSelector || m_importing)
         return Prompts::current().Beep();
-    const TreeNode *node = tvwFiles->Node(strKey.isEmpty() ? QStringLiteral("ROOT") : strKey);
-    if (strKey.isEmpty() && tvwFiles->SelectedItem())
-        node = tvwFiles->SelectedItem();
+    const TreeNode *node = !strKey.isEmpty()          ? tvwFiles->Node(strKey)
+                           : tvwFiles->SelectedItem() ? tvwFiles->SelectedItem()
+                                                      : tvwFiles->Node(QStringLiteral("ROOT"));
     if (!node)
         return;
     NodeKey::GameIds ids;
