@@ -1,5 +1,6 @@
 // lkrtf: what Lorekeep's RTF reader makes of a file, for checking real documents by hand.
 #include "base/Version.h"
+#include "platform/PdfExport.h"
 #include "platform/RtfReader.h"
 #include "platform/RtfWriter.h"
 
@@ -9,6 +10,34 @@
 #include <QTextDocument>
 
 #include <cstdio>
+
+namespace {
+
+int writePdf(const QByteArray &rtf, const QString &path, const QString &size)
+{
+    QPageSize paper;
+    if (size.compare(QLatin1String("A4"), Qt::CaseInsensitive) == 0) {
+        paper = QPageSize(QPageSize::A4);
+    } else if (size.compare(QLatin1String("Letter"), Qt::CaseInsensitive) == 0) {
+        paper = QPageSize(QPageSize::Letter);
+    } else {
+        std::fprintf(stderr, "lkrtf: unknown page size %s (A4 or Letter)\n", qPrintable(size));
+        return 2;
+    }
+    QTextDocument document;
+    RtfReader::Read(rtf, &document);
+    PdfExport file(path, paper);
+    QString error;
+    if (!file.Printer().Print(&document) || !file.Save(&error)) {
+        if (error.isEmpty())
+            error = file.Printer().ErrorString();
+        std::fprintf(stderr, "lkrtf: %s: %s\n", qPrintable(path), qPrintable(error));
+        return 1;
+    }
+    return 0;
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -21,14 +50,24 @@ int main(int argc, char *argv[])
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Prints what Lorekeep reads in an RTF file: its plain text, "
-                                                    "the document as HTML, or the RTF Lorekeep would write back."));
+                                                    "the document as HTML, the RTF Lorekeep would write back, or "
+                                                    "its printout as a PDF file."));
     parser.addHelpOption();
     parser.addVersionOption();
     const QCommandLineOption html(QStringLiteral("html"), QStringLiteral("Print the document as HTML."));
     const QCommandLineOption roundtrip(QStringLiteral("roundtrip"),
                                        QStringLiteral("Print the RTF that Lorekeep writes of what it read."));
+    const QCommandLineOption pdf(QStringLiteral("pdf"),
+                                 QStringLiteral("Lay the document out into pages as Lorekeep prints it, and write "
+                                                "them to the PDF file OUT."),
+                                 QStringLiteral("OUT"));
+    const QCommandLineOption pageSize(QStringLiteral("page-size"),
+                                      QStringLiteral("The paper of the PDF: A4 (the default) or Letter."),
+                                      QStringLiteral("SIZE"), QStringLiteral("A4"));
     parser.addOption(html);
     parser.addOption(roundtrip);
+    parser.addOption(pdf);
+    parser.addOption(pageSize);
     parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("The RTF file; - reads standard input."));
     parser.process(app);
 
@@ -45,6 +84,9 @@ int main(int argc, char *argv[])
         return 1;
     }
     const QByteArray rtf = file.readAll();
+
+    if (parser.isSet(pdf))
+        return writePdf(rtf, parser.value(pdf), parser.value(pageSize));
 
     QByteArray out;
     if (parser.isSet(html) || parser.isSet(roundtrip)) {

@@ -1,0 +1,249 @@
+#include "PagePrinter.h"
+
+#include "Twips.h"
+
+#include <QAbstractTextDocumentLayout>
+#include <QFontMetricsF>
+#include <QImage>
+#include <QPagedPaintDevice>
+#include <QPainter>
+#include <QTextBlock>
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QTextFrame>
+#include <QTextLayout>
+#include <QTextList>
+
+namespace {
+
+// Characters laid out between two progress reports: a few milliseconds of work.
+constexpr int layoutStepChars = 32 * 1024;
+
+// Text is laid out in points and drawn scaled to the device. Laid out in the device's own pixels
+// (1200 per inch for a PDF) a document of some thousand pages would run past the largest
+// coordinate the layout can hold and come out blank; in points that is ten times as far away.
+constexpr int layoutDpi = 72;
+
+QImage layoutDevice()
+{
+    QImage image(1, 1, QImage::Format_Mono);
+    const int dotsPerMeter = qRound(layoutDpi / 0.0254);
+    image.setDotsPerMeterX(dotsPerMeter);
+    image.setDotsPerMeterY(dotsPerMeter);
+    return image;
+}
+
+} // namespace
+
+PagePrinter::PagePrinter(QPagedPaintDevice *device, const PageMargins &margins)
+    : m_device(device), m_layoutDevice(std::make_unique<QImage>(layoutDevice()))
+{
+    const double dpiX = device->logicalDpiX();
+    const double dpiY = device->logicalDpiY();
+    const QPageLayout page = device->pageLayout();
+    const QRectF paper = page.fullRectPixels(int(dpiX));
+    // The device draws from the corner of its printable area, so the margins, which are measured
+    // from the paper's edges, are shifted by that area's offset.
+    const QPointF offset = page.paintRectPixels(int(dpiX)).topLeft();
+    const auto x = [dpiX](int twips) {
+        return twips * dpiX / Twips::PerInch;
+    };
+    const auto y = [dpiY](int twips) {
+        return twips * dpiY / Twips::PerInch;
+    };
+    m_body = QRectF(QPointF(x(margins.Left), y(margins.Top)),
+                    QPointF(paper.width() - x(margins.Right), paper.height() - y(margins.Bottom)))
+                 .translated(-offset);
+}
+
+PagePrinter::~PagePrinter()
+{
+    End();
+}
+
+bool PagePrinter::begin()
+{
+    if (m_painter)
+        return true;
+    if (m_body.width() < 1 || m_body.height() < 1) {
+        m_error = QStringLiteral("The paper is too small for the margins.");
+        return false;
+    }
+    m_painter = std::make_unique<QPainter>();
+    if (!m_painter->begin(m_device)) {
+        m_painter.reset();
+        m_error = QStringLiteral("The printer could not be started.");
+        return false;
+    }
+    return true;
+}
+
+namespace {
+
+// Lines end exactly where a page does; comparisons allow for the layout's 1/64 of a point.
+constexpr qreal edge = 0.1;
+
+} // namespace
+
+bool PagePrinter::Print(QTextDocument *document, const PrintProgressFn &progress)
+{
+    if (!begin())
+        return false;
+    QAbstractTextDocumentLayout *layout = document->documentLayout();
+    const qreal scale = qreal(m_device->logicalDpiY()) / layoutDpi;
+    document->setDocumentMargin(0);
+    // Unhinted widths, so that the points of the layout scale to the device without drifting.
+    document->setUseDesignMetrics(true);
+    layout->setPaintDevice(m_layoutDevice.get());
+    // One long page: the breaks are ours. Qt's own pagination lets a line with extra spacing run
+    // past the bottom of its page, where it would be cut off.
+    document->setTextWidth(m_body.width() / scale);
+    const qreal height = m_body.height() / scale;
+
+    const std::vector<PageStart> pages = breakPages(document, height, progress);
+    if (pages.empty())
+        return false;
+    for (std::size_t page = 0; page < pages.size(); ++page) {
+        if (m_pages > 0 && !m_device->newPage()) {
+            m_error = QStringLiteral("The printer could not start a new page.");
+            return false;
+        }
+        ++m_pages;
+        const qreal top = pages[page].top;
+        const qreal bottom = page + 1 < pages.size() ? pages[page + 1].top : top + height;
+        m_painter->save();
+        m_painter->setClipRect(m_body);
+        m_painter->translate(m_body.topLeft());
+        m_painter->scale(scale, scale);
+        m_painter->translate(0, -top);
+        drawPage(document, pages[page], QRectF(0, top, document->textWidth(), bottom - top), height);
+        m_painter->restore();
+        if (progress && !progress({PrintProgress::Pages, qint64(page) + 1, qint64(pages.size())}))
+            return false;
+    }
+    return true;
+}
+
+std::vector<PagePrinter::PageStart> PagePrinter::breakPages(QTextDocument *document, qreal height,
+                                                            const PrintProgressFn &progress)
+{
+    // A new page starts at the first line (or table) that does not fit on the current one, as a
+    // printer's page loop does. Asking where a block lies lays out everything before it, so a long
+    // document reports how far it got, and can be stopped, on the way.
+    QAbstractTextDocumentLayout *layout = document->documentLayout();
+    const qint64 length = document->characterCount();
+    qint64 nextReport = layoutStepChars;
+    QTextFrame *root = document->rootFrame();
+    std::vector<PageStart> pages{{0, root->begin()}};
+    const auto fits = [&](qreal top, qreal bottom) {
+        // A piece taller than a page stays where it is and is cut at the bottom.
+        return bottom <= pages.back().top + height + edge || top <= pages.back().top + edge;
+    };
+    for (auto it = root->begin(); !it.atEnd(); ++it) {
+        if (QTextFrame *frame = it.currentFrame()) {
+            const QRectF bounds = layout->frameBoundingRect(frame);
+            if (!fits(bounds.top(), bounds.bottom()))
+                pages.push_back({bounds.top(), it});
+            // A table longer than a page goes on over as many as it needs.
+            while (bounds.bottom() > pages.back().top + height + edge)
+                pages.push_back({pages.back().top + height, it});
+            continue;
+        }
+        const QTextBlock block = it.currentBlock();
+        layout->blockBoundingRect(block);
+        const QTextLayout *text = block.layout();
+        for (int i = 0; i < text->lineCount(); ++i) {
+            const QTextLine line = text->lineAt(i);
+            const qreal top = text->position().y() + line.y();
+            if (!fits(top, top + line.height()))
+                pages.push_back({top, it});
+        }
+        if (block.position() >= nextReport) {
+            nextReport = block.position() + layoutStepChars;
+            if (progress && !progress({PrintProgress::Layout, block.position(), length}))
+                return {};
+        }
+    }
+    return pages;
+}
+
+void PagePrinter::drawPage(QTextDocument *document, const PageStart &start, const QRectF &page, qreal height)
+{
+    QAbstractTextDocumentLayout *layout = document->documentLayout();
+    m_painter->setPen(Qt::black); // paper is white whatever the desktop's colours
+    // Paragraphs are drawn line by line: a line belongs to the page it starts on. The document's
+    // own drawing would also draw the lines around its clip, which a PDF keeps as text even where
+    // they are hidden. Tables and other frames are left to it, clipped to what lies on the page.
+    for (auto it = start.item; !it.atEnd(); ++it) {
+        if (QTextFrame *frame = it.currentFrame()) {
+            const QRectF bounds = layout->frameBoundingRect(frame);
+            if (bounds.top() >= page.bottom() - edge)
+                break;
+            QAbstractTextDocumentLayout::PaintContext context;
+            context.palette.setColor(QPalette::Text, Qt::black);
+            context.clip =
+                bounds.intersected(QRectF(page.topLeft(), QSizeF(page.width(), height))).adjusted(0, edge, 0, -edge);
+            layout->draw(m_painter.get(), context);
+            continue;
+        }
+        const QTextBlock block = it.currentBlock();
+        const QRectF bounds = layout->blockBoundingRect(block);
+        if (bounds.top() >= page.bottom() - edge)
+            break;
+        if (!block.isVisible())
+            continue;
+        const QBrush background = block.blockFormat().background();
+        if (background.style() != Qt::NoBrush)
+            m_painter->fillRect(bounds.intersected(page), background);
+        const QTextLayout *text = block.layout();
+        for (int i = 0; i < text->lineCount(); ++i) {
+            const QTextLine line = text->lineAt(i);
+            const qreal top = text->position().y() + line.y();
+            if (top >= page.bottom() - edge)
+                break;
+            if (top < page.top() - edge)
+                continue;
+            if (i == 0 && block.textList())
+                drawListMarker(block);
+            line.draw(m_painter.get(), text->position());
+        }
+    }
+}
+
+void PagePrinter::drawListMarker(const QTextBlock &block)
+{
+    QTextLayout *text = block.layout();
+    if (text->lineCount() == 0)
+        return;
+    const QTextLine first = text->lineAt(0);
+    const QPointF origin = text->position() + first.position();
+    const QFont font = QTextCursor(block).charFormat().font();
+    const QFontMetricsF metrics(font, m_layoutDevice.get());
+    const QString number = block.textList()->itemText(block);
+    const qreal gap = metrics.horizontalAdvance(QLatin1Char(' '));
+    const qreal x = origin.x() + first.naturalTextRect().left() - gap;
+    if (number.isEmpty()) {
+        const qreal size = metrics.height() / 3;
+        m_painter->save();
+        m_painter->setRenderHint(QPainter::Antialiasing);
+        m_painter->setBrush(Qt::black);
+        m_painter->drawEllipse(QRectF(x - size, origin.y() + (metrics.height() - size) / 2, size, size));
+        m_painter->restore();
+    } else {
+        m_painter->save();
+        m_painter->setFont(QFont(font, m_layoutDevice.get()));
+        m_painter->drawText(QPointF(x - metrics.horizontalAdvance(number), origin.y() + metrics.ascent()), number);
+        m_painter->restore();
+    }
+}
+
+bool PagePrinter::End()
+{
+    if (!m_painter)
+        return m_error.isEmpty();
+    const bool ended = m_painter->end();
+    m_painter.reset();
+    if (!ended && m_error.isEmpty())
+        m_error = QStringLiteral("The printout could not be finished.");
+    return ended;
+}
