@@ -8,7 +8,7 @@ LOREKEEP_BUILD=${LOREKEEP_BUILD:-$LOREKEEP_ROOT/build}
 LOREKEEP_PACKAGES=(
   cmake ninja-build g++ pkg-config
   qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite libgl-dev
-  qt6-webengine-dev
+  qt6-webengine-dev qt6-pdf-dev
   libuchardet-dev
   fonts-dejavu-core
 )

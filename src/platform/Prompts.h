@@ -5,6 +5,8 @@
 
 #include <optional>
 
+class QPrinter;
+
 enum class MsgButtons { OK, OKCancel, AbortRetryIgnore, YesNoCancel, YesNo, RetryCancel };
 enum class MsgIcon { None, Critical, Question, Exclamation, Information };
 enum class MsgResult { OK, Cancel, Abort, Retry, Ignore, Yes, No };
@@ -40,6 +42,9 @@ public:
     // The chosen existing folder, or nothing when the dialog was cancelled; only the title and the
     // starting folder of `options` apply.
     virtual std::optional<QString> GetFolder(const FileDialogOptions &options) = 0;
+    // The printer dialog for `printer`, which it sets up as the user chooses; `hasSelection` offers
+    // printing only the selected text. False when the dialog was cancelled.
+    virtual bool PrintDialog(QPrinter *printer, bool hasSelection) = 0;
     // The short sound that tells the user an entry was refused (an empty name, an unchanged one).
     virtual void Beep() = 0;
 

@@ -7,6 +7,7 @@
 #include <QHash>
 #include <QInputDialog>
 #include <QMessageBox>
+#include <QPrintDialog>
 #include <QPushButton>
 
 namespace {
@@ -144,6 +145,14 @@ std::optional<QString> QtPrompts::GetFolder(const FileDialogOptions &options)
     dialog.setOption(QFileDialog::ShowDirsOnly);
     setUp(dialog, options);
     return firstOf(runFileDialog(dialog));
+}
+
+bool QtPrompts::PrintDialog(QPrinter *printer, bool hasSelection)
+{
+    QPrintDialog dialog(printer, dialogParent());
+    dialog.setOption(QAbstractPrintDialog::PrintSelection, hasSelection);
+    dialog.setOption(QAbstractPrintDialog::PrintPageRange, false);
+    return dialog.exec() == QDialog::Accepted;
 }
 
 void QtPrompts::Beep()

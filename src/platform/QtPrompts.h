@@ -13,5 +13,6 @@ public:
     std::optional<QString> GetSaveFileName(const FileDialogOptions &options) override;
     std::optional<QStringList> GetOpenFileNames(const FileDialogOptions &options) override;
     std::optional<QString> GetFolder(const FileDialogOptions &options) override;
+    bool PrintDialog(QPrinter *printer, bool hasSelection) override;
     void Beep() override;
 };

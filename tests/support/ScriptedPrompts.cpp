@@ -1,5 +1,6 @@
 #include "ScriptedPrompts.h"
 
+#include <QPrinter>
 #include <QTest>
 
 ScriptedPrompts::ScriptedPrompts() : m_previous(Prompts::install(this)) {}
@@ -40,6 +41,11 @@ void ScriptedPrompts::answerOpenFiles(std::optional<QStringList> paths)
 void ScriptedPrompts::answerFolder(std::optional<QString> path)
 {
     m_answers.append({PromptRecord::Folder, MsgResult::OK, std::move(path)});
+}
+
+void ScriptedPrompts::answerPrint(std::optional<QString> pdfPath, bool selectionOnly)
+{
+    m_answers.append({PromptRecord::Print, selectionOnly ? MsgResult::Yes : MsgResult::OK, std::move(pdfPath)});
 }
 
 std::optional<ScriptedPrompts::Answer> ScriptedPrompts::take(const PromptRecord &record)
@@ -97,4 +103,17 @@ std::optional<QStringList> ScriptedPrompts::GetOpenFileNames(const FileDialogOpt
 std::optional<QString> ScriptedPrompts::GetFolder(const FileDialogOptions &options)
 {
     return askText({PromptRecord::Folder, options.Title, options.Title, MsgButtons::OK, MsgIcon::None, {}, options});
+}
+
+bool ScriptedPrompts::PrintDialog(QPrinter *printer, bool hasSelection)
+{
+    PromptRecord record{PromptRecord::Print, QStringLiteral("Print"), QStringLiteral("Print")};
+    record.defaultText = hasSelection ? QStringLiteral("selection") : QString();
+    const std::optional<Answer> answer = take(record);
+    if (!answer || !answer->text)
+        return false;
+    printer->setOutputFormat(QPrinter::PdfFormat);
+    printer->setOutputFileName(*answer->text);
+    printer->setPrintRange(answer->result == MsgResult::Yes ? QPrinter::Selection : QPrinter::AllPages);
+    return true;
 }

@@ -11,7 +11,7 @@
 // One prompt the program showed, as the user would have seen it.
 struct PromptRecord
 {
-    enum Kind { Message, Input, OpenFile, SaveFile, OpenFiles, Folder };
+    enum Kind { Message, Input, OpenFile, SaveFile, OpenFiles, Folder, Print };
     Kind kind = Message;
     QString text; // the message or the input box's prompt; the file dialog's title
     QString title;
@@ -37,6 +37,9 @@ public:
     void answerSaveFile(std::optional<QString> path);
     void answerOpenFiles(std::optional<QStringList> paths);
     void answerFolder(std::optional<QString> path);
+    // The printer dialog: print to the PDF file `pdfPath` (all of it, or the selection only), or
+    // nothing for Cancel.
+    void answerPrint(std::optional<QString> pdfPath, bool selectionOnly = false);
 
     const QList<PromptRecord> &shown() const { return m_shown; }
     const PromptRecord &last() const { return m_shown.constLast(); }
@@ -47,6 +50,7 @@ public:
     std::optional<QString> GetSaveFileName(const FileDialogOptions &options) override;
     std::optional<QStringList> GetOpenFileNames(const FileDialogOptions &options) override;
     std::optional<QString> GetFolder(const FileDialogOptions &options) override;
+    bool PrintDialog(QPrinter *printer, bool hasSelection) override;
     void Beep() override { ++m_beeps; }
     // How many times the program beeped.
     int beeps() const { return m_beeps; }

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/ErrObject.h"
+#include "platform/PagePrinter.h"
+
+#include <QString>
+
+#include <functional>
+#include <memory>
+
+class QPrinter;
+class QTextDocument;
+class QWidget;
+
+// Printing and PDF export with the window kept alive: the pages are laid out and drawn on a worker
+// thread while the window goes on painting; once that has taken half a second a progress dialog
+// counts the pages and offers Cancel.
+class PrintJob final
+{
+public:
+    enum class Outcome { Done, Cancelled, Failed };
+
+    // The work: told how far it got through `progress`, which answers false once the user
+    // cancelled; false with `error` in words for the user when it failed. It runs on the worker
+    // thread and must not touch widgets or the store's connection.
+    using Work = std::function<bool(const PrintProgressFn &progress, QString *error)>;
+
+    // Runs `work`, with `title` on the progress dialog over `window`. Returns once the work has
+    // ended, also after Cancel (the page at hand is finished first).
+    static Outcome Run(QWidget *window, const QString &title, const Work &work, QString *error);
+
+    // The printer dialog, through the prompts. A cancelled dialog is an error, as it always was
+    // for printing here: false with `err` set to "Cancel was selected.".
+    static bool ChoosePrinter(QPrinter *printer, bool hasSelection, ErrObject *err);
+
+    // Prints `document` (taken over) on `printer` with the margins of every printout.
+    static Outcome Print(QWidget *window, std::unique_ptr<QTextDocument> document, QPrinter *printer, QString *error);
+
+    // The error a cancelled printer dialog raises.
+    static constexpr long CancelError = 32755;
+};
