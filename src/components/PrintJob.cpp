@@ -5,8 +5,11 @@
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QFutureWatcher>
+#include <QLocale>
+#include <QPageSize>
 #include <QPrinter>
 #include <QProgressDialog>
+#include <QTextCursor>
 #include <QTextDocument>
 #include <QThread>
 #include <QTimer>
@@ -32,6 +35,8 @@ QString progressText(const Shared &shared)
 {
     if (shared.phase == PrintProgress::Layout)
         return QStringLiteral("Laying out the pages...");
+    if (shared.phase == PrintProgress::Files)
+        return QStringLiteral("File %L1 of %L2").arg(shared.done.load() + 1).arg(shared.total.load());
     return QStringLiteral("Page %L1 of %L2").arg(shared.done.load()).arg(shared.total.load());
 }
 
@@ -74,10 +79,13 @@ PrintJob::Outcome PrintJob::Run(QWidget *window, const QString &title, const Wor
         }
         if (shared.cancelled)
             return;
-        const bool pages = shared.phase == PrintProgress::Pages;
         const qint64 total = std::max<qint64>(shared.total, 1);
-        // Layout fills the first tenth of the bar, the pages the rest.
-        const int value = pages ? 100 + int(900 * shared.done / total) : int(100 * shared.done / total);
+        // Layout fills the first tenth of the bar, the pages the rest; files fill all of it.
+        int value = int(1000 * shared.done / total);
+        if (shared.phase == PrintProgress::Pages)
+            value = 100 + int(900 * shared.done / total);
+        else if (shared.phase == PrintProgress::Layout)
+            value = int(100 * shared.done / total);
         dialog->setRange(0, 1000);
         dialog->setValue(value);
         dialog->setLabelText(progressText(shared));
@@ -98,6 +106,30 @@ PrintJob::Outcome PrintJob::Run(QWidget *window, const QString &title, const Wor
         return Outcome::Failed;
     }
     return Outcome::Done;
+}
+
+void PrintJob::AppendHeader(QTextCursor *cursor, const QString &title, const QString &file, const QString &source)
+{
+    QTextCharFormat bold;
+    bold.setFontWeight(QFont::Bold);
+    QTextCharFormat regular;
+    regular.setFontWeight(QFont::Normal);
+    cursor->insertText(title, bold);
+    cursor->insertBlock();
+    cursor->insertText(QStringLiteral("File: "), bold);
+    cursor->insertText(file, regular);
+    cursor->insertBlock();
+    cursor->insertText(QStringLiteral("Source: "), bold);
+    cursor->insertText(source, regular);
+    cursor->insertBlock();
+    cursor->insertBlock();
+    cursor->setCharFormat(regular);
+}
+
+QPageSize PrintJob::LocalPaper()
+{
+    return QPageSize(QLocale::system().measurementSystem() == QLocale::ImperialUSSystem ? QPageSize::Letter
+                                                                                        : QPageSize::A4);
 }
 
 bool PrintJob::ChoosePrinter(QPrinter *printer, bool hasSelection, ErrObject *err)

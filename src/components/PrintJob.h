@@ -8,7 +8,9 @@
 #include <functional>
 #include <memory>
 
+class QPageSize;
 class QPrinter;
+class QTextCursor;
 class QTextDocument;
 class QWidget;
 
@@ -35,6 +37,13 @@ public:
 
     // Prints `document` (taken over) on `printer` with the margins of every printout.
     static Outcome Print(QWidget *window, std::unique_ptr<QTextDocument> document, QPrinter *printer, QString *error);
+
+    // The bold header of every printout of a file: its title on a line of its own, then "File: "
+    // and "Source: " with their values, and an empty line before the text.
+    static void AppendHeader(QTextCursor *cursor, const QString &title, const QString &file, const QString &source);
+
+    // The paper of the user's country: Letter where it is the custom, A4 elsewhere.
+    static QPageSize LocalPaper();
 
     // The error a cancelled printer dialog raises.
     static constexpr long CancelError = 32755;

@@ -46,6 +46,17 @@ bool FileTable::Read(const QSqlDatabase &db, qint32 id, FileRow *row, bool *foun
     return true;
 }
 
+bool FileTable::Ids(const QSqlDatabase &db, qint32 gameId, QVector<qint32> *ids, ErrObject *err)
+{
+    ids->clear();
+    StoreQuery query(db);
+    if (!query.run(QStringLiteral("SELECT auto_id FROM file WHERE game_id = ?"), {gameId}, err))
+        return false;
+    while (query.next())
+        ids->append(query.value(0).toInt());
+    return true;
+}
+
 bool FileTable::Sources(const QSqlDatabase &db, qint32 gameId, QSet<QString> *sources, ErrObject *err)
 {
     sources->clear();

@@ -26,6 +26,7 @@ constexpr long NoObject = 91;           // a page, document or window that is no
 constexpr long FileNotFound = 53;
 constexpr long PermissionDenied = 70;
 constexpr long PathFileAccess = 75;
+constexpr long PrinterError = 482;
 constexpr long NoCurrentRecord = 3021; // the row to change or delete does not exist
 constexpr long StoreNotFound = 3024;
 constexpr long StoreLocked = 3045;

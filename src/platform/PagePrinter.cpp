@@ -89,16 +89,8 @@ bool PagePrinter::Print(QTextDocument *document, const PrintProgressFn &progress
 {
     if (!begin())
         return false;
-    QAbstractTextDocumentLayout *layout = document->documentLayout();
     const qreal scale = qreal(m_device->logicalDpiY()) / layoutDpi;
-    document->setDocumentMargin(0);
-    // Unhinted widths, so that the points of the layout scale to the device without drifting.
-    document->setUseDesignMetrics(true);
-    layout->setPaintDevice(m_layoutDevice.get());
-    // One long page: the breaks are ours. Qt's own pagination lets a line with extra spacing run
-    // past the bottom of its page, where it would be cut off.
-    document->setTextWidth(m_body.width() / scale);
-    const qreal height = m_body.height() / scale;
+    const qreal height = prepare(document);
 
     const std::vector<PageStart> pages = breakPages(document, height, progress);
     if (pages.empty())
@@ -122,6 +114,30 @@ bool PagePrinter::Print(QTextDocument *document, const PrintProgressFn &progress
             return false;
     }
     return true;
+}
+
+QSizeF PagePrinter::PageSize() const
+{
+    const qreal scale = qreal(m_device->logicalDpiY()) / layoutDpi;
+    return m_body.size() / scale;
+}
+
+qreal PagePrinter::prepare(QTextDocument *document) const
+{
+    document->setDocumentMargin(0);
+    // Unhinted widths, so that the points of the layout scale to the device without drifting.
+    document->setUseDesignMetrics(true);
+    document->documentLayout()->setPaintDevice(m_layoutDevice.get());
+    // One long page: the breaks are ours. Qt's own pagination lets a line with extra spacing run
+    // past the bottom of its page, where it would be cut off.
+    const QSizeF page = PageSize();
+    document->setTextWidth(page.width());
+    return page.height();
+}
+
+int PagePrinter::CountPages(QTextDocument *document)
+{
+    return int(breakPages(document, prepare(document), PrintProgressFn()).size());
 }
 
 std::vector<PagePrinter::PageStart> PagePrinter::breakPages(QTextDocument *document, qreal height,

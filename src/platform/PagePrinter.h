@@ -23,10 +23,10 @@ struct PageMargins
 };
 
 // How far a printout has got: first the document is laid out (characters of all), then its pages
-// are drawn (pages of all).
+// are drawn (pages of all). A printout of many files counts the files instead.
 struct PrintProgress
 {
-    enum Phase { Layout, Pages };
+    enum Phase { Layout, Pages, Files };
     Phase phase = Layout;
     qint64 done = 0;
     qint64 total = 0;
@@ -50,6 +50,8 @@ public:
     // and margin change, so hand over a document of the printout's own). False when `progress`
     // stopped it or the device could not be drawn on.
     bool Print(QTextDocument *document, const PrintProgressFn &progress = PrintProgressFn());
+    // How many pages `document` takes, laid out as Print would lay it out, without drawing it.
+    int CountPages(QTextDocument *document);
     // Sends the printout on (for a printer) or finishes the file (for a PDF writer).
     bool End();
 
@@ -57,6 +59,8 @@ public:
     int PageCount() const { return m_pages; }
     // The drawing rectangle in device pixels, relative to the device's printable area.
     QRectF BodyRect() const { return m_body; }
+    // The size of that rectangle in the units of the layout: points.
+    QSizeF PageSize() const;
     // Why the printout failed, in words for the user.
     QString ErrorString() const { return m_error; }
 
@@ -68,6 +72,8 @@ private:
         QTextFrame::iterator item;
     };
     bool begin();
+    // Lays `document` out for the device; returns the page height in layout units.
+    qreal prepare(QTextDocument *document) const;
     std::vector<PageStart> breakPages(QTextDocument *document, qreal height, const PrintProgressFn &progress);
     // Draws what of `document` lies in `page` (in layout points), the painter set up for it.
     void drawPage(QTextDocument *document, const PageStart &start, const QRectF &page, qreal height);

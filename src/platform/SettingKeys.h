@@ -55,6 +55,8 @@ constexpr SettingKey BrowseSearchPage{"BrowseSettings", "SearchPage", "https://d
 
 // The folder File > Import Files and Import Folder open in: the one files were last imported from.
 constexpr SettingKey ImportFolder{"Settings", "ImportFolder", ""};
+// The folder File > Export to PDF and Export Game to PDF open in: the one a PDF was last written to.
+constexpr SettingKey ExportFolder{"Settings", "ExportFolder", ""};
 
 // The main window's size, position and maximised state, kept apart from the preferences above
 // (base64 of QWidget::saveGeometry; empty until the window first closes).

@@ -43,7 +43,8 @@ MainMenu::MainMenu(QMenuBar *bar)
     mnuFileImport = addItem(mnuFile, "mnuFileImport", "&Import Files...", true, QKeySequence(Qt::CTRL | Qt::Key_I));
     mnuFileImportFolder = addItem(mnuFile, "mnuFileImportFolder", "Import F&older...", true);
     mnuFile->addSeparator();
-    mnuFilePrint = addItem(mnuFile, "mnuFilePrint", "&Print", false, QKeySequence::Print);
+    mnuFilePrint = addItem(mnuFile, "mnuFilePrint", "&Print", true, QKeySequence::Print);
+    mnuFileExportPdf = addItem(mnuFile, "mnuFileExportPdf", "&Export to PDF...", true);
     mnuFile->addSeparator();
     mnuFileExit = addItem(mnuFile, "mnuFileExit", "E&xit", true, QKeySequence::Quit);
     mnuFileExit->setMenuRole(QAction::QuitRole);

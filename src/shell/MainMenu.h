@@ -16,6 +16,7 @@ public:
     QAction *mnuFileImport;
     QAction *mnuFileImportFolder;
     QAction *mnuFilePrint;
+    QAction *mnuFileExportPdf;
     QAction *mnuFileExit;
 
     QMenu *mnuEdit;

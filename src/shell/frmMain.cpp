@@ -24,6 +24,7 @@
 #include <QMenuBar>
 #include <QMouseEvent>
 #include <QScreen>
+#include <QTextDocument>
 
 namespace {
 
@@ -59,6 +60,7 @@ frmMain::frmMain(QWidget *parent) : QMainWindow(parent)
     setWindowTitle(title);
     setWindowIcon(ProgramIcon());
     m_menu = std::make_unique<MainMenu>(menuBar());
+    rtbPrint = std::make_unique<QTextDocument>();
     buildWindow();
     connectMenu();
     connectPanes();
@@ -117,6 +119,8 @@ void frmMain::connectMenu()
     connect(m_menu->mnuFileConnect, &QAction::triggered, this, &frmMain::mnuFileConnect_Click);
     connect(m_menu->mnuFileImport, &QAction::triggered, this, [this] { mnuFileImport_Click(false); });
     connect(m_menu->mnuFileImportFolder, &QAction::triggered, this, [this] { mnuFileImport_Click(true); });
+    connect(m_menu->mnuFilePrint, &QAction::triggered, this, &frmMain::mnuFilePrint_Click);
+    connect(m_menu->mnuFileExportPdf, &QAction::triggered, this, &frmMain::mnuFileExportPdf_Click);
     connect(m_menu->mnuFileExit, &QAction::triggered, this, &QWidget::close);
     connect(m_menu->mnuMaintPlatforms, &QAction::triggered, this, &frmMain::mnuMaintPlatforms_Click);
     connect(m_menu->mnuSearchLorekeep, &QAction::triggered, this, &frmMain::mnuSearchLorekeep_Click);

@@ -2,14 +2,18 @@
 
 #include "MainLayout.h"
 #include "MainMenu.h"
+#include "components/PrintJob.h"
 
 #include <QMainWindow>
 #include <QPointer>
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 class QLabel;
+class QPrinter;
+class QTextDocument;
 class PlatformMaintenance;
 class frmFind;
 class ctlDetails;
@@ -61,6 +65,13 @@ public Q_SLOTS:
     void mnuMaintPlatforms_Click();
     // Opens "Find Files...", or brings up the one that is open.
     void mnuSearchLorekeep_Click();
+    // frmMainPrint.cpp: File > Print prints the selected file; a file window's print request
+    // prints the title, file, source and text it hands over.
+    void mnuFilePrint_Click();
+    void PrintFromViewer(const QString &strTitle, const QString &strFile, const QString &strSource,
+                         const QString &strTextRTF);
+    void mnuFileExportPdf_Click();
+    void ctlTree_ExportGame(qint32 lngGameId, const QString &strGame);
     void mnuViewTop_Click();
     void mnuViewLeft_Click();
     void mnuViewBottom_Click();
@@ -90,6 +101,9 @@ private:
     // Opens "Add Favorite" for the browser's page unless it is a favorite already.
     void ctlView_AddFavorite();
     void ctlView_ShowFavorites();
+    void printDocument(QPrinter *printer, const QString &procedure);
+    std::optional<QString> askPdfPath(const QString &title, const QString &name);
+    void reportExport(PrintJob::Outcome outcome, const QString &error, const QString &procedure);
     void restoreWindowGeometry();
     void SetFilesCaption();
     bool Form_QueryUnload();
@@ -132,6 +146,9 @@ private:
     // results; only when the search looked in the files' text.
     QString m_searchPhrase;
     bool m_searchInText = false;
+
+    // The text of the printout being prepared.
+    std::unique_ptr<QTextDocument> rtbPrint;
 
     std::function<void()> m_showClipWindow;
     std::function<void()> m_showTipOfTheDay;

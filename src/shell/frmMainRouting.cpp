@@ -34,6 +34,8 @@ void frmMain::connectPanes()
     connect(m_ctlTree, &ctlTree::GameNodeDblClick, this, [this] { m_ctlView->SelectTab(1); });
     connect(m_ctlTree, &ctlTree::AddFile, m_ctlView, &ctlView::AddNewFile);
     connect(m_ctlTree, &ctlTree::RemovePlatform, this, &frmMain::mnuMaintPlatforms_Click);
+    connect(m_ctlTree, &ctlTree::PrintInfo, this, &frmMain::PrintFromViewer);
+    connect(m_ctlTree, &ctlTree::ExportGame, this, &frmMain::ctlTree_ExportGame);
     connect(m_ctlTree, &ctlTree::LoadFavorites, m_ctlDetails, &ctlDetails::LoadFavorites);
 
     // The details pane: loading runs tree, favorites, bookmarks, and the tree's search box shows
@@ -77,6 +79,9 @@ void frmMain::connectPanes()
     // The browser: its page goes into the library through the tree, or into the favorites; the
     // tree reads the page afresh whenever it imports, and hands the new file back to the list.
     connect(m_ctlView, &ctlView::DirectImport, m_ctlTree, &ctlTree::DirectImport);
+    connect(m_ctlView,
+            qOverload<const QString &, const QString &, const QString &, const QString &>(&ctlView::PrintInfo), this,
+            &frmMain::PrintFromViewer);
     connect(m_ctlTree, &ctlTree::AddToView, m_ctlView, &ctlView::AddListItem);
     // Files dropped on the list go to its game through the tree, which counts them in.
     connect(m_ctlView, &ctlView::DropFiles, m_ctlTree, &ctlTree::ImportFiles);

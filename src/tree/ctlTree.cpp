@@ -121,6 +121,7 @@ void ctlTree::buildMenus()
     mnuHiddenGame = menu("mnuHiddenGame", "HiddenGame");
     mnuHiddenAddFile = item(mnuHiddenGame, "mnuHiddenAddFile", "Add File...");
     mnuHiddenMoveTo = item(mnuHiddenGame, "mnuHiddenMoveTo", "Move Game To...");
+    mnuHiddenExport = item(mnuHiddenGame, "mnuHiddenExport", "Export Game to PDF...");
     mnuHiddenGame->addSeparator()->setObjectName(QStringLiteral("mnusep1"));
     mnuHiddenRename = item(mnuHiddenGame, "mnuHiddenRename", "Rename...");
     mnuHiddenGame->addSeparator()->setObjectName(QStringLiteral("mnuSep2"));
@@ -132,6 +133,7 @@ void ctlTree::buildMenus()
 
     connect(mnuHiddenAddFile, &QAction::triggered, this, &ctlTree::AddFile);
     connect(mnuHiddenMoveTo, &QAction::triggered, this, &ctlTree::mnuHiddenMoveTo_Click);
+    connect(mnuHiddenExport, &QAction::triggered, this, &ctlTree::mnuHiddenExport_Click);
     connect(mnuHiddenRename, &QAction::triggered, this, &ctlTree::mnuHiddenRename_Click);
     connect(mnuHiddenDelete, &QAction::triggered, this, &ctlTree::mnuHiddenDelete_Click);
     connect(mnuAddGame, &QAction::triggered, this, &ctlTree::mnuAddGame_Click);
@@ -401,6 +403,7 @@ void ctlTree::showPopup(const QPoint &pos)
     // The file and platform commands are the host's work; with no host listening they are offered
     // greyed out rather than doing nothing.
     mnuHiddenAddFile->setEnabled(isSignalConnected(QMetaMethod::fromSignal(&ctlTree::AddFile)));
+    mnuHiddenExport->setEnabled(isSignalConnected(QMetaMethod::fromSignal(&ctlTree::ExportGame)));
     mnuHiddenPlatformRemove->setEnabled(isSignalConnected(QMetaMethod::fromSignal(&ctlTree::RemovePlatform)));
     popup->popup(tvwFiles->viewport()->mapToGlobal(pos));
 }

@@ -106,6 +106,8 @@ Q_SIGNALS:
     void GameNodeDblClick();
     void RemovePlatform();
     void AddFile();
+    // The user asked for the selected game's files in one PDF.
+    void ExportGame(qint32 lngGameId, const QString &strGame);
     // The pane's close button was pressed.
     void HideControl();
     // Loading finished; strPlatforms lists the platforms in the tree: "|P_3|P_12".
@@ -154,6 +156,7 @@ private:
     void mnuHiddenRename_Click();
     void mnuHiddenMoveTo_Click();
     void mnuHiddenDelete_Click();
+    void mnuHiddenExport_Click();
 
     // The node of the game, creating its genre and platform when the tree does not show them yet.
     TreeNode *addGameNode(const QString &name, const QString &genreKey, const QString &key, ErrObject *err);
@@ -172,6 +175,7 @@ private:
 
     QMenu *mnuHiddenGame;
     QAction *mnuHiddenAddFile;
+    QAction *mnuHiddenExport;
     QAction *mnuHiddenMoveTo;
     QAction *mnuHiddenRename;
     QAction *mnuHiddenDelete;

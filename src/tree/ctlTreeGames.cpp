@@ -83,6 +83,16 @@ void ctlTree::mnuHiddenRename_Click()
     Q_EMIT RenameGame(oldName, newName, key);
 }
 
+void ctlTree::mnuHiddenExport_Click()
+{
+    const TreeNode *node = selectedGame();
+    if (!node)
+        return;
+    const auto ids = gameIds(node->Key(), QStringLiteral("Export Game"));
+    if (ids)
+        Q_EMIT ExportGame(ids->GameId, node->Tag());
+}
+
 void ctlTree::mnuHiddenMoveTo_Click()
 {
     const TreeNode *node = selectedGame();

@@ -5,6 +5,7 @@
 #include "base/Version.h"
 #include "browser/ctlBrowser.h"
 #include "components/FileViewer.h"
+#include "components/PrintJob.h"
 #include "data/modADO.h"
 #include "platform/ListView.h"
 #include "platform/RichText.h"
@@ -303,19 +304,8 @@ bool ctlView::PrintInfo(QTextDocument *target)
     const ListItem *row = lvFiles->SelectedItem();
     QTextCursor cursor(target);
     cursor.movePosition(QTextCursor::End);
-    QTextCharFormat bold;
-    bold.setFontWeight(QFont::Bold);
-    QTextCharFormat regular;
-    regular.setFontWeight(QFont::Normal);
-    cursor.insertText(M_GAME + QStringLiteral(" - ") + (row ? row->SubItem(2) : QString()), bold);
-    cursor.insertBlock();
-    cursor.insertText(QStringLiteral("File: "), bold);
-    cursor.insertText(row ? row->Text() : QString(), regular);
-    cursor.insertBlock();
-    cursor.insertText(QStringLiteral("Source: "), bold);
-    cursor.insertText(row ? row->SubItem(1) : QString(), regular);
-    cursor.insertBlock();
-    cursor.insertBlock();
+    PrintJob::AppendHeader(&cursor, M_GAME + QStringLiteral(" - ") + (row ? row->SubItem(2) : QString()),
+                           row ? row->Text() : QString(), row ? row->SubItem(1) : QString());
     cursor.insertFragment(QTextDocumentFragment(rtbText->document()));
     return true;
 }

@@ -1,0 +1,173 @@
+#include "PdfExporter.h"
+
+#include "data/FileTable.h"
+#include "platform/PdfExport.h"
+#include "platform/RtfReader.h"
+
+#include <QAtomicInt>
+#include <QFontDatabase>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QTextBlock>
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QTextDocumentFragment>
+#include <QThread>
+
+namespace {
+
+// A read-only connection of the export's own: the window's connection belongs to its thread.
+class ReadConnection final
+{
+public:
+    explicit ReadConnection(const QString &path)
+        : m_name(QStringLiteral("pdf-export-%1").arg(counter.fetchAndAddRelaxed(1)))
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_name);
+        db.setDatabaseName(path);
+        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY;QSQLITE_BUSY_TIMEOUT=5000"));
+        db.open();
+    }
+    ~ReadConnection()
+    {
+        QSqlDatabase::database(m_name, false).close();
+        QSqlDatabase::removeDatabase(m_name);
+    }
+    ReadConnection(const ReadConnection &) = delete;
+    ReadConnection &operator=(const ReadConnection &) = delete;
+
+    QSqlDatabase db() const { return QSqlDatabase::database(m_name, false); }
+
+private:
+    static QAtomicInt counter;
+    QString m_name;
+};
+QAtomicInt ReadConnection::counter;
+
+// A file as it prints: the header, then its text.
+void buildFileDocument(const GameExport &game, const FileRow &row, QTextDocument *document)
+{
+    QTextCursor cursor(document);
+    PrintJob::AppendHeader(&cursor, game.Game + QStringLiteral(" - ") + game.Categories.value(row.sub_cat), row.desc,
+                           row.src);
+    QTextDocument text;
+    RtfReader::Read(row.txt_rtf.toLatin1(), &text);
+    cursor.insertFragment(QTextDocumentFragment(&text));
+}
+
+// The contents page: the game's name, then each file with the page it starts on at the right.
+void buildContents(const QString &game, const QVector<QPair<QString, int>> &files, int firstPage, qreal width,
+                   QTextDocument *document)
+{
+    document->clear();
+    document->setDefaultFont(QFontDatabase::systemFont(QFontDatabase::GeneralFont));
+    QTextCursor cursor(document);
+    QTextCharFormat heading;
+    heading.setFontWeight(QFont::Bold);
+    heading.setFontPointSize(16);
+    cursor.insertText(game, heading);
+    QTextBlockFormat line;
+    // Tab positions are taken in pixels of 96 to the inch, the layout's units are points.
+    line.setTabPositions({QTextOption::Tab(width * 96 / 72, QTextOption::RightTab)});
+    line.setTopMargin(2);
+    QTextCharFormat entry;
+    entry.setFontPointSize(10);
+    QTextCharFormat label = entry;
+    label.setFontWeight(QFont::Bold);
+    cursor.insertBlock(line);
+    cursor.insertBlock(line);
+    cursor.insertText(QStringLiteral("Contents"), label);
+    cursor.insertBlock(line);
+    for (const auto &file : files) {
+        cursor.insertBlock(line);
+        cursor.insertText(file.first + QLatin1Char('\t') + QString::number(firstPage + file.second + 1), entry);
+    }
+}
+
+} // namespace
+
+PrintJob::Outcome PdfExporter::ExportDocument(QWidget *window, std::unique_ptr<QTextDocument> document,
+                                              const QString &path, const QString &title, QString *error)
+{
+    document->setParent(nullptr);
+    document->moveToThread(nullptr);
+    QTextDocument *moving = document.release();
+    return PrintJob::Run(
+        window, QStringLiteral("Export to PDF"),
+        [moving, path, title](const PrintProgressFn &progress, QString *workError) {
+            std::unique_ptr<QTextDocument> owned(moving);
+            owned->moveToThread(QThread::currentThread());
+            PdfExport pdf(path, PrintJob::LocalPaper(), title);
+            if (!pdf.Printer().Print(owned.get(), progress)) {
+                *workError = pdf.Printer().ErrorString();
+                return false;
+            }
+            return pdf.Save(workError);
+        },
+        error);
+}
+
+PrintJob::Outcome PdfExporter::ExportGame(QWidget *window, const GameExport &game, const QString &path, QString *error)
+{
+    return PrintJob::Run(
+        window, QStringLiteral("Export Game to PDF"),
+        [&game, path](const PrintProgressFn &progress, QString *workError) {
+            ReadConnection store(game.StorePath);
+            if (!store.db().isOpen()) {
+                *workError = QStringLiteral("The store could not be read: %1").arg(store.db().lastError().text());
+                return false;
+            }
+            PdfExport pdf(path, PrintJob::LocalPaper(), game.Game);
+            PagePrinter &pages = pdf.Printer();
+            QVector<QPair<QString, int>> files;
+            const qint64 total = game.FileIds.size();
+            for (qint64 i = 0; i < total; ++i) {
+                if (!progress({PrintProgress::Files, i, total}))
+                    return false;
+                FileRow row;
+                bool found = false;
+                ErrObject err;
+                if (!FileTable::Read(store.db(), game.FileIds[int(i)], &row, &found, &err)) {
+                    *workError = err.Description;
+                    return false;
+                }
+                if (!found) // deleted since the export began
+                    continue;
+                QTextDocument document;
+                buildFileDocument(game, row, &document);
+                files.append({row.desc, pages.PageCount()});
+                const bool printed = pages.Print(&document, [&](const PrintProgress &) {
+                    return progress({PrintProgress::Files, i, total});
+                });
+                if (!printed) {
+                    *workError = pages.ErrorString();
+                    return false;
+                }
+            }
+            // The contents come last and are moved to the front; the page numbers they give
+            // count their own pages, which are known once they are laid out.
+            QTextDocument contents;
+            int contentsPages = 1;
+            for (int tries = 0; tries < 3; ++tries) {
+                buildContents(game.Game, files, contentsPages, pages.PageSize().width(), &contents);
+                QTextDocument probe;
+                buildContents(game.Game, files, contentsPages, pages.PageSize().width(), &probe);
+                const int counted = pages.CountPages(&probe);
+                if (counted == contentsPages)
+                    break;
+                contentsPages = counted;
+            }
+            const int before = pages.PageCount();
+            if (!pages.Print(&contents)) {
+                *workError = pages.ErrorString();
+                return false;
+            }
+            const int drawn = pages.PageCount() - before;
+            pdf.MoveLastPagesToFront(drawn);
+            pdf.AddOutline(QStringLiteral("Contents"), 0);
+            for (const auto &file : std::as_const(files))
+                pdf.AddOutline(file.first, drawn + file.second);
+            return pdf.Save(workError);
+        },
+        error);
+}

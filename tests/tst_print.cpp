@@ -1,0 +1,276 @@
+// Printouts read back: the page routine into PDF files, File > Print and the file windows' print
+// requests through the main window, the PDF exports, and lkrtf --pdf.
+
+#include "ScriptedPrompts.h"
+#include "TestHome.h"
+#include "data/NodeKey.h"
+#include "platform/PdfExport.h"
+#include "platform/RtfWriter.h"
+#include "shell/frmMain.h"
+#include "shell/modMain.h"
+#include "tree/ctlTree.h"
+#include "view/ctlView.h"
+
+#include <QAction>
+#include <QPdfBookmarkModel>
+#include <QPdfDocument>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTextCursor>
+#include <QTextDocument>
+
+namespace {
+
+// The margins of every printout in points: 800, 900, 900 and 1000 twips.
+const QRectF a4Body(40, 45, 595 - 40 - 45, 842 - 45 - 50);
+
+struct Pdf
+{
+    QPdfDocument document;
+    explicit Pdf(const QString &path)
+    {
+        if (document.load(path) != QPdfDocument::Error::None)
+            QTest::qFail("the PDF cannot be read", __FILE__, __LINE__);
+    }
+    int pages() const { return document.pageCount(); }
+    QString text(int page) { return document.getAllText(page).text(); }
+    QRectF textBounds(int page) { return document.getAllText(page).boundingRectangle(); }
+};
+
+// A document of numbered paragraphs of a few lines each.
+void fillNumbered(QTextDocument *document, int paragraphs)
+{
+    QTextCursor cursor(document);
+    for (int i = 1; i <= paragraphs; ++i) {
+        if (i > 1)
+            cursor.insertBlock();
+        QString words;
+        for (int w = 0; w < 40; ++w)
+            words += QStringLiteral("p%1w%2 ").arg(i).arg(w);
+        cursor.insertText(words.trimmed());
+    }
+}
+
+QStringList words(const QString &text)
+{
+    return text.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
+}
+
+std::unique_ptr<frmMain> start()
+{
+    auto form = std::make_unique<frmMain>();
+    modMain::SetMainForm(form.get());
+    form->Form_Load();
+    form->show();
+    form->Form_Activate();
+    return form;
+}
+
+// Shows the game's files in the file view, the first one selected, as a tree click does.
+ctlView *listGame(frmMain *form, qint32 gameId, const QString &game)
+{
+    auto *view = form->findChild<ctlView *>();
+    view->M_GAME_ID = gameId;
+    view->M_GAME = game;
+    view->ListFiles(gameId, 0);
+    return view;
+}
+
+} // namespace
+
+class tst_print : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { clearSettings(); }
+    void cleanup()
+    {
+        modMain::SetMainForm(nullptr);
+        modADO::instance().Close();
+    }
+
+    void pagesKeepToTheMargins()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("long.pdf"));
+        QTextDocument document;
+        fillNumbered(&document, 300);
+        const QString expected = document.toPlainText();
+        PdfExport pdf(path);
+        QVERIFY(pdf.Printer().Print(&document));
+        QString error;
+        QVERIFY2(pdf.Save(&error), qPrintable(error));
+
+        Pdf out(path);
+        QVERIFY(out.pages() > 3);
+        QStringList all;
+        for (int page = 0; page < out.pages(); ++page) {
+            const QRectF bounds = out.textBounds(page);
+            QVERIFY2(a4Body.adjusted(-0.5, -0.5, 0.5, 0.5).contains(bounds),
+                     qPrintable(QStringLiteral("page %1: %2,%3 %4x%5")
+                                    .arg(page + 1)
+                                    .arg(bounds.x())
+                                    .arg(bounds.y())
+                                    .arg(bounds.width())
+                                    .arg(bounds.height())));
+            all += words(out.text(page));
+        }
+        // Every word once, in order: no line lost at a page break, none printed twice.
+        QCOMPARE(all, words(expected));
+        QVERIFY(out.text(out.pages() - 1).contains(QStringLiteral("p300w39")));
+
+        // An empty document still makes one (empty) page.
+        const QString emptyPath = dir.filePath(QStringLiteral("empty.pdf"));
+        QTextDocument empty;
+        PdfExport blank(emptyPath);
+        QVERIFY(blank.Printer().Print(&empty));
+        QVERIFY(blank.Save(&error));
+        Pdf emptyOut(emptyPath);
+        QCOMPARE(emptyOut.pages(), 1);
+        QVERIFY(emptyOut.text(0).trimmed().isEmpty());
+
+        // An unwritable place is an error, and leaves nothing behind.
+        PdfExport nowhere(dir.filePath(QStringLiteral("missing/folder/x.pdf")));
+        QVERIFY(nowhere.Printer().Print(&empty));
+        QVERIFY(!nowhere.Save(&error));
+        QVERIFY(error.contains(QStringLiteral("x.pdf")));
+    }
+
+    void printFromTheMainWindow()
+    {
+        TestHome home;
+        const qint32 game = home.addGame(1, 1, QStringLiteral("Lunar Escape"));
+        QTextDocument text;
+        fillNumbered(&text, 120);
+        home.addFile(game, 1, QStringLiteral("Full walkthrough"), QString::fromLatin1(RtfWriter::FromDocument(text)));
+        ScriptedPrompts prompts;
+        auto form = start();
+        const QString pdfPath = home.file(QStringLiteral("print.pdf"));
+
+        // Nothing listed: nothing to print.
+        prompts.answerMsgBox(MsgResult::OK);
+        form->Menu().mnuFilePrint->trigger();
+        QCOMPARE(prompts.last().text, QStringLiteral("Please select a game file to print."));
+        QCOMPARE(prompts.last().icon, MsgIcon::Exclamation);
+
+        ctlView *view = listGame(form.get(), game, QStringLiteral("Lunar Escape"));
+        // A cancelled printer dialog is reported as the error it raises.
+        prompts.answerPrint(std::nullopt);
+        prompts.answerMsgBox(MsgResult::OK);
+        form->Menu().mnuFilePrint->trigger();
+        QVERIFY(prompts.last().text.contains(QStringLiteral("Cancel was selected.")));
+        QVERIFY(!QFile::exists(pdfPath));
+
+        prompts.answerPrint(pdfPath);
+        form->Menu().mnuFilePrint->trigger();
+        {
+            Pdf out(pdfPath);
+            QVERIFY(out.pages() > 1);
+            const QStringList first = words(out.text(0));
+            QCOMPARE(first.mid(0, 8), words(QStringLiteral("Lunar Escape - Walkthrough\\Guide File: Full walkthrough "
+                                                           "Source:")));
+            QVERIFY(out.text(out.pages() - 1).contains(QStringLiteral("p120w39")));
+        }
+
+        // A file window's print request: its header, then its text; the buffer is empty after,
+        // so a second request does not print the first again.
+        QFile::remove(pdfPath);
+        prompts.answerPrint(pdfPath);
+        Q_EMIT view->PrintInfo(QStringLiteral("Notes"), QStringLiteral("A file"), QStringLiteral("http://x/"),
+                               QString::fromLatin1(RtfWriter::FromPlainText(QStringLiteral("first text"))));
+        QFile::remove(pdfPath);
+        prompts.answerPrint(pdfPath);
+        Q_EMIT form->findChild<ctlTree *>()->PrintInfo(
+            QStringLiteral("Notes 2"), QStringLiteral("B file"), QStringLiteral("src"),
+            QString::fromLatin1(RtfWriter::FromPlainText(QStringLiteral("second text"))));
+        Pdf second(pdfPath);
+        QCOMPARE(words(second.text(0)), words(QStringLiteral("Notes 2 File: B file Source: src second text")));
+
+        // Cancelling a file window's printout forgets its text too.
+        prompts.answerPrint(std::nullopt);
+        prompts.answerMsgBox(MsgResult::OK);
+        Q_EMIT view->PrintInfo(QStringLiteral("T"), QStringLiteral("F"), QStringLiteral("S"), QString());
+        QCOMPARE(prompts.last().title, QStringLiteral("frmMain Error"));
+        prompts.answerPrint(pdfPath);
+        Q_EMIT view->PrintInfo(QStringLiteral("After"), QStringLiteral("F"), QStringLiteral("S"), QString());
+        QCOMPARE(words(Pdf(pdfPath).text(0)), words(QStringLiteral("After File: F Source: S")));
+    }
+
+    void exportGameToPdf()
+    {
+        TestHome home;
+        const qint32 game = home.addGame(1, 1, QStringLiteral("Sol Aurum"));
+        QTextDocument longText;
+        fillNumbered(&longText, 80);
+        home.addFile(game, 1, QStringLiteral("Guide"), QString::fromLatin1(RtfWriter::FromDocument(longText)));
+        QTextDocument linked;
+        linked.setHtml(QStringLiteral("<p>See <a href=\"http://127.0.0.1/cheats\">the cheats page</a>.</p>"));
+        home.addFile(game, 2, QStringLiteral("Codes"), QString::fromLatin1(RtfWriter::FromDocument(linked)));
+        home.addFile(game, 3, QStringLiteral("Review"),
+                     QString::fromLatin1(RtfWriter::FromPlainText(QStringLiteral("Fine."))));
+        ScriptedPrompts prompts;
+        auto form = start();
+        const QString pdfPath = home.file(QStringLiteral("game.pdf"));
+        prompts.answerSaveFile(pdfPath);
+        Q_EMIT form->findChild<ctlTree *>()->ExportGame(game, QStringLiteral("Sol Aurum"));
+        QCOMPARE(prompts.last().options.FileName, QStringLiteral("Sol Aurum.pdf"));
+
+        Pdf out(pdfPath);
+        // Each file listed with the page it starts on, and starting there under its header. (The
+        // reader splits the contents page's text oddly; its characters are what counts.)
+        const QString contents = out.text(0).remove(QRegularExpression(QStringLiteral("\\s")));
+        const auto listed =
+            QRegularExpression(QStringLiteral("^SolAurumContentsGuide(\\d+)Codes(\\d+)Review(\\d+)$")).match(contents);
+        QVERIFY2(listed.hasMatch(), qPrintable(contents));
+        const QStringList names{QStringLiteral("Guide"), QStringLiteral("Codes"), QStringLiteral("Review")};
+        for (int i = 0; i < names.size(); ++i) {
+            const QString page = out.text(listed.captured(i + 1).toInt() - 1);
+            QVERIFY2(page.contains(QStringLiteral("File: ") + names[i]), qPrintable(names[i]));
+        }
+        QCOMPARE(listed.captured(1), QStringLiteral("2"));
+        QVERIFY(listed.captured(2).toInt() > 2);
+
+        // The outline: the contents, then the files in list order.
+        QPdfBookmarkModel outline;
+        outline.setDocument(&out.document);
+        QStringList entries;
+        for (int row = 0; row < outline.rowCount(); ++row)
+            entries << outline.index(row, 0).data(int(QPdfBookmarkModel::Role::Title)).toString();
+        QCOMPARE(entries, QStringList({QStringLiteral("Contents"), QStringLiteral("Guide"), QStringLiteral("Codes"),
+                                       QStringLiteral("Review")}));
+        // Links in the files stay links.
+        QVERIFY(readFile(pdfPath).contains("/URI (http://127.0.0.1/cheats)"));
+    }
+
+    void lkrtfWritesPdf()
+    {
+        QTemporaryDir dir;
+        const QString rtf = dir.filePath(QStringLiteral("doc.rtf"));
+        QFile file(rtf);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(R"({\rtf1\ansi{\fonttbl{\f0 Arial;}}\f0\fs20 Hello {\b printed} world\par})");
+        file.close();
+        const auto run = [](const QStringList &arguments) {
+            QProcess tool;
+            tool.start(QStringLiteral(LKRTF_EXE), arguments);
+            tool.waitForFinished(60000);
+            return std::make_pair(tool.exitCode(), QString::fromUtf8(tool.readAllStandardError()));
+        };
+        const QString out = dir.filePath(QStringLiteral("doc.pdf"));
+        QCOMPARE(
+            run({rtf, QStringLiteral("--pdf"), out, QStringLiteral("--page-size"), QStringLiteral("Letter")}).first, 0);
+        Pdf pdf(out);
+        QCOMPARE(words(pdf.text(0)), words(QStringLiteral("Hello printed world")));
+        QCOMPARE(pdf.document.pagePointSize(0).toSize(), QSize(612, 792));
+        QCOMPARE(run({rtf, QStringLiteral("--pdf"), out, QStringLiteral("--page-size"), QStringLiteral("A3")}).first,
+                 2);
+        const auto unwritable = run({rtf, QStringLiteral("--pdf"), dir.filePath(QStringLiteral("no/such/x.pdf"))});
+        QCOMPARE(unwritable.first, 1);
+        QVERIFY(unwritable.second.contains(QStringLiteral("lkrtf: ")));
+    }
+};
+
+QTEST_MAIN(tst_print)
+#include "tst_print.moc"
