@@ -10,6 +10,7 @@ int runDetailsSuite(const BenchContext &context);
 int runStartupSuite(const BenchContext &context);
 int runImportSuite(const BenchContext &context);
 int runFindSuite(const BenchContext &context);
+int runPrintSuite(const BenchContext &context);
 
 namespace {
 
@@ -35,6 +36,10 @@ const Suite suites[] = {
      "Find Files through the search index against the plain scan by the same rule, each listed in Search "
      "Results: a rare phrase, a common one, and building the whole index (against one scan)",
      runFindSuite},
+    {"print",
+     "laying the 1 MB document out into A4 pages of a PDF with our page routine, against Qt's own paginator "
+     "(QTextDocument::print) of the same document into the same page size",
+     runPrintSuite},
 };
 
 } // namespace

@@ -28,6 +28,7 @@ public:
     std::optional<QString> GetSaveFileName(const FileDialogOptions &) override { return std::nullopt; }
     std::optional<QStringList> GetOpenFileNames(const FileDialogOptions &) override { return std::nullopt; }
     std::optional<QString> GetFolder(const FileDialogOptions &) override { return std::nullopt; }
+    bool PrintDialog(QPrinter *, bool) override { return false; }
     void Beep() override {}
 };
 
