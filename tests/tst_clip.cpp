@@ -1,16 +1,22 @@
-// Quick Clip: the pending clips file, the .qcf files and the window's commands.
+// Quick Clip: the pending clips file, the .qcf files, the window's commands and the main window's
+// hand-over of text sent from the viewer.
 
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
 #include "clip/ClipFile.h"
 #include "clip/frmClip.h"
 #include "platform/SettingsStore.h"
+#include "shell/frmMain.h"
+#include "shell/modMain.h"
+#include "view/ctlView.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QDir>
 #include <QFile>
 #include <QTest>
 #include <QTextEdit>
+#include <QTimer>
 
 namespace {
 
@@ -41,6 +47,7 @@ private Q_SLOTS:
     void openAndSave();
     void badFiles();
     void print();
+    void mainWindow();
 };
 
 void tst_clip::appendAndPending()
@@ -202,6 +209,42 @@ void tst_clip::print()
     prompts.answerPrint(std::nullopt);
     form.mnuFilePrint_Click();
     QVERIFY(readFile(home.file(QStringLiteral("error.log"))).contains("Cancel was selected."));
+}
+
+void tst_clip::mainWindow()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    frmMain form;
+    modMain::SetMainForm(&form);
+    form.Form_Load();
+    auto *view = form.findChild<ctlView *>();
+    prompts.answerMsgBox(MsgResult::OK);
+    Q_EMIT view->SendQuick(heading, QStringLiteral("Sent from the viewer"));
+    QCOMPARE(readFile(ClipFile::PendingPath()), ClipFile::Record(heading, QStringLiteral("Sent from the viewer")));
+    QCOMPARE(prompts.last().text, QStringLiteral("Clip added!"));
+    QCOMPARE(prompts.last().icon, MsgIcon::Information);
+
+    // Tools > Quick Clip Viewer shows the window, modal, with the clip.
+    QString shown;
+    QTimer::singleShot(0, this, [&] {
+        for (QWidget *window : QApplication::topLevelWidgets()) {
+            if (auto *clip = qobject_cast<frmClip *>(window); clip && clip->isModal()) {
+                shown = clip->Text();
+                clip->close();
+            }
+        }
+    });
+    form.Menu().mnuViewQuickClip->trigger();
+    QVERIFY(shown.contains(QStringLiteral("Sent from the viewer")));
+
+    // When the clip cannot be written, the user hears so and the text is logged as not added.
+    QVERIFY(QFile::remove(ClipFile::PendingPath()) && QDir().mkdir(ClipFile::PendingPath()));
+    prompts.answerMsgBox(MsgResult::OK);
+    Q_EMIT view->SendQuick(heading, QStringLiteral("lost?"));
+    QVERIFY(prompts.last().text.startsWith(QStringLiteral("The text was not added to the Quick Clips")));
+    QVERIFY(readFile(home.file(QStringLiteral("error.log"))).contains("Source = SendQuick"));
+    modMain::SetMainForm(nullptr);
 }
 
 QTEST_MAIN(tst_clip)

@@ -4,6 +4,7 @@
 #include "base/Caption.h"
 #include "base/ErrorLog.h"
 #include "base/Version.h"
+#include "clip/frmClip.h"
 #include "data/HomeFolder.h"
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
@@ -59,6 +60,10 @@ frmMain::frmMain(QWidget *parent) : QMainWindow(parent)
     setWindowTitle(title);
     setWindowIcon(ProgramIcon());
     m_menu = std::make_unique<MainMenu>(menuBar());
+    m_showClipWindow = [this] {
+        frmClip form(this);
+        form.exec();
+    };
     buildWindow();
     connectMenu();
     connectPanes();
@@ -123,6 +128,10 @@ void frmMain::connectMenu()
     connect(m_menu->mnuViewTop, &QAction::triggered, this, &frmMain::mnuViewTop_Click);
     connect(m_menu->mnuViewLeft, &QAction::triggered, this, &frmMain::mnuViewLeft_Click);
     connect(m_menu->mnuViewBottom, &QAction::triggered, this, &frmMain::mnuViewBottom_Click);
+    connect(m_menu->mnuViewQuickClip, &QAction::triggered, this, [this] {
+        if (m_showClipWindow)
+            m_showClipWindow();
+    });
 
     // A pane's own close or show buttons run exactly the menu's command, so the check marks follow.
     connect(m_ctlTree, &ctlTree::HideControl, m_menu->mnuViewLeft, &QAction::trigger);
