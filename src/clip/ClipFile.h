@@ -30,8 +30,8 @@ bool HasPending();
 // Deletes the pending clips; true when none are left.
 bool Clear();
 
-// Reads a clip file whole, its line ends as "\n". A missing pending file reads as empty; use
-// ReadPending for that.
+// Reads a clip file whole, its line ends as "\n". ReadPending reads the pending clips, a missing
+// file as none.
 bool Read(const QString &path, QString *text, ErrObject *err);
 bool ReadPending(QString *text, ErrObject *err);
 // Writes `text` as the whole of `path`; a failed write leaves the old file as it was.
