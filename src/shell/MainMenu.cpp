@@ -61,7 +61,7 @@ MainMenu::MainMenu(QMenuBar *bar)
     mnuViewBottom = addCheck(mnuView, "mnuViewBottom", "&Details");
 
     mnuTools = addMenu(bar, "mnuTools", "&Tools");
-    mnuViewQuickClip = addItem(mnuTools, "mnuViewQuickClip", "&Quick Clip Viewer", false);
+    mnuViewQuickClip = addItem(mnuTools, "mnuViewQuickClip", "&Quick Clip Viewer");
     mnuTools->addSeparator();
     mnuToolsOptions = addItem(mnuTools, "mnuToolsOptions", "&Options...", false);
 

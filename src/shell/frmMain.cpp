@@ -4,6 +4,8 @@
 #include "base/Caption.h"
 #include "base/ErrorLog.h"
 #include "base/Version.h"
+#include "clip/ClipFile.h"
+#include "clip/frmClip.h"
 #include "data/HomeFolder.h"
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
@@ -29,7 +31,6 @@
 namespace {
 
 const QString title = QStringLiteral(LOREKEEP_TITLE);
-const QString pendingClips = QStringLiteral("~clp.tmp");
 
 // The bars are as thin as the gap between the panes; this much of the panes' edges around them also
 // picks them up, so the pointer need not hit a two-pixel line.
@@ -61,6 +62,10 @@ frmMain::frmMain(QWidget *parent) : QMainWindow(parent)
     setWindowIcon(ProgramIcon());
     m_menu = std::make_unique<MainMenu>(menuBar());
     rtbPrint = std::make_unique<QTextDocument>();
+    m_showClipWindow = [this] {
+        frmClip form(this);
+        form.exec();
+    };
     buildWindow();
     connectMenu();
     connectPanes();
@@ -127,6 +132,10 @@ void frmMain::connectMenu()
     connect(m_menu->mnuViewTop, &QAction::triggered, this, &frmMain::mnuViewTop_Click);
     connect(m_menu->mnuViewLeft, &QAction::triggered, this, &frmMain::mnuViewLeft_Click);
     connect(m_menu->mnuViewBottom, &QAction::triggered, this, &frmMain::mnuViewBottom_Click);
+    connect(m_menu->mnuViewQuickClip, &QAction::triggered, this, [this] {
+        if (m_showClipWindow)
+            m_showClipWindow();
+    });
 
     // A pane's own close or show buttons run exactly the menu's command, so the check marks follow.
     connect(m_ctlTree, &ctlTree::HideControl, m_menu->mnuViewLeft, &QAction::trigger);
@@ -278,8 +287,7 @@ void frmMain::closeEvent(QCloseEvent *event)
 
 bool frmMain::Form_QueryUnload()
 {
-    const QFileInfo clips(AppPath() + pendingClips);
-    if (!clips.exists() || clips.size() < 2)
+    if (!ClipFile::HasPending())
         return true;
     const MsgResult answer =
         MsgBox(QStringLiteral("You have unsaved Quick Clips.  Do you wish to save them before you exit?"),

@@ -51,8 +51,8 @@ public:
     const MainLayout &Layout() const { return m_layout; }
     const MainMenu &Menu() const { return *m_menu; }
 
-    // Windows built elsewhere in the program: the Quick Clip viewer (modal), the tip of the day and
-    // the help contents. Until one is set, the step that would show it is skipped.
+    // Windows built elsewhere in the program: the Quick Clip viewer (modal; frmClip unless replaced),
+    // the tip of the day and the help contents. Until one is set, the step that would show it is skipped.
     void setClipWindow(std::function<void()> show) { m_showClipWindow = std::move(show); }
     void setTipOfTheDay(std::function<void()> show) { m_showTipOfTheDay = std::move(show); }
     void setHelpContents(std::function<void()> show) { m_showHelpContents = std::move(show); }

@@ -7,6 +7,7 @@
 #include "base/Caption.h"
 #include "base/ErrorLog.h"
 #include "browser/frmFavorite.h"
+#include "clip/ClipFile.h"
 #include "components/FindIndexBuilder.h"
 #include "components/PlatformMaintenance.h"
 #include "data/NodeKey.h"
@@ -75,6 +76,18 @@ void frmMain::connectPanes()
     });
     connect(m_ctlView, &ctlView::DeleteBookmark, m_ctlDetails, &ctlDetails::DeleteBookmark);
     connect(m_ctlView, &ctlView::NoFileKeyFound, this, &frmMain::ctlView_NoFileKeyFound);
+    // Text sent from the viewer goes straight into the pending clips; the Quick Clip window need not
+    // be open.
+    connect(m_ctlView, &ctlView::SendQuick, this, [](const QString &strLine1, const QString &strText) {
+        ErrObject err;
+        if (!ClipFile::Append(strLine1, strText, &err)) {
+            LogError(err, QStringLiteral("frmMain"), QStringLiteral("SendQuick"), false);
+            MsgBox(QStringLiteral("The text was not added to the Quick Clips:\r\n\r\n") + err.Description,
+                   MsgButtons::OK, MsgIcon::Exclamation);
+            return;
+        }
+        MsgBox(QStringLiteral("Clip added!"), MsgButtons::OK, MsgIcon::Information);
+    });
 
     // The browser: its page goes into the library through the tree, or into the favorites; the
     // tree reads the page afresh whenever it imports, and hands the new file back to the list.

@@ -1,0 +1,251 @@
+// Quick Clip: the pending clips file, the .qcf files, the window's commands and the main window's
+// hand-over of text sent from the viewer.
+
+#include "ScriptedPrompts.h"
+#include "TestHome.h"
+#include "clip/ClipFile.h"
+#include "clip/frmClip.h"
+#include "platform/SettingsStore.h"
+#include "shell/frmMain.h"
+#include "shell/modMain.h"
+#include "view/ctlView.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QTest>
+#include <QTextEdit>
+#include <QTimer>
+
+namespace {
+
+void writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(bytes), bytes.size());
+}
+
+QAction *item(const QObject &form, const char *name)
+{
+    return form.findChild<QAction *>(QLatin1String(name));
+}
+
+const QString heading = QStringLiteral("Platform: PC\r\nGame: Doom\r\nGenre: Shooter");
+
+} // namespace
+
+class tst_clip final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { clearSettings(); }
+    void appendAndPending();
+    void addTo();
+    void openAndSave();
+    void badFiles();
+    void print();
+    void mainWindow();
+};
+
+void tst_clip::appendAndPending()
+{
+    TestHome home;
+    const QString pending = ClipFile::PendingPath();
+    ErrObject err;
+    QVERIFY(!ClipFile::HasPending());
+    QVERIFY(ClipFile::Append(heading, QStringLiteral("line one\nline two"), &err));
+    QVERIFY(ClipFile::Append(QStringLiteral("Second"), QStringLiteral("Caf\u00e9"), &err));
+    const QByteArray equals(30, '='), dots(30, '.');
+    QCOMPARE(readFile(pending), "Platform: PC\r\nGame: Doom\r\nGenre: Shooter\r\n" + equals +
+                                    "\r\nline one\r\nline two\r\n" + dots + "\r\n\r\nSecond\r\n" + equals +
+                                    "\r\nCaf\xC3\xA9\r\n" + dots + "\r\n\r\n");
+
+    for (const int size : {0, 1, 2}) {
+        writeFile(pending, QByteArray(size, 'x'));
+        QCOMPARE(ClipFile::HasPending(), size == 2);
+    }
+    QVERIFY(ClipFile::Clear());
+    QVERIFY(!QFile::exists(pending) && !ClipFile::HasPending());
+
+    // Clips an older tool wrote in Windows-1252 still read right once new ones follow.
+    writeFile(pending, "Caf\xE9\r\n");
+    QVERIFY(ClipFile::Append(QStringLiteral("H"), QStringLiteral("\u00e9t\u00e9"), &err));
+    QString text;
+    QVERIFY(ClipFile::ReadPending(&text, &err));
+    QVERIFY(text.startsWith(QStringLiteral("Caf\u00e9\nH\n")));
+    QVERIFY(text.contains(QStringLiteral("\n\u00e9t\u00e9\n")));
+
+    // A folder where the file should be: a clear error and nothing written.
+    QVERIFY(ClipFile::Clear());
+    QVERIFY(QDir().mkdir(pending));
+    QVERIFY(!ClipFile::Append(heading, QStringLiteral("text"), &err));
+    QVERIFY(err.Description.contains(QStringLiteral("is a folder")));
+}
+
+void tst_clip::addTo()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    ErrObject err;
+    QVERIFY(ClipFile::Append(QStringLiteral("H"), QStringLiteral("first"), &err));
+    const QString fresh = home.file(QStringLiteral("fresh.qcf"));
+    {
+        frmClip form;
+        form.Form_Load();
+        QCOMPARE(form.Text(), QString::fromUtf8(ClipFile::Record(QStringLiteral("H"), QStringLiteral("first")))
+                                  .replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
+        prompts.answerSaveFile(fresh);
+        prompts.answerMsgBox(MsgResult::OK);
+        item(form, "mnuAddTo")->trigger();
+        QCOMPARE(prompts.shown().constFirst().options.Title, QStringLiteral("Add To..."));
+        QCOMPARE(prompts.last().text, QStringLiteral("The Quick Clip contents have been added to the File."));
+        // The trimmed text from the first byte; the clips are now kept, so the pending file goes.
+        QCOMPARE(readFile(fresh), "H\r\n" + QByteArray(30, '=') + "\r\nfirst\r\n" + QByteArray(30, '.'));
+        QVERIFY(!QFile::exists(ClipFile::PendingPath()));
+        QVERIFY(form.Text().isEmpty() && !item(form, "mnuAddTo")->isEnabled());
+    }
+
+    writeFile(fresh, "old\r\ncontent");
+    QVERIFY(ClipFile::Append(QStringLiteral("H2"), QStringLiteral("second"), &err));
+    frmClip form;
+    form.Form_Load();
+    prompts.answerSaveFile(fresh);
+    prompts.answerMsgBox(MsgResult::Yes);
+    prompts.answerMsgBox(MsgResult::OK);
+    item(form, "mnuAddTo")->trigger();
+    QCOMPARE(prompts.shown().at(prompts.shown().size() - 2).text,
+             QStringLiteral("Are you sure you wish to add the Quick Clip contents to ") + fresh + QLatin1Char('?'));
+    QCOMPARE(readFile(fresh),
+             "old\r\ncontent\r\nH2\r\n" + QByteArray(30, '=') + "\r\nsecond\r\n" + QByteArray(30, '.'));
+}
+
+void tst_clip::openAndSave()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    ErrObject err;
+    QVERIFY(ClipFile::Append(QStringLiteral("H"), QStringLiteral("pending"), &err));
+    const QString old = home.file(QStringLiteral("old.qcf"));
+    writeFile(old, "Caf\xE9\r\nmenu");
+    frmClip form;
+    form.Form_Load();
+    QVERIFY(item(form, "mnuFileClear")->isEnabled());
+
+    prompts.answerOpenFile(old);
+    item(form, "mnuFileOpen")->trigger();
+    const FileDialogOptions &options = prompts.last().options;
+    QCOMPARE(options.Title, QStringLiteral("Open Quick Clip Files..."));
+    QCOMPARE(options.Filter, QStringLiteral("Quick Clip Files *.qcf|*.qcf"));
+    QCOMPARE(options.InitDir, home.file(QStringLiteral("QuickClip")));
+    QCOMPARE(form.windowTitle(), QStringLiteral("Quick Clip Viewer - old.qcf"));
+    QCOMPARE(form.findChild<QTextEdit *>(QStringLiteral("txtRTF"))->toPlainText(), QStringLiteral("Caf\u00e9\nmenu"));
+    QVERIFY(!item(form, "mnuFileClear")->isEnabled());
+    QVERIFY(item(form, "mnuFileSaveAs")->isEnabled());
+
+    // Saved over the old file as UTF-8; the pending clips stay unsaved.
+    prompts.answerSaveFile(old);
+    prompts.answerMsgBox(MsgResult::Yes);
+    item(form, "mnuFileSaveAs")->trigger();
+    QCOMPARE(prompts.last().text, old + QStringLiteral(" already exists.\r\nDo you want to replace it?"));
+    QCOMPARE(prompts.last().title, QStringLiteral("Quick Clip"));
+    QCOMPARE(readFile(old), QByteArray("Caf\xC3\xA9\r\nmenu"));
+    QVERIFY(ClipFile::HasPending());
+
+    item(form, "mnuFontFixedsys")->trigger();
+    QCOMPARE(GetSetting(SettingKeys::QCFont), QStringLiteral("Fixedsys"));
+    QVERIFY(!item(form, "mnuFontCourierNew")->isChecked());
+}
+
+void tst_clip::badFiles()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    const QString large = home.file(QStringLiteral("large.qcf"));
+    QFile file(large);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(50 * 1024 * 1024));
+    file.close();
+    frmClip form;
+    form.Form_Load();
+    const QStringList expected = {QStringLiteral("is a folder"), QStringLiteral("too large for the Quick Clip window")};
+    const QStringList paths = {home.path(), large};
+    for (int i = 0; i < paths.size(); ++i) {
+        prompts.answerOpenFile(paths[i]);
+        prompts.answerMsgBox(MsgResult::OK);
+        item(form, "mnuFileOpen")->trigger();
+        QCOMPARE(prompts.last().title, QStringLiteral("frmClip Error"));
+        QVERIFY2(prompts.last().text.contains(expected[i]), qPrintable(prompts.last().text));
+        QCOMPARE(form.windowTitle(), QStringLiteral("Quick Clip Viewer"));
+    }
+    QVERIFY(prompts.last().text.contains(QStringLiteral("50")));
+    QVERIFY(readFile(home.file(QStringLiteral("error.log"))).contains("Source = Open Clip"));
+}
+
+void tst_clip::print()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    {
+        frmClip empty;
+        empty.Form_Load();
+        prompts.answerMsgBox(MsgResult::OK);
+        empty.mnuFilePrint_Click();
+        QCOMPARE(prompts.last().text, QStringLiteral("There is nothing to print."));
+        QCOMPARE(prompts.last().icon, MsgIcon::Exclamation);
+        QCOMPARE(prompts.last().title, QStringLiteral("Lorekeep"));
+    }
+    ErrObject err;
+    QVERIFY(ClipFile::Append(heading, QStringLiteral("A passage worth keeping."), &err));
+    frmClip form;
+    form.Form_Load();
+    const QString pdf = home.file(QStringLiteral("out.pdf"));
+    prompts.answerPrint(pdf);
+    item(form, "mnuFilePrint")->trigger();
+    QVERIFY(readFile(pdf).startsWith("%PDF"));
+
+    // A cancelled printer dialog is logged, not shown.
+    prompts.answerPrint(std::nullopt);
+    form.mnuFilePrint_Click();
+    QVERIFY(readFile(home.file(QStringLiteral("error.log"))).contains("Cancel was selected."));
+}
+
+void tst_clip::mainWindow()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    frmMain form;
+    modMain::SetMainForm(&form);
+    form.Form_Load();
+    auto *view = form.findChild<ctlView *>();
+    prompts.answerMsgBox(MsgResult::OK);
+    Q_EMIT view->SendQuick(heading, QStringLiteral("Sent from the viewer"));
+    QCOMPARE(readFile(ClipFile::PendingPath()), ClipFile::Record(heading, QStringLiteral("Sent from the viewer")));
+    QCOMPARE(prompts.last().text, QStringLiteral("Clip added!"));
+    QCOMPARE(prompts.last().icon, MsgIcon::Information);
+
+    // Tools > Quick Clip Viewer shows the window, modal, with the clip.
+    QString shown;
+    QTimer::singleShot(0, this, [&] {
+        for (QWidget *window : QApplication::topLevelWidgets()) {
+            if (auto *clip = qobject_cast<frmClip *>(window); clip && clip->isModal()) {
+                shown = clip->Text();
+                clip->close();
+            }
+        }
+    });
+    form.Menu().mnuViewQuickClip->trigger();
+    QVERIFY(shown.contains(QStringLiteral("Sent from the viewer")));
+
+    // When the clip cannot be written, the user hears so and the text is logged as not added.
+    QVERIFY(QFile::remove(ClipFile::PendingPath()) && QDir().mkdir(ClipFile::PendingPath()));
+    prompts.answerMsgBox(MsgResult::OK);
+    Q_EMIT view->SendQuick(heading, QStringLiteral("lost?"));
+    QVERIFY(prompts.last().text.startsWith(QStringLiteral("The text was not added to the Quick Clips")));
+    QVERIFY(readFile(home.file(QStringLiteral("error.log"))).contains("Source = SendQuick"));
+    modMain::SetMainForm(nullptr);
+}
+
+QTEST_MAIN(tst_clip)
+#include "tst_clip.moc"
