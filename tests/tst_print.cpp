@@ -3,6 +3,7 @@
 
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
+#include "components/PdfExporter.h"
 #include "data/NodeKey.h"
 #include "platform/PdfExport.h"
 #include "platform/RtfWriter.h"
@@ -12,13 +13,17 @@
 #include "view/ctlView.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QPdfBookmarkModel>
 #include <QPdfDocument>
 #include <QProcess>
+#include <QProgressDialog>
+#include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextCursor>
 #include <QTextDocument>
+#include <QTimer>
 
 namespace {
 
@@ -242,6 +247,34 @@ private Q_SLOTS:
                                        QStringLiteral("Review")}));
         // Links in the files stay links.
         QVERIFY(readFile(pdfPath).contains("/URI (http://127.0.0.1/cheats)"));
+    }
+
+    void longExportShowsProgressAndCancels()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("long.pdf"));
+        auto document = std::make_unique<QTextDocument>();
+        fillNumbered(document.get(), 20000);
+        // Cancel as soon as the progress window is up; the window keeps answering meanwhile.
+        QStringList labels;
+        QTimer poll;
+        QObject::connect(&poll, &QTimer::timeout, [&] {
+            for (QWidget *widget : QApplication::topLevelWidgets()) {
+                auto *progress = qobject_cast<QProgressDialog *>(widget);
+                auto *button = progress ? progress->findChild<QPushButton *>() : nullptr;
+                if (button && progress->isVisible()) {
+                    labels << progress->labelText();
+                    button->click();
+                }
+            }
+        });
+        poll.start(50);
+        QString error;
+        const PrintJob::Outcome outcome =
+            PdfExporter::ExportDocument(nullptr, std::move(document), path, QStringLiteral("Long"), &error);
+        QCOMPARE(outcome, PrintJob::Outcome::Cancelled);
+        QCOMPARE(labels.size(), 1);
+        QVERIFY(!QFile::exists(path));
     }
 
     void lkrtfWritesPdf()
