@@ -49,6 +49,9 @@ void frmMain::mnuFilePrint_Click()
         return;
     }
     QPrinter printer(QPrinter::HighResolution);
+    // The job's name in the printer queue, and the name the dialog offers for a PDF.
+    if (const ListItem *row = m_ctlView->FileList()->SelectedItem())
+        printer.setDocName(row->Text());
     ErrObject err;
     if (!PrintJob::ChoosePrinter(&printer, false, &err))
         return LogError(err, module, QStringLiteral("mnuFilePrint_Click"), true);
@@ -66,6 +69,7 @@ void frmMain::PrintFromViewer(const QString &strTitle, const QString &strFile, c
     cursor.insertFragment(QTextDocumentFragment(&text));
 
     QPrinter printer(QPrinter::HighResolution);
+    printer.setDocName(strFile);
     ErrObject err;
     if (!PrintJob::ChoosePrinter(&printer, false, &err)) {
         rtbPrint->clear();
