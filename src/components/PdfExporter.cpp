@@ -12,7 +12,6 @@
 #include <QTextCursor>
 #include <QTextDocument>
 #include <QTextDocumentFragment>
-#include <QThread>
 
 namespace {
 
@@ -89,16 +88,11 @@ void buildContents(const QString &game, const QVector<QPair<QString, int>> &file
 PrintJob::Outcome PdfExporter::ExportDocument(QWidget *window, std::unique_ptr<QTextDocument> document,
                                               const QString &path, const QString &title, QString *error)
 {
-    document->setParent(nullptr);
-    document->moveToThread(nullptr);
-    QTextDocument *moving = document.release();
-    return PrintJob::Run(
-        window, QStringLiteral("Export to PDF"),
-        [moving, path, title](const PrintProgressFn &progress, QString *workError) {
-            std::unique_ptr<QTextDocument> owned(moving);
-            owned->moveToThread(QThread::currentThread());
+    return PrintJob::RunOn(
+        window, QStringLiteral("Export to PDF"), std::move(document),
+        [&path, &title](QTextDocument *owned, const PrintProgressFn &progress, QString *workError) {
             PdfExport pdf(path, PrintJob::LocalPaper(), title);
-            if (!pdf.Printer().Print(owned.get(), progress)) {
+            if (!pdf.Printer().Print(owned, progress)) {
                 *workError = pdf.Printer().ErrorString();
                 return false;
             }

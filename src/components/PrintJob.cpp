@@ -132,6 +132,25 @@ QPageSize PrintJob::LocalPaper()
                                                                                         : QPageSize::A4);
 }
 
+PrintJob::Outcome PrintJob::RunOn(QWidget *window, const QString &title, std::unique_ptr<QTextDocument> document,
+                                  const DocumentWork &work, QString *error)
+{
+    // Free of this thread, so that the worker can take the document as its own: its layout then
+    // belongs to the thread that uses it.
+    document->setParent(nullptr);
+    document->moveToThread(nullptr);
+    QTextDocument *moving = document.release();
+    return Run(
+        window, title,
+        [&work, moving](const PrintProgressFn &progress, QString *workError) {
+            // Deleted here, by the thread it belongs to.
+            std::unique_ptr<QTextDocument> owned(moving);
+            owned->moveToThread(QThread::currentThread());
+            return work(owned.get(), progress, workError);
+        },
+        error);
+}
+
 bool PrintJob::ChoosePrinter(QPrinter *printer, bool hasSelection, ErrObject *err)
 {
     if (Prompts::current().PrintDialog(printer, hasSelection))
@@ -143,17 +162,11 @@ bool PrintJob::ChoosePrinter(QPrinter *printer, bool hasSelection, ErrObject *er
 PrintJob::Outcome PrintJob::Print(QWidget *window, std::unique_ptr<QTextDocument> document, QPrinter *printer,
                                   QString *error)
 {
-    // The document goes with the work to the worker thread, and is deleted there.
-    document->setParent(nullptr);
-    document->moveToThread(nullptr);
-    QTextDocument *moving = document.release();
-    return Run(
-        window, QStringLiteral("Print"),
-        [moving, printer](const PrintProgressFn &progress, QString *workError) {
-            std::unique_ptr<QTextDocument> owned(moving);
-            owned->moveToThread(QThread::currentThread());
+    return RunOn(
+        window, QStringLiteral("Print"), std::move(document),
+        [printer](QTextDocument *owned, const PrintProgressFn &progress, QString *workError) {
             PagePrinter pages(printer);
-            const bool printed = pages.Print(owned.get(), progress);
+            const bool printed = pages.Print(owned, progress);
             if (!printed && !pages.ErrorString().isEmpty()) {
                 *workError = pages.ErrorString();
                 return false;

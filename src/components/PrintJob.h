@@ -31,6 +31,11 @@ public:
     // ended, also after Cancel (the page at hand is finished first).
     static Outcome Run(QWidget *window, const QString &title, const Work &work, QString *error);
 
+    // Runs `work` on `document`, which goes with it to the worker thread and is deleted there.
+    using DocumentWork = std::function<bool(QTextDocument *document, const PrintProgressFn &progress, QString *error)>;
+    static Outcome RunOn(QWidget *window, const QString &title, std::unique_ptr<QTextDocument> document,
+                         const DocumentWork &work, QString *error);
+
     // The printer dialog, through the prompts. A cancelled dialog is an error, as it always was
     // for printing here: false with `err` set to "Cancel was selected.".
     static bool ChoosePrinter(QPrinter *printer, bool hasSelection, ErrObject *err);
