@@ -247,6 +247,12 @@ private Q_SLOTS:
                                        QStringLiteral("Review")}));
         // Links in the files stay links.
         QVERIFY(readFile(pdfPath).contains("/URI (http://127.0.0.1/cheats)"));
+
+        // A folder that cannot be written to is said before any work is done.
+        prompts.answerSaveFile(home.file(QStringLiteral("no/such/folder/game.pdf")));
+        prompts.answerMsgBox(MsgResult::OK);
+        Q_EMIT form->findChild<ctlTree *>()->ExportGame(game, QStringLiteral("Sol Aurum"));
+        QVERIFY(prompts.last().text.startsWith(QStringLiteral("The PDF could not be written:\n\"game.pdf\"")));
     }
 
     void longExportShowsProgressAndCancels()

@@ -5,7 +5,9 @@
 #include "platform/RtfReader.h"
 
 #include <QAtomicInt>
+#include <QFileInfo>
 #include <QFontDatabase>
+#include <QSaveFile>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QTextBlock>
@@ -83,11 +85,25 @@ void buildContents(const QString &game, const QVector<QPair<QString, int>> &file
     }
 }
 
+// Whether `path` can be written, asked before the work rather than found out after it.
+bool canWrite(const QString &path, QString *error)
+{
+    QSaveFile probe(path);
+    if (probe.open(QIODevice::WriteOnly)) {
+        probe.cancelWriting();
+        return true;
+    }
+    *error = QStringLiteral("\"%1\" could not be written: %2").arg(QFileInfo(path).fileName(), probe.errorString());
+    return false;
+}
+
 } // namespace
 
 PrintJob::Outcome PdfExporter::ExportDocument(QWidget *window, std::unique_ptr<QTextDocument> document,
                                               const QString &path, const QString &title, QString *error)
 {
+    if (!canWrite(path, error))
+        return PrintJob::Outcome::Failed;
     return PrintJob::RunOn(
         window, QStringLiteral("Export to PDF"), std::move(document),
         [&path, &title](QTextDocument *owned, const PrintProgressFn &progress, QString *workError) {
@@ -103,6 +119,8 @@ PrintJob::Outcome PdfExporter::ExportDocument(QWidget *window, std::unique_ptr<Q
 
 PrintJob::Outcome PdfExporter::ExportGame(QWidget *window, const GameExport &game, const QString &path, QString *error)
 {
+    if (!canWrite(path, error))
+        return PrintJob::Outcome::Failed;
     return PrintJob::Run(
         window, QStringLiteral("Export Game to PDF"),
         [&game, path](const PrintProgressFn &progress, QString *workError) {
