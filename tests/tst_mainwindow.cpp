@@ -1,4 +1,5 @@
 #include "ScriptedPrompts.h"
+#include "StartMainWindow.h"
 #include "TestHome.h"
 #include "data/Schema.h"
 #include "data/modADO.h"
@@ -26,17 +27,6 @@ namespace {
 modADO &program()
 {
     return modADO::instance();
-}
-
-// Starts the window the way Main does.
-std::unique_ptr<frmMain> start()
-{
-    auto form = std::make_unique<frmMain>();
-    modMain::SetMainForm(form.get());
-    form->Form_Load();
-    form->show();
-    form->Form_Activate();
-    return form;
 }
 
 void writeFile(const QString &path, const QByteArray &bytes)
@@ -103,7 +93,7 @@ void tst_mainwindow::startWithAndWithoutStore()
     SaveSetting(SettingKeys::TOD, QStringLiteral("0"));
     prompts.answerMsgBox(MsgResult::OK);
     prompts.answerMsgBox(MsgResult::OK);
-    auto form = start();
+    auto form = startMainWindow();
     QCOMPARE(prompts.shown().size(), 2);
     QCOMPARE(prompts.shown()[0].title, QStringLiteral("modADO Error"));
     QCOMPARE(prompts.last().text, QStringLiteral("There is a database connection error."));
@@ -124,7 +114,7 @@ void tst_mainwindow::openAnotherStore()
     const QString broken = home.file(QStringLiteral("notes.lkb"));
     writeFile(broken, "not a store");
 
-    auto form = start();
+    auto form = startMainWindow();
     auto *search = form->findChild<QLineEdit *>(QStringLiteral("txtSearch"));
     auto *view = form->findChild<ctlView *>();
     auto reloaded = [&] {
@@ -187,7 +177,7 @@ void tst_mainwindow::exitQuestion()
         writeFile(clips, QByteArray(clipBytes, 'x'));
     if (answer >= 0)
         prompts.answerMsgBox(MsgResult(answer));
-    auto form = start();
+    auto form = startMainWindow();
     int clipWindowShown = 0;
     form->setClipWindow([&] {
         QVERIFY(QFile::exists(clips));
@@ -216,7 +206,7 @@ void tst_mainwindow::exitQuestion()
 void tst_mainwindow::splittersAndViewMenu()
 {
     TestHome home;
-    auto form = start();
+    auto form = startMainWindow();
     form->resize(1000, 700);
     QCoreApplication::processEvents();
     auto *tree = form->findChild<ctlTree *>();
@@ -271,7 +261,7 @@ void tst_mainwindow::layoutSavedAndRestored()
 {
     TestHome home;
     {
-        auto form = start();
+        auto form = startMainWindow();
         form->Menu().mnuViewLeft->trigger();
         form->close();
     }
@@ -281,7 +271,7 @@ void tst_mainwindow::layoutSavedAndRestored()
 
     // Saved at every exit, but only brought back when the user asked for it.
     {
-        auto form = start();
+        auto form = startMainWindow();
         QVERIFY(form->Menu().mnuViewLeft->isChecked());
         QCOMPARE(form->findChild<ctlDetails *>()->SelectedTab(), 1);
         form->close();
@@ -290,7 +280,7 @@ void tst_mainwindow::layoutSavedAndRestored()
     SaveSetting(SettingKeys::LayoutTree, QStringLiteral("False"));
     SaveSetting(SettingKeys::LayoutDetailHeight, QStringLiteral("3000"));
     SaveSetting(SettingKeys::DetailSelTab, QStringLiteral("3"));
-    auto form = start();
+    auto form = startMainWindow();
     QVERIFY(!form->Menu().mnuViewLeft->isChecked());
     QVERIFY(!form->findChild<ctlTree *>()->isVisible());
     QCOMPARE(Twips::fromPixelsY(form->findChild<ctlDetails *>()->height()), 3000);

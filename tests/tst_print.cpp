@@ -2,6 +2,7 @@
 // requests through the main window, the PDF exports, and lkrtf --pdf.
 
 #include "ScriptedPrompts.h"
+#include "StartMainWindow.h"
 #include "TestHome.h"
 #include "components/PdfExporter.h"
 #include "data/NodeKey.h"
@@ -60,16 +61,6 @@ void fillNumbered(QTextDocument *document, int paragraphs)
 QStringList words(const QString &text)
 {
     return text.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
-}
-
-std::unique_ptr<frmMain> start()
-{
-    auto form = std::make_unique<frmMain>();
-    modMain::SetMainForm(form.get());
-    form->Form_Load();
-    form->show();
-    form->Form_Activate();
-    return form;
 }
 
 // Shows the game's files in the file view, the first one selected, as a tree click does.
@@ -151,7 +142,7 @@ private Q_SLOTS:
         fillNumbered(&text, 120);
         home.addFile(game, 1, QStringLiteral("Full walkthrough"), QString::fromLatin1(RtfWriter::FromDocument(text)));
         ScriptedPrompts prompts;
-        auto form = start();
+        auto form = startMainWindow();
         const QString pdfPath = home.file(QStringLiteral("print.pdf"));
 
         // Nothing listed: nothing to print.
@@ -216,7 +207,7 @@ private Q_SLOTS:
         home.addFile(game, 3, QStringLiteral("Review"),
                      QString::fromLatin1(RtfWriter::FromPlainText(QStringLiteral("Fine."))));
         ScriptedPrompts prompts;
-        auto form = start();
+        auto form = startMainWindow();
         const QString pdfPath = home.file(QStringLiteral("game.pdf"));
         prompts.answerSaveFile(pdfPath);
         Q_EMIT form->findChild<ctlTree *>()->ExportGame(game, QStringLiteral("Sol Aurum"));

@@ -1,0 +1,17 @@
+#pragma once
+
+// For tests that link the widgets: the main window started the way the program's Main starts it.
+#include "shell/frmMain.h"
+#include "shell/modMain.h"
+
+#include <memory>
+
+inline std::unique_ptr<frmMain> startMainWindow()
+{
+    auto form = std::make_unique<frmMain>();
+    modMain::SetMainForm(form.get());
+    form->Form_Load();
+    form->show();
+    form->Form_Activate();
+    return form;
+}
