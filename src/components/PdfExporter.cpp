@@ -5,9 +5,7 @@
 #include "platform/RtfReader.h"
 
 #include <QAtomicInt>
-#include <QFileInfo>
 #include <QFontDatabase>
-#include <QSaveFile>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QTextBlock>
@@ -85,24 +83,12 @@ void buildContents(const QString &game, const QVector<QPair<QString, int>> &file
     }
 }
 
-// Whether `path` can be written, asked before the work rather than found out after it.
-bool canWrite(const QString &path, QString *error)
-{
-    QSaveFile probe(path);
-    if (probe.open(QIODevice::WriteOnly)) {
-        probe.cancelWriting();
-        return true;
-    }
-    *error = QStringLiteral("\"%1\" could not be written: %2").arg(QFileInfo(path).fileName(), probe.errorString());
-    return false;
-}
-
 } // namespace
 
 PrintJob::Outcome PdfExporter::ExportDocument(QWidget *window, std::unique_ptr<QTextDocument> document,
                                               const QString &path, const QString &title, QString *error)
 {
-    if (!canWrite(path, error))
+    if (!PdfExport::CanWrite(path, error))
         return PrintJob::Outcome::Failed;
     return PrintJob::RunOn(
         window, QStringLiteral("Export to PDF"), std::move(document),
@@ -119,7 +105,7 @@ PrintJob::Outcome PdfExporter::ExportDocument(QWidget *window, std::unique_ptr<Q
 
 PrintJob::Outcome PdfExporter::ExportGame(QWidget *window, const GameExport &game, const QString &path, QString *error)
 {
-    if (!canWrite(path, error))
+    if (!PdfExport::CanWrite(path, error))
         return PrintJob::Outcome::Failed;
     return PrintJob::Run(
         window, QStringLiteral("Export Game to PDF"),
@@ -162,9 +148,7 @@ PrintJob::Outcome PdfExporter::ExportGame(QWidget *window, const GameExport &gam
             int contentsPages = 1;
             for (int tries = 0; tries < 3; ++tries) {
                 buildContents(game.Game, files, contentsPages, pages.PageSize().width(), &contents);
-                QTextDocument probe;
-                buildContents(game.Game, files, contentsPages, pages.PageSize().width(), &probe);
-                const int counted = pages.CountPages(&probe);
+                const int counted = pages.CountPages(&contents);
                 if (counted == contentsPages)
                     break;
                 contentsPages = counted;

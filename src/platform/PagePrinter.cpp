@@ -89,7 +89,7 @@ bool PagePrinter::Print(QTextDocument *document, const PrintProgressFn &progress
 {
     if (!begin())
         return false;
-    const qreal scale = qreal(m_device->logicalDpiY()) / layoutDpi;
+    const qreal scale = deviceScale();
     const qreal height = prepare(document);
 
     const std::vector<PageStart> pages = breakPages(document, height, progress);
@@ -108,7 +108,7 @@ bool PagePrinter::Print(QTextDocument *document, const PrintProgressFn &progress
         m_painter->translate(m_body.topLeft());
         m_painter->scale(scale, scale);
         m_painter->translate(0, -top);
-        drawPage(document, pages[page], QRectF(0, top, document->textWidth(), bottom - top), height);
+        drawPage(document, pages[page], QRectF(0, top, document->textWidth(), bottom - top));
         m_painter->restore();
         if (progress && !progress({PrintProgress::Pages, qint64(page) + 1, qint64(pages.size())}))
             return false;
@@ -116,10 +116,14 @@ bool PagePrinter::Print(QTextDocument *document, const PrintProgressFn &progress
     return true;
 }
 
+qreal PagePrinter::deviceScale() const
+{
+    return qreal(m_device->logicalDpiY()) / layoutDpi;
+}
+
 QSizeF PagePrinter::PageSize() const
 {
-    const qreal scale = qreal(m_device->logicalDpiY()) / layoutDpi;
-    return m_body.size() / scale;
+    return m_body.size() / deviceScale();
 }
 
 qreal PagePrinter::prepare(QTextDocument *document) const
@@ -183,7 +187,7 @@ std::vector<PagePrinter::PageStart> PagePrinter::breakPages(QTextDocument *docum
     return pages;
 }
 
-void PagePrinter::drawPage(QTextDocument *document, const PageStart &start, const QRectF &page, qreal height)
+void PagePrinter::drawPage(QTextDocument *document, const PageStart &start, const QRectF &page)
 {
     QAbstractTextDocumentLayout *layout = document->documentLayout();
     m_painter->setPen(Qt::black); // paper is white whatever the desktop's colours
@@ -197,8 +201,7 @@ void PagePrinter::drawPage(QTextDocument *document, const PageStart &start, cons
                 break;
             QAbstractTextDocumentLayout::PaintContext context;
             context.palette.setColor(QPalette::Text, Qt::black);
-            context.clip =
-                bounds.intersected(QRectF(page.topLeft(), QSizeF(page.width(), height))).adjusted(0, edge, 0, -edge);
+            context.clip = bounds.intersected(page).adjusted(0, edge, 0, -edge);
             layout->draw(m_painter.get(), context);
             continue;
         }

@@ -76,7 +76,9 @@ private:
     qreal prepare(QTextDocument *document) const;
     std::vector<PageStart> breakPages(QTextDocument *document, qreal height, const PrintProgressFn &progress);
     // Draws what of `document` lies in `page` (in layout points), the painter set up for it.
-    void drawPage(QTextDocument *document, const PageStart &start, const QRectF &page, qreal height);
+    void drawPage(QTextDocument *document, const PageStart &start, const QRectF &page);
+    // Device pixels per layout point.
+    qreal deviceScale() const;
     void drawListMarker(const QTextBlock &block);
 
     QPagedPaintDevice *m_device;

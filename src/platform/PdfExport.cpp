@@ -50,8 +50,8 @@ public:
         }
         const QByteArray dict = m_pdf.mid(trailer);
         m_size = intAfter(dict, "/Size");
-        m_root = refAfter(dict, "/Root");
-        m_info = refAfter(dict, "/Info");
+        m_root = intAfter(dict, "/Root");
+        m_info = intAfter(dict, "/Info");
         return m_size > 0 && m_root > 0;
     }
 
@@ -75,7 +75,6 @@ public:
         const auto match = number.match(QString::fromLatin1(text.mid(at + qstrlen(key), 24)));
         return match.hasMatch() ? match.captured(1).toLongLong() : 0;
     }
-    static qint64 refAfter(const QByteArray &text, const char *key) { return intAfter(text, key); }
 
     qint64 xref() const { return m_xref; }
     qint64 size() const { return m_size; }
@@ -90,6 +89,11 @@ private:
     qint64 m_root = 0;
     qint64 m_info = 0;
 };
+
+QString writeError(const QString &path, const QSaveFile &file)
+{
+    return QStringLiteral("\"%1\" could not be written: %2").arg(QFileInfo(path).fileName(), file.errorString());
+}
 
 } // namespace
 
@@ -124,11 +128,21 @@ bool PdfExport::Save(QString *error)
     }
     QSaveFile file(m_path);
     if (!file.open(QIODevice::WriteOnly) || file.write(pdf) != pdf.size() || !file.commit()) {
-        *error =
-            QStringLiteral("\"%1\" could not be written: %2").arg(QFileInfo(m_path).fileName(), file.errorString());
+        *error = writeError(m_path, file);
         return false;
     }
     return true;
+}
+
+bool PdfExport::CanWrite(const QString &path, QString *error)
+{
+    QSaveFile probe(path);
+    if (probe.open(QIODevice::WriteOnly)) {
+        probe.cancelWriting();
+        return true;
+    }
+    *error = writeError(path, probe);
+    return false;
 }
 
 bool PdfExport::AddOutline(QByteArray *pdf, const QVector<OutlineEntry> &entries, int lastToFront)
@@ -137,7 +151,7 @@ bool PdfExport::AddOutline(QByteArray *pdf, const QVector<OutlineEntry> &entries
     if (!objects.read())
         return false;
     const QByteArray catalog = objects.body(objects.root());
-    const qint64 pagesNumber = PdfObjects::refAfter(catalog, "/Pages");
+    const qint64 pagesNumber = PdfObjects::intAfter(catalog, "/Pages");
     const QByteArray pages = objects.body(pagesNumber);
     const qsizetype kidsOpen = pages.indexOf('[', pages.indexOf("/Kids"));
     const qsizetype kidsClose = pages.indexOf(']', kidsOpen);

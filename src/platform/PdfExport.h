@@ -32,6 +32,9 @@ public:
 
     // Finishes the pages and writes the file; false with a message for the user when it could not.
     bool Save(QString *error);
+    // Whether a PDF can be written to `path` (nothing is written), so that a long export can be
+    // refused before it starts; false with the same message Save would give.
+    static bool CanWrite(const QString &path, QString *error);
 
     // Adds the outline and the page order to a PDF written by Qt, as an incremental update (new
     // catalog and page tree appended, nothing before them changed). False when the PDF is not
