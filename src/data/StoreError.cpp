@@ -1,6 +1,9 @@
 #include "StoreError.h"
 
+#include <QFile>
 #include <QUrl>
+
+#include <utility>
 
 namespace {
 
@@ -11,8 +14,33 @@ enum : int {
     SqliteReadOnly = 8,
     SqliteCantOpen = 14,
     SqliteNotADb = 26,
-    SqliteFull = 13
+    SqliteFull = 13,
+    SqliteCorrupt = 11
 };
+
+// Whether the file begins as every SQLite database does: a "not a database" answer for such a
+// file means its first page is broken, not that it is some other kind of file.
+bool hasDatabaseHeader(const QString &path)
+{
+    QFile file(path);
+    return !path.isEmpty() && file.open(QIODevice::ReadOnly) && file.read(16) == QByteArray("SQLite format 3", 16);
+}
+
+std::function<void(const QString &)> &damageHandler()
+{
+    static std::function<void(const QString &)> handler;
+    return handler;
+}
+
+ErrObject damaged(const QString &name, const QString &path)
+{
+    if (damageHandler())
+        damageHandler()(path);
+    return {ErrNumber::StoreDamaged,
+            QStringLiteral("The store %1 is damaged, so Lorekeep cannot read it. The file is left as it is; "
+                           "restore a backup with File > Restore From Backup....")
+                .arg(name)};
+}
 
 QString databaseText(const QSqlError &error)
 {
@@ -42,7 +70,10 @@ ErrObject StoreError::fromSql(const QSqlError &error, const QString &storePath)
         return {ErrNumber::StoreReadOnly,
                 QStringLiteral("The store %1 or its folder cannot be written, so the change was not saved (%2).")
                     .arg(name, databaseText(error))};
+    case SqliteCorrupt: return damaged(name, storePath);
     case SqliteNotADb:
+        if (hasDatabaseHeader(storePath))
+            return damaged(name, storePath);
         return {ErrNumber::StoreNotADatabase,
                 QStringLiteral("%1 is not a Lorekeep store: the file is not a database.").arg(name)};
     case SqliteFull:
@@ -52,6 +83,11 @@ ErrObject StoreError::fromSql(const QSqlError &error, const QString &storePath)
         return {ErrNumber::StoreFailed,
                 QStringLiteral("The store %1 reported an error: %2").arg(name, databaseText(error))};
     }
+}
+
+void StoreError::setDamageHandler(std::function<void(const QString &)> handler)
+{
+    damageHandler() = std::move(handler);
 }
 
 ErrObject StoreError::fromSql(const QSqlError &error, const QSqlDatabase &db)

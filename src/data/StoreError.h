@@ -6,6 +6,8 @@
 #include <QSqlError>
 #include <QString>
 
+#include <functional>
+
 // Turns what the store reports into errors a user can act on: a locked or read-only store, a store
 // that is not a database, or the database's own message for anything else.
 class StoreError final
@@ -15,6 +17,11 @@ public:
     static ErrObject fromSql(const QSqlError &error, const QSqlDatabase &db);
     static ErrObject noConnection();
     static ErrObject noRow(const char *table, qint64 id);
+
+    // Called with the store's path whenever an error says the store is damaged, wherever it was
+    // met, so that the window can offer a backup instead of failing one read after another. It
+    // runs on the thread that met the error.
+    static void setDamageHandler(std::function<void(const QString &storePath)> handler);
 
     // The file a connection was opened on, as a user would write it.
     static QString storePath(const QSqlDatabase &db);

@@ -5,6 +5,7 @@
 #include "StoreError.h"
 #include "base/ErrorLog.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QLoggingCategory>
 #include <QSqlError>
@@ -20,10 +21,14 @@ namespace {
 // How long a statement waits for another program's lock before it reports the store as locked.
 constexpr int busyTimeoutMs = 1500;
 
-QString openOnlyUri(const QString &path)
+// mode=rw and mode=ro open an existing file only: a store is never created by opening it.
+// immutable=1 reads the file as it stands, with no locks and no log, for a read-only folder.
+QString storeUri(const QString &path, modADO::OpenMode mode)
 {
-    // mode=rw opens an existing file only: a store is never created by opening it.
-    return QStringLiteral("file:") + QString::fromUtf8(QUrl::toPercentEncoding(path, "/")) + QStringLiteral("?mode=rw");
+    const char *query = mode == modADO::OpenMode::Write  ? "?mode=rw"
+                        : mode == modADO::OpenMode::Read ? "?mode=ro"
+                                                         : "?mode=ro&immutable=1";
+    return QStringLiteral("file:") + QString::fromUtf8(QUrl::toPercentEncoding(path, "/")) + QLatin1String(query);
 }
 
 } // namespace
@@ -77,24 +82,21 @@ bool modADO::Open(const QString &path, ErrObject *err)
                 QStringLiteral("The store \"%1\" cannot be read: permission denied.").arg(path)};
         return false;
     }
+    // A store whose file or folder cannot be written is opened for reading only, so that it is
+    // said at once and no write (not even the journal's) is ever tried on it.
+    QString readOnly;
+    if (!info.isWritable())
+        readOnly = QStringLiteral("the file is read-only");
+    else if (!QFileInfo(info.absolutePath()).isWritable())
+        readOnly =
+            QStringLiteral("its folder \"%1\" cannot be written").arg(QDir::toNativeSeparators(info.absolutePath()));
 
-    bool ok = false;
-    {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_spareName);
-        db.setDatabaseName(openOnlyUri(path));
-        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=%1").arg(busyTimeoutMs));
-        if (!db.open())
-            *err = StoreError::fromSql(db.lastError(), path);
-        else
-            ok = Schema::Verify(db, path, err);
-        // An older store gets its search index here, queued to be filled; a store that cannot
-        // take it (read-only) is still opened, and Find reads every row instead.
-        ErrObject indexErr;
-        if (ok && !FindIndex::Ensure(db, &indexErr))
-            qCWarning(lcStore) << "no search index:" << indexErr.Description;
-        if (!ok)
-            db.close();
-    }
+    bool ok = openAs(path, readOnly.isEmpty() ? OpenMode::Write : OpenMode::Read, err);
+    // Reading a store in write-ahead mode needs its shared-memory file beside it, which a
+    // read-only folder cannot take; a store with no log waiting can be read as it stands.
+    if (!ok && !readOnly.isEmpty() && err->Number == ErrNumber::StoreReadOnly &&
+        !QFileInfo::exists(path + QStringLiteral("-wal")))
+        ok = openAs(path, OpenMode::Immutable, err);
     if (!ok) {
         QSqlDatabase::removeDatabase(m_spareName);
         return false;
@@ -104,7 +106,57 @@ bool modADO::Open(const QString &path, ErrObject *err)
     m_registered = true;
     m_path = path;
     m_name = NameFromPath(path);
+    m_readOnlyReason = readOnly;
     return true;
+}
+
+bool modADO::openAs(const QString &path, OpenMode mode, ErrObject *err)
+{
+    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_spareName);
+    db.setDatabaseName(storeUri(path, mode));
+    db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=%1").arg(busyTimeoutMs));
+    bool ok = db.open();
+    if (!ok)
+        *err = StoreError::fromSql(db.lastError(), path);
+    // The version comes first: a newer program's store may have other tables, and nothing may be
+    // written to it, not even the journal mode.
+    ok = ok && CheckVersion(db, path, err) && Schema::Verify(db, path, err);
+    if (ok && mode == OpenMode::Write) {
+        // Write-ahead logging with a full sync: a change is on the disk before it is reported
+        // done, and a killed program or a power cut leaves the store whole. A file system that
+        // cannot share memory keeps the rollback journal, which is as safe, only slower.
+        QSqlQuery query(db);
+        if (!query.exec(QStringLiteral("PRAGMA journal_mode = WAL")) || !query.next() ||
+            query.value(0).toString().compare(QLatin1String("wal"), Qt::CaseInsensitive) != 0)
+            qCWarning(lcStore) << "write-ahead log not available for" << path << query.lastError().text();
+        query.exec(QStringLiteral("PRAGMA synchronous = FULL"));
+        // An older store gets its search index here, queued to be filled.
+        ErrObject indexErr;
+        if (!FindIndex::Ensure(db, &indexErr))
+            qCWarning(lcStore) << "no search index:" << indexErr.Description;
+    }
+    if (!ok)
+        db.close();
+    return ok;
+}
+
+bool modADO::CheckVersion(const QSqlDatabase &db, const QString &path, ErrObject *err)
+{
+    QSqlQuery query(db);
+    if (!query.exec(QStringLiteral("PRAGMA user_version")) || !query.next()) {
+        *err = StoreError::fromSql(query.lastError(), path);
+        return false;
+    }
+    const int version = query.value(0).toInt();
+    if (version <= FindIndex::SchemaVersion)
+        return true;
+    *err = {ErrNumber::StoreTooNew,
+            QStringLiteral("The store \"%1\" was written by a newer version of Lorekeep (store version %2; this "
+                           "version reads up to %3). Open it with that version; the file is left as it is.")
+                .arg(path)
+                .arg(version)
+                .arg(FindIndex::SchemaVersion)};
+    return false;
 }
 
 void modADO::Close()
@@ -127,6 +179,10 @@ bool modADO::CanWrite(ErrObject *err) const
         *err = StoreError::noConnection();
         return false;
     }
+    if (IsReadOnly()) {
+        *err = ReadOnlyError();
+        return false;
+    }
     // Taking the write lock says whether another program holds it; a read-only file only refuses
     // the write itself, so one is made (the version number, to the same value) and rolled back.
     QSqlQuery query(db);
@@ -141,6 +197,14 @@ bool modADO::CanWrite(ErrObject *err) const
         *err = StoreError::fromSql(query.lastError(), db);
     query.exec(QStringLiteral("ROLLBACK"));
     return ok;
+}
+
+ErrObject modADO::ReadOnlyError() const
+{
+    return {ErrNumber::StoreReadOnly,
+            QStringLiteral("The store \"%1\" is read-only (%2), so changes cannot be saved. You can read everything "
+                           "in it; to change it, make it writable or open a copy of it.")
+                .arg(m_path, m_readOnlyReason)};
 }
 
 bool modADO::IsOpen() const

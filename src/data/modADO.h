@@ -16,8 +16,10 @@ public:
 
     static modADO &instance();
 
-    // Opens the existing store at `path` and makes it this connection, releasing the previous one.
-    // Failures are logged (module "modADO", procedure "Connect") with the message shown.
+    // Opens the existing store at `path` and makes it this connection. A store that can be written
+    // is kept in write-ahead mode with a full sync; one whose file or folder cannot be written is
+    // opened for reading (IsReadOnly); one written by a newer Lorekeep is refused untouched, releasing the previous
+    // one. Failures are logged (module "modADO", procedure "Connect") with the message shown.
     bool Connect(const QString &path);
     // The same without logging: `err` says what went wrong. A failure changes no file and leaves the
     // previous store open as it was, so a mistaken File > Open does not cut the panes off their data.
@@ -26,6 +28,11 @@ public:
     // Whether the open store takes changes now: false, with the reason, when it is read-only or
     // another program holds its write lock. Nothing is written.
     bool CanWrite(ErrObject *err) const;
+
+    // Whether the open store was opened for reading only, because its file or folder cannot be
+    // written; ReadOnlyError says so in words for the user.
+    bool IsReadOnly() const { return !m_readOnlyReason.isEmpty(); }
+    ErrObject ReadOnlyError() const;
 
     bool IsOpen() const;
     // The open connection; an invalid one while none is open.
@@ -37,11 +44,20 @@ public:
     // "lorekeep.lkb" gives "lorekeep".
     static QString NameFromPath(const QString &path);
 
+    // Whether this version reads the store `db` is open on: false, with the reason, for one written
+    // by a newer Lorekeep.
+    static bool CheckVersion(const QSqlDatabase &db, const QString &path, ErrObject *err);
+
+    enum class OpenMode { Write, Read, Immutable };
+
 private:
+    bool openAs(const QString &path, OpenMode mode, ErrObject *err);
+
     // The store is opened under a second name and swapped in on success; these alternate.
     QString m_connectionName;
     QString m_spareName;
     bool m_registered = false;
     QString m_path;
     QString m_name;
+    QString m_readOnlyReason;
 };

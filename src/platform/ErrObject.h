@@ -33,6 +33,8 @@ constexpr long StoreLocked = 3045;
 constexpr long StoreReadOnly = 3051;
 constexpr long StoreNotLorekeep = 3078;
 constexpr long StoreNotADatabase = 3343;
+constexpr long StoreDamaged = 3049;       // the file is a store, but its pages are broken
+constexpr long StoreTooNew = 3041;        // written by a newer Lorekeep than this one
 constexpr long StoreFailed = -2147467259; // any other failure reported by the store
 constexpr long NoConnection = 3704;       // an operation on the store while none is open
 } // namespace ErrNumber
