@@ -13,8 +13,9 @@ namespace {
 const QString sourceRoot = QStringLiteral(LOREKEEP_SOURCE_DIR);
 constexpr int maxLines = 600;
 
-const QStringList panes = {QStringLiteral("tree"), QStringLiteral("view"), QStringLiteral("details"),
-                           QStringLiteral("find"), QStringLiteral("clip"), QStringLiteral("options")};
+const QStringList panes = {QStringLiteral("tree"),  QStringLiteral("view"), QStringLiteral("details"),
+                           QStringLiteral("find"),  QStringLiteral("clip"), QStringLiteral("options"),
+                           QStringLiteral("backup")};
 
 // What each folder may include besides itself.
 const QHash<QString, QStringList> &layers()

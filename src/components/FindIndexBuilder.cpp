@@ -1,5 +1,7 @@
 #include "FindIndexBuilder.h"
 
+#include "BackupJob.h"
+
 #include "base/ErrorLog.h"
 #include "data/FindIndex.h"
 
@@ -14,6 +16,9 @@ namespace {
 // Files per step: a step takes a few tens of milliseconds, so the window answers between them.
 constexpr qint64 stepFiles = 100;
 constexpr int progressDelayMs = 500;
+// A queue this long is a whole index being built, which rewrites much of the store: it is backed
+// up first. A few changed files are indexed as they are.
+constexpr qint64 backupFiles = 1000;
 
 } // namespace
 
@@ -27,6 +32,8 @@ bool FindIndexBuilder::Build(QWidget *window, const QSqlDatabase &db)
         LogError(err, QStringLiteral("FindIndexBuilder"), QStringLiteral("Build"), false);
         return false;
     }
+    if (pending >= backupFiles && !BackupJob::Before(window, db, QStringLiteral("before indexing")))
+        return false;
     std::unique_ptr<QProgressDialog> progress;
     QElapsedTimer clock;
     clock.start();

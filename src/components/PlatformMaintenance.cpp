@@ -1,5 +1,6 @@
 #include "PlatformMaintenance.h"
 
+#include "BackupJob.h"
 #include "TreeLoader.h"
 #include "base/ErrorLog.h"
 #include "data/modNames.h"
@@ -219,6 +220,8 @@ void PlatformMaintenance::MoveGames()
                    .arg(counted(from->games, "game"), TreeLoader::PlatformTag(from->platform_id), toName),
                MsgButtons::YesNo, MsgIcon::Question) != MsgResult::Yes)
         return;
+    if (!BackupJob::Before(this, m_db, QStringLiteral("before moving games")))
+        return;
     ErrObject err;
     if (!PlatformTable::MoveGames(m_db, from->platform_id, to, toName, nullptr, &err)) {
         ReportFailure(err, QStringLiteral("MoveGames"), QStringLiteral("The games could not be moved"));
@@ -237,6 +240,8 @@ void PlatformMaintenance::RemovePlatform()
                    .arg(TreeLoader::PlatformTag(platform->platform_id), counted(platform->games, "game"),
                         counted(platform->files, "file")),
                MsgButtons::YesNo, MsgIcon::Exclamation) != MsgResult::Yes)
+        return;
+    if (!BackupJob::Before(this, m_db, QStringLiteral("before removing a platform")))
         return;
     ErrObject err;
     if (!PlatformTable::Remove(m_db, platform->platform_id, &err)) {

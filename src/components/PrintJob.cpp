@@ -1,111 +1,48 @@
 #include "PrintJob.h"
 
+#include "BackgroundWork.h"
 #include "platform/Prompts.h"
 
-#include <QCoreApplication>
-#include <QEventLoop>
-#include <QFutureWatcher>
 #include <QLocale>
 #include <QPageSize>
 #include <QPrinter>
-#include <QProgressDialog>
 #include <QTextCursor>
 #include <QTextDocument>
 #include <QThread>
-#include <QTimer>
-#include <QtConcurrent>
-
-#include <atomic>
 
 namespace {
 
-constexpr int progressDelayMs = 500;
-constexpr int refreshMs = 100;
-
-// What the worker reports, read by the window's thread on a timer.
-struct Shared
+BackgroundWork::Shown describe(const BackgroundWork::Step &step)
 {
-    std::atomic<int> phase{PrintProgress::Layout};
-    std::atomic<qint64> done{0};
-    std::atomic<qint64> total{0};
-    std::atomic<bool> cancelled{false};
-};
-
-QString progressText(const Shared &shared)
-{
-    if (shared.phase == PrintProgress::Layout)
-        return QStringLiteral("Laying out the pages...");
-    if (shared.phase == PrintProgress::Files)
-        return QStringLiteral("File %L1 of %L2").arg(shared.done.load() + 1).arg(shared.total.load());
-    return QStringLiteral("Page %L1 of %L2").arg(shared.done.load()).arg(shared.total.load());
+    const qint64 total = std::max<qint64>(step.total, 1);
+    switch (step.stage) {
+    case PrintProgress::Layout:
+        // Layout fills the first tenth of the bar, the pages the rest; files fill all of it.
+        return {int(100 * step.done / total), QStringLiteral("Laying out the pages...")};
+    case PrintProgress::Files:
+        return {int(1000 * step.done / total), QStringLiteral("File %L1 of %L2").arg(step.done + 1).arg(step.total)};
+    default:
+        return {100 + int(900 * step.done / total), QStringLiteral("Page %L1 of %L2").arg(step.done).arg(step.total)};
+    }
 }
 
 } // namespace
 
 PrintJob::Outcome PrintJob::Run(QWidget *window, const QString &title, const Work &work, QString *error)
 {
-    Shared shared;
-    QString workError;
-    const auto progress = [&shared](const PrintProgress &step) {
-        shared.phase = step.phase;
-        shared.total = step.total;
-        shared.done = step.done;
-        return !shared.cancelled;
-    };
-    QFutureWatcher<bool> watcher;
-    QEventLoop loop;
-    QObject::connect(&watcher, &QFutureWatcherBase::finished, &loop, &QEventLoop::quit);
-    watcher.setFuture(QtConcurrent::run([&] { return work(progress, &workError); }));
-
-    std::unique_ptr<QProgressDialog> dialog;
-    QTimer refresh;
-    QObject::connect(&refresh, &QTimer::timeout, &loop, [&] {
-        if (!dialog) {
-            dialog = std::make_unique<QProgressDialog>(window);
-            dialog->setWindowTitle(title);
-            dialog->setWindowModality(Qt::WindowModal);
-            dialog->setMinimumDuration(0);
-            dialog->setAutoClose(false);
-            dialog->setAutoReset(false);
-            dialog->setMinimumWidth(380);
-            QObject::connect(dialog.get(), &QProgressDialog::canceled, &loop, [&] {
-                shared.cancelled = true;
-                dialog->setLabelText(QStringLiteral("Stopping..."));
-                dialog->setCancelButton(nullptr);
-            });
-            dialog->show();
-            refresh.setInterval(refreshMs);
-            loop.quit(); // to take the user's input again, for Cancel
-        }
-        if (shared.cancelled)
-            return;
-        const qint64 total = std::max<qint64>(shared.total, 1);
-        // Layout fills the first tenth of the bar, the pages the rest; files fill all of it.
-        int value = int(1000 * shared.done / total);
-        if (shared.phase == PrintProgress::Pages)
-            value = 100 + int(900 * shared.done / total);
-        else if (shared.phase == PrintProgress::Layout)
-            value = int(100 * shared.done / total);
-        dialog->setRange(0, 1000);
-        dialog->setValue(value);
-        dialog->setLabelText(progressText(shared));
-    });
-    refresh.start(progressDelayMs);
-    if (!watcher.isFinished())
-        // Until the dialog is up nothing blocks the window, so the user's clicks wait for it.
-        loop.exec(QEventLoop::ExcludeUserInputEvents);
-    while (!watcher.isFinished() && dialog)
-        loop.exec();
-    watcher.waitForFinished();
-    refresh.stop();
-
-    if (shared.cancelled)
-        return Outcome::Cancelled;
-    if (!watcher.result()) {
-        *error = workError.isEmpty() ? QStringLiteral("The printout failed.") : workError;
-        return Outcome::Failed;
-    }
-    return Outcome::Done;
+    const BackgroundWork::Outcome outcome = BackgroundWork::Run(
+        window, title,
+        [&work](const BackgroundWork::Report &report, QString *workError) {
+            return work(
+                [&report](const PrintProgress &step) {
+                    return report({step.phase, step.done, step.total});
+                },
+                workError);
+        },
+        &describe, error);
+    if (outcome == BackgroundWork::Outcome::Failed && error->isEmpty())
+        *error = QStringLiteral("The printout failed.");
+    return static_cast<Outcome>(outcome);
 }
 
 void PrintJob::AppendHeader(QTextCursor *cursor, const QString &title, const QString &file, const QString &source)

@@ -20,6 +20,7 @@ class QWidget;
 class PrintJob final
 {
 public:
+    // In the order of BackgroundWork's.
     enum class Outcome { Done, Cancelled, Failed };
 
     // The work: told how far it got through `progress`, which answers false once the user

@@ -55,6 +55,9 @@ constexpr SettingKey BrowseSearchPage{"BrowseSettings", "SearchPage", "https://d
 
 // The folder File > Import Files and Import Folder open in: the one files were last imported from.
 constexpr SettingKey ImportFolder{"Settings", "ImportFolder", ""};
+// How many backups of the store the "Backups" folder keeps; older ones are deleted.
+constexpr SettingKey BackupsKeep{"Backups", "Keep", "10"};
+
 // The folder File > Export to PDF and Export Game to PDF open in: the one a PDF was last written to.
 constexpr SettingKey ExportFolder{"Settings", "ExportFolder", ""};
 

@@ -46,6 +46,8 @@ MainMenu::MainMenu(QMenuBar *bar)
     mnuFilePrint = addItem(mnuFile, "mnuFilePrint", "&Print", true, QKeySequence::Print);
     mnuFileExportPdf = addItem(mnuFile, "mnuFileExportPdf", "&Export to PDF...", true);
     mnuFile->addSeparator();
+    mnuFileRestore = addItem(mnuFile, "mnuFileRestore", "&Restore From Backup...", true);
+    mnuFile->addSeparator();
     mnuFileExit = addItem(mnuFile, "mnuFileExit", "E&xit", true, QKeySequence::Quit);
     mnuFileExit->setMenuRole(QAction::QuitRole);
 
@@ -62,6 +64,7 @@ MainMenu::MainMenu(QMenuBar *bar)
 
     mnuTools = addMenu(bar, "mnuTools", "&Tools");
     mnuViewQuickClip = addItem(mnuTools, "mnuViewQuickClip", "&Quick Clip Viewer");
+    mnuToolsCheck = addItem(mnuTools, "mnuToolsCheck", "Check &Library...", true);
     mnuTools->addSeparator();
     mnuToolsOptions = addItem(mnuTools, "mnuToolsOptions", "&Options...", false);
 

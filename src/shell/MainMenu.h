@@ -17,6 +17,7 @@ public:
     QAction *mnuFileImportFolder;
     QAction *mnuFilePrint;
     QAction *mnuFileExportPdf;
+    QAction *mnuFileRestore;
     QAction *mnuFileExit;
 
     QMenu *mnuEdit;
@@ -30,6 +31,7 @@ public:
 
     QMenu *mnuTools;
     QAction *mnuViewQuickClip;
+    QAction *mnuToolsCheck;
     QAction *mnuToolsOptions;
 
     QMenu *mnuHelp;

@@ -6,7 +6,9 @@
 #include "base/Version.h"
 #include "clip/ClipFile.h"
 #include "clip/frmClip.h"
+#include "components/BackupJob.h"
 #include "data/HomeFolder.h"
+#include "data/StoreError.h"
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
 #include "modMain.h"
@@ -27,6 +29,8 @@
 #include <QMouseEvent>
 #include <QScreen>
 #include <QTextDocument>
+
+#include <chrono>
 
 namespace {
 
@@ -69,9 +73,25 @@ frmMain::frmMain(QWidget *parent) : QMainWindow(parent)
     buildWindow();
     connectMenu();
     connectPanes();
+    // A damaged store can show itself at any read, on any thread; the offer of a backup is made
+    // here, after the read has failed and been reported.
+    QPointer<frmMain> self(this);
+    StoreError::setDamageHandler([self](const QString &path) {
+        const auto when = std::chrono::steady_clock::now();
+        QMetaObject::invokeMethod(
+            qApp,
+            [self, path, when] {
+                if (self)
+                    self->StoreDamaged(path, when);
+            },
+            Qt::QueuedConnection);
+    });
 }
 
-frmMain::~frmMain() = default;
+frmMain::~frmMain()
+{
+    StoreError::setDamageHandler({});
+}
 
 QIcon frmMain::ProgramIcon()
 {
@@ -126,6 +146,8 @@ void frmMain::connectMenu()
     connect(m_menu->mnuFileImportFolder, &QAction::triggered, this, [this] { mnuFileImport_Click(true); });
     connect(m_menu->mnuFilePrint, &QAction::triggered, this, &frmMain::mnuFilePrint_Click);
     connect(m_menu->mnuFileExportPdf, &QAction::triggered, this, &frmMain::mnuFileExportPdf_Click);
+    connect(m_menu->mnuFileRestore, &QAction::triggered, this, &frmMain::mnuFileRestore_Click);
+    connect(m_menu->mnuToolsCheck, &QAction::triggered, this, &frmMain::mnuToolsCheck_Click);
     connect(m_menu->mnuFileExit, &QAction::triggered, this, &QWidget::close);
     connect(m_menu->mnuMaintPlatforms, &QAction::triggered, this, &frmMain::mnuMaintPlatforms_Click);
     connect(m_menu->mnuSearchLorekeep, &QAction::triggered, this, &frmMain::mnuSearchLorekeep_Click);
@@ -190,8 +212,9 @@ void frmMain::Form_Activate()
     m_activating = true;
 
     StartLog();
-    modADO &store = modADO::instance();
-    if (store.Connect(AppPath() + HomeFolder::StoreFileName)) {
+    const QString storePath = AppPath() + HomeFolder::StoreFileName;
+    const bool opened = OpenStore(storePath);
+    if (opened) {
         if (m_ctlView->SelectedTab() == 1)
             SetFilesCaption();
         m_ctlTree->LoadTree();
@@ -200,6 +223,8 @@ void frmMain::Form_Activate()
     }
     m_activated = true;
     m_activating = false;
+    if (opened)
+        BackupJob::Daily(this, storePath);
 
     // The flag is written before the help opens, so a help that fails to open is not retried forever.
     if (SettingNumber(GetSetting(SettingKeys::FirstRun)).value_or(0) == 0) {
@@ -220,7 +245,9 @@ void frmMain::changeEvent(QEvent *event)
 
 void frmMain::SetFilesCaption()
 {
-    setWindowTitle(FilesCaption(modADO::instance().DatabaseName()));
+    const modADO &store = modADO::instance();
+    setWindowTitle(
+        FilesCaption(store.DatabaseName() + (store.IsReadOnly() ? QStringLiteral(" (read-only)") : QString())));
 }
 
 void frmMain::mnuFileConnect_Click()
@@ -234,7 +261,7 @@ void frmMain::mnuFileConnect_Click()
     if (!path)
         return;
     // The store that is open already is not reopened; a store that fails to open has been reported.
-    if (*path == store.DatabasePath() || !store.Connect(*path))
+    if (*path == store.DatabasePath() || !OpenStore(*path))
         return;
     if (m_ctlView->SelectedTab() == 1)
         SetFilesCaption();

@@ -3,10 +3,12 @@
 #include "MainLayout.h"
 #include "MainMenu.h"
 #include "components/PrintJob.h"
+#include "data/StoreBackup.h"
 
 #include <QMainWindow>
 #include <QPointer>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -72,6 +74,9 @@ public Q_SLOTS:
                          const QString &strTextRTF);
     void mnuFileExportPdf_Click();
     void ctlTree_ExportGame(qint32 lngGameId, const QString &strGame);
+    // frmMainStore.cpp: bring back a backup; SQLite's integrity check of the open store.
+    void mnuFileRestore_Click();
+    void mnuToolsCheck_Click();
     void mnuViewTop_Click();
     void mnuViewLeft_Click();
     void mnuViewBottom_Click();
@@ -104,6 +109,17 @@ private:
     void printDocument(QPrinter *printer, const QString &procedure);
     std::optional<QString> askPdfPath(const QString &title, const QString &name);
     void reportExport(PrintJob::Outcome outcome, const QString &error, const QString &procedure);
+    // frmMainStore.cpp: opens a store and says what the user must know of it (read-only,
+    // damaged: then a good backup is offered); true when a store is open on `path`.
+    bool OpenStore(const QString &path);
+    QString StorePath() const;
+    // Offers the newest good backup in place of a damaged store; true when it was restored.
+    bool OfferRestore(const QString &storePath);
+    // Keeps the store as one more backup (a byte copy when `damaged`), brings `backup` back in
+    // its place and reloads every pane; the messages are its own.
+    bool RestoreFrom(const BackupInfo &backup, const QString &storePath, bool damaged);
+    // A read found the store damaged at `when`; nothing when the store was opened afresh since.
+    void StoreDamaged(const QString &path, std::chrono::steady_clock::time_point when);
     void restoreWindowGeometry();
     void SetFilesCaption();
     bool Form_QueryUnload();
@@ -133,6 +149,9 @@ private:
     bool m_loaded = false;
     bool m_activated = false;
     bool m_activating = false;
+    bool m_restoring = false;
+    bool m_damageOffered = false;
+    std::chrono::steady_clock::time_point m_storeOpened;
     // 1 while a bookmark or search hit is being opened: the file view then leaves the choice of
     // file to the caller instead of showing the game's first.
     quint8 m_selectingFromList = 0;

@@ -1,0 +1,208 @@
+#include "BackupJob.h"
+
+#include "base/AppPath.h"
+#include "base/ErrorLog.h"
+#include "data/StoreError.h"
+#include "data/modADO.h"
+#include "platform/Prompts.h"
+#include "platform/SettingKeys.h"
+#include "platform/SettingsStore.h"
+
+#include <QDateTime>
+#include <QFileInfo>
+
+#include <algorithm>
+
+namespace {
+
+const QString moduleName = QStringLiteral("BackupJob");
+
+// The stages of a restore, for the progress dialog.
+enum Stage { Checking, Copying };
+
+BackgroundWork::Shown percent(const QString &text, const BackgroundWork::Step &step)
+{
+    if (step.total <= 0)
+        return {-1, text};
+    return {int(1000 * step.done / step.total), QStringLiteral("%1 %2%").arg(text).arg(100 * step.done / step.total)};
+}
+
+StoreBackup::Progress reportAs(const BackgroundWork::Report &report, int stage)
+{
+    return [&report, stage](qint64 done, qint64 total) {
+        return report({stage, done, total});
+    };
+}
+
+BackgroundWork::Outcome outcomeOf(bool ok, const ErrObject &err, QString *error)
+{
+    if (ok)
+        return BackgroundWork::Outcome::Done;
+    if (err.Number == StoreBackup::Cancelled)
+        return BackgroundWork::Outcome::Cancelled;
+    *error = err.Description;
+    return BackgroundWork::Outcome::Failed;
+}
+
+// Runs work that reports through StoreBackup's progress and fails with an ErrObject.
+using StoreWork = std::function<bool(const BackgroundWork::Report &, ErrObject *)>;
+BackgroundWork::Outcome run(QWidget *window, const QString &title, const StoreWork &work,
+                            const BackgroundWork::Describe &describe, QString *error)
+{
+    ErrObject err;
+    const BackgroundWork::Outcome outcome = BackgroundWork::Run(
+        window, title, [&work, &err](const BackgroundWork::Report &report, QString *) { return work(report, &err); },
+        describe, error);
+    if (outcome == BackgroundWork::Outcome::Done)
+        return outcome;
+    return outcomeOf(false, err.isError() ? err : ErrObject{StoreBackup::Cancelled, {}}, error);
+}
+
+QDateTime lastWritten(const QString &storePath)
+{
+    QDateTime last = QFileInfo(storePath).lastModified();
+    // The log holds the newest changes until they are copied into the store; an empty one holds none.
+    const QFileInfo log(storePath + QStringLiteral("-wal"));
+    if (log.exists() && log.size() > 0)
+        last = std::max(last, log.lastModified());
+    return last;
+}
+
+bool writable(const QString &storePath)
+{
+    const QFileInfo info(storePath);
+    return info.isWritable() && QFileInfo(info.absolutePath()).isWritable();
+}
+
+} // namespace
+
+QString BackupJob::Folder()
+{
+    return StoreBackup::Folder(AppPath());
+}
+
+int BackupJob::Keep()
+{
+    return int(std::clamp<long>(SettingNumber(GetSetting(SettingKeys::BackupsKeep)).value_or(StoreBackup::DefaultKeep),
+                                1, 999));
+}
+
+BackgroundWork::Outcome BackupJob::Make(QWidget *window, const QString &storePath, const QString &note, QString *made,
+                                        QString *error, bool rotate)
+{
+    const QString folder = Folder();
+    const BackgroundWork::Outcome outcome = run(
+        window, QStringLiteral("Backup"),
+        [&](const BackgroundWork::Report &report, ErrObject *err) {
+            return StoreBackup::Make(storePath, folder, note, made, err, reportAs(report, Copying));
+        },
+        [](const BackgroundWork::Step &step) { return percent(QStringLiteral("Backing up the library..."), step); },
+        error);
+    if (outcome == BackgroundWork::Outcome::Done && rotate)
+        StoreBackup::Rotate(folder, modADO::NameFromPath(storePath), Keep());
+    return outcome;
+}
+
+bool BackupJob::UpToDate(const QString &storePath)
+{
+    const QVector<BackupInfo> backups = StoreBackup::List(Folder(), modADO::NameFromPath(storePath));
+    for (const BackupInfo &backup : backups) {
+        if (backup.Note == QLatin1String("damaged"))
+            continue;
+        return QFileInfo(backup.Path).lastModified() > lastWritten(storePath);
+    }
+    return false;
+}
+
+void BackupJob::Daily(QWidget *window, const QString &storePath)
+{
+    if (!writable(storePath) || StoreBackup::MadeOn(Folder(), modADO::NameFromPath(storePath), QDate::currentDate()) ||
+        UpToDate(storePath))
+        return;
+    QString error;
+    if (Make(window, storePath, QString(), nullptr, &error) == BackgroundWork::Outcome::Failed)
+        LogError(
+            {ErrNumber::PathFileAccess, QStringLiteral("Today's backup of your library was not made. %1").arg(error)},
+            moduleName, QStringLiteral("Daily"), true);
+}
+
+bool BackupJob::Before(QWidget *window, const QSqlDatabase &db, const QString &note)
+{
+    const QString storePath = StoreError::storePath(db);
+    if (!writable(storePath) || UpToDate(storePath))
+        return true;
+    QString error;
+    switch (Make(window, storePath, note, nullptr, &error)) {
+    case BackgroundWork::Outcome::Done: return true;
+    case BackgroundWork::Outcome::Cancelled: return false;
+    case BackgroundWork::Outcome::Failed: break;
+    }
+    LogError({ErrNumber::PathFileAccess, error}, moduleName, QStringLiteral("Before"), false);
+    return MsgBox(QStringLiteral("The backup of your library could not be made:\n\n%1\n\nGo on without a backup?")
+                      .arg(error),
+                  MsgButtons::YesNo, MsgIcon::Exclamation) == MsgResult::Yes;
+}
+
+BackgroundWork::Outcome BackupJob::Check(QWidget *window, const QString &path, QStringList *problems, QString *error)
+{
+    return run(
+        window, QStringLiteral("Check Library"),
+        [&](const BackgroundWork::Report &report, ErrObject *err) {
+            const bool ok = StoreBackup::Check(path, problems, err, reportAs(report, Checking));
+            // A damaged store is the check's answer, not its failure.
+            if (!ok && !problems->isEmpty())
+                err->Clear();
+            return ok || !problems->isEmpty();
+        },
+        [](const BackgroundWork::Step &) {
+            return BackgroundWork::Shown{-1, QStringLiteral("Checking the library...")};
+        },
+        error);
+}
+
+BackgroundWork::Outcome BackupJob::Restore(QWidget *window, const QString &backupPath, const QString &storePath,
+                                           QString *error)
+{
+    return run(
+        window, QStringLiteral("Restore From Backup"),
+        [&](const BackgroundWork::Report &report, ErrObject *err) {
+            return StoreBackup::Restore(backupPath, storePath, err, [&report](qint64 done, qint64 total) {
+                return report({total > 0 ? Copying : Checking, done, total});
+            });
+        },
+        [](const BackgroundWork::Step &step) {
+            return step.stage == Checking ? BackgroundWork::Shown{-1, QStringLiteral("Checking the backup...")}
+                                          : percent(QStringLiteral("Restoring the library..."), step);
+        },
+        error);
+}
+
+std::optional<BackupInfo> BackupJob::NewestGood(QWidget *window, const QString &storePath)
+{
+    const QVector<BackupInfo> backups = StoreBackup::List(Folder(), modADO::NameFromPath(storePath));
+    std::optional<BackupInfo> good;
+    QString error;
+    run(
+        window, QStringLiteral("Restore From Backup"),
+        [&](const BackgroundWork::Report &report, ErrObject *err) {
+            for (const BackupInfo &backup : backups) {
+                ErrObject checkErr;
+                if (backup.Note == QLatin1String("damaged"))
+                    continue;
+                if (StoreBackup::Check(backup.Path, nullptr, &checkErr, reportAs(report, Checking))) {
+                    good = backup;
+                    return true;
+                }
+                if (checkErr.Number == StoreBackup::Cancelled) {
+                    *err = checkErr;
+                    return false;
+                }
+            }
+            return true;
+        },
+        [](const BackgroundWork::Step &) {
+            return BackgroundWork::Shown{-1, QStringLiteral("Looking for a good backup...")};
+        },
+        &error);
+    return good;
+}

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "BackgroundWork.h"
+#include "data/StoreBackup.h"
+
+#include <QSqlDatabase>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+class QWidget;
+
+// The store's backups, made and brought back with the window alive (BackgroundWork), and the
+// checks that decide when one is due.
+class BackupJob final
+{
+public:
+    // The home's backup folder.
+    static QString Folder();
+    // The number of backups kept, from the settings.
+    static int Keep();
+
+    // Makes a backup of the store at `storePath` and, when `rotate` is set, deletes those beyond
+    // the number kept.
+    static BackgroundWork::Outcome Make(QWidget *window, const QString &storePath, const QString &note, QString *made,
+                                        QString *error, bool rotate = true);
+
+    // Whether the newest backup of the store already holds it as it is: made after the store's
+    // file and its log were last written.
+    static bool UpToDate(const QString &storePath);
+
+    // The backup of the day, at the day's first start: made when no backup of the store was made
+    // today and the store can be written. A failure is logged and shown; the work goes on.
+    static void Daily(QWidget *window, const QString &storePath);
+
+    // Before a change of many rows: backs up the store `db` is open on unless the newest backup
+    // holds it already. True to go on with the change; false when the user cancelled, or chose
+    // not to go on after the backup failed.
+    static bool Before(QWidget *window, const QSqlDatabase &db, const QString &note);
+
+    // SQLite's integrity check of the store at `path`; `problems` receives what it reported.
+    static BackgroundWork::Outcome Check(QWidget *window, const QString &path, QStringList *problems, QString *error);
+
+    // Brings the backup at `backupPath` back as the store at `storePath` (closed by the caller).
+    static BackgroundWork::Outcome Restore(QWidget *window, const QString &backupPath, const QString &storePath,
+                                           QString *error);
+
+    // The newest backup of the store that passes the integrity check, checked newest first.
+    static std::optional<BackupInfo> NewestGood(QWidget *window, const QString &storePath);
+};

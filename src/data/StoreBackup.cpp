@@ -1,0 +1,427 @@
+#include "StoreBackup.h"
+
+#include "FindIndex.h"
+#include "Schema.h"
+#include "StoreError.h"
+#include "modADO.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QSqlDriver>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QThread>
+#include <QUrl>
+#include <QUuid>
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+// Pages copied per step: 4 MB at the usual page size, so progress moves and Cancel is heard often.
+constexpr int stepPages = 1024;
+// How often a long statement reports progress, in virtual machine steps.
+constexpr int progressOps = 20000;
+const QString damagedNote = QStringLiteral("damaged");
+const QString timeFormat = QStringLiteral("yyyy-MM-dd HH-mm-ss");
+
+// A connection of its own, on the thread that makes it; gone with the object.
+class Link final
+{
+public:
+    Link(const QString &path, const char *mode)
+        : m_name(QStringLiteral("lorekeep-backup-") + QUuid::createUuid().toString(QUuid::WithoutBraces)), m_path(path)
+    {
+        m_db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_name);
+        m_db.setDatabaseName(QStringLiteral("file:") + QString::fromUtf8(QUrl::toPercentEncoding(path, "/")) +
+                             QStringLiteral("?mode=") + QLatin1String(mode));
+        m_db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=5000"));
+    }
+    ~Link()
+    {
+        m_db.close();
+        m_db = QSqlDatabase();
+        QSqlDatabase::removeDatabase(m_name);
+    }
+    Q_DISABLE_COPY_MOVE(Link)
+
+    bool open(ErrObject *err)
+    {
+        if (m_db.open())
+            return true;
+        *err = StoreError::fromSql(m_db.lastError(), m_path);
+        return false;
+    }
+    QSqlDatabase &db() { return m_db; }
+    sqlite3 *handle() const
+    {
+        const QVariant value = m_db.driver()->handle();
+        if (!value.isValid() || qstrcmp(value.typeName(), "sqlite3*") != 0)
+            return nullptr;
+        return *static_cast<sqlite3 *const *>(value.constData());
+    }
+    // What SQLite said last on this connection, as an error for the user.
+    ErrObject error(int code) const
+    {
+        const char *text = handle() ? sqlite3_errmsg(handle()) : sqlite3_errstr(code);
+        return StoreError::fromSql(
+            QSqlError(QString(), QString::fromUtf8(text), QSqlError::StatementError, QString::number(code)), m_path);
+    }
+
+private:
+    QString m_name;
+    QString m_path;
+    QSqlDatabase m_db;
+};
+
+ErrObject cancelled()
+{
+    return {StoreBackup::Cancelled, QStringLiteral("Cancel was selected.")};
+}
+
+ErrObject fileError(const QString &what, const QString &path, const QString &reason)
+{
+    return {ErrNumber::PathFileAccess, QStringLiteral("Could not %1 \"%2\": %3.").arg(what, path, reason)};
+}
+
+// A rename is on the disk only once its folder is.
+void syncFolder(const QString &folder)
+{
+    const int fd = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY);
+    if (fd >= 0) {
+        ::fsync(fd);
+        ::close(fd);
+    }
+}
+
+// Replaces `target` by `source` in one step, as rename(2) does and QFile::rename does not.
+bool replaceFile(const QString &source, const QString &target, ErrObject *err)
+{
+    if (::rename(QFile::encodeName(source).constData(), QFile::encodeName(target).constData()) != 0) {
+        *err = fileError(QStringLiteral("write"), target, QString::fromLocal8Bit(std::strerror(errno)));
+        return false;
+    }
+    syncFolder(QFileInfo(target).absolutePath());
+    return true;
+}
+
+// Copies a closed file and puts it on the disk; the copy is whole or absent.
+bool copyFile(const QString &source, const QString &target, ErrObject *err)
+{
+    const QString part = target + QStringLiteral(".part");
+    QFile in(source);
+    QFile out(part);
+    if (!in.open(QIODevice::ReadOnly)) {
+        *err = fileError(QStringLiteral("read"), source, in.errorString());
+        return false;
+    }
+    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        *err = fileError(QStringLiteral("write"), part, out.errorString());
+        return false;
+    }
+    QByteArray chunk;
+    while (!(chunk = in.read(1 << 20)).isEmpty()) {
+        if (out.write(chunk) != chunk.size()) {
+            *err = fileError(QStringLiteral("write"), part, out.errorString());
+            out.remove();
+            return false;
+        }
+    }
+    const bool synced = out.flush() && ::fsync(out.handle()) == 0;
+    out.close();
+    if (in.error() != QFile::NoError || !synced) {
+        *err = in.error() != QFile::NoError ? fileError(QStringLiteral("read"), source, in.errorString())
+                                            : fileError(QStringLiteral("write"), part, out.errorString());
+        QFile::remove(part);
+        return false;
+    }
+    if (!replaceFile(part, target, err)) {
+        QFile::remove(part);
+        return false;
+    }
+    return true;
+}
+
+// The first name in `folder` for a backup that is not taken: a second backup in the same second
+// gets " (2)".
+QString freePath(const QString &folder, const QString &storeName, const QDateTime &made, const QString &note)
+{
+    const QDir dir(folder);
+    QString name = StoreBackup::FileName(storeName, made, note);
+    for (int n = 2; QFileInfo::exists(dir.filePath(name)); ++n)
+        name = StoreBackup::FileName(storeName, made, note).chopped(4) + QStringLiteral(" (%1).lkb").arg(n);
+    return dir.filePath(name);
+}
+
+bool makeFolder(const QString &folder, ErrObject *err)
+{
+    if (QDir().mkpath(folder))
+        return true;
+    *err = fileError(QStringLiteral("create the backup folder"), folder, QStringLiteral("permission denied"));
+    return false;
+}
+
+// Copies every page of `from` into `to` in one transaction of `to`, telling `progress` of the
+// pages; SQLITE_DONE when the copy is whole.
+int copyPages(sqlite3 *to, sqlite3 *from, const StoreBackup::Progress &progress, bool *stopped)
+{
+    sqlite3_backup *backup = sqlite3_backup_init(to, "main", from, "main");
+    if (!backup)
+        return sqlite3_errcode(to);
+    int rc = SQLITE_OK;
+    while (rc == SQLITE_OK || rc == SQLITE_BUSY || rc == SQLITE_LOCKED) {
+        if (rc != SQLITE_OK)
+            QThread::msleep(50);
+        rc = sqlite3_backup_step(backup, stepPages);
+        const int total = sqlite3_backup_pagecount(backup);
+        if (progress && rc != SQLITE_DONE && !progress(total - sqlite3_backup_remaining(backup), total)) {
+            *stopped = true;
+            break;
+        }
+    }
+    // Finishing an unfinished copy rolls the destination back to what it held.
+    const int finish = sqlite3_backup_finish(backup);
+    return rc == SQLITE_DONE ? (finish == SQLITE_OK ? SQLITE_DONE : finish) : rc;
+}
+
+struct CheckProgress
+{
+    const StoreBackup::Progress *progress;
+    qint64 ticks = 0;
+    bool stopped = false;
+};
+
+int reportCheck(void *context)
+{
+    auto *check = static_cast<CheckProgress *>(context);
+    if (*check->progress && !(*check->progress)(++check->ticks, 0))
+        check->stopped = true;
+    return check->stopped ? 1 : 0;
+}
+
+} // namespace
+
+const QString StoreBackup::FolderName = QStringLiteral("Backups");
+
+QString StoreBackup::Folder(const QString &home)
+{
+    return QDir(home).filePath(FolderName);
+}
+
+QString StoreBackup::FileName(const QString &storeName, const QDateTime &made, const QString &note)
+{
+    QString name = storeName + QLatin1Char(' ') + made.toString(timeFormat);
+    if (!note.isEmpty())
+        name += QLatin1Char(' ') + note;
+    return name + QStringLiteral(".lkb");
+}
+
+bool StoreBackup::Make(const QString &storePath, const QString &folder, const QString &note, QString *made,
+                       ErrObject *err, const Progress &progress)
+{
+    if (!makeFolder(folder, err))
+        return false;
+    const QString target = freePath(folder, modADO::NameFromPath(storePath), QDateTime::currentDateTime(), note);
+    const QString part = target + QStringLiteral(".part");
+    QFile::remove(part);
+    bool stopped = false;
+    {
+        Link source(storePath, "ro");
+        Link copy(part, "rwc");
+        if (!source.open(err) || !copy.open(err))
+            return false;
+        // A read transaction holds the store as it is now; changes made meanwhile by the program
+        // or lkimport go on beside it and are not half in the copy.
+        QSqlQuery hold(source.db());
+        if (!hold.exec(QStringLiteral("BEGIN")) || !hold.exec(QStringLiteral("SELECT count(*) FROM sqlite_master"))) {
+            *err = StoreError::fromSql(hold.lastError(), storePath);
+            return false;
+        }
+        hold.finish();
+        const int rc = copyPages(copy.handle(), source.handle(), progress, &stopped);
+        hold.exec(QStringLiteral("COMMIT"));
+        if (rc != SQLITE_DONE && !stopped) {
+            *err = copy.error(rc);
+            err->Description = QStringLiteral("The backup of \"%1\" failed. %2").arg(storePath, err->Description);
+        }
+        // A backup is one file that opens anywhere, also where no log can be written beside it.
+        QSqlQuery mode(copy.db());
+        if (rc == SQLITE_DONE && !mode.exec(QStringLiteral("PRAGMA journal_mode = DELETE")))
+            *err = StoreError::fromSql(mode.lastError(), part);
+    }
+    if (stopped)
+        *err = cancelled();
+    if (stopped || err->isError()) {
+        QFile::remove(part);
+        QFile::remove(part + QStringLiteral("-journal"));
+        return false;
+    }
+    if (!replaceFile(part, target, err)) {
+        QFile::remove(part);
+        return false;
+    }
+    if (made)
+        *made = target;
+    return true;
+}
+
+bool StoreBackup::KeepDamaged(const QString &storePath, const QString &folder, QString *made, ErrObject *err)
+{
+    if (!makeFolder(folder, err))
+        return false;
+    const QString target = freePath(folder, modADO::NameFromPath(storePath), QDateTime::currentDateTime(), damagedNote);
+    // The log goes first: a copy of the store without it would be older than the store.
+    const QString log = storePath + QStringLiteral("-wal");
+    if (QFileInfo::exists(log) && !copyFile(log, target + QStringLiteral("-wal"), err))
+        return false;
+    if (!copyFile(storePath, target, err)) {
+        QFile::remove(target + QStringLiteral("-wal"));
+        return false;
+    }
+    if (made)
+        *made = target;
+    return true;
+}
+
+QVector<BackupInfo> StoreBackup::List(const QString &folder, const QString &storeName)
+{
+    static const QRegularExpression pattern(
+        QStringLiteral("^(.+) (\\d{4}-\\d\\d-\\d\\d \\d\\d-\\d\\d-\\d\\d)(?: (.*?))?(?: \\(\\d+\\))?\\.lkb$"));
+    QVector<BackupInfo> backups;
+    const QFileInfoList files = QDir(folder).entryInfoList({QStringLiteral("*.lkb")}, QDir::Files);
+    for (const QFileInfo &file : files) {
+        const QRegularExpressionMatch match = pattern.match(file.fileName());
+        if (!match.hasMatch() || (!storeName.isEmpty() && match.captured(1) != storeName))
+            continue;
+        const QDateTime made = QDateTime::fromString(match.captured(2), timeFormat);
+        if (!made.isValid())
+            continue;
+        backups.append({file.absoluteFilePath(), match.captured(1), made, match.captured(3), file.size()});
+    }
+    std::sort(backups.begin(), backups.end(), [](const BackupInfo &a, const BackupInfo &b) {
+        return a.Made != b.Made ? a.Made > b.Made : a.Path > b.Path;
+    });
+    return backups;
+}
+
+bool StoreBackup::MadeOn(const QString &folder, const QString &storeName, const QDate &day)
+{
+    const QVector<BackupInfo> backups = List(folder, storeName);
+    return std::any_of(backups.cbegin(), backups.cend(), [&day](const BackupInfo &backup) {
+        return backup.Made.date() == day && backup.Note != damagedNote;
+    });
+}
+
+void StoreBackup::Rotate(const QString &folder, const QString &storeName, int keep)
+{
+    int kept = 0;
+    for (const BackupInfo &backup : List(folder, storeName)) {
+        if (backup.Note == damagedNote)
+            continue;
+        if (++kept > std::max(keep, 1))
+            QFile::remove(backup.Path);
+    }
+}
+
+bool StoreBackup::Inspect(const QString &path, BackupContents *contents, ErrObject *err)
+{
+    Link link(path, "ro");
+    if (!link.open(err))
+        return false;
+    QSqlQuery query(link.db());
+    if (!query.exec(QStringLiteral("SELECT (SELECT count(*) FROM game), (SELECT count(*) FROM file)")) ||
+        !query.next()) {
+        *err = StoreError::fromSql(query.lastError(), path);
+        return false;
+    }
+    contents->Games = query.value(0).toLongLong();
+    contents->Files = query.value(1).toLongLong();
+    return true;
+}
+
+bool StoreBackup::Check(const QString &path, QStringList *problems, ErrObject *err, const Progress &progress)
+{
+    Link link(path, "ro");
+    if (!link.open(err) || !modADO::CheckVersion(link.db(), path, err) || !Schema::Verify(link.db(), path, err))
+        return false;
+    CheckProgress check{&progress};
+    if (progress)
+        sqlite3_progress_handler(link.handle(), progressOps, &reportCheck, &check);
+    QSqlQuery query(link.db());
+    QStringList found;
+    const bool ran = query.exec(QStringLiteral("PRAGMA integrity_check(100)"));
+    while (ran && query.next())
+        found << query.value(0).toString();
+    sqlite3_progress_handler(link.handle(), 0, nullptr, nullptr);
+    if (check.stopped) {
+        *err = cancelled();
+        return false;
+    }
+    if (!ran) {
+        *err = StoreError::fromSql(query.lastError(), path);
+        return false;
+    }
+    if (found == QStringList{QStringLiteral("ok")})
+        found.clear();
+    if (problems)
+        *problems = found;
+    if (found.isEmpty())
+        return true;
+    *err = {ErrNumber::StoreDamaged, QStringLiteral("The store \"%1\" is damaged: %2").arg(path, found.constFirst())};
+    return false;
+}
+
+bool StoreBackup::Restore(const QString &backupPath, const QString &storePath, ErrObject *err, const Progress &progress)
+{
+    if (!Check(backupPath, nullptr, err, progress)) {
+        if (err->Number != Cancelled)
+            err->Description = QStringLiteral("The backup cannot be restored. %1").arg(err->Description);
+        return false;
+    }
+    bool stopped = false;
+    int rc = SQLITE_OK;
+    {
+        Link backup(backupPath, "ro");
+        Link store(storePath, "rw");
+        if (!backup.open(err))
+            return false;
+        ErrObject storeErr;
+        if (store.open(&storeErr)) {
+            rc = copyPages(store.handle(), backup.handle(), progress, &stopped);
+            if (stopped) {
+                *err = cancelled();
+                return false;
+            }
+            if (rc == SQLITE_DONE)
+                return true;
+            *err = store.error(rc);
+        } else {
+            *err = storeErr;
+        }
+    }
+    // Only a store too broken to take the pages is replaced as a file; a locked, read-only or
+    // full one reports why and stays as it was.
+    if (err->Number != ErrNumber::StoreDamaged && err->Number != ErrNumber::StoreNotADatabase)
+        return false;
+    err->Clear();
+    const QString fresh = storePath + QStringLiteral(".restore");
+    if (!copyFile(backupPath, fresh, err))
+        return false;
+    // The damaged store's log and shared memory would be laid over the restored file.
+    QFile::remove(storePath + QStringLiteral("-wal"));
+    QFile::remove(storePath + QStringLiteral("-shm"));
+    if (!replaceFile(fresh, storePath, err)) {
+        QFile::remove(fresh);
+        return false;
+    }
+    return true;
+}

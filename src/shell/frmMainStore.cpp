@@ -1,0 +1,188 @@
+// The main window's care of the store: opening it with what the user must know (read-only,
+// damaged), the day's backup, File > Restore From Backup and Tools > Check Library.
+#include "frmMain.h"
+
+#include "backup/frmBackups.h"
+#include "base/AppPath.h"
+#include "base/ErrorLog.h"
+#include "components/BackupJob.h"
+#include "data/HomeFolder.h"
+#include "data/StoreError.h"
+#include "data/modADO.h"
+#include "platform/Prompts.h"
+#include "tree/ctlTree.h"
+#include "view/ctlView.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QLocale>
+
+namespace {
+
+const QString moduleName = QStringLiteral("frmMain");
+
+QString madeText(const BackupInfo &backup)
+{
+    const QLocale locale;
+    return locale.toString(backup.Made.date(), QLocale::LongFormat) + QStringLiteral(", ") +
+           locale.toString(backup.Made.time(), QLocale::ShortFormat);
+}
+
+} // namespace
+
+QString frmMain::StorePath() const
+{
+    const modADO &store = modADO::instance();
+    return store.DatabasePath().isEmpty() ? AppPath() + HomeFolder::StoreFileName : store.DatabasePath();
+}
+
+bool frmMain::OpenStore(const QString &path)
+{
+    modADO &store = modADO::instance();
+    ErrObject err;
+    if (store.Open(path, &err)) {
+        m_storeOpened = std::chrono::steady_clock::now();
+        if (store.IsReadOnly())
+            MsgBox(store.ReadOnlyError().Description, MsgButtons::OK, MsgIcon::Information);
+        return true;
+    }
+    LogError(err, QStringLiteral("modADO"), QStringLiteral("Connect"), true);
+    return err.Number == ErrNumber::StoreDamaged && OfferRestore(path);
+}
+
+void frmMain::StoreDamaged(const QString &path, std::chrono::steady_clock::time_point when)
+{
+    // Every read of a damaged store fails alike; the offer is made once, and not while a restore
+    // (which reads damaged files on purpose) is under way.
+    if (m_restoring || m_damageOffered || when < m_storeOpened || path != modADO::instance().DatabasePath())
+        return;
+    m_damageOffered = true;
+    OfferRestore(path);
+}
+
+bool frmMain::OfferRestore(const QString &storePath)
+{
+    // The backups are checked first, so that the offer names one that will restore.
+    const std::optional<BackupInfo> good = BackupJob::NewestGood(this, storePath);
+    if (!good) {
+        if (!StoreBackup::List(BackupJob::Folder(), modADO::NameFromPath(storePath)).isEmpty())
+            MsgBox(QStringLiteral("None of the backups in \"%1\" passes the check, so none can be restored.")
+                       .arg(QDir::toNativeSeparators(BackupJob::Folder())),
+                   MsgButtons::OK, MsgIcon::Exclamation);
+        return false;
+    }
+    if (MsgBox(QStringLiteral("The store \"%1\" is damaged.\n\nRestore the newest good backup, made %2? A copy of "
+                              "the damaged store is kept in the backups.")
+                   .arg(QDir::toNativeSeparators(storePath), madeText(*good)),
+               MsgButtons::YesNo, MsgIcon::Exclamation, QStringLiteral("Restore From Backup")) != MsgResult::Yes)
+        return false;
+    return RestoreFrom(*good, storePath, true);
+}
+
+bool frmMain::RestoreFrom(const BackupInfo &backup, const QString &storePath, bool damaged)
+{
+    // A file window still open would hold text of the library that is going away.
+    if (!m_ctlView->CloseEditors() || !m_ctlTree->CloseEditors())
+        return false;
+    modADO &store = modADO::instance();
+    const bool wasOpen = store.IsOpen() && store.DatabasePath() == storePath;
+    m_restoring = true;
+    QString error;
+    QString kept;
+    BackgroundWork::Outcome outcome = BackgroundWork::Outcome::Done;
+    if (damaged) {
+        if (wasOpen)
+            store.Close();
+        ErrObject err;
+        if (!StoreBackup::KeepDamaged(storePath, BackupJob::Folder(), &kept, &err)) {
+            outcome = BackgroundWork::Outcome::Failed;
+            error = err.Description;
+        }
+    } else {
+        // Not rotated yet: the backup being restored may be the oldest one kept.
+        outcome = BackupJob::Make(this, storePath, QStringLiteral("before restore"), &kept, &error, false);
+        if (outcome == BackgroundWork::Outcome::Done && wasOpen)
+            store.Close();
+    }
+    if (outcome == BackgroundWork::Outcome::Done)
+        outcome = BackupJob::Restore(this, backup.Path, storePath, &error);
+    m_restoring = false;
+
+    if (outcome == BackgroundWork::Outcome::Done) {
+        StoreBackup::Rotate(BackupJob::Folder(), modADO::NameFromPath(storePath), BackupJob::Keep());
+        m_damageOffered = false;
+    }
+    // The store is opened again whatever happened: restored, or as it was.
+    if (!store.IsOpen() && (wasOpen || outcome == BackgroundWork::Outcome::Done)) {
+        ErrObject err;
+        if (store.Open(storePath, &err))
+            m_storeOpened = std::chrono::steady_clock::now();
+        else
+            LogError(err, QStringLiteral("modADO"), QStringLiteral("Connect"), true);
+    }
+    if (m_activated) {
+        SetFilesCaption();
+        ReloadAll();
+    }
+    switch (outcome) {
+    case BackgroundWork::Outcome::Done:
+        MsgBox(QStringLiteral("Your library was restored from the backup made %1.\n\nThe library as it was is kept "
+                              "as \"%2\".")
+                   .arg(madeText(backup), QFileInfo(kept).fileName()),
+               MsgButtons::OK, MsgIcon::Information, QStringLiteral("Restore From Backup"));
+        return true;
+    case BackgroundWork::Outcome::Cancelled:
+        MsgBox(QStringLiteral("The restore was cancelled; your library is as it was."), MsgButtons::OK,
+               MsgIcon::Information, QStringLiteral("Restore From Backup"));
+        return false;
+    case BackgroundWork::Outcome::Failed: break;
+    }
+    LogError(
+        {ErrNumber::PathFileAccess, QStringLiteral("The library was not restored; it is as it was. %1").arg(error)},
+        moduleName, QStringLiteral("RestoreFrom"), true);
+    return false;
+}
+
+void frmMain::mnuFileRestore_Click()
+{
+    const QString storePath = StorePath();
+    frmBackups dialog(storePath, this);
+    if (dialog.exec() != QDialog::Accepted || !dialog.Chosen())
+        return;
+    // A store that could not be opened is most likely damaged: it is kept as it is, not backed up.
+    const bool damaged = !modADO::instance().IsOpen();
+    RestoreFrom(*dialog.Chosen(), storePath, damaged);
+}
+
+void frmMain::mnuToolsCheck_Click()
+{
+    const QString storePath = StorePath();
+    QStringList problems;
+    QString error;
+    switch (BackupJob::Check(this, storePath, &problems, &error)) {
+    case BackgroundWork::Outcome::Cancelled: return;
+    case BackgroundWork::Outcome::Failed:
+        LogError({ErrNumber::StoreFailed, QStringLiteral("The library could not be checked. %1").arg(error)},
+                 moduleName, QStringLiteral("mnuToolsCheck_Click"), true);
+        return;
+    case BackgroundWork::Outcome::Done: break;
+    }
+    if (problems.isEmpty()) {
+        MsgBox(QStringLiteral("The library \"%1\" is sound: the check found no problems.")
+                   .arg(QDir::toNativeSeparators(storePath)),
+               MsgButtons::OK, MsgIcon::Information, QStringLiteral("Check Library"));
+        return;
+    }
+    LogError({ErrNumber::StoreDamaged, QStringLiteral("The check of \"%1\" found: %2")
+                                           .arg(storePath, problems.mid(0, 10).join(QStringLiteral("; ")))},
+             moduleName, QStringLiteral("mnuToolsCheck_Click"), false);
+    const int more = int(problems.size()) - 5;
+    QString listed = problems.mid(0, 5).join(QLatin1Char('\n'));
+    if (more > 0)
+        listed += QStringLiteral("\n... and %1 more").arg(more);
+    MsgBox(QStringLiteral("The check found the library \"%1\" damaged:\n\n%2")
+               .arg(QDir::toNativeSeparators(storePath), listed),
+           MsgButtons::OK, MsgIcon::Critical, QStringLiteral("Check Library"));
+    m_damageOffered = true;
+    OfferRestore(storePath);
+}
