@@ -183,7 +183,8 @@ int copyPages(sqlite3 *to, sqlite3 *from, const StoreBackup::Progress &progress,
             QThread::msleep(50);
         rc = sqlite3_backup_step(backup, stepPages);
         const int total = sqlite3_backup_pagecount(backup);
-        if (progress && rc != SQLITE_DONE && !progress(total - sqlite3_backup_remaining(backup), total)) {
+        const bool goOn = !progress || progress(total - sqlite3_backup_remaining(backup), total);
+        if (!goOn && rc != SQLITE_DONE) {
             *stopped = true;
             break;
         }
@@ -305,10 +306,11 @@ QVector<BackupInfo> StoreBackup::List(const QString &folder, const QString &stor
         const QDateTime made = QDateTime::fromString(match.captured(2), timeFormat);
         if (!made.isValid())
             continue;
-        backups.append({file.absoluteFilePath(), match.captured(1), made, match.captured(3), file.size()});
+        backups.append(
+            {file.absoluteFilePath(), match.captured(1), made, match.captured(3), file.size(), file.lastModified()});
     }
     std::sort(backups.begin(), backups.end(), [](const BackupInfo &a, const BackupInfo &b) {
-        return a.Made != b.Made ? a.Made > b.Made : a.Path > b.Path;
+        return a.Made != b.Made ? a.Made > b.Made : a.Written > b.Written;
     });
     return backups;
 }

@@ -18,6 +18,8 @@ struct BackupInfo
     // Why it was made when not on the day's first start: "before restore", "damaged", ...
     QString Note;
     qint64 Size = 0;
+    // When the file was written, which orders backups made within the same second.
+    QDateTime Written;
 };
 
 // What a backup holds, read from it without changing it.

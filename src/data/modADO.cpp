@@ -91,12 +91,12 @@ bool modADO::Open(const QString &path, ErrObject *err)
         readOnly =
             QStringLiteral("its folder \"%1\" cannot be written").arg(QDir::toNativeSeparators(info.absolutePath()));
 
-    bool ok = openAs(path, readOnly.isEmpty() ? OpenMode::Write : OpenMode::Read, err);
-    // Reading a store in write-ahead mode needs its shared-memory file beside it, which a
-    // read-only folder cannot take; a store with no log waiting can be read as it stands.
-    if (!ok && !readOnly.isEmpty() && err->Number == ErrNumber::StoreReadOnly &&
-        !QFileInfo::exists(path + QStringLiteral("-wal")))
-        ok = openAs(path, OpenMode::Immutable, err);
+    // A read-only store with no log waiting is read as it stands, which leaves no log or
+    // shared-memory file beside it; one with a log is read through it, so nothing committed is missed.
+    OpenMode mode = OpenMode::Write;
+    if (!readOnly.isEmpty())
+        mode = QFileInfo::exists(path + QStringLiteral("-wal")) ? OpenMode::Read : OpenMode::Immutable;
+    const bool ok = openAs(path, mode, err);
     if (!ok) {
         QSqlDatabase::removeDatabase(m_spareName);
         return false;

@@ -54,14 +54,16 @@ void frmMain::StoreDamaged(const QString &path, std::chrono::steady_clock::time_
 {
     // Every read of a damaged store fails alike; the offer is made once, and not while a restore
     // (which reads damaged files on purpose) is under way.
-    if (m_restoring || m_damageOffered || when < m_storeOpened || path != modADO::instance().DatabasePath())
+    const modADO &store = modADO::instance();
+    if (m_restoring || m_damageOffered || when < m_storeOpened || !store.IsOpen() || path != store.DatabasePath())
         return;
-    m_damageOffered = true;
     OfferRestore(path);
 }
 
 bool frmMain::OfferRestore(const QString &storePath)
 {
+    // Once per damage: the reads that fail while the offer is up do not ask again.
+    m_damageOffered = true;
     // The backups are checked first, so that the offer names one that will restore.
     const std::optional<BackupInfo> good = BackupJob::NewestGood(this, storePath);
     if (!good) {
@@ -183,6 +185,5 @@ void frmMain::mnuToolsCheck_Click()
     MsgBox(QStringLiteral("The check found the library \"%1\" damaged:\n\n%2")
                .arg(QDir::toNativeSeparators(storePath), listed),
            MsgButtons::OK, MsgIcon::Critical, QStringLiteral("Check Library"));
-    m_damageOffered = true;
     OfferRestore(storePath);
 }

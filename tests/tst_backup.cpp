@@ -1,0 +1,343 @@
+// Keeping the user's library: backups made while the store is in use, rotated and restored; damaged,
+// newer, read-only and full stores; and the main window's offer of a backup for a damaged store.
+
+#include "ScriptedPrompts.h"
+#include "StartMainWindow.h"
+#include "TestHome.h"
+#include "base/AppPath.h"
+#include "components/BackupJob.h"
+#include "data/FileTable.h"
+#include "data/GameTable.h"
+#include "data/StoreBackup.h"
+#include "data/StoreError.h"
+#include "platform/SettingKeys.h"
+#include "platform/SettingsStore.h"
+#include "tree/ctlTree.h"
+
+#include <QAction>
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QSqlQuery>
+#include <QTest>
+
+namespace {
+
+QByteArray hashOf(const QString &path)
+{
+    return QCryptographicHash::hash(readFile(path), QCryptographicHash::Sha256);
+}
+
+// Overwrites `length` bytes at `offset` with a pattern no page holds.
+void damage(const QString &path, qint64 offset, qint64 length)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QVERIFY(file.seek(offset));
+    QCOMPARE(file.write(QByteArray(int(length), '\xA5')), length);
+}
+
+int gamesIn(const QString &path)
+{
+    modADO store(QStringLiteral("count"));
+    ErrObject err;
+    if (!store.Open(path, &err))
+        return -1;
+    QSqlQuery query(QStringLiteral("SELECT count(*) FROM game"), store.Connection());
+    return query.next() ? query.value(0).toInt() : -1;
+}
+
+// Sets or clears the immutable attribute, which even the superuser cannot write through; false
+// where the file system does not have it.
+bool setImmutable(const QString &path, bool on)
+{
+    return QProcess::execute(QStringLiteral("chattr"), {on ? QStringLiteral("+i") : QStringLiteral("-i"), path}) == 0;
+}
+
+} // namespace
+
+class tst_backup final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { clearSettings(); }
+    void backupsAreConsistentCopies();
+    void rotation();
+    void restore();
+    void awkwardStores();
+    void readOnlyStores();
+    void mainWindow();
+};
+
+void tst_backup::backupsAreConsistentCopies()
+{
+    TestHome home;
+    const qint32 game = home.addGame(5, 1, QStringLiteral("Zelda"));
+    // Larger than one step of the copy, so that Cancel has a step to stop at.
+    home.addFile(game, 1, QStringLiteral("Walkthrough"), QString(6 << 20, QLatin1Char('w')));
+    const QString folder = StoreBackup::Folder(home.path());
+
+    // Another program is half-way through a change: the copy holds the store as committed.
+    QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("writer"));
+    other.setDatabaseName(home.storePath());
+    QVERIFY(other.open());
+    {
+        QSqlQuery write(other);
+        QVERIFY(write.exec(QStringLiteral("BEGIN IMMEDIATE")));
+        QVERIFY(write.exec(QStringLiteral("INSERT INTO game (platform_id, genre_id, name) VALUES (5, 1, 'Half')")));
+        QString made;
+        ErrObject err;
+        int reports = 0;
+        QVERIFY2(StoreBackup::Make(home.storePath(), folder, QString(), &made, &err,
+                                   [&reports](qint64 done, qint64 total) { return ++reports && done <= total; }),
+                 qPrintable(err.Description));
+        QVERIFY(reports > 0);
+        QVERIFY(write.exec(QStringLiteral("COMMIT")));
+
+        BackupContents contents;
+        QVERIFY(StoreBackup::Inspect(made, &contents, &err));
+        QCOMPARE(std::pair(contents.Games, contents.Files), std::pair(qint64(1), qint64(1)));
+        // A backup is one self-contained file in the rollback-journal format.
+        QCOMPARE(readFile(made).at(18), '\x01');
+        QVERIFY(!QFileInfo::exists(made + QStringLiteral("-wal")));
+        const QVector<BackupInfo> listed = StoreBackup::List(folder, QStringLiteral("lorekeep"));
+        QCOMPARE(listed.size(), 1);
+        QCOMPARE(listed.at(0).Path, made);
+        QVERIFY(StoreBackup::MadeOn(folder, QStringLiteral("lorekeep"), QDate::currentDate()));
+        QVERIFY(BackupJob::UpToDate(home.storePath()) == false); // the commit came after it
+    }
+    other.close();
+    other = QSqlDatabase();
+    QSqlDatabase::removeDatabase(QStringLiteral("writer"));
+
+    // Cancel leaves nothing behind.
+    ErrObject err;
+    QVERIFY(!StoreBackup::Make(home.storePath(), folder, QStringLiteral("manual"), nullptr, &err,
+                               [](qint64, qint64) { return false; }));
+    QCOMPARE(err.Number, StoreBackup::Cancelled);
+    QCOMPARE(QDir(folder).entryList(QDir::Files).size(), 1);
+
+    // A folder that cannot be made is said so, not taken for success.
+    QFile blocker(home.file(QStringLiteral("blocker")));
+    QVERIFY(blocker.open(QIODevice::WriteOnly));
+    QVERIFY(!StoreBackup::Make(home.storePath(), blocker.fileName() + QStringLiteral("/Backups"), QString(), nullptr,
+                               &err));
+    QVERIFY(err.Description.contains(QStringLiteral("backup folder")));
+}
+
+void tst_backup::rotation()
+{
+    QTemporaryDir dir;
+    const QDateTime base(QDate(2026, 3, 1), QTime(9, 0));
+    for (int day = 0; day < 6; ++day) {
+        QFile file(dir.filePath(StoreBackup::FileName(QStringLiteral("lorekeep"), base.addDays(day), QString())));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+    }
+    for (const QString &name :
+         {StoreBackup::FileName(QStringLiteral("lorekeep"), base.addDays(-9), QStringLiteral("damaged")),
+          StoreBackup::FileName(QStringLiteral("my games"), base, QString()), QStringLiteral("notes.lkb")}) {
+        QFile file(dir.filePath(name));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+    }
+    QCOMPARE(StoreBackup::List(dir.path()).size(), 8);
+    const QVector<BackupInfo> mine = StoreBackup::List(dir.path(), QStringLiteral("my games"));
+    QCOMPARE(mine.size(), 1);
+    QCOMPARE(mine.at(0).Made, base);
+
+    // The newest three are kept; the copy of a damaged store and other stores' backups stay.
+    StoreBackup::Rotate(dir.path(), QStringLiteral("lorekeep"), 3);
+    const QVector<BackupInfo> left = StoreBackup::List(dir.path(), QStringLiteral("lorekeep"));
+    QCOMPARE(left.size(), 4);
+    QCOMPARE(left.at(0).Made, base.addDays(5));
+    QCOMPARE(left.at(2).Made, base.addDays(3));
+    QCOMPARE(left.at(3).Note, QStringLiteral("damaged"));
+    QCOMPARE(StoreBackup::List(dir.path(), QStringLiteral("my games")).size(), 1);
+    QVERIFY(QFileInfo::exists(dir.filePath(QStringLiteral("notes.lkb"))));
+}
+
+void tst_backup::restore()
+{
+    TestHome home;
+    const qint32 game = home.addGame(5, 1, QStringLiteral("Zelda"));
+    const qint32 file = home.addFile(game, 1, QStringLiteral("Walkthrough"));
+    const QString folder = StoreBackup::Folder(home.path());
+    QString backup;
+    ErrObject err;
+    QVERIFY(StoreBackup::Make(home.storePath(), folder, QString(), &backup, &err));
+
+    // Changes after the backup go; the program's own connection sees the restored store.
+    ErrObject ignored;
+    QVERIFY(GameTable::Rename(home.db(), game, QStringLiteral("Zelda II"), &ignored));
+    QVERIFY(FileTable::Delete(home.db(), file, &ignored));
+    home.addGame(1, 1, QStringLiteral("Doom"));
+    QVERIFY2(StoreBackup::Restore(backup, home.storePath(), &err), qPrintable(err.Description));
+    GameRow row;
+    bool found = false;
+    QVERIFY(GameTable::Read(home.db(), game, &row, &found, &err) && found);
+    QCOMPARE(row.name, QStringLiteral("Zelda"));
+    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM game")), 1);
+    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file")), 1);
+
+    // A damaged backup is refused and the store is not touched.
+    QString broken;
+    QVERIFY(StoreBackup::Make(home.storePath(), folder, QStringLiteral("manual"), &broken, &err));
+    damage(broken, 4096, QFileInfo(broken).size() - 4096);
+    QStringList problems;
+    QVERIFY(!StoreBackup::Check(broken, &problems, &err));
+    QVERIFY(!problems.isEmpty());
+    QCOMPARE(err.Number, ErrNumber::StoreDamaged);
+    home.store().Close();
+    const QByteArray before = hashOf(home.storePath());
+    QVERIFY(!StoreBackup::Restore(broken, home.storePath(), &err));
+    QVERIFY(err.Description.startsWith(QStringLiteral("The backup cannot be restored.")));
+    QCOMPARE(hashOf(home.storePath()), before);
+
+    // A store too damaged to open is kept byte for byte, then replaced whole.
+    damage(home.storePath(), 100, 3000);
+    modADO store(QStringLiteral("damaged"));
+    QVERIFY(!store.Open(home.storePath(), &err));
+    QCOMPARE(err.Number, ErrNumber::StoreDamaged);
+    QString kept;
+    const QByteArray damaged = readFile(home.storePath());
+    QVERIFY(StoreBackup::KeepDamaged(home.storePath(), folder, &kept, &err));
+    QCOMPARE(readFile(kept), damaged);
+    QVERIFY(StoreBackup::Restore(backup, home.storePath(), &err));
+    QCOMPARE(gamesIn(home.storePath()), 1);
+    QVERIFY(StoreBackup::Check(home.storePath(), &problems, &err));
+}
+
+void tst_backup::awkwardStores()
+{
+    TestHome home;
+    home.addGame(5, 1, QStringLiteral("Zelda"));
+    const QString path = home.storePath();
+
+    // A store of a newer version is refused and left exactly as it was.
+    QVERIFY(QSqlQuery(home.db()).exec(QStringLiteral("PRAGMA user_version = 99")));
+    home.store().Close();
+    const QByteArray newer = hashOf(path);
+    modADO store(QStringLiteral("awkward"));
+    ErrObject err;
+    QVERIFY(!store.Open(path, &err));
+    QCOMPARE(err.Number, ErrNumber::StoreTooNew);
+    QVERIFY(err.Description.contains(QStringLiteral("newer version of Lorekeep")));
+    QCOMPARE(hashOf(path), newer);
+    QVERIFY(!QFileInfo::exists(path + QStringLiteral("-wal")));
+
+    // A file that is not a database at all is foreign, not damaged.
+    QFile text(home.file(QStringLiteral("notes.lkb")));
+    QVERIFY(text.open(QIODevice::WriteOnly) && text.write(QByteArray(8192, 'x')) == 8192);
+    text.close();
+    QVERIFY(!store.Open(text.fileName(), &err));
+    QCOMPARE(err.Number, ErrNumber::StoreNotADatabase);
+
+    // A full disk fails the write with its message; what was saved before stays.
+    TestHome full;
+    const qint32 game = full.addGame(5, 1, QStringLiteral("Doom"));
+    QSqlQuery limit(full.db());
+    QVERIFY(limit.exec(QStringLiteral("PRAGMA page_count")) && limit.next());
+    QVERIFY(limit.exec(QStringLiteral("PRAGMA max_page_count = %1").arg(limit.value(0).toInt() + 2)));
+    FileRow row;
+    row.game_id = game;
+    row.sub_cat = 1;
+    row.desc = QStringLiteral("Huge");
+    row.txt_rtf = QString(200000, QLatin1Char('x'));
+    qint32 id = 0;
+    QVERIFY(!FileTable::Add(full.db(), row, &id, &err));
+    QVERIFY2(err.Description.contains(QStringLiteral("is full")), qPrintable(err.Description));
+    QCOMPARE(full.count(QStringLiteral("SELECT count(*) FROM game")), 1);
+    QCOMPARE(full.count(QStringLiteral("SELECT count(*) FROM file")), 0);
+}
+
+void tst_backup::readOnlyStores()
+{
+    TestHome home;
+    const qint32 game = home.addGame(5, 1, QStringLiteral("Zelda"));
+    home.store().Close();
+    const QString path = home.storePath();
+    if (!setImmutable(path, true))
+        QSKIP("this file system cannot make a file read-only for the superuser");
+    const QByteArray before = hashOf(path);
+    struct Undo
+    {
+        QString path;
+        ~Undo() { setImmutable(path, false); }
+    } undo{path};
+
+    // Read-only is said at opening; reading works, a change is refused with the same words.
+    modADO store(QStringLiteral("readonly"));
+    ErrObject err;
+    QVERIFY2(store.Open(path, &err), qPrintable(err.Description));
+    QVERIFY(store.IsReadOnly());
+    QVERIFY(store.ReadOnlyError().Description.contains(QStringLiteral("the file is read-only")));
+    GameRow row;
+    bool found = false;
+    QVERIFY(GameTable::Read(store.Connection(), game, &row, &found, &err) && found);
+    QVERIFY(!store.CanWrite(&err));
+    QCOMPARE(err.Number, ErrNumber::StoreReadOnly);
+    QVERIFY(!GameTable::Rename(store.Connection(), game, QStringLiteral("Zelda II"), &err));
+    store.Close();
+    QCOMPARE(hashOf(path), before);
+
+    // A folder that cannot be written: the store is read the same way, and no log appears.
+    setImmutable(path, false);
+    undo.path = home.path();
+    QVERIFY(setImmutable(home.path(), true));
+    QVERIFY2(store.Open(path, &err), qPrintable(err.Description));
+    QVERIFY(store.ReadOnlyError().Description.contains(QStringLiteral("its folder")));
+    QVERIFY(GameTable::Read(store.Connection(), game, &row, &found, &err) && found);
+    store.Close();
+    QVERIFY(!QFileInfo::exists(path + QStringLiteral("-wal")));
+}
+
+void tst_backup::mainWindow()
+{
+    ScriptedPrompts prompts;
+    TestHome home;
+    home.addGame(5, 1, QStringLiteral("Zelda"));
+    home.store().Close();
+
+    // The first start of the day backs the store up, and a second start does not again.
+    {
+        auto form = startMainWindow();
+        QCOMPARE(StoreBackup::List(BackupJob::Folder()).size(), 1);
+        QVERIFY(BackupJob::UpToDate(home.storePath()));
+
+        // Tools > Check Library on a sound store.
+        prompts.answerMsgBox(MsgResult::OK);
+        form->Menu().mnuToolsCheck->trigger();
+        QVERIFY(prompts.last().text.contains(QStringLiteral("is sound")));
+        form->close();
+    }
+    {
+        auto form = startMainWindow();
+        QCOMPARE(StoreBackup::List(BackupJob::Folder()).size(), 1);
+        form->close();
+    }
+    modADO::instance().Close();
+
+    // A damaged store: the error, then the offer of the newest good backup, then the restore.
+    damage(home.storePath(), 100, 3000);
+    const QByteArray damaged = readFile(home.storePath());
+    prompts.answerMsgBox(MsgResult::OK);
+    prompts.answerMsgBox(MsgResult::Yes);
+    prompts.answerMsgBox(MsgResult::OK);
+    auto form = startMainWindow();
+    const QList<PromptRecord> &shown = prompts.shown();
+    QVERIFY(shown.at(shown.size() - 3).text.contains(QStringLiteral("is damaged")));
+    QVERIFY(shown.at(shown.size() - 2).text.contains(QStringLiteral("Restore the newest good backup")));
+    QVERIFY(shown.at(shown.size() - 1).text.contains(QStringLiteral("was restored")));
+    QVERIFY(modADO::instance().IsOpen());
+    QCOMPARE(gamesIn(home.storePath()), 1);
+    const QVector<BackupInfo> backups = StoreBackup::List(BackupJob::Folder());
+    QCOMPARE(backups.size(), 2);
+    QCOMPARE(backups.at(0).Note, QStringLiteral("damaged"));
+    QCOMPARE(readFile(backups.at(0).Path), damaged);
+    form->close();
+    modADO::instance().Close();
+}
+
+QTEST_MAIN(tst_backup)
+#include "tst_backup.moc"
