@@ -1,4 +1,4 @@
-// One Lorekeep per home: the guard, with its owners and later starts in this process.
+// One Lorekeep per home: the guard in this process, then the real program started twice on one home.
 
 #include "platform/SingleInstance.h"
 
@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QLocalServer>
 #include <QLockFile>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -18,6 +19,7 @@ class tst_instance final : public QObject
 
 private Q_SLOTS:
     void oneOwnerPerHome();
+    void secondProgramRaisesFirst();
 };
 
 void tst_instance::oneOwnerPerHome()
@@ -65,6 +67,59 @@ void tst_instance::oneOwnerPerHome()
     QSignalSpy locklessActivations(&lockless, &SingleInstance::ActivationRequested);
     QCOMPARE(SingleInstance(unlockable).Acquire(), Outcome::Activated);
     QCOMPARE(locklessActivations.size(), 1);
+}
+
+void tst_instance::secondProgramRaisesFirst()
+{
+    QTemporaryDir scratch;
+    QVERIFY(scratch.isValid());
+    const QString home = scratch.filePath(QStringLiteral("home"));
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("XDG_CONFIG_HOME"), scratch.filePath(QStringLiteral("config")));
+    env.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("lorekeep.instance.info=true"));
+    env.remove(QStringLiteral("LOREKEEP_HOME"));
+    const QStringList arguments = {QStringLiteral("--home"), home};
+
+    QProcess first;
+    first.setProcessEnvironment(env);
+    first.start(QStringLiteral(LOREKEEP_EXE), arguments);
+    QVERIFY2(first.waitForStarted(), qPrintable(first.errorString()));
+    QByteArray firstLog;
+    const auto firstSays = [&](const char *words) {
+        firstLog += first.readAllStandardError();
+        return firstLog.contains(words);
+    };
+    // The error log's banner is written when the window is up.
+    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(home + QStringLiteral("/error.log")), 30000);
+    const auto contents = [&](const QString &name) {
+        QFile f(home + QLatin1Char('/') + name);
+        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    };
+    const QByteArray store = contents(QStringLiteral("lorekeep.lkb"));
+    const QByteArray log = contents(QStringLiteral("error.log"));
+
+    QProcess second;
+    second.setProcessEnvironment(env);
+    second.start(QStringLiteral(LOREKEEP_EXE), arguments);
+    QVERIFY(second.waitForFinished(15000));
+    QCOMPARE(second.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(second.exitCode(), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(firstSays("asks for the window"), 5000);
+    QCOMPARE(first.state(), QProcess::Running);
+    QCOMPARE(contents(QStringLiteral("lorekeep.lkb")), store);
+    QCOMPARE(contents(QStringLiteral("error.log")), log);
+
+    // A killed program leaves its lock and socket behind; the next start takes both over.
+    first.kill();
+    QVERIFY(first.waitForFinished(10000));
+    QVERIFY(QFile::exists(home + QLatin1Char('/') + SingleInstance::LockFileName));
+    const QString socket = SingleInstance::ServerName(home);
+    QVERIFY(QFile::exists(socket.startsWith(QLatin1Char('/')) ? socket : QDir::tempPath() + QLatin1Char('/') + socket));
+    SingleInstance next(home);
+    QCOMPARE(next.Acquire(2000), Outcome::Owner);
+    QSignalSpy activations(&next, &SingleInstance::ActivationRequested);
+    QCOMPARE(SingleInstance(home).Acquire(), Outcome::Activated);
+    QCOMPARE(activations.size(), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_instance)
