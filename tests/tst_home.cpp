@@ -1,6 +1,7 @@
 #include "base/AppPath.h"
 #include "data/HomeFolder.h"
 #include "data/modADO.h"
+#include "platform/SingleInstance.h"
 
 #include <QDir>
 #include <QFile>
@@ -73,9 +74,15 @@ void tst_home::newHomeIsInstalledOnce()
     QVERIFY(!installed);
     QVERIFY(!QFileInfo::exists(home + HomeFolder::StoreFileName));
 
-    // An existing but empty folder is a new home.
+    // An existing but empty folder is a new home, and so is one that holds only the lock a start
+    // takes before it installs the home.
     QTemporaryDir empty;
     QVERIFY(HomeFolder::Prepare(NormalizeFolder(empty.path()), &installed, &err));
+    QVERIFY(installed);
+    QTemporaryDir locked;
+    SingleInstance guard(locked.path());
+    QCOMPARE(guard.Acquire(), SingleInstance::Outcome::Owner);
+    QVERIFY(HomeFolder::Prepare(NormalizeFolder(locked.path()), &installed, &err));
     QVERIFY(installed);
 
     // A home under a file cannot be made: a clear error, nothing installed.

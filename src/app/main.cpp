@@ -3,6 +3,7 @@
 #include "data/HomeFolder.h"
 #include "data/modADO.h"
 #include "platform/QtPrompts.h"
+#include "platform/SingleInstance.h"
 #include "platform/TerminationSignals.h"
 #include "shell/frmMain.h"
 #include "shell/modMain.h"
@@ -63,6 +64,18 @@ int main(int argc, char *argv[])
     Prompts::install(&prompts);
 
     SetAppPath(ResolveHome(QCoreApplication::arguments(), QProcessEnvironment::systemEnvironment()));
+    // Settled before the home is installed, the store opened or any window shown: a second start on
+    // the same home brings the first one forward and ends.
+    SingleInstance instance(AppPath());
+    const SingleInstance::Outcome outcome = instance.Acquire();
+    if (outcome != SingleInstance::Outcome::Owner) {
+        if (outcome == SingleInstance::Outcome::Unreachable)
+            MsgBox(instance.Description(), MsgButtons::OK, MsgIcon::Exclamation);
+        Prompts::install(nullptr);
+        return outcome == SingleInstance::Outcome::Activated ? 0 : 1;
+    }
+    QObject::connect(&instance, &SingleInstance::ActivationRequested, &app, [] { modMain::BringToFront(); });
+
     ErrObject err;
     if (!HomeFolder::Prepare(AppPath(), nullptr, &err))
         MsgBox(err.Description, MsgButtons::OK, MsgIcon::Critical);

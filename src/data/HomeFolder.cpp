@@ -1,10 +1,13 @@
 #include "HomeFolder.h"
 
 #include "Schema.h"
+#include "platform/SingleInstance.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+
+#include <algorithm>
 
 const QString HomeFolder::StoreFileName = QStringLiteral("lorekeep.lkb");
 
@@ -17,7 +20,13 @@ QStringList HomeFolder::BundledFiles()
 bool HomeFolder::IsNew(const QString &home)
 {
     const QDir dir(home);
-    return !dir.exists() || dir.isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    if (!dir.exists())
+        return true;
+    // The guard against a second start locks the home before it is installed; its files (the lock
+    // and QLockFile's short-lived ".rmlock") do not make a home.
+    const QStringList entries = dir.entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    return std::all_of(entries.begin(), entries.end(),
+                       [](const QString &name) { return name.startsWith(SingleInstance::LockFileName); });
 }
 
 bool HomeFolder::Prepare(const QString &home, bool *installed, ErrObject *err)

@@ -54,6 +54,23 @@ void SetMainForm(frmMain *form)
     mainForm() = form;
 }
 
+void BringToFront()
+{
+    frmMain *form = MainForm();
+    // While start-up loads, the window is not shown yet; it comes up in front when start-up ends.
+    if (!form || !form->isVisible())
+        return;
+    if (form->isMinimized())
+        form->setWindowState((form->windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
+    form->raise();
+    form->activateWindow();
+    // The code that opened a dialog waits for its answer, so the dialog is what the user must see.
+    if (QWidget *modal = QApplication::activeModalWidget(); modal && modal != form) {
+        modal->raise();
+        modal->activateWindow();
+    }
+}
+
 void UnloadForm(QWidget *window)
 {
     if (window)

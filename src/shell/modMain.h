@@ -14,6 +14,10 @@ void Main();
 frmMain *MainForm();
 void SetMainForm(frmMain *form);
 
+// Brings the program to the front when another start on the same home asks for it: the main
+// window restored if minimised, raised and activated, and a dialog that is up above it.
+void BringToFront();
+
 // Closes `window` (a window that wants to be destroyed sets Qt::WA_DeleteOnClose, and callers hold
 // it in a QPointer, which clears itself), then draws the main title strip active again.
 void UnloadForm(QWidget *window);

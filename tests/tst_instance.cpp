@@ -1,0 +1,126 @@
+// One Lorekeep per home: the guard in this process, then the real program started twice on one home.
+
+#include "platform/SingleInstance.h"
+
+#include <QDir>
+#include <QFile>
+#include <QLocalServer>
+#include <QLockFile>
+#include <QProcess>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using Outcome = SingleInstance::Outcome;
+
+class tst_instance final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void oneOwnerPerHome();
+    void secondProgramRaisesFirst();
+};
+
+void tst_instance::oneOwnerPerHome()
+{
+    QTemporaryDir scratch;
+    QVERIFY(scratch.isValid());
+    const QString home = scratch.filePath(QStringLiteral("home"));
+    SingleInstance first(home);
+    QCOMPARE(first.Acquire(), Outcome::Owner);
+    QVERIFY(QFile::exists(home + QLatin1Char('/') + SingleInstance::LockFileName));
+    QSignalSpy activations(&first, &SingleInstance::ActivationRequested);
+
+    // The same folder reached through a link is the same home.
+    QVERIFY(QFile::link(home, scratch.filePath(QStringLiteral("link"))));
+    SingleInstance second(scratch.filePath(QStringLiteral("link")));
+    QCOMPARE(second.Acquire(), Outcome::Activated);
+    QCOMPARE(activations.size(), 1);
+
+    SingleInstance other(scratch.filePath(QStringLiteral("other")));
+    QCOMPARE(other.Acquire(), Outcome::Owner);
+    QCOMPARE(activations.size(), 1);
+    QVERIFY(QFile::encodeName(SingleInstance::ServerName(scratch.filePath(QString(300, QLatin1Char('h'))))).size() <=
+            100);
+
+    // A live owner that does not answer, or has no socket, is reported, never taken over.
+    const QString hung = scratch.filePath(QStringLiteral("hung"));
+    QVERIFY(QDir().mkpath(hung));
+    QLockFile held(hung + QLatin1Char('/') + SingleInstance::LockFileName);
+    QVERIFY(held.tryLock());
+    QLocalServer silent;
+    QVERIFY(silent.listen(SingleInstance::ServerName(hung)));
+    SingleInstance refused(hung);
+    QCOMPARE(refused.Acquire(300), Outcome::Unreachable);
+    QVERIFY(refused.Description().contains(hung));
+    QVERIFY(refused.Description().contains(QString::number(QCoreApplication::applicationPid())));
+    silent.close();
+    QCOMPARE(refused.Acquire(300), Outcome::Unreachable);
+
+    // Where no lock can be made, the socket alone still keeps a second start out.
+    QFile file(scratch.filePath(QStringLiteral("file")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    const QString unlockable = file.fileName() + QStringLiteral("/home");
+    SingleInstance lockless(unlockable);
+    QCOMPARE(lockless.Acquire(), Outcome::Owner);
+    QSignalSpy locklessActivations(&lockless, &SingleInstance::ActivationRequested);
+    QCOMPARE(SingleInstance(unlockable).Acquire(), Outcome::Activated);
+    QCOMPARE(locklessActivations.size(), 1);
+}
+
+void tst_instance::secondProgramRaisesFirst()
+{
+    QTemporaryDir scratch;
+    QVERIFY(scratch.isValid());
+    const QString home = scratch.filePath(QStringLiteral("home"));
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("XDG_CONFIG_HOME"), scratch.filePath(QStringLiteral("config")));
+    env.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("lorekeep.instance.info=true"));
+    env.remove(QStringLiteral("LOREKEEP_HOME"));
+    const QStringList arguments = {QStringLiteral("--home"), home};
+
+    QProcess first;
+    first.setProcessEnvironment(env);
+    first.start(QStringLiteral(LOREKEEP_EXE), arguments);
+    QVERIFY2(first.waitForStarted(), qPrintable(first.errorString()));
+    QByteArray firstLog;
+    const auto firstSays = [&](const char *words) {
+        firstLog += first.readAllStandardError();
+        return firstLog.contains(words);
+    };
+    // The error log's banner is written when the window is up.
+    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(home + QStringLiteral("/error.log")), 30000);
+    const auto contents = [&](const QString &name) {
+        QFile f(home + QLatin1Char('/') + name);
+        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+    };
+    const QByteArray store = contents(QStringLiteral("lorekeep.lkb"));
+    const QByteArray log = contents(QStringLiteral("error.log"));
+
+    QProcess second;
+    second.setProcessEnvironment(env);
+    second.start(QStringLiteral(LOREKEEP_EXE), arguments);
+    QVERIFY(second.waitForFinished(15000));
+    QCOMPARE(second.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(second.exitCode(), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(firstSays("asks for the window"), 5000);
+    QCOMPARE(first.state(), QProcess::Running);
+    QCOMPARE(contents(QStringLiteral("lorekeep.lkb")), store);
+    QCOMPARE(contents(QStringLiteral("error.log")), log);
+
+    // A killed program leaves its lock and socket behind; the next start takes both over.
+    first.kill();
+    QVERIFY(first.waitForFinished(10000));
+    QVERIFY(QFile::exists(home + QLatin1Char('/') + SingleInstance::LockFileName));
+    const QString socket = SingleInstance::ServerName(home);
+    QVERIFY(QFile::exists(socket.startsWith(QLatin1Char('/')) ? socket : QDir::tempPath() + QLatin1Char('/') + socket));
+    SingleInstance next(home);
+    QCOMPARE(next.Acquire(2000), Outcome::Owner);
+    QSignalSpy activations(&next, &SingleInstance::ActivationRequested);
+    QCOMPARE(SingleInstance(home).Acquire(), Outcome::Activated);
+    QCOMPARE(activations.size(), 1);
+}
+
+QTEST_GUILESS_MAIN(tst_instance)
+#include "tst_instance.moc"
