@@ -24,7 +24,7 @@ BackgroundWork::Shown percent(const QString &text, const BackgroundWork::Step &s
 {
     if (step.total <= 0)
         return {-1, text};
-    return {int(1000 * step.done / step.total), QStringLiteral("%1 %2%").arg(text).arg(100 * step.done / step.total)};
+    return {int(1000 * step.done / step.total), text};
 }
 
 StoreBackup::Progress reportAs(const BackgroundWork::Report &report, int stage)
