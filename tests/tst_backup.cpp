@@ -4,6 +4,7 @@
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
+#include "backup/frmBackups.h"
 #include "base/AppPath.h"
 #include "components/BackupJob.h"
 #include "data/FileTable.h"
@@ -15,12 +16,15 @@
 #include "tree/ctlTree.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QSqlQuery>
 #include <QTest>
+#include <QTimer>
+#include <QTreeWidget>
 
 namespace {
 
@@ -335,6 +339,32 @@ void tst_backup::mainWindow()
     QCOMPARE(backups.size(), 2);
     QCOMPARE(backups.at(0).Note, QStringLiteral("damaged"));
     QCOMPARE(readFile(backups.at(0).Path), damaged);
+
+    // File > Restore From Backup: the window lists the backups with their counts; restoring the
+    // day's backup undoes a later change and keeps the library as it was as one more backup.
+    ErrObject err;
+    qint32 doom = 0;
+    QVERIFY(GameTable::Add(modADO::instance().Connection(), 1, 1, QStringLiteral("Doom"), &doom, &err));
+    QCOMPARE(gamesIn(home.storePath()), 2);
+    prompts.answerMsgBox(MsgResult::Yes);
+    prompts.answerMsgBox(MsgResult::OK);
+    bool listed = false;
+    QTimer::singleShot(0, [&listed] {
+        auto *dialog = qobject_cast<frmBackups *>(QApplication::activeModalWidget());
+        QVERIFY(dialog);
+        QTreeWidget *list = dialog->lvwBackups;
+        QTRY_COMPARE(list->topLevelItem(1)->text(frmBackups::GamesColumn), QStringLiteral("1"));
+        QCOMPARE(list->topLevelItem(0)->text(frmBackups::KindColumn), QStringLiteral("Damaged"));
+        QCOMPARE(list->topLevelItem(1)->text(frmBackups::KindColumn), QStringLiteral("Daily"));
+        list->setCurrentItem(list->topLevelItem(1));
+        listed = true;
+        dialog->cmdRestore_Click();
+    });
+    form->Menu().mnuFileRestore->trigger();
+    QVERIFY(listed);
+    QVERIFY(prompts.last().text.contains(QStringLiteral("was restored")));
+    QCOMPARE(gamesIn(home.storePath()), 1);
+    QCOMPARE(StoreBackup::List(BackupJob::Folder()).at(0).Note, QStringLiteral("before restore"));
     form->close();
     modADO::instance().Close();
 }
