@@ -1,0 +1,162 @@
+#include "FileConversion.h"
+
+#include "platform/RtfReader.h"
+#include "platform/RtfWriter.h"
+#include "platform/TextDecoder.h"
+
+#include <QRegularExpression>
+#include <QTextDocument>
+
+#include <algorithm>
+
+namespace {
+
+using FileConversion::Converted;
+
+// The code page an RTF file's header names, by its usual name.
+QString rtfCodePage(QByteArrayView rtf)
+{
+    static const QRegularExpression ansicpg(QStringLiteral(R"(\\ansicpg(\d+))"));
+    const QRegularExpressionMatch match =
+        ansicpg.match(QString::fromLatin1(rtf.first(std::min<qsizetype>(rtf.size(), 2048))));
+    const int page = match.hasMatch() ? match.captured(1).toInt() : 1252;
+    switch (page) {
+    case 932: return QStringLiteral("shift_jis");
+    case 936: return QStringLiteral("gbk");
+    case 949: return QStringLiteral("euc-kr");
+    case 950: return QStringLiteral("big5");
+    case 437: return QStringLiteral("ibm437");
+    case 850: return QStringLiteral("ibm850");
+    case 10000: return QStringLiteral("macintosh");
+    default: return QStringLiteral("windows-") + QString::number(page);
+    }
+}
+
+// An RTF file as it is, when it is whole: only its raw 8-bit bytes are written as the \'hh escapes
+// they stand for, since the store keeps text and reads any other character as itself.
+bool storedRtf(const QByteArray &bytes, QString *text)
+{
+    if (!RtfReader::IsWhole(bytes))
+        return false;
+    const bool eightBit = std::any_of(bytes.cbegin(), bytes.cend(), [](char c) { return uchar(c) >= 0x80; });
+    if (!eightBit) {
+        *text = QString::fromLatin1(bytes);
+        text->remove(QChar(0));
+        return true;
+    }
+    // Inside \bin data a byte is itself; escaping it would change the data's length.
+    if (bytes.contains("\\bin"))
+        return false;
+    static const char hex[] = "0123456789abcdef";
+    QByteArray out;
+    out.reserve(bytes.size() + bytes.size() / 4);
+    for (const char c : bytes) {
+        const uchar b = uchar(c);
+        if (b >= 0x80) {
+            out.append("\\'");
+            out.append(hex[b >> 4]);
+            out.append(hex[b & 15]);
+        } else if (b != 0) {
+            out.append(c);
+        }
+    }
+    *text = QString::fromLatin1(out);
+    return true;
+}
+
+void convertRtf(const QByteArray &bytes, Converted *file)
+{
+    file->Encoding = rtfCodePage(bytes);
+    if (RtfReader::PlainText(bytes).trimmed().isEmpty()) {
+        file->Skipped = QStringLiteral("holds no text");
+        return;
+    }
+    if (storedRtf(bytes, &file->Rtf))
+        return;
+    // A damaged document keeps what the reader could make of it.
+    QTextDocument document;
+    RtfReader::Read(bytes, &document);
+    file->Rtf = QString::fromLatin1(RtfWriter::FromDocument(document));
+}
+
+void convertHtml(const QByteArray &bytes, Converted *file)
+{
+    QString html;
+    qsizetype markLength = 0;
+    QString charset = TextDecoder::ByteOrderMark(bytes, &markLength);
+    if (charset.isEmpty()) {
+        charset = TextDecoder::HtmlCharset(bytes).toLower();
+        // A page cannot declare itself UTF-16 in bytes that are not; browsers read it as UTF-8.
+        if (charset.startsWith(QLatin1String("utf-16")))
+            charset = QStringLiteral("utf-8");
+    }
+    if (charset.isEmpty() || !TextDecoder::DecodeAs(QByteArrayView(bytes).sliced(markLength), charset, &html)) {
+        const TextDecoder::Decoded decoded = TextDecoder::Decode(bytes);
+        if (decoded.Binary) {
+            file->Skipped = QStringLiteral("not a text file");
+            return;
+        }
+        html = decoded.Text;
+        charset = decoded.Encoding;
+    } else if (charset == QLatin1String("iso-8859-1") || charset == QLatin1String("us-ascii")) {
+        charset = QStringLiteral("windows-1252");
+    }
+    file->Encoding = charset;
+
+    // What scripts and style sheets hold is not text, and a saved page's colours (white on black,
+    // say) would make the text unreadable in the viewer.
+    static const QRegularExpression hidden(QStringLiteral(R"(<(script|style|noscript)\b.*?</\1\s*>|<link\b[^>]*>)"),
+                                           QRegularExpression::CaseInsensitiveOption |
+                                               QRegularExpression::DotMatchesEverythingOption);
+    html.remove(hidden);
+    QTextDocument document;
+    document.setHtml(html);
+    if (document.toPlainText().trimmed().isEmpty()) {
+        file->Skipped = QStringLiteral("holds no text");
+        return;
+    }
+    file->Rtf = QString::fromLatin1(RtfWriter::FromDocument(document));
+}
+
+// Kept in a fixed-pitch font, so that the tables and ASCII art of old guides keep their columns.
+void convertText(const QByteArray &bytes, Converted *file)
+{
+    const TextDecoder::Decoded decoded = TextDecoder::Decode(bytes);
+    if (decoded.Binary) {
+        file->Skipped = QStringLiteral("not a text file");
+        return;
+    }
+    file->Encoding = decoded.Encoding;
+    if (decoded.Text.trimmed().isEmpty()) {
+        file->Skipped = QStringLiteral("holds no text");
+        return;
+    }
+    file->Rtf = QString::fromLatin1(RtfWriter::FromPlainText(decoded.Text, RtfWriter::PlainTextFont::FixedPitch));
+}
+
+} // namespace
+
+namespace FileConversion {
+
+const QStringList &WebPageSuffixes()
+{
+    static const QStringList suffixes = {QStringLiteral("htm"), QStringLiteral("html"), QStringLiteral("xhtml")};
+    return suffixes;
+}
+
+Converted FromBytes(const QString &suffix, const QByteArray &bytes)
+{
+    Converted file;
+    const QString kind = suffix.toLower();
+    if (bytes.isEmpty())
+        file.Skipped = QStringLiteral("empty file");
+    else if (kind == QLatin1String("rtf") && RtfReader::LooksLikeRtf(bytes))
+        convertRtf(bytes, &file);
+    else if (WebPageSuffixes().contains(kind))
+        convertHtml(bytes, &file);
+    else
+        convertText(bytes, &file);
+    return file;
+}
+
+} // namespace FileConversion
