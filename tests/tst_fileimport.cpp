@@ -97,6 +97,12 @@ void tst_fileimport::encodings_data()
     QTest::newRow("utf16leBom") << mixed << QByteArray("\xFF\xFE" + encoded(mixed, "UTF-16LE")) << "utf-16le";
     QTest::newRow("utf16beBom") << mixed << QByteArray("\xFE\xFF" + encoded(mixed, "UTF-16BE")) << "utf-16be";
     QTest::newRow("utf16leWithoutMark") << western << encoded(western, "UTF-16LE") << "utf-16le";
+    // Half a surrogate pair is no character: it reads as the replacement character, as bad bytes do.
+    QTest::newRow("utf16LoneSurrogate") << QString(faqHeader + QStringLiteral("a\uFFFDb\n"))
+                                        << QByteArray(
+                                               "\xFF\xFE" + encoded(faqHeader + QStringLiteral("a"), "UTF-16LE") +
+                                               QByteArray("\x00\xDC", 2) + encoded(QStringLiteral("b\n"), "UTF-16LE"))
+                                        << "utf-16le";
     // A DOS end-of-file mark is not text.
     QTest::newRow("dosEndMark") << western << QByteArray(encoded(western, "windows-1252") + '\x1A') << "windows-1252";
     // Four bytes the detector takes for a Mac page: too little to trust over Windows-1252.
