@@ -7,6 +7,7 @@
 #include "data/FileImport.h"
 #include "data/NodeKey.h"
 #include "platform/RtfReader.h"
+#include "platform/TextDecoder.h"
 #include "platform/TreeView.h"
 #include "tree/ctlTree.h"
 
@@ -24,6 +25,8 @@
 #include <QTextDocument>
 #include <QTimer>
 #include <QUrl>
+
+#include <algorithm>
 
 #include <sys/stat.h>
 
@@ -68,6 +71,7 @@ private Q_SLOTS:
     void dropOnTree();
     void progressAndCancel();
     void lkimport();
+    void fuzzedInputs();
 };
 
 void tst_fileimport::encodings_data()
@@ -399,6 +403,39 @@ void tst_fileimport::lkimport()
     QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file")), files);
     QCOMPARE(home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id)), 1);
     QCOMPARE(home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id + 1)), 6);
+}
+
+// Inputs that once broke the import: each is stored whole and 7-bit, or left out with a reason, and an
+// RTF file or a text file keeps its words.
+void tst_fileimport::fuzzedInputs()
+{
+    const auto words = [](const QString &text) {
+        QString letters;
+        for (const QChar c : text) {
+            if (c.isLetterOrNumber())
+                letters.append(c);
+        }
+        return letters;
+    };
+    const QDir crashers(QStringLiteral(LOREKEEP_FIXTURES "/import-crashers"));
+    QStringList names = crashers.entryList(QDir::Files);
+    names.removeAll(QStringLiteral("README.md"));
+    QVERIFY(!names.isEmpty());
+    for (const QString &name : names) {
+        QFile source(crashers.filePath(name));
+        QVERIFY(source.open(QIODevice::ReadOnly));
+        const QByteArray bytes = source.readAll();
+        const ImportedFile file = FileImport::Convert(source.fileName());
+        if (!file.Skipped.isEmpty())
+            continue;
+        const QString rtf = file.Row.txt_rtf;
+        QVERIFY2(std::all_of(rtf.cbegin(), rtf.cend(), [](QChar c) { return c.unicode() < 0x80; }), qPrintable(name));
+        QVERIFY2(RtfReader::IsWhole(rtf.toLatin1()), qPrintable(name));
+        if (name.endsWith(QLatin1String(".rtf")))
+            QCOMPARE(words(plainOf(file)), words(RtfReader::PlainText(bytes)));
+        else if (!name.endsWith(QLatin1String(".html")) && !name.endsWith(QLatin1String(".htm")))
+            QCOMPARE(words(plainOf(file)), words(TextDecoder::Decode(bytes).Text));
+    }
 }
 
 QTEST_MAIN(tst_fileimport)

@@ -33,15 +33,19 @@ QString rtfCodePage(QByteArrayView rtf)
 }
 
 // An RTF file as it is, when it is whole: only its raw 8-bit bytes are written as the \'hh escapes
-// they stand for, since the store keeps text and reads any other character as itself.
-bool storedRtf(const QByteArray &bytes, QString *text)
+// they stand for, since the store keeps text and reads any other character as itself. Where bytes
+// cannot be kept so, the file is what the reader makes of it.
+bool storedRtf(QByteArrayView bytes, QString *text)
 {
     if (!RtfReader::IsWhole(bytes))
+        return false;
+    // A NUL is damage the reader steps over, yet where it stands it ends a control word or a \'hh
+    // escape and counts in \bin data: cut out, it would change what the bytes around it mean.
+    if (bytes.contains('\0'))
         return false;
     const bool eightBit = std::any_of(bytes.cbegin(), bytes.cend(), [](char c) { return uchar(c) >= 0x80; });
     if (!eightBit) {
         *text = QString::fromLatin1(bytes);
-        text->remove(QChar(0));
         return true;
     }
     // Inside \bin data a byte is itself; escaping it would change the data's length.
@@ -50,15 +54,20 @@ bool storedRtf(const QByteArray &bytes, QString *text)
     static const char hex[] = "0123456789abcdef";
     QByteArray out;
     out.reserve(bytes.size() + bytes.size() / 4);
+    qsizetype backslashes = 0;
     for (const char c : bytes) {
         const uchar b = uchar(c);
         if (b >= 0x80) {
+            // After an odd run of backslashes the byte is a control symbol, which no escape stands for.
+            if (backslashes % 2 != 0)
+                return false;
             out.append("\\'");
             out.append(hex[b >> 4]);
             out.append(hex[b & 15]);
-        } else if (b != 0) {
+        } else {
             out.append(c);
         }
+        backslashes = c == '\\' ? backslashes + 1 : 0;
     }
     *text = QString::fromLatin1(out);
     return true;
