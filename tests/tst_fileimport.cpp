@@ -145,6 +145,10 @@ void tst_fileimport::otherKinds()
     QCOMPARE(file.Row.desc, QStringLiteral("Boss Review"));
     QCOMPARE(file.Row.sub_cat, quint8(3));
 
+    // An editor's UTF-8 mark goes: escaped, it would stand before "{\rtf" and hide the document.
+    file = FileImport::Convert(write(dir.filePath(QStringLiteral("marked.rtf")), "\xEF\xBB\xBF{\\rtf1 Caf\xE9}"));
+    QCOMPARE(file.Row.txt_rtf, QStringLiteral("{\\rtf1 Caf\\'e9}"));
+
     // A truncated one keeps what the reader makes of it, as a document of its own.
     file = FileImport::Convert(write(dir.filePath(QStringLiteral("cut.rtf")), "{\\rtf1 Hello {\\b bold"));
     QVERIFY(RtfReader::IsWhole(file.Row.txt_rtf.toLatin1()));

@@ -65,6 +65,8 @@ void tst_rtfreader::textAndSpecialCharacters()
     QCOMPARE(RtfReader::PlainText("Pok\xC3\xA9mon {not rtf}"), QStringLiteral("Pokémon {not rtf}"));
     QCOMPARE(RtfReader::PlainText("Pok\xE9mon \x80"), QStringLiteral("Pokémon €"));
     QVERIFY(RtfReader::LooksLikeRtf("\xEF\xBB\xBF \r\n{\\rtf1}"));
+    // What may stand before "{\rtf" is not text: not an editor's UTF-8 mark, not blanks.
+    QCOMPARE(plain("\xEF\xBB\xBF \r\n{\\rtf1 Hi}"), QStringLiteral("Hi"));
     QVERIFY(!RtfReader::LooksLikeRtf("{\\rt"));
 }
 

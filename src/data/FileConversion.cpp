@@ -39,6 +39,10 @@ bool storedRtf(QByteArrayView bytes, QString *text)
 {
     if (!RtfReader::IsWhole(bytes))
         return false;
+    // A text editor's UTF-8 mark is no part of the document, whose header names its own code page;
+    // escaped, it would stand before "{\rtf" and the store's text would no longer read as RTF.
+    if (bytes.startsWith("\xEF\xBB\xBF"))
+        bytes = bytes.sliced(3);
     // A NUL is damage the reader steps over, yet where it stands it ends a control word or a \'hh
     // escape and counts in \bin data: cut out, it would change what the bytes around it mean.
     if (bytes.contains('\0'))
