@@ -25,6 +25,7 @@
 #include <QTextDocument>
 #include <QTimer>
 #include <QUrl>
+#include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
 
@@ -177,6 +178,22 @@ void tst_fileimport::otherKinds()
     file = FileImport::Convert(write(dir.filePath(QStringLiteral("p.htm")), "<p>caf\xe9 cr\xe8me br\xfbl\xe9\x65</p>"));
     QCOMPARE(file.Encoding, QStringLiteral("windows-1252"));
     QCOMPARE(plainOf(file), QStringLiteral("café crème brûlée"));
+
+    // Nothing a page names is read from the disk: here a style sheet imported where the filter misses
+    // the <style>, a pipe that would hold the import until someone wrote to it.
+    const QString pipe = dir.filePath(QStringLiteral("sheet.css"));
+    QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    const QString styled = write(dir.filePath(QStringLiteral("styled.html")),
+                                 "<head><style>@import \"" + pipe.toUtf8() + "\";</head><p>Styled</p>");
+    const QFuture<ImportedFile> converting = QtConcurrent::run(&FileImport::Convert, styled, quint8(0));
+    const bool finished = QTest::qWaitFor([&] { return converting.isFinished(); }, 5000);
+    if (!finished) {
+        // Lets the import go, or the test would never end.
+        QFile writer(pipe);
+        writer.open(QIODevice::WriteOnly);
+    }
+    QVERIFY(finished);
+    QCOMPARE(plainOf(converting.result()), QStringLiteral("Styled"));
 
     // The name decides the sub-category; "preview" is no review.
     QCOMPARE(FileImport::SubCategoryFor(QStringLiteral("GameShark CODES")), quint8(2));

@@ -6,6 +6,8 @@
 
 #include <QRegularExpression>
 #include <QTextDocument>
+#include <QUrl>
+#include <QVariant>
 
 #include <algorithm>
 
@@ -92,6 +94,14 @@ void convertRtf(const QByteArray &bytes, Converted *file)
     file->Rtf = QString::fromLatin1(RtfWriter::FromDocument(document));
 }
 
+// A page is read without anything it names: an @import or a <link> the filter below misses must not
+// have a file of the disk read, and one like /dev/zero would never end.
+class PageDocument final : public QTextDocument
+{
+protected:
+    QVariant loadResource(int, const QUrl &) override { return {}; }
+};
+
 void convertHtml(const QByteArray &bytes, Converted *file)
 {
     QString html;
@@ -122,7 +132,7 @@ void convertHtml(const QByteArray &bytes, Converted *file)
                                            QRegularExpression::CaseInsensitiveOption |
                                                QRegularExpression::DotMatchesEverythingOption);
     html.remove(hidden);
-    QTextDocument document;
+    PageDocument document;
     document.setHtml(html);
     if (document.toPlainText().trimmed().isEmpty()) {
         file->Skipped = QStringLiteral("holds no text");
