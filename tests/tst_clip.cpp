@@ -46,6 +46,7 @@ private Q_SLOTS:
     void addTo();
     void openAndSave();
     void badFiles();
+    void fuzzedInputs();
     void print();
     void mainWindow();
 };
@@ -181,6 +182,26 @@ void tst_clip::badFiles()
     }
     QVERIFY(prompts.last().text.contains(QStringLiteral("50")));
     QVERIFY(readFile(home.file(QStringLiteral("error.log"))).contains("Source = Open Clip"));
+}
+
+// Inputs that once broke the reader: each reads as whole characters with LF line ends, and saved and
+// opened again it shows the same text.
+void tst_clip::fuzzedInputs()
+{
+    TestHome home;
+    const QDir crashers(QStringLiteral(LOREKEEP_FIXTURES "/clip-crashers"));
+    const QStringList names = crashers.entryList({QStringLiteral("*.qcf")}, QDir::Files);
+    QVERIFY(!names.isEmpty());
+    ErrObject err;
+    for (const QString &name : names) {
+        QString text;
+        QVERIFY(ClipFile::Read(crashers.filePath(name), &text, &err));
+        QVERIFY2(text.isValidUtf16() && !text.contains(QLatin1Char('\r')), qPrintable(name));
+        const QString copy = home.file(name);
+        QString again;
+        QVERIFY(ClipFile::Save(copy, text, &err) && ClipFile::Read(copy, &again, &err));
+        QCOMPARE(again, text);
+    }
 }
 
 void tst_clip::print()

@@ -7,6 +7,7 @@
 #include "data/FileImport.h"
 #include "data/NodeKey.h"
 #include "platform/RtfReader.h"
+#include "platform/TextDecoder.h"
 #include "platform/TreeView.h"
 #include "tree/ctlTree.h"
 
@@ -24,6 +25,9 @@
 #include <QTextDocument>
 #include <QTimer>
 #include <QUrl>
+#include <QtConcurrent/QtConcurrentRun>
+
+#include <algorithm>
 
 #include <sys/stat.h>
 
@@ -68,6 +72,7 @@ private Q_SLOTS:
     void dropOnTree();
     void progressAndCancel();
     void lkimport();
+    void fuzzedInputs();
 };
 
 void tst_fileimport::encodings_data()
@@ -97,6 +102,12 @@ void tst_fileimport::encodings_data()
     QTest::newRow("utf16leBom") << mixed << QByteArray("\xFF\xFE" + encoded(mixed, "UTF-16LE")) << "utf-16le";
     QTest::newRow("utf16beBom") << mixed << QByteArray("\xFE\xFF" + encoded(mixed, "UTF-16BE")) << "utf-16be";
     QTest::newRow("utf16leWithoutMark") << western << encoded(western, "UTF-16LE") << "utf-16le";
+    // Half a surrogate pair is no character: it reads as the replacement character, as bad bytes do.
+    QTest::newRow("utf16LoneSurrogate") << QString(faqHeader + QStringLiteral("a\uFFFDb\n"))
+                                        << QByteArray(
+                                               "\xFF\xFE" + encoded(faqHeader + QStringLiteral("a"), "UTF-16LE") +
+                                               QByteArray("\x00\xDC", 2) + encoded(QStringLiteral("b\n"), "UTF-16LE"))
+                                        << "utf-16le";
     // A DOS end-of-file mark is not text.
     QTest::newRow("dosEndMark") << western << QByteArray(encoded(western, "windows-1252") + '\x1A') << "windows-1252";
     // Four bytes the detector takes for a Mac page: too little to trust over Windows-1252.
@@ -135,6 +146,10 @@ void tst_fileimport::otherKinds()
     QCOMPARE(file.Row.desc, QStringLiteral("Boss Review"));
     QCOMPARE(file.Row.sub_cat, quint8(3));
 
+    // An editor's UTF-8 mark goes: escaped, it would stand before "{\rtf" and hide the document.
+    file = FileImport::Convert(write(dir.filePath(QStringLiteral("marked.rtf")), "\xEF\xBB\xBF{\\rtf1 Caf\xE9}"));
+    QCOMPARE(file.Row.txt_rtf, QStringLiteral("{\\rtf1 Caf\\'e9}"));
+
     // A truncated one keeps what the reader makes of it, as a document of its own.
     file = FileImport::Convert(write(dir.filePath(QStringLiteral("cut.rtf")), "{\\rtf1 Hello {\\b bold"));
     QVERIFY(RtfReader::IsWhole(file.Row.txt_rtf.toLatin1()));
@@ -163,6 +178,22 @@ void tst_fileimport::otherKinds()
     file = FileImport::Convert(write(dir.filePath(QStringLiteral("p.htm")), "<p>caf\xe9 cr\xe8me br\xfbl\xe9\x65</p>"));
     QCOMPARE(file.Encoding, QStringLiteral("windows-1252"));
     QCOMPARE(plainOf(file), QStringLiteral("café crème brûlée"));
+
+    // Nothing a page names is read from the disk: here a style sheet imported where the filter misses
+    // the <style>, a pipe that would hold the import until someone wrote to it.
+    const QString pipe = dir.filePath(QStringLiteral("sheet.css"));
+    QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    const QString styled = write(dir.filePath(QStringLiteral("styled.html")),
+                                 "<head><style>@import \"" + pipe.toUtf8() + "\";</head><p>Styled</p>");
+    const QFuture<ImportedFile> converting = QtConcurrent::run(&FileImport::Convert, styled, quint8(0));
+    const bool finished = QTest::qWaitFor([&] { return converting.isFinished(); }, 5000);
+    if (!finished) {
+        // Lets the import go, or the test would never end.
+        QFile writer(pipe);
+        writer.open(QIODevice::WriteOnly);
+    }
+    QVERIFY(finished);
+    QCOMPARE(plainOf(converting.result()), QStringLiteral("Styled"));
 
     // The name decides the sub-category; "preview" is no review.
     QCOMPARE(FileImport::SubCategoryFor(QStringLiteral("GameShark CODES")), quint8(2));
@@ -393,6 +424,39 @@ void tst_fileimport::lkimport()
     QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file")), files);
     QCOMPARE(home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id)), 1);
     QCOMPARE(home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id + 1)), 6);
+}
+
+// Inputs that once broke the import: each is stored whole and 7-bit, or left out with a reason, and an
+// RTF file or a text file keeps its words.
+void tst_fileimport::fuzzedInputs()
+{
+    const auto words = [](const QString &text) {
+        QString letters;
+        for (const QChar c : text) {
+            if (c.isLetterOrNumber())
+                letters.append(c);
+        }
+        return letters;
+    };
+    const QDir crashers(QStringLiteral(LOREKEEP_FIXTURES "/import-crashers"));
+    QStringList names = crashers.entryList(QDir::Files);
+    names.removeAll(QStringLiteral("README.md"));
+    QVERIFY(!names.isEmpty());
+    for (const QString &name : names) {
+        QFile source(crashers.filePath(name));
+        QVERIFY(source.open(QIODevice::ReadOnly));
+        const QByteArray bytes = source.readAll();
+        const ImportedFile file = FileImport::Convert(source.fileName());
+        if (!file.Skipped.isEmpty())
+            continue;
+        const QString rtf = file.Row.txt_rtf;
+        QVERIFY2(std::all_of(rtf.cbegin(), rtf.cend(), [](QChar c) { return c.unicode() < 0x80; }), qPrintable(name));
+        QVERIFY2(RtfReader::IsWhole(rtf.toLatin1()), qPrintable(name));
+        if (name.endsWith(QLatin1String(".rtf")))
+            QCOMPARE(words(plainOf(file)), words(RtfReader::PlainText(bytes)));
+        else if (!name.endsWith(QLatin1String(".html")) && !name.endsWith(QLatin1String(".htm")))
+            QCOMPARE(words(plainOf(file)), words(TextDecoder::Decode(bytes).Text));
+    }
 }
 
 QTEST_MAIN(tst_fileimport)

@@ -65,6 +65,8 @@ void tst_rtfreader::textAndSpecialCharacters()
     QCOMPARE(RtfReader::PlainText("Pok\xC3\xA9mon {not rtf}"), QStringLiteral("Pokémon {not rtf}"));
     QCOMPARE(RtfReader::PlainText("Pok\xE9mon \x80"), QStringLiteral("Pokémon €"));
     QVERIFY(RtfReader::LooksLikeRtf("\xEF\xBB\xBF \r\n{\\rtf1}"));
+    // What may stand before "{\rtf" is not text: not an editor's UTF-8 mark, not blanks.
+    QCOMPARE(plain("\xEF\xBB\xBF \r\n{\\rtf1 Hi}"), QStringLiteral("Hi"));
     QVERIFY(!RtfReader::LooksLikeRtf("{\\rt"));
 }
 
@@ -82,6 +84,14 @@ void tst_rtfreader::unicodeAndCodePages()
              QStringLiteral("é й α"));
     // Unescaped 8-bit text is in the document's code page too.
     QCOMPARE(plain("{\\rtf1\\ansicpg1252 Se\xF1or}"), QStringLiteral("Señor"));
+    // A symbol font's letters are Greek whether or not 8-bit bytes share their run; a link's address
+    // in one stays what it says.
+    QCOMPARE(plain("{\\rtf1{\\fonttbl{\\f1\\fcharset2 Symbol;}}\\f1 a\\'b9b \xB9p}"), QStringLiteral("α≠β ≠π"));
+    QTextDocument link;
+    RtfReader::Read("{\\rtf1{\\fonttbl{\\f1\\fcharset2 Symbol;}}\\f1{\\field{\\*\\fldinst HYPERLINK \"http://a.b\"}"
+                    "{\\fldrslt p}}}",
+                    &link);
+    QCOMPARE(formatOf(link, QStringLiteral("π")).anchorHref(), QStringLiteral("http://a.b"));
     QCOMPARE(RtfReader::PlainText(RtfReader::FromStoredText(QStringLiteral("{\\rtf1\\uc0 Zelda \u00E9 ok}"))),
              QStringLiteral("Zelda é ok"));
 }

@@ -36,15 +36,6 @@ bool refuseNonFile(const QString &path, ErrObject *err)
     return false;
 }
 
-// Every line end, whether CR LF, a lone LF or a lone CR, becomes CR LF.
-QByteArray encodeLines(QString text)
-{
-    text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
-    text.replace(QLatin1Char('\r'), QLatin1Char('\n'));
-    text.replace(QLatin1Char('\n'), QStringLiteral("\r\n"));
-    return text.toUtf8();
-}
-
 bool isUtf8(QByteArrayView bytes)
 {
     const QString mark = TextDecoder::ByteOrderMark(bytes);
@@ -54,23 +45,6 @@ bool isUtf8(QByteArrayView bytes)
     const QString decoded = utf8.decode(bytes);
     Q_UNUSED(decoded)
     return !utf8.hasError();
-}
-
-// UTF-8 as written now, else what a byte-order mark names, else Windows-1252; line ends as "\n".
-QString decode(QByteArrayView bytes)
-{
-    qsizetype markLength = 0;
-    const QString mark = TextDecoder::ByteOrderMark(bytes, &markLength);
-    QString text;
-    if (mark.isEmpty() && isUtf8(bytes)) {
-        text = QString::fromUtf8(bytes);
-    } else if (mark.isEmpty() || !TextDecoder::DecodeAs(bytes.sliced(markLength), mark, &text)) {
-        if (!TextDecoder::DecodeAs(bytes, QStringLiteral("windows-1252"), &text))
-            text = QString::fromLatin1(bytes);
-    }
-    text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
-    text.replace(QLatin1Char('\r'), QLatin1Char('\n'));
-    return text;
 }
 
 bool writeWhole(const QString &path, const QByteArray &bytes, ErrObject *err)
@@ -102,7 +76,8 @@ bool appendText(const QString &path, const QByteArray &added, bool separate, Err
             // Written by an older tool: the whole file becomes UTF-8, or it would no longer read as
             // one text.
             file.close();
-            return writeWhole(path, encodeLines(decode(old)) + (separate ? crlf : QByteArray()) + added, err);
+            return writeWhole(path, ClipFile::Encode(ClipFile::Decode(old)) + (separate ? crlf : QByteArray()) + added,
+                              err);
         }
     }
     const QByteArray bytes = (separate && oldSize > 0 ? crlf : QByteArray()) + added;
@@ -119,6 +94,30 @@ bool appendText(const QString &path, const QByteArray &added, bool separate, Err
 
 namespace ClipFile {
 
+QString Decode(QByteArrayView bytes)
+{
+    qsizetype markLength = 0;
+    const QString mark = TextDecoder::ByteOrderMark(bytes, &markLength);
+    QString text;
+    if (mark.isEmpty() && isUtf8(bytes)) {
+        text = QString::fromUtf8(bytes);
+    } else if (mark.isEmpty() || !TextDecoder::DecodeAs(bytes.sliced(markLength), mark, &text)) {
+        if (!TextDecoder::DecodeAs(bytes, QStringLiteral("windows-1252"), &text))
+            text = QString::fromLatin1(bytes);
+    }
+    text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    text.replace(QLatin1Char('\r'), QLatin1Char('\n'));
+    return text;
+}
+
+QByteArray Encode(QString text)
+{
+    text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    text.replace(QLatin1Char('\r'), QLatin1Char('\n'));
+    text.replace(QLatin1Char('\n'), QStringLiteral("\r\n"));
+    return text.toUtf8();
+}
+
 QString PendingPath()
 {
     return AppPath() + QStringLiteral("~clp.tmp");
@@ -131,8 +130,8 @@ QString Folder()
 
 QByteArray Record(const QString &heading, const QString &text)
 {
-    return encodeLines(heading) + crlf + QByteArray(30, '=') + crlf + encodeLines(text) + crlf + QByteArray(30, '.') +
-           crlf + crlf;
+    return Encode(heading) + crlf + QByteArray(30, '=') + crlf + Encode(text) + crlf + QByteArray(30, '.') + crlf +
+           crlf;
 }
 
 bool Append(const QString &heading, const QString &text, ErrObject *err)
@@ -173,7 +172,7 @@ bool Read(const QString &path, QString *text, ErrObject *err)
         return fail(err, ErrNumber::PathFileAccess,
                     QStringLiteral("The file %1 could not be read: %2").arg(quoted(path), file.errorString()));
     }
-    *text = decode(bytes);
+    *text = Decode(bytes);
     return true;
 }
 
@@ -190,7 +189,7 @@ bool Save(const QString &path, const QString &text, ErrObject *err)
 {
     if (refuseNonFile(path, err))
         return false;
-    return writeWhole(path, encodeLines(text), err);
+    return writeWhole(path, Encode(text), err);
 }
 
 bool AddTo(const QString &path, const QString &text, ErrObject *err)
@@ -199,7 +198,7 @@ bool AddTo(const QString &path, const QString &text, ErrObject *err)
     // Nothing to add: a stray line end would be all the file gained.
     if (trimmed.isEmpty())
         return !refuseNonFile(path, err);
-    return appendText(path, encodeLines(trimmed), true, err);
+    return appendText(path, Encode(trimmed), true, err);
 }
 
 } // namespace ClipFile

@@ -3,6 +3,7 @@
 #include "platform/ErrObject.h"
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QString>
 
 // The Quick Clip files: the pending clips "~clp.tmp" in the home, which the file viewer's passages are
@@ -15,6 +16,12 @@ namespace ClipFile {
 constexpr qint64 MaxBytes = 16 * 1024 * 1024;
 // The number a file refused for its size is logged with: the runtime's "Out of memory".
 constexpr long TooLargeError = 7;
+
+// A clip file's bytes as text: UTF-8 as written now, else what a byte-order mark names, else
+// Windows-1252; every line end as "\n".
+QString Decode(QByteArrayView bytes);
+// Text as a clip file holds it: UTF-8, every line end (CR LF, LF or a lone CR) as CR LF.
+QByteArray Encode(QString text);
 
 // AppPath() + "~clp.tmp" and AppPath() + "QuickClip".
 QString PendingPath();

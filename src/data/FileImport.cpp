@@ -1,26 +1,21 @@
 #include "FileImport.h"
 
+#include "FileConversion.h"
 #include "GameTable.h"
 #include "StoreError.h"
 #include "StoreTransaction.h"
 #include "platform/NaturalOrder.h"
-#include "platform/RtfReader.h"
-#include "platform/RtfWriter.h"
-#include "platform/TextDecoder.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QRegularExpression>
-#include <QTextDocument>
 
 #include <algorithm>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 namespace {
-
-const QStringList htmlSuffixes = {QStringLiteral("htm"), QStringLiteral("html"), QStringLiteral("xhtml")};
 
 // The folder a browser saves beside a page for its pictures and scripts: "page_files" for
 // "page.html", in some languages "page-Dateien" and the like.
@@ -31,7 +26,8 @@ bool isPageResources(const QFileInfo &folder)
     if (cut <= 0)
         return false;
     const QString page = folder.absolutePath() + QLatin1Char('/') + name.left(cut);
-    return std::any_of(htmlSuffixes.cbegin(), htmlSuffixes.cend(),
+    const QStringList &suffixes = FileConversion::WebPageSuffixes();
+    return std::any_of(suffixes.cbegin(), suffixes.cend(),
                        [&](const QString &suffix) { return QFileInfo::exists(page + QLatin1Char('.') + suffix); });
 }
 
@@ -55,127 +51,6 @@ void collectFolder(const QString &folder, QStringList *files)
             collectFolder(entry.absoluteFilePath(), files);
         }
     }
-}
-
-// The code page an RTF file's header names, by its usual name.
-QString rtfCodePage(QByteArrayView rtf)
-{
-    static const QRegularExpression ansicpg(QStringLiteral(R"(\\ansicpg(\d+))"));
-    const QRegularExpressionMatch match =
-        ansicpg.match(QString::fromLatin1(rtf.first(std::min<qsizetype>(rtf.size(), 2048))));
-    const int page = match.hasMatch() ? match.captured(1).toInt() : 1252;
-    switch (page) {
-    case 932: return QStringLiteral("shift_jis");
-    case 936: return QStringLiteral("gbk");
-    case 949: return QStringLiteral("euc-kr");
-    case 950: return QStringLiteral("big5");
-    case 437: return QStringLiteral("ibm437");
-    case 850: return QStringLiteral("ibm850");
-    case 10000: return QStringLiteral("macintosh");
-    default: return QStringLiteral("windows-") + QString::number(page);
-    }
-}
-
-// An RTF file as it is, when it is whole: only its raw 8-bit bytes are written as the \'hh escapes
-// they stand for, since the store keeps text and reads any other character as itself.
-bool storedRtf(const QByteArray &bytes, QString *text)
-{
-    if (!RtfReader::IsWhole(bytes))
-        return false;
-    const bool eightBit = std::any_of(bytes.cbegin(), bytes.cend(), [](char c) { return uchar(c) >= 0x80; });
-    if (!eightBit) {
-        *text = QString::fromLatin1(bytes);
-        text->remove(QChar(0));
-        return true;
-    }
-    // Inside \bin data a byte is itself; escaping it would change the data's length.
-    if (bytes.contains("\\bin"))
-        return false;
-    static const char hex[] = "0123456789abcdef";
-    QByteArray out;
-    out.reserve(bytes.size() + bytes.size() / 4);
-    for (const char c : bytes) {
-        const uchar b = uchar(c);
-        if (b >= 0x80) {
-            out.append("\\'");
-            out.append(hex[b >> 4]);
-            out.append(hex[b & 15]);
-        } else if (b != 0) {
-            out.append(c);
-        }
-    }
-    *text = QString::fromLatin1(out);
-    return true;
-}
-
-void convertRtf(const QByteArray &bytes, ImportedFile *file)
-{
-    file->Encoding = rtfCodePage(bytes);
-    if (RtfReader::PlainText(bytes).trimmed().isEmpty()) {
-        file->Skipped = QStringLiteral("holds no text");
-        return;
-    }
-    if (storedRtf(bytes, &file->Row.txt_rtf))
-        return;
-    // A damaged document keeps what the reader could make of it.
-    QTextDocument document;
-    RtfReader::Read(bytes, &document);
-    file->Row.txt_rtf = QString::fromLatin1(RtfWriter::FromDocument(document));
-}
-
-void convertHtml(const QByteArray &bytes, ImportedFile *file)
-{
-    QString html;
-    qsizetype markLength = 0;
-    QString charset = TextDecoder::ByteOrderMark(bytes, &markLength);
-    if (charset.isEmpty()) {
-        charset = TextDecoder::HtmlCharset(bytes).toLower();
-        // A page cannot declare itself UTF-16 in bytes that are not; browsers read it as UTF-8.
-        if (charset.startsWith(QLatin1String("utf-16")))
-            charset = QStringLiteral("utf-8");
-    }
-    if (charset.isEmpty() || !TextDecoder::DecodeAs(QByteArrayView(bytes).sliced(markLength), charset, &html)) {
-        const TextDecoder::Decoded decoded = TextDecoder::Decode(bytes);
-        if (decoded.Binary) {
-            file->Skipped = QStringLiteral("not a text file");
-            return;
-        }
-        html = decoded.Text;
-        charset = decoded.Encoding;
-    } else if (charset == QLatin1String("iso-8859-1") || charset == QLatin1String("us-ascii")) {
-        charset = QStringLiteral("windows-1252");
-    }
-    file->Encoding = charset;
-
-    // What scripts and style sheets hold is not text, and a saved page's colours (white on black,
-    // say) would make the text unreadable in the viewer.
-    static const QRegularExpression hidden(QStringLiteral(R"(<(script|style|noscript)\b.*?</\1\s*>|<link\b[^>]*>)"),
-                                           QRegularExpression::CaseInsensitiveOption |
-                                               QRegularExpression::DotMatchesEverythingOption);
-    html.remove(hidden);
-    QTextDocument document;
-    document.setHtml(html);
-    if (document.toPlainText().trimmed().isEmpty()) {
-        file->Skipped = QStringLiteral("holds no text");
-        return;
-    }
-    file->Row.txt_rtf = QString::fromLatin1(RtfWriter::FromDocument(document));
-}
-
-void convertText(const QByteArray &bytes, ImportedFile *file)
-{
-    const TextDecoder::Decoded decoded = TextDecoder::Decode(bytes);
-    if (decoded.Binary) {
-        file->Skipped = QStringLiteral("not a text file");
-        return;
-    }
-    file->Encoding = decoded.Encoding;
-    if (decoded.Text.trimmed().isEmpty()) {
-        file->Skipped = QStringLiteral("holds no text");
-        return;
-    }
-    file->Row.txt_rtf =
-        QString::fromLatin1(RtfWriter::FromPlainText(decoded.Text, RtfWriter::PlainTextFont::FixedPitch));
 }
 
 } // namespace
@@ -252,18 +127,11 @@ ImportedFile FileImport::Convert(const QString &path, quint8 subCat)
         file.Skipped = QStringLiteral("larger than 64 MB");
         return file;
     }
-    if (bytes.isEmpty()) {
-        file.Skipped = QStringLiteral("empty file");
-        return file;
-    }
 
-    const QString suffix = info.suffix().toLower();
-    if (suffix == QLatin1String("rtf") && RtfReader::LooksLikeRtf(bytes))
-        convertRtf(bytes, &file);
-    else if (htmlSuffixes.contains(suffix))
-        convertHtml(bytes, &file);
-    else
-        convertText(bytes, &file);
+    FileConversion::Converted converted = FileConversion::FromBytes(info.suffix(), bytes);
+    file.Row.txt_rtf = std::move(converted.Rtf);
+    file.Encoding = std::move(converted.Encoding);
+    file.Skipped = std::move(converted.Skipped);
     return file;
 }
 

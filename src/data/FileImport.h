@@ -42,7 +42,8 @@ public:
     // The sub-category a file's name implies: "cheat", "code" or "hint" 2, "preview" 4, "review" 3,
     // "news" 5, otherwise 1 (walkthrough or guide).
     static quint8 SubCategoryFor(const QString &name);
-    // Reads and converts the file at `path`; `subCat` 0 takes the one its name implies.
+    // Reads the file at `path` (a regular file of up to MaxFileSize bytes) and converts its bytes as
+    // FileConversion does; `subCat` 0 takes the one its name implies.
     static ImportedFile Convert(const QString &path, quint8 subCat = 0);
 
     // Reads the sources the game already has; false when the game is gone or the store fails.

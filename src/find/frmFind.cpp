@@ -1,5 +1,6 @@
 #include "frmFind.h"
 
+#include "QuickFindLog.h"
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
 #include "components/FindIndexBuilder.h"
@@ -232,18 +233,12 @@ void frmFind::loadPhrases()
     QFile file(AppPath() + QStringLiteral("quickfind.log"));
     if (!file.exists())
         return;
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+    if (!file.open(QIODevice::ReadOnly)) {
         LogError({ErrNumber::PathFileAccess, file.errorString()}, module, QStringLiteral("Form_Load"), false);
         return;
     }
     const QSignalBlocker quiet(cboFind);
-    const QStringList lines = QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'));
-    for (QString line : lines) {
-        if (line.endsWith(QLatin1Char('\r')))
-            line.chop(1);
-        if (!line.isEmpty())
-            cboFind->addItem(line);
-    }
+    cboFind->addItems(QuickFindLog::Phrases(file.readAll()));
     // The list offers the phrases; the box itself starts empty.
     cboFind->setCurrentIndex(-1);
     cboFind->clearEditText();

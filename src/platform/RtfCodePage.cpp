@@ -202,6 +202,11 @@ bool RtfCodePage::Decoder::isLeadByte(unsigned char byte) const
     return d->byteClass[byte] & Lead;
 }
 
+bool RtfCodePage::Decoder::keepsAscii() const
+{
+    return d->doubleByte || d->tableStart >= 0x80;
+}
+
 QString RtfCodePage::Decoder::decode(QByteArrayView bytes) const
 {
     if (bytes.isEmpty())

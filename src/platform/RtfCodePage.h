@@ -27,6 +27,8 @@ public:
     bool isDoubleByte() const;
     // For double-byte pages: whether `byte` starts a two-byte character.
     bool isLeadByte(unsigned char byte) const;
+    // Whether ASCII bytes decode as themselves; not so in Symbol, whose letters are Greek.
+    bool keepsAscii() const;
     QString decode(QByteArrayView bytes) const;
 
 private:

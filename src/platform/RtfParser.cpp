@@ -227,8 +227,9 @@ void RtfParser::textBytes(QByteArrayView bytes)
     bool ascii = true;
     for (const char c : bytes)
         ascii = ascii && static_cast<unsigned char>(c) < 0x80;
-    if (!ascii) {
-        // Unescaped 8-bit text is in the code page, as escaped bytes are.
+    // Unescaped 8-bit text is in the code page, as escaped bytes are; so is all text in a symbol font,
+    // whatever its neighbours, though not the field instructions that name a link.
+    if (!ascii || (m_state.dest != Dest::FieldInst && !decoder().keepsAscii())) {
         for (const char c : bytes)
             hexByte(static_cast<unsigned char>(c));
         return;

@@ -29,6 +29,18 @@ QString decodePlain(QByteArrayView bytes)
     return RtfCodePage::Decoder(1252).decode(bytes);
 }
 
+// Where "{\rtf" starts, after the blanks and the UTF-8 mark that editors may put before it; -1 when
+// the bytes do not start so. What comes before it is no part of the document.
+qsizetype rtfStart(QByteArrayView data)
+{
+    qsizetype at = 0;
+    if (data.startsWith("\xEF\xBB\xBF"))
+        at = 3;
+    while (at < data.size() && (data[at] == ' ' || data[at] == '\t' || data[at] == '\r' || data[at] == '\n'))
+        ++at;
+    return data.sliced(at).startsWith("{\\rtf") ? at : -1;
+}
+
 // Builds document content at a cursor.
 class DocumentSink final : public RtfSink
 {
@@ -233,12 +245,7 @@ namespace RtfReader {
 
 bool LooksLikeRtf(QByteArrayView data)
 {
-    qsizetype at = 0;
-    if (data.startsWith("\xEF\xBB\xBF"))
-        at = 3;
-    while (at < data.size() && (data[at] == ' ' || data[at] == '\t' || data[at] == '\r' || data[at] == '\n'))
-        ++at;
-    return data.sliced(at).startsWith("{\\rtf");
+    return rtfStart(data) >= 0;
 }
 
 bool IsWhole(QByteArrayView rtf)
@@ -297,26 +304,28 @@ void Read(QByteArrayView rtf, QTextDocument *document)
 void Insert(QByteArrayView rtf, QTextCursor &cursor)
 {
     cursor.beginEditBlock();
-    if (!LooksLikeRtf(rtf)) {
+    const qsizetype start = rtfStart(rtf);
+    if (start < 0) {
         cursor.insertText(decodePlain(rtf));
     } else {
         RtfParser parser(nullptr);
         DocumentSink sink(cursor, parser);
         parser.setSink(&sink);
-        parser.parse(rtf);
+        parser.parse(rtf.sliced(start));
     }
     cursor.endEditBlock();
 }
 
 QString PlainText(QByteArrayView rtf)
 {
-    if (!LooksLikeRtf(rtf))
+    const qsizetype start = rtfStart(rtf);
+    if (start < 0)
         return decodePlain(rtf);
     QString text;
     text.reserve(rtf.size() / 2);
     PlainTextSink sink(&text);
     RtfParser parser(&sink);
-    parser.parse(rtf);
+    parser.parse(rtf.sliced(start));
     return text;
 }
 

@@ -67,6 +67,26 @@ bool singleBytePage(const QString &name)
            name.startsWith(QLatin1String("koi8-"));
 }
 
+// Qt's UTF-16 and UTF-32 converters let half of a surrogate pair through on its own. No font shows
+// one and UTF-8 cannot hold one, so text saved again would have a "?" there: it becomes the
+// replacement character, as any other invalid sequence does. Whether there was one.
+bool replaceLoneSurrogates(QString *text)
+{
+    bool found = false;
+    for (qsizetype i = 0; i < text->size(); ++i) {
+        const QChar c = text->at(i);
+        if (!c.isSurrogate())
+            continue;
+        if (c.isHighSurrogate() && i + 1 < text->size() && text->at(i + 1).isLowSurrogate()) {
+            ++i;
+            continue;
+        }
+        (*text)[i] = QChar::ReplacementCharacter;
+        found = true;
+    }
+    return found;
+}
+
 // Decodes with the named converter; false when the name is unknown. `clean` tells whether every
 // byte was valid in that encoding.
 bool decodeWith(QByteArrayView bytes, const QString &name, QString *text, bool *clean = nullptr)
@@ -75,8 +95,9 @@ bool decodeWith(QByteArrayView bytes, const QString &name, QString *text, bool *
     if (!decoder.isValid())
         return false;
     *text = decoder.decode(bytes);
+    const bool lone = replaceLoneSurrogates(text);
     if (clean)
-        *clean = !decoder.hasError();
+        *clean = !decoder.hasError() && !lone;
     return true;
 }
 

@@ -1,0 +1,36 @@
+// libFuzzer target for the phrase list of Find Files... ("quickfind.log"): what the log's bytes give,
+// and that the phrases written back one a line give the same list. Build and run it with
+// scripts/fuzz phrases.
+#include "find/QuickFindLog.h"
+
+#include <QString>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+void check(bool holds, const char *promise)
+{
+    if (!holds) {
+        std::fprintf(stderr, "phrases_fuzzer: broken: %s\n", promise);
+        std::abort();
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    const QByteArrayView bytes(reinterpret_cast<const char *>(data), qsizetype(size));
+    const QStringList phrases = QuickFindLog::Phrases(bytes);
+    QByteArray log;
+    for (const QString &phrase : phrases) {
+        check(!phrase.isEmpty() && !phrase.contains(u'\n') && !phrase.contains(u'\r'), "one line, not empty");
+        log += phrase.toUtf8() + "\r\n";
+    }
+    check(QuickFindLog::Phrases(log) == phrases, "written back, the log gives the same phrases");
+    return 0;
+}
