@@ -121,6 +121,13 @@ void frmBackups::stopCounting()
     m_counting.waitForFinished();
 }
 
+QString frmBackups::MadeText(const BackupInfo &backup)
+{
+    const QLocale locale;
+    return locale.toString(backup.Made.date(), QLocale::LongFormat) + QStringLiteral(", ") +
+           locale.toString(backup.Made.time(), QLocale::ShortFormat);
+}
+
 void frmBackups::Refresh()
 {
     stopCounting();
@@ -129,8 +136,7 @@ void frmBackups::Refresh()
     const QLocale locale;
     for (const BackupInfo &backup : std::as_const(m_backups)) {
         auto *item = new QTreeWidgetItem(lvwBackups);
-        item->setText(MadeColumn, locale.toString(backup.Made.date(), QLocale::LongFormat) + QStringLiteral(", ") +
-                                      locale.toString(backup.Made.time(), QLocale::ShortFormat));
+        item->setText(MadeColumn, MadeText(backup));
         item->setText(KindColumn, kindOf(backup));
         item->setText(SizeColumn, locale.formattedDataSize(backup.Size));
         item->setText(GamesColumn, QStringLiteral("..."));

@@ -30,6 +30,10 @@ public:
     frmBackups(const QString &storePath, QWidget *parent = nullptr);
     ~frmBackups() override;
 
+    // When a backup was made, as the list and the messages about it say it: "Monday, 23 November
+    // 2026, 09:14".
+    static QString MadeText(const BackupInfo &backup);
+
     // The backup to restore once the window closed with Restore.
     std::optional<BackupInfo> Chosen() const { return m_chosen; }
 

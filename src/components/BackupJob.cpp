@@ -20,7 +20,8 @@ const QString moduleName = QStringLiteral("BackupJob");
 // The stages of a restore, for the progress dialog.
 enum Stage { Checking, Copying };
 
-BackgroundWork::Shown percent(const QString &text, const BackgroundWork::Step &step)
+// A bar that fills with the work when its size is known, a busy bar otherwise.
+BackgroundWork::Shown bar(const QString &text, const BackgroundWork::Step &step)
 {
     if (step.total <= 0)
         return {-1, text};
@@ -34,16 +35,6 @@ StoreBackup::Progress reportAs(const BackgroundWork::Report &report, int stage)
     };
 }
 
-BackgroundWork::Outcome outcomeOf(bool ok, const ErrObject &err, QString *error)
-{
-    if (ok)
-        return BackgroundWork::Outcome::Done;
-    if (err.Number == StoreBackup::Cancelled)
-        return BackgroundWork::Outcome::Cancelled;
-    *error = err.Description;
-    return BackgroundWork::Outcome::Failed;
-}
-
 // Runs work that reports through StoreBackup's progress and fails with an ErrObject.
 using StoreWork = std::function<bool(const BackgroundWork::Report &, ErrObject *)>;
 BackgroundWork::Outcome run(QWidget *window, const QString &title, const StoreWork &work,
@@ -55,7 +46,11 @@ BackgroundWork::Outcome run(QWidget *window, const QString &title, const StoreWo
         describe, error);
     if (outcome == BackgroundWork::Outcome::Done)
         return outcome;
-    return outcomeOf(false, err.isError() ? err : ErrObject{StoreBackup::Cancelled, {}}, error);
+    // Work that stopped without an error of its own was cancelled.
+    if (!err.isError() || err.Number == StoreBackup::Cancelled)
+        return BackgroundWork::Outcome::Cancelled;
+    *error = err.Description;
+    return BackgroundWork::Outcome::Failed;
 }
 
 QDateTime lastWritten(const QString &storePath)
@@ -68,10 +63,23 @@ QDateTime lastWritten(const QString &storePath)
     return last;
 }
 
+// The store's backups that hold it, newest first: not the copies of damaged stores.
+QVector<BackupInfo> soundBackups(const QString &storePath)
+{
+    QVector<BackupInfo> backups = StoreBackup::List(BackupJob::Folder(), modADO::NameFromPath(storePath));
+    backups.erase(std::remove_if(backups.begin(), backups.end(), [](const BackupInfo &b) { return b.IsDamaged(); }),
+                  backups.end());
+    return backups;
+}
+
+bool holdsStore(const QVector<BackupInfo> &backups, const QString &storePath)
+{
+    return !backups.isEmpty() && backups.constFirst().Written > lastWritten(storePath);
+}
+
 bool writable(const QString &storePath)
 {
-    const QFileInfo info(storePath);
-    return info.isWritable() && QFileInfo(info.absolutePath()).isWritable();
+    return modADO::ReadOnlyReason(storePath).isEmpty();
 }
 
 } // namespace
@@ -96,8 +104,7 @@ BackgroundWork::Outcome BackupJob::Make(QWidget *window, const QString &storePat
         [&](const BackgroundWork::Report &report, ErrObject *err) {
             return StoreBackup::Make(storePath, folder, note, made, err, reportAs(report, Copying));
         },
-        [](const BackgroundWork::Step &step) { return percent(QStringLiteral("Backing up the library..."), step); },
-        error);
+        [](const BackgroundWork::Step &step) { return bar(QStringLiteral("Backing up the library..."), step); }, error);
     if (outcome == BackgroundWork::Outcome::Done && rotate)
         StoreBackup::Rotate(folder, modADO::NameFromPath(storePath), Keep());
     return outcome;
@@ -105,19 +112,15 @@ BackgroundWork::Outcome BackupJob::Make(QWidget *window, const QString &storePat
 
 bool BackupJob::UpToDate(const QString &storePath)
 {
-    const QVector<BackupInfo> backups = StoreBackup::List(Folder(), modADO::NameFromPath(storePath));
-    for (const BackupInfo &backup : backups) {
-        if (backup.Note == QLatin1String("damaged"))
-            continue;
-        return QFileInfo(backup.Path).lastModified() > lastWritten(storePath);
-    }
-    return false;
+    return holdsStore(soundBackups(storePath), storePath);
 }
 
 void BackupJob::Daily(QWidget *window, const QString &storePath)
 {
-    if (!writable(storePath) || StoreBackup::MadeOn(Folder(), modADO::NameFromPath(storePath), QDate::currentDate()) ||
-        UpToDate(storePath))
+    if (!writable(storePath))
+        return;
+    const QVector<BackupInfo> backups = soundBackups(storePath);
+    if (StoreBackup::MadeOn(backups, QDate::currentDate()) || holdsStore(backups, storePath))
         return;
     QString error;
     if (Make(window, storePath, QString(), nullptr, &error) == BackgroundWork::Outcome::Failed)
@@ -172,14 +175,14 @@ BackgroundWork::Outcome BackupJob::Restore(QWidget *window, const QString &backu
         },
         [](const BackgroundWork::Step &step) {
             return step.stage == Checking ? BackgroundWork::Shown{-1, QStringLiteral("Checking the backup...")}
-                                          : percent(QStringLiteral("Restoring the library..."), step);
+                                          : bar(QStringLiteral("Restoring the library..."), step);
         },
         error);
 }
 
 std::optional<BackupInfo> BackupJob::NewestGood(QWidget *window, const QString &storePath)
 {
-    const QVector<BackupInfo> backups = StoreBackup::List(Folder(), modADO::NameFromPath(storePath));
+    const QVector<BackupInfo> backups = soundBackups(storePath);
     std::optional<BackupInfo> good;
     QString error;
     run(
@@ -187,8 +190,6 @@ std::optional<BackupInfo> BackupJob::NewestGood(QWidget *window, const QString &
         [&](const BackgroundWork::Report &report, ErrObject *err) {
             for (const BackupInfo &backup : backups) {
                 ErrObject checkErr;
-                if (backup.Note == QLatin1String("damaged"))
-                    continue;
                 if (StoreBackup::Check(backup.Path, nullptr, &checkErr, reportAs(report, Checking))) {
                     good = backup;
                     return true;

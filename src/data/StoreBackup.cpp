@@ -31,7 +31,6 @@ namespace {
 constexpr int stepPages = 1024;
 // How often a long statement reports progress, in virtual machine steps.
 constexpr int progressOps = 20000;
-const QString damagedNote = QStringLiteral("damaged");
 const QString timeFormat = QStringLiteral("yyyy-MM-dd HH-mm-ss");
 
 // A connection of its own, on the thread that makes it; gone with the object.
@@ -114,10 +113,9 @@ bool replaceFile(const QString &source, const QString &target, ErrObject *err)
     return true;
 }
 
-// Copies a closed file and puts it on the disk; the copy is whole or absent.
-bool copyFile(const QString &source, const QString &target, ErrObject *err)
+// Copies a closed file to `part` and puts the copy on the disk; nothing is left on failure.
+bool writeCopy(const QString &source, const QString &part, ErrObject *err)
 {
-    const QString part = target + QStringLiteral(".part");
     QFile in(source);
     QFile out(part);
     if (!in.open(QIODevice::ReadOnly)) {
@@ -144,6 +142,15 @@ bool copyFile(const QString &source, const QString &target, ErrObject *err)
         QFile::remove(part);
         return false;
     }
+    return true;
+}
+
+// Copies a closed file; the copy at `target` is whole or absent.
+bool copyFile(const QString &source, const QString &target, ErrObject *err)
+{
+    const QString part = target + QStringLiteral(".part");
+    if (!writeCopy(source, part, err))
+        return false;
     if (!replaceFile(part, target, err)) {
         QFile::remove(part);
         return false;
@@ -279,7 +286,8 @@ bool StoreBackup::KeepDamaged(const QString &storePath, const QString &folder, Q
 {
     if (!makeFolder(folder, err))
         return false;
-    const QString target = freePath(folder, modADO::NameFromPath(storePath), QDateTime::currentDateTime(), damagedNote);
+    const QString target = freePath(folder, modADO::NameFromPath(storePath), QDateTime::currentDateTime(),
+                                    QString(BackupInfo::DamagedNote));
     // The log goes first: a copy of the store without it would be older than the store.
     const QString log = storePath + QStringLiteral("-wal");
     if (QFileInfo::exists(log) && !copyFile(log, target + QStringLiteral("-wal"), err))
@@ -317,17 +325,20 @@ QVector<BackupInfo> StoreBackup::List(const QString &folder, const QString &stor
 
 bool StoreBackup::MadeOn(const QString &folder, const QString &storeName, const QDate &day)
 {
-    const QVector<BackupInfo> backups = List(folder, storeName);
-    return std::any_of(backups.cbegin(), backups.cend(), [&day](const BackupInfo &backup) {
-        return backup.Made.date() == day && backup.Note != damagedNote;
-    });
+    return MadeOn(List(folder, storeName), day);
+}
+
+bool StoreBackup::MadeOn(const QVector<BackupInfo> &backups, const QDate &day)
+{
+    return std::any_of(backups.cbegin(), backups.cend(),
+                       [&day](const BackupInfo &backup) { return backup.Made.date() == day && !backup.IsDamaged(); });
 }
 
 void StoreBackup::Rotate(const QString &folder, const QString &storeName, int keep)
 {
     int kept = 0;
     for (const BackupInfo &backup : List(folder, storeName)) {
-        if (backup.Note == damagedNote)
+        if (backup.IsDamaged())
             continue;
         if (++kept > std::max(keep, 1))
             QFile::remove(backup.Path);
@@ -389,16 +400,14 @@ bool StoreBackup::Restore(const QString &backupPath, const QString &storePath, E
             err->Description = QStringLiteral("The backup cannot be restored. %1").arg(err->Description);
         return false;
     }
-    bool stopped = false;
-    int rc = SQLITE_OK;
     {
         Link backup(backupPath, "ro");
         Link store(storePath, "rw");
         if (!backup.open(err))
             return false;
-        ErrObject storeErr;
-        if (store.open(&storeErr)) {
-            rc = copyPages(store.handle(), backup.handle(), progress, &stopped);
+        if (store.open(err)) {
+            bool stopped = false;
+            const int rc = copyPages(store.handle(), backup.handle(), progress, &stopped);
             if (stopped) {
                 *err = cancelled();
                 return false;
@@ -406,8 +415,6 @@ bool StoreBackup::Restore(const QString &backupPath, const QString &storePath, E
             if (rc == SQLITE_DONE)
                 return true;
             *err = store.error(rc);
-        } else {
-            *err = storeErr;
         }
     }
     // Only a store too broken to take the pages is replaced as a file; a locked, read-only or
@@ -416,7 +423,7 @@ bool StoreBackup::Restore(const QString &backupPath, const QString &storePath, E
         return false;
     err->Clear();
     const QString fresh = storePath + QStringLiteral(".restore");
-    if (!copyFile(backupPath, fresh, err))
+    if (!writeCopy(backupPath, fresh, err))
         return false;
     // The damaged store's log and shared memory would be laid over the restored file.
     QFile::remove(storePath + QStringLiteral("-wal"));

@@ -20,6 +20,10 @@ struct BackupInfo
     qint64 Size = 0;
     // When the file was written, which orders backups made within the same second.
     QDateTime Written;
+
+    // The note of a byte copy of a store that could not be opened.
+    static constexpr QLatin1String DamagedNote{"damaged"};
+    bool IsDamaged() const { return Note == DamagedNote; }
 };
 
 // What a backup holds, read from it without changing it.
@@ -60,6 +64,8 @@ public:
     static QVector<BackupInfo> List(const QString &folder, const QString &storeName = {});
     // Whether `folder` holds a backup of `storeName` made on `day`.
     static bool MadeOn(const QString &folder, const QString &storeName, const QDate &day);
+    // The same of backups listed already.
+    static bool MadeOn(const QVector<BackupInfo> &backups, const QDate &day);
     // Deletes the oldest backups of `storeName` beyond the newest `keep`. Copies of damaged stores
     // are never deleted here: they may be all that is left of some of the user's work.
     static void Rotate(const QString &folder, const QString &storeName, int keep);

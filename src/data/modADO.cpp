@@ -84,12 +84,7 @@ bool modADO::Open(const QString &path, ErrObject *err)
     }
     // A store whose file or folder cannot be written is opened for reading only, so that it is
     // said at once and no write (not even the journal's) is ever tried on it.
-    QString readOnly;
-    if (!info.isWritable())
-        readOnly = QStringLiteral("the file is read-only");
-    else if (!QFileInfo(info.absolutePath()).isWritable())
-        readOnly =
-            QStringLiteral("its folder \"%1\" cannot be written").arg(QDir::toNativeSeparators(info.absolutePath()));
+    const QString readOnly = ReadOnlyReason(path);
 
     // A read-only store with no log waiting is read as it stands, which leaves no log or
     // shared-memory file beside it; one with a log is read through it, so nothing committed is missed.
@@ -108,6 +103,16 @@ bool modADO::Open(const QString &path, ErrObject *err)
     m_name = NameFromPath(path);
     m_readOnlyReason = readOnly;
     return true;
+}
+
+QString modADO::ReadOnlyReason(const QString &path)
+{
+    const QFileInfo info(path);
+    if (!info.isWritable())
+        return QStringLiteral("the file is read-only");
+    if (!QFileInfo(info.absolutePath()).isWritable())
+        return QStringLiteral("its folder \"%1\" cannot be written").arg(QDir::toNativeSeparators(info.absolutePath()));
+    return {};
 }
 
 bool modADO::openAs(const QString &path, OpenMode mode, ErrObject *err)

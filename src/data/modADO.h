@@ -33,6 +33,9 @@ public:
     // written; ReadOnlyError says so in words for the user.
     bool IsReadOnly() const { return !m_readOnlyReason.isEmpty(); }
     ErrObject ReadOnlyError() const;
+    // Why the store at `path` cannot take changes (its file or its folder is read-only); empty
+    // when it can.
+    static QString ReadOnlyReason(const QString &path);
 
     bool IsOpen() const;
     // The open connection; an invalid one while none is open.

@@ -15,18 +15,10 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QLocale>
 
 namespace {
 
 const QString moduleName = QStringLiteral("frmMain");
-
-QString madeText(const BackupInfo &backup)
-{
-    const QLocale locale;
-    return locale.toString(backup.Made.date(), QLocale::LongFormat) + QStringLiteral(", ") +
-           locale.toString(backup.Made.time(), QLocale::ShortFormat);
-}
 
 } // namespace
 
@@ -75,7 +67,7 @@ bool frmMain::OfferRestore(const QString &storePath)
     }
     if (MsgBox(QStringLiteral("The store \"%1\" is damaged.\n\nRestore the newest good backup, made %2? A copy of "
                               "the damaged store is kept in the backups.")
-                   .arg(QDir::toNativeSeparators(storePath), madeText(*good)),
+                   .arg(QDir::toNativeSeparators(storePath), frmBackups::MadeText(*good)),
                MsgButtons::YesNo, MsgIcon::Exclamation, QStringLiteral("Restore From Backup")) != MsgResult::Yes)
         return false;
     return RestoreFrom(*good, storePath, true);
@@ -130,7 +122,7 @@ bool frmMain::RestoreFrom(const BackupInfo &backup, const QString &storePath, bo
     case BackgroundWork::Outcome::Done:
         MsgBox(QStringLiteral("Your library was restored from the backup made %1.\n\nThe library as it was is kept "
                               "as \"%2\".")
-                   .arg(madeText(backup), QFileInfo(kept).fileName()),
+                   .arg(frmBackups::MadeText(backup), QFileInfo(kept).fileName()),
                MsgButtons::OK, MsgIcon::Information, QStringLiteral("Restore From Backup"));
         return true;
     case BackgroundWork::Outcome::Cancelled:
