@@ -2,6 +2,7 @@
 #include "base/Version.h"
 #include "data/HomeFolder.h"
 #include "data/modADO.h"
+#include "platform/HelpPages.h"
 #include "platform/QtPrompts.h"
 #include "platform/SingleInstance.h"
 #include "platform/TerminationSignals.h"
@@ -79,6 +80,10 @@ int main(int argc, char *argv[])
     ErrObject err;
     if (!HomeFolder::Prepare(AppPath(), nullptr, &err))
         MsgBox(err.Description, MsgButtons::OK, MsgIcon::Critical);
+    // The help pages follow the program: a home gets this version's pages; one that cannot be
+    // written keeps the ones it has, and Help says so when it has none.
+    else if (ErrObject helpErr; !HelpPages::Install(AppPath(), &helpErr))
+        qWarning("%s", qPrintable(helpErr.Description));
 
     // A logout or kill asks the window to close the usual way, so the layout and settings are kept.
     TerminationSignals termination;

@@ -12,6 +12,8 @@
 #include <QSqlQuery>
 #include <QUrl>
 
+#include <sqlite3.h>
+
 #include <utility>
 
 Q_DECLARE_LOGGING_CATEGORY(lcStore)
@@ -220,4 +222,9 @@ bool modADO::IsOpen() const
 QSqlDatabase modADO::Connection() const
 {
     return QSqlDatabase::contains(m_connectionName) ? QSqlDatabase::database(m_connectionName, false) : QSqlDatabase();
+}
+
+QString modADO::SqliteVersion()
+{
+    return QString::fromLatin1(sqlite3_libversion());
 }

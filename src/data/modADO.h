@@ -46,6 +46,8 @@ public:
     // The file name (after the last "/") with every occurrence of its last four characters removed:
     // "lorekeep.lkb" gives "lorekeep".
     static QString NameFromPath(const QString &path);
+    // The version of the SQLite library the store is read with, "3.40.1".
+    static QString SqliteVersion();
 
     // Whether this version reads the store `db` is open on: false, with the reason, for one written
     // by a newer Lorekeep.

@@ -87,4 +87,51 @@ SettingKey FindField(int index)
     return pick(findFields, index);
 }
 
+QList<SettingKey> All()
+{
+    QList<SettingKey> all{FirstRun,
+                          TOD,
+                          TipNumber,
+                          LastSearchText,
+                          ClipTop,
+                          ClipLeft,
+                          ClipWidth,
+                          ClipHeight,
+                          QCFont,
+                          AppLayout,
+                          BrowsStart,
+                          FileView,
+                          LayoutTree,
+                          LayoutDetail,
+                          LayoutImgs1Left,
+                          LayoutImgs2Top,
+                          LayoutDetailHeight,
+                          TreeSearchText,
+                          DetailSelTab,
+                          ViewSelTab,
+                          BrowsePopups,
+                          BrowseSearchPage,
+                          ImportFolder,
+                          BackupsKeep,
+                          ExportFolder,
+                          WindowGeometry};
+    const auto append = [&all](const auto &keys) {
+        all.append(QList<SettingKey>(keys.begin(), keys.end()));
+    };
+    append(bookmarkColumns);
+    append(favoriteColumns);
+    append(searchColumns);
+    append(viewColumns);
+    append(viewControlColumns);
+    append(findCategories);
+    append(findFields);
+    return all;
+}
+
+bool IsWriteOnly(const SettingKey &setting)
+{
+    return setting.section() == QLatin1String(LastSearchText.Section) &&
+           setting.key() == QLatin1String(LastSearchText.Key);
+}
+
 } // namespace SettingKeys

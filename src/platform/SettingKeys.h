@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QList>
 #include <QString>
 
 // One persisted setting: its section, its key and the value a reader gets when the entry is absent.
@@ -22,6 +23,9 @@ namespace SettingKeys {
 // Settings: first run, tip of the day, tree search, Quick Clip window.
 constexpr SettingKey FirstRun{"Settings", "FirstRun", "0"};
 constexpr SettingKey TOD{"Settings", "TOD", "1"};
+// The tip the tip of the day shows next (counting from 1), so each start brings a new one.
+constexpr SettingKey TipNumber{"Settings", "TipNumber", "1"};
+// Written by the tree search and read by nothing: kept for a user who edits the file.
 constexpr SettingKey LastSearchText{"Settings", "LastSearchText", ""};
 // Quick Clip geometry: the window's own design geometry when absent.
 constexpr SettingKey ClipTop{"Settings", "ClipTop", nullptr};
@@ -76,5 +80,10 @@ SettingKey ViewControlColumn(int index);
 // Find Files: category check boxes 1-6 and field check boxes 1-3.
 SettingKey FindCategory(int index);
 SettingKey FindField(int index);
+
+// Every key above, the indexed ones with each of their indexes.
+QList<SettingKey> All();
+// Keys the program writes and never reads.
+bool IsWriteOnly(const SettingKey &setting);
 
 } // namespace SettingKeys

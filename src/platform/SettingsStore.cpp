@@ -26,8 +26,25 @@ QString path(const QString &section, const QString &key)
 
 } // namespace
 
+namespace {
+
+SettingReadObserver &readObserver()
+{
+    static SettingReadObserver observer;
+    return observer;
+}
+
+} // namespace
+
+void ObserveSettingReads(SettingReadObserver observer)
+{
+    readObserver() = std::move(observer);
+}
+
 QString GetSetting(const QString &section, const QString &key, const QString &defaultValue)
 {
+    if (readObserver())
+        readObserver()(section, key, defaultValue);
     const QVariant value = store().value(path(section, key));
     if (!value.isValid())
         return defaultValue;

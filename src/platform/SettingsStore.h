@@ -5,9 +5,9 @@
 #include <QList>
 #include <QString>
 
-#include <utility>
-
+#include <functional>
 #include <optional>
+#include <utility>
 
 // The per-user settings store: strings by section and key under the application "Lorekeep", kept in
 // an INI file in the user's configuration folder. Every reader supplies its own default.
@@ -29,6 +29,12 @@ std::optional<bool> SettingBool(const QString &value);
 std::optional<int> SettingWidth(const QString &value);
 // Booleans are stored as "True"/"False".
 QString SettingText(bool value);
+
+// Called with every read's section, key and default while set; for checking which keys the program
+// reads. An empty function stops it.
+using SettingReadObserver =
+    std::function<void(const QString &section, const QString &key, const QString &defaultValue)>;
+void ObserveSettingReads(SettingReadObserver observer);
 
 // Where the store lives; useful for messages and tests.
 QString SettingsFileName();

@@ -15,19 +15,17 @@ QMenu *addMenu(QMenuBar *bar, const char *name, const char *caption)
     return menu;
 }
 
-QAction *addItem(QMenu *menu, const char *name, const char *caption, bool enabled = true,
-                 const QKeySequence &shortcut = {})
+QAction *addItem(QMenu *menu, const char *name, const char *caption, const QKeySequence &shortcut = {})
 {
     QAction *item = menu->addAction(QString::fromLatin1(caption));
     item->setObjectName(QString::fromLatin1(name));
-    item->setEnabled(enabled);
     item->setShortcut(shortcut);
     return item;
 }
 
-QAction *addCheck(QMenu *menu, const char *name, const char *caption)
+QAction *addCheck(QMenu *menu, const char *name, const char *caption, const QKeySequence &shortcut)
 {
-    QAction *item = addItem(menu, name, caption);
+    QAction *item = addItem(menu, name, caption, shortcut);
     item->setCheckable(true);
     item->setChecked(true);
     return item;
@@ -38,45 +36,53 @@ QAction *addCheck(QMenu *menu, const char *name, const char *caption)
 MainMenu::MainMenu(QMenuBar *bar)
 {
     mnuFile = addMenu(bar, "mnuFile", "&File");
-    mnuFileConnect = addItem(mnuFile, "mnuFileConnect", "&Open Lorekeep", true, QKeySequence::Open);
+    mnuFileConnect = addItem(mnuFile, "mnuFileConnect", "&Open Lorekeep", QKeySequence::Open);
     mnuFile->addSeparator();
-    mnuFileImport = addItem(mnuFile, "mnuFileImport", "&Import Files...", true, QKeySequence(Qt::CTRL | Qt::Key_I));
-    mnuFileImportFolder = addItem(mnuFile, "mnuFileImportFolder", "Import F&older...", true);
+    mnuFileImport = addItem(mnuFile, "mnuFileImport", "&Import Files...", QKeySequence(Qt::CTRL | Qt::Key_I));
+    mnuFileImportFolder =
+        addItem(mnuFile, "mnuFileImportFolder", "Import F&older...", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_I));
     mnuFile->addSeparator();
-    mnuFilePrint = addItem(mnuFile, "mnuFilePrint", "&Print", true, QKeySequence::Print);
-    mnuFileExportPdf = addItem(mnuFile, "mnuFileExportPdf", "&Export to PDF...", true);
+    mnuFilePrint = addItem(mnuFile, "mnuFilePrint", "&Print", QKeySequence::Print);
+    mnuFileExportPdf =
+        addItem(mnuFile, "mnuFileExportPdf", "&Export to PDF...", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_E));
     mnuFile->addSeparator();
-    mnuFileRestore = addItem(mnuFile, "mnuFileRestore", "&Restore From Backup...", true);
+    mnuFileRestore = addItem(mnuFile, "mnuFileRestore", "&Restore From Backup...");
     mnuFile->addSeparator();
-    mnuFileExit = addItem(mnuFile, "mnuFileExit", "E&xit", true, QKeySequence::Quit);
+    mnuFileExit = addItem(mnuFile, "mnuFileExit", "E&xit", QKeySequence::Quit);
     mnuFileExit->setMenuRole(QAction::QuitRole);
 
     mnuEdit = addMenu(bar, "mnuEdit", "&Edit");
     mnuMaintPlatforms = addItem(mnuEdit, "mnuMaintPlatforms", "&Platforms");
     mnuEdit->addSeparator();
-    mnuSearchLorekeep = addItem(mnuEdit, "mnuSearchLorekeep", "&Find...", true, QKeySequence::Find);
+    mnuSearchLorekeep = addItem(mnuEdit, "mnuSearchLorekeep", "&Find...", QKeySequence::Find);
 
     mnuView = addMenu(bar, "mnuView", "&View");
     mnuView->addSeparator();
-    mnuViewTop = addCheck(mnuView, "mnuViewTop", "&Title");
-    mnuViewLeft = addCheck(mnuView, "mnuViewLeft", "Book T&ree");
-    mnuViewBottom = addCheck(mnuView, "mnuViewBottom", "&Details");
+    mnuViewTop = addCheck(mnuView, "mnuViewTop", "&Title", QKeySequence(Qt::CTRL | Qt::Key_F9));
+    mnuViewLeft = addCheck(mnuView, "mnuViewLeft", "Book T&ree", QKeySequence(Qt::Key_F9));
+    mnuViewBottom = addCheck(mnuView, "mnuViewBottom", "&Details", QKeySequence(Qt::SHIFT | Qt::Key_F9));
 
     mnuTools = addMenu(bar, "mnuTools", "&Tools");
-    mnuViewQuickClip = addItem(mnuTools, "mnuViewQuickClip", "&Quick Clip Viewer");
-    mnuToolsCheck = addItem(mnuTools, "mnuToolsCheck", "Check &Library...", true);
+    mnuViewQuickClip =
+        addItem(mnuTools, "mnuViewQuickClip", "&Quick Clip Viewer", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C));
+    mnuToolsCheck = addItem(mnuTools, "mnuToolsCheck", "Check &Library...");
     mnuTools->addSeparator();
-    mnuToolsOptions = addItem(mnuTools, "mnuToolsOptions", "&Options...", false);
+    // Desktops without a settings key of their own get the common Ctrl+,.
+    const QList<QKeySequence> preferences = QKeySequence::keyBindings(QKeySequence::Preferences);
+    mnuToolsOptions =
+        addItem(mnuTools, "mnuToolsOptions", "&Options...",
+                preferences.isEmpty() ? QKeySequence(Qt::CTRL | Qt::Key_Comma) : preferences.constFirst());
+    mnuToolsOptions->setMenuRole(QAction::PreferencesRole);
 
     mnuHelp = addMenu(bar, "mnuHelp", "&Help");
-    mnuHelpContents = addItem(mnuHelp, "mnuHelpContents", "&Contents", false, QKeySequence::HelpContents);
-    mnuHelpSearch = addItem(mnuHelp, "mnuHelpSearch", "&Search For Help On...", false);
+    mnuHelpContents = addItem(mnuHelp, "mnuHelpContents", "&Contents", QKeySequence::HelpContents);
+    mnuHelpSearch = addItem(mnuHelp, "mnuHelpSearch", "&Search For Help On...", QKeySequence(Qt::SHIFT | Qt::Key_F1));
     mnuHelp->addSeparator();
-    mnuTips = addItem(mnuHelp, "mnuTips", "Tip Of The &Day", false);
+    mnuTips = addItem(mnuHelp, "mnuTips", "Tip Of The &Day");
     mnuHelp->addSeparator();
-    mnuHelpUpdate = addItem(mnuHelp, "mnuHelpUpdate", "Check For &Updates...", false);
-    mnuLKSupport = addItem(mnuHelp, "mnuLKSupport", "&Online Support", false);
+    mnuHelpUpdate = addItem(mnuHelp, "mnuHelpUpdate", "Check For &Updates...");
+    mnuLKSupport = addItem(mnuHelp, "mnuLKSupport", "&Online Support");
     mnuHelp->addSeparator();
-    mnuHelpAbout = addItem(mnuHelp, "mnuHelpAbout", "&About Lorekeep...", false);
+    mnuHelpAbout = addItem(mnuHelp, "mnuHelpAbout", "&About Lorekeep...");
     mnuHelpAbout->setMenuRole(QAction::AboutRole);
 }

@@ -4,8 +4,8 @@ class QAction;
 class QMenu;
 class QMenuBar;
 
-// The main window's menu bar. The items are named as the window's commands refer to them; items
-// whose window is not part of this build stay disabled rather than open something half made.
+// The main window's menu bar, its items named as the window's commands refer to them. The main
+// window enables each item while it can act.
 class MainMenu final
 {
 public:

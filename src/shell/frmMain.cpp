@@ -29,6 +29,8 @@
 #include <QMouseEvent>
 #include <QScreen>
 #include <QTextDocument>
+#include <QTextEdit>
+#include <QTimer>
 
 #include <chrono>
 
@@ -73,6 +75,7 @@ frmMain::frmMain(QWidget *parent) : QMainWindow(parent)
     buildWindow();
     connectMenu();
     connectPanes();
+    UpdateMenus();
     // A damaged store can show itself at any read, on any thread; the offer of a backup is made
     // here, after the read has failed and been reported.
     QPointer<frmMain> self(this);
@@ -158,6 +161,14 @@ void frmMain::connectMenu()
         if (m_showClipWindow)
             m_showClipWindow();
     });
+    connect(m_menu->mnuToolsOptions, &QAction::triggered, this, &frmMain::mnuToolsOptions_Click);
+    connect(m_menu->mnuHelpContents, &QAction::triggered, this, &frmMain::mnuHelpContents_Click);
+    connect(m_menu->mnuHelpSearch, &QAction::triggered, this, &frmMain::mnuHelpSearch_Click);
+    connect(m_menu->mnuTips, &QAction::triggered, this, &frmMain::mnuTips_Click);
+    connect(m_menu->mnuHelpUpdate, &QAction::triggered, this, &frmMain::mnuHelpUpdate_Click);
+    connect(m_menu->mnuLKSupport, &QAction::triggered, this, &frmMain::mnuLKSupport_Click);
+    connect(m_menu->mnuHelpAbout, &QAction::triggered, this, &frmMain::mnuHelpAbout_Click);
+    connect(m_ctlView, &ctlView::TextShown, this, &frmMain::UpdateMenus);
 
     // A pane's own close or show buttons run exactly the menu's command, so the check marks follow.
     connect(m_ctlTree, &ctlTree::HideControl, m_menu->mnuViewLeft, &QAction::trigger);
@@ -226,14 +237,25 @@ void frmMain::Form_Activate()
     if (opened)
         BackupJob::Daily(this, storePath);
 
+    UpdateMenus();
+
     // The flag is written before the help opens, so a help that fails to open is not retried forever.
-    if (SettingNumber(GetSetting(SettingKeys::FirstRun)).value_or(0) == 0) {
+    const bool firstRun = SettingNumber(GetSetting(SettingKeys::FirstRun)).value_or(0) == 0;
+    if (firstRun)
         SaveSetting(SettingKeys::FirstRun, QStringLiteral("1"));
-        if (m_showHelpContents)
-            m_showHelpContents();
-    }
-    if (SettingNumber(GetSetting(SettingKeys::TOD)) == 1L && m_showTipOfTheDay)
-        m_showTipOfTheDay();
+    // The help and the tip come up once start-up is over and the splash is gone.
+    QTimer::singleShot(0, this, [this, firstRun] { FirstRunAndTip(firstRun); });
+}
+
+void frmMain::UpdateMenus()
+{
+    const bool open = modADO::instance().IsOpen();
+    for (QAction *item : {m_menu->mnuFileImport, m_menu->mnuFileImportFolder, m_menu->mnuMaintPlatforms,
+                          m_menu->mnuSearchLorekeep, m_menu->mnuToolsCheck})
+        item->setEnabled(open);
+    const bool text = !m_ctlView->Viewer()->document()->isEmpty();
+    m_menu->mnuFilePrint->setEnabled(text);
+    m_menu->mnuFileExportPdf->setEnabled(text);
 }
 
 void frmMain::changeEvent(QEvent *event)
@@ -299,6 +321,7 @@ void frmMain::ReloadAll()
     m_ctlTree->setSearch_Text(QStringLiteral("Re-Loading Tree..."));
     m_ctlTree->LoadTree();
     m_lblCaption->setText(title);
+    UpdateMenus();
 }
 
 void frmMain::closeEvent(QCloseEvent *event)

@@ -16,7 +16,9 @@
 class QLabel;
 class QPrinter;
 class QTextDocument;
+class HelpViewer;
 class PlatformMaintenance;
+class TipOfTheDay;
 class frmFind;
 class ctlDetails;
 class ctlTree;
@@ -53,11 +55,13 @@ public:
     const MainLayout &Layout() const { return m_layout; }
     const MainMenu &Menu() const { return *m_menu; }
 
-    // Windows built elsewhere in the program: the Quick Clip viewer (modal; frmClip unless replaced),
-    // the tip of the day and the help contents. Until one is set, the step that would show it is skipped.
+    // The Quick Clip viewer (modal; frmClip unless replaced).
     void setClipWindow(std::function<void()> show) { m_showClipWindow = std::move(show); }
-    void setTipOfTheDay(std::function<void()> show) { m_showTipOfTheDay = std::move(show); }
-    void setHelpContents(std::function<void()> show) { m_showHelpContents = std::move(show); }
+
+    // The folder of the help pages in the home.
+    static QString HelpFolder();
+    // "~udtmp.tmp", which tells the updater what it is to update.
+    static QByteArray UpdaterHandOver();
 
 public Q_SLOTS:
     void mnuFileConnect_Click();
@@ -80,6 +84,15 @@ public Q_SLOTS:
     void mnuViewTop_Click();
     void mnuViewLeft_Click();
     void mnuViewBottom_Click();
+    // frmMainHelp.cpp: Tools > Options and the Help menu.
+    void mnuToolsOptions_Click();
+    void mnuHelpContents_Click();
+    void mnuHelpSearch_Click();
+    void mnuTips_Click();
+    void objTOD_OKClick(quint8 bytLoadWithStart);
+    void mnuHelpUpdate_Click();
+    void mnuLKSupport_Click();
+    void mnuHelpAbout_Click();
 
 protected:
     void closeEvent(QCloseEvent *event) override;
@@ -89,6 +102,14 @@ protected:
 private:
     void buildWindow();
     void connectMenu();
+    // Enables the menu items that can act now: those that need a store while one is open, Print
+    // and Export while a file's text is shown.
+    void UpdateMenus();
+    // frmMainHelp.cpp: the help window on the home's pages; null (and the user told) when they are
+    // missing.
+    HelpViewer *OpenHelp();
+    // At start: the help's contents on the first run, then the tip of the day when it is wanted.
+    void FirstRunAndTip(bool firstRun);
 
     // frmMainRouting.cpp: how the panes meet.
     enum class Opening { None, Bookmark, SearchHit };
@@ -161,6 +182,7 @@ private:
     QString m_openingKey;
     QPointer<PlatformMaintenance> objPlatformSelect;
     QPointer<frmFind> m_frmFind;
+    QPointer<TipOfTheDay> objTOD;
     // The phrase of the last search, shown marked in the text of a search hit opened from the
     // results; only when the search looked in the files' text.
     QString m_searchPhrase;
@@ -170,6 +192,4 @@ private:
     std::unique_ptr<QTextDocument> rtbPrint;
 
     std::function<void()> m_showClipWindow;
-    std::function<void()> m_showTipOfTheDay;
-    std::function<void()> m_showHelpContents;
 };

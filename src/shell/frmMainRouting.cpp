@@ -251,5 +251,6 @@ void frmMain::connectFind(frmFind *form)
         m_searchInText = InText;
     });
     // The window's clean-up: the main title strip is drawn active again.
-    connect(form, &QObject::destroyed, this, [this] { SetCaptionColors(m_lblCaption, CaptionActive); });
+    // The strip as context: when the main window itself goes, the strip may go before Find does.
+    connect(form, &QObject::destroyed, m_lblCaption, [this] { SetCaptionColors(m_lblCaption, CaptionActive); });
 }

@@ -34,10 +34,12 @@ bool frmMain::OpenStore(const QString &path)
     ErrObject err;
     if (store.Open(path, &err)) {
         m_storeOpened = std::chrono::steady_clock::now();
+        UpdateMenus();
         if (store.IsReadOnly())
             MsgBox(store.ReadOnlyError().Description, MsgButtons::OK, MsgIcon::Information);
         return true;
     }
+    UpdateMenus();
     LogError(err, QStringLiteral("modADO"), QStringLiteral("Connect"), true);
     return err.Number == ErrNumber::StoreDamaged && OfferRestore(path);
 }

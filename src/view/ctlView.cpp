@@ -264,6 +264,7 @@ void ctlView::showText(const QString &rtf)
     // Marks belong to the file they were made for.
     rtbText->setExtraSelections({});
     ShowRichText(rtbText, rtf);
+    Q_EMIT TextShown();
 }
 
 int ctlView::HighlightPhrase(const QString &phrase)

@@ -111,6 +111,8 @@ Q_SIGNALS:
                    const QString &strTextRTF);
     void ShowTree();
     void ShowDetails();
+    // The text shown changed: another file's, or none.
+    void TextShown();
     // From the browser: its page is to be imported, kept as a favorite, or its title changed; the
     // favorites are to be shown or hidden.
     void DirectImport(const QString &strURL, const QString &strPageTitle, const QString &strText);

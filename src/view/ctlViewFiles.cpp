@@ -220,6 +220,7 @@ void ctlView::mnuFileDel_Click()
     SetCaption(M_GAME);
     rtbText->clear();
     m_currentFileKey.clear();
+    Q_EMIT TextShown();
     SelectFirst();
 }
 

@@ -84,6 +84,7 @@ void ctlView::Clear()
     rtbText->clear();
     // The text is gone, so no file is shown; asking for any file afterwards shows it again.
     m_currentFileKey.clear();
+    Q_EMIT TextShown();
 }
 
 void ctlView::Reset()

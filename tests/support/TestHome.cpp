@@ -80,6 +80,11 @@ QByteArray readFile(const QString &path)
 
 void clearSettings()
 {
-    QSettings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("Lorekeep"), QStringLiteral("Lorekeep"))
-        .clear();
+    QSettings settings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("Lorekeep"),
+                       QStringLiteral("Lorekeep"));
+    settings.clear();
+    // A user past the first run who turned the tips off: no window of its own comes up at start.
+    settings.setValue(QStringLiteral("Settings/FirstRun"), QStringLiteral("1"));
+    settings.setValue(QStringLiteral("Settings/TOD"), QStringLiteral("0"));
+    settings.sync();
 }

@@ -7,7 +7,8 @@
 
 #include <memory>
 
-// Empties the program's settings file, so that a test starts from the defaults.
+// Empties the program's settings file, so that a test starts from the defaults, except that the
+// first run is over and the tip of the day is off.
 void clearSettings();
 // The bytes of a file; empty when it cannot be read.
 QByteArray readFile(const QString &path);

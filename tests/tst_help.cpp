@@ -1,0 +1,329 @@
+#include "ScriptedPrompts.h"
+#include "StartMainWindow.h"
+#include "TestHome.h"
+#include "backup/frmBackups.h"
+#include "base/AppPath.h"
+#include "clip/frmClip.h"
+#include "components/PlatformMaintenance.h"
+#include "components/TipOfTheDay.h"
+#include "data/modADO.h"
+#include "find/frmFind.h"
+#include "platform/HelpViewer.h"
+#include "platform/SettingsStore.h"
+#include "shell/frmAbout.h"
+#include "view/ctlView.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QDir>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QTest>
+#include <QTextBrowser>
+#include <QTimer>
+#include <QTreeWidget>
+
+namespace {
+
+void writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+}
+
+// The name of the modal dialog that comes up during `trigger`, which is then closed.
+QString modalDuring(const std::function<void()> &trigger)
+{
+    QString name;
+    QTimer::singleShot(0, [&name] {
+        if (QWidget *dialog = QApplication::activeModalWidget()) {
+            name = dialog->objectName();
+            dialog->close();
+        }
+    });
+    trigger();
+    return name;
+}
+
+TipOfTheDay *tipWindow(QWidget *form)
+{
+    return form->findChild<TipOfTheDay *>();
+}
+
+} // namespace
+
+class tst_help final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { clearSettings(); }
+    void cleanup()
+    {
+        if (HelpViewer *help = HelpViewer::Current())
+            delete help;
+        modADO::instance().Close();
+    }
+    void pagesAreWholeAndInstalledOnce();
+    void helpWindowContentsAndSearch();
+    void tipOfTheDay();
+    void updaterHandOver();
+    void menuItemsOpenTheirWindows();
+};
+
+void tst_help::pagesAreWholeAndInstalledOnce()
+{
+    TestHome home;
+    ErrObject err;
+    QVERIFY2(HelpPages::Install(home.path(), &err), qPrintable(err.Description));
+    const HelpPages pages(HelpPages::Folder(home.path()));
+    QVERIFY(pages.IsAvailable());
+    QVERIFY(pages.Contents().size() >= 10);
+    QCOMPARE(pages.Contents().constFirst().File, HelpPages::ContentsPage);
+
+    // Every page is listed once, has the title it is listed with, and every link and picture in it
+    // leads somewhere.
+    QSet<QString> listed;
+    static const QRegularExpression reference(QStringLiteral("(?:href|src)=\"([^\"#]*)[^\"]*\""));
+    static const QRegularExpression title(QStringLiteral("<title>([^<]*)</title>"));
+    for (const HelpPages::Entry &entry : pages.Contents()) {
+        QVERIFY2(!listed.contains(entry.File), qPrintable(entry.File));
+        listed.insert(entry.File);
+        const QString html = QString::fromUtf8(readFile(pages.folder() + entry.File));
+        QVERIFY2(!html.isEmpty(), qPrintable(entry.File));
+        QCOMPARE(title.match(html).captured(1), entry.Title);
+        for (auto it = reference.globalMatch(html); it.hasNext();) {
+            const QString target = it.next().captured(1);
+            if (target.isEmpty() || target.contains(QLatin1Char(':')))
+                continue;
+            QVERIFY2(QFile::exists(pages.folder() + target), qPrintable(entry.File + QStringLiteral(" -> ") + target));
+        }
+    }
+    const QStringList files = QDir(pages.folder()).entryList({QStringLiteral("*.html")});
+    for (const QString &file : files)
+        QVERIFY2(listed.contains(file), qPrintable(file + QStringLiteral(" is not in the contents")));
+    QVERIFY(listed.contains(HelpPages::SupportPage));
+
+    // A second start leaves the pages alone; pages from another version are replaced.
+    const QString index = pages.folder() + HelpPages::ContentsPage;
+    writeFile(index, "edited");
+    QVERIFY(HelpPages::Install(home.path(), &err));
+    QCOMPARE(readFile(index), QByteArray("edited"));
+    writeFile(pages.folder() + QStringLiteral(".installed"), "older");
+    QVERIFY(HelpPages::Install(home.path(), &err));
+    QVERIFY(readFile(index).startsWith("<!DOCTYPE html>"));
+}
+
+void tst_help::helpWindowContentsAndSearch()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    ErrObject err;
+    QVERIFY(HelpPages::Install(home.path(), &err));
+    auto form = startMainWindow();
+
+    form->Menu().mnuHelpContents->trigger();
+    HelpViewer *help = HelpViewer::Current();
+    QVERIFY(help && help->isVisible());
+    QCOMPARE(help->CurrentPage(), HelpPages::ContentsPage);
+    QCOMPARE(help->ContentsList()->topLevelItemCount() > 0, true);
+
+    // A word from one page finds that page; opening the hit marks the word in it.
+    form->Menu().mnuHelpSearch->trigger();
+    QVERIFY(QTest::qWaitForWindowActive(help));
+    QTRY_COMPARE(QApplication::focusWidget(), help->SearchBox());
+    QTest::keyClicks(help->SearchBox(), QStringLiteral("patchrunner"));
+    QVERIFY(help->Results()->count() >= 1);
+    QCOMPARE(help->Results()->item(0)->data(Qt::UserRole).toString(), QStringLiteral("help-and-tips.html"));
+    QTest::keyClick(help->SearchBox(), Qt::Key_Return);
+    QCOMPARE(help->CurrentPage(), QStringLiteral("help-and-tips.html"));
+    QVERIFY(!help->Page()->extraSelections().isEmpty());
+    QCOMPARE(help->Page()->extraSelections().constFirst().cursor.selectedText().toCaseFolded(),
+             QStringLiteral("patchrunner"));
+    help->SearchBox()->setText(QStringLiteral("patchrunner zxqvw"));
+    QCOMPARE(help->Results()->count(), 1);
+    QCOMPARE(help->Results()->item(0)->flags(), Qt::NoItemFlags);
+
+    // Online Support is the help's own page.
+    form->Menu().mnuLKSupport->trigger();
+    QCOMPARE(help->CurrentPage(), HelpPages::SupportPage);
+
+    // Without its pages the help says so, titled with the window's caption.
+    QVERIFY(QDir(HelpPages::Folder(home.path())).removeRecursively());
+    prompts.answerMsgBox(MsgResult::OK);
+    form->Menu().mnuHelpContents->trigger();
+    QCOMPARE(prompts.last().text, QStringLiteral("Unable to display Help Contents. The Help file is missing."));
+    QCOMPARE(prompts.last().icon, MsgIcon::Information);
+    QCOMPARE(prompts.last().title, form->windowTitle());
+}
+
+void tst_help::tipOfTheDay()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    writeFile(home.file(QStringLiteral("tips.txt")),
+              "First tip.\r\n\r\n# a note, not a tip\r\nSecond tip.\r\nThird tip.\r\n");
+    SaveSetting(SettingKeys::TOD, QStringLiteral("1"));
+    {
+        // Shown at start; Next and Previous go round; unticked and OK, it stays away next time.
+        auto form = startMainWindow();
+        QTRY_VERIFY(tipWindow(form.get()) && tipWindow(form.get())->isVisible());
+        TipOfTheDay *tip = tipWindow(form.get());
+        QCOMPARE(tip->Tips().size(), 3);
+        QCOMPARE(tip->lblTip->text(), QStringLiteral("First tip."));
+        QVERIFY(tip->chkLoadWithStart->isChecked());
+        tip->cmdPrevious->click();
+        QCOMPARE(tip->lblTip->text(), QStringLiteral("Third tip."));
+        tip->cmdNext->click();
+        tip->cmdNext->click();
+        QCOMPARE(tip->lblTip->text(), QStringLiteral("Second tip."));
+        QCOMPARE(tip->lblNumber->text(), QStringLiteral("Tip 2 of 3"));
+        tip->chkLoadWithStart->setChecked(false);
+        tip->cmdOK->click();
+        QCOMPARE(GetSetting(SettingKeys::TOD), QStringLiteral("0"));
+        QTRY_VERIFY(!tipWindow(form.get()));
+        form->close();
+    }
+    {
+        auto form = startMainWindow();
+        QTest::qWait(50);
+        QVERIFY(!tipWindow(form.get()));
+        // The menu still shows one, the next in turn, with the box unticked; closing without OK
+        // stores nothing.
+        form->Menu().mnuTips->trigger();
+        TipOfTheDay *tip = tipWindow(form.get());
+        QVERIFY(tip && tip->isVisible());
+        QCOMPARE(tip->lblTip->text(), QStringLiteral("Second tip."));
+        QVERIFY(!tip->chkLoadWithStart->isChecked());
+        tip->chkLoadWithStart->setChecked(true);
+        tip->reject();
+        QCOMPARE(GetSetting(SettingKeys::TOD), QStringLiteral("0"));
+
+        // A tips file without tips, or none at all, says so instead of showing an empty window.
+        writeFile(home.file(QStringLiteral("tips.txt")), "\n# nothing here\n   \n");
+        QTRY_VERIFY(!tipWindow(form.get()));
+        form->Menu().mnuTips->trigger();
+        QVERIFY(tipWindow(form.get())->lblTip->text().contains(QStringLiteral("holds none")));
+        QVERIFY(!tipWindow(form.get())->cmdNext->isEnabled());
+        tipWindow(form.get())->reject();
+        QTRY_VERIFY(!tipWindow(form.get()));
+        QVERIFY(QFile::remove(home.file(QStringLiteral("tips.txt"))));
+        form->Menu().mnuTips->trigger();
+        QVERIFY(tipWindow(form.get())->lblTip->text().contains(QStringLiteral("cannot be read")));
+        tipWindow(form.get())->reject();
+    }
+}
+
+void tst_help::updaterHandOver()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    auto form = startMainWindow();
+    const QString handOver = home.file(QStringLiteral("~udtmp.tmp"));
+
+    prompts.answerMsgBox(MsgResult::OK);
+    form->Menu().mnuHelpUpdate->trigger();
+    QCOMPARE(prompts.last().text, QStringLiteral("The Lorekeep Updater has been moved or is missing."));
+    QCOMPARE(prompts.last().icon, MsgIcon::Critical);
+    QCOMPARE(prompts.last().title, QStringLiteral("Lorekeep"));
+    QVERIFY(!QFile::exists(handOver));
+
+    // The updater starts in the home, after the hand-over file is written; each start rewrites it.
+    const QString updater = home.file(QStringLiteral("PatchRunner"));
+    writeFile(updater, "#!/bin/sh\ncat ~udtmp.tmp > started.txt\n");
+    QFile::setPermissions(updater, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    const QByteArray expected("APP:Lorekeep\r\nMAJ:1\r\nMIN:1\r\nREV:0\r\n");
+    for (int run = 0; run < 2; ++run) {
+        QFile::remove(home.file(QStringLiteral("started.txt")));
+        writeFile(handOver, "stale");
+        form->Menu().mnuHelpUpdate->trigger();
+        QCOMPARE(readFile(handOver), expected);
+        QTRY_COMPARE(readFile(home.file(QStringLiteral("started.txt"))), expected);
+    }
+}
+
+void tst_help::menuItemsOpenTheirWindows()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    ErrObject err;
+    QVERIFY(HelpPages::Install(home.path(), &err));
+    const qint32 game = home.addGame(1, 1, QStringLiteral("Okami"));
+    home.addFile(game, 1, QStringLiteral("Walkthrough"), QStringLiteral("Head east."));
+    QVERIFY(QFile::copy(QStringLiteral(":/bundle/logo.gif"), home.file(QStringLiteral("logo.gif"))));
+    auto form = startMainWindow();
+    const MainMenu &menu = form->Menu();
+
+    // Print and Export act on the file shown, the rest on the open store.
+    QVERIFY(!menu.mnuFilePrint->isEnabled());
+    QVERIFY(!menu.mnuFileExportPdf->isEnabled());
+    auto *view = form->findChild<ctlView *>();
+    view->M_GAME_ID = game;
+    view->ListFiles(game, 0);
+    QVERIFY(menu.mnuFilePrint->isEnabled());
+    QVERIFY(menu.mnuFileExportPdf->isEnabled());
+    view->Reset();
+    QVERIFY(!menu.mnuFilePrint->isEnabled());
+    for (QAction *item : {menu.mnuFileImport, menu.mnuSearchLorekeep, menu.mnuMaintPlatforms, menu.mnuToolsCheck})
+        QVERIFY2(item->isEnabled(), qPrintable(item->objectName()));
+    for (QAction *item : form->findChildren<QAction *>()) {
+        if (item->objectName().startsWith(QLatin1String("mnuHelp")) || item == menu.mnuTips ||
+            item == menu.mnuLKSupport || item == menu.mnuToolsOptions || item == menu.mnuViewQuickClip)
+            QVERIFY2(item->isEnabled(), qPrintable(item->objectName()));
+    }
+    QCOMPARE(menu.mnuHelpContents->shortcut(), QKeySequence(Qt::Key_F1));
+
+    // The modal windows.
+    QCOMPARE(modalDuring([&] { menu.mnuToolsOptions->trigger(); }), QStringLiteral("frmOptions"));
+    QCOMPARE(modalDuring([&] { menu.mnuViewQuickClip->trigger(); }), QStringLiteral("frmClip"));
+    QCOMPARE(modalDuring([&] { menu.mnuFileRestore->trigger(); }), QStringLiteral("frmBackups"));
+    QString version;
+    QString libraries;
+    bool logo = false;
+    QTimer::singleShot(0, [&] {
+        auto *about = qobject_cast<frmAbout *>(QApplication::activeModalWidget());
+        QVERIFY(about);
+        version = about->lblVersion->text();
+        libraries = about->lblLibraries->text();
+        logo = !about->picIcon->pixmap().isNull();
+        about->cmdOK->click();
+    });
+    menu.mnuHelpAbout->trigger();
+    QCOMPARE(version, QStringLiteral("Version 1.1.0"));
+    QVERIFY(libraries.contains(QString::fromLatin1(qVersion())));
+    QVERIFY(libraries.contains(modADO::SqliteVersion()));
+    QVERIFY(logo);
+
+    // The others stay open beside the main window.
+    menu.mnuSearchLorekeep->trigger();
+    QVERIFY(form->findChild<frmFind *>());
+    form->findChild<frmFind *>()->close();
+    menu.mnuMaintPlatforms->trigger();
+    QVERIFY(form->findChild<PlatformMaintenance *>() && form->findChild<PlatformMaintenance *>()->isVisible());
+    form->findChild<PlatformMaintenance *>()->close();
+    menu.mnuTips->trigger();
+    QVERIFY(tipWindow(form.get()));
+    tipWindow(form.get())->reject();
+    menu.mnuHelpContents->trigger();
+    QVERIFY(HelpViewer::Current() && HelpViewer::Current()->isVisible());
+
+    // Without a store, what needs one is off.
+    form.reset();
+    modADO::instance().Close();
+    QVERIFY(QFile::remove(home.storePath()));
+    prompts.answerMsgBox(MsgResult::OK);
+    prompts.answerMsgBox(MsgResult::OK);
+    form = startMainWindow();
+    for (QAction *item : {form->Menu().mnuSearchLorekeep, form->Menu().mnuFileImport, form->Menu().mnuMaintPlatforms,
+                          form->Menu().mnuToolsCheck})
+        QVERIFY2(!item->isEnabled(), qPrintable(item->objectName()));
+    QVERIFY(form->Menu().mnuFileConnect->isEnabled());
+}
+
+QTEST_MAIN(tst_help)
+#include "tst_help.moc"

@@ -1,0 +1,192 @@
+#include "ScriptedPrompts.h"
+#include "StartMainWindow.h"
+#include "TestHome.h"
+#include "base/AppPath.h"
+#include "browser/ctlBrowser.h"
+#include "find/frmFind.h"
+#include "options/frmOptions.h"
+#include "platform/ListView.h"
+#include "platform/SettingsStore.h"
+#include "view/ctlView.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QFile>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSet>
+#include <QTest>
+#include <QTimer>
+
+namespace {
+
+QByteArray settingsBytes()
+{
+    return readFile(SettingsFileName());
+}
+
+// Runs `work` on the modal dialog `name` once it is up, then closes it if `work` left it open.
+void whenModal(const char *name, std::function<void(QDialog *)> work)
+{
+    QTimer::singleShot(0, [name, work] {
+        auto *dialog = qobject_cast<QDialog *>(QApplication::activeModalWidget());
+        QVERIFY(dialog);
+        QCOMPARE(dialog->objectName(), QLatin1String(name));
+        work(dialog);
+        if (dialog->isVisible())
+            dialog->reject();
+    });
+}
+
+} // namespace
+
+class tst_options final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { clearSettings(); }
+    void cleanup() { modADO::instance().Close(); }
+    void loadOkAndCancel();
+    void okAppliesListStyle();
+    void everyKeyIsReadWithItsDefault();
+};
+
+void tst_options::loadOkAndCancel()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    const QString startPage = AppPath() + QStringLiteral("Start.html");
+    {
+        // Nothing stored: the defaults, and OK stores them as the dialog shows them.
+        frmOptions form;
+        QVERIFY(!form.chkAppLayout->isChecked());
+        QCOMPARE(form.txtURL->text(), startPage);
+        QVERIFY(form.optView3->isChecked());
+        form.cmdOK->click();
+        QCOMPARE(GetSetting(SettingKeys::AppLayout), QStringLiteral("0"));
+        QCOMPARE(GetSetting(SettingKeys::BrowsStart), startPage);
+        QCOMPARE(GetSetting(SettingKeys::FileView), QStringLiteral("3"));
+    }
+    SaveSetting(SettingKeys::AppLayout, QStringLiteral("1"));
+    SaveSetting(SettingKeys::BrowsStart, QStringLiteral("https://example.org/   "));
+    SaveSetting(SettingKeys::FileView, QStringLiteral("5"));
+    {
+        // A list style the dialog does not offer selects neither button, and OK stores large icons;
+        // the start page is selected and stored without its blanks, and an all-blank one is stored
+        // as the home's page.
+        frmOptions form;
+        QVERIFY(form.chkAppLayout->isChecked());
+        QVERIFY(!form.optView3->isChecked() && !form.optView0->isChecked());
+        form.show();
+        QVERIFY(QTest::qWaitForWindowActive(&form));
+        form.txtURL->setFocus();
+        QTRY_COMPARE(form.txtURL->selectedText(), QStringLiteral("https://example.org/"));
+        form.cmdOK->click();
+        QCOMPARE(GetSetting(SettingKeys::FileView), QStringLiteral("0"));
+        QCOMPARE(GetSetting(SettingKeys::BrowsStart), QStringLiteral("https://example.org/"));
+    }
+    {
+        frmOptions form;
+        form.txtURL->setText(QStringLiteral("   "));
+        form.cmdOK->click();
+        QCOMPARE(GetSetting(SettingKeys::BrowsStart), startPage);
+    }
+    {
+        // The file chooser: a cancel leaves the address, a choice replaces it.
+        frmOptions form;
+        prompts.answerOpenFile(std::nullopt);
+        form.cmdSelect->click();
+        QCOMPARE(form.txtURL->text(), startPage);
+        QCOMPARE(prompts.last().options.Title, QStringLiteral("Select File..."));
+        QCOMPARE(prompts.last().options.Filter, QStringLiteral("HTML Files *.htm*|*.htm*"));
+        prompts.answerOpenFile(home.file(QStringLiteral("guides.html")));
+        form.cmdSelect->click();
+        QCOMPARE(form.txtURL->text(), home.file(QStringLiteral("guides.html")));
+
+        // Cancel after changing all three writes nothing at all.
+        const QByteArray before = settingsBytes();
+        form.chkAppLayout->setChecked(false);
+        form.optView3->setChecked(true);
+        form.cmdCancel->click();
+        QCOMPARE(settingsBytes(), before);
+    }
+}
+
+void tst_options::okAppliesListStyle()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    auto form = startMainWindow();
+    ListView *list = form->findChild<ctlView *>()->FileList();
+    QCOMPARE(list->View(), 3);
+    whenModal("frmOptions", [](QDialog *dialog) {
+        auto *options = static_cast<frmOptions *>(dialog);
+        options->optView0->setChecked(true);
+        options->cmdOK->click();
+    });
+    form->Menu().mnuToolsOptions->trigger();
+    QCOMPARE(GetSetting(SettingKeys::FileView), QStringLiteral("0"));
+    QCOMPARE(list->View(), 0);
+}
+
+void tst_options::everyKeyIsReadWithItsDefault()
+{
+    // Walks the program through the places that read settings and checks that each key of the table
+    // is read somewhere, and with the table's default where the table has one.
+    TestHome home;
+    ScriptedPrompts prompts;
+    SaveSetting(SettingKeys::AppLayout, QStringLiteral("1"));
+    QMultiHash<QString, QString> reads;
+    ObserveSettingReads([&reads](const QString &section, const QString &key, const QString &defaultValue) {
+        reads.insert(section + QLatin1Char('/') + key, defaultValue);
+    });
+    SaveSetting(SettingKeys::TOD, QStringLiteral("1"));
+    SaveSetting(SettingKeys::FirstRun, QStringLiteral("0"));
+    const qint32 game = home.addGame(1, 1, QStringLiteral("Okami"));
+    home.addFile(game, 1, QStringLiteral("Walkthrough"), QStringLiteral("Head east."));
+    QVERIFY(QFile::copy(QStringLiteral(":/bundle/tips.txt"), home.file(QStringLiteral("tips.txt"))));
+    {
+        auto form = startMainWindow();
+        QTRY_VERIFY(form->findChild<QDialog *>(QStringLiteral("frmTip")));
+        form->findChild<QDialog *>(QStringLiteral("frmTip"))->reject();
+        auto *view = form->findChild<ctlView *>();
+        view->M_GAME_ID = game;
+        view->ListFiles(game, 0);
+        prompts.answerSaveFile(std::nullopt);
+        form->Menu().mnuFileExportPdf->trigger();
+        view->SelectTab(2);
+        QTRY_VERIFY(reads.contains(QStringLiteral("BrowseSettings/Popups")));
+        form->findChild<ctlBrowser *>()->findChild<QAction *>(QStringLiteral("Search"))->trigger();
+        form->Menu().mnuSearchLorekeep->trigger();
+        QTRY_VERIFY(form->findChild<frmFind *>());
+        form->findChild<frmFind *>()->close();
+        whenModal("frmClip", [](QDialog *) {});
+        form->Menu().mnuViewQuickClip->trigger();
+        whenModal("frmBackups", [](QDialog *) {});
+        form->Menu().mnuFileRestore->trigger();
+        prompts.answerOpenFiles(std::nullopt);
+        form->Menu().mnuFileImport->trigger();
+        form->close();
+    }
+    ObserveSettingReads({});
+
+    QStringList unread;
+    QStringList wrongDefault;
+    for (const SettingKey &setting : SettingKeys::All()) {
+        const QString name = setting.section() + QLatin1Char('/') + setting.key();
+        if (SettingKeys::IsWriteOnly(setting))
+            continue;
+        if (!reads.contains(name))
+            unread << name;
+        else if (setting.hasDefault() && !reads.values(name).contains(setting.defaultValue()))
+            wrongDefault << name;
+    }
+    QVERIFY2(unread.isEmpty(), qPrintable(QStringLiteral("never read: ") + unread.join(QStringLiteral(", "))));
+    QVERIFY2(wrongDefault.isEmpty(), qPrintable(QStringLiteral("read without the table's default: ") +
+                                                wrongDefault.join(QStringLiteral(", "))));
+}
+
+QTEST_MAIN(tst_options)
+#include "tst_options.moc"
