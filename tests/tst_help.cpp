@@ -114,7 +114,7 @@ void tst_help::pagesAreWholeAndInstalledOnce()
     writeFile(index, "edited");
     QVERIFY(HelpPages::Install(home.path(), &err));
     QCOMPARE(readFile(index), QByteArray("edited"));
-    writeFile(pages.folder() + QStringLiteral(".installed"), "older");
+    writeFile(pages.folder() + HelpPages::StampFile, "older");
     QVERIFY(HelpPages::Install(home.path(), &err));
     QVERIFY(readFile(index).startsWith("<!DOCTYPE html>"));
 }

@@ -16,12 +16,11 @@ Q_LOGGING_CATEGORY(lcHelp, "lorekeep.help")
 const QString HelpPages::FolderName = QStringLiteral("Help");
 const QString HelpPages::ContentsPage = QStringLiteral("index.html");
 const QString HelpPages::SupportPage = QStringLiteral("support.html");
+const QString HelpPages::StampFile = QStringLiteral(".installed");
 
 namespace {
 
 const QString bundle = QStringLiteral(":/help/");
-// Names the program's copy the home's pages were made from.
-const QString stampName = QStringLiteral(".installed");
 
 QStringList bundledFiles()
 {
@@ -33,6 +32,8 @@ QStringList bundledFiles()
     return files;
 }
 
+// Checked at every start, so the pictures, which are most of the bytes and change with their
+// pages, count by name and size only.
 QByteArray bundleStamp(const QStringList &files)
 {
     QCryptographicHash hash(QCryptographicHash::Sha1);
@@ -41,7 +42,10 @@ QByteArray bundleStamp(const QStringList &files)
         if (!file.open(QIODevice::ReadOnly))
             continue;
         hash.addData(name.toUtf8());
-        hash.addData(file.readAll());
+        if (name.endsWith(QLatin1String(".png")))
+            hash.addData(QByteArray::number(file.size()));
+        else
+            hash.addData(file.readAll());
     }
     return hash.result().toHex();
 }
@@ -58,7 +62,7 @@ bool HelpPages::Install(const QString &home, ErrObject *err)
     const QStringList files = bundledFiles();
     const QByteArray stamp = bundleStamp(files);
     const QString folder = Folder(home);
-    QFile installed(folder + stampName);
+    QFile installed(folder + StampFile);
     if (installed.open(QIODevice::ReadOnly) && installed.readAll().trimmed() == stamp &&
         QFile::exists(folder + ContentsPage))
         return true;
@@ -75,7 +79,7 @@ bool HelpPages::Install(const QString &home, ErrObject *err)
             return false;
         }
     }
-    QSaveFile stampFile(folder + stampName);
+    QSaveFile stampFile(folder + StampFile);
     if (!stampFile.open(QIODevice::WriteOnly) || stampFile.write(stamp + '\n') < 0 || !stampFile.commit()) {
         *err = {ErrNumber::PathFileAccess,
                 QStringLiteral("Cannot write \"%1\": %2").arg(stampFile.fileName(), stampFile.errorString())};

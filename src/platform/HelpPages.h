@@ -16,6 +16,8 @@ public:
     static const QString FolderName;   // "Help"
     static const QString ContentsPage; // "index.html"
     static const QString SupportPage;  // "support.html"
+    // In the folder: which copy of the program's pages it holds.
+    static const QString StampFile; // ".installed"
 
     // The folder of the pages in `home`, ending in "/".
     static QString Folder(const QString &home);
