@@ -31,6 +31,7 @@ void tst_home::resolveHome()
         {{"lorekeep", "--home", "/tmp/a"}, "/tmp/b", "/tmp/a/"}, // the argument beats the environment
         {{"lorekeep", "--home=/tmp/a//"}, "", "/tmp/a/"},
         {{"lorekeep", "--home", "/tmp/a", "--home", "/tmp/c"}, "", "/tmp/c/"},
+        {{"lorekeep", "-home", "/tmp/d"}, "", "/tmp/d/"}, // one dash, as Qt programs take long options
         {{"lorekeep", "--home"}, "/tmp/b///", "/tmp/b/"}, // --home without a value is ignored
         {{"lorekeep", "--home", "lib/../books"}, "", QDir::current().absoluteFilePath(QStringLiteral("books/"))},
         {{"lorekeep"}, "", dataHome + QStringLiteral("/Lorekeep/")},

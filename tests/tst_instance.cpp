@@ -37,10 +37,18 @@ void tst_instance::oneOwnerPerHome()
     SingleInstance second(scratch.filePath(QStringLiteral("link")));
     QCOMPARE(second.Acquire(), Outcome::Activated);
     QCOMPARE(activations.size(), 1);
+    QCOMPARE(activations.at(0).at(0).toString(), QString());
+    // A file to open travels with the request, whatever characters its name holds.
+    const QString odd = QStringLiteral("/tmp/Guides\t%20and\nnotes \u00e9t\u00e9.lkb");
+    SingleInstance third(home);
+    third.setFileToOpen(odd);
+    QCOMPARE(third.Acquire(), Outcome::Activated);
+    QCOMPARE(activations.size(), 2);
+    QCOMPARE(activations.at(1).at(0).toString(), odd);
 
     SingleInstance other(scratch.filePath(QStringLiteral("other")));
     QCOMPARE(other.Acquire(), Outcome::Owner);
-    QCOMPARE(activations.size(), 1);
+    QCOMPARE(activations.size(), 2);
     QVERIFY(QFile::encodeName(SingleInstance::ServerName(scratch.filePath(QString(300, QLatin1Char('h'))))).size() <=
             100);
 

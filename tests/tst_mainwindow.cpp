@@ -13,6 +13,7 @@
 #include "view/ctlView.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
@@ -20,6 +21,8 @@
 #include <QPointer>
 #include <QSettings>
 #include <QTest>
+#include <QTextEdit>
+#include <QTimer>
 
 namespace {
 
@@ -54,6 +57,7 @@ private Q_SLOTS:
     void cleanup() { program().Close(); }
     void startWithAndWithoutStore();
     void openAnotherStore();
+    void filesHandedToTheProgram();
     void exitQuestion_data();
     void exitQuestion();
     void splittersAndViewMenu();
@@ -92,6 +96,60 @@ void tst_mainwindow::startWithAndWithoutStore()
     QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep"));
     form->Form_Activate();
     QCOMPARE(prompts.shown().size(), 2);
+}
+
+void tst_mainwindow::filesHandedToTheProgram()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    const QString other = home.file(QStringLiteral("Other Games.lkb"));
+    ErrObject err;
+    QVERIFY(Schema::CreateStore(other, &err));
+    const QString clip = home.file(QStringLiteral("Boss notes.qcf"));
+    writeFile(clip, "Hit the core three times.\r\n");
+    const auto start = [](const QString &file) {
+        auto form = std::make_unique<frmMain>();
+        modMain::SetMainForm(form.get());
+        form->setStartFile(file);
+        form->Form_Load();
+        form->show();
+        form->Form_Activate();
+        return form;
+    };
+    {
+        // A store given at start is opened instead of the home's.
+        auto form = start(other);
+        QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [Other Games] - Files"));
+        QCOMPARE(program().DatabasePath(), other);
+    }
+    program().Close();
+    {
+        // One that cannot be opened is reported, and the home's store is opened after all.
+        prompts.answerMsgBox(MsgResult::OK);
+        auto form = start(home.file(QStringLiteral("gone.lkb")));
+        QCOMPARE(prompts.last().title, QStringLiteral("modADO Error"));
+        QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [lorekeep] - Files"));
+
+        // Another start on the home hands its file over: a store is opened as File > Open does.
+        modMain::BringToFront(other);
+        QTRY_COMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [Other Games] - Files"));
+    }
+    program().Close();
+    {
+        // A Quick Clip file comes up in the Quick Clip window once the main window is up.
+        QString shown;
+        QTimer poll;
+        connect(&poll, &QTimer::timeout, this, [&] {
+            if (QWidget *dialog = QApplication::activeModalWidget()) {
+                shown = dialog->objectName() + QLatin1Char(':') + dialog->findChild<QTextEdit *>()->toPlainText();
+                dialog->close();
+            }
+        });
+        poll.start(20);
+        auto form = start(clip);
+        QTRY_COMPARE(shown, QStringLiteral("frmClip:Hit the core three times.\n"));
+        QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [lorekeep] - Files"));
+    }
 }
 
 void tst_mainwindow::openAnotherStore()

@@ -12,6 +12,9 @@ class tst_program final : public QObject
 private Q_SLOTS:
     void startsAndClosesCleanly_data();
     void startsAndClosesCleanly();
+    void opensTheFileItIsGiven_data();
+    void opensTheFileItIsGiven();
+    void versionAndHelpWithoutAScreen();
 };
 
 void tst_program::startsAndClosesCleanly_data()
@@ -70,6 +73,95 @@ void tst_program::startsAndClosesCleanly()
     const QByteArray text = settings.readAll();
     for (const char *section : {"[Layout]", "[Tree]", "[Detail]", "[View]", "[MainWindow]"})
         QVERIFY2(text.contains(section), section);
+}
+
+void tst_program::opensTheFileItIsGiven_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QByteArray>("logged");
+    QTest::newRow("a store") << QStringLiteral("Retro Guides.lkb") << QByteArray();
+    QTest::newRow("a missing file") << QStringLiteral("gone.lkb") << QByteArray("Could not find the store");
+    QTest::newRow("a foreign file") << QStringLiteral("notes.txt") << QByteArray("is not a Lorekeep store");
+}
+
+void tst_program::opensTheFileItIsGiven()
+{
+    // The store given is opened instead of the home's; one that cannot be is reported as File > Open
+    // reports it, and the home's store is opened as usual. Each store opened gets the day's backup,
+    // named after it, which tells from outside which one the program opened.
+    QFETCH(QString, file);
+    QFETCH(QByteArray, logged);
+    QTemporaryDir scratch;
+    const QString home = scratch.filePath(QStringLiteral("home"));
+    const QString bundle = scratch.filePath(QStringLiteral("bundle"));
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    env.insert(QStringLiteral("XDG_CONFIG_HOME"), scratch.filePath(QStringLiteral("config")));
+    env.remove(QStringLiteral("LOREKEEP_HOME"));
+    QVERIFY(QDir().mkpath(scratch.filePath(QStringLiteral("docs"))));
+    const QString path = scratch.filePath(QStringLiteral("docs/") + file);
+    if (logged.isEmpty()) {
+        // The store given is one a short run of the real program made on another home.
+        QProcess first;
+        first.setProcessEnvironment(env);
+        first.start(QStringLiteral(LOREKEEP_EXE), {QStringLiteral("--home"), bundle});
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(bundle + QStringLiteral("/error.log")), 30000);
+        first.terminate();
+        QVERIFY(first.waitForFinished(30000));
+        QVERIFY(QFile::copy(bundle + QStringLiteral("/lorekeep.lkb"), path));
+    } else if (file.endsWith(QLatin1String(".txt"))) {
+        QFile text(path);
+        QVERIFY(text.open(QIODevice::WriteOnly));
+        text.write("Up, up, down, down, left, right, left, right, B, A.\n");
+    }
+
+    QProcess lorekeep;
+    lorekeep.setProcessEnvironment(env);
+    lorekeep.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    // A relative name is taken from where the program was started.
+    lorekeep.setWorkingDirectory(scratch.filePath(QStringLiteral("docs")));
+    lorekeep.start(QStringLiteral(LOREKEEP_EXE), {QStringLiteral("--home"), home, file});
+    QVERIFY2(lorekeep.waitForStarted(), qPrintable(lorekeep.errorString()));
+    const QString backups = home + QStringLiteral("/Backups");
+    const auto backupOf = [&](const QString &name) {
+        return !QDir(backups).entryList({name + QStringLiteral(" *.lkb")}).isEmpty();
+    };
+    if (logged.isEmpty()) {
+        QTRY_VERIFY_WITH_TIMEOUT(backupOf(QStringLiteral("Retro Guides")), 30000);
+        QVERIFY(!backupOf(QStringLiteral("lorekeep")));
+    } else {
+        const auto log = [&home] {
+            QFile file(home + QStringLiteral("/error.log"));
+            return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(log().contains(logged), 30000);
+    }
+    QTest::qWait(200);
+    lorekeep.terminate();
+    QVERIFY(lorekeep.waitForFinished(30000));
+    QCOMPARE(lorekeep.exitCode(), 0);
+    if (!logged.isEmpty())
+        QVERIFY(backupOf(QStringLiteral("lorekeep")));
+}
+
+void tst_program::versionAndHelpWithoutAScreen()
+{
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.remove(QStringLiteral("QT_QPA_PLATFORM"));
+    env.remove(QStringLiteral("DISPLAY"));
+    env.remove(QStringLiteral("WAYLAND_DISPLAY"));
+    QProcess lorekeep;
+    lorekeep.setProcessEnvironment(env);
+    lorekeep.start(QStringLiteral(LOREKEEP_EXE), {QStringLiteral("--version")});
+    QVERIFY(lorekeep.waitForFinished(30000));
+    QCOMPARE(lorekeep.exitCode(), 0);
+    QCOMPARE(lorekeep.readAllStandardOutput().trimmed(), QByteArray("Lorekeep 1.1.0"));
+    lorekeep.start(QStringLiteral(LOREKEEP_EXE), {QStringLiteral("--help")});
+    QVERIFY(lorekeep.waitForFinished(30000));
+    QCOMPARE(lorekeep.exitCode(), 0);
+    const QByteArray help = lorekeep.readAllStandardOutput();
+    QVERIFY(help.contains("--home <DIR>"));
+    QVERIFY(help.contains("[FILE]"));
 }
 
 QTEST_GUILESS_MAIN(tst_program)

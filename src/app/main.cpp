@@ -11,7 +11,11 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QFileInfo>
 #include <QTimer>
+
+#include <algorithm>
+#include <cstdio>
 
 namespace {
 
@@ -37,29 +41,71 @@ void CloseWhenIdle()
     }
 }
 
+void describeProgram(QCommandLineParser *parser)
+{
+    QCoreApplication::setApplicationName(QStringLiteral("Lorekeep"));
+    QCoreApplication::setOrganizationName(QStringLiteral("Lorekeep"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(LOREKEEP_VERSION_STRING));
+    parser->setApplicationDescription(
+        QStringLiteral("Lorekeep keeps your walkthroughs, cheats, reviews and news about video games."));
+    parser->addHelpOption();
+    parser->addVersionOption();
+    parser->addOption({QStringLiteral("home"),
+                       QStringLiteral("Use DIR as Lorekeep's home (store, error log, Quick Clips)."),
+                       QStringLiteral("DIR")});
+    parser->addPositionalArgument(
+        QStringLiteral("file"), QStringLiteral("A Lorekeep store (.lkb) to open, or a Quick Clip file (.qcf) to show."),
+        QStringLiteral("[FILE]"));
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
 {
+    // Help and the version are answered without a window, so they work where there is no screen.
+    // Qt's own options (-style, -platform, ...) are only known once the application takes them, so
+    // other mistakes on the command line are told after that.
+    {
+        QStringList arguments;
+        for (int i = 0; i < argc; ++i)
+            arguments << QString::fromLocal8Bit(argv[i]);
+        QCommandLineParser parser;
+        describeProgram(&parser);
+        parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+        parser.parse(arguments);
+        const QStringList asked = parser.optionNames();
+        const auto any = [&asked](std::initializer_list<const char *> names) {
+            return std::any_of(names.begin(), names.end(),
+                               [&asked](const char *name) { return asked.contains(QLatin1String(name)); });
+        };
+        if (any({"v", "version"})) {
+            QCoreApplication core(argc, argv);
+            parser.showVersion();
+        }
+        if (any({"h", "?", "help", "help-all"})) {
+            QCoreApplication core(argc, argv);
+            parser.showHelp(0);
+        }
+    }
+
     // The web engine shares its drawing contexts with the windows; this must be said before the
     // application exists.
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("Lorekeep"));
-    QApplication::setOrganizationName(QStringLiteral("Lorekeep"));
-    QApplication::setApplicationVersion(QStringLiteral(LOREKEEP_VERSION_STRING));
+    QCommandLineParser parser;
+    describeProgram(&parser);
+    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+    parser.process(app);
+    if (parser.positionalArguments().size() > 1) {
+        std::fprintf(stderr, "%s\n", "Lorekeep opens one file at a time.");
+        return 1;
+    }
     QApplication::setDesktopFileName(QStringLiteral("lorekeep"));
     QApplication::setWindowIcon(frmMain::ProgramIcon());
-
-    QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("Lorekeep keeps your walkthroughs, cheats, reviews and news about video games."));
-    parser.addHelpOption();
-    parser.addVersionOption();
-    parser.addOption({QStringLiteral("home"),
-                      QStringLiteral("Use DIR as Lorekeep's home (store, error log, Quick Clips)."),
-                      QStringLiteral("DIR")});
-    parser.process(app);
+    // Named as the user gave it, relative to where Lorekeep was started.
+    const QString startFile = parser.positionalArguments().isEmpty()
+                                  ? QString()
+                                  : QFileInfo(parser.positionalArguments().constFirst()).absoluteFilePath();
 
     QtPrompts prompts;
     Prompts::install(&prompts);
@@ -68,6 +114,7 @@ int main(int argc, char *argv[])
     // Settled before the home is installed, the store opened or any window shown: a second start on
     // the same home brings the first one forward and ends.
     SingleInstance instance(AppPath());
+    instance.setFileToOpen(startFile);
     const SingleInstance::Outcome outcome = instance.Acquire();
     if (outcome != SingleInstance::Outcome::Owner) {
         if (outcome == SingleInstance::Outcome::Unreachable)
@@ -75,7 +122,8 @@ int main(int argc, char *argv[])
         Prompts::install(nullptr);
         return outcome == SingleInstance::Outcome::Activated ? 0 : 1;
     }
-    QObject::connect(&instance, &SingleInstance::ActivationRequested, &app, [] { modMain::BringToFront(); });
+    QObject::connect(&instance, &SingleInstance::ActivationRequested, &app,
+                     [](const QString &file) { modMain::BringToFront(file); });
 
     ErrObject err;
     if (!HomeFolder::Prepare(AppPath(), nullptr, &err))
@@ -89,7 +137,7 @@ int main(int argc, char *argv[])
     TerminationSignals termination;
     QObject::connect(&termination, &TerminationSignals::Received, &app, [] { CloseWhenIdle(); });
 
-    modMain::Main();
+    modMain::Main(startFile);
     // Posted only now, so it runs in the main loop and not in one that start-up ran.
     QTimer::singleShot(0, &app, [] {
         mainLoopRunning = true;

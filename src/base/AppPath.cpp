@@ -20,9 +20,12 @@ QString NormalizeFolder(const QString &folder)
 QString ResolveHome(const QStringList &arguments, const QProcessEnvironment &environment)
 {
     // The last --home wins, as with most programs' options; the first argument is the program.
+    // Qt programs take long options with one dash too, so "-home" is the same option.
     QString fromArguments;
     for (int i = 1; i < arguments.size(); ++i) {
-        const QString &argument = arguments.at(i);
+        QString argument = arguments.at(i);
+        if (argument.startsWith(QLatin1String("-home")))
+            argument.prepend(QLatin1Char('-'));
         if (argument == QLatin1String("--home") && i + 1 < arguments.size())
             fromArguments = arguments.at(++i);
         else if (argument.startsWith(QLatin1String("--home=")))

@@ -223,21 +223,26 @@ void frmClip::mnuFileOpen_Click()
 {
     const std::optional<QString> path =
         Prompts::current().GetOpenFileName(clipDialog(QStringLiteral("Open Quick Clip Files...")));
-    if (!path)
-        return;
+    if (path)
+        OpenClip(*path);
+}
+
+bool frmClip::OpenClip(const QString &path)
+{
     QString text;
     ErrObject err;
-    if (!ClipFile::Read(*path, &text, &err)) {
+    if (!ClipFile::Read(path, &text, &err)) {
         LogError(err, module, QStringLiteral("Open Clip"), true);
-        return;
+        return false;
     }
-    setWindowTitle(caption + QStringLiteral(" - ") + QFileInfo(*path).fileName());
-    m_shownFile = *path;
+    setWindowTitle(caption + QStringLiteral(" - ") + QFileInfo(path).fileName());
+    m_shownFile = path;
     showText(text);
     if (text.trimmed().isEmpty())
         Enable(false, 0);
     else
         Enable(true, 1);
+    return true;
 }
 
 void frmClip::mnuFileSaveAs_Click()

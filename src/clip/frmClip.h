@@ -25,6 +25,9 @@ public:
 
     // The menu's commands.
     void mnuFileOpen_Click();
+    // Shows the Quick Clip file `path` in place of the pending clips; false (and the error shown)
+    // when it cannot be read.
+    bool OpenClip(const QString &path);
     void mnuFileSaveAs_Click();
     void mnuFileClear_Click();
     void mnuAddTo_Click();

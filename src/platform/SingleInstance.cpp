@@ -9,6 +9,7 @@
 #include <QLoggingCategory>
 #include <QStandardPaths>
 #include <QTimer>
+#include <QUrl>
 
 #include <unistd.h>
 
@@ -17,7 +18,8 @@ Q_LOGGING_CATEGORY(lcInstance, "lorekeep.instance", QtWarningMsg)
 
 namespace {
 
-const QByteArray activateRequest = "activate\n";
+// "activate", or "activate" and a tab and the percent-encoded path of a file to open, on one line.
+const QByteArray activateRequest = "activate";
 const QByteArray activateReply = "ok\n";
 // How often a later start looks again while the owner holds the lock but is not listening yet.
 constexpr int retryMs = 100;
@@ -127,7 +129,8 @@ SingleInstance::Reply SingleInstance::askOwner(const QDeadlineTimer &deadline)
     };
     connect(&socket, &QLocalSocket::connected, &loop, [&] {
         connected = true;
-        socket.write(activateRequest);
+        socket.write(activateRequest + (m_file.isEmpty() ? QByteArray() : '\t' + QUrl::toPercentEncoding(m_file)) +
+                     '\n');
     });
     connect(&socket, &QLocalSocket::readyRead, &loop, [&] {
         answer += socket.readAll();
@@ -170,9 +173,12 @@ void SingleInstance::serve(QLocalSocket *socket)
     connect(socket, &QLocalSocket::readyRead, this, [this, socket] {
         if (!socket->canReadLine())
             return;
-        if (socket->readLine() == activateRequest) {
-            qCInfo(lcInstance) << "a later start on" << m_home << "asks for the window";
-            Q_EMIT ActivationRequested();
+        const QByteArray line = socket->readLine().chopped(1);
+        const qsizetype tab = line.indexOf('\t');
+        if ((tab < 0 ? line : line.left(tab)) == activateRequest) {
+            const QString file = tab < 0 ? QString() : QUrl::fromPercentEncoding(line.mid(tab + 1));
+            qCInfo(lcInstance) << "a later start on" << m_home << "asks for the window" << file;
+            Q_EMIT ActivationRequested(file);
             // Answered only once the window is up front: the answer tells the other start that
             // this process still responds.
             socket->write(activateReply);

@@ -32,6 +32,9 @@ public:
     // Settles who has the home, creating the folder when it is missing so that the lock can live in
     // it. Waits at most `timeoutMs` for a running owner to answer.
     Outcome Acquire(int timeoutMs = 5000);
+    // A file this start was asked to open (an absolute path): handed to the running owner, if there
+    // is one, along with the request to come to the front.
+    void setFileToOpen(const QString &path) { m_file = path; }
     // Why Acquire answered Unreachable, as a sentence for the user.
     QString Description() const { return m_description; }
 
@@ -39,7 +42,8 @@ public:
     static QString ServerName(const QString &home);
 
 Q_SIGNALS:
-    void ActivationRequested();
+    // A later start asks for the window; `file` is the file it was asked to open, if any.
+    void ActivationRequested(const QString &file);
 
 private:
     enum class Lock { Taken, HeldByOther, Unusable };
@@ -56,4 +60,5 @@ private:
     QString m_serverName;
     QLocalServer *m_server = nullptr;
     QString m_description;
+    QString m_file;
 };

@@ -223,8 +223,15 @@ void frmMain::Form_Activate()
     m_activating = true;
 
     StartLog();
-    const QString storePath = AppPath() + HomeFolder::StoreFileName;
-    const bool opened = OpenStore(storePath);
+    QString storePath = AppPath() + HomeFolder::StoreFileName;
+    bool opened = false;
+    if (!m_startFile.isEmpty() && !IsClipFile(m_startFile)) {
+        opened = OpenStore(m_startFile);
+        if (opened)
+            storePath = m_startFile;
+    }
+    if (!opened)
+        opened = OpenStore(storePath);
     if (opened) {
         if (m_ctlView->SelectedTab() == 1)
             SetFilesCaption();
@@ -243,8 +250,13 @@ void frmMain::Form_Activate()
     const bool firstRun = SettingNumber(GetSetting(SettingKeys::FirstRun)).value_or(0) == 0;
     if (firstRun)
         SaveSetting(SettingKeys::FirstRun, QStringLiteral("1"));
-    // The help and the tip come up once start-up is over and the splash is gone.
-    QTimer::singleShot(0, this, [this, firstRun] { FirstRunAndTip(firstRun); });
+    // The help and the tip come up once start-up is over and the splash is gone, then a Quick Clip
+    // file the program was started on.
+    QTimer::singleShot(0, this, [this, firstRun] {
+        FirstRunAndTip(firstRun);
+        if (IsClipFile(m_startFile))
+            OpenClipFile(m_startFile);
+    });
 }
 
 void frmMain::UpdateMenus()
@@ -274,7 +286,7 @@ void frmMain::SetFilesCaption()
 
 void frmMain::mnuFileConnect_Click()
 {
-    modADO &store = modADO::instance();
+    const modADO &store = modADO::instance();
     FileDialogOptions options;
     options.Title = QStringLiteral("Select Lorekeep...");
     options.Filter = QStringLiteral("Lorekeep Files *.lkb|*.lkb");
@@ -282,12 +294,38 @@ void frmMain::mnuFileConnect_Click()
     const std::optional<QString> path = Prompts::current().GetOpenFileName(options);
     if (!path)
         return;
+    OpenStoreFile(*path);
+}
+
+void frmMain::OpenStoreFile(const QString &path)
+{
     // The store that is open already is not reopened; a store that fails to open has been reported.
-    if (*path == store.DatabasePath() || !OpenStore(*path))
+    if (path == modADO::instance().DatabasePath() || !OpenStore(path))
         return;
     if (m_ctlView->SelectedTab() == 1)
         SetFilesCaption();
     ReloadAll();
+}
+
+bool frmMain::IsClipFile(const QString &path)
+{
+    return path.endsWith(QLatin1String(".qcf"), Qt::CaseInsensitive);
+}
+
+void frmMain::OpenFile(const QString &path)
+{
+    if (IsClipFile(path))
+        OpenClipFile(path);
+    else
+        OpenStoreFile(path);
+}
+
+void frmMain::OpenClipFile(const QString &path)
+{
+    frmClip form(this);
+    form.Form_Load();
+    if (form.OpenClip(path))
+        form.exec();
 }
 
 void frmMain::mnuFileImport_Click(bool folder)

@@ -48,6 +48,14 @@ public:
     // Empties every pane and loads the tree again from the open store.
     void ReloadAll();
 
+    // A file handed to the program: a Quick Clip file (".qcf") opens in the Quick Clip window, any
+    // other is opened as a store, as File > Open Lorekeep opens one.
+    void OpenFile(const QString &path);
+    // The file to open at start: a store is opened instead of the home's (which is opened when the
+    // file fails, as File > Open leaves the open store open), a Quick Clip file once the window is up.
+    void setStartFile(const QString &path) { m_startFile = path; }
+    static bool IsClipFile(const QString &path);
+
     // The program's icon in every size it is drawn in.
     static QIcon ProgramIcon();
 
@@ -143,6 +151,9 @@ private:
     void StoreDamaged(const QString &path, std::chrono::steady_clock::time_point when);
     void restoreWindowGeometry();
     void SetFilesCaption();
+    // File > Open Lorekeep once the file is chosen.
+    void OpenStoreFile(const QString &path);
+    void OpenClipFile(const QString &path);
     bool Form_QueryUnload();
     void Form_Unload();
     void Form_Resize();
@@ -192,4 +203,5 @@ private:
     std::unique_ptr<QTextDocument> rtbPrint;
 
     std::function<void()> m_showClipWindow;
+    QString m_startFile;
 };

@@ -8,6 +8,7 @@
 #include <QApplication>
 #include <QFile>
 #include <QPointer>
+#include <QTimer>
 
 namespace modMain {
 
@@ -21,7 +22,7 @@ QPointer<frmMain> &mainForm()
 
 } // namespace
 
-void Main()
+void Main(const QString &startFile)
 {
     auto *splash = new frmSplash;
     splash->setAttribute(Qt::WA_DeleteOnClose);
@@ -31,6 +32,7 @@ void Main()
     auto *form = new frmMain;
     form->setAttribute(Qt::WA_DeleteOnClose);
     SetMainForm(form);
+    form->setStartFile(startFile);
     form->Form_Load();
     form->show();
     // Without a window manager to honour stays-on-top, the newer main window would hide the splash.
@@ -54,21 +56,38 @@ void SetMainForm(frmMain *form)
     mainForm() = form;
 }
 
-void BringToFront()
+void BringToFront(const QString &file)
 {
     frmMain *form = MainForm();
     // While start-up loads, the window is not shown yet; it comes up in front when start-up ends.
-    if (!form || !form->isVisible())
-        return;
-    if (form->isMinimized())
-        form->setWindowState((form->windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
-    form->raise();
-    form->activateWindow();
-    // The code that opened a dialog waits for its answer, so the dialog is what the user must see.
-    if (QWidget *modal = QApplication::activeModalWidget(); modal && modal != form) {
-        modal->raise();
-        modal->activateWindow();
+    if (form && form->isVisible()) {
+        if (form->isMinimized())
+            form->setWindowState((form->windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
+        form->raise();
+        form->activateWindow();
+        // The code that opened a dialog waits for its answer, so the dialog is what the user must see.
+        if (QWidget *modal = QApplication::activeModalWidget(); modal && modal != form) {
+            modal->raise();
+            modal->activateWindow();
+        }
     }
+    if (!file.isEmpty())
+        OpenWhenFree(file);
+}
+
+void OpenWhenFree(const QString &file)
+{
+    // Opened once the other start has its answer, which must not wait for the file's questions, and
+    // once start-up is over and no dialog waits for an answer; until then it is kept, not dropped.
+    QTimer::singleShot(mainForm() && mainForm()->isVisible() && !QApplication::activeModalWidget() ? 0 : 250, qApp,
+                       [file] {
+                           frmMain *form = MainForm();
+                           if (!form)
+                               return;
+                           if (!form->isVisible() || QApplication::activeModalWidget())
+                               return OpenWhenFree(file);
+                           form->OpenFile(file);
+                       });
 }
 
 void UnloadForm(QWidget *window)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 class QWidget;
 class frmMain;
 
@@ -7,16 +9,21 @@ class frmMain;
 namespace modMain {
 
 // Shows the splash, creates and shows the main window, runs its first activation and takes the
-// splash down again. The main window deletes itself when it closes.
-void Main();
+// splash down again. The main window deletes itself when it closes. `startFile`, when given, is a
+// store or Quick Clip file to open (see frmMain::setStartFile).
+void Main(const QString &startFile = QString());
 
 // The one main window while it exists.
 frmMain *MainForm();
 void SetMainForm(frmMain *form);
 
 // Brings the program to the front when another start on the same home asks for it: the main
-// window restored if minimised, raised and activated, and a dialog that is up above it.
-void BringToFront();
+// window restored if minimised, raised and activated, and a dialog that is up above it. `file`, when
+// given, is then opened (see OpenWhenFree).
+void BringToFront(const QString &file = QString());
+// Opens `file` as frmMain::OpenFile opens it, as soon as the main window is up and no dialog waits
+// for an answer.
+void OpenWhenFree(const QString &file);
 
 // Closes `window` (a window that wants to be destroyed sets Qt::WA_DeleteOnClose, and callers hold
 // it in a QPointer, which clears itself), then draws the main title strip active again.
