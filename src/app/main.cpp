@@ -100,7 +100,7 @@ int main(int argc, char *argv[])
         std::fprintf(stderr, "%s\n", "Lorekeep opens one file at a time.");
         return 1;
     }
-    QApplication::setDesktopFileName(QStringLiteral("lorekeep"));
+    QApplication::setDesktopFileName(QStringLiteral("org.lorekeep.Lorekeep"));
     QApplication::setWindowIcon(frmMain::ProgramIcon());
     // Named as the user gave it, relative to where Lorekeep was started.
     const QString startFile = parser.positionalArguments().isEmpty()
