@@ -107,18 +107,9 @@ void tst_mainwindow::filesHandedToTheProgram()
     QVERIFY(Schema::CreateStore(other, &err));
     const QString clip = home.file(QStringLiteral("Boss notes.qcf"));
     writeFile(clip, "Hit the core three times.\r\n");
-    const auto start = [](const QString &file) {
-        auto form = std::make_unique<frmMain>();
-        modMain::SetMainForm(form.get());
-        form->setStartFile(file);
-        form->Form_Load();
-        form->show();
-        form->Form_Activate();
-        return form;
-    };
     {
         // A store given at start is opened instead of the home's.
-        auto form = start(other);
+        auto form = startMainWindow(other);
         QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [Other Games] - Files"));
         QCOMPARE(program().DatabasePath(), other);
     }
@@ -126,7 +117,7 @@ void tst_mainwindow::filesHandedToTheProgram()
     {
         // One that cannot be opened is reported, and the home's store is opened after all.
         prompts.answerMsgBox(MsgResult::OK);
-        auto form = start(home.file(QStringLiteral("gone.lkb")));
+        auto form = startMainWindow(home.file(QStringLiteral("gone.lkb")));
         QCOMPARE(prompts.last().title, QStringLiteral("modADO Error"));
         QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [lorekeep] - Files"));
 
@@ -146,7 +137,7 @@ void tst_mainwindow::filesHandedToTheProgram()
             }
         });
         poll.start(20);
-        auto form = start(clip);
+        auto form = startMainWindow(clip);
         QTRY_COMPARE(shown, QStringLiteral("frmClip:Hit the core three times.\n"));
         QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [lorekeep] - Files"));
     }

@@ -6,10 +6,12 @@
 
 #include <memory>
 
-inline std::unique_ptr<frmMain> startMainWindow()
+// `startFile` is a file given on the command line.
+inline std::unique_ptr<frmMain> startMainWindow(const QString &startFile = QString())
 {
     auto form = std::make_unique<frmMain>();
     modMain::SetMainForm(form.get());
+    form->setStartFile(startFile);
     form->Form_Load();
     form->show();
     form->Form_Activate();
