@@ -3,12 +3,14 @@
 #include "BrowserPage.h"
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
+#include "platform/Contrast.h"
 #include "platform/SettingsStore.h"
 
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QEventLoop>
+#include <QFile>
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -16,7 +18,6 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QProgressBar>
-#include <QFile>
 #include <QStatusBar>
 #include <QStyle>
 #include <QToolBar>
@@ -417,9 +418,11 @@ bool ctlBrowser::brw_NewWindow()
         return false;
     // The notice lasts three seconds from the last blocked window; the window stays usable.
     chkPopup->setText(QStringLiteral("Disabled!"));
+    // Red, as light or as dark as it takes to be read on the desktop's colours.
     QPalette red = chkPopup->palette();
-    red.setColor(QPalette::WindowText, QColor(255, 0, 0));
-    red.setColor(QPalette::ButtonText, QColor(255, 0, 0));
+    const QColor notice = ReadableOn(QColor(255, 0, 0), red.color(QPalette::Window));
+    red.setColor(QPalette::WindowText, notice);
+    red.setColor(QPalette::ButtonText, notice);
     chkPopup->setPalette(red);
     QFont bold = chkPopup->font();
     bold.setBold(true);

@@ -1,5 +1,7 @@
 #include "HelpViewer.h"
 
+#include "Contrast.h"
+
 #include <QAction>
 #include <QApplication>
 #include <QFileInfo>
@@ -72,7 +74,10 @@ HelpViewer::HelpViewer(const QString &folder, QWidget *parent)
     leftColumn->addWidget(txtSearch);
     leftColumn->addWidget(m_lists, 1);
 
-    txtPage->document()->setDefaultStyleSheet(QString::fromLatin1(pageStyle));
+    // Links take the desktop's link colour, which a dark desktop does not always lighten.
+    const QColor link = ReadableOn(txtPage->palette().color(QPalette::Link), txtPage->palette().color(QPalette::Base));
+    txtPage->document()->setDefaultStyleSheet(QString::fromLatin1(pageStyle) +
+                                              QStringLiteral("a { color: %1; }").arg(link.name()));
     txtPage->setOpenExternalLinks(true);
     txtPage->setSearchPaths({m_pages.folder()});
 

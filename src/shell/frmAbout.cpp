@@ -3,6 +3,7 @@
 #include "base/AppPath.h"
 #include "data/modADO.h"
 #include "frmSplash.h"
+#include "platform/Contrast.h"
 
 #include <QDialogButtonBox>
 #include <QFile>
@@ -61,6 +62,10 @@ frmAbout::frmAbout(QWidget *parent)
     purpose->setWordWrap(true);
     lblLibraries->setWordWrap(true);
     lblLibraries->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    // Subdued, but not so far that it cannot be read.
+    QPalette subdued = lblLibraries->palette();
+    subdued.setColor(QPalette::PlaceholderText, SubduedText(subdued, QPalette::Window));
+    lblLibraries->setPalette(subdued);
     lblLibraries->setForegroundRole(QPalette::PlaceholderText);
     lblLicence->setText(
         QStringLiteral("Lorekeep is free software: you can redistribute it and/or modify it under the terms of the "

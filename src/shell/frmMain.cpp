@@ -12,6 +12,7 @@
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
 #include "modMain.h"
+#include "platform/Contrast.h"
 #include "platform/Prompts.h"
 #include "platform/SettingsStore.h"
 #include "platform/Twips.h"
@@ -134,8 +135,11 @@ void frmMain::buildWindow()
     picSplitter = new QWidget(picClient);
     picSplitter->setObjectName(QStringLiteral("picSplitter"));
     picSplitter->setAutoFillBackground(true);
+    // Halfway and more from the window's colour to its text's, the bar shows over every pane on a
+    // light desktop and a dark one alike.
     QPalette indicator = picSplitter->palette();
-    indicator.setColor(QPalette::Window, QColor(0x60, 0x60, 0x60));
+    indicator.setColor(QPalette::Window,
+                       Blend(indicator.color(QPalette::Window), indicator.color(QPalette::WindowText), 0.6));
     picSplitter->setPalette(indicator);
     picSplitter->hide();
 
