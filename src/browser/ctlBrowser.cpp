@@ -4,6 +4,7 @@
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
 #include "platform/Contrast.h"
+#include "platform/KeyboardAccess.h"
 #include "platform/SettingsStore.h"
 
 #include <QApplication>
@@ -95,6 +96,8 @@ ctlBrowser::ctlBrowser(QWidget *parent)
     go->setObjectName(QStringLiteral("Go"));
     go->setToolTip(QStringLiteral("Go to the address"));
     connect(go, &QAction::triggered, this, &ctlBrowser::tbrGo_ButtonClick);
+    OpenToKeyboard(tbrToolbar);
+    OpenToKeyboard(tbrGo);
 
     connect(mnuAddURL, &QAction::triggered, this, &ctlBrowser::AddFavorite);
     connect(mnuDirectImport, &QAction::triggered, this, &ctlBrowser::mnuDirectImport_Click);
@@ -247,6 +250,10 @@ QWebEngineView *ctlBrowser::view()
 
     m_layout->replaceWidget(picPage, brw);
     picPage->hide();
+    // The engine makes the widget that takes the page's keys later, at the end of the window's tab
+    // order; it is put after the address line whenever it comes.
+    brw->installEventFilter(this);
+    placePageInTabOrder();
     if (m_pending.isValid())
         brw->load(m_pending);
     return brw;
@@ -265,8 +272,18 @@ void ctlBrowser::navigate(const QUrl &url)
         brw->load(url);
 }
 
+void ctlBrowser::placePageInTabOrder()
+{
+    if (brw) {
+        QWidget *page = brw->focusProxy() ? brw->focusProxy() : brw;
+        QWidget::setTabOrder(tbrGo->widgetForAction(tbrGo->actions().constFirst()), page);
+    }
+}
+
 bool ctlBrowser::eventFilter(QObject *watched, QEvent *event)
 {
+    if (watched == brw && event->type() == QEvent::ChildAdded)
+        QTimer::singleShot(0, this, &ctlBrowser::placePageInTabOrder);
     // Entering the box selects the address, so that typing replaces it. The click that focused
     // the box would move the cursor and undo the selection, so it is made once the click is over.
     if (watched == cboURL->lineEdit() && event->type() == QEvent::FocusIn)

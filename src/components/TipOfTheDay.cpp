@@ -34,7 +34,9 @@ TipOfTheDay::TipOfTheDay(QWidget *parent)
     cmdOK->setObjectName(QStringLiteral("cmdOK"));
 
     auto *icon = new QLabel;
+    icon->setObjectName(QStringLiteral("imgTip"));
     icon->setPixmap(QApplication::windowIcon().pixmap(48, 48));
+    icon->setAccessibleName(QStringLiteral("Lorekeep"));
     icon->setAlignment(Qt::AlignTop | Qt::AlignHCenter);
     auto *heading = new QLabel(QStringLiteral("Did you know..."));
     QFont big = heading->font();

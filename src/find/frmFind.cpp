@@ -112,6 +112,7 @@ void frmFind::buildWindow()
     cboFind->setCompleter(nullptr);
     cboFind->setInsertPolicy(QComboBox::NoInsert);
     cboFind->installEventFilter(this);
+    cboFind->setAccessibleName(QStringLiteral("Phrase"));
     cmdFind->setEnabled(false);
 
     auto *categories = new QGridLayout(Frame3);
@@ -134,6 +135,8 @@ void frmFind::buildWindow()
     game->addWidget(cboPlatform, 1);
     game->addWidget(cboGame, 2);
     game->addWidget(Label1);
+    cboPlatform->setAccessibleName(QStringLiteral("Platform"));
+    cboGame->setAccessibleName(QStringLiteral("Game"));
     cboPlatform->setEnabled(false);
     cboGame->setEnabled(false);
     picGame->setVisible(false);

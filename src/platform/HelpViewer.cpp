@@ -1,6 +1,7 @@
 #include "HelpViewer.h"
 
 #include "Contrast.h"
+#include "KeyboardAccess.h"
 
 #include <QAction>
 #include <QApplication>
@@ -60,6 +61,10 @@ HelpViewer::HelpViewer(const QString &folder, QWidget *parent)
     txtPage->setObjectName(QStringLiteral("txtPage"));
 
     txtSearch->setPlaceholderText(QStringLiteral("Search the help"));
+    txtSearch->setAccessibleName(QStringLiteral("Search the help"));
+    tvwContents->setAccessibleName(QStringLiteral("Contents"));
+    lstResults->setAccessibleName(QStringLiteral("Pages found"));
+    txtPage->setAccessibleName(QStringLiteral("Help page"));
     txtSearch->setClearButtonEnabled(true);
     lstResults->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     lstResults->setTextElideMode(Qt::ElideRight);
@@ -102,6 +107,7 @@ HelpViewer::HelpViewer(const QString &folder, QWidget *parent)
     connect(txtPage, &QTextBrowser::backwardAvailable, back, &QAction::setEnabled);
     connect(txtPage, &QTextBrowser::forwardAvailable, forward, &QAction::setEnabled);
     connect(contents, &QAction::triggered, this, &HelpViewer::ShowContents);
+    OpenToKeyboard(bar);
 
     auto *find = new QAction(this);
     find->setShortcuts({QKeySequence::Find, QKeySequence(Qt::CTRL | Qt::Key_K)});

@@ -148,6 +148,21 @@ QAbstractItemView *ListView::ActiveView() const
     return static_cast<QAbstractItemView *>(m_stack->currentWidget());
 }
 
+void ListView::SetAccessibleName(const QString &name)
+{
+    setAccessibleName(name);
+    m_report->setAccessibleName(name);
+    m_icons->setAccessibleName(name);
+}
+
+void ListView::menuKey(QAbstractItemView *view)
+{
+    const QRect row = view->visualRect(view->currentIndex());
+    const QPoint at = row.isValid() && view->viewport()->rect().intersects(row) ? row.bottomLeft()
+                                                                                : view->viewport()->rect().center();
+    Q_EMIT MenuKey(view->viewport()->mapToGlobal(at));
+}
+
 int ListView::AddColumn(const QString &caption, int width)
 {
     const int column = int(m_captions.size());

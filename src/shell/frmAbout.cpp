@@ -51,6 +51,7 @@ frmAbout::frmAbout(QWidget *parent)
     const QPixmap logo(AppPath() + QStringLiteral("logo.gif"));
     if (!logo.isNull())
         picIcon->setPixmap(logo);
+    picIcon->setAccessibleName(QStringLiteral("Lorekeep logo"));
     picIcon->setAlignment(Qt::AlignCenter);
 
     QFont bold = lblVersion->font();
