@@ -253,6 +253,15 @@ void ctlDetails::SelectTab(int index)
         tbsTabs->setCurrentIndex(index - 1);
 }
 
+bool ctlDetails::FocusPane()
+{
+    if (!isVisibleTo(window()))
+        return false;
+    const std::array<ListView *, 3> lists{lvBookmarks, lvFavorites, lvSearchResults};
+    lists.at(std::size_t(std::clamp(SelectedTab(), 1, 3) - 1))->setFocus(Qt::ShortcutFocusReason);
+    return true;
+}
+
 int ctlDetails::SelectedTab() const
 {
     return tbsTabs->currentIndex() + 1;

@@ -84,8 +84,6 @@ frmFind::frmFind(QWidget *parent)
     setObjectName(QStringLiteral("frmFind"));
     setWindowTitle(QStringLiteral("Find Files..."));
     setAttribute(Qt::WA_DeleteOnClose);
-    // It opens beside the main window without taking the keyboard from it.
-    setAttribute(Qt::WA_ShowWithoutActivating);
     buildWindow();
 }
 
@@ -167,6 +165,8 @@ void frmFind::buildWindow()
     layout->setContentsMargins(4, 4, 4, 4);
     layout->addWidget(Frame1);
     layout->addStretch(1);
+    // Whoever opens the window means to type the phrase.
+    cboFind->setFocus();
 
     connect(cboFind, &QComboBox::currentTextChanged, this, &frmFind::cboFind_Change);
     connect(cmdFind, &QPushButton::clicked, this, &frmFind::cmdFind_Click);

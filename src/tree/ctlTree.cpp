@@ -194,6 +194,14 @@ void ctlTree::Reset()
     tvwFiles->Clear();
 }
 
+bool ctlTree::FocusPane()
+{
+    if (!isVisibleTo(window()))
+        return false;
+    tvwFiles->setFocus(Qt::ShortcutFocusReason);
+    return true;
+}
+
 void ctlTree::SelectNode(const QString &strKey)
 {
     TreeNode *node = tvwFiles->Node(strKey);

@@ -190,6 +190,17 @@ bool ctlView::IsCovered() const
     return stack->currentWidget() == picCover;
 }
 
+bool ctlView::FocusPane()
+{
+    if (!isVisibleTo(window()) || IsCovered())
+        return false;
+    if (SelectedTab() == 2)
+        Browser->ComboFocus();
+    else
+        lvFiles->setFocus(Qt::ShortcutFocusReason);
+    return true;
+}
+
 void ctlView::SelectTab(int index)
 {
     if (index >= 1 && index <= tbsTabs->count())
