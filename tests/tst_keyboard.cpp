@@ -28,7 +28,6 @@
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>
-#include <QContextMenuEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
@@ -168,11 +167,15 @@ void tst_keyboard::listsAndEditorFromKeys()
     prompts.answerMsgBox(MsgResult::No);
     editor->close();
 
-    // The Menu key brings up the file's menu, as a right click does.
-    QContextMenuEvent menuKey(QContextMenuEvent::Keyboard, QPoint(4, 4), QPoint(4, 4));
-    QApplication::sendEvent(view->FileList()->ActiveView(), &menuKey);
+    // Shift+F10 (or the Menu key) brings up the file's menu, as a right click does.
+    QTest::keyClick(view->FileList()->ActiveView(), Qt::Key_F10, Qt::ShiftModifier);
     QTRY_VERIFY(QApplication::activePopupWidget());
     QCOMPARE(QApplication::activePopupWidget()->objectName(), QStringLiteral("mnuFile"));
+    QApplication::activePopupWidget()->close();
+    QTRY_VERIFY(!QApplication::activePopupWidget());
+    QTest::keyClick(form->findChild<QWidget *>(QStringLiteral("tvwFiles")), Qt::Key_F10, Qt::ShiftModifier);
+    QTRY_VERIFY(QApplication::activePopupWidget());
+    QCOMPARE(QApplication::activePopupWidget()->objectName(), QStringLiteral("mnuHiddenGame"));
     QApplication::activePopupWidget()->close();
     QTRY_VERIFY(!QApplication::activePopupWidget());
 

@@ -1,6 +1,7 @@
 #include "KeyboardAccess.h"
 
 #include <QAction>
+#include <QContextMenuEvent>
 #include <QCoreApplication>
 #include <QKeyEvent>
 #include <QTextEdit>
@@ -37,6 +38,29 @@ private:
     QTextEdit *m_editor;
 };
 
+class ShiftF10Filter final : public QObject
+{
+public:
+    explicit ShiftF10Filter(QWidget *widget) : QObject(widget), m_widget(widget) {}
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (watched != m_widget || event->type() != QEvent::KeyPress)
+            return false;
+        const auto *key = static_cast<QKeyEvent *>(event);
+        if (key->key() != Qt::Key_F10 || key->modifiers() != Qt::ShiftModifier)
+            return false;
+        const QPoint middle = m_widget->rect().center();
+        QContextMenuEvent menu(QContextMenuEvent::Keyboard, middle, m_widget->mapToGlobal(middle));
+        QCoreApplication::sendEvent(m_widget, &menu);
+        return true;
+    }
+
+private:
+    QWidget *m_widget;
+};
+
 } // namespace
 
 void OpenToKeyboard(QToolBar *bar)
@@ -60,6 +84,11 @@ void OpenToKeyboard(QToolBar *bar)
         button->setFocusPolicy(Qt::TabFocus);
         button->setAccessibleName(QStringLiteral("More Tools"));
     }
+}
+
+void MenuOnShiftF10(QWidget *widget)
+{
+    widget->installEventFilter(new ShiftF10Filter(widget));
 }
 
 void LeaveWithCtrlTab(QTextEdit *editor)

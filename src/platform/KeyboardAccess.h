@@ -2,6 +2,7 @@
 
 class QTextEdit;
 class QToolBar;
+class QWidget;
 
 // What the keyboard and assistive technology need beyond Qt's defaults.
 
@@ -10,6 +11,10 @@ class QToolBar;
 // focus by Tab, and each is named for screen readers by its action's text, or by its tool tip
 // where the action has no text.
 void OpenToKeyboard(QToolBar *bar);
+
+// Shift+F10 on `widget` asks for its pop-up menu as the Menu key does, for keyboards without one:
+// the widget gets the keyboard's context menu event.
+void MenuOnShiftF10(QWidget *widget);
 
 // An editor that keeps Tab for the text lets Ctrl+Tab and Ctrl+Shift+Tab move the focus on, so
 // the keyboard can leave it for the window's other controls.

@@ -1,5 +1,6 @@
 #include "ListView.h"
 
+#include "KeyboardAccess.h"
 #include "ListModel.h"
 #include "ListViewWidget.h"
 #include "NaturalOrder.h"
@@ -72,6 +73,7 @@ ListView::ListView(QWidget *parent)
         view->setSelectionBehavior(QAbstractItemView::SelectRows);
         view->setEditTriggers(QAbstractItemView::NoEditTriggers);
         view->setTextElideMode(Qt::ElideRight);
+        MenuOnShiftF10(view);
         m_stack->addWidget(view);
     }
     m_report->setRootIsDecorated(false);

@@ -87,6 +87,7 @@ ctlTree::ctlTree(QWidget *parent)
     tvwFiles->setAccessibleName(QStringLiteral("Book Tree"));
     TreeLoader::AddImages(tvwFiles);
     tvwFiles->setContextMenuPolicy(Qt::CustomContextMenu);
+    MenuOnShiftF10(tvwFiles);
     tvwFiles->installEventFilter(this);
     // Dragged text comes to the viewport, as do the presses that end a drop's highlight.
     tvwFiles->setAcceptDrops(true);

@@ -160,6 +160,7 @@ void ctlView::buildFilesTab(QWidget *tab)
     lvFiles->SetAccessibleName(QStringLiteral("Files"));
     rtbText->setUndoRedoEnabled(false);
     rtbText->setContextMenuPolicy(Qt::CustomContextMenu);
+    MenuOnShiftF10(rtbText);
     connect(rtbText, &QWidget::customContextMenuRequested, this,
             [this](const QPoint &pos) { rtbText_MouseDown(rtbText->viewport()->mapToGlobal(pos)); });
 
