@@ -7,6 +7,7 @@
 #include "base/AppPath.h"
 #include "browser/ctlBrowser.h"
 #include "browser/frmFavorite.h"
+#include "platform/Contrast.h"
 #include "platform/SettingsStore.h"
 #include "view/ctlView.h"
 
@@ -210,15 +211,20 @@ void tst_browser::popups()
     };
     QVERIFY(check->isChecked());
 
-    // Blocked: no window, and the switch says so in red bold for three seconds.
+    // Blocked: no window, and the switch says so in red bold for three seconds, a red that reads
+    // on the window's colour.
+    const QColor plain = check->palette().color(QPalette::WindowText);
     QVERIFY(pane.load([&] { pane.view.BrowseNavigate(server.url(QStringLiteral("/popup")).toString()); }));
     QTRY_COMPARE(check->text(), QStringLiteral("Disabled!"));
-    QCOMPARE(check->palette().color(QPalette::WindowText), QColor(255, 0, 0));
+    const QColor notice = check->palette().color(QPalette::WindowText);
+    QCOMPARE(notice.hslHue(), 0);
+    QVERIFY(notice.hslSaturation() > 200);
+    QVERIFY(ContrastRatio(notice, check->palette().color(QPalette::Window)) >= 4.5);
     QVERIFY(check->font().bold());
     QCOMPARE(popupWindows(), 0);
     QTRY_COMPARE_WITH_TIMEOUT(check->text(), QStringLiteral("Disable Pop-Ups"), 5000);
     QVERIFY(!check->font().bold());
-    QVERIFY(check->palette().color(QPalette::WindowText) != QColor(255, 0, 0));
+    QCOMPARE(check->palette().color(QPalette::WindowText), plain);
 
     // Allowed: the click is saved at once and the page's window opens.
     QTest::mouseClick(check, Qt::LeftButton, {}, QPoint(8, check->height() / 2));

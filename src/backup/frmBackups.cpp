@@ -49,6 +49,7 @@ frmBackups::frmBackups(const QString &storePath, QWidget *parent)
     lvwBackups->setObjectName(QStringLiteral("lvwBackups"));
     lvwBackups->setHeaderLabels({QStringLiteral("Made"), QStringLiteral("Kind"), QStringLiteral("Size"),
                                  QStringLiteral("Games"), QStringLiteral("Files")});
+    lvwBackups->setAccessibleName(QStringLiteral("Backups"));
     lvwBackups->setRootIsDecorated(false);
     lvwBackups->setUniformRowHeights(true);
     lvwBackups->setAllColumnsShowFocus(true);
@@ -93,6 +94,9 @@ frmBackups::frmBackups(const QString &storePath, QWidget *parent)
     layout->addLayout(keepRow);
     layout->addLayout(buttons);
     resize(640, 400);
+    // Tab follows the rows as they are seen: the list, how many to keep, then the buttons.
+    setTabOrder(lvwBackups, spnKeep);
+    setTabOrder(spnKeep, cmdRestore);
 
     connect(close, &QDialogButtonBox::rejected, this, &QDialog::reject);
     connect(cmdRestore, &QPushButton::clicked, this, &frmBackups::cmdRestore_Click);

@@ -3,12 +3,15 @@
 #include "BrowserPage.h"
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
+#include "platform/Contrast.h"
+#include "platform/KeyboardAccess.h"
 #include "platform/SettingsStore.h"
 
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QEventLoop>
+#include <QFile>
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QKeyEvent>
@@ -16,7 +19,6 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QProgressBar>
-#include <QFile>
 #include <QStatusBar>
 #include <QStyle>
 #include <QToolBar>
@@ -94,6 +96,8 @@ ctlBrowser::ctlBrowser(QWidget *parent)
     go->setObjectName(QStringLiteral("Go"));
     go->setToolTip(QStringLiteral("Go to the address"));
     connect(go, &QAction::triggered, this, &ctlBrowser::tbrGo_ButtonClick);
+    OpenToKeyboard(tbrToolbar);
+    OpenToKeyboard(tbrGo);
 
     connect(mnuAddURL, &QAction::triggered, this, &ctlBrowser::AddFavorite);
     connect(mnuDirectImport, &QAction::triggered, this, &ctlBrowser::mnuDirectImport_Click);
@@ -246,6 +250,10 @@ QWebEngineView *ctlBrowser::view()
 
     m_layout->replaceWidget(picPage, brw);
     picPage->hide();
+    // The engine makes the widget that takes the page's keys later, at the end of the window's tab
+    // order; it is put after the address line whenever it comes.
+    brw->installEventFilter(this);
+    placePageInTabOrder();
     if (m_pending.isValid())
         brw->load(m_pending);
     return brw;
@@ -264,8 +272,18 @@ void ctlBrowser::navigate(const QUrl &url)
         brw->load(url);
 }
 
+void ctlBrowser::placePageInTabOrder()
+{
+    if (brw) {
+        QWidget *page = brw->focusProxy() ? brw->focusProxy() : brw;
+        QWidget::setTabOrder(tbrGo->widgetForAction(tbrGo->actions().constFirst()), page);
+    }
+}
+
 bool ctlBrowser::eventFilter(QObject *watched, QEvent *event)
 {
+    if (watched == brw && event->type() == QEvent::ChildAdded)
+        QTimer::singleShot(0, this, &ctlBrowser::placePageInTabOrder);
     // Entering the box selects the address, so that typing replaces it. The click that focused
     // the box would move the cursor and undo the selection, so it is made once the click is over.
     if (watched == cboURL->lineEdit() && event->type() == QEvent::FocusIn)
@@ -417,9 +435,11 @@ bool ctlBrowser::brw_NewWindow()
         return false;
     // The notice lasts three seconds from the last blocked window; the window stays usable.
     chkPopup->setText(QStringLiteral("Disabled!"));
+    // Red, as light or as dark as it takes to be read on the desktop's colours.
     QPalette red = chkPopup->palette();
-    red.setColor(QPalette::WindowText, QColor(255, 0, 0));
-    red.setColor(QPalette::ButtonText, QColor(255, 0, 0));
+    const QColor notice = ReadableOn(QColor(255, 0, 0), red.color(QPalette::Window));
+    red.setColor(QPalette::WindowText, notice);
+    red.setColor(QPalette::ButtonText, notice);
     chkPopup->setPalette(red);
     QFont bold = chkPopup->font();
     bold.setBold(true);

@@ -63,6 +63,8 @@ private:
     void buildToolbar();
     // Starts the engine and shows the page that was asked for until then.
     QWebEngineView *view();
+    // The page's place in the tab order: after the address line and Go.
+    void placePageInTabOrder();
     void navigate(const QUrl &url);
     QUrl Location() const;
     QString LocationName() const;

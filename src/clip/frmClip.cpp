@@ -76,6 +76,7 @@ frmClip::frmClip(QWidget *parent) : QDialog(parent), txtRTF(new QTextEdit)
 
     // A viewer: the text is read, selected and copied, never typed into.
     txtRTF->setObjectName(QStringLiteral("txtRTF"));
+    txtRTF->setAccessibleName(QStringLiteral("Quick Clips"));
     txtRTF->setReadOnly(true);
     txtRTF->setAcceptRichText(false);
     txtRTF->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);

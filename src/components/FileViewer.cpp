@@ -6,6 +6,7 @@
 #include "data/ShortDesc.h"
 #include "data/modNames.h"
 #include "platform/ErrObject.h"
+#include "platform/KeyboardAccess.h"
 #include "platform/Prompts.h"
 #include "platform/RichText.h"
 #include "platform/RtfWriter.h"
@@ -96,6 +97,9 @@ FileViewer::FileViewer(QWidget *parent)
     }
     cmdEdit->setToolTip(QStringLiteral("Edit this file"));
     tbrMain->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    OpenToKeyboard(tbrMain);
+    rtbText->setAccessibleName(QStringLiteral("Text"));
+    LeaveWithCtrlTab(rtbText);
 
     auto *bars = new QHBoxLayout;
     bars->setSpacing(0);

@@ -79,6 +79,7 @@ PlatformMaintenance::PlatformMaintenance(QWidget *parent)
     for (quint8 code = 1; code <= modNames::PlatformCount; ++code)
         cboMoveTo->addItem(modNames::GetPlatformName(code), code);
     cboMoveTo->setMaxVisibleItems(modNames::PlatformCount);
+    cboMoveTo->setAccessibleName(QStringLiteral("Move Games To"));
 
     auto *move = new QHBoxLayout(fraMove);
     move->addWidget(cboMoveTo, 1);

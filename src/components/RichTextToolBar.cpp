@@ -1,5 +1,7 @@
 #include "RichTextToolBar.h"
 
+#include "platform/KeyboardAccess.h"
+
 #include <QAction>
 #include <QColorDialog>
 #include <QComboBox>
@@ -69,6 +71,7 @@ RichTextToolBar::RichTextToolBar(QTextEdit *editor, QWidget *parent)
     cboFontSize->setEditable(true);
     cboFontSize->setInsertPolicy(QComboBox::NoInsert);
     cboFontSize->setToolTip(QStringLiteral("Font Size"));
+    cboFontSize->setAccessibleName(QStringLiteral("Font Size"));
     for (int size : {8, 9, 10, 11, 12, 14, 16, 18, 20, 24, 28, 36, 48, 72})
         cboFontSize->addItem(QString::number(size));
     auto *validator = new QDoubleValidator(1, MaxPoints, 1, cboFontSize);
@@ -82,6 +85,7 @@ RichTextToolBar::RichTextToolBar(QTextEdit *editor, QWidget *parent)
     cmdColor->setObjectName(QStringLiteral("cmdColor"));
     cmdColor->setToolTip(QStringLiteral("Text Color"));
     addAction(cmdColor);
+    OpenToKeyboard(this);
 
     connect(cmdBold, &QAction::triggered, this, [this](bool checked) {
         QTextCharFormat format;

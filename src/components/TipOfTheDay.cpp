@@ -1,5 +1,6 @@
 #include "TipOfTheDay.h"
 
+#include "platform/Contrast.h"
 #include "platform/SettingsStore.h"
 #include "platform/TextDecoder.h"
 
@@ -33,7 +34,9 @@ TipOfTheDay::TipOfTheDay(QWidget *parent)
     cmdOK->setObjectName(QStringLiteral("cmdOK"));
 
     auto *icon = new QLabel;
+    icon->setObjectName(QStringLiteral("imgTip"));
     icon->setPixmap(QApplication::windowIcon().pixmap(48, 48));
+    icon->setAccessibleName(QStringLiteral("Lorekeep"));
     icon->setAlignment(Qt::AlignTop | Qt::AlignHCenter);
     auto *heading = new QLabel(QStringLiteral("Did you know..."));
     QFont big = heading->font();
@@ -53,6 +56,10 @@ TipOfTheDay::TipOfTheDay(QWidget *parent)
     lblTip->setAlignment(Qt::AlignTop | Qt::AlignLeft);
     lblTip->setTextInteractionFlags(Qt::TextSelectableByMouse);
     lblTip->setMinimumSize(380, 110);
+    // Subdued, but not so far that it cannot be read.
+    QPalette subdued = lblNumber->palette();
+    subdued.setColor(QPalette::PlaceholderText, SubduedText(subdued, QPalette::Base));
+    lblNumber->setPalette(subdued);
     lblNumber->setForegroundRole(QPalette::PlaceholderText);
     cardColumn->addWidget(heading);
     cardColumn->addWidget(lblTip, 1);

@@ -4,6 +4,7 @@
 #include "data/FileSearch.h"
 #include "data/modADO.h"
 #include "platform/DeferredIcon.h"
+#include "platform/KeyboardAccess.h"
 #include "platform/ListView.h"
 #include "platform/SettingsStore.h"
 #include "platform/Twips.h"
@@ -94,6 +95,7 @@ ctlDetails::ctlDetails(QWidget *parent)
         header->setMinimumHeight(20);
         SetCaptionColors(header, CaptionInactive);
         lblHeaders[i] = header;
+        tabs[i].list->SetAccessibleName(QString::fromLatin1(tabs[i].caption));
         auto *layout = new QVBoxLayout(panel);
         layout->setContentsMargins(0, 0, 0, 0);
         layout->setSpacing(0);
@@ -107,6 +109,7 @@ ctlDetails::ctlDetails(QWidget *parent)
     close->setObjectName(QStringLiteral("x"));
     close->setToolTip(QStringLiteral("Hide the Details"));
     connect(close, &QAction::triggered, this, &ctlDetails::HideControl);
+    OpenToKeyboard(tbrTools);
     tbrTools->raise();
 
     auto *layout = new QVBoxLayout(this);
@@ -159,8 +162,8 @@ void ctlDetails::buildMenus()
 }
 
 // The three lists behave alike: a column click sorts on that column for good, a right click on a
-// selected entry brings up the list's menu, a double click opens the selected entry, and where the
-// list deletes entries Enter opens and Delete deletes.
+// selected entry (or the Menu key) brings up the list's menu, a double click or Enter opens the
+// selected entry, and where the list deletes entries Delete deletes.
 void ctlDetails::connectList(ListView *list, QMenu *menu, void (ctlDetails::*open)(), QAction *remove)
 {
     connect(list, &ListView::ColumnClick, this, [list](int column) {
@@ -171,13 +174,15 @@ void ctlDetails::connectList(ListView *list, QMenu *menu, void (ctlDetails::*ope
         if (button == Qt::RightButton && list->SelectedItem())
             menu->popup(globalPos);
     });
+    connect(list, &ListView::MenuKey, this, [list, menu](const QPoint &globalPos) {
+        if (list->SelectedItem())
+            menu->popup(globalPos);
+    });
     connect(list, &ListView::DblClick, this, open);
-    if (!remove)
-        return;
     connect(list, &ListView::KeyDown, this, [this, open, remove](int key, Qt::KeyboardModifiers) {
         if (key == Qt::Key_Return || key == Qt::Key_Enter)
             (this->*open)();
-        else if (key == Qt::Key_Delete)
+        else if (key == Qt::Key_Delete && remove)
             remove->trigger();
     });
 }
@@ -246,6 +251,15 @@ void ctlDetails::SelectTab(int index)
         tabChanged();
     else
         tbsTabs->setCurrentIndex(index - 1);
+}
+
+bool ctlDetails::FocusPane()
+{
+    if (!isVisibleTo(window()))
+        return false;
+    const std::array<ListView *, 3> lists{lvBookmarks, lvFavorites, lvSearchResults};
+    lists.at(std::size_t(std::clamp(SelectedTab(), 1, 3) - 1))->setFocus(Qt::ShortcutFocusReason);
+    return true;
 }
 
 int ctlDetails::SelectedTab() const

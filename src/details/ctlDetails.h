@@ -46,6 +46,8 @@ public:
 
     // Tabs count from 1: 1 Bookmarks, 2 Internet Favorites, 3 Search Results.
     void SelectTab(int index);
+    // Puts the keyboard in the list of the tab shown; false when the pane is hidden.
+    bool FocusPane();
     int SelectedTab() const;
 
     // Bookmarks (ctlDetailsBookmarks.cpp). Keys are file path keys "K_file|N_game|G_genre|P_platform";

@@ -84,8 +84,6 @@ frmFind::frmFind(QWidget *parent)
     setObjectName(QStringLiteral("frmFind"));
     setWindowTitle(QStringLiteral("Find Files..."));
     setAttribute(Qt::WA_DeleteOnClose);
-    // It opens beside the main window without taking the keyboard from it.
-    setAttribute(Qt::WA_ShowWithoutActivating);
     buildWindow();
 }
 
@@ -112,6 +110,7 @@ void frmFind::buildWindow()
     cboFind->setCompleter(nullptr);
     cboFind->setInsertPolicy(QComboBox::NoInsert);
     cboFind->installEventFilter(this);
+    cboFind->setAccessibleName(QStringLiteral("Phrase"));
     cmdFind->setEnabled(false);
 
     auto *categories = new QGridLayout(Frame3);
@@ -134,6 +133,8 @@ void frmFind::buildWindow()
     game->addWidget(cboPlatform, 1);
     game->addWidget(cboGame, 2);
     game->addWidget(Label1);
+    cboPlatform->setAccessibleName(QStringLiteral("Platform"));
+    cboGame->setAccessibleName(QStringLiteral("Game"));
     cboPlatform->setEnabled(false);
     cboGame->setEnabled(false);
     picGame->setVisible(false);
@@ -164,6 +165,8 @@ void frmFind::buildWindow()
     layout->setContentsMargins(4, 4, 4, 4);
     layout->addWidget(Frame1);
     layout->addStretch(1);
+    // Whoever opens the window means to type the phrase.
+    cboFind->setFocus();
 
     connect(cboFind, &QComboBox::currentTextChanged, this, &frmFind::cboFind_Change);
     connect(cmdFind, &QPushButton::clicked, this, &frmFind::cmdFind_Click);

@@ -50,6 +50,7 @@ frmOptions::frmOptions(QWidget *parent)
     auto *start = named(new QGroupBox(QStringLiteral("Browser Start Page:")), "fraStart");
     auto *startRow = new QHBoxLayout(start);
     txtURL->setMinimumWidth(360);
+    txtURL->setAccessibleName(QStringLiteral("Browser Start Page"));
     txtURL->setToolTip(QStringLiteral("A web address or a page on this computer; empty for Lorekeep's own start page"));
     txtURL->installEventFilter(this);
     cmdSelect->setToolTip(QStringLiteral("Choose a page on this computer"));

@@ -1,5 +1,8 @@
 #include "HelpViewer.h"
 
+#include "Contrast.h"
+#include "KeyboardAccess.h"
+
 #include <QAction>
 #include <QApplication>
 #include <QFileInfo>
@@ -58,6 +61,10 @@ HelpViewer::HelpViewer(const QString &folder, QWidget *parent)
     txtPage->setObjectName(QStringLiteral("txtPage"));
 
     txtSearch->setPlaceholderText(QStringLiteral("Search the help"));
+    txtSearch->setAccessibleName(QStringLiteral("Search the help"));
+    tvwContents->setAccessibleName(QStringLiteral("Contents"));
+    lstResults->setAccessibleName(QStringLiteral("Pages found"));
+    txtPage->setAccessibleName(QStringLiteral("Help page"));
     txtSearch->setClearButtonEnabled(true);
     lstResults->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     lstResults->setTextElideMode(Qt::ElideRight);
@@ -72,7 +79,10 @@ HelpViewer::HelpViewer(const QString &folder, QWidget *parent)
     leftColumn->addWidget(txtSearch);
     leftColumn->addWidget(m_lists, 1);
 
-    txtPage->document()->setDefaultStyleSheet(QString::fromLatin1(pageStyle));
+    // Links take the desktop's link colour, which a dark desktop does not always lighten.
+    const QColor link = ReadableOn(txtPage->palette().color(QPalette::Link), txtPage->palette().color(QPalette::Base));
+    txtPage->document()->setDefaultStyleSheet(QString::fromLatin1(pageStyle) +
+                                              QStringLiteral("a { color: %1; }").arg(link.name()));
     txtPage->setOpenExternalLinks(true);
     txtPage->setSearchPaths({m_pages.folder()});
 
@@ -97,6 +107,7 @@ HelpViewer::HelpViewer(const QString &folder, QWidget *parent)
     connect(txtPage, &QTextBrowser::backwardAvailable, back, &QAction::setEnabled);
     connect(txtPage, &QTextBrowser::forwardAvailable, forward, &QAction::setEnabled);
     connect(contents, &QAction::triggered, this, &HelpViewer::ShowContents);
+    OpenToKeyboard(bar);
 
     auto *find = new QAction(this);
     find->setShortcuts({QKeySequence::Find, QKeySequence(Qt::CTRL | Qt::Key_K)});

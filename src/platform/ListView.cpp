@@ -1,5 +1,6 @@
 #include "ListView.h"
 
+#include "KeyboardAccess.h"
 #include "ListModel.h"
 #include "ListViewWidget.h"
 #include "NaturalOrder.h"
@@ -72,6 +73,7 @@ ListView::ListView(QWidget *parent)
         view->setSelectionBehavior(QAbstractItemView::SelectRows);
         view->setEditTriggers(QAbstractItemView::NoEditTriggers);
         view->setTextElideMode(Qt::ElideRight);
+        MenuOnShiftF10(view);
         m_stack->addWidget(view);
     }
     m_report->setRootIsDecorated(false);
@@ -146,6 +148,21 @@ void ListView::AcceptDrops(QObject *filter)
 QAbstractItemView *ListView::ActiveView() const
 {
     return static_cast<QAbstractItemView *>(m_stack->currentWidget());
+}
+
+void ListView::SetAccessibleName(const QString &name)
+{
+    setAccessibleName(name);
+    m_report->setAccessibleName(name);
+    m_icons->setAccessibleName(name);
+}
+
+void ListView::menuKey(QAbstractItemView *view)
+{
+    const QRect row = view->visualRect(view->currentIndex());
+    const QPoint at = row.isValid() && view->viewport()->rect().intersects(row) ? row.bottomLeft()
+                                                                                : view->viewport()->rect().center();
+    Q_EMIT MenuKey(view->viewport()->mapToGlobal(at));
 }
 
 int ListView::AddColumn(const QString &caption, int width)

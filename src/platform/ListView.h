@@ -116,6 +116,8 @@ public:
 
     // The view in use, for focus and look.
     QAbstractItemView *ActiveView() const;
+    // The name screen readers give the list, in every view.
+    void SetAccessibleName(const QString &name);
     // Lets things be dropped on the list, in every view; `filter` sees the drag and drop events.
     void AcceptDrops(QObject *filter);
 
@@ -129,6 +131,9 @@ Q_SIGNALS:
     void KeyDown(int key, Qt::KeyboardModifiers modifiers);
     // After the list acted on the press; a press on no row clears the selection.
     void MouseDown(Qt::MouseButton button, const QPoint &globalPos);
+    // The keyboard asked for a pop-up menu (the Menu key or Shift+F10); `globalPos` is by the
+    // current row, or the middle of the list when there is none.
+    void MenuKey(const QPoint &globalPos);
 
 private:
     friend class ListItem;
@@ -148,6 +153,7 @@ private:
     void sortRows();
     void applyView();
     void pressed(QAbstractItemView *view, Qt::MouseButton button, const QPoint &pos, const QPoint &globalPos);
+    void menuKey(QAbstractItemView *view);
     void currentMoved(const QModelIndex &current);
     void scrollToTarget();
 

@@ -2,6 +2,7 @@
 
 #include "ListView.h"
 
+#include <QContextMenuEvent>
 #include <QKeyEvent>
 #include <QMouseEvent>
 
@@ -36,6 +37,18 @@ protected:
     {
         Q_EMIT m_list->KeyDown(event->key(), event->modifiers());
         Base::keyPressEvent(event);
+    }
+
+    void contextMenuEvent(QContextMenuEvent *event) override
+    {
+        // A right click has had its say as MouseDown already; the keyboard's request is the
+        // list's to report.
+        if (event->reason() == QContextMenuEvent::Mouse) {
+            Base::contextMenuEvent(event);
+            return;
+        }
+        event->accept();
+        m_list->menuKey(this);
     }
 
     void focusInEvent(QFocusEvent *event) override

@@ -61,6 +61,11 @@ MainMenu::MainMenu(QMenuBar *bar)
     mnuViewTop = addCheck(mnuView, "mnuViewTop", "&Title", QKeySequence(Qt::CTRL | Qt::Key_F9));
     mnuViewLeft = addCheck(mnuView, "mnuViewLeft", "Book T&ree", QKeySequence(Qt::Key_F9));
     mnuViewBottom = addCheck(mnuView, "mnuViewBottom", "&Details", QKeySequence(Qt::SHIFT | Qt::Key_F9));
+    mnuView->addSeparator();
+    // F6 is the key most desktop programs move between their panes with.
+    mnuViewNextPane = addItem(mnuView, "mnuViewNextPane", "&Next Pane", QKeySequence(Qt::Key_F6));
+    mnuViewPreviousPane =
+        addItem(mnuView, "mnuViewPreviousPane", "Pre&vious Pane", QKeySequence(Qt::SHIFT | Qt::Key_F6));
 
     mnuTools = addMenu(bar, "mnuTools", "&Tools");
     mnuViewQuickClip =

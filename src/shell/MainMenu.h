@@ -28,6 +28,8 @@ public:
     QAction *mnuViewTop;
     QAction *mnuViewLeft;
     QAction *mnuViewBottom;
+    QAction *mnuViewNextPane;
+    QAction *mnuViewPreviousPane;
 
     QMenu *mnuTools;
     QAction *mnuViewQuickClip;

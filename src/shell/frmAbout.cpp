@@ -3,6 +3,7 @@
 #include "base/AppPath.h"
 #include "data/modADO.h"
 #include "frmSplash.h"
+#include "platform/Contrast.h"
 
 #include <QDialogButtonBox>
 #include <QFile>
@@ -50,6 +51,7 @@ frmAbout::frmAbout(QWidget *parent)
     const QPixmap logo(AppPath() + QStringLiteral("logo.gif"));
     if (!logo.isNull())
         picIcon->setPixmap(logo);
+    picIcon->setAccessibleName(QStringLiteral("Lorekeep logo"));
     picIcon->setAlignment(Qt::AlignCenter);
 
     QFont bold = lblVersion->font();
@@ -61,6 +63,10 @@ frmAbout::frmAbout(QWidget *parent)
     purpose->setWordWrap(true);
     lblLibraries->setWordWrap(true);
     lblLibraries->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    // Subdued, but not so far that it cannot be read.
+    QPalette subdued = lblLibraries->palette();
+    subdued.setColor(QPalette::PlaceholderText, SubduedText(subdued, QPalette::Window));
+    lblLibraries->setPalette(subdued);
     lblLibraries->setForegroundRole(QPalette::PlaceholderText);
     lblLicence->setText(
         QStringLiteral("Lorekeep is free software: you can redistribute it and/or modify it under the terms of the "

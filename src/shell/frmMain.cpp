@@ -12,6 +12,7 @@
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
 #include "modMain.h"
+#include "platform/Contrast.h"
 #include "platform/Prompts.h"
 #include "platform/SettingsStore.h"
 #include "platform/Twips.h"
@@ -32,6 +33,7 @@
 #include <QTextEdit>
 #include <QTimer>
 
+#include <array>
 #include <chrono>
 
 namespace {
@@ -134,8 +136,11 @@ void frmMain::buildWindow()
     picSplitter = new QWidget(picClient);
     picSplitter->setObjectName(QStringLiteral("picSplitter"));
     picSplitter->setAutoFillBackground(true);
+    // Halfway and more from the window's colour to its text's, the bar shows over every pane on a
+    // light desktop and a dark one alike.
     QPalette indicator = picSplitter->palette();
-    indicator.setColor(QPalette::Window, QColor(0x60, 0x60, 0x60));
+    indicator.setColor(QPalette::Window,
+                       Blend(indicator.color(QPalette::Window), indicator.color(QPalette::WindowText), 0.6));
     picSplitter->setPalette(indicator);
     picSplitter->hide();
 
@@ -157,6 +162,8 @@ void frmMain::connectMenu()
     connect(m_menu->mnuViewTop, &QAction::triggered, this, &frmMain::mnuViewTop_Click);
     connect(m_menu->mnuViewLeft, &QAction::triggered, this, &frmMain::mnuViewLeft_Click);
     connect(m_menu->mnuViewBottom, &QAction::triggered, this, &frmMain::mnuViewBottom_Click);
+    connect(m_menu->mnuViewNextPane, &QAction::triggered, this, [this] { mnuViewPane_Click(1); });
+    connect(m_menu->mnuViewPreviousPane, &QAction::triggered, this, [this] { mnuViewPane_Click(-1); });
     connect(m_menu->mnuViewQuickClip, &QAction::triggered, this, [this] {
         if (m_showClipWindow)
             m_showClipWindow();
@@ -193,6 +200,8 @@ void frmMain::Form_Load()
     // details height.
     m_ctlTree->setVisible(m_layout.treeVisible);
     m_ctlDetails->setVisible(m_layout.detailVisible);
+    // The keyboard starts in the library itself rather than in the tree's search box above it.
+    m_ctlTree->FocusPane();
 
     m_ctlView->InitView();
     m_ctlDetails->InitDetails();
@@ -464,6 +473,32 @@ void frmMain::mnuViewBottom_Click()
     m_layout.detailVisible = m_menu->mnuViewBottom->isChecked();
     m_ctlDetails->setVisible(m_layout.detailVisible);
     SizeControls(false);
+}
+
+void frmMain::mnuViewPane_Click(int step)
+{
+    // Round the panes from the one that has the focus, passing over those that are hidden or have
+    // nothing to work on; with the focus in no pane (its pane was just hidden, say) the round
+    // starts at an end.
+    const std::array<const QWidget *, 3> panes{m_ctlTree, m_ctlView, m_ctlDetails};
+    const auto take = [this](int pane) {
+        switch (pane) {
+        case 0: return m_ctlTree->FocusPane();
+        case 1: return m_ctlView->FocusPane();
+        default: return m_ctlDetails->FocusPane();
+        }
+    };
+    const int count = int(panes.size());
+    const QWidget *focus = QApplication::focusWidget();
+    int current = step > 0 ? -1 : count;
+    for (int pane = 0; pane < count; ++pane) {
+        if (focus && panes[std::size_t(pane)]->isAncestorOf(focus))
+            current = pane;
+    }
+    for (int k = 1; k <= count; ++k) {
+        if (take(((current + step * k) % count + count) % count))
+            return;
+    }
 }
 
 bool frmMain::eventFilter(QObject *watched, QEvent *event)

@@ -92,6 +92,8 @@ public Q_SLOTS:
     void mnuViewTop_Click();
     void mnuViewLeft_Click();
     void mnuViewBottom_Click();
+    // View > Next Pane (F6) and Previous Pane (Shift+F6): `step` 1 or -1.
+    void mnuViewPane_Click(int step);
     // frmMainHelp.cpp: Tools > Options and the Help menu.
     void mnuToolsOptions_Click();
     void mnuHelpContents_Click();

@@ -237,6 +237,7 @@ void frmMain::mnuSearchLorekeep_Click()
     }
     m_frmFind->show();
     m_frmFind->raise();
+    m_frmFind->activateWindow();
 }
 
 void frmMain::connectFind(frmFind *form)

@@ -26,6 +26,7 @@ frmSplash::frmSplash(QWidget *parent)
         imgLogo->setPixmap(logo);
     imgLogo->setVisible(!logo.isNull());
     imgLogo->setAlignment(Qt::AlignCenter);
+    imgLogo->setAccessibleName(QStringLiteral("Lorekeep logo"));
     lblVersion->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
 
     auto *frame = new QFrame(this);

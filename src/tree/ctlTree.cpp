@@ -9,6 +9,7 @@
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
+#include "platform/KeyboardAccess.h"
 #include "platform/Prompts.h"
 #include "platform/SettingsStore.h"
 #include "platform/TreeView.h"
@@ -65,8 +66,10 @@ ctlTree::ctlTree(QWidget *parent)
     close->setObjectName(QStringLiteral("x"));
     close->setToolTip(QStringLiteral("Hide the Book Tree"));
     connect(close, &QAction::triggered, this, &ctlTree::HideControl);
+    OpenToKeyboard(tbrTools);
 
     txtSearch->setText(searchPrompt);
+    txtSearch->setAccessibleName(QStringLiteral("Search the Book Tree"));
     txtSearch->selectAll();
     txtSearch->installEventFilter(this);
     // Any change of the text starts the next search from the top.
@@ -81,8 +84,10 @@ ctlTree::ctlTree(QWidget *parent)
     searchRow->addWidget(txtSearch, 1);
     searchRow->addWidget(cmdGo);
 
+    tvwFiles->setAccessibleName(QStringLiteral("Book Tree"));
     TreeLoader::AddImages(tvwFiles);
     tvwFiles->setContextMenuPolicy(Qt::CustomContextMenu);
+    MenuOnShiftF10(tvwFiles);
     tvwFiles->installEventFilter(this);
     // Dragged text comes to the viewport, as do the presses that end a drop's highlight.
     tvwFiles->setAcceptDrops(true);
@@ -188,6 +193,14 @@ void ctlTree::FinishLoad()
 void ctlTree::Reset()
 {
     tvwFiles->Clear();
+}
+
+bool ctlTree::FocusPane()
+{
+    if (!isVisibleTo(window()))
+        return false;
+    tvwFiles->setFocus(Qt::ShortcutFocusReason);
+    return true;
 }
 
 void ctlTree::SelectNode(const QString &strKey)

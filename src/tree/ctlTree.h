@@ -63,6 +63,8 @@ public:
     void FinishLoad();
     // Removes every node.
     void Reset();
+    // Puts the keyboard in the tree; false when the pane is hidden.
+    bool FocusPane();
     // Shows and selects the node with `strKey` and reports it as TreeNodeClick, as a click would;
     // a key that is not in the tree does nothing.
     void SelectNode(const QString &strKey);

@@ -7,6 +7,7 @@
 #include "components/FileViewer.h"
 #include "components/PrintJob.h"
 #include "data/modADO.h"
+#include "platform/KeyboardAccess.h"
 #include "platform/ListView.h"
 #include "platform/RichText.h"
 #include "platform/SettingsStore.h"
@@ -86,6 +87,7 @@ ctlView::ctlView(QWidget *parent)
     picCover->setPalette(white);
     auto *coverLayout = new QVBoxLayout(picCover);
     coverLayout->addWidget(imgCover, 0, Qt::AlignCenter);
+    imgCover->setAccessibleName(QStringLiteral("Lorekeep logo"));
 
     stack->addWidget(tabs);
     stack->addWidget(picCover);
@@ -102,6 +104,7 @@ ctlView::ctlView(QWidget *parent)
     details->setObjectName(QStringLiteral("Details"));
     details->setToolTip(QStringLiteral("Show or hide the Details"));
     connect(details, &QAction::triggered, this, &ctlView::ShowDetails);
+    OpenToKeyboard(tbrTools);
     tbrTools->raise();
 
     buildMenus();
@@ -149,12 +152,15 @@ void ctlView::buildFilesTab(QWidget *tab)
     lvFiles->AcceptDrops(this);
     SetCaptionColors(lblFiles, CaptionInactive);
 
-    // The text is for reading: nothing typed changes it, the mouse selects, and the usual keys
-    // still copy and scroll.
+    // The text is for reading: nothing typed changes it, the mouse or the keyboard selects, and the
+    // usual keys copy and scroll.
     rtbText->setReadOnly(true);
-    rtbText->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    rtbText->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    rtbText->setAccessibleName(QStringLiteral("File text"));
+    lvFiles->SetAccessibleName(QStringLiteral("Files"));
     rtbText->setUndoRedoEnabled(false);
     rtbText->setContextMenuPolicy(Qt::CustomContextMenu);
+    MenuOnShiftF10(rtbText);
     connect(rtbText, &QWidget::customContextMenuRequested, this,
             [this](const QPoint &pos) { rtbText_MouseDown(rtbText->viewport()->mapToGlobal(pos)); });
 
@@ -183,6 +189,17 @@ void ctlView::Cover(bool blnVisible)
 bool ctlView::IsCovered() const
 {
     return stack->currentWidget() == picCover;
+}
+
+bool ctlView::FocusPane()
+{
+    if (!isVisibleTo(window()) || IsCovered())
+        return false;
+    if (SelectedTab() == 2)
+        Browser->ComboFocus();
+    else
+        lvFiles->setFocus(Qt::ShortcutFocusReason);
+    return true;
 }
 
 void ctlView::SelectTab(int index)

@@ -61,6 +61,9 @@ public:
     void SelectTab(int index);
     void Cover(bool blnVisible);
     bool IsCovered() const;
+    // Puts the keyboard in the pane: in the file list, or in the address line on the browser tab.
+    // False when the pane is hidden or covered, with nothing to work on.
+    bool FocusPane();
     // Opens the web page in the browser, whose tab comes to the front first.
     void BrowseNavigate(const QString &strURL);
     // What the browser shows: its address and title ("Start Page" for both on the start page) and

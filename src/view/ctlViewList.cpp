@@ -51,6 +51,8 @@ void ctlView::setUpList()
     connect(lvFiles, &ListView::DblClick, this, [this] { OpenViewer(m_viewerMode); });
     connect(lvFiles, &ListView::KeyDown, this, [this](int key) { lvFiles_KeyDown(key); });
     connect(lvFiles, &ListView::MouseDown, this, &ctlView::lvFiles_MouseDown);
+    connect(lvFiles, &ListView::MenuKey, this,
+            [this](const QPoint &globalPos) { lvFiles_MouseDown(Qt::RightButton, globalPos); });
 }
 
 void ctlView::applyColumnWidths(SettingKey (*column)(int))

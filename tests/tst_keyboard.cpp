@@ -1,0 +1,250 @@
+// The program with the keyboard alone: Tab and F6 reach every pane of the main window, the lists'
+// menus and entries open from keys, an editor lets the focus go on with Ctrl+Tab, every window
+// opens with the keyboard on a control, and no button is left without a name for screen readers.
+
+#include "ScriptedPrompts.h"
+#include "StartMainWindow.h"
+#include "TestHome.h"
+#include "backup/frmBackups.h"
+#include "browser/frmFavorite.h"
+#include "clip/frmClip.h"
+#include "components/FileViewer.h"
+#include "components/GameSelector.h"
+#include "components/PlatformMaintenance.h"
+#include "components/TipOfTheDay.h"
+#include "data/NodeKey.h"
+#include "details/ctlDetails.h"
+#include "find/frmFind.h"
+#include "options/frmOptions.h"
+#include "platform/HelpPages.h"
+#include "platform/HelpViewer.h"
+#include "platform/ListView.h"
+#include "shell/frmAbout.h"
+#include "tree/ctlTree.h"
+#include "view/ctlView.h"
+
+#include <QAbstractButton>
+#include <QAbstractItemView>
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTextEdit>
+
+namespace {
+
+QWidget *focused()
+{
+    return QApplication::focusWidget();
+}
+
+void press(int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+{
+    QTest::keyClick(focused(), Qt::Key(key), modifiers);
+}
+
+// Qt's own helpers inside its widgets, which it names (or not) itself: the button of a line edit
+// and the overflow of a menu bar.
+bool qtInternal(const QAbstractButton *button)
+{
+    return button->objectName().startsWith(QLatin1String("qt_menubar")) ||
+           qobject_cast<QLineEdit *>(button->parentWidget());
+}
+
+// A window as the keyboard finds it: the focus on one of its controls, never on a label, and every
+// button it shows reachable by Tab and named, by its text or for screen readers.
+void checkWindow(QWidget *window)
+{
+    QVERIFY(QTest::qWaitForWindowActive(window));
+    QTRY_VERIFY2(focused() && window->isAncestorOf(focused()), qPrintable(window->objectName()));
+    QVERIFY2(!qobject_cast<QLabel *>(focused()), qPrintable(window->objectName()));
+    for (const QAbstractButton *button : window->findChildren<QAbstractButton *>()) {
+        if (qtInternal(button))
+            continue;
+        const QString what = window->objectName() + QLatin1Char('/') + button->toolTip();
+        QVERIFY2(!button->text().remove(QLatin1Char('&')).isEmpty() || !button->accessibleName().isEmpty(),
+                 qPrintable(what));
+        if (button->isVisibleTo(window))
+            QVERIFY2(button->focusPolicy() & Qt::TabFocus, qPrintable(what));
+    }
+}
+
+} // namespace
+
+class tst_keyboard final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { clearSettings(); }
+    void cleanup() { modADO::instance().Close(); }
+    void tabAndF6ReachEveryPane();
+    void listsAndEditorFromKeys();
+    void windowsOpenReadyForKeys();
+};
+
+void tst_keyboard::tabAndF6ReachEveryPane()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    const qint32 game = home.addGame(1, 1, QStringLiteral("Royal Kart"));
+    home.addFile(game, 1, QStringLiteral("Walkthrough"));
+    auto form = startMainWindow();
+    QVERIFY(QTest::qWaitForWindowActive(form.get()));
+    form->findChild<ctlTree *>()->SelectNode(NodeKey::Game(game, 1, 1));
+    auto *view = form->findChild<ctlView *>();
+    auto *details = form->findChild<ctlDetails *>();
+    QWidget *tree = form->findChild<QWidget *>(QStringLiteral("tvwFiles"));
+    QWidget *files = view->FileList()->ActiveView();
+    QWidget *bookmarks = details->Bookmarks()->ActiveView();
+
+    // The keyboard starts in the library; Tab goes round every pane and the text.
+    QCOMPARE(focused(), tree);
+    QSet<QWidget *> reached;
+    for (int i = 0; i < 20; ++i) {
+        press(Qt::Key_Tab);
+        QVERIFY(!qobject_cast<QLabel *>(focused()));
+        reached << focused();
+    }
+    for (QWidget *pane : {tree, files, static_cast<QWidget *>(view->Viewer()), bookmarks})
+        QVERIFY2(reached.contains(pane), qPrintable(pane->objectName()));
+
+    // F6 goes round tree, files and details, Shift+F6 the other way.
+    tree->setFocus();
+    for (QWidget *next : {files, bookmarks, tree}) {
+        press(Qt::Key_F6);
+        QCOMPARE(focused(), next);
+    }
+    for (QWidget *previous : {bookmarks, files, tree}) {
+        press(Qt::Key_F6, Qt::ShiftModifier);
+        QCOMPARE(focused(), previous);
+    }
+
+    // A hidden pane is passed over; on the browser tab the view's stop is the address line.
+    form->Menu().mnuViewLeft->trigger();
+    files->setFocus();
+    press(Qt::Key_F6);
+    QCOMPARE(focused(), bookmarks);
+    press(Qt::Key_F6);
+    QCOMPARE(focused(), files);
+    view->SelectTab(2);
+    bookmarks->setFocus();
+    press(Qt::Key_F6);
+    QVERIFY(form->findChild<QComboBox *>(QStringLiteral("cboURL"))->hasFocus());
+}
+
+void tst_keyboard::listsAndEditorFromKeys()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    const qint32 game = home.addGame(1, 1, QStringLiteral("Royal Kart"));
+    const qint32 file = home.addFile(game, 1, QStringLiteral("Walkthrough"));
+    auto form = startMainWindow();
+    QVERIFY(QTest::qWaitForWindowActive(form.get()));
+    form->findChild<ctlTree *>()->SelectNode(NodeKey::Game(game, 1, 1));
+    auto *view = form->findChild<ctlView *>();
+
+    // In a file being written Tab is a character; Ctrl+Tab and Ctrl+Shift+Tab move on.
+    auto *editor = new FileViewer(form.get());
+    editor->Open(FileViewer::NewMode, 1, 1, game, QStringLiteral("Royal Kart"), 0, 1, QString(), QString(), QString());
+    QVERIFY(QTest::qWaitForWindowActive(editor));
+    auto *text = editor->findChild<QTextEdit *>(QStringLiteral("rtbText"));
+    text->setFocus();
+    QTRY_COMPARE(focused(), text);
+    press(Qt::Key_Tab);
+    QCOMPARE(focused(), text);
+    QCOMPARE(text->toPlainText(), QStringLiteral("\t"));
+    press(Qt::Key_Tab, Qt::ControlModifier);
+    QVERIFY(focused() != text && editor->isAncestorOf(focused()));
+    text->setFocus();
+    press(Qt::Key_Backtab, Qt::ControlModifier | Qt::ShiftModifier);
+    QCOMPARE(focused(), editor->findChild<QWidget *>(QStringLiteral("txtSource")));
+    QCOMPARE(text->toPlainText(), QStringLiteral("\t"));
+    prompts.answerMsgBox(MsgResult::No);
+    editor->close();
+
+    // Shift+F10 (or the Menu key) brings up the file's menu, as a right click does.
+    QTest::keyClick(view->FileList()->ActiveView(), Qt::Key_F10, Qt::ShiftModifier);
+    QTRY_VERIFY(QApplication::activePopupWidget());
+    QCOMPARE(QApplication::activePopupWidget()->objectName(), QStringLiteral("mnuFile"));
+    QApplication::activePopupWidget()->close();
+    QTRY_VERIFY(!QApplication::activePopupWidget());
+    QTest::keyClick(form->findChild<QWidget *>(QStringLiteral("tvwFiles")), Qt::Key_F10, Qt::ShiftModifier);
+    QTRY_VERIFY(QApplication::activePopupWidget());
+    QCOMPARE(QApplication::activePopupWidget()->objectName(), QStringLiteral("mnuHiddenGame"));
+    QApplication::activePopupWidget()->close();
+    QTRY_VERIFY(!QApplication::activePopupWidget());
+
+    // Enter opens a search result, as a double click does.
+    auto *details = form->findChild<ctlDetails *>();
+    details->AddSearch(file, QStringLiteral("NES"), QStringLiteral("Royal Kart"), 1, QStringLiteral("Walkthrough"),
+                       NodeKey::Game(game, 1, 1), QStringLiteral("File"));
+    QSignalSpy opened(details, &ctlDetails::SearchSelect);
+    details->SearchResults()->Select(details->SearchResults()->ItemAt(1));
+    QTest::keyClick(details->SearchResults()->ActiveView(), Qt::Key_Return);
+    QCOMPARE(opened.size(), 1);
+}
+
+void tst_keyboard::windowsOpenReadyForKeys()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    ErrObject err;
+    QVERIFY(HelpPages::Install(home.path(), &err));
+    const qint32 game = home.addGame(1, 1, QStringLiteral("Royal Kart"));
+    home.addFile(game, 1, QStringLiteral("Walkthrough"));
+    auto form = startMainWindow();
+    form->findChild<ctlTree *>()->SelectNode(NodeKey::Game(game, 1, 1));
+    checkWindow(form.get());
+    form->findChild<ctlView *>()->SelectTab(2);
+    checkWindow(form.get());
+
+    // Find, opened from its key, takes the keyboard for the phrase.
+    QTest::keyClick(form.get(), Qt::Key_F, Qt::ControlModifier);
+    auto *find = form->findChild<frmFind *>();
+    QVERIFY(find);
+
+    checkWindow(find);
+    QCOMPARE(focused(), find->findChild<QComboBox *>(QStringLiteral("cboFind")));
+    find->close();
+
+    frmOptions options(form.get());
+    frmFavorite favorite(QStringLiteral("https://example.org/"), QStringLiteral("Example"), form.get());
+    frmClip clip(form.get());
+    frmBackups backups(home.storePath(), form.get());
+    GameSelector selector(form.get());
+    selector.setConnection(home.db());
+    selector.Prepare(1, 1, game, QStringLiteral("Move To..."));
+    PlatformMaintenance platforms(form.get());
+    platforms.setConnection(home.db());
+    TipOfTheDay tip(form.get());
+    frmAbout about(form.get());
+    for (QWidget *window : std::initializer_list<QWidget *>{&options, &favorite, &clip, &backups, &selector, &about}) {
+        window->show();
+        checkWindow(window);
+        window->close();
+    }
+    platforms.Show();
+    checkWindow(&platforms);
+    platforms.close();
+    tip.Show(home.file(QStringLiteral("tips.txt")), 1);
+    checkWindow(&tip);
+    tip.close();
+
+    auto *editor = new FileViewer(form.get());
+    editor->Open(FileViewer::EditMode, 1, 1, game, QStringLiteral("Royal Kart"), 1, 1, QString(),
+                 QStringLiteral("Walkthrough"), QStringLiteral("{\\rtf1 Text}"));
+    checkWindow(editor);
+    editor->close();
+
+    form->Menu().mnuHelpContents->trigger();
+    checkWindow(HelpViewer::Current());
+    delete HelpViewer::Current();
+}
+
+QTEST_MAIN(tst_keyboard)
+#include "tst_keyboard.moc"

@@ -1,0 +1,203 @@
+// The real main window under Fusion with a light and with a dark palette: every text it shows must
+// read on its background (4.5:1 or better), the title strip keeps its black-and-white active look,
+// and a file whose RTF gives its text no colour follows the palette instead of staying black.
+
+#include "ScriptedPrompts.h"
+#include "StartMainWindow.h"
+#include "TestHome.h"
+#include "base/Caption.h"
+#include "components/TipOfTheDay.h"
+#include "data/NodeKey.h"
+#include "details/ctlDetails.h"
+#include "platform/Contrast.h"
+#include "platform/HelpPages.h"
+#include "platform/HelpViewer.h"
+#include "platform/ListView.h"
+#include "shell/frmAbout.h"
+#include "tree/ctlTree.h"
+#include "view/ctlView.h"
+
+#include <QAbstractItemView>
+#include <QAction>
+#include <QApplication>
+#include <QFile>
+#include <QLabel>
+#include <QStyle>
+#include <QTest>
+#include <QTextBlock>
+#include <QTextBrowser>
+#include <QTextEdit>
+
+namespace {
+
+// What a dark desktop hands its programs: dark window and base, light text, and the blue for
+// selections and links that many dark themes use.
+QPalette darkPalette()
+{
+    QPalette dark(QColor(53, 53, 53), QColor(53, 53, 53));
+    const QColor light(230, 230, 230);
+    dark.setColor(QPalette::WindowText, light);
+    dark.setColor(QPalette::Text, light);
+    dark.setColor(QPalette::ButtonText, light);
+    dark.setColor(QPalette::Base, QColor(42, 42, 42));
+    dark.setColor(QPalette::AlternateBase, QColor(60, 60, 60));
+    dark.setColor(QPalette::Highlight, QColor(42, 130, 218));
+    dark.setColor(QPalette::HighlightedText, Qt::black);
+    dark.setColor(QPalette::Link, QColor(42, 130, 218));
+    return dark;
+}
+
+// The colours a widget paints its text and its background with.
+double widgetContrast(const QWidget *widget, const QWidget *ground = nullptr)
+{
+    ground = ground ? ground : widget;
+    return ContrastRatio(widget->palette().color(widget->foregroundRole()),
+                         ground->palette().color(ground->backgroundRole()));
+}
+
+double viewContrast(const QWidget *view)
+{
+    return ContrastRatio(view->palette().color(QPalette::Text), view->palette().color(QPalette::Base));
+}
+
+// The colour of the text at `position` as the editor draws it: its own, or the palette's.
+double textContrast(const QTextEdit *edit, int position)
+{
+    QTextCursor cursor(edit->document());
+    cursor.setPosition(position);
+    const QTextCharFormat format = cursor.charFormat();
+    const QColor text = format.foreground().style() == Qt::NoBrush ? edit->palette().color(QPalette::Text)
+                                                                   : format.foreground().color();
+    const QColor ground = format.background().style() == Qt::NoBrush ? edit->palette().color(QPalette::Base)
+                                                                     : format.background().color();
+    return ContrastRatio(text, ground);
+}
+
+} // namespace
+
+class tst_palette final : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QApplication::setStyle(QStringLiteral("Fusion")); }
+    void init() { clearSettings(); }
+    void cleanup()
+    {
+        if (HelpViewer *help = HelpViewer::Current())
+            delete help;
+        modADO::instance().Close();
+    }
+    void contrastMeasure();
+    void mainWindowReads_data();
+    void mainWindowReads();
+};
+
+void tst_palette::contrastMeasure()
+{
+    QCOMPARE(qRound(ContrastRatio(Qt::black, Qt::white)), 21);
+    QCOMPARE(ContrastRatio(QColor(0x77, 0x77, 0x77), Qt::white), ContrastRatio(Qt::white, QColor(0x77, 0x77, 0x77)));
+    QVERIFY(qAbs(ContrastRatio(QColor(0x76, 0x76, 0x76), Qt::white) - 4.54) < 0.01);
+
+    // A colour that reads stays; one that does not moves only as far as it must, and on its own
+    // side first.
+    QCOMPARE(ReadableOn(Qt::black, Qt::white), QColor(Qt::black));
+    const QColor grey = ReadableOn(QColor(0xaa, 0xaa, 0xaa), Qt::white);
+    QVERIFY(ContrastRatio(grey, Qt::white) >= ReadableContrast);
+    QVERIFY(ContrastRatio(grey, Qt::white) < ReadableContrast + 0.1);
+    QVERIFY(RelativeLuminance(FurtherFrom(QColor(0x35, 0x35, 0x35), QColor(0x1a, 0x1a, 0x1a))) >
+            RelativeLuminance(QColor(0x35, 0x35, 0x35)));
+    // Light text on mid grey cannot get far enough by going lighter: the other way round it is.
+    QVERIFY(ContrastRatio(ReadableOn(QColor(0xef, 0xef, 0xef), QColor(0x9f, 0x9f, 0x9f)), QColor(0x9f, 0x9f, 0x9f)) >=
+            ReadableContrast);
+}
+
+void tst_palette::mainWindowReads_data()
+{
+    QTest::addColumn<QPalette>("palette");
+    QTest::newRow("light") << QApplication::style()->standardPalette();
+    QTest::newRow("dark") << darkPalette();
+}
+
+void tst_palette::mainWindowReads()
+{
+    QFETCH(QPalette, palette);
+    QApplication::setPalette(palette);
+    TestHome home;
+    ScriptedPrompts prompts;
+    ErrObject err;
+    QVERIFY(HelpPages::Install(home.path(), &err));
+    QFile tips(home.file(QStringLiteral("tips.txt")));
+    QVERIFY(tips.open(QIODevice::WriteOnly));
+    tips.write("Press F6 to move between the panes.\n");
+    tips.close();
+    const qint32 game = home.addGame(1, 1, QStringLiteral("Royal Kart"));
+    home.addFile(game, 1, QStringLiteral("Walkthrough"),
+                 QStringLiteral("{\\rtf1\\ansi\\deff0{\\fonttbl{\\f0 Arial;}}{\\colortbl;\\red0\\green0\\blue0;"
+                                "\\red255\\green0\\blue0;}\\f0\\fs24 Plain words \\cf0 auto words\\par}"));
+    auto form = startMainWindow();
+    form->findChild<ctlTree *>()->SelectNode(NodeKey::Game(game, 1, 1));
+    auto *view = form->findChild<ctlView *>();
+    auto *details = form->findChild<ctlDetails *>();
+    QVERIFY(!view->IsCovered());
+    QVERIFY(view->Viewer()->toPlainText().startsWith(QLatin1String("Plain words")));
+
+    QMap<QString, double> measured;
+    // The strip: black and white while active; the inactive look stays apart from it.
+    QLabel *strip = form->lblCaption();
+    QCOMPARE(strip->palette().color(QPalette::Window), QColor(Qt::black));
+    QCOMPARE(strip->palette().color(QPalette::WindowText), QColor(Qt::white));
+    measured[QStringLiteral("caption active")] = widgetContrast(strip);
+    SetCaptionColors(strip, CaptionInactive);
+    QVERIFY(strip->palette().color(QPalette::Window) != QColor(Qt::black));
+    measured[QStringLiteral("caption inactive")] = widgetContrast(strip);
+    SetCaptionColors(strip, CaptionActive);
+    auto *header = details->findChild<QLabel *>(QStringLiteral("lblBookmarks"));
+    measured[QStringLiteral("details header inactive")] = widgetContrast(header);
+
+    measured[QStringLiteral("tree")] = viewContrast(form->findChild<QWidget *>(QStringLiteral("tvwFiles")));
+    measured[QStringLiteral("file list")] = viewContrast(view->FileList()->ActiveView());
+    measured[QStringLiteral("details list")] = viewContrast(details->Bookmarks()->ActiveView());
+    // Text without a colour of its own, before and after an explicit \cf0, has none in the viewer.
+    QTextEdit *text = view->Viewer();
+    for (const int position : {1, int(text->toPlainText().indexOf(QLatin1String("auto"))) + 1}) {
+        QTextCursor cursor(text->document());
+        cursor.setPosition(position);
+        QCOMPARE(cursor.charFormat().foreground().style(), Qt::NoBrush);
+    }
+    measured[QStringLiteral("viewer text")] = textContrast(text, 1);
+
+    form->Menu().mnuTips->trigger();
+    auto *tip = form->findChild<TipOfTheDay *>();
+    QVERIFY(tip);
+    QCOMPARE(tip->lblTip->text(), QStringLiteral("Press F6 to move between the panes."));
+    measured[QStringLiteral("tip")] = widgetContrast(tip->lblTip, tip->lblTip->parentWidget());
+    measured[QStringLiteral("tip number")] = widgetContrast(tip->lblNumber, tip->lblNumber->parentWidget());
+    tip->close();
+
+    frmAbout about(form.get());
+    measured[QStringLiteral("about libraries")] =
+        widgetContrast(about.findChild<QLabel *>(QStringLiteral("lblLibraries")), &about);
+
+    // The help's links keep to the desktop's link colour where it reads, and are lightened or
+    // darkened where it does not.
+    form->Menu().mnuHelpContents->trigger();
+    QTextBrowser *page = HelpViewer::Current()->Page();
+    int link = -1;
+    for (QTextBlock block = page->document()->begin(); block.isValid() && link < 0; block = block.next()) {
+        for (auto it = block.begin(); !it.atEnd() && link < 0; ++it) {
+            if (it.fragment().charFormat().isAnchor())
+                link = it.fragment().position();
+        }
+    }
+    QVERIFY(link >= 0);
+    measured[QStringLiteral("help link")] = textContrast(page, link + 1);
+
+    for (auto it = measured.cbegin(); it != measured.cend(); ++it) {
+        qInfo("%s: %.2f", qPrintable(it.key()), it.value());
+        QVERIFY2(it.value() >= ReadableContrast, qPrintable(it.key()));
+    }
+}
+
+QTEST_MAIN(tst_palette)
+#include "tst_palette.moc"
