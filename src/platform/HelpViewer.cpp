@@ -1,5 +1,7 @@
 #include "HelpViewer.h"
 
+#include "RichText.h"
+
 #include "Contrast.h"
 #include "KeyboardAccess.h"
 
@@ -289,24 +291,8 @@ void HelpViewer::pageChanged(const QUrl &url)
 
 void HelpViewer::markWords(const QStringList &words)
 {
-    QList<QTextEdit::ExtraSelection> marks;
     QTextCharFormat mark;
     mark.setBackground(palette().color(QPalette::Highlight));
     mark.setForeground(palette().color(QPalette::HighlightedText));
-    QTextDocument *document = txtPage->document();
-    for (const QString &word : words) {
-        for (QTextCursor found = document->find(word); !found.isNull(); found = document->find(word, found))
-            marks.append({found, mark});
-    }
-    txtPage->setExtraSelections(marks);
-    if (!marks.isEmpty()) {
-        std::sort(marks.begin(), marks.end(),
-                  [](const QTextEdit::ExtraSelection &a, const QTextEdit::ExtraSelection &b) {
-                      return a.cursor.position() < b.cursor.position();
-                  });
-        QTextCursor first = marks.constFirst().cursor;
-        first.clearSelection();
-        txtPage->setTextCursor(first);
-        txtPage->ensureCursorVisible();
-    }
+    MarkPhrases(txtPage, words, mark);
 }

@@ -2,9 +2,12 @@
 
 #include "RtfReader.h"
 
+#include <QTextCharFormat>
 #include <QTextCursor>
 #include <QTextDocument>
 #include <QTextEdit>
+
+#include <algorithm>
 
 namespace {
 
@@ -87,4 +90,29 @@ void ShowRichText(QTextEdit *edit, const QString &storedRtf)
     edit->setDocument(document);
     if (ours)
         delete previous;
+}
+
+int MarkPhrases(QTextEdit *edit, const QStringList &phrases, const QTextCharFormat &look,
+                QTextDocument::FindFlags flags)
+{
+    QList<QTextEdit::ExtraSelection> marks;
+    const QTextDocument *document = edit->document();
+    for (const QString &phrase : phrases) {
+        if (phrase.isEmpty())
+            continue;
+        for (QTextCursor found = document->find(phrase, 0, flags); !found.isNull();
+             found = document->find(phrase, found, flags))
+            marks.append({found, look});
+    }
+    std::sort(marks.begin(), marks.end(), [](const QTextEdit::ExtraSelection &a, const QTextEdit::ExtraSelection &b) {
+        return a.cursor.position() < b.cursor.position();
+    });
+    edit->setExtraSelections(marks);
+    if (!marks.isEmpty()) {
+        QTextCursor first = marks.constFirst().cursor;
+        first.clearSelection();
+        edit->setTextCursor(first);
+        edit->ensureCursorVisible();
+    }
+    return int(marks.size());
 }

@@ -1,7 +1,10 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
+#include <QTextDocument>
 
+class QTextCharFormat;
 class QTextEdit;
 
 // Shows stored RTF in `edit`, replacing what it showed; text that is not RTF (a drop, an imported
@@ -9,3 +12,8 @@ class QTextEdit;
 // handed over whole: filled in place, the editor would lay a long text out again after every
 // paragraph, and the old document goes in one piece instead of being cleared bit by bit.
 void ShowRichText(QTextEdit *edit, const QString &storedRtf);
+
+// Marks every occurrence of each of `phrases` in the text of `edit` with `look`, taking away the
+// marks made before, and brings the first in the text into view; returns how many there are.
+int MarkPhrases(QTextEdit *edit, const QStringList &phrases, const QTextCharFormat &look,
+                QTextDocument::FindFlags flags = {});

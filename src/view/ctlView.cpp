@@ -286,26 +286,10 @@ void ctlView::showText(const QString &rtf)
 
 int ctlView::HighlightPhrase(const QString &phrase)
 {
-    QList<QTextEdit::ExtraSelection> marks;
-    if (!phrase.isEmpty()) {
-        QTextCharFormat look;
-        look.setBackground(QColor(Qt::yellow));
-        look.setForeground(QColor(Qt::black));
-        const QTextDocument *document = rtbText->document();
-        QTextCursor found = document->find(phrase, 0, QTextDocument::FindCaseSensitively);
-        while (!found.isNull()) {
-            marks.append({found, look});
-            found = document->find(phrase, found, QTextDocument::FindCaseSensitively);
-        }
-    }
-    rtbText->setExtraSelections(marks);
-    if (!marks.isEmpty()) {
-        QTextCursor first = marks.constFirst().cursor;
-        first.clearSelection();
-        rtbText->setTextCursor(first);
-        rtbText->ensureCursorVisible();
-    }
-    return int(marks.size());
+    QTextCharFormat look;
+    look.setBackground(QColor(Qt::yellow));
+    look.setForeground(QColor(Qt::black));
+    return MarkPhrases(rtbText, {phrase}, look, QTextDocument::FindCaseSensitively);
 }
 
 void ctlView::rtbText_MouseDown(const QPoint &globalPos)
