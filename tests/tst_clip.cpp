@@ -20,13 +20,6 @@
 
 namespace {
 
-void writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(bytes), bytes.size());
-}
-
 QAction *item(const QObject &form, const char *name)
 {
     return form.findChild<QAction *>(QLatin1String(name));

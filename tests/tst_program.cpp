@@ -1,8 +1,25 @@
+#include "TestHome.h"
+#include "data/Schema.h"
+
 #include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
+
+namespace {
+
+// The real program's surroundings: no screen, settings of the test's own, no home from outside.
+QProcessEnvironment offscreen(const QTemporaryDir &scratch)
+{
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    env.insert(QStringLiteral("XDG_CONFIG_HOME"), scratch.filePath(QStringLiteral("config")));
+    env.remove(QStringLiteral("LOREKEEP_HOME"));
+    return env;
+}
+
+} // namespace
 
 // The real program, started as a user would on a new home, offscreen.
 class tst_program final : public QObject
@@ -33,13 +50,9 @@ void tst_program::startsAndClosesCleanly()
     const QString home = scratch.filePath(QStringLiteral("home"));
     if (storeMissing) {
         QVERIFY(QDir().mkpath(home));
-        QFile tips(home + QStringLiteral("/tips.txt"));
-        QVERIFY(tips.open(QIODevice::WriteOnly));
+        writeFile(home + QStringLiteral("/tips.txt"), QByteArray());
     }
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    env.insert(QStringLiteral("XDG_CONFIG_HOME"), scratch.filePath(QStringLiteral("config")));
-    env.remove(QStringLiteral("LOREKEEP_HOME"));
+    const QProcessEnvironment env = offscreen(scratch);
 
     QProcess lorekeep;
     lorekeep.setProcessEnvironment(env);
@@ -50,13 +63,9 @@ void tst_program::startsAndClosesCleanly()
     // The error log's banner is written at the start of the window's first activation, the failed
     // connection's record just before its message goes up.
     const QString log = home + QStringLiteral("/error.log");
-    auto logText = [&] {
-        QFile file(log);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    };
     QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(log), 30000);
     if (storeMissing) {
-        QTRY_VERIFY_WITH_TIMEOUT(logText().contains("Connect"), 30000);
+        QTRY_VERIFY_WITH_TIMEOUT(readFile(log).contains("Connect"), 30000);
         QTest::qWait(200);
     } else {
         for (const char *name : {"lorekeep.lkb", "logo.gif", "vbar.gif", "tips.txt", "QuickClip"})
@@ -93,27 +102,14 @@ void tst_program::opensTheFileItIsGiven()
     QFETCH(QByteArray, logged);
     QTemporaryDir scratch;
     const QString home = scratch.filePath(QStringLiteral("home"));
-    const QString bundle = scratch.filePath(QStringLiteral("bundle"));
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    env.insert(QStringLiteral("XDG_CONFIG_HOME"), scratch.filePath(QStringLiteral("config")));
-    env.remove(QStringLiteral("LOREKEEP_HOME"));
+    const QProcessEnvironment env = offscreen(scratch);
     QVERIFY(QDir().mkpath(scratch.filePath(QStringLiteral("docs"))));
     const QString path = scratch.filePath(QStringLiteral("docs/") + file);
-    if (logged.isEmpty()) {
-        // The store given is one a short run of the real program made on another home.
-        QProcess first;
-        first.setProcessEnvironment(env);
-        first.start(QStringLiteral(LOREKEEP_EXE), {QStringLiteral("--home"), bundle});
-        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(bundle + QStringLiteral("/error.log")), 30000);
-        first.terminate();
-        QVERIFY(first.waitForFinished(30000));
-        QVERIFY(QFile::copy(bundle + QStringLiteral("/lorekeep.lkb"), path));
-    } else if (file.endsWith(QLatin1String(".txt"))) {
-        QFile text(path);
-        QVERIFY(text.open(QIODevice::WriteOnly));
-        text.write("Up, up, down, down, left, right, left, right, B, A.\n");
-    }
+    ErrObject err;
+    if (logged.isEmpty())
+        QVERIFY(Schema::CreateStore(path, &err));
+    else if (file.endsWith(QLatin1String(".txt")))
+        writeFile(path, "Up, up, down, down, left, right, left, right, B, A.\n");
 
     QProcess lorekeep;
     lorekeep.setProcessEnvironment(env);
@@ -130,11 +126,7 @@ void tst_program::opensTheFileItIsGiven()
         QTRY_VERIFY_WITH_TIMEOUT(backupOf(QStringLiteral("Retro Guides")), 30000);
         QVERIFY(!backupOf(QStringLiteral("lorekeep")));
     } else {
-        const auto log = [&home] {
-            QFile file(home + QStringLiteral("/error.log"));
-            return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-        };
-        QTRY_VERIFY_WITH_TIMEOUT(log().contains(logged), 30000);
+        QTRY_VERIFY_WITH_TIMEOUT(readFile(home + QStringLiteral("/error.log")).contains(logged), 30000);
     }
     QTest::qWait(200);
     lorekeep.terminate();

@@ -88,3 +88,10 @@ void clearSettings()
     settings.setValue(QStringLiteral("Settings/TOD"), QStringLiteral("0"));
     settings.sync();
 }
+
+void writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(path));
+    QCOMPARE(file.write(bytes), bytes.size());
+}

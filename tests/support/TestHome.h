@@ -12,6 +12,8 @@
 void clearSettings();
 // The bytes of a file; empty when it cannot be read.
 QByteArray readFile(const QString &path);
+// Writes `bytes` as the whole file; failing to fails the test.
+void writeFile(const QString &path, const QByteArray &bytes);
 
 // A temporary home with a fresh empty store, opened on a connection of its own and made the
 // program's home for the test's lifetime. Failing to make it fails the test.
