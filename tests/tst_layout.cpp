@@ -18,7 +18,6 @@ private Q_SLOTS:
     void init() { clearSettings(); }
     void splitterLimits_data();
     void splitterLimits();
-    void hiddenPanesAndTitle();
     void resizingKeepsDetailsHeight();
     void restoreAndSave();
 };
@@ -62,33 +61,6 @@ void tst_layout::splitterLimits()
     QCOMPARE(*p.imgS1, QRect(layout.imgS1Left, top, 30, layout.imgS2Top - top));
     QCOMPARE(p.imgS2, QRect(0, layout.imgS2Top, Screen, 30));
     QCOMPARE(layout.detailHeight, SH - layout.imgS2Top - 30);
-}
-
-void tst_layout::hiddenPanesAndTitle()
-{
-    MainLayout layout;
-    layout.imgS2Top = 4000;
-    layout.treeVisible = false;
-    MainLayout::Placement p = layout.SizeControls(SW, SH, Screen, false);
-    QVERIFY(!p.tree);
-    QCOMPARE(*p.view, QRect(0, 375, SW, 4000 - 375));
-
-    // Without the details the upper panes take the full height; the hidden pane is left alone.
-    const int detailHeight = layout.detailHeight;
-    layout.treeVisible = true;
-    layout.detailVisible = false;
-    layout.imgS2Top = 2000;
-    p = layout.SizeControls(SW, SH, Screen, false);
-    QVERIFY(!p.details);
-    QCOMPARE(p.view->bottom() + 1, SH);
-    QCOMPARE(layout.imgS2Top, 2000);
-    QCOMPARE(layout.detailHeight, detailHeight);
-
-    layout.titleHeight = 0;
-    p = layout.SizeControls(SW, SH, Screen, false);
-    QCOMPARE(p.tree->top(), 0);
-    QCOMPARE(p.imgS1->top(), 0);
-    QCOMPARE(p.titleStrip.height(), 0);
 }
 
 void tst_layout::resizingKeepsDetailsHeight()

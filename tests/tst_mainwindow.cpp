@@ -261,9 +261,11 @@ void tst_mainwindow::splittersAndViewMenu()
     QVERIFY(!form->Menu().mnuViewLeft->isChecked());
     QVERIFY(!tree->isVisible() && !imgS1->isVisible());
     QCOMPARE(view->x(), 0);
+    const int detailHeight = form->Layout().detailHeight;
     form->Menu().mnuViewBottom->trigger();
     QVERIFY(!details->isVisible());
     QCOMPARE(view->geometry().bottom() + 1, client);
+    QCOMPARE(form->Layout().detailHeight, detailHeight); // kept for when the details come back
     QMetaObject::invokeMethod(view, "ShowTree");
     QVERIFY(form->Menu().mnuViewLeft->isChecked() && tree->isVisible());
     form->Menu().mnuViewTop->trigger();
