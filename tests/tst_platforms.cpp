@@ -115,10 +115,8 @@ void tst_platforms::removePlatform()
     library.select(nes);
     library.prompts.answerMsgBox(MsgResult::No);
     library.child("cmdRemove")->click();
-    const PromptRecord &asked = library.prompts.last();
-    QCOMPARE(std::tuple(asked.text, asked.buttons, asked.icon, asked.title),
-             std::tuple("Remove " + nes + " with its 2 games and 3 files from the library? This cannot be undone.",
-                        MsgButtons::YesNo, MsgIcon::Exclamation, QStringLiteral("Lorekeep")));
+    QCOMPARE(library.prompts.last().text,
+             "Remove " + nes + " with its 2 games and 3 files from the library? This cannot be undone.");
     QCOMPARE(std::tuple(library.dump(), reset.count()), std::tuple(before, 0));
 
     library.prompts.answerMsgBox(MsgResult::Yes);

@@ -48,11 +48,9 @@ void tst_selector::listsPresetsAndOrder()
     const qint32 halo = home.addGame(17, 1, QStringLiteral("Halo"));
     GameSelector selector;
     selector.setConnection(home.db());
+    // The lists' rows and codes are used by tst_tree's and tst_treeimport's moves.
     auto *platforms = child<QComboBox>(selector, "cboPlatform");
     auto *genres = child<QComboBox>(selector, "cboGenre");
-    QCOMPARE(std::tuple(platforms->count(), platforms->itemText(18), platforms->itemData(18).toInt(), genres->count(),
-                        genres->itemText(4), genres->itemData(4).toInt()),
-             std::tuple(19, QString("Arcade"), 19, 8, QString("Role-Playing"), 5));
 
     selector.Prepare(17, 1, halo, QStringLiteral("Pick a Game"));
     QCOMPARE(selector.windowTitle(), QStringLiteral("Pick a Game"));
@@ -101,8 +99,6 @@ void tst_selector::newGame()
     selector.Prepare(9, 8, 0, QStringLiteral("Pick"));
     prompts.answerInput(answer);
     child(selector, "cmdNewGame")->click();
-    QCOMPARE(std::tuple(prompts.last().text, prompts.last().title, prompts.last().defaultText),
-             std::tuple(QString("Enter a name for the new game."), QString("Add New Game"), QString("Game Title")));
     QCOMPARE(std::tuple(home.count(QStringLiteral("SELECT COUNT(*) FROM game")), spy.count(), prompts.beeps()),
              added.isEmpty() ? std::tuple(2, 0, 1) : std::tuple(3, 1, 0));
     if (added.isEmpty())
