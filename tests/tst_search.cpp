@@ -53,13 +53,9 @@ struct Library
     QStringList phrases(quint32 seed) const
     {
         QRandomGenerator random(seed);
-        QStringList out = {QStringLiteral("the"),     QStringLiteral("e"),    QStringLiteral("é"),
-                           QStringLiteral("\\par"),   QStringLiteral("{\\b"), QStringLiteral("*"),
-                           QStringLiteral("%"),       QStringLiteral("_"),    QStringLiteral("[a]"),
-                           QStringLiteral("\""),      QStringLiteral("'s"),   QStringLiteral("😀"),
-                           QStringLiteral("a\0b"),    QString(10000, u'x'),   QStringLiteral("—"),
-                           QStringLiteral("The"),     QStringLiteral("café"), QStringLiteral("Walkthrough "),
-                           QStringLiteral("http://"), QStringLiteral("Zoë")};
+        QStringList out = QStringLiteral("the|e|é|\\par|{\\b|*|%|_|[a]|\"|'s|😀|—|The|café|Walkthrough |http://|Zoë")
+                              .split(QLatin1Char('|'));
+        out << QStringLiteral("a\0b") << QString(10000, u'x');
         QSqlQuery query(QStringLiteral("SELECT desc, src, txt_rtf FROM file ORDER BY auto_id"), db());
         while (query.next()) {
             if (random.bounded(6) != 0)
@@ -99,21 +95,16 @@ private:
 
 void tst_search::compare(const QSqlDatabase &db, const QStringList &phrases, const char *stage)
 {
-    struct Fields
-    {
-        bool desc, src, text;
-    };
-    const Fields fieldSets[] = {{true, true, true}, {false, false, true}, {true, true, false}, {true, false, true}};
+    // Description, source, text.
+    const std::tuple<bool, bool, bool> fieldSets[] = {
+        {true, true, true}, {false, false, true}, {true, true, false}, {true, false, true}};
     QSqlQuery game(QStringLiteral("SELECT game_id FROM file GROUP BY game_id ORDER BY count(*) DESC LIMIT 1"), db);
     const qint32 busiest = game.next() ? game.value(0).toInt() : 0;
     int checked = 0;
     for (qsizetype i = 0; i < phrases.size(); ++i) {
         FindRequest request;
         request.Phrase = phrases[i];
-        const Fields &fields = fieldSets[i % std::size(fieldSets)];
-        request.Desc = fields.desc;
-        request.Src = fields.src;
-        request.Text = fields.text;
+        std::tie(request.Desc, request.Src, request.Text) = fieldSets[i % std::size(fieldSets)];
         if (i % 5 == 1)
             request.Criteria.SubCats = {1, 2};
         if (i % 7 == 3)
@@ -156,11 +147,9 @@ void tst_search::indexMatchesScan()
     QSqlQuery aGame(QStringLiteral("SELECT game_id FROM file WHERE auto_id = %1").arg(low + 10), db);
     QVERIFY(aGame.next() && GameTable::Delete(db, aGame.value(0).toInt(), &deleted, &err));
     QTemporaryDir dir;
-    QFile guide(dir.filePath(QStringLiteral("guide.txt")));
-    QVERIFY(guide.open(QIODevice::WriteOnly) && guide.write("An imported guide: the sword of \xe9t\xe9.\n") > 0);
-    guide.close();
+    writeFile(dir.filePath(QStringLiteral("guide.txt")), "An imported guide: the sword of \xe9t\xe9.\n");
     FileImport import(db, aGame.value(0).toInt() + 1);
-    ImportedFile imported = FileImport::Convert(guide.fileName());
+    ImportedFile imported = FileImport::Convert(dir.filePath(QStringLiteral("guide.txt")));
     QVERIFY(import.Begin(&err) && import.Store(&imported, &err));
     // A change made outside Lorekeep, as the sqlite3 shell would make it.
     QVERIFY(QSqlQuery(db).exec(
@@ -193,10 +182,9 @@ void tst_search::indexLifecycle()
     ErrObject err;
     // An older store has no index: opening adds it with every file queued, the first search fills it.
     QVERIFY(FindIndex::Rebuild(db, &err));
-    QVERIFY(QSqlQuery(db).exec(QStringLiteral("DROP TABLE find_text")));
-    QVERIFY(QSqlQuery(db).exec(QStringLiteral("DROP TABLE find_pending")));
-    QVERIFY(QSqlQuery(db).exec(QStringLiteral("DROP TRIGGER find_file_insert")));
-    QVERIFY(QSqlQuery(db).exec(QStringLiteral("PRAGMA user_version = 1")));
+    for (const char *statement : {"DROP TABLE find_text", "DROP TABLE find_pending", "DROP TRIGGER find_file_insert",
+                                  "PRAGMA user_version = 1"})
+        QVERIFY2(QSqlQuery(db).exec(QLatin1String(statement)), statement);
     db = QSqlDatabase();
     library.store.Close();
     QVERIFY(library.store.Open(library.path, &err));

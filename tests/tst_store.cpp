@@ -224,10 +224,6 @@ void tst_store::deleteGameIsOneTransaction()
 
 void tst_store::findStatements()
 {
-    const QString select = QStringLiteral("SELECT auto_id, game_id, sub_cat, src, desc, txt_rtf FROM file");
-    QCOMPARE(FileTable::FindStatement({}), select);
-    QCOMPARE(FileTable::FindStatement({0, {1, 2}}), select + QStringLiteral(" WHERE sub_cat = 1 Or sub_cat = 2"));
-
     TestHome home;
     ErrObject err;
     const qint32 a = home.addGame(1, 1, QStringLiteral("A"));
