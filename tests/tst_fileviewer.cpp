@@ -100,7 +100,7 @@ void tst_fileviewer::newFileRoundTrip()
                    QStringLiteral(" 2024-05-01 "), QStringLiteral("New File"), QStringLiteral(" from a page"));
     auto *subCat = w.child<QComboBox>("cboSubCat");
     QCOMPARE(std::tuple(w.viewer->windowTitle(), w.viewer->isVisible(), w.viewer->IsDirty(), subCat->currentIndex()),
-             std::tuple(QString("New File - Star Quest - New File[*]"), true, false, -1));
+             std::tuple(QString("New File - Star Quest - New File[*]"), true, true, -1));
 
     // Each missing entry is refused before anything reaches the store.
     w.prompts.answerMsgBox(MsgResult::OK);
@@ -206,13 +206,16 @@ void tst_fileviewer::closeWithChanges_data()
     QTest::addColumn<QList<MsgResult>>("answers");
     QTest::addColumn<bool>("closed");
     QTest::addColumn<QString>("stored");
+    QTest::addColumn<bool>("handedText"); // a new file opened on text the user did not type
 
     using Answers = QList<MsgResult>;
-    QTest::newRow("unchangedClosesWithoutAsking") << "Guide" << Answers() << true << "Guide";
-    QTest::newRow("yesSaves") << "Changed" << Answers{MsgResult::Yes} << true << "Changed";
-    QTest::newRow("noDiscards") << "Changed" << Answers{MsgResult::No} << true << "Guide";
-    QTest::newRow("cancelKeepsOpen") << "Changed" << Answers{MsgResult::Cancel} << false << "Guide";
-    QTest::newRow("yesRefusedKeepsOpen") << "" << Answers{MsgResult::Yes, MsgResult::OK} << false << "Guide";
+    QTest::newRow("unchangedClosesWithoutAsking") << "Guide" << Answers() << true << "Guide" << false;
+    QTest::newRow("yesSaves") << "Changed" << Answers{MsgResult::Yes} << true << "Changed" << false;
+    QTest::newRow("noDiscards") << "Changed" << Answers{MsgResult::No} << true << "Guide" << false;
+    QTest::newRow("cancelKeepsOpen") << "Changed" << Answers{MsgResult::Cancel} << false << "Guide" << false;
+    QTest::newRow("yesRefusedKeepsOpen") << "" << Answers{MsgResult::Yes, MsgResult::OK} << false << "Guide" << false;
+    QTest::newRow("droppedTextAsksUntouched") << "Guide" << Answers{MsgResult::Cancel} << false << "Guide" << true;
+    QTest::newRow("droppedTextSavedOnYes") << "Guide" << Answers{MsgResult::Yes} << true << "Guide" << true;
 }
 
 void tst_fileviewer::closeWithChanges()
@@ -221,10 +224,14 @@ void tst_fileviewer::closeWithChanges()
     QFETCH(QList<MsgResult>, answers);
     QFETCH(bool, closed);
     QFETCH(QString, stored);
+    QFETCH(bool, handedText);
 
     Window w;
     const qint32 id = w.home.addFile(w.game, 1, QStringLiteral("Guide"));
     w.open(FileViewer::EditMode, id);
+    if (handedText)
+        w.viewer->Open(FileViewer::NewMode, 18, 1, w.game, QString(), 0, 4, QStringLiteral("https://example.org/"),
+                       QStringLiteral("Dropped"), QStringLiteral("Text from a page"));
     if (desc != QLatin1String("Guide"))
         w.field("txtDesc")->setText(desc);
     for (MsgResult answer : answers)
@@ -239,6 +246,8 @@ void tst_fileviewer::closeWithChanges()
                  std::pair(QString("Do you want to save the changes to this file?"), MsgButtons::YesNoCancel));
     }
     QCOMPARE(w.stored(id).desc, stored);
+    if (handedText)
+        QCOMPARE(w.home.count(QStringLiteral("SELECT COUNT(*) FROM file")), closed ? 2 : 1);
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QCOMPARE(w.viewer.isNull(), closed);
     QVERIFY(closed || (w.viewer->isVisible() && w.viewer->IsDirty()));

@@ -69,11 +69,23 @@ void tst_home::newHomeIsInstalledOnce()
     QVERIFY2(store.Open(home + HomeFolder::StoreFileName, &err), qPrintable(err.Description));
     store.Close();
 
-    // A home that holds anything is not new: a deleted store stays deleted.
+    // A home that holds anything is not new: a deleted store stays deleted, while the other
+    // bundled files it lacks come back and the ones it has are kept as the user left them.
     QVERIFY(QFile::remove(home + HomeFolder::StoreFileName));
+    QVERIFY(QFile::remove(home + QStringLiteral("logo.gif")));
+    QVERIFY(QDir(home + QStringLiteral("QuickClip")).removeRecursively());
+    tips.close();
+    QVERIFY(tips.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    tips.write("My own tip\r\n");
+    tips.close();
     QVERIFY(HomeFolder::Prepare(home, &installed, &err));
     QVERIFY(!installed);
     QVERIFY(!QFileInfo::exists(home + HomeFolder::StoreFileName));
+    QVERIFY(QFileInfo(home + QStringLiteral("logo.gif")).size() > 0);
+    QVERIFY(QFileInfo(home + QStringLiteral("QuickClip")).isDir());
+    QVERIFY(tips.open(QIODevice::ReadOnly));
+    QCOMPARE(tips.readAll(), QByteArray("My own tip\r\n"));
+    tips.close();
 
     // An existing but empty folder is a new home, and so is one that holds only the lock a start
     // takes before it installs the home.

@@ -322,8 +322,24 @@ void tst_mainwindow::splashAndMain()
     QVERIFY(QFile::copy(QStringLiteral(":/bundle/logo.gif"), home.file(QStringLiteral("logo.gif"))));
     QVERIFY(!frmSplash().findChild<QLabel *>(QStringLiteral("imgLogo"))->pixmap().isNull());
 
-    // Main leaves the main window up, activated, and the splash gone.
+    // The splash goes once the main window is drawn and before the store opens, so that long
+    // first-start work shows over the window; Main leaves the window up, activated, and the splash
+    // gone.
+    struct SplashWatch final : QObject
+    {
+        std::optional<QString> storeWhenHidden;
+        bool eventFilter(QObject *watched, QEvent *event) override
+        {
+            if (event->type() == QEvent::Hide && qobject_cast<frmSplash *>(watched) && !storeWhenHidden)
+                storeWhenHidden = modADO::instance().IsOpen() ? modADO::instance().DatabasePath() : QString();
+            return false;
+        }
+    } watch;
+    qApp->installEventFilter(&watch);
     modMain::Main();
+    qApp->removeEventFilter(&watch);
+    QVERIFY(watch.storeWhenHidden.has_value());
+    QVERIFY(*watch.storeWhenHidden != home.storePath());
     QPointer<frmMain> form = modMain::MainForm();
     QVERIFY(form && form->isVisible());
     QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [lorekeep] - Files"));

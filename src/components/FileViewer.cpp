@@ -169,7 +169,9 @@ void FileViewer::Open(quint8 bytMode, quint8 bytPlatformId, quint8 bytGenreId, q
     LoadText(strTextRTF);
     m_loading = false;
 
-    SetDirty(false);
+    // Text handed to a new file (a drop, an imported page) is not in the store yet: closing the
+    // window asks about it as it asks after an edit.
+    SetDirty(m_mode == NewMode && !rtbText->document()->toPlainText().trimmed().isEmpty());
     ApplyMode();
     UpdateTitle();
     show();

@@ -5,9 +5,12 @@
 #include <QString>
 #include <QStringList>
 
+class QDir;
+
 // Lorekeep's home on disk. A new home (a folder that does not exist yet, or an empty one) gets the
 // bundled files: an empty store, the pictures of the start page, the tips and the Quick Clip folder.
-// A home that holds anything is left as it is, so a store the user deleted is never brought back.
+// A home that holds anything gets the bundled files it lacks, but never a store: one the user
+// deleted is not brought back.
 class HomeFolder final
 {
 public:
@@ -17,7 +20,11 @@ public:
     static QStringList BundledFiles();
 
     static bool IsNew(const QString &home);
-    // Installs the bundled files into `home` when it is new. `installed` (may be null) tells whether
-    // it was. A failure leaves no half-written store behind.
+    // Installs the bundled files into `home` when it is new, and the ones it lacks (not the store)
+    // when it is not. `installed` (may be null) tells whether a new home was installed. A failure
+    // leaves no half-written store behind; a missing file that cannot be added to an existing home
+    // is logged, not an error.
     static bool Prepare(const QString &home, bool *installed, ErrObject *err);
+    // Adds the bundled files other than the store that `dir` lacks; returns their names.
+    static QStringList CompleteHome(const QDir &dir);
 };

@@ -6,9 +6,12 @@
 #include "frmSplash.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QPointer>
+#include <QThread>
 #include <QTimer>
+#include <QWindow>
 
 namespace modMain {
 
@@ -35,15 +38,32 @@ void Main(const QString &startFile)
     form->setStartFile(startFile);
     form->Form_Load();
     form->show();
-    // Without a window manager to honour stays-on-top, the newer main window would hide the splash.
-    if (guard) {
-        guard->raise();
-        guard->repaint();
-    }
-    form->Form_Activate();
-
+    // The splash covers start-up only until the main window shows. What the first activation does
+    // (open the store, load the tree, the day's backup, the search index of an older store) can
+    // take long on a big library; its progress shows over the drawn window, where the user sees
+    // it, not behind a splash that keeps the top.
     if (guard)
         guard->close();
+    // The window system may activate the window while it is being drawn, which runs the first
+    // activation already; the call below then does nothing.
+    WaitUntilDrawn(form);
+    form->Form_Activate();
+}
+
+void WaitUntilDrawn(QWidget *window)
+{
+    // The window system maps the window a moment after show(); the wait is bounded so that a
+    // window system that never tells does not hold start-up.
+    constexpr int longestWaitMs = 2000;
+    QElapsedTimer clock;
+    clock.start();
+    const QWindow *handle = window->windowHandle();
+    while (window->isVisible() && handle && !handle->isExposed() && clock.elapsed() < longestWaitMs) {
+        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+        QThread::msleep(5);
+    }
+    if (window->isVisible())
+        window->repaint();
 }
 
 frmMain *MainForm()

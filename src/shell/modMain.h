@@ -8,10 +8,13 @@ class frmMain;
 // Program-wide window helpers and the start of the program.
 namespace modMain {
 
-// Shows the splash, creates and shows the main window, runs its first activation and takes the
-// splash down again. The main window deletes itself when it closes. `startFile`, when given, is a
-// store or Quick Clip file to open (see frmMain::setStartFile).
+// Shows the splash, creates and shows the main window, takes the splash down once the window is
+// drawn, then runs the window's first activation. The main window deletes itself when it closes. `startFile`, when
+// given, is a store or Quick Clip file to open (see frmMain::setStartFile).
 void Main(const QString &startFile = QString());
+
+// Returns once `window` (shown) is on the screen and painted, or after two seconds at most.
+void WaitUntilDrawn(QWidget *window);
 
 // The one main window while it exists.
 frmMain *MainForm();
