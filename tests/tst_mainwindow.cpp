@@ -1,6 +1,8 @@
+#include "LibraryGenerator.h"
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
+#include "components/TipOfTheDay.h"
 #include "data/Schema.h"
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
@@ -20,6 +22,8 @@
 #include <QMouseEvent>
 #include <QPointer>
 #include <QSettings>
+#include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QTest>
 #include <QTextEdit>
 #include <QTimer>
@@ -56,6 +60,7 @@ private Q_SLOTS:
     void splittersAndViewMenu();
     void layoutSavedAndRestored();
     void splashAndMain();
+    void firstStartOfAnOlderStore();
 };
 
 void tst_mainwindow::startWithAndWithoutStore()
@@ -347,6 +352,40 @@ void tst_mainwindow::splashAndMain()
         QVERIFY(!qobject_cast<frmSplash *>(window) || !window->isVisible());
     form->close();
     QTRY_VERIFY(form.isNull());
+}
+
+void tst_mainwindow::firstStartOfAnOlderStore()
+{
+    // A store from before Find's index: the day's backup, then the index (whose backup finds the
+    // day's one current), and the tip only once both are over.
+    TestHome home;
+    ScriptedPrompts prompts;
+    const QString older = home.file(QStringLiteral("older.lkb"));
+    GenSettings settings;
+    settings.games = 30;
+    settings.files = 1200;
+    settings.rtfKb = 0.5;
+    GenSummary summary;
+    ErrObject err;
+    QVERIFY2(LibraryGenerator(settings).Generate(older, &summary, &err), qPrintable(err.Description));
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("older"));
+        db.setDatabaseName(older);
+        QVERIFY(db.open());
+        for (const char *drop : {"DROP TRIGGER find_file_insert", "DROP TRIGGER find_file_update",
+                                 "DROP TRIGGER find_file_delete", "DROP TABLE find_pending", "DROP TABLE find_text"})
+            QVERIFY2(QSqlQuery(db).exec(QLatin1String(drop)), drop);
+        db.close();
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("older"));
+    SaveSetting(SettingKeys::TOD, QStringLiteral("1"));
+
+    auto form = startMainWindow(older);
+    QTRY_VERIFY_WITH_TIMEOUT(form->findChild<TipOfTheDay *>(), 30000);
+    QSqlQuery pending(program().Connection());
+    QVERIFY(pending.exec(QStringLiteral("SELECT count(*) FROM find_pending")) && pending.next());
+    QCOMPARE(pending.value(0).toInt(), 0);
+    QCOMPARE(QDir(home.file(QStringLiteral("Backups"))).entryList(QDir::Files).size(), 1);
 }
 
 QTEST_MAIN(tst_mainwindow)

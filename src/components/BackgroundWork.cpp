@@ -3,6 +3,7 @@
 #include <QEventLoop>
 #include <QFutureWatcher>
 #include <QProgressDialog>
+#include <QScopeGuard>
 #include <QTimer>
 #include <QtConcurrent>
 
@@ -13,6 +14,8 @@ namespace {
 
 constexpr int progressDelayMs = 500;
 constexpr int refreshMs = 100;
+
+int running = 0;
 
 // What the worker reports, read by the window's thread on a timer.
 struct Shared
@@ -25,9 +28,16 @@ struct Shared
 
 } // namespace
 
+bool BackgroundWork::Busy()
+{
+    return running > 0;
+}
+
 BackgroundWork::Outcome BackgroundWork::Run(QWidget *window, const QString &title, const Work &work,
                                             const Describe &describe, QString *error)
 {
+    ++running;
+    const auto done = qScopeGuard([] { --running; });
     Shared shared;
     QString workError;
     const auto report = [&shared](const Step &step) {

@@ -40,4 +40,7 @@ public:
     // ended, also after Cancel (the step at hand is finished first).
     static Outcome Run(QWidget *window, const QString &title, const Work &work, const Describe &describe,
                        QString *error);
+    // True while a Run is under way: its loop lets queued work run, which must not start long work
+    // of its own in the middle of it.
+    static bool Busy();
 };

@@ -259,13 +259,7 @@ void frmMain::Form_Activate()
     const bool firstRun = SettingNumber(GetSetting(SettingKeys::FirstRun)).value_or(0) == 0;
     if (firstRun)
         SaveSetting(SettingKeys::FirstRun, QStringLiteral("1"));
-    // The help and the tip come up once start-up is over and the splash is gone, then a Quick Clip
-    // file the program was started on.
-    QTimer::singleShot(0, this, [this, firstRun] {
-        FirstRunAndTip(firstRun);
-        if (IsClipFile(m_startFile))
-            OpenClipFile(m_startFile);
-    });
+    QTimer::singleShot(0, this, [this, firstRun] { AfterStartup(firstRun); });
 }
 
 void frmMain::UpdateMenus()

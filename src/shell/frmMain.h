@@ -120,6 +120,8 @@ private:
     HelpViewer *OpenHelp();
     // At start: the help's contents on the first run, then the tip of the day when it is wanted.
     void FirstRunAndTip(bool firstRun);
+    // What follows start-up once its long work is over: the first-run help, the tip, a start file.
+    void AfterStartup(bool firstRun);
 
     // frmMainRouting.cpp: how the panes meet.
     enum class Opening { None, Bookmark, SearchHit };
@@ -132,6 +134,8 @@ private:
     // the first file, then the file itself is selected.
     void OpenListItem(const QString &strKey, Opening from);
     void ctlView_NoFileKeyFound(const QString &strFileKey);
+    // Indexes the files that wait for Find's index, once no other long work runs.
+    void BuildFindIndex();
     // Hands the Find window's results to the details pane and remembers what it searched for.
     void connectFind(frmFind *form);
     // Opens "Add Favorite" for the browser's page unless it is a favorite already.
@@ -185,6 +189,9 @@ private:
     bool m_activating = false;
     bool m_restoring = false;
     bool m_damageOffered = false;
+    // Find's index is being built, or waits for other long work to end before it is.
+    bool m_indexing = false;
+    bool m_indexWaiting = false;
     std::chrono::steady_clock::time_point m_storeOpened;
     // 1 while a bookmark or search hit is being opened: the file view then leaves the choice of
     // file to the caller instead of showing the game's first.

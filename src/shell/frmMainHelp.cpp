@@ -5,6 +5,7 @@
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
 #include "base/Version.h"
+#include "components/BackgroundWork.h"
 #include "components/TipOfTheDay.h"
 #include "frmAbout.h"
 #include "modMain.h"
@@ -18,6 +19,7 @@
 #include <QFileInfo>
 #include <QProcess>
 #include <QSaveFile>
+#include <QTimer>
 
 namespace {
 
@@ -64,6 +66,20 @@ void frmMain::mnuLKSupport_Click()
 {
     if (HelpViewer *help = OpenHelp())
         help->ShowPage(HelpPages::SupportPage);
+}
+
+void frmMain::AfterStartup(bool firstRun)
+{
+    // The help and the tip come up once start-up is over, the day's backup and the index of an
+    // older store included, so that they do not open under a progress dialog; then a Quick Clip
+    // file the program was started on.
+    if (BackgroundWork::Busy() || m_indexing || m_indexWaiting) {
+        QTimer::singleShot(250, this, [this, firstRun] { AfterStartup(firstRun); });
+        return;
+    }
+    FirstRunAndTip(firstRun);
+    if (IsClipFile(m_startFile))
+        OpenClipFile(m_startFile);
 }
 
 void frmMain::FirstRunAndTip(bool firstRun)

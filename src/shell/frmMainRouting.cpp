@@ -8,6 +8,7 @@
 #include "base/ErrorLog.h"
 #include "browser/frmFavorite.h"
 #include "clip/ClipFile.h"
+#include "components/BackgroundWork.h"
 #include "components/FindIndexBuilder.h"
 #include "components/PlatformMaintenance.h"
 #include "data/NodeKey.h"
@@ -21,6 +22,7 @@
 
 #include <QCoreApplication>
 #include <QLabel>
+#include <QTimer>
 
 void frmMain::connectPanes()
 {
@@ -46,9 +48,7 @@ void frmMain::connectPanes()
     connect(m_ctlDetails, &ctlDetails::BookmarksLoaded, m_ctlTree, &ctlTree::FinishLoad);
     // Once everything shows, files that wait for the search index (all of an older store's, or
     // those changed by another program) are indexed, so that the first search is quick.
-    connect(
-        m_ctlDetails, &ctlDetails::BookmarksLoaded, this,
-        [this] { FindIndexBuilder::Build(this, modADO::instance().Connection()); }, Qt::QueuedConnection);
+    connect(m_ctlDetails, &ctlDetails::BookmarksLoaded, this, &frmMain::BuildFindIndex, Qt::QueuedConnection);
     connect(m_ctlDetails, &ctlDetails::BookmarkSelect, this,
             [this](const QString &strKey) { OpenListItem(strKey, Opening::Bookmark); });
     connect(m_ctlDetails, &ctlDetails::SearchSelect, this, [this](const QString &strKey) {
@@ -254,4 +254,22 @@ void frmMain::connectFind(frmFind *form)
     // The window's clean-up: the main title strip is drawn active again.
     // The strip as context: when the main window itself goes, the strip may go before Find does.
     connect(form, &QObject::destroyed, m_lblCaption, [this] { SetCaptionColors(m_lblCaption, CaptionActive); });
+}
+
+void frmMain::BuildFindIndex()
+{
+    // Long work already under way (the day's backup at start) lets queued events run; the index
+    // waits until it is over rather than start in the middle of it, so that the backup made before
+    // indexing finds the day's backup done and current.
+    m_indexWaiting = BackgroundWork::Busy();
+    if (m_indexWaiting) {
+        QTimer::singleShot(250, this, &frmMain::BuildFindIndex);
+        return;
+    }
+    // The build's progress dialog lets events run; a second request meanwhile is the same work.
+    if (m_indexing)
+        return;
+    m_indexing = true;
+    FindIndexBuilder::Build(this, modADO::instance().Connection());
+    m_indexing = false;
 }

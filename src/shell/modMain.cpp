@@ -57,11 +57,16 @@ void WaitUntilDrawn(QWidget *window)
     constexpr int longestWaitMs = 2000;
     QElapsedTimer clock;
     clock.start();
+    // Events run at least once: that also sends what is queued for the window system, such as a
+    // splash closed just before, which would otherwise stay on the screen over the progress of
+    // the work that follows.
     const QWindow *handle = window->windowHandle();
-    while (window->isVisible() && handle && !handle->isExposed() && clock.elapsed() < longestWaitMs) {
+    do {
         QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+        if (!window->isVisible() || !handle || handle->isExposed())
+            break;
         QThread::msleep(5);
-    }
+    } while (clock.elapsed() < longestWaitMs);
     if (window->isVisible())
         window->repaint();
 }
