@@ -381,8 +381,8 @@ void tst_routing::browserImport()
 {
     Program program;
     TreeView *treeView = program.tree->findChild<TreeView *>();
-    // Text dropped on a game opens a new file of it with the browser's page as source; the game is
-    // listed, and saving adds the row to the list and one to the game's count.
+    // Text dropped on a game opens a new file of it; the game is listed, and saving adds the row to
+    // the list and one to the game's count. (A drag from another program brings no description.)
     const auto dropOn = [&](const QString &key) {
         TreeNode *node = treeView->Node(key);
         treeView->EnsureVisible(node);
@@ -396,6 +396,7 @@ void tst_routing::browserImport()
         QCoreApplication::sendPostedEvents();
         FileViewer *viewer = program.tree->findChildren<FileViewer *>().constLast();
         viewer->findChild<QComboBox *>(QStringLiteral("cboSubCat"))->setCurrentIndex(1);
+        viewer->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Lap tips"));
         return viewer;
     };
     const QString first = program.game(0);
