@@ -4,6 +4,7 @@
 #include "LibraryGenerator.h"
 #include "ListClicks.h"
 #include "ScriptedPrompts.h"
+#include "StartMainWindow.h"
 #include "TestHome.h"
 #include "base/AppPath.h"
 #include "browser/frmFavorite.h"
@@ -25,16 +26,19 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMimeData>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QSqlQuery>
+#include <QTabBar>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextEdit>
 #include <QTimer>
+#include <QTreeWidget>
 #include <QUrl>
 
 namespace {
@@ -141,6 +145,8 @@ private Q_SLOTS:
     void browserImport();
     void fileImport();
     void platformMaintenance();
+    void emptyLibrary();
+    void changesFromElsewhere();
 };
 
 void tst_routing::usersPath()
@@ -381,8 +387,8 @@ void tst_routing::browserImport()
 {
     Program program;
     TreeView *treeView = program.tree->findChild<TreeView *>();
-    // Text dropped on a game opens a new file of it with the browser's page as source; the game is
-    // listed, and saving adds the row to the list and one to the game's count.
+    // Text dropped on a game opens a new file of it; the game is listed, and saving adds the row to
+    // the list and one to the game's count. (A drag from another program brings no description.)
     const auto dropOn = [&](const QString &key) {
         TreeNode *node = treeView->Node(key);
         treeView->EnsureVisible(node);
@@ -396,6 +402,7 @@ void tst_routing::browserImport()
         QCoreApplication::sendPostedEvents();
         FileViewer *viewer = program.tree->findChildren<FileViewer *>().constLast();
         viewer->findChild<QComboBox *>(QStringLiteral("cboSubCat"))->setCurrentIndex(1);
+        viewer->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Lap tips"));
         return viewer;
     };
     const QString first = program.game(0);
@@ -471,16 +478,89 @@ void tst_routing::platformMaintenance()
     Program program;
     // Edit > Platforms and the tree's Remove Platform open one window; a change reloads every pane,
     // closing releases the window.
+    // Remove Platform... shows the platform it was chosen on.
     program.form->Menu().mnuMaintPlatforms->trigger();
-    Q_EMIT program.tree->RemovePlatform();
+    const QString platform = NodeKey::Field(program.game(3), 2);
+    program.tree->SelectNode(platform);
+    program.tree->findChild<QAction *>(QStringLiteral("mnuHiddenPlatformRemove"))->trigger();
     const QList<PlatformMaintenance *> windows = program.form->findChildren<PlatformMaintenance *>();
     QVERIFY(windows.size() == 1 && windows.first()->isVisible());
+    const QTreeWidgetItem *current = windows.first()->findChild<QTreeWidget *>()->currentItem();
+    QVERIFY(current);
+    QCOMPARE(NodeKey::Platform(quint8(current->data(0, Qt::UserRole).toUInt())), platform);
     QPointer<PlatformMaintenance> window = windows.first();
     program.loading.clear();
     Q_EMIT window->ResetLorekeep();
     QCOMPARE(program.loading.size(), 2);
     window->close();
     QTRY_VERIFY(!window);
+}
+
+void tst_routing::emptyLibrary()
+{
+    // A new home: the browser is one key away, and the first game is added or imported from the root.
+    TestHome home;
+    ScriptedPrompts prompts;
+    auto form = startMainWindow();
+    QVERIFY(QTest::qWaitForWindowActive(form.get()));
+    auto *view = form->findChild<ctlView *>();
+    auto *tabs = view->findChild<QTabBar *>(QStringLiteral("tbsTabs"));
+    QVERIFY(view->IsCovered() && tabs->isVisible());
+    QWidget *treeView = form->findChild<TreeView *>();
+    treeView->setFocus();
+    QTest::keyClick(treeView, Qt::Key_F6);
+    QCOMPARE(QApplication::focusWidget(), tabs);
+    form->Menu().mnuViewBrowser->trigger();
+    QCOMPARE(view->SelectedTab(), 2);
+    QVERIFY(form->findChild<QComboBox *>(QStringLiteral("cboURL"))->hasFocus());
+
+    auto *tree = form->findChild<ctlTree *>();
+    tree->SelectNode(QStringLiteral("ROOT"));
+    prompts.answerOpenFiles(std::nullopt);
+    tree->findChild<QAction *>(QStringLiteral("mnuRootImport"))->trigger();
+    prompts.answerFolder(std::nullopt);
+    tree->findChild<QAction *>(QStringLiteral("mnuRootImportFolder"))->trigger();
+    QCOMPARE(std::tuple(prompts.shown().size(), prompts.shown().at(0).options.Title, prompts.last().options.Title),
+             std::tuple(2, QString("Import Files"), QString("Import Folder")));
+    QString opened;
+    QTimer::singleShot(0, [&] {
+        opened = QApplication::activeModalWidget()->objectName();
+        QApplication::activeModalWidget()->close();
+    });
+    form->Menu().mnuEditAddGame->trigger();
+    QCOMPARE(opened, QStringLiteral("frmAddGame"));
+}
+
+void tst_routing::changesFromElsewhere()
+{
+    Program program;
+    const QString gameKey = program.game(0);
+    program.tree->SelectNode(gameKey);
+    ListView *list = program.view->FileList();
+    const int listed = list->Count();
+    const QString shown = program.view->CurrentFileKey();
+    {
+        QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("elsewhere"));
+        other.setDatabaseName(modADO::instance().DatabasePath());
+        QVERIFY(other.open() &&
+                QSqlQuery(other).exec(
+                    QStringLiteral("INSERT INTO file (game_id) VALUES (%1)").arg(*NodeKey::Id(gameKey, 0))));
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("elsewhere"));
+
+    // Not while a dialog is up; once it is gone, the count and the list follow, the same file shown.
+    int duringDialog = -1;
+    QDialog dialog(program.form.get());
+    QTimer::singleShot(0, &dialog, [&] {
+        program.form->CheckStoreChanges();
+        duringDialog = list->Count();
+        dialog.reject();
+    });
+    dialog.exec();
+    QCOMPARE(duringDialog, listed);
+    QTRY_COMPARE(list->Count(), listed + 1);
+    QVERIFY(program.nodeText(gameKey).endsWith(QStringLiteral(" (%1)").arg(listed + 1)));
+    QCOMPARE(std::tuple(program.view->CurrentFileKey(), program.tree->SelectedKey()), std::tuple(shown, gameKey));
 }
 
 QTEST_MAIN(tst_routing)

@@ -11,7 +11,10 @@
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>
+#include <QContextMenuEvent>
 #include <QLineEdit>
+#include <QMenu>
+#include <QPushButton>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QSqlQuery>
@@ -47,7 +50,38 @@ struct Library
     QString pc(qint32 id) const { return NodeKey::Game(id, 1, 18); }
     void select(const QString &key) { tree.SelectNode(key); }
     void trigger(const char *action) { tree.findChild<QAction *>(QLatin1String(action))->trigger(); }
+    QStringList snapshot() const { return captions(view); }
+    // What a fresh load of the same store shows.
+    QStringList reloaded()
+    {
+        ctlTree fresh;
+        fresh.setStore(&home.store());
+        fresh.LoadTree();
+        return captions(fresh.findChild<TreeView *>(QStringLiteral("tvwFiles")));
+    }
+    // Every node as "key=caption", in a stable order: two trees that list the same are the same.
+    static QStringList captions(const TreeView *tree)
+    {
+        QStringList nodes;
+        for (int index = 1; index <= tree->Count(); ++index)
+            nodes << tree->NodeAt(index)->Key() + QLatin1Char('=') + tree->NodeAt(index)->Text();
+        nodes.sort();
+        return nodes;
+    }
 };
+
+// Runs `statements` on a second connection to the store, as another program would.
+void elsewhere(const QString &path, const QStringList &statements)
+{
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("elsewhere"));
+        db.setDatabaseName(path);
+        QVERIFY(db.open());
+        for (const QString &sql : statements)
+            QVERIFY2(QSqlQuery(db).exec(sql), qPrintable(sql));
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("elsewhere"));
+}
 
 } // namespace
 
@@ -67,6 +101,9 @@ private Q_SLOTS:
     void moveGame();
     void deleteGame();
     void storeFailureLeavesTree();
+    void firstGameFromTheRoot();
+    void emptyPlatformsGo();
+    void refreshFromStore();
     void search();
 };
 
@@ -397,6 +434,136 @@ void tst_tree::search()
     QCOMPARE(prompts.last().text, QStringLiteral("Finished searching tree.\r\n\r\nCould not find \"zzz\"."));
     press(QString(256, QLatin1Char('a'))); // logged, not searched, nothing shown
     QCOMPARE(prompts.shown().size(), 3);
+}
+
+void tst_tree::firstGameFromTheRoot()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    ctlTree tree;
+    tree.setStore(&home.store());
+    tree.resize(300, 400);
+    tree.show();
+    tree.LoadTree();
+    auto *view = tree.findChild<TreeView *>(QStringLiteral("tvwFiles"));
+
+    // The root's own menu; its imports are the host's work, greyed out while no host listens.
+    const QPoint root = view->visualItemRect(view->Node("ROOT")).center();
+    QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, root);
+    QContextMenuEvent rightClick(QContextMenuEvent::Mouse, root);
+    QApplication::sendEvent(view->viewport(), &rightClick);
+    auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
+    QVERIFY(menu);
+    QStringList items;
+    for (const QAction *action : menu->actions())
+        items << action->text() + (action->isEnabled() ? "" : " (off)");
+    menu->close();
+    QCOMPARE(items, QStringList({"Add Game...", "", "Import Files... (off)", "Import Folder... (off)"}));
+
+    // OK only with a name, a platform and a genre; the name is trimmed. From a game the dialog
+    // starts at its place.
+    QString okStates;
+    QStringList preset;
+    const auto answer = [&](const QString &name) {
+        QTimer::singleShot(0, [&, name] {
+            QWidget *dialog = QApplication::activeModalWidget();
+            auto *ok = dialog->findChild<QPushButton *>("cmdOK");
+            auto *platform = dialog->findChild<QComboBox *>("cboPlatform");
+            auto *genre = dialog->findChild<QComboBox *>("cboGenre");
+            preset << platform->currentText() + QLatin1Char('/') + genre->currentText();
+            okStates += QString::number(ok->isEnabled());
+            platform->setCurrentIndex(17);
+            okStates += QString::number(ok->isEnabled());
+            genre->setCurrentIndex(0);
+            okStates += QString::number(ok->isEnabled());
+            dialog->findChild<QLineEdit *>("txtName")->setText(name);
+            okStates += QString::number(ok->isEnabled());
+            QTest::mouseClick(ok->isEnabled() ? ok : dialog->findChild<QPushButton *>("cmdCancel"), Qt::LeftButton);
+        });
+    };
+    QSignalSpy clicks(&tree, &ctlTree::TreeNodeClick);
+    answer(QStringLiteral("   "));
+    tree.findChild<QAction *>("mnuRootAddGame")->trigger();
+    answer(QStringLiteral(" Zoë's \"Quest\" "));
+    tree.findChild<QAction *>("mnuRootAddGame")->trigger();
+    QCOMPARE(std::tuple(okStates, preset), std::tuple(QString("00100011"), QStringList({"/", "/"})));
+    const qint32 id = home.count(QStringLiteral("SELECT auto_id FROM game WHERE name = 'Zoë''s \"Quest\"'"));
+    const QString key = NodeKey::Game(id, 1, 18);
+    QCOMPARE(std::tuple(view->SelectedItem()->Key(), view->Node(key)->Text(), view->Node("G_1|P_18")->Text(),
+                        view->Node("P_18")->Text(), clicks.constLast().at(5).toInt()),
+             std::tuple(key, QString("Zoë's \"Quest\" (0)"), QString("Action (1)"), QString("PC (1)"), 4));
+    answer(QStringLiteral("Second"));
+    tree.AddGame();
+    QCOMPARE(std::tuple(preset.constLast(), home.count("SELECT count(*) FROM game")),
+             std::tuple(QString("PC/Action"), 2));
+}
+
+void tst_tree::emptyPlatformsGo()
+{
+    // Whatever takes the last game from a platform leaves the tree as a reload would show it.
+    Library lib;
+    ScriptedPrompts prompts;
+    QSignalSpy deleted(&lib.tree, &ctlTree::GameNodeDelete);
+    lib.select(NodeKey::Game(lib.tetra, 4, 19));
+    prompts.answerMsgBox(MsgResult::Yes);
+    lib.trigger("mnuHiddenDelete");
+    QCOMPARE(std::tuple(!lib.view->Node("P_19"), lib.view->SelectedItem()->Key(), deleted.value(0).value(0).toString()),
+             std::tuple(true, QString("ROOT"), QString("Lorekeep")));
+    QCOMPARE(lib.snapshot(), lib.reloaded());
+
+    // Moved away: the unknown platform and its unknown genre go; within PC, PC stays.
+    const auto moveTo = [&](const QString &key, int platformRow, int genreRow) {
+        lib.select(key);
+        QTimer::singleShot(0, [=] {
+            auto *selector = qobject_cast<GameSelector *>(QApplication::activeModalWidget());
+            QVERIFY(selector);
+            selector->findChild<QComboBox *>("cboPlatform")->setCurrentIndex(platformRow);
+            selector->findChild<QComboBox *>("cboGenre")->setCurrentIndex(genreRow);
+            selector->accept();
+        });
+        lib.trigger("mnuHiddenMoveTo");
+    };
+    moveTo(NodeKey::Game(lib.lost, 9, 25), 17, 1);
+    QVERIFY(!lib.view->Node("P_25"));
+    moveTo(lib.pc(lib.star), 17, 2);
+    QCOMPARE(lib.text("P_18"), QStringLiteral("PC (4)"));
+    QCOMPARE(lib.snapshot(), lib.reloaded());
+}
+
+void tst_tree::refreshFromStore()
+{
+    Library lib;
+    QSignalSpy clicks(&lib.tree, &ctlTree::TreeNodeClick);
+    lib.select(lib.pc(lib.star));
+    QVERIFY(!lib.home.store().ChangedElsewhere());
+    // Another program adds a file and a game on a new platform, renames one game, moves another
+    // and deletes the last game of a platform.
+    elsewhere(lib.home.storePath(),
+              {QStringLiteral("INSERT INTO file (game_id, desc) VALUES (%1, 'Maps')").arg(lib.star),
+               QStringLiteral("INSERT INTO game (platform_id, genre_id, name) VALUES (3, 2, 'Cube Tale')"),
+               QStringLiteral("UPDATE game SET name = 'Kart Quest' WHERE auto_id = %1").arg(lib.kart),
+               QStringLiteral("UPDATE game SET genre_id = 3 WHERE auto_id = %1").arg(lib.other),
+               QStringLiteral("DELETE FROM game WHERE auto_id = %1").arg(lib.tetra)});
+    // The store notices once; its own writes do not count.
+    QVERIFY(lib.home.store().ChangedElsewhere());
+    QVERIFY(!lib.home.store().ChangedElsewhere());
+    lib.home.addFile(lib.kart, 1, QStringLiteral("Own"));
+    QVERIFY(!lib.home.store().ChangedElsewhere());
+
+    const int before = clicks.size();
+    QVERIFY(lib.tree.RefreshFromStore());
+    QCOMPARE(lib.snapshot(), lib.reloaded());
+    QCOMPARE(std::tuple(lib.text(lib.pc(lib.star)), lib.view->SelectedItem()->Key(), clicks.size()),
+             std::tuple(QString("Star Quest (3)"), lib.pc(lib.star), before));
+    // Renamed in place: still sorted by name.
+    QCOMPARE(lib.view->Node("G_1|P_18")->Child(0)->Text(), QStringLiteral("Kart Quest (1)"));
+
+    // The selected game deleted elsewhere: the user is taken to its genre, and the panes told.
+    elsewhere(lib.home.storePath(), {QStringLiteral("DELETE FROM game WHERE auto_id = %1").arg(lib.star)});
+    QVERIFY(lib.tree.RefreshFromStore());
+    QCOMPARE(std::tuple(lib.view->SelectedItem()->Key(), clicks.constLast().at(5).toInt()),
+             std::tuple(QString("G_1|P_18"), 3));
+    QCOMPARE(lib.snapshot(), lib.reloaded());
 }
 
 QTEST_MAIN(tst_tree)

@@ -10,15 +10,18 @@
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>
+#include <QDir>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMimeData>
 #include <QSignalSpy>
 #include <QSqlQuery>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTextBlock>
 #include <QTextEdit>
 #include <QTimer>
+#include <QUrl>
 
 namespace {
 
@@ -33,6 +36,8 @@ struct Library
     qint32 star = home.addGame(18, 1, QStringLiteral("Star Quest"));
     qint32 tetra = home.addGame(19, 4, QStringLiteral("Tetra"));
     QString url = QStringLiteral("https://example.org/new"), title = QStringLiteral("New Page"), text;
+    // Whether drags come from the browser.
+    bool fromBrowser = true;
     // The last selector answered: "caption platform/genre" as it was preset; empty when none showed.
     QString seen;
 
@@ -40,9 +45,9 @@ struct Library
     {
         home.addFile(star, 1, QStringLiteral("Guide"));
         tree.setStore(&home.store());
-        tree.setBrowsedPage({[this] { return url; }, [this] { return title; },
-                             [this] {
-                                 return text;
+        tree.setBrowsedPage({[this] { return url; }, [this] { return title; }, [this] { return text; },
+                             [this](const QObject *) {
+                                 return fromBrowser;
                              }});
         tree.resize(300, 600);
         tree.show();
@@ -87,9 +92,16 @@ struct Library
         QApplication::sendEvent(view->viewport(), &move);
     }
     // Drops `data` at `pos`, a selector answered with `pick`; the action the source is told of.
-    Qt::DropAction drop(const QPoint &pos, const QString &format, const QByteArray &bytes, qint32 pick = 0)
+    Qt::DropAction drop(const QPoint &pos, const QString &format, const QByteArray &bytes, qint32 pick = 0,
+                        const QList<QUrl> &urls = {}, const QString &mozUrl = {})
     {
         QMimeData data;
+        if (!urls.isEmpty())
+            data.setUrls(urls);
+        // Firefox's own form: the address and the title, in UTF-16.
+        if (!mozUrl.isEmpty())
+            data.setData("text/x-moz-url",
+                         QByteArray(reinterpret_cast<const char *>(mozUrl.utf16()), mozUrl.size() * 2));
         data.setData(format, bytes);
         dragTo(pos, &data);
         QDropEvent event(pos, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
@@ -117,6 +129,8 @@ private Q_SLOTS:
     void directImportAndSave();
     void pageAlreadyInLibrary();
     void longParagraph();
+    void dropFromOtherPrograms();
+    void importFolder();
 };
 
 void tst_treeimport::dropOnNodes()
@@ -160,7 +174,7 @@ void tst_treeimport::dropOnNodes()
     // On the root, cancelled: nothing opens and the highlight is gone. On empty space: logged.
     lib.drop(lib.at("ROOT"), "text/plain", "x", 0);
     QCOMPARE(std::tuple(lib.seen, lib.viewers().size(), lib.highlight()),
-             std::tuple(QString("Save drag text... 1/1"), 2, QString()));
+             std::tuple(QString("Save drag text... 19/4"), 2, QString()));
     lib.drop(empty, "text/plain", "x", lib.star);
     QCOMPARE(std::tuple(lib.seen, lib.viewers().size()), std::tuple(QString(), 2));
     QVERIFY(readFile(lib.home.file("error.log")).contains("OLEDragDrop"));
@@ -181,6 +195,7 @@ void tst_treeimport::directImportAndSave()
     lib.text = QStringLiteral("Zoë's walkthrough");
     lib.answer(lib.tetra);
     lib.tree.DirectImport(lib.url, QStringLiteral("stale"), QStringLiteral("stale"));
+    QCOMPARE(lib.seen, QStringLiteral("Import... 18/1"));
     QCOMPARE(std::tuple(lib.field("txtDesc"), lib.editor()->toPlainText()), std::tuple(lib.title, lib.text));
 
     // Both windows save and report, the earlier one too.
@@ -237,6 +252,42 @@ void tst_treeimport::longParagraph()
         joined += block.text();
     }
     QCOMPARE(joined, text);
+}
+
+void tst_treeimport::dropFromOtherPrograms()
+{
+    // The browser's page is not the source of text dragged from elsewhere: the drag's own link is,
+    // or nothing.
+    Library lib;
+    lib.fromBrowser = false;
+    const QPoint game = lib.at(NodeKey::Game(lib.tetra, 4, 19));
+    lib.drop(game, "text/plain", "plain");
+    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")), std::tuple(QString(), QString()));
+    lib.drop(game, "text/plain", "linked", 0, {QUrl("https://faqs.example/tetra?x=1")});
+    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc"), lib.editor()->toPlainText()),
+             std::tuple(QString("https://faqs.example/tetra?x=1"), QString(), QString("linked")));
+    lib.drop(game, "text/plain", "moz", 0, {}, QStringLiteral("https://m.example/a\nMoz Title"));
+    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")),
+             std::tuple(QString("https://m.example/a"), QString("Moz Title")));
+    lib.fromBrowser = true;
+    lib.drop(game, "text/plain", "from the page", 0, {QUrl("https://faqs.example/")});
+    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")), std::tuple(lib.url, lib.title));
+}
+
+void tst_treeimport::importFolder()
+{
+    // A folder imported on the root: the selector says what is imported, the summary names files
+    // by their place in the folder.
+    Library lib;
+    QTemporaryDir dir;
+    QVERIFY(QDir(dir.path()).mkpath("faqs/maps"));
+    writeFile(dir.filePath("faqs/guide.txt"), "A guide.\n");
+    writeFile(dir.filePath("faqs/maps/box.gif"), QByteArray("GIF89a\1\0\1\0\0\0\0", 13));
+    lib.prompts.answerMsgBox(MsgResult::OK);
+    lib.answer(lib.tetra);
+    lib.tree.ImportFiles(QStringLiteral("ROOT"), {dir.filePath("faqs")});
+    QCOMPARE(lib.seen, QStringLiteral("Import Folder... 1/1"));
+    QCOMPARE(lib.prompts.last().text, QStringLiteral("1 file imported, 1 skipped:\n\nmaps/box.gif: not a text file"));
 }
 
 QTEST_MAIN(tst_treeimport)

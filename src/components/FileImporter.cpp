@@ -2,6 +2,7 @@
 
 #include "data/FileImport.h"
 
+#include <QDir>
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QFutureWatcher>
@@ -20,6 +21,17 @@ constexpr int listedSkips = 15;
 QString count(qsizetype n, const char *one, const char *many)
 {
     return QString::number(n) + QLatin1Char(' ') + QLatin1String(n == 1 ? one : many);
+}
+
+// How the user knows a file: by its path inside the folder it was imported with, so that two
+// "readme.txt" of different sub-folders tell apart; a file chosen by itself by its name.
+QString shownName(const QString &file, const QStringList &folders)
+{
+    for (const QString &folder : folders) {
+        if (file.startsWith(folder) && file.size() > folder.size() && file.at(folder.size()) == QLatin1Char('/'))
+            return file.mid(folder.size() + 1);
+    }
+    return QFileInfo(file).fileName();
 }
 
 } // namespace
@@ -87,11 +99,17 @@ bool FileImporter::Run(const QStringList &paths, ErrObject *err)
     connect(&showTimer, &QTimer::timeout, this, &FileImporter::showProgress);
     showTimer.start(progressDelayMs);
 
+    QStringList folders;
+    for (const QString &path : paths) {
+        const QFileInfo info(path);
+        if (info.isDir())
+            folders << QDir::cleanPath(info.absoluteFilePath());
+    }
     const QFuture<QStringList> collected = QtConcurrent::run(&FileImport::Collect, paths);
     const QStringList files = await(collected) ? collected.result() : QStringList();
     for (qsizetype i = 0; i < files.size() && !m_cancelled; ++i) {
         const QString &path = files[i];
-        const QString name = QFileInfo(path).fileName();
+        const QString name = shownName(path, folders);
         m_label = QStringLiteral("Importing %1 of %2:\n%3").arg(i + 1).arg(files.size()).arg(name);
         m_total = int(files.size());
         m_done = int(i);

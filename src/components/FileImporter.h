@@ -33,7 +33,8 @@ public:
 
     // The rows stored, in the order of the import, with their new ids.
     const QVector<FileRow> &Imported() const { return m_imported; }
-    // "name: reason" for every file left out.
+    // "name: reason" for every file left out; a file found in a folder is named by its path there,
+    // "guides/readme.txt".
     const QStringList &Skipped() const { return m_skipped; }
     bool Cancelled() const { return m_cancelled; }
     // Why the store refused a file, when it did (locked, read-only, full); the import stopped there,

@@ -115,9 +115,11 @@ void PlatformMaintenance::setErrorLog(const QString &path)
     m_errorLog = path;
 }
 
-void PlatformMaintenance::Show()
+void PlatformMaintenance::Show(std::optional<quint8> platformId)
 {
-    Refresh(SelectedPlatform());
+    Refresh(platformId ? platformId : SelectedPlatform());
+    if (!lvwPlatforms->selectedItems().isEmpty())
+        lvwPlatforms->scrollToItem(lvwPlatforms->selectedItems().constFirst());
     if (!isVisible() && parentWidget()) {
         // Over the middle of the window it was opened from, as a dialog would be.
         QRect frame = geometry();

@@ -33,8 +33,9 @@ public:
     // Full path of the error log file; without one, failures go to the home's error log.
     void setErrorLog(const QString &path);
 
-    // Reads the platforms and shows the window, or raises it when it is open already.
-    void Show();
+    // Reads the platforms and shows the window, or raises it when it is open already; `platformId`
+    // is selected when given, else the selection stays.
+    void Show(std::optional<quint8> platformId = std::nullopt);
 
 Q_SIGNALS:
     // Once per change the store accepted.

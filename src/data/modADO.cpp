@@ -104,6 +104,8 @@ bool modADO::Open(const QString &path, ErrObject *err)
     m_path = path;
     m_name = NameFromPath(path);
     m_readOnlyReason = readOnly;
+    m_dataVersion = -1;
+    ChangedElsewhere();
     return true;
 }
 
@@ -217,6 +219,19 @@ ErrObject modADO::ReadOnlyError() const
 bool modADO::IsOpen() const
 {
     return QSqlDatabase::contains(m_connectionName) && QSqlDatabase::database(m_connectionName, false).isOpen();
+}
+
+bool modADO::ChangedElsewhere()
+{
+    if (!IsOpen())
+        return false;
+    QSqlQuery query(Connection());
+    if (!query.exec(QStringLiteral("PRAGMA data_version")) || !query.next())
+        return false;
+    const qint64 version = query.value(0).toLongLong();
+    const bool changed = m_dataVersion >= 0 && version != m_dataVersion;
+    m_dataVersion = version;
+    return changed;
 }
 
 QSqlDatabase modADO::Connection() const

@@ -38,6 +38,9 @@ public:
     static QString ReadOnlyReason(const QString &path);
 
     bool IsOpen() const;
+    // Whether another connection, usually another program, committed a change to the store since
+    // the last call or since the store was opened. One pragma, cheap enough to ask every few seconds.
+    bool ChangedElsewhere();
     // The open connection; an invalid one while none is open.
     QSqlDatabase Connection() const;
     QString DatabasePath() const { return m_path; }
@@ -65,4 +68,6 @@ private:
     QString m_path;
     QString m_name;
     QString m_readOnlyReason;
+    // SQLite's data_version as this connection last saw it; -1 until read.
+    qint64 m_dataVersion = -1;
 };

@@ -52,6 +52,8 @@ MainMenu::MainMenu(QMenuBar *bar)
     mnuFileExit->setMenuRole(QAction::QuitRole);
 
     mnuEdit = addMenu(bar, "mnuEdit", "&Edit");
+    mnuEditAddGame = addItem(mnuEdit, "mnuEditAddGame", "&Add Game...");
+    mnuEdit->addSeparator();
     mnuMaintPlatforms = addItem(mnuEdit, "mnuMaintPlatforms", "&Platforms");
     mnuEdit->addSeparator();
     mnuSearchLorekeep = addItem(mnuEdit, "mnuSearchLorekeep", "&Find...", QKeySequence::Find);
@@ -66,6 +68,8 @@ MainMenu::MainMenu(QMenuBar *bar)
     mnuViewNextPane = addItem(mnuView, "mnuViewNextPane", "&Next Pane", QKeySequence(Qt::Key_F6));
     mnuViewPreviousPane =
         addItem(mnuView, "mnuViewPreviousPane", "Pre&vious Pane", QKeySequence(Qt::SHIFT | Qt::Key_F6));
+    mnuView->addSeparator();
+    mnuViewBrowser = addItem(mnuView, "mnuViewBrowser", "Web &Browser");
 
     mnuTools = addMenu(bar, "mnuTools", "&Tools");
     mnuViewQuickClip =

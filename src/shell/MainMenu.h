@@ -21,6 +21,7 @@ public:
     QAction *mnuFileExit;
 
     QMenu *mnuEdit;
+    QAction *mnuEditAddGame;
     QAction *mnuMaintPlatforms;
     QAction *mnuSearchLorekeep;
 
@@ -30,6 +31,7 @@ public:
     QAction *mnuViewBottom;
     QAction *mnuViewNextPane;
     QAction *mnuViewPreviousPane;
+    QAction *mnuViewBrowser;
 
     QMenu *mnuTools;
     QAction *mnuViewQuickClip;

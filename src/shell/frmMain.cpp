@@ -77,6 +77,7 @@ frmMain::frmMain(QWidget *parent) : QMainWindow(parent)
     buildWindow();
     connectMenu();
     connectPanes();
+    watchStore();
     UpdateMenus();
     // A damaged store can show itself at any read, on any thread; the offer of a backup is made
     // here, after the read has failed and been reported.
@@ -158,6 +159,8 @@ void frmMain::connectMenu()
     connect(m_menu->mnuToolsCheck, &QAction::triggered, this, &frmMain::mnuToolsCheck_Click);
     connect(m_menu->mnuFileExit, &QAction::triggered, this, &QWidget::close);
     connect(m_menu->mnuMaintPlatforms, &QAction::triggered, this, &frmMain::mnuMaintPlatforms_Click);
+    connect(m_menu->mnuEditAddGame, &QAction::triggered, m_ctlTree, &ctlTree::AddGame);
+    connect(m_menu->mnuViewBrowser, &QAction::triggered, this, &frmMain::mnuViewBrowser_Click);
     connect(m_menu->mnuSearchLorekeep, &QAction::triggered, this, &frmMain::mnuSearchLorekeep_Click);
     connect(m_menu->mnuViewTop, &QAction::triggered, this, &frmMain::mnuViewTop_Click);
     connect(m_menu->mnuViewLeft, &QAction::triggered, this, &frmMain::mnuViewLeft_Click);
@@ -265,8 +268,8 @@ void frmMain::Form_Activate()
 void frmMain::UpdateMenus()
 {
     const bool open = modADO::instance().IsOpen();
-    for (QAction *item : {m_menu->mnuFileImport, m_menu->mnuFileImportFolder, m_menu->mnuMaintPlatforms,
-                          m_menu->mnuSearchLorekeep, m_menu->mnuToolsCheck})
+    for (QAction *item : {m_menu->mnuFileImport, m_menu->mnuFileImportFolder, m_menu->mnuEditAddGame,
+                          m_menu->mnuMaintPlatforms, m_menu->mnuSearchLorekeep, m_menu->mnuToolsCheck})
         item->setEnabled(open);
     const bool text = !m_ctlView->Viewer()->document()->isEmpty();
     m_menu->mnuFilePrint->setEnabled(text);
@@ -276,8 +279,10 @@ void frmMain::UpdateMenus()
 void frmMain::changeEvent(QEvent *event)
 {
     QMainWindow::changeEvent(event);
-    if (event->type() == QEvent::ActivationChange && isActiveWindow() && m_loaded)
+    if (event->type() == QEvent::ActivationChange && isActiveWindow() && m_loaded) {
         Form_Activate();
+        CheckStoreChanges();
+    }
 }
 
 void frmMain::SetFilesCaption()

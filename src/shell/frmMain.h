@@ -14,6 +14,7 @@
 #include <optional>
 
 class QLabel;
+class QTimer;
 class QPrinter;
 class QTextDocument;
 class HelpViewer;
@@ -77,6 +78,10 @@ public Q_SLOTS:
     void mnuFileImport_Click(bool folder);
     // Opens the platform-maintenance window, or brings up the one that is open.
     void mnuMaintPlatforms_Click();
+    // frmMainRefresh.cpp: brings the panes in line with changes other programs made to the store;
+    // runs when the window is activated and every few seconds, and waits while a dialog or an
+    // editor with unsaved changes is up.
+    void CheckStoreChanges();
     // Opens "Find Files...", or brings up the one that is open.
     void mnuSearchLorekeep_Click();
     // frmMainPrint.cpp: File > Print prints the selected file; a file window's print request
@@ -94,6 +99,8 @@ public Q_SLOTS:
     void mnuViewBottom_Click();
     // View > Next Pane (F6) and Previous Pane (Shift+F6): `step` 1 or -1.
     void mnuViewPane_Click(int step);
+    // View > Web Browser: the browser tab, with the keyboard in its address line.
+    void mnuViewBrowser_Click();
     // frmMainHelp.cpp: Tools > Options and the Help menu.
     void mnuToolsOptions_Click();
     void mnuHelpContents_Click();
@@ -156,6 +163,9 @@ private:
     // A read found the store damaged at `when`; nothing when the store was opened afresh since.
     void StoreDamaged(const QString &path, std::chrono::steady_clock::time_point when);
     void restoreWindowGeometry();
+    // Platform maintenance with `platformId` selected when given.
+    void openPlatforms(std::optional<quint8> platformId);
+    void watchStore();
     void SetFilesCaption();
     // File > Open Lorekeep once the file is chosen.
     void OpenStoreFile(const QString &path);
@@ -210,6 +220,10 @@ private:
 
     // The text of the printout being prepared.
     std::unique_ptr<QTextDocument> rtbPrint;
+
+    QTimer *m_storeWatch = nullptr;
+    // Another program changed the store and the panes have not caught up yet.
+    bool m_storeChanged = false;
 
     std::function<void()> m_showClipWindow;
     QString m_startFile;

@@ -6,6 +6,7 @@
 #include "base/AppPath.h"
 #include "base/Caption.h"
 #include "base/ErrorLog.h"
+#include "browser/ctlBrowser.h"
 #include "browser/frmFavorite.h"
 #include "clip/ClipFile.h"
 #include "components/BackgroundWork.h"
@@ -36,7 +37,11 @@ void frmMain::connectPanes()
     connect(m_ctlTree, &ctlTree::GameNodeDelete, this, &frmMain::ctlTree_GameNodeDelete);
     connect(m_ctlTree, &ctlTree::GameNodeDblClick, this, [this] { m_ctlView->SelectTab(1); });
     connect(m_ctlTree, &ctlTree::AddFile, m_ctlView, &ctlView::AddNewFile);
-    connect(m_ctlTree, &ctlTree::RemovePlatform, this, &frmMain::mnuMaintPlatforms_Click);
+    connect(m_ctlTree, &ctlTree::RemovePlatform, this, [this] {
+        const QString key = m_ctlTree->SelectedKey();
+        openPlatforms(NodeKey::Kind(key) == NodeKind::Platform ? NodeKey::Code(key, 0) : std::nullopt);
+    });
+    connect(m_ctlTree, &ctlTree::ImportRequest, this, &frmMain::mnuFileImport_Click);
     connect(m_ctlTree, &ctlTree::PrintInfo, this, &frmMain::PrintFromViewer);
     connect(m_ctlTree, &ctlTree::ExportGame, this, &frmMain::ctlTree_ExportGame);
     connect(m_ctlTree, &ctlTree::LoadFavorites, m_ctlDetails, &ctlDetails::LoadFavorites);
@@ -100,8 +105,11 @@ void frmMain::connectPanes()
     connect(m_ctlView, &ctlView::DropFiles, m_ctlTree, &ctlTree::ImportFiles);
     m_ctlTree->setBrowsedPage({[this] { return m_ctlView->BrowseURL(); },
                                [this] { return m_ctlView->BrowsePageTitle(); },
-                               [this] {
-                                   return m_ctlView->ImportText();
+                               [this] { return m_ctlView->ImportText(); },
+                               [this](const QObject *source) {
+                                   const auto *widget = qobject_cast<const QWidget *>(source);
+                                   const QWidget *browser = m_ctlView->WebBrowser();
+                                   return widget && (widget == browser || browser->isAncestorOf(widget));
                                }});
     connect(m_ctlView, &ctlView::AddFavorite, this, &frmMain::ctlView_AddFavorite);
     connect(m_ctlView, &ctlView::ShowFavorites, this, &frmMain::ctlView_ShowFavorites);
@@ -217,6 +225,11 @@ void frmMain::ctlView_NoFileKeyFound(const QString &strFileKey)
 
 void frmMain::mnuMaintPlatforms_Click()
 {
+    openPlatforms(std::nullopt);
+}
+
+void frmMain::openPlatforms(std::optional<quint8> platformId)
+{
     if (!objPlatformSelect) {
         objPlatformSelect = new PlatformMaintenance(this);
         objPlatformSelect->setConnection(modADO::instance().Connection());
@@ -225,7 +238,7 @@ void frmMain::mnuMaintPlatforms_Click()
         connect(objPlatformSelect, &PlatformMaintenance::ResetLorekeep, this, &frmMain::ReloadAll);
         connect(objPlatformSelect, &PlatformMaintenance::UnloadPlatforms, objPlatformSelect, &QObject::deleteLater);
     }
-    objPlatformSelect->Show();
+    objPlatformSelect->Show(platformId);
 }
 
 void frmMain::mnuSearchLorekeep_Click()

@@ -135,6 +135,12 @@ void ctlTree::buildMenus()
     mnuAddGame = item(mnuHiddenGenre, "mnuAddGame", "Add Game");
     mnuHiddenPlatform = menu("mnuHiddenPlatform", "HiddenPlatform");
     mnuHiddenPlatformRemove = item(mnuHiddenPlatform, "mnuHiddenPlatformRemove", "Remove Platform...");
+    // A new library has only its root: from there a first game can be added or imported.
+    mnuHiddenRoot = menu("mnuHiddenRoot", "HiddenRoot");
+    mnuRootAddGame = item(mnuHiddenRoot, "mnuRootAddGame", "Add Game...");
+    mnuHiddenRoot->addSeparator();
+    mnuRootImport = item(mnuHiddenRoot, "mnuRootImport", "Import Files...");
+    mnuRootImportFolder = item(mnuHiddenRoot, "mnuRootImportFolder", "Import Folder...");
 
     connect(mnuHiddenAddFile, &QAction::triggered, this, &ctlTree::AddFile);
     connect(mnuHiddenMoveTo, &QAction::triggered, this, &ctlTree::mnuHiddenMoveTo_Click);
@@ -143,6 +149,9 @@ void ctlTree::buildMenus()
     connect(mnuHiddenDelete, &QAction::triggered, this, &ctlTree::mnuHiddenDelete_Click);
     connect(mnuAddGame, &QAction::triggered, this, &ctlTree::mnuAddGame_Click);
     connect(mnuHiddenPlatformRemove, &QAction::triggered, this, &ctlTree::RemovePlatform);
+    connect(mnuRootAddGame, &QAction::triggered, this, &ctlTree::AddGame);
+    connect(mnuRootImport, &QAction::triggered, this, [this] { Q_EMIT ImportRequest(false); });
+    connect(mnuRootImportFolder, &QAction::triggered, this, [this] { Q_EMIT ImportRequest(true); });
 }
 
 void ctlTree::setStore(modADO *store)
@@ -301,6 +310,24 @@ void ctlTree::adjustPlatform(const QString &platformKey, quint8 flag)
     platform->setText(TreeLoader::Caption(platform->Tag(), games));
 }
 
+void ctlTree::pruneEmpty(const QString &genreKey)
+{
+    ErrObject err;
+    TreeNode *genre = tvwFiles->Node(genreKey);
+    const auto genreId = NodeKey::Code(genreKey, 0);
+    if (genre && genre->Children() == 0 && genreId && modNames::GetGenreName(*genreId).isEmpty())
+        tvwFiles->Remove(genreKey, &err);
+    const QString platformKey = NodeKey::Field(genreKey, 1);
+    const TreeNode *platform = tvwFiles->Node(platformKey);
+    if (!platform)
+        return;
+    for (int i = 0; i < platform->Children(); ++i) {
+        if (platform->Child(i)->Children() > 0)
+            return;
+    }
+    tvwFiles->Remove(platformKey, &err);
+}
+
 QString ctlTree::GameName(const QString &strKey) const
 {
     const TreeNode *node = tvwFiles->Node(strKey);
@@ -411,6 +438,7 @@ void ctlTree::showPopup(const QPoint &pos)
     case NodeKind::Game: popup = mnuHiddenGame; break;
     case NodeKind::Genre: popup = mnuHiddenGenre; break;
     case NodeKind::Platform: popup = mnuHiddenPlatform; break;
+    case NodeKind::Root: popup = mnuHiddenRoot; break;
     default: return;
     }
     // The file and platform commands are the host's work; with no host listening they are offered
@@ -418,7 +446,16 @@ void ctlTree::showPopup(const QPoint &pos)
     mnuHiddenAddFile->setEnabled(isSignalConnected(QMetaMethod::fromSignal(&ctlTree::AddFile)));
     mnuHiddenExport->setEnabled(isSignalConnected(QMetaMethod::fromSignal(&ctlTree::ExportGame)));
     mnuHiddenPlatformRemove->setEnabled(isSignalConnected(QMetaMethod::fromSignal(&ctlTree::RemovePlatform)));
+    const bool imports = isSignalConnected(QMetaMethod::fromSignal(&ctlTree::ImportRequest));
+    mnuRootImport->setEnabled(imports);
+    mnuRootImportFolder->setEnabled(imports);
     popup->popup(tvwFiles->viewport()->mapToGlobal(pos));
+}
+
+QString ctlTree::SelectedKey() const
+{
+    const TreeNode *node = tvwFiles->SelectedItem();
+    return node ? node->Key() : QString();
 }
 
 TreeNode *ctlTree::selectedGame() const

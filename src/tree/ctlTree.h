@@ -1,12 +1,14 @@
 #pragma once
 
 #include "data/GameNames.h"
+#include "data/NodeKey.h"
 
 #include <QPointer>
 #include <QWidget>
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 class FileViewer;
 class GameSelector;
@@ -22,9 +24,6 @@ class TreeNode;
 class TreeView;
 class modADO;
 struct ErrObject;
-namespace NodeKey {
-struct GameIds;
-}
 
 // The left-hand pane: the library as a tree of platforms, genres and games with their counts, the
 // commands that add, rename, move and delete games, and a one-line box above the tree that
@@ -43,6 +42,9 @@ public:
         std::function<QString()> URL;
         std::function<QString()> Title;
         std::function<QString()> Text;
+        // Whether a drag's source (null for another program's) is the browser: only then is the
+        // browser's page where dropped text comes from.
+        std::function<bool(const QObject *)> IsBrowser;
     };
 
     explicit ctlTree(QWidget *parent = nullptr);
@@ -68,6 +70,12 @@ public:
     // Shows and selects the node with `strKey` and reports it as TreeNodeClick, as a click would;
     // a key that is not in the tree does nothing.
     void SelectNode(const QString &strKey);
+    // The key of the selected node; empty when none is.
+    QString SelectedKey() const;
+    // Brings the tree in line with a store that another program changed: counts, names and places
+    // of games, games added and removed, platforms left empty. The selection stays where it was
+    // unless its node went. False, changing nothing, while an import or a selector is under way.
+    bool RefreshFromStore();
     // Recounts the game's files into its caption. `bytRemove` is accepted for the callers' sake;
     // the count is read from the store either way.
     void UpdateGameCaption(const QString &strGameKey, quint8 bytRemove);
@@ -87,6 +95,9 @@ public:
     void setSearch_Text(const QString &strVar);
 
 public Q_SLOTS:
+    // Asks for a new game's name, platform and genre in one dialog (preset to the place of the
+    // selected node) and adds it, creating its platform's and genre's nodes when they are missing.
+    void AddGame();
     // Adds a game that a selector created, with its caption and its genre's and platform's counts.
     void objSelector_AddGameNode(const QString &strName, const QString &strParentKey, const QString &strKey);
     // Asks for a game and opens a new file of it with the browsed page. The arguments are those of
@@ -108,6 +119,9 @@ Q_SIGNALS:
     void GameNodeDblClick();
     void RemovePlatform();
     void AddFile();
+    // The root's menu asked for files (blnFolder false) or a folder to import; the host asks for
+    // them and hands them back through ImportFiles.
+    void ImportRequest(bool blnFolder);
     // The user asked for the selected game's files in one PDF.
     void ExportGame(qint32 lngGameId, const QString &strGame);
     // The pane's close button was pressed.
@@ -139,12 +153,18 @@ private:
     bool tvwFiles_OLEEvent(QEvent *event);
     void tvwFiles_OLEDragOver(QDragMoveEvent *event);
     void tvwFiles_OLEDragDrop(QDropEvent *event);
-    void OLEDragDrop(const QString &strKey, const QString &strText);
+    // `fromBrowser`: the page the browser shows is the text's source; otherwise `source` and
+    // `desc` are what the drag itself said of where it came from, often nothing.
+    void OLEDragDrop(const QString &strKey, const QString &strText, bool fromBrowser, const QString &source,
+                     const QString &desc);
     // The game a drop or an import on `node` goes to: the node's own, or the one the user chooses
     // in the selector (preset to the node's platform and genre); false when none was chosen.
+    // On the root the selector starts at `current` when given: the game the user was on.
     bool gameOf(const TreeNode *node, const QString &rootCaption, const QString &caption, const QString &procedure,
-                NodeKey::GameIds *ids, QString *game);
-    bool chooseGame(quint8 platformId, quint8 genreId, const QString &caption, NodeKey::GameIds *ids, QString *game);
+                const std::optional<NodeKey::GameIds> &current, NodeKey::GameIds *ids, QString *game);
+    bool chooseGame(const NodeKey::GameIds &preset, const QString &caption, NodeKey::GameIds *ids, QString *game);
+    // The ids of the selected node when it is a game.
+    std::optional<NodeKey::GameIds> currentGame() const;
     bool confirmNewSource(const QString &source, const QString &procedure);
     void openImport(const NodeKey::GameIds &ids, const QString &game, const QString &source, const QString &desc,
                     const QString &text);
@@ -155,6 +175,8 @@ private:
                              const QString &strTextRTF);
 
     void mnuAddGame_Click();
+    // Files the new game and shows it selected; false when the store refused it (reported).
+    bool addGame(quint8 platformId, quint8 genreId, const QString &name, const QString &procedure);
     void mnuHiddenRename_Click();
     void mnuHiddenMoveTo_Click();
     void mnuHiddenDelete_Click();
@@ -165,6 +187,9 @@ private:
     TreeNode *genreNode(const QString &genreKey, ErrObject *err);
     void recountGenre(const QString &genreKey, quint8 flag);
     void adjustPlatform(const QString &platformKey, quint8 flag);
+    // Takes away the genre's node when a reload would not show it (an unknown genre without games)
+    // and its platform's when no game is left under it.
+    void pruneEmpty(const QString &genreKey);
     TreeNode *selectedGame() const;
     // The open store's connection, or an invalid one (which every statement turns into an error).
     modADO *store() const;
@@ -185,6 +210,10 @@ private:
     QAction *mnuAddGame;
     QMenu *mnuHiddenPlatform;
     QAction *mnuHiddenPlatformRemove;
+    QMenu *mnuHiddenRoot;
+    QAction *mnuRootAddGame;
+    QAction *mnuRootImport;
+    QAction *mnuRootImportFolder;
 
     modADO *m_store = nullptr;
     std::unique_ptr<GameSelector> objSelector;

@@ -10,6 +10,7 @@
 #include "data/GameTable.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
+#include "frmAddGame.h"
 #include "platform/Prompts.h"
 #include "platform/TreeView.h"
 
@@ -44,19 +45,57 @@ void ctlTree::mnuAddGame_Click()
         return Prompts::current().Beep();
     const auto genreId = NodeKey::Code(genreKey, 0);
     const auto platformId = NodeKey::Code(genreKey, 1);
+    if (!genreId || !platformId)
+        return LogError(NodeKey::BadKey(genreKey), module, QStringLiteral("Add Game"), true);
+    addGame(*platformId, *genreId, name, QStringLiteral("Add Game"));
+}
+
+void ctlTree::AddGame()
+{
+    quint8 platformId = 0;
+    quint8 genreId = 0;
+    if (const TreeNode *node = tvwFiles->SelectedItem()) {
+        const QString &key = node->Key();
+        switch (NodeKey::Kind(key)) {
+        case NodeKind::Platform: platformId = NodeKey::Code(key, 0).value_or(0); break;
+        case NodeKind::Genre:
+            genreId = NodeKey::Code(key, 0).value_or(0);
+            platformId = NodeKey::Code(key, 1).value_or(0);
+            break;
+        case NodeKind::Game:
+            genreId = NodeKey::Code(key, 1).value_or(0);
+            platformId = NodeKey::Code(key, 2).value_or(0);
+            break;
+        default: break;
+        }
+    }
+    frmAddGame dialog(window());
+    dialog.Prepare(platformId, genreId);
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+    if (dialog.GameName().isEmpty())
+        return Prompts::current().Beep();
+    addGame(dialog.PlatformId(), dialog.GenreId(), dialog.GameName(), QStringLiteral("Add Game"));
+}
+
+bool ctlTree::addGame(quint8 platformId, quint8 genreId, const QString &name, const QString &procedure)
+{
     ErrObject err;
     qint32 id = 0;
-    if (!genreId || !platformId)
-        err = NodeKey::BadKey(genreKey);
-    if (err.isError() || !GameTable::Add(store()->Connection(), *platformId, *genreId, name, &id, &err))
-        return LogError(err, module, QStringLiteral("Add Game"), true);
-
-    const QString key = NodeKey::Game(id, *genreId, *platformId);
-    if (!addGameNode(name, genreKey, key, &err))
-        return LogError(err, module, QStringLiteral("Add Game"), true);
+    if (!GameTable::Add(store()->Connection(), platformId, genreId, name, &id, &err)) {
+        LogError(err, module, procedure, true);
+        return false;
+    }
+    const QString genreKey = NodeKey::Genre(genreId, platformId);
+    const QString key = NodeKey::Game(id, genreId, platformId);
+    if (!addGameNode(name, genreKey, key, &err)) {
+        LogError(err, module, procedure, true);
+        return false;
+    }
     UpdateGameCaption(key, 0);
     recountGenre(genreKey, 0);
     SelectNode(key);
+    return true;
 }
 
 void ctlTree::mnuHiddenRename_Click()
@@ -130,6 +169,8 @@ void ctlTree::mnuHiddenMoveTo_Click()
         return LogError(err, module, QStringLiteral("Move Game"), true);
     UpdateGameCaption(newKey, 0);
     recountGenre(newGenreKey, 0);
+    // Only now: a move within the platform must not take the platform's node away first.
+    pruneEmpty(genreKey);
     SelectNode(newKey);
     Q_EMIT MoveGame(key, newKey);
 }
@@ -155,13 +196,17 @@ void ctlTree::mnuHiddenDelete_Click()
         return LogError(err, module, QStringLiteral("Delete Game"), true);
 
     tvwFiles->Remove(key, &err);
+    recountGenre(genreKey, 1);
+    pruneEmpty(genreKey);
+    // The genre is where the user stays, unless the last game of its platform went: the root then.
     TreeNode *genre = tvwFiles->Node(genreKey);
-    QString caption;
+    QString caption = QStringLiteral("Lorekeep");
     if (genre) {
         tvwFiles->Select(genre);
         caption = (genre->Parent() ? genre->Parent()->Tag() : QString()) + QStringLiteral(" - ") + genre->Tag();
+    } else if (TreeNode *root = tvwFiles->Node(QStringLiteral("ROOT"))) {
+        tvwFiles->Select(root);
     }
-    recountGenre(genreKey, 1);
     Q_EMIT GameNodeDelete(caption, key);
 }
 

@@ -21,8 +21,10 @@
 #include "platform/TreeView.h"
 
 #include <QDropEvent>
+#include <QFileInfo>
 #include <QMimeData>
 #include <QTextDocumentFragment>
+#include <QUrl>
 
 #include <algorithm>
 
@@ -32,6 +34,7 @@ const QString module = QStringLiteral("ctlTree");
 const QString dropProcedure = QStringLiteral("OLEDragDrop");
 const QString dropCaption = QStringLiteral("Save drag text to a File in...");
 const QString importCaption = QStringLiteral("Import Files...");
+const QString folderCaption = QStringLiteral("Import Folder...");
 
 const QStringList rtfFormats = {QStringLiteral("text/rtf"), QStringLiteral("application/rtf")};
 
@@ -60,6 +63,27 @@ QString droppedText(const QMimeData *data)
             return RtfReader::PlainText(data->data(format));
     }
     return QTextDocumentFragment::fromHtml(data->html()).toPlainText();
+}
+
+// Where a drag from another program says its text comes from: the address it carries (a link or
+// a page's address, as browsers add them) and, when given, its title.
+std::pair<QString, QString> draggedSource(const QMimeData *data)
+{
+    const QString mozFormat = QStringLiteral("text/x-moz-url");
+    if (data->hasFormat(mozFormat)) {
+        const QByteArray bytes = data->data(mozFormat);
+        const QStringList lines =
+            QString::fromUtf16(reinterpret_cast<const char16_t *>(bytes.constData()), bytes.size() / 2)
+                .split(QLatin1Char('\n'));
+        const QUrl url(lines.value(0).trimmed());
+        if (url.isValid() && !url.isLocalFile())
+            return {url.toString(), lines.value(1).trimmed()};
+    }
+    for (const QUrl &url : data->urls()) {
+        if (url.isValid() && !url.isLocalFile() && !url.scheme().isEmpty())
+            return {url.toString(), QString()};
+    }
+    return {};
 }
 
 QString read(const std::function<QString()> &getter)
@@ -146,11 +170,19 @@ void ctlTree::tvwFiles_OLEDragDrop(QDropEvent *event)
             Qt::QueuedConnection);
         return;
     }
+    // The browser's page is the source only of text dragged out of the browser itself.
+    const bool fromBrowser = m_page.IsBrowser && m_page.IsBrowser(event->source());
+    const auto [source, desc] = fromBrowser ? std::pair<QString, QString>() : draggedSource(data);
     QMetaObject::invokeMethod(
-        this, [this, key = target->Key(), text = droppedText(data)] { OLEDragDrop(key, text); }, Qt::QueuedConnection);
+        this,
+        [this, key = target->Key(), text = droppedText(data), fromBrowser, source = source, desc = desc] {
+            OLEDragDrop(key, text, fromBrowser, source, desc);
+        },
+        Qt::QueuedConnection);
 }
 
-void ctlTree::OLEDragDrop(const QString &strKey, const QString &strText)
+void ctlTree::OLEDragDrop(const QString &strKey, const QString &strText, bool fromBrowser, const QString &source,
+                          const QString &desc)
 {
     TreeNode *node = tvwFiles->Node(strKey);
     // A drop while an earlier import is still asking for its game waits for no one.
@@ -159,15 +191,17 @@ void ctlTree::OLEDragDrop(const QString &strKey, const QString &strText)
             Prompts::current().Beep();
         return tvwFiles->SetDropHighlight(nullptr);
     }
+    const std::optional<NodeKey::GameIds> current = currentGame();
     SelectNode(strKey);
 
     NodeKey::GameIds ids;
     QString game;
-    const bool chosen = gameOf(node, QStringLiteral("Save drag text..."), dropCaption, dropProcedure, &ids, &game);
+    const bool chosen =
+        gameOf(node, QStringLiteral("Save drag text..."), dropCaption, dropProcedure, current, &ids, &game);
     if (chosen) {
-        const QString url = read(m_page.URL);
+        const QString url = fromBrowser ? read(m_page.URL) : source;
         if (confirmNewSource(url, dropProcedure))
-            openImport(ids, game, url, read(m_page.Title), strText);
+            openImport(ids, game, url, fromBrowser ? read(m_page.Title) : desc, strText);
     }
     tvwFiles->SetDropHighlight(nullptr);
 }
@@ -183,7 +217,7 @@ void ctlTree::DirectImport(const QString &strURL, const QString &strPageTitle, c
         return Prompts::current().Beep();
     NodeKey::GameIds ids;
     QString game;
-    if (!chooseGame(0, 0, QStringLiteral("Import..."), &ids, &game))
+    if (!chooseGame(currentGame().value_or(NodeKey::GameIds()), QStringLiteral("Import..."), &ids, &game))
         return;
     const QString text = read(m_page.Text);
     const QString url = read(m_page.URL);
@@ -192,15 +226,26 @@ void ctlTree::DirectImport(const QString &strURL, const QString &strPageTitle, c
         openImport(ids, game, url, title, text);
 }
 
+std::optional<NodeKey::GameIds> ctlTree::currentGame() const
+{
+    const TreeNode *node = selectedGame();
+    return node ? NodeKey::ParseGame(node->Key()) : std::nullopt;
+}
+
 bool ctlTree::gameOf(const TreeNode *node, const QString &rootCaption, const QString &caption, const QString &procedure,
-                     NodeKey::GameIds *ids, QString *game)
+                     const std::optional<NodeKey::GameIds> &current, NodeKey::GameIds *ids, QString *game)
 {
     const QString key = node->Key();
+    NodeKey::GameIds preset;
     switch (NodeKey::Kind(key)) {
-    case NodeKind::Root: return chooseGame(0, 0, rootCaption, ids, game);
-    case NodeKind::Platform: return chooseGame(NodeKey::Code(key, 0).value_or(0), 0, caption, ids, game);
+    case NodeKind::Root: return chooseGame(current.value_or(preset), rootCaption, ids, game);
+    case NodeKind::Platform:
+        preset.PlatformId = NodeKey::Code(key, 0).value_or(0);
+        return chooseGame(preset, caption, ids, game);
     case NodeKind::Genre:
-        return chooseGame(NodeKey::Code(key, 1).value_or(0), NodeKey::Code(key, 0).value_or(0), caption, ids, game);
+        preset.PlatformId = NodeKey::Code(key, 1).value_or(0);
+        preset.GenreId = NodeKey::Code(key, 0).value_or(0);
+        return chooseGame(preset, caption, ids, game);
     case NodeKind::Game: {
         const auto parsed = NodeKey::ParseGame(key);
         if (!parsed) {
@@ -214,7 +259,7 @@ bool ctlTree::gameOf(const TreeNode *node, const QString &rootCaption, const QSt
     case NodeKind::File:
     case NodeKind::Other: break;
     }
-    return chooseGame(0, 0, caption, ids, game);
+    return chooseGame(preset, caption, ids, game);
 }
 
 void ctlTree::ImportFiles(const QString &strKey, const QStringList &paths)
@@ -231,7 +276,10 @@ void ctlTree::ImportFiles(const QString &strKey, const QStringList &paths)
         return;
     NodeKey::GameIds ids;
     QString game;
-    if (!gameOf(node, importCaption, importCaption, QStringLiteral("ImportFiles"), &ids, &game))
+    const bool folders =
+        std::all_of(paths.cbegin(), paths.cend(), [](const QString &path) { return QFileInfo(path).isDir(); });
+    const QString &caption = folders ? folderCaption : importCaption;
+    if (!gameOf(node, caption, caption, QStringLiteral("ImportFiles"), std::nullopt, &ids, &game))
         return;
 
     m_importing = true;
@@ -261,15 +309,14 @@ void ctlTree::ImportFiles(const QString &strKey, const QStringList &paths)
     }
 }
 
-bool ctlTree::chooseGame(quint8 platformId, quint8 genreId, const QString &caption, NodeKey::GameIds *ids,
-                         QString *game)
+bool ctlTree::chooseGame(const NodeKey::GameIds &preset, const QString &caption, NodeKey::GameIds *ids, QString *game)
 {
     objSelector = std::make_unique<GameSelector>(this);
     m_selectorReleased = false;
     objSelector->setConnection(store()->Connection());
     connect(objSelector.get(), &GameSelector::AddGameNode, this, &ctlTree::objSelector_AddGameNode);
     connect(objSelector.get(), &GameSelector::CompleteSelect, this, &ctlTree::objSelector_CompleteSelect);
-    objSelector->Show(platformId, genreId, 0, caption);
+    objSelector->Show(preset.PlatformId, preset.GenreId, preset.GameId, caption);
     const bool chosen = !m_selectorReleased;
     if (chosen) {
         *ids = {objSelector->GameId(), objSelector->GenreId(), objSelector->PlatformId()};

@@ -49,7 +49,7 @@ ctlView::ctlView(QWidget *parent)
       imgCover(new QLabel(picCover)),
       Browser(new ctlBrowser),
       tbrTools(new QToolBar(this)),
-      stack(new QStackedWidget(this)),
+      stack(new QStackedWidget),
       m_store(&modADO::instance())
 {
     setObjectName(QStringLiteral("ctlView"));
@@ -64,9 +64,13 @@ ctlView::ctlView(QWidget *parent)
     tbsTabs->setDrawBase(false);
     connect(tbsTabs, &QTabBar::currentChanged, this, &ctlView::tabChanged);
 
+    // The cover stands in for the Files tab only: the browser is there from the first start, even
+    // in a library with nothing to list.
     auto *files = new QWidget;
     buildFilesTab(files);
-    picTabContainer->addWidget(files);
+    stack->addWidget(files);
+    stack->addWidget(picCover);
+    picTabContainer->addWidget(stack);
     picTabContainer->addWidget(Browser);
     connect(Browser, &ctlBrowser::TitleChange, this, &ctlView::Browser_TitleChange);
     connect(Browser, &ctlBrowser::ShowFavorites, this, &ctlView::ShowFavorites);
@@ -89,11 +93,9 @@ ctlView::ctlView(QWidget *parent)
     coverLayout->addWidget(imgCover, 0, Qt::AlignCenter);
     imgCover->setAccessibleName(QStringLiteral("Lorekeep logo"));
 
-    stack->addWidget(tabs);
-    stack->addWidget(picCover);
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(stack);
+    layout->addWidget(tabs);
 
     tbrTools->setIconSize({14, 14});
     QAction *tree = tbrTools->addAction(style()->standardIcon(QStyle::SP_DirIcon), QString());
@@ -193,10 +195,13 @@ bool ctlView::IsCovered() const
 
 bool ctlView::FocusPane()
 {
-    if (!isVisibleTo(window()) || IsCovered())
+    if (!isVisibleTo(window()))
         return false;
+    // With nothing listed the tabs take the keyboard, from where the browser is one key away.
     if (SelectedTab() == 2)
         Browser->ComboFocus();
+    else if (IsCovered())
+        tbsTabs->setFocus(Qt::ShortcutFocusReason);
     else
         lvFiles->setFocus(Qt::ShortcutFocusReason);
     return true;

@@ -22,7 +22,8 @@ class modADO;
 struct SettingKey;
 
 // The right-hand pane: the files of the game chosen in the tree and the selected file's text on the
-// Files tab, the web browser on the second tab, and the logo as a cover while no game is listed.
+// Files tab, the web browser on the second tab, and the logo covering the Files tab while no game is
+// listed.
 // The file commands of its pop-up menus change the store and tell the host what changed.
 class ctlView final : public QWidget
 {
@@ -61,8 +62,8 @@ public:
     void SelectTab(int index);
     void Cover(bool blnVisible);
     bool IsCovered() const;
-    // Puts the keyboard in the pane: in the file list, or in the address line on the browser tab.
-    // False when the pane is hidden or covered, with nothing to work on.
+    // Puts the keyboard in the pane: in the file list, in the address line on the browser tab, or
+    // on the tabs while the Files tab shows the cover. False when the pane is hidden.
     bool FocusPane();
     // Opens the web page in the browser, whose tab comes to the front first.
     void BrowseNavigate(const QString &strURL);
@@ -76,6 +77,9 @@ public:
     int SelectedTab() const;
     // " <game>: <n> Files." over the list.
     void SetCaption(const QString &strCaption);
+    // Reads the listed game's files again after another program changed the store, keeping the
+    // selected file selected (the first is shown when it went).
+    void RefreshFiles();
     // Lists the files of a game and, unless told not to, shows the first.
     void ListFiles(qint32 lngGameId, quint8 bytDontSelFirst);
     // Marks every occurrence of `phrase` (case counts) in the text shown and scrolls the first into

@@ -22,6 +22,8 @@
 #include <QTextEdit>
 #include <QTimer>
 
+#include <algorithm>
+
 namespace {
 
 const QString module = QStringLiteral("ctlView");
@@ -159,6 +161,38 @@ void ctlView::ListFiles(qint32 lngGameId, quint8 bytDontSelFirst)
     if (record != rows.cend())
         showText(record->txt_rtf);
     SetCaption(M_GAME);
+}
+
+void ctlView::RefreshFiles()
+{
+    if (m_listedGameId == 0 || IsCovered())
+        return;
+    QVector<FileRow> rows;
+    ErrObject err;
+    if (!FileTable::List(m_store->Connection(), m_listedGameId, &rows, &err))
+        return LogError(err, module, QStringLiteral("RefreshFiles"), false);
+    const bool same =
+        rows.size() == lvFiles->Count() && std::all_of(rows.cbegin(), rows.cend(), [this](const FileRow &row) {
+            const ListItem *item = lvFiles->Item(NodeKey::File(row.auto_id));
+            return item && item->Text() == row.desc && item->SubItem(1) == row.src &&
+                   item->SubItem(2) == modNames::GetSubCatName(row.sub_cat);
+        });
+    if (same)
+        return;
+    const QString shown = m_currentFileKey;
+    lvFiles->Clear();
+    lvFiles->BeginUpdate(int(rows.size()));
+    for (const FileRow &row : std::as_const(rows))
+        addRow(NodeKey::File(row.auto_id), row.desc, row.src, row.sub_cat);
+    lvFiles->EndUpdate();
+    SetCaption(M_GAME);
+    if (ListItem *item = shown.isEmpty() ? nullptr : lvFiles->Item(shown))
+        return lvFiles->Select(item);
+    // The file shown went with the change.
+    m_currentFileKey.clear();
+    rtbText->clear();
+    Q_EMIT TextShown();
+    SelectFirst();
 }
 
 void ctlView::AddListItem(const QString &strFileKey, const QString &strDesc, const QString &strSource, quint8 bytSC,
