@@ -235,16 +235,12 @@ void tst_browser::addressReading_data()
     QTest::addColumn<QString>("typed");
     QTest::addColumn<QString>("address"); // empty: refused
     QTest::addColumn<QString>("problem");
-    QTest::newRow("bareName") << "example.com"
-                              << "http://example.com" << QString();
     QTest::newRow("hostAndPort") << " 127.0.0.1:8080/codes "
                                  << "http://127.0.0.1:8080/codes" << QString();
     QTest::newRow("filePath") << "/tmp/a b.html"
                               << "file:///tmp/a b.html" << QString();
     QTest::newRow("ipv6") << "http://[::1]:8080/"
                           << "http://[::1]:8080/" << QString();
-    QTest::newRow("aboutPage") << "about:blank"
-                               << "about:blank" << QString();
     QTest::newRow("badIpv6") << "http://[::zz" << QString() << "not a valid address";
     QTest::newRow("schemeOnly") << "http://" << QString() << "names no server after \"http://\"";
     QTest::newRow("words") << "not an address" << QString() << "neither a web address nor the path of a file";

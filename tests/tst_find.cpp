@@ -228,10 +228,8 @@ private Q_SLOTS:
             many << QStringLiteral("p%1").arg(i);
         const QStringList kept = QuickFindLog::Remember(many, QStringLiteral("P3"));
         QCOMPARE(kept.size(), 25);
-        QCOMPARE(kept.mid(0, 2), (QStringList{QStringLiteral("P3"), QStringLiteral("p0")}));
-        QCOMPARE(QuickFindLog::Remember(kept, QStringLiteral("p5")).mid(0, 7),
-                 (QStringList{QStringLiteral("p5"), QStringLiteral("P3"), QStringLiteral("p0"), QStringLiteral("p1"),
-                              QStringLiteral("p2"), QStringLiteral("p3"), QStringLiteral("p4")}));
+        QCOMPARE(kept.mid(0, 5), (QStringList{QStringLiteral("P3"), QStringLiteral("p0"), QStringLiteral("p1"),
+                                              QStringLiteral("p2"), QStringLiteral("p3")}));
 
         // A log that cannot be replaced leaves a record, and the search goes on.
         QVERIFY(QFile::remove(log.fileName()) && QDir().mkdir(log.fileName()));
