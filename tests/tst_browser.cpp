@@ -5,6 +5,7 @@
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
 #include "base/AppPath.h"
+#include "browser/BrowserAddress.h"
 #include "browser/ctlBrowser.h"
 #include "browser/frmFavorite.h"
 #include "platform/Contrast.h"
@@ -23,6 +24,7 @@
 #include <QSignalSpy>
 #include <QSqlQuery>
 #include <QTabBar>
+#include <QTcpServer>
 #include <QTest>
 #include <QWebEngineView>
 
@@ -81,6 +83,8 @@ private Q_SLOTS:
     void startPage();
     void pageHistoryAndImport();
     void popups();
+    void addressReading_data();
+    void addressReading();
     void addressBox();
     void favoriteDialog();
 
@@ -226,31 +230,94 @@ void tst_browser::popups()
     QVERIFY(prompts.shown().isEmpty());
 }
 
+void tst_browser::addressReading_data()
+{
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QString>("address"); // empty: refused
+    QTest::addColumn<QString>("problem");
+    QTest::newRow("hostAndPort") << " 127.0.0.1:8080/codes "
+                                 << "http://127.0.0.1:8080/codes" << QString();
+    QTest::newRow("filePath") << "/tmp/a b.html"
+                              << "file:///tmp/a b.html" << QString();
+    QTest::newRow("ipv6") << "http://[::1]:8080/"
+                          << "http://[::1]:8080/" << QString();
+    QTest::newRow("badIpv6") << "http://[::zz" << QString() << "not a valid address";
+    QTest::newRow("schemeOnly") << "http://" << QString() << "names no server after \"http://\"";
+    QTest::newRow("words") << "not an address" << QString() << "neither a web address nor the path of a file";
+    QTest::newRow("blank") << "   " << QString() << "no address";
+}
+
+void tst_browser::addressReading()
+{
+    QFETCH(QString, typed);
+    QFETCH(QString, address);
+    QFETCH(QString, problem);
+    QString said;
+    const QUrl url = BrowserAddress::Read(typed, &said);
+    QCOMPARE(url.toString(), address);
+    QCOMPARE(url.isValid(), problem.isEmpty());
+    QVERIFY2(said.contains(problem) && said.isEmpty() == problem.isEmpty(), qPrintable(said));
+}
+
 void tst_browser::addressBox()
 {
     Pane pane;
     ScriptedPrompts prompts;
     pane.view.InitView();
     QVERIFY(pane.load([&] { pane.view.SelectTab(2); }));
+    QLineEdit *line = pane.address->lineEdit();
+
+    // A click into the box selects the whole address, so that typing replaces it.
+    pane.view.activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&pane.view));
+    pane.browser->View()->setFocus();
+    line->deselect();
+    QTRY_VERIFY(!pane.address->hasFocus());
+    QTest::mouseClick(line, Qt::LeftButton, {}, line->rect().center());
+    QTRY_COMPARE(line->selectedText(), pane.address->currentText());
 
     // Typed as a browser's address line takes it; Enter goes there.
     const QUrl codes = server.url(QStringLiteral("/codes"));
     pane.address->setEditText(QStringLiteral("127.0.0.1:%1/codes").arg(codes.port()));
-    QVERIFY(pane.load([&] { QTest::keyClick(pane.address->lineEdit(), Qt::Key_Return); }));
+    QVERIFY(pane.load([&] { QTest::keyClick(line, Qt::Key_Return); }));
     QCOMPARE(pane.view.BrowseURL(), codes.toString());
     QCOMPARE(pane.address->count(), 0);
 
-    // A server that is not there gets the engine's own error page; an address that is no address
-    // at all gets "about:NavigationFailure". Neither asks the user anything.
-    pane.address->setEditText(QStringLiteral("http://127.0.0.1:1/"));
-    QVERIFY(pane.load([&] { pane.button("Go")->trigger(); }));
-    QCOMPARE(pane.browser->findChild<QLabel *>(QStringLiteral("lblStatus"))->text(),
-             QStringLiteral("The page could not be opened."));
-    pane.address->setEditText(QStringLiteral("not an address"));
-    QVERIFY(pane.load([&] { QTest::keyClick(pane.address->lineEdit(), Qt::Key_Return); }));
-    QCOMPARE(pane.view.BrowseURL(), QStringLiteral("about:NavigationFailure"));
-    QVERIFY(pane.view.ImportText().contains(QStringLiteral("not an address")));
-    QVERIFY(prompts.shown().isEmpty());
+    // An address that names nothing: the user is told which and why, and the box keeps it.
+    for (const QString &typed : {QStringLiteral("http://[::zz"), QStringLiteral("http://")}) {
+        prompts.answerMsgBox(MsgResult::OK);
+        pane.address->setEditText(typed);
+        QTest::keyClick(line, Qt::Key_Return);
+        QVERIFY2(prompts.last().text.startsWith(QStringLiteral("The address \"%1\" cannot be opened: ").arg(typed)),
+                 qPrintable(prompts.last().text));
+        QCOMPARE(prompts.last().icon, MsgIcon::Exclamation);
+        QCOMPARE(pane.address->currentText(), typed);
+        QCOMPARE(pane.view.BrowseURL(), codes.toString());
+    }
+
+    // A port nothing listens on, and one browsers refuse: a page that names the address and the
+    // reason, which the box and the status line show too.
+    QTcpServer probe;
+    QVERIFY(probe.listen(QHostAddress::LocalHost));
+    const QString closed = QStringLiteral("http://127.0.0.1:%1/guide").arg(probe.serverPort());
+    probe.close();
+    const std::pair<QString, QString> failures[] = {
+        {closed, QStringLiteral("refused the connection")},
+        {QStringLiteral("http://127.0.0.1:1/guide"), QStringLiteral("another kind of service")}};
+    for (const auto &[address, reason] : failures) {
+        pane.address->setEditText(address);
+        pane.button("Go")->trigger();
+        QTRY_COMPARE_WITH_TIMEOUT(pane.address->currentText(), address, loadTimeout);
+        QTRY_COMPARE_WITH_TIMEOUT(pane.browser->View()->title(), BrowserAddress::FailureTitle(), loadTimeout);
+        QTRY_COMPARE(pane.browser->findChild<QLabel *>(QStringLiteral("lblStatus"))->text(),
+                     QStringLiteral("The page could not be opened."));
+        const QString page = pane.view.ImportText();
+        QVERIFY2(page.contains(address) && page.contains(reason), qPrintable(page));
+        QCOMPARE(pane.view.BrowseURL(), address);
+        pane.browser->View()->setHtml(QStringLiteral("<title>Between</title>"));
+        QTRY_COMPARE(pane.browser->View()->title(), QStringLiteral("Between"));
+    }
+    QCOMPARE(prompts.shown().size(), 2);
 }
 
 void tst_browser::favoriteDialog()

@@ -84,19 +84,21 @@ void tst_clip::addTo()
     TestHome home;
     ScriptedPrompts prompts;
     ErrObject err;
-    QVERIFY(ClipFile::Append(QStringLiteral("H"), QStringLiteral("first"), &err));
+    QVERIFY(ClipFile::Append(QStringLiteral("  H"), QStringLiteral("first"), &err));
     const QString fresh = home.file(QStringLiteral("fresh.qcf"));
     {
         frmClip form;
         form.Form_Load();
-        const QByteArray record = ClipFile::Record(QStringLiteral("H"), QStringLiteral("first"));
+        const QByteArray record = ClipFile::Record(QStringLiteral("  H"), QStringLiteral("first"));
         QCOMPARE(form.Text(), QString::fromUtf8(record).replace(QStringLiteral("\r\n"), QStringLiteral("\n")));
         prompts.answerSaveFile(fresh);
         prompts.answerMsgBox(MsgResult::OK);
         item(form, "mnuAddTo")->trigger();
         QCOMPARE(prompts.last().text, QStringLiteral("The Quick Clip contents have been added to the File."));
-        // The trimmed text from the first byte; the clips are now kept, so the pending file goes.
-        QCOMPARE(readFile(fresh), record.trimmed());
+        // From the first byte, without the blanks around it but with the line ends that keep the next
+        // record apart; the clips are now kept, so the pending file goes.
+        QCOMPARE(readFile(fresh), record.mid(2));
+        QVERIFY(record.endsWith("\r\n\r\n"));
         QVERIFY(!QFile::exists(ClipFile::PendingPath()));
         QVERIFY(form.Text().isEmpty() && !item(form, "mnuAddTo")->isEnabled());
     }
@@ -111,8 +113,7 @@ void tst_clip::addTo()
     item(form, "mnuAddTo")->trigger();
     QCOMPARE(prompts.shown().at(prompts.shown().size() - 2).text,
              QStringLiteral("Are you sure you wish to add the Quick Clip contents to ") + fresh + QLatin1Char('?'));
-    QCOMPARE(readFile(fresh),
-             "old\r\ncontent\r\n" + ClipFile::Record(QStringLiteral("H2"), QStringLiteral("second")).trimmed());
+    QCOMPARE(readFile(fresh), "old\r\ncontent\r\n" + ClipFile::Record(QStringLiteral("H2"), QStringLiteral("second")));
 }
 
 void tst_clip::openAndSave()

@@ -23,6 +23,8 @@
 #include <QTest>
 #include <QTreeView>
 
+#include <numeric>
+
 namespace {
 
 // The tree as the pane sees it: names by game key.
@@ -120,6 +122,7 @@ private Q_SLOTS:
     void deleteAndOpenBookmarks();
     void favorites();
     void searchResults();
+    void searchColumnsFitTheFirstResults();
 };
 
 void tst_details::columnsTabsAndWidths()
@@ -134,7 +137,11 @@ void tst_details::columnsTabsAndWidths()
         for (int column = 0; column < 5; ++column)
             QVERIFY(qAbs(twips(desk.bookmarks, column) - QList{3200, 1600, 3400, 1100, 2600}.at(column)) <= 15);
         QVERIFY(qAbs(twips(desk.details.Favorites(), 2) - (screen / 3 - 30)) <= 15);
-        QVERIFY(qAbs(twips(desk.details.SearchResults(), 3) - screen / 4) <= 15);
+        // Search results fit their captions until a search lists something.
+        const ListView *results = desk.details.SearchResults();
+        const QHeaderView *resultsHeader = results->findChild<QTreeView *>()->header();
+        for (int column = 0; column < 5; ++column)
+            QVERIFY(results->ColumnWidth(column) == resultsHeader->sectionSizeHint(column));
         // The bundled images are found.
         auto *tabs = desk.details.findChild<QTabWidget *>(QStringLiteral("tbsTabs"));
         QVERIFY(!tabs->tabIcon(0).availableSizes().isEmpty() && !tabs->tabIcon(2).availableSizes().isEmpty());
@@ -432,6 +439,51 @@ void tst_details::searchResults()
     QCOMPARE(list->Count(), 0);
     QCOMPARE(header->text(), QStringLiteral(" Search Results:"));
     QCOMPARE(list->ColumnCaption(3), QStringLiteral("File"));
+}
+
+void tst_details::searchColumnsFitTheFirstResults()
+{
+    const QString snes = QStringLiteral("Super Nintendo Entertainment System");
+    const QString longName = QString(200, QLatin1Char('Z'));
+    QList<int> fitted;
+    {
+        Desk desk;
+        desk.details.SelectTab(3);
+        ListView *list = desk.details.SearchResults();
+        // The first rows tell the widths; a long name far down the list does not widen its column.
+        for (qint32 id = 1; id <= 3000; ++id)
+            desk.details.AddSearch(id, id == 2 ? snes : QStringLiteral("PC"),
+                                   id == 2500 ? longName : QStringLiteral("Quest"), 1,
+                                   QString(id == 1 ? 400 : 10, QLatin1Char('x')), desk.quest, QStringLiteral("File"));
+        desk.details.SearchTitle(QStringLiteral("3000 items found."));
+        const QFontMetrics metrics(desk.view(list)->font());
+        const int room = desk.view(list)->viewport()->width();
+        for (int column = 0; column < 5; ++column)
+            fitted << list->ColumnWidth(column);
+        QVERIFY(fitted[0] > metrics.horizontalAdvance(snes) && fitted[0] < room / 2);
+        QVERIFY(fitted[1] < metrics.horizontalAdvance(longName));
+        QVERIFY(fitted[2] > metrics.horizontalAdvance(QStringLiteral("Walkthrough\\Guide")));
+        // All five columns are in sight: the found text gives way.
+        QVERIFY2(std::accumulate(fitted.begin(), fitted.end(), 0) <= room, qPrintable(QString::number(room)));
+        QVERIFY(fitted[4] >= metrics.horizontalAdvance(QStringLiteral("Hits")));
+
+        // Later searches keep the widths.
+        desk.details.ClearSearch();
+        desk.details.AddSearch(1, QStringLiteral("PC"), QStringLiteral("Q"), 1, QStringLiteral("y"), desk.quest,
+                               QStringLiteral("File"));
+        desk.details.SearchTitle(QStringLiteral("1 item found."));
+        QCOMPARE(list->ColumnWidth(0), fitted[0]);
+        list->setColumnWidth(1, 222);
+        fitted[1] = 222;
+    }
+    // Saved widths win from then on.
+    Desk desk;
+    desk.details.SelectTab(3);
+    desk.details.AddSearch(1, snes + snes, QStringLiteral("Q"), 1, QStringLiteral("y"), desk.quest,
+                           QStringLiteral("File"));
+    desk.details.SearchTitle(QStringLiteral("1 item found."));
+    for (int column = 0; column < 5; ++column)
+        QVERIFY(qAbs(desk.details.SearchResults()->ColumnWidth(column) - fitted[column]) <= 1);
 }
 
 QTEST_MAIN(tst_details)

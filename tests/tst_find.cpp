@@ -2,20 +2,30 @@
 // Search Results list.
 
 #include "ScriptedPrompts.h"
+#include "StartMainWindow.h"
 #include "TestHome.h"
 #include "data/NodeKey.h"
+#include "find/QuickFindLog.h"
 #include "find/frmFind.h"
 #include "platform/SettingsStore.h"
+#include "platform/TreeView.h"
 #include "platform/Twips.h"
+#include "shell/MainMenu.h"
+#include "tree/ctlTree.h"
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDir>
 #include <QFile>
 #include <QLabel>
 #include <QPointer>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
+
+#include <algorithm>
+#include <tuple>
 
 namespace {
 
@@ -69,8 +79,11 @@ private Q_SLOTS:
     {
         Desk desk;
         QPointer<frmFind> form = desk.open();
-        QVERIFY(child(form, "chkFileCat2")->isChecked() && !child(form, "chkFileCat3")->isChecked());
-        QVERIFY(child(form, "chkFileField2")->isChecked() && !child(form, "chkFileField3")->isChecked());
+        // At first every category and every field is searched.
+        const QList<QCheckBox *> checks =
+            form->findChildren<QCheckBox *>(QRegularExpression(QStringLiteral("^chkFile")));
+        QCOMPARE(checks.size(), 9);
+        QVERIFY(std::all_of(checks.begin(), checks.end(), [](QCheckBox *box) { return box->isChecked(); }));
         QCOMPARE(form->size(), QSize(503, 187));
         // The game lists come with chk1, and the window grows to hold them.
         QVERIFY(!child<QComboBox>(form, "cboGame")->isEnabled());
@@ -84,13 +97,14 @@ private Q_SLOTS:
         child<QPushButton>(form, "cmdCancel")->click();
         QTRY_VERIFY(form.isNull());
         QCOMPARE(GetSetting(SettingKeys::FindCategory(1)), QStringLiteral("0"));
-        QCOMPARE(GetSetting(SettingKeys::FindCategory(5)), QStringLiteral("1"));
-        QCOMPARE(GetSetting(SettingKeys::FindField(3)), QStringLiteral("1"));
+        QCOMPARE(GetSetting(SettingKeys::FindCategory(2)), QStringLiteral("1"));
+        QCOMPARE(GetSetting(SettingKeys::FindField(3)), QStringLiteral("0"));
 
         // The next window starts from what was saved; chk1 is not kept.
         form = desk.open();
-        QVERIFY(!child(form, "chkFileCat1")->isChecked() && child(form, "chkFileCat5")->isChecked());
-        QVERIFY(child(form, "chkFileField3")->isChecked() && !child(form, "chk1")->isChecked());
+        QVERIFY(!child(form, "chkFileCat1")->isChecked() && !child(form, "chkFileCat5")->isChecked());
+        QVERIFY(child(form, "chkFileCat6")->isChecked() && !child(form, "chkFileField3")->isChecked());
+        QVERIFY(!child(form, "chk1")->isChecked());
         QCOMPARE(form->height(), 187);
         delete form;
     }
@@ -117,8 +131,8 @@ private Q_SLOTS:
         Desk desk;
         QPointer<frmFind> form = desk.open();
         QSignalSpy adds(form, &frmFind::AddSearch);
-        child(form, "chkFileField1")->click();
-        child(form, "chkFileField2")->click();
+        for (const char *box : {"chkFileField1", "chkFileField2", "chkFileField3"})
+            child(form, box)->click();
         desk.prompts.answerMsgBox(MsgResult::OK);
         search(form, QStringLiteral("Dragon"));
         QCOMPARE(desk.prompts.last().text, QStringLiteral("You don't have any fields selected!"));
@@ -126,7 +140,8 @@ private Q_SLOTS:
         QVERIFY(form && form->isVisible());
 
         // Only news is searched, and there is none: the window stays for another try.
-        for (const char *box : {"chkFileField1", "chkFileCat1", "chkFileCat2", "chkFileCat5"})
+        for (const char *box :
+             {"chkFileField1", "chkFileCat1", "chkFileCat2", "chkFileCat3", "chkFileCat4", "chkFileCat6"})
             child(form, box)->click();
         desk.prompts.answerMsgBox(MsgResult::OK);
         search(form, QStringLiteral("Dragon"));
@@ -195,7 +210,69 @@ private Q_SLOTS:
         // Choosing a phrase from the list is a change of the phrase.
         cboFind->setCurrentIndex(0);
         QVERIFY(child<QPushButton>(form, "cmdFind")->isEnabled());
-        delete form;
+
+        // Each phrase searched goes to the top of the log, once, in UTF-8 with CR LF line ends; one
+        // searched again moves up. A search without results counts too.
+        desk.prompts.answerMsgBox(MsgResult::OK);
+        search(form, QStringLiteral(" Caf\u00e9 "));
+        QCOMPARE(readFile(log.fileName()), "Caf\xc3\xa9\r\nDragon guide\r\nFast \r\n");
+        desk.prompts.answerMsgBox(MsgResult::OK);
+        form = desk.open();
+        QCOMPARE(child<QComboBox>(form, "cboFind")->itemText(0), QStringLiteral("Caf\u00e9"));
+        search(form, QStringLiteral("Dragon guide"));
+        QCOMPARE(readFile(log.fileName()), "Dragon guide\r\nCaf\xc3\xa9\r\nFast \r\n");
+
+        // The newest 25 are kept; a phrase differing only in case is another phrase.
+        QStringList many;
+        for (int i = 0; i < 30; ++i)
+            many << QStringLiteral("p%1").arg(i);
+        const QStringList kept = QuickFindLog::Remember(many, QStringLiteral("P3"));
+        QCOMPARE(kept.size(), 25);
+        QCOMPARE(kept.mid(0, 5), (QStringList{QStringLiteral("P3"), QStringLiteral("p0"), QStringLiteral("p1"),
+                                              QStringLiteral("p2"), QStringLiteral("p3")}));
+
+        // A log that cannot be replaced leaves a record, and the search goes on.
+        QVERIFY(QFile::remove(log.fileName()) && QDir().mkdir(log.fileName()));
+        desk.prompts.answerMsgBox(MsgResult::OK);
+        form = desk.open();
+        QCOMPARE(search(form, QStringLiteral("Dragon")), QStringList{QStringLiteral("2 items found.")});
+        QVERIFY(readFile(desk.home.file(QStringLiteral("error.log"))).contains("quickfind.log"));
+    }
+    void editFindFromTheMainWindow()
+    {
+        TestHome home;
+        ScriptedPrompts prompts;
+        const qint32 racer = home.addGame(1, 3, QStringLiteral("Racer"));
+        home.addGame(18, 1, QStringLiteral("Quest"));
+        const qint32 maze = home.addGame(18, 4, QStringLiteral("Maze"));
+        auto main = startMainWindow();
+        const auto openFind = [&main] {
+            main->Menu().mnuSearchLorekeep->trigger();
+            return main->findChild<frmFind *>();
+        };
+
+        // Nothing chosen in the tree: the second platform comes up, and the keyboard is in the
+        // phrase box at once.
+        QPointer<frmFind> form = openFind();
+        QVERIFY(form);
+        QTRY_VERIFY(child<QComboBox>(form, "cboFind")->hasFocus());
+        QCOMPARE(child<QComboBox>(form, "cboPlatform")->currentText(), QStringLiteral("PC"));
+        child<QPushButton>(form, "cmdCancel")->click();
+        QTRY_VERIFY(form.isNull());
+
+        // With a game chosen in the tree, its platform and the game itself.
+        for (const auto &[game, platform, genre, name] :
+             {std::tuple(maze, 18, 4, "Maze"), std::tuple(racer, 1, 3, "Racer")}) {
+            const QString key = NodeKey::Game(game, quint8(genre), quint8(platform));
+            QTRY_VERIFY(main->findChild<TreeView *>()->Node(key));
+            main->findChild<ctlTree *>()->SelectNode(key);
+            form = openFind();
+            child(form, "chk1")->click();
+            QCOMPARE(child<QComboBox>(form, "cboPlatform")->currentData().toInt(), platform);
+            QCOMPARE(child<QComboBox>(form, "cboGame")->currentText(), QLatin1String(name));
+            child<QPushButton>(form, "cmdCancel")->click();
+            QTRY_VERIFY(form.isNull());
+        }
     }
 };
 

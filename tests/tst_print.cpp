@@ -15,6 +15,7 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QDesktopServices>
 #include <QPdfBookmarkModel>
 #include <QPdfDocument>
 #include <QProcess>
@@ -25,6 +26,7 @@
 #include <QTextCursor>
 #include <QTextDocument>
 #include <QTimer>
+#include <QUrl>
 
 namespace {
 
@@ -63,6 +65,17 @@ QStringList words(const QString &text)
     return text.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
 }
 
+// The words of a page of `total` without its number at the foot, which must be the last words.
+QStringList body(const QString &page, int number, int total)
+{
+    const QStringList all = words(page);
+    const QStringList foot = words(QStringLiteral("Page %1 of %2").arg(number).arg(total));
+    if (all.mid(all.size() - foot.size()) != foot)
+        QTest::qFail(qPrintable(QStringLiteral("no \"Page %1 of %2\" at the foot of: ").arg(number).arg(total) + page),
+                     __FILE__, __LINE__);
+    return all.mid(0, all.size() - foot.size());
+}
+
 // Prints `document` into a PDF at `path`; the error, empty when the file was saved.
 QString printTo(const QString &path, QTextDocument *document)
 {
@@ -79,7 +92,15 @@ class tst_print : public QObject
 {
     Q_OBJECT
 
+public Q_SLOTS:
+    // Stands in for the desktop's PDF viewer.
+    void openedUrl(const QUrl &url) { m_opened << url; }
+
+private:
+    QList<QUrl> m_opened;
+
 private Q_SLOTS:
+    void initTestCase() { QDesktopServices::setUrlHandler(QStringLiteral("file"), this, "openedUrl"); }
     void init() { clearSettings(); }
     void cleanup()
     {
@@ -102,7 +123,7 @@ private Q_SLOTS:
             const QRectF bounds = out.textBounds(page);
             QVERIFY2(a4Body.adjusted(-0.5, -0.5, 0.5, 0.5).contains(bounds),
                      qPrintable(QStringLiteral("page %1: ").arg(page + 1) + QDebug::toString(bounds)));
-            all += words(out.text(page));
+            all += body(out.text(page), page + 1, out.pages());
         }
         // Every word once, in order: no line lost at a page break, none printed twice.
         QCOMPARE(all, words(document.toPlainText()));
@@ -113,7 +134,7 @@ private Q_SLOTS:
         QCOMPARE(printTo(emptyPath, &empty), QString());
         Pdf emptyOut(emptyPath);
         QCOMPARE(emptyOut.pages(), 1);
-        QVERIFY(emptyOut.text(0).trimmed().isEmpty());
+        QVERIFY(body(emptyOut.text(0), 1, 1).isEmpty());
 
         // An unwritable place is an error, and leaves nothing behind.
         QVERIFY(
@@ -169,7 +190,7 @@ private Q_SLOTS:
             QStringLiteral("Notes 2"), QStringLiteral("B file"), QStringLiteral("src"),
             QString::fromLatin1(RtfWriter::FromPlainText(QStringLiteral("second text"))));
         Pdf second(pdfPath);
-        QCOMPARE(words(second.text(0)), words(QStringLiteral("Notes 2 File: B file Source: src second text")));
+        QCOMPARE(body(second.text(0), 1, 1), words(QStringLiteral("Notes 2 File: B file Source: src second text")));
 
         // Cancelling a file window's printout forgets its text too.
         prompts.answerPrint(std::nullopt);
@@ -178,7 +199,7 @@ private Q_SLOTS:
         QCOMPARE(prompts.last().title, QStringLiteral("frmMain Error"));
         prompts.answerPrint(pdfPath);
         Q_EMIT view->PrintInfo(QStringLiteral("After"), QStringLiteral("F"), QStringLiteral("S"), QString());
-        QCOMPARE(words(Pdf(pdfPath).text(0)), words(QStringLiteral("After File: F Source: S")));
+        QCOMPARE(body(Pdf(pdfPath).text(0), 1, 1), words(QStringLiteral("After File: F Source: S")));
     }
 
     void exportGameToPdf()
@@ -197,15 +218,25 @@ private Q_SLOTS:
         auto form = startMainWindow();
         const QString pdfPath = home.file(QStringLiteral("game.pdf"));
         prompts.answerSaveFile(pdfPath);
+        prompts.answerOffer(true);
         Q_EMIT form->findChild<ctlTree *>()->ExportGame(game, QStringLiteral("Sol Aurum"));
-        QCOMPARE(prompts.last().options.FileName, QStringLiteral("Sol Aurum.pdf"));
+        QCOMPARE(prompts.shown().at(0).options.FileName, QStringLiteral("Sol Aurum.pdf"));
+        // The export says where it went, and offers to open the PDF.
+        QCOMPARE(prompts.last().kind, PromptRecord::Offer);
+        QCOMPARE(prompts.last().text, QStringLiteral("Exported to ") + pdfPath);
+        QCOMPARE(prompts.last().icon, MsgIcon::Information);
+        QCOMPARE(m_opened, QList<QUrl>{QUrl::fromLocalFile(pdfPath)});
 
         Pdf out(pdfPath);
-        // Each file listed with the page it starts on, and starting there under its header. (The
-        // reader splits the contents page's text oddly; its characters are what counts.)
+        // Each file listed with the page it starts on, and starting there under its header; every
+        // page numbered in the final order. (The reader splits the contents page's text oddly; its
+        // characters are what counts.)
+        for (int page = 0; page < out.pages(); ++page)
+            body(out.text(page), page + 1, out.pages());
         const QString contents = out.text(0).remove(QRegularExpression(QStringLiteral("\\s")));
         const auto listed =
-            QRegularExpression(QStringLiteral("^SolAurumContentsGuide(\\d+)Codes(\\d+)Review(\\d+)$")).match(contents);
+            QRegularExpression(QStringLiteral("^SolAurumContentsGuide(\\d+)Codes(\\d+)Review(\\d+)Page1of"))
+                .match(contents);
         QVERIFY2(listed.hasMatch(), qPrintable(contents));
         const QStringList names{QStringLiteral("Guide"), QStringLiteral("Codes"), QStringLiteral("Review")};
         for (int i = 0; i < names.size(); ++i) {
@@ -231,6 +262,27 @@ private Q_SLOTS:
         prompts.answerMsgBox(MsgResult::OK);
         Q_EMIT form->findChild<ctlTree *>()->ExportGame(game, QStringLiteral("Sol Aurum"));
         QVERIFY(prompts.last().text.startsWith(QStringLiteral("The PDF could not be written:\n\"game.pdf\"")));
+
+        // An export cancelled on the way ends without a word; the file is not written.
+        QTextDocument huge;
+        fillNumbered(&huge, 20000);
+        home.addFile(game, 4, QStringLiteral("Huge"), QString::fromLatin1(RtfWriter::FromDocument(huge)));
+        QFile::remove(pdfPath);
+        QTimer poll;
+        QObject::connect(&poll, &QTimer::timeout, [] {
+            for (QWidget *widget : QApplication::topLevelWidgets()) {
+                auto *progress = qobject_cast<QProgressDialog *>(widget);
+                if (progress && progress->isVisible())
+                    progress->findChild<QPushButton *>()->click();
+            }
+        });
+        poll.start(50);
+        prompts.answerSaveFile(pdfPath);
+        const qsizetype shown = prompts.shown().size();
+        Q_EMIT form->findChild<ctlTree *>()->ExportGame(game, QStringLiteral("Sol Aurum"));
+        QCOMPARE(prompts.shown().size(), shown + 1);
+        QVERIFY(!QFile::exists(pdfPath));
+        QCOMPARE(m_opened.size(), 1);
     }
 
     void longExportShowsProgressAndCancels()
@@ -276,7 +328,7 @@ private Q_SLOTS:
         QCOMPARE(
             run({rtf, QStringLiteral("--pdf"), out, QStringLiteral("--page-size"), QStringLiteral("Letter")}).first, 0);
         Pdf pdf(out);
-        QCOMPARE(words(pdf.text(0)), words(QStringLiteral("Hello printed world")));
+        QCOMPARE(body(pdf.text(0), 1, 1), words(QStringLiteral("Hello printed world")));
         QCOMPARE(pdf.document.pagePointSize(0).toSize(), QSize(612, 792));
         QCOMPARE(run({rtf, QStringLiteral("--pdf"), out, QStringLiteral("--page-size"), QStringLiteral("A3")}).first,
                  2);

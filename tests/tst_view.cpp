@@ -1,9 +1,13 @@
 #include "ListClicks.h"
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
+#include "clip/ClipFile.h"
+#include "clip/frmClip.h"
 #include "components/FileViewer.h"
 #include "components/GameSelector.h"
 #include "data/NodeKey.h"
+#include "platform/HelpPages.h"
+#include "platform/HelpViewer.h"
 #include "platform/ListView.h"
 #include "platform/RtfWriter.h"
 #include "platform/SettingsStore.h"
@@ -14,6 +18,7 @@
 #include <QAbstractItemView>
 #include <QAction>
 #include <QApplication>
+#include <QClipboard>
 #include <QComboBox>
 #include <QHeaderView>
 #include <QLabel>
@@ -26,6 +31,7 @@
 #include <QSqlQuery>
 #include <QTest>
 #include <QTextBlock>
+#include <QTextBrowser>
 #include <QTextEdit>
 #include <QTimer>
 #include <QTreeView>
@@ -111,6 +117,7 @@ private Q_SLOTS:
     void bookmarkQuickAndMenus();
     void editorRoundTrip();
     void printInfo();
+    void copyAndSelectAllKeys();
 };
 
 void tst_view::listAdapter()
@@ -451,18 +458,28 @@ void tst_view::bookmarkQuickAndMenus()
     QVERIFY(addOnly->isVisible());
     addOnly->hide();
 
-    // The viewer's pop-up needs a selection of two characters or more.
+    // The viewer's pop-up offers Quick Clip for a selection of two characters or more, Copy for any
+    // selection, and Select All always.
     auto *quickMenu = shelf.view.findChild<QMenu *>(QStringLiteral("mnuQuickMenu"));
+    const auto offered = [quickMenu](const char *name) {
+        const QAction *action = quickMenu->findChild<QAction *>(QLatin1String(name));
+        return action->isVisible() && action->isEnabled();
+    };
     shelf.view.SelectFile(shelf.key(shelf.review));
-    for (int length : {1, 2}) {
+    for (int length : {0, 1, 2}) {
         QTextCursor cursor = shelf.view.Viewer()->textCursor();
         cursor.setPosition(0);
         cursor.setPosition(length, QTextCursor::KeepAnchor);
         shelf.view.Viewer()->setTextCursor(cursor);
         Q_EMIT shelf.view.Viewer()->customContextMenuRequested(QPoint(2, 2));
-        QCOMPARE(quickMenu->isVisible(), length == 2);
+        QVERIFY(quickMenu->isVisible() && offered("mnuSelectAll"));
+        QCOMPARE(offered("mnuSendQuick"), length == 2);
+        QCOMPARE(offered("mnuCopy"), length > 0);
+        quickMenu->hide();
     }
-    quickMenu->hide();
+    shelf.trigger("mnuSelectAll");
+    shelf.trigger("mnuCopy");
+    QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("The review."));
 
     // Quick Clips get the game's header and the text, whole or selected.
     shelf.view.SelectFile(shelf.key(shelf.review));
@@ -525,6 +542,47 @@ void tst_view::editorRoundTrip()
     QCOMPARE(shelf.view.Editor()->CurrentMode(), quint8(FileViewer::ViewMode));
     QCOMPARE(shelf.view.Editor()->findChild<QTextEdit *>(QStringLiteral("rtbText"))->toPlainText(),
              QStringLiteral("First look, revised"));
+}
+
+void tst_view::copyAndSelectAllKeys()
+{
+    ScriptedPrompts prompts;
+    Shelf shelf;
+    ErrObject err;
+    QVERIFY(HelpPages::Install(shelf.home.path(), &err));
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    shelf.view.SelectFile(shelf.key(shelf.review));
+    shelf.trigger("mnuFileView");
+    QVERIFY(ClipFile::Append(QStringLiteral("H"), QStringLiteral("clipped"), &err));
+    frmClip clip;
+    clip.Form_Load();
+    clip.show();
+    HelpViewer *help = HelpViewer::Instance(HelpPages::Folder(shelf.home.path()));
+    help->ShowContents();
+
+    // Wherever text can be selected, read-only or not, Ctrl+A and Ctrl+C copy it all, and its own
+    // pop-up menu offers Copy and Select All.
+    const QList<QTextEdit *> texts{shelf.view.Viewer(),
+                                   shelf.view.Editor()->findChild<QTextEdit *>(QStringLiteral("rtbText")),
+                                   clip.findChild<QTextEdit *>(QStringLiteral("txtRTF")), help->Page()};
+    for (QTextEdit *text : texts) {
+        QVERIFY(text && !text->toPlainText().isEmpty());
+        text->window()->activateWindow();
+        text->setFocus();
+        QGuiApplication::clipboard()->clear();
+        QTest::keyClick(text, Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClick(text, Qt::Key_C, Qt::ControlModifier);
+        QCOMPARE(QGuiApplication::clipboard()->text(), text->toPlainText());
+        if (text == shelf.view.Viewer())
+            continue;
+        QCOMPARE(text->contextMenuPolicy(), Qt::DefaultContextMenu);
+        std::unique_ptr<QMenu> menu(text->createStandardContextMenu());
+        for (const char *name : {"edit-copy", "select-all"}) {
+            const QAction *action = menu->findChild<QAction *>(QLatin1String(name));
+            QVERIFY2(action && action->isEnabled(), name);
+        }
+    }
+    delete help;
 }
 
 void tst_view::printInfo()

@@ -61,10 +61,13 @@ int main(int argc, char *argv[])
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        QStringLiteral("Writes a synthetic Lorekeep store of any size. The same seed gives the same content."));
+        QStringLiteral("Writes a synthetic Lorekeep store of any size. The same seed gives the same content.\n"
+                       "--games and --files are required."));
     const QCommandLineOption helpOption = parser.addHelpOption();
-    parser.addOption({QStringLiteral("games"), QStringLiteral("Number of games (at least 1)."), QStringLiteral("N")});
-    parser.addOption({QStringLiteral("files"), QStringLiteral("Number of files."), QStringLiteral("N")});
+    parser.addOption(
+        {QStringLiteral("games"), QStringLiteral("Number of games (at least 1). Required."), QStringLiteral("N")});
+    parser.addOption(
+        {QStringLiteral("files"), QStringLiteral("Number of files (0 or more). Required."), QStringLiteral("N")});
     parser.addOption({QStringLiteral("rtf-kb"), QStringLiteral("Mean size of a file's text in KB (default 4)."),
                       QStringLiteral("K")});
     parser.addOption({QStringLiteral("seed"), QStringLiteral("Seed of the content (default 1)."), QStringLiteral("S")});

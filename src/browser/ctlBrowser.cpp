@@ -1,10 +1,12 @@
 #include "ctlBrowser.h"
 
+#include "BrowserAddress.h"
 #include "BrowserPage.h"
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
 #include "platform/Contrast.h"
 #include "platform/KeyboardAccess.h"
+#include "platform/Prompts.h"
 #include "platform/SettingsStore.h"
 
 #include <QApplication>
@@ -25,11 +27,14 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <QWebEngineHistory>
+#include <QWebEngineLoadingInfo>
 #include <QWebEngineProfile>
 #include <QWebEngineScript>
+#include <QWebEngineSettings>
 #include <QWebEngineView>
 
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -39,7 +44,6 @@ const QString popupCaption = QStringLiteral("Disable Pop-Ups");
 const QString programName = QStringLiteral("Lorekeep");
 // A start page in a home of this name shows the program's name in the address box.
 const QString homeStartPage = QStringLiteral("Lorekeep/Start.html");
-const QUrl failurePage(QStringLiteral("about:NavigationFailure"));
 constexpr int popupNoticeMs = 3000;
 // How long the page's text may take to arrive; a renderer that hangs must not hang the program.
 constexpr int importTextMs = 10000;
@@ -87,9 +91,10 @@ ctlBrowser::ctlBrowser(QWidget *parent)
     cboURL->setInsertPolicy(QComboBox::NoInsert);
     cboURL->setEditText(programName);
     cboURL->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-    cboURL->lineEdit()->installEventFilter(this);
+    // The combo box takes the focus and the keys for its line edit, which never sees the focus
+    // arrive and would report Enter once for the box and once for itself.
+    cboURL->installEventFilter(this);
     lblAddress->setBuddy(cboURL);
-    connect(cboURL->lineEdit(), &QLineEdit::returnPressed, this, &ctlBrowser::cboURL_Enter);
 
     tbrGo->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     QAction *go = tbrGo->addAction(style()->standardIcon(QStyle::SP_ArrowRight), QStringLiteral("Go"));
@@ -236,6 +241,9 @@ QWebEngineView *ctlBrowser::view()
     connect(page, &QWebEnginePage::loadProgress, pBar, &QProgressBar::setValue);
     connect(page, &QWebEnginePage::loadFinished, this, &ctlBrowser::brw_DownloadComplete);
     connect(page, &QWebEnginePage::urlChanged, this, &ctlBrowser::brw_NavigateComplete);
+    // A page that cannot be opened gets ours, which says which and why, in place of the engine's.
+    page->settings()->setAttribute(QWebEngineSettings::ErrorPageEnabled, false);
+    connect(page, &QWebEnginePage::loadingChanged, this, &ctlBrowser::brw_LoadingChanged);
     connect(page, &QWebEnginePage::titleChanged, this, [this] { Q_EMIT TitleChange(PageTitle()); });
     // Back and Forward follow what the page's history allows, Stop whether a page is loading.
     const auto follow = [this, page](QWebEnginePage::WebAction webAction, const QString &key) {
@@ -286,7 +294,14 @@ bool ctlBrowser::eventFilter(QObject *watched, QEvent *event)
         QTimer::singleShot(0, this, &ctlBrowser::placePageInTabOrder);
     // Entering the box selects the address, so that typing replaces it. The click that focused
     // the box would move the cursor and undo the selection, so it is made once the click is over.
-    if (watched == cboURL->lineEdit() && event->type() == QEvent::FocusIn)
+    if (watched == cboURL && event->type() == QEvent::KeyPress) {
+        const int key = static_cast<QKeyEvent *>(event)->key();
+        if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+            cboURL_Enter();
+            return true;
+        }
+    }
+    if (watched == cboURL && event->type() == QEvent::FocusIn)
         QTimer::singleShot(
             0, this, [this] { cboURL->lineEdit()->setSelection(0, int(cboURL->currentText().trimmed().size())); });
     return QWidget::eventFilter(watched, event);
@@ -401,18 +416,36 @@ void ctlBrowser::tbrGo_ButtonClick()
 
 void ctlBrowser::cboURL_Enter()
 {
-    // The engine reads the address as a browser's address line would ("example.com" is a web
-    // address); one it cannot read at all gets a page that says so, not a message box.
+    // An address that names nothing is not sent to the engine; the box keeps it for mending.
     const QString typed = cboURL->currentText();
-    const QUrl url = QUrl::fromUserInput(typed);
-    if (url.isValid()) {
-        navigate(url);
+    QString problem;
+    const QUrl url = BrowserAddress::Read(typed, &problem);
+    if (!url.isValid()) {
+        MsgBox(QStringLiteral("The address \"%1\" cannot be opened: %2").arg(typed.trimmed(), problem), MsgButtons::OK,
+               MsgIcon::Exclamation, programName);
+        cboURL->setEditText(typed);
+        cboURL->setFocus();
         return;
     }
-    view()->setHtml(QStringLiteral("<html><head><title>Navigation Failure</title></head><body>"
-                                   "<h3>This address cannot be opened.</h3><p>%1</p></body></html>")
-                        .arg(typed.toHtmlEscaped()),
-                    failurePage);
+    navigate(url);
+}
+
+void ctlBrowser::brw_LoadingChanged(const QWebEngineLoadingInfo &info)
+{
+    // A page stopped by the user, or one the server answered with a page of its own, is no failure.
+    constexpr int aborted = -3;
+    if (info.status() != QWebEngineLoadingInfo::LoadFailedStatus || info.errorCode() == aborted ||
+        info.errorDomain() == QWebEngineLoadingInfo::HttpStatusCodeDomain)
+        return;
+    const QUrl url = info.url();
+    const QString reason = BrowserAddress::FailureReason(info.errorCode(), info.errorString());
+    // Not from inside the engine's own report of the load.
+    QTimer::singleShot(0, this, [this, url, reason] {
+        if (!brw)
+            return;
+        m_failedLoad = true;
+        brw->setHtml(BrowserAddress::FailurePage(url, reason), url);
+    });
 }
 
 void ctlBrowser::chkPopup_Click()
@@ -475,5 +508,8 @@ void ctlBrowser::brw_DownloadBegin()
 void ctlBrowser::brw_DownloadComplete(bool ok)
 {
     pBar->hide();
+    // The page that says a page failed is itself loaded fine; the status still tells of the failure.
+    if (ok && std::exchange(m_failedLoad, false))
+        ok = false;
     lblStatus->setText(ok ? QStringLiteral("Done") : QStringLiteral("The page could not be opened."));
 }

@@ -14,6 +14,7 @@ class QProgressBar;
 class QStatusBar;
 class QToolBar;
 class QVBoxLayout;
+class QWebEngineLoadingInfo;
 class QWebEngineView;
 
 // The web browser of the file view's second tab: a toolbar, the pop-up blocker switch, an address
@@ -79,6 +80,7 @@ private:
     void brw_NavigateComplete(const QUrl &url);
     void brw_DownloadBegin();
     void brw_DownloadComplete(bool ok);
+    void brw_LoadingChanged(const QWebEngineLoadingInfo &info);
     void endPopupNotice();
 
     QToolBar *tbrToolbar;
@@ -99,4 +101,6 @@ private:
     // Where the view goes once it exists.
     QUrl m_pending;
     QTimer m_popupNotice;
+    // The page shown now tells that the one asked for could not be opened.
+    bool m_failedLoad = false;
 };

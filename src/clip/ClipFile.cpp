@@ -194,11 +194,17 @@ bool Save(const QString &path, const QString &text, ErrObject *err)
 
 bool AddTo(const QString &path, const QString &text, ErrObject *err)
 {
-    const QString trimmed = text.trimmed();
     // Nothing to add: a stray line end would be all the file gained.
-    if (trimmed.isEmpty())
+    if (text.trimmed().isEmpty())
         return !refuseNonFile(path, err);
-    return appendText(path, Encode(trimmed), true, err);
+    // Only blanks go: the line ends after the last record keep the next one apart from it.
+    qsizetype first = 0;
+    qsizetype end = text.size();
+    while (first < end && text.at(first) == QLatin1Char(' '))
+        ++first;
+    while (end > first && text.at(end - 1) == QLatin1Char(' '))
+        --end;
+    return appendText(path, Encode(text.mid(first, end - first)), true, err);
 }
 
 } // namespace ClipFile

@@ -43,8 +43,8 @@ bool Read(const QString &path, QString *text, ErrObject *err);
 bool ReadPending(QString *text, ErrObject *err);
 // Writes `text` as the whole of `path`; a failed write leaves the old file as it was.
 bool Save(const QString &path, const QString &text, ErrObject *err);
-// Adds `text`, trimmed, to the end of `path`: from the first byte of an empty or new file, after a
-// CR LF otherwise. The old content stays whole.
+// Adds `text`, without its leading and trailing blanks, to the end of `path`: from the first byte of an empty or new
+// file, after a CR LF otherwise. The old content stays whole.
 bool AddTo(const QString &path, const QString &text, ErrObject *err);
 
 } // namespace ClipFile

@@ -117,10 +117,14 @@ PrintJob::Outcome PdfExporter::ExportGame(QWidget *window, const GameExport &gam
             }
             PdfExport pdf(path, PrintJob::LocalPaper(), game.Game);
             PagePrinter &pages = pdf.Printer();
+            // The files' pages are counted first: every page says of how many it is one, and the
+            // contents, drawn last and put first, say where each file starts.
+            QVector<FileRow> rows;
             QVector<QPair<QString, int>> files;
+            int filePages = 0;
             const qint64 total = game.FileIds.size();
             for (qint64 i = 0; i < total; ++i) {
-                if (!progress({PrintProgress::Files, i, total}))
+                if (!progress({PrintProgress::Counting, i, total}))
                     return false;
                 FileRow row;
                 bool found = false;
@@ -133,17 +137,12 @@ PrintJob::Outcome PdfExporter::ExportGame(QWidget *window, const GameExport &gam
                     continue;
                 QTextDocument document;
                 buildFileDocument(game, row, &document);
-                files.append({row.desc, pages.PageCount()});
-                const bool printed = pages.Print(&document, [&](const PrintProgress &) {
-                    return progress({PrintProgress::Files, i, total});
-                });
-                if (!printed) {
-                    *workError = pages.ErrorString();
-                    return false;
-                }
+                files.append({row.desc, filePages});
+                filePages += pages.CountPages(&document);
+                rows.append(std::move(row));
             }
-            // The contents come last and are moved to the front; the page numbers they give
-            // count their own pages, which are known once they are laid out.
+            // The page numbers the contents give count its own pages, which are known once they
+            // are laid out.
             QTextDocument contents;
             int contentsPages = 1;
             for (int tries = 0; tries < 3; ++tries) {
@@ -153,6 +152,23 @@ PrintJob::Outcome PdfExporter::ExportGame(QWidget *window, const GameExport &gam
                     break;
                 contentsPages = counted;
             }
+
+            pages.SetPageNumbers(contentsPages + 1, contentsPages + filePages);
+            for (qsizetype i = 0; i < rows.size(); ++i) {
+                if (!progress({PrintProgress::Files, i, rows.size()}))
+                    return false;
+                QTextDocument document;
+                buildFileDocument(game, rows[i], &document);
+                const bool printed = pages.Print(&document, [&](const PrintProgress &) {
+                    return progress({PrintProgress::Files, i, rows.size()});
+                });
+                if (!printed) {
+                    *workError = pages.ErrorString();
+                    return false;
+                }
+                rows[i].txt_rtf.clear();
+            }
+            pages.SetPageNumbers(1, contentsPages + filePages);
             const int before = pages.PageCount();
             if (!pages.Print(&contents)) {
                 *workError = pages.ErrorString();

@@ -19,8 +19,13 @@ BackgroundWork::Shown describe(const BackgroundWork::Step &step)
     case PrintProgress::Layout:
         // Layout fills the first tenth of the bar, the pages the rest; files fill all of it.
         return {int(100 * step.done / total), QStringLiteral("Laying out the pages...")};
+    case PrintProgress::Counting:
+        // Counting the files' pages takes the first third of the bar, drawing them the rest.
+        return {int(300 * step.done / total),
+                QStringLiteral("Counting the pages: file %L1 of %L2").arg(step.done + 1).arg(step.total)};
     case PrintProgress::Files:
-        return {int(1000 * step.done / total), QStringLiteral("File %L1 of %L2").arg(step.done + 1).arg(step.total)};
+        return {300 + int(700 * step.done / total),
+                QStringLiteral("File %L1 of %L2").arg(step.done + 1).arg(step.total)};
     default:
         return {100 + int(900 * step.done / total), QStringLiteral("Page %L1 of %L2").arg(step.done).arg(step.total)};
     }

@@ -51,7 +51,8 @@ std::array<ColumnWidths, 3> columnWidths(ListView *bookmarks, ListView *favorite
     const float screen = screenTwips();
     return {{
         {favorites, SettingKeys::FavoriteColumn, {screen / 3 - 40, screen / 3 - 40, screen / 3 - 30}},
-        {search, SettingKeys::SearchColumn, {screen / 4 - 30, screen / 4 - 30, screen / 4 - 40, screen / 4, 900}},
+        // Without saved widths they fit their captions, and then the first results.
+        {search, SettingKeys::SearchColumn, {}},
         {bookmarks, SettingKeys::BookmarkColumn, {}},
     }};
 }
@@ -190,6 +191,15 @@ void ctlDetails::connectList(ListView *list, QMenu *menu, void (ctlDetails::*ope
 void ctlDetails::restoreColumnWidths()
 {
     for (const ColumnWidths &columns : columnWidths(lvBookmarks, lvFavorites, lvSearchResults)) {
+        if (columns.list == lvSearchResults) {
+            m_fitSearchColumns = true;
+            for (int column = 0; column < columns.list->ColumnCount(); ++column)
+                m_fitSearchColumns = m_fitSearchColumns && !SettingWidth(GetSetting(columns.key(column + 1)));
+            if (m_fitSearchColumns) {
+                lvSearchResults->FitColumns(0, QWIDGETSIZE_MAX);
+                continue;
+            }
+        }
         for (int column = 0; column < columns.list->ColumnCount(); ++column) {
             const SettingKey key = columns.key(column + 1);
             long twips = 0;
@@ -197,8 +207,10 @@ void ctlDetails::restoreColumnWidths()
                 twips = *stored;
             else if (key.hasDefault())
                 twips = SettingNumber(key.defaultValue()).value_or(0);
-            else
+            else if (std::size_t(column) < columns.designed.size())
                 twips = std::max(0L, long(columns.designed.at(std::size_t(column))));
+            else
+                twips = 1440;
             columns.list->setColumnWidth(column, Twips::toPixelsX(int(twips)));
         }
     }

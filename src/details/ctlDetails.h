@@ -109,6 +109,8 @@ private:
     void connectList(ListView *list, QMenu *menu, void (ctlDetails::*open)(), QAction *remove);
     void restoreColumnWidths();
     void saveColumnWidths() const;
+    // Search Results' columns fit the results of the first search, until widths have been saved.
+    void fitSearchColumns();
     void tabChanged();
     void focusMoved(QWidget *now);
 
@@ -151,5 +153,6 @@ private:
     // The Hits column's count under way: the request, and the next result row to count.
     std::unique_ptr<FindRequest> m_hitsRequest;
     int m_hitsNext = 0;
+    bool m_fitSearchColumns = false;
     QTimer *m_hitsTimer = nullptr;
 };

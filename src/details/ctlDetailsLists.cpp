@@ -11,6 +11,7 @@
 #include "platform/ListView.h"
 #include "platform/Prompts.h"
 
+#include <QAbstractItemView>
 #include <QLabel>
 #include <QTimer>
 
@@ -115,6 +116,25 @@ void ctlDetails::ClearSearch()
 void ctlDetails::SearchTitle(const QString &Title)
 {
     lblHeaders[2]->setText(QStringLiteral(" Search Results: ") + Title);
+    if (m_fitSearchColumns && lvSearchResults->Count() > 0)
+        fitSearchColumns();
+}
+
+void ctlDetails::fitSearchColumns()
+{
+    m_fitSearchColumns = false;
+    // The first hundred rows tell the widths well enough, and cost the same for any number of results.
+    constexpr int sampleRows = 100;
+    constexpr int foundColumn = 3;
+    const int room = lvSearchResults->ActiveView()->viewport()->width();
+    lvSearchResults->FitColumns(sampleRows, std::max(room / 3, 80));
+    // The found text gives way, so that the Hits after it stay in sight.
+    int others = 0;
+    for (int column = 0; column < lvSearchResults->ColumnCount(); ++column)
+        others += column == foundColumn ? 0 : lvSearchResults->ColumnWidth(column);
+    const int found = lvSearchResults->ColumnWidth(foundColumn);
+    if (others + found > room)
+        lvSearchResults->setColumnWidth(foundColumn, std::max(room - others, std::min(found, 120)));
 }
 
 void ctlDetails::AddSearch(qint32 FileId, const QString &PlatformName, const QString &GameName, quint8 SubCat,

@@ -51,6 +51,11 @@ const char *const categoryCaptions[] = {
     "Walkthrough\\Guide", "Cheat\\Hint\\Code", "Review", "Preview", "News", "Web Link"};
 const char *const fieldCaptions[] = {"Description", "Source", "Text"};
 
+QString phraseLog()
+{
+    return AppPath() + QStringLiteral("quickfind.log");
+}
+
 // Where a platform comes in the list: the code table's order, unknown codes after the known ones.
 int platformOrder(quint8 platformId)
 {
@@ -224,16 +229,19 @@ void frmFind::loadPlatforms()
         const QString name = modNames::GetPlatformName(platform);
         cboPlatform->addItem(name.isEmpty() ? QString::number(platform) : name, platform);
     }
-    // The second platform comes up first; a store with games on one platform only has no second,
-    // and then its one platform is shown rather than none.
-    cboPlatform->setCurrentIndex(std::min(1, cboPlatform->count() - 1));
+    // The platform the user is working in comes up, with its game; else the second platform, or
+    // the only one of a store with games on one platform only.
+    const int start = cboPlatform->findData(m_startPlatform);
+    cboPlatform->setCurrentIndex(m_startPlatform != 0 && start >= 0 ? start : std::min(1, cboPlatform->count() - 1));
     cboPlatform_Click();
+    if (m_startGame != 0 && start >= 0)
+        cboGame->setCurrentIndex(std::max(0, cboGame->findData(m_startGame)));
 }
 
 void frmFind::loadPhrases()
 {
     cboFind->clear();
-    QFile file(AppPath() + QStringLiteral("quickfind.log"));
+    QFile file(phraseLog());
     if (!file.exists())
         return;
     if (!file.open(QIODevice::ReadOnly)) {
@@ -329,6 +337,10 @@ void frmFind::cmdFind_Click()
                QStringLiteral("Lorekeep"));
         return;
     }
+    // The next Find offers the phrase again; a log that cannot be written costs only that.
+    ErrObject logErr;
+    if (!QuickFindLog::Add(phraseLog(), phrase, &logErr))
+        LogError(logErr, module, QStringLiteral("cmdFind_Click"), false);
 
     const QString procedure = QStringLiteral("cmdFind_Click");
     const QSqlDatabase db = m_store->Connection();

@@ -33,6 +33,14 @@ public:
     // The store searched; the program's open store unless a test gives another. Set before showing.
     void setStore(modADO *store) { m_store = store; }
 
+    // The tree's current platform and game (0 for none), which Search Within Game... starts on. Set
+    // before the window loads; without them the second platform comes up.
+    void StartAt(quint8 platformId, qint32 gameId)
+    {
+        m_startPlatform = platformId;
+        m_startGame = gameId;
+    }
+
     // Restores the check boxes, places the window and fills the lists; runs once, at the first show.
     void Form_Load();
     // The search itself, as the Find button and Enter in the phrase box run it.
@@ -80,6 +88,8 @@ private:
 
     modADO *m_store;
     bool m_loaded = false;
+    quint8 m_startPlatform = 0;
+    qint32 m_startGame = 0;
     // Every game of the store, read once when the window opens; the game list is cut from it.
     QVector<IndexedGame> m_games;
 };

@@ -8,6 +8,7 @@
 #include <QHeaderView>
 #include <QListView>
 #include <QStackedWidget>
+#include <QStyle>
 #include <QTimer>
 #include <QTreeView>
 #include <QVBoxLayout>
@@ -198,6 +199,26 @@ void ListView::setColumnWidth(int column, int width)
 {
     if (column >= 0 && column < ColumnCount() && width >= 0)
         m_report->setColumnWidth(column, width);
+}
+
+void ListView::FitColumns(int sampleRows, int maxWidth)
+{
+    const QFontMetrics metrics(m_report->font());
+    // A cell's text sits between the style's margins, as the item delegate draws it.
+    const int padding = 2 * (m_report->style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, m_report) + 1) + 6;
+    const int rows = std::min(sampleRows, Count());
+    QHeaderView *header = m_report->header();
+    for (int column = 0; column < ColumnCount(); ++column) {
+        int width = header->sectionSizeHint(column);
+        for (int row = 0; row < rows; ++row) {
+            const ListItem *item = m_rows.at(row);
+            int cell = metrics.horizontalAdvance(item->ColumnText(column)) + padding;
+            if (column == 0 && m_images.contains(item->Icon()))
+                cell += m_report->iconSize().width() + 4;
+            width = std::max(width, cell);
+        }
+        setColumnWidth(column, std::min(width, std::max(maxWidth, header->sectionSizeHint(column))));
+    }
 }
 
 void ListView::SetImage(int index, const QIcon &icon)

@@ -75,6 +75,9 @@ public:
     void setColumnCaption(int column, const QString &caption);
     int ColumnWidth(int column) const;
     void setColumnWidth(int column, int width);
+    // Sizes every column to its caption and the texts of the first `sampleRows` rows, none wider
+    // than `maxWidth`: cheap however many rows the list holds.
+    void FitColumns(int sampleRows, int maxWidth);
 
     void SetImage(int index, const QIcon &icon);
     QIcon Image(int index) const { return m_images.value(index); }

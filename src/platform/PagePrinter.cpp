@@ -24,6 +24,19 @@ constexpr int layoutStepChars = 32 * 1024;
 // coordinate the layout can hold and come out blank; in points that is ten times as far away.
 constexpr int layoutDpi = 72;
 
+// The page number is set small, and the line it stands on takes the height of a line of text.
+constexpr int footerPoints = 8;
+constexpr qreal footerLines = 1.5;
+
+// Sized in the layout's units, which are points: a painter takes a font's point size in its
+// device's own resolution, whatever device the font was made for.
+QFont footerFont()
+{
+    QFont font;
+    font.setPixelSize(footerPoints);
+    return font;
+}
+
 QImage layoutDevice()
 {
     QImage image(1, 1, QImage::Format_Mono);
@@ -95,6 +108,8 @@ bool PagePrinter::Print(QTextDocument *document, const PrintProgressFn &progress
     const std::vector<PageStart> pages = breakPages(document, height, progress);
     if (pages.empty())
         return false;
+    const int total = m_nextNumber > 0 ? m_totalPages : m_pages + int(pages.size());
+    const QRectF text(m_body.topLeft(), QSizeF(m_body.width(), height * scale));
     for (std::size_t page = 0; page < pages.size(); ++page) {
         if (m_pages > 0 && !m_device->newPage()) {
             m_error = QStringLiteral("The printer could not start a new page.");
@@ -104,12 +119,13 @@ bool PagePrinter::Print(QTextDocument *document, const PrintProgressFn &progress
         const qreal top = pages[page].top;
         const qreal bottom = page + 1 < pages.size() ? pages[page + 1].top : top + height;
         m_painter->save();
-        m_painter->setClipRect(m_body);
+        m_painter->setClipRect(text);
         m_painter->translate(m_body.topLeft());
         m_painter->scale(scale, scale);
         m_painter->translate(0, -top);
         drawPage(document, pages[page], QRectF(0, top, document->textWidth(), bottom - top));
         m_painter->restore();
+        drawFooter(m_nextNumber > 0 ? m_nextNumber++ : m_pages, total);
         if (progress && !progress({PrintProgress::Pages, qint64(page) + 1, qint64(pages.size())}))
             return false;
     }
@@ -123,7 +139,41 @@ qreal PagePrinter::deviceScale() const
 
 QSizeF PagePrinter::PageSize() const
 {
-    return m_body.size() / deviceScale();
+    const QSizeF body = m_body.size() / deviceScale();
+    return {body.width(), std::max<qreal>(1, body.height() - footerHeight())};
+}
+
+qreal PagePrinter::footerHeight() const
+{
+    return QFontMetricsF(footerFont()).lineSpacing() * footerLines;
+}
+
+void PagePrinter::SetPageNumbers(int next, int total)
+{
+    m_nextNumber = next;
+    m_totalPages = total;
+}
+
+QString PagePrinter::PageNumberText(int page, int total)
+{
+    return QStringLiteral("Page %1 of %2").arg(page).arg(total);
+}
+
+void PagePrinter::drawFooter(int page, int total)
+{
+    const qreal scale = deviceScale();
+    const QSizeF body = m_body.size() / scale;
+    m_painter->save();
+    m_painter->translate(m_body.topLeft());
+    m_painter->scale(scale, scale);
+    m_painter->setPen(Qt::black);
+    const QFont font = footerFont();
+    const QFontMetricsF metrics(font);
+    const QString text = PageNumberText(page, std::max(page, total));
+    m_painter->setFont(font);
+    m_painter->drawText(
+        QPointF((body.width() - metrics.horizontalAdvance(text)) / 2, body.height() - metrics.descent()), text);
+    m_painter->restore();
 }
 
 qreal PagePrinter::prepare(QTextDocument *document) const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QRectF>
+#include <QString>
 #include <QTextFrame>
 
 #include <functional>
@@ -23,10 +24,11 @@ struct PageMargins
 };
 
 // How far a printout has got: first the document is laid out (characters of all), then its pages
-// are drawn (pages of all). A printout of many files counts the files instead.
+// are drawn (pages of all). A printout of many files counts the files instead, first their pages
+// (Counting), then as they are drawn (Files).
 struct PrintProgress
 {
-    enum Phase { Layout, Pages, Files };
+    enum Phase { Layout, Pages, Files, Counting };
     Phase phase = Layout;
     qint64 done = 0;
     qint64 total = 0;
@@ -35,9 +37,10 @@ struct PrintProgress
 using PrintProgressFn = std::function<bool(const PrintProgress &)>;
 
 // Lays rich text out into the margin rectangle of a paged device (a printer, a PDF writer) and
-// draws it page by page, a new page wherever the text no longer fits. Printing, PDF export and
-// lkrtf all go through it, so a printout and its PDF look alike. Several documents can follow each
-// other, each starting on a page of its own.
+// draws it page by page, a new page wherever the text no longer fits, with "Page n of m" at the
+// foot of each page, inside the margins. Printing, PDF export and lkrtf all go through it, so a
+// printout and its PDF look alike. Several documents can follow each other, each starting on a page
+// of its own.
 class PagePrinter final
 {
 public:
@@ -52,6 +55,13 @@ public:
     bool Print(QTextDocument *document, const PrintProgressFn &progress = PrintProgressFn());
     // How many pages `document` takes, laid out as Print would lay it out, without drawing it.
     int CountPages(QTextDocument *document);
+    // The numbers at the foot: unless told otherwise, n counts the pages of the printout and m is
+    // their number once the document at hand is printed. A printout of several documents, or whose
+    // pages are put in another order, tells the number of the next page drawn and of all pages.
+    void SetPageNumbers(int next, int total);
+    // The text at the foot of page `page` of `total`.
+    static QString PageNumberText(int page, int total);
+
     // Sends the printout on (for a printer) or finishes the file (for a PDF writer).
     bool End();
 
@@ -59,7 +69,8 @@ public:
     int PageCount() const { return m_pages; }
     // The drawing rectangle in device pixels, relative to the device's printable area.
     QRectF BodyRect() const { return m_body; }
-    // The size of that rectangle in the units of the layout: points.
+    // The size of the text's part of that rectangle (above the page number) in the units of the
+    // layout: points.
     QSizeF PageSize() const;
     // Why the printout failed, in words for the user.
     QString ErrorString() const { return m_error; }
@@ -80,11 +91,16 @@ private:
     // Device pixels per layout point.
     qreal deviceScale() const;
     void drawListMarker(const QTextBlock &block);
+    // The page number's line at the foot, in layout points.
+    qreal footerHeight() const;
+    void drawFooter(int page, int total);
 
     QPagedPaintDevice *m_device;
     std::unique_ptr<QImage> m_layoutDevice;
     std::unique_ptr<QPainter> m_painter;
     QRectF m_body;
     int m_pages = 0;
+    int m_nextNumber = 0; // 0: the numbers follow the printout
+    int m_totalPages = 0;
     QString m_error;
 };

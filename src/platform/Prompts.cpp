@@ -40,6 +40,12 @@ Prompts *Prompts::install(Prompts *prompts)
     return previous;
 }
 
+bool Prompts::MsgBoxOffer(const QString &prompt, MsgIcon icon, const QString &title, const QString &)
+{
+    MsgBox(prompt, MsgButtons::OK, icon, title);
+    return false;
+}
+
 QList<MsgResult> Prompts::answersOf(MsgButtons buttons)
 {
     switch (buttons) {

@@ -31,6 +31,10 @@ public:
     virtual ~Prompts() = default;
 
     virtual MsgResult MsgBox(const QString &prompt, MsgButtons buttons, MsgIcon icon, const QString &title) = 0;
+    // A message with OK and one more button, captioned `offer`, for something the user may do next
+    // (open what was just written); true when that button was chosen. Prompts without such a
+    // button show the message alone and answer false.
+    virtual bool MsgBoxOffer(const QString &prompt, MsgIcon icon, const QString &title, const QString &offer);
     // The text entered, or nothing when the box was cancelled.
     virtual std::optional<QString> InputBox(const QString &prompt, const QString &title,
                                             const QString &defaultText) = 0;

@@ -94,6 +94,20 @@ MsgResult QtPrompts::MsgBox(const QString &prompt, MsgButtons buttons, MsgIcon i
     return answerOf.value(box.clickedButton(), escapeAnswer(buttons));
 }
 
+bool QtPrompts::MsgBoxOffer(const QString &prompt, MsgIcon icon, const QString &title, const QString &offer)
+{
+    QMessageBox box(messageIcon(icon), title, prompt, QMessageBox::NoButton, dialogParent());
+    box.setTextFormat(Qt::PlainText);
+    QPushButton *take = box.addButton(offer, QMessageBox::AcceptRole);
+    QPushButton *ok = box.addButton(QMessageBox::Ok);
+    box.setDefaultButton(ok);
+    box.setEscapeButton(ok);
+    QGuiApplication::setOverrideCursor(Qt::ArrowCursor);
+    box.exec();
+    QGuiApplication::restoreOverrideCursor();
+    return box.clickedButton() == take;
+}
+
 std::optional<QString> QtPrompts::InputBox(const QString &prompt, const QString &title, const QString &defaultText)
 {
     QInputDialog dialog(dialogParent());

@@ -43,15 +43,15 @@ constexpr std::array<SettingKey, 3> viewControlColumns{{
 constexpr std::array<SettingKey, 6> findCategories{{
     {"Find", "chkFC1", "1"},
     {"Find", "chkFC2", "1"},
-    {"Find", "chkFC3", "0"},
-    {"Find", "chkFC4", "0"},
-    {"Find", "chkFC5", "0"},
-    {"Find", "chkFC6", "0"},
+    {"Find", "chkFC3", "1"},
+    {"Find", "chkFC4", "1"},
+    {"Find", "chkFC5", "1"},
+    {"Find", "chkFC6", "1"},
 }};
 constexpr std::array<SettingKey, 3> findFields{{
     {"Find", "chkFF1", "1"},
     {"Find", "chkFF2", "1"},
-    {"Find", "chkFF3", "0"},
+    {"Find", "chkFF3", "1"},
 }};
 
 } // namespace

@@ -150,7 +150,7 @@ private:
     void ctlView_ShowFavorites();
     void printDocument(QPrinter *printer, const QString &procedure);
     std::optional<QString> askPdfPath(const QString &title, const QString &name);
-    void reportExport(PrintJob::Outcome outcome, const QString &error, const QString &procedure);
+    void reportExport(PrintJob::Outcome outcome, const QString &path, const QString &error, const QString &procedure);
     // frmMainStore.cpp: opens a store and says what the user must know of it (read-only,
     // damaged: then a good backup is offered); true when a store is open on `path`.
     bool OpenStore(const QString &path);

@@ -11,6 +11,7 @@
 #include "modMain.h"
 #include "options/frmOptions.h"
 #include "platform/HelpViewer.h"
+#include "platform/PackageInstall.h"
 #include "platform/Prompts.h"
 #include "platform/SettingsStore.h"
 #include "view/ctlView.h"
@@ -119,6 +120,13 @@ QByteArray frmMain::UpdaterHandOver()
 
 void frmMain::mnuHelpUpdate_Click()
 {
+    // A packaged program is updated with the rest of the system, never in place by an updater.
+    if (PackageInstall::IsPackaged()) {
+        MsgBox(QStringLiteral("Lorekeep was installed from its Debian package: updates come with the system's "
+                              "package updates."),
+               MsgButtons::OK, MsgIcon::Information, QStringLiteral(LOREKEEP_TITLE));
+        return;
+    }
     const QString folder = AppPath();
     const QString updater = folder + QStringLiteral("PatchRunner");
     if (!QFileInfo(updater).isFile()) {

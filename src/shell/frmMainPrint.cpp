@@ -14,12 +14,14 @@
 #include "platform/SettingsStore.h"
 #include "view/ctlView.h"
 
+#include <QDesktopServices>
 #include <QDir>
 #include <QFileInfo>
 #include <QPrinter>
 #include <QTextCursor>
 #include <QTextDocument>
 #include <QTextDocumentFragment>
+#include <QUrl>
 
 namespace {
 
@@ -102,10 +104,18 @@ std::optional<QString> frmMain::askPdfPath(const QString &title, const QString &
     return path;
 }
 
-void frmMain::reportExport(PrintJob::Outcome outcome, const QString &error, const QString &procedure)
+void frmMain::reportExport(PrintJob::Outcome outcome, const QString &path, const QString &error,
+                           const QString &procedure)
 {
-    if (outcome != PrintJob::Outcome::Failed)
+    if (outcome == PrintJob::Outcome::Cancelled)
         return;
+    if (outcome == PrintJob::Outcome::Done) {
+        if (Prompts::current().MsgBoxOffer(QStringLiteral("Exported to ") + QDir::toNativeSeparators(path),
+                                           MsgIcon::Information, QStringLiteral("Lorekeep"),
+                                           QStringLiteral("Open PDF")))
+            QDesktopServices::openUrl(QUrl::fromLocalFile(path));
+        return;
+    }
     LogError({ErrNumber::PathFileAccess, error}, module, procedure, false);
     MsgBox(QStringLiteral("The PDF could not be written:\n") + error, MsgButtons::OK, MsgIcon::Exclamation);
 }
@@ -123,7 +133,7 @@ void frmMain::mnuFileExportPdf_Click()
     if (!path)
         return;
     QString error;
-    reportExport(PdfExporter::ExportDocument(this, std::move(document), *path, title, &error), error,
+    reportExport(PdfExporter::ExportDocument(this, std::move(document), *path, title, &error), *path, error,
                  QStringLiteral("mnuFileExportPdf_Click"));
 }
 
@@ -150,5 +160,5 @@ void frmMain::ctlTree_ExportGame(qint32 lngGameId, const QString &strGame)
     if (!path)
         return;
     QString error;
-    reportExport(PdfExporter::ExportGame(this, game, *path, &error), error, QStringLiteral("ExportGame"));
+    reportExport(PdfExporter::ExportGame(this, game, *path, &error), *path, error, QStringLiteral("ExportGame"));
 }

@@ -245,6 +245,7 @@ void frmMain::mnuSearchLorekeep_Click()
 {
     if (!m_frmFind) {
         m_frmFind = new frmFind(this);
+        m_frmFind->StartAt(m_ctlView->M_PLATFORM_ID, m_ctlView->M_GAME_ID);
         connectFind(m_frmFind);
         m_frmFind->Form_Load();
     }

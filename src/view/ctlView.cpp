@@ -299,9 +299,15 @@ int ctlView::HighlightPhrase(const QString &phrase)
 
 void ctlView::rtbText_MouseDown(const QPoint &globalPos)
 {
+    if (rtbText->document()->isEmpty())
+        return;
+    // Quick Clip wants a passage of two characters or more; Copy and Select All are always there.
     const QTextCursor cursor = rtbText->textCursor();
-    if (cursor.selectionEnd() - cursor.selectionStart() >= 2)
-        mnuQuickMenu->popup(globalPos);
+    const bool passage = cursor.selectionEnd() - cursor.selectionStart() >= 2;
+    for (const char *name : {"mnuAddQuick", "mnuSendQuick", "mnuSepCopy"})
+        mnuQuickMenu->findChild<QAction *>(QLatin1String(name))->setVisible(passage);
+    mnuQuickMenu->findChild<QAction *>(QStringLiteral("mnuCopy"))->setEnabled(cursor.hasSelection());
+    mnuQuickMenu->popup(globalPos);
 }
 
 bool ctlView::PrintInfo(QTextDocument *target)

@@ -91,6 +91,16 @@ void ctlView::buildMenus()
             [this] { mnuAddQuick_Click(false); });
     connect(addItem(mnuQuickMenu, "mnuSendQuick", QStringLiteral("Add Selected Text To Quick Clip...")),
             &QAction::triggered, this, [this] { mnuAddQuick_Click(true); });
+    // What every text's menu offers; the keys themselves are the text's own.
+    mnuQuickMenu->addSeparator()->setObjectName(QStringLiteral("mnuSepCopy"));
+    QAction *copy = addItem(mnuQuickMenu, "mnuCopy", QStringLiteral("&Copy"));
+    copy->setShortcut(QKeySequence::Copy);
+    copy->setShortcutContext(Qt::WidgetShortcut);
+    connect(copy, &QAction::triggered, rtbText, &QTextEdit::copy);
+    QAction *selectAll = addItem(mnuQuickMenu, "mnuSelectAll", QStringLiteral("Select &All"));
+    selectAll->setShortcut(QKeySequence::SelectAll);
+    selectAll->setShortcutContext(Qt::WidgetShortcut);
+    connect(selectAll, &QAction::triggered, rtbText, &QTextEdit::selectAll);
 }
 
 QString ctlView::GameKey() const

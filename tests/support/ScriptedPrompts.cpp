@@ -71,6 +71,17 @@ MsgResult ScriptedPrompts::MsgBox(const QString &prompt, MsgButtons buttons, Msg
     return answer->result;
 }
 
+void ScriptedPrompts::answerOffer(bool take)
+{
+    m_answers.append({PromptRecord::Offer, take ? MsgResult::Yes : MsgResult::OK, std::nullopt});
+}
+
+bool ScriptedPrompts::MsgBoxOffer(const QString &prompt, MsgIcon icon, const QString &title, const QString &offer)
+{
+    const std::optional<Answer> answer = take({PromptRecord::Offer, prompt, title, MsgButtons::OK, icon, offer, {}});
+    return answer && answer->result == MsgResult::Yes;
+}
+
 std::optional<QString> ScriptedPrompts::askText(PromptRecord record)
 {
     const std::optional<Answer> answer = take(record);

@@ -11,13 +11,13 @@
 // One prompt the program showed, as the user would have seen it.
 struct PromptRecord
 {
-    enum Kind { Message, Input, OpenFile, SaveFile, OpenFiles, Folder, Print };
+    enum Kind { Message, Input, OpenFile, SaveFile, OpenFiles, Folder, Print, Offer };
     Kind kind = Message;
     QString text; // the message or the input box's prompt; the file dialog's title
     QString title;
     MsgButtons buttons = MsgButtons::OK;
     MsgIcon icon = MsgIcon::None;
-    QString defaultText;
+    QString defaultText; // the input box's text; the extra button's caption of an offer
     FileDialogOptions options;
 };
 
@@ -32,6 +32,8 @@ public:
     Q_DISABLE_COPY_MOVE(ScriptedPrompts)
 
     void answerMsgBox(MsgResult answer);
+    // A message with an extra button: whether the user chooses it.
+    void answerOffer(bool take);
     void answerInput(std::optional<QString> text);
     void answerOpenFile(std::optional<QString> path);
     void answerSaveFile(std::optional<QString> path);
@@ -45,6 +47,7 @@ public:
     const PromptRecord &last() const { return m_shown.constLast(); }
 
     MsgResult MsgBox(const QString &prompt, MsgButtons buttons, MsgIcon icon, const QString &title) override;
+    bool MsgBoxOffer(const QString &prompt, MsgIcon icon, const QString &title, const QString &offer) override;
     std::optional<QString> InputBox(const QString &prompt, const QString &title, const QString &defaultText) override;
     std::optional<QString> GetOpenFileName(const FileDialogOptions &options) override;
     std::optional<QString> GetSaveFileName(const FileDialogOptions &options) override;
