@@ -40,6 +40,12 @@ Prompts *Prompts::install(Prompts *prompts)
     return previous;
 }
 
+int Prompts::Choose(const QString &prompt, const QStringList &choices, MsgIcon, const QString &title)
+{
+    QTextStream(stderr) << title << ": " << prompt << Qt::endl;
+    return int(choices.size()) - 1;
+}
+
 QList<MsgResult> Prompts::answersOf(MsgButtons buttons)
 {
     switch (buttons) {

@@ -11,7 +11,7 @@
 // One prompt the program showed, as the user would have seen it.
 struct PromptRecord
 {
-    enum Kind { Message, Input, OpenFile, SaveFile, OpenFiles, Folder, Print };
+    enum Kind { Message, Choice, Input, OpenFile, SaveFile, OpenFiles, Folder, Print };
     Kind kind = Message;
     QString text; // the message or the input box's prompt; the file dialog's title
     QString title;
@@ -19,6 +19,7 @@ struct PromptRecord
     MsgIcon icon = MsgIcon::None;
     QString defaultText;
     FileDialogOptions options;
+    QStringList choices; // a Choose box's buttons
 };
 
 // The tests' prompts: answers are queued in advance and every prompt is recorded. A prompt nobody
@@ -32,6 +33,8 @@ public:
     Q_DISABLE_COPY_MOVE(ScriptedPrompts)
 
     void answerMsgBox(MsgResult answer);
+    // A Choose box: the button whose caption starts with `choice`.
+    void answerChoice(const QString &choice);
     void answerInput(std::optional<QString> text);
     void answerOpenFile(std::optional<QString> path);
     void answerSaveFile(std::optional<QString> path);
@@ -45,6 +48,7 @@ public:
     const PromptRecord &last() const { return m_shown.constLast(); }
 
     MsgResult MsgBox(const QString &prompt, MsgButtons buttons, MsgIcon icon, const QString &title) override;
+    int Choose(const QString &prompt, const QStringList &choices, MsgIcon icon, const QString &title) override;
     std::optional<QString> InputBox(const QString &prompt, const QString &title, const QString &defaultText) override;
     std::optional<QString> GetOpenFileName(const FileDialogOptions &options) override;
     std::optional<QString> GetSaveFileName(const FileDialogOptions &options) override;
