@@ -7,7 +7,9 @@
 #include "backup/frmBackups.h"
 #include "base/AppPath.h"
 #include "components/BackupJob.h"
+#include "data/ClosedCounts.h"
 #include "data/FileTable.h"
+#include "data/FindIndex.h"
 #include "data/GameTable.h"
 #include "data/StoreBackup.h"
 #include "data/StoreError.h"
@@ -20,6 +22,8 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QPushButton>
+#include <QRandomGenerator>
 #include <QSqlQuery>
 #include <QTest>
 #include <QTimer>
@@ -34,6 +38,67 @@ void damage(const QString &path, qint64 offset, qint64 length)
     QVERIFY(file.open(QIODevice::ReadWrite));
     QVERIFY(file.seek(offset));
     QCOMPARE(file.write(QByteArray(int(length), '\xA5')), length);
+}
+
+// Overwrites pages from the second one on with random bytes, as `dd if=/dev/urandom` would.
+void scramble(const QString &path)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QVERIFY(file.size() > 8192);
+    QByteArray noise(int(file.size() - 4096), '\0');
+    QRandomGenerator(7).fillRange(reinterpret_cast<quint32 *>(noise.data()), noise.size() / 4);
+    QVERIFY(file.seek(4096));
+    QCOMPARE(file.write(noise), noise.size());
+}
+
+// Renames a backup as if it had been made at `made`.
+QString backdate(const QString &backup, const QDateTime &made, const QString &note = {})
+{
+    const QString path =
+        QFileInfo(backup).dir().filePath(StoreBackup::FileName(QStringLiteral("lorekeep"), made, note));
+    if (!QFile::rename(backup, path))
+        QTest::qFail("could not rename the backup", __FILE__, __LINE__);
+    return path;
+}
+
+// Answers the Restore From Backup window once it is up: waits for the counts, tells how many
+// backups (copies of damaged stores aside) are marked as holding fewer than the library last
+// had, and restores the day's backup made at `made`.
+void restoreInWindow(const QDateTime &made, int *marked)
+{
+    // The window may come up only after other work that runs the event loop (finding a backup).
+    auto *poll = new QTimer(qApp);
+    *marked = -1;
+    QObject::connect(poll, &QTimer::timeout, poll, [poll, made, marked] {
+        auto *dialog = qobject_cast<frmBackups *>(QApplication::activeModalWidget());
+        if (!dialog)
+            return;
+        poll->stop();
+        poll->deleteLater();
+        QTreeWidget *list = dialog->lvwBackups;
+        const int rows = list->topLevelItemCount();
+        const auto counted = [list, rows] {
+            for (int row = 0; row < rows; ++row)
+                if (list->topLevelItem(row)->text(frmBackups::GamesColumn) == QLatin1String("..."))
+                    return false;
+            return true;
+        };
+        QTRY_VERIFY(counted());
+        int fewer = 0;
+        for (int row = 0; row < rows; ++row) {
+            QTreeWidgetItem *item = list->topLevelItem(row);
+            if (item->text(frmBackups::KindColumn) != QLatin1String("Damaged store") &&
+                item->toolTip(frmBackups::GamesColumn).contains(QStringLiteral("fewer")))
+                ++fewer;
+            if (item->text(frmBackups::MadeColumn) == frmBackups::MadeText({{}, {}, made, {}, 0, {}}) &&
+                item->text(frmBackups::KindColumn) == QLatin1String("Daily"))
+                list->setCurrentItem(item);
+        }
+        *marked = fewer;
+        QTest::mouseClick(dialog->cmdRestore, Qt::LeftButton);
+    });
+    poll->start(10);
 }
 
 int gamesIn(const QString &path)
@@ -67,6 +132,9 @@ private Q_SLOTS:
     void awkwardStores();
     void readOnlyStores();
     void mainWindow();
+    void identicalBackupsAreNotRepeated();
+    void choosingTheBackupToOffer();
+    void damagedStoreAfterRestores();
 };
 
 void tst_backup::backupsAreConsistentCopies()
@@ -301,12 +369,12 @@ void tst_backup::mainWindow()
     damage(home.storePath(), 100, 3000);
     const QByteArray damaged = readFile(home.storePath());
     prompts.answerMsgBox(MsgResult::OK);
-    prompts.answerMsgBox(MsgResult::Yes);
+    prompts.answerChoice(QStringLiteral("Restore"));
     prompts.answerMsgBox(MsgResult::OK);
     auto form = startMainWindow();
     const QList<PromptRecord> &shown = prompts.shown();
     QVERIFY(shown.at(shown.size() - 3).text.contains(QStringLiteral("is damaged")));
-    QVERIFY(shown.at(shown.size() - 2).text.contains(QStringLiteral("Restore the newest good backup")));
+    QVERIFY(shown.at(shown.size() - 2).text.contains(QStringLiteral("the day's backup")));
     QVERIFY(shown.at(shown.size() - 1).text.contains(QStringLiteral("was restored")));
     QVERIFY(modADO::instance().IsOpen());
     QCOMPARE(gamesIn(home.storePath()), 1);
@@ -338,6 +406,185 @@ void tst_backup::mainWindow()
     QVERIFY(prompts.last().text.contains(QStringLiteral("was restored")));
     QCOMPARE(gamesIn(home.storePath()), 1);
     QCOMPARE(StoreBackup::List(BackupJob::Folder()).at(0).Note, QStringLiteral("before restore"));
+    form->close();
+    modADO::instance().Close();
+}
+
+void tst_backup::identicalBackupsAreNotRepeated()
+{
+    ScriptedPrompts prompts;
+    TestHome home;
+    const qint32 game = home.addGame(5, 1, QStringLiteral("Zelda"));
+    // Enough files waiting for the search index that building it backs the store up first.
+    QSqlQuery fill(home.db());
+    QVERIFY(fill.exec(QStringLiteral("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 1200) "
+                                     "INSERT INTO file (game_id, sub_cat, src, desc, txt_rtf) "
+                                     "SELECT %1, 1, '', 'Part ' || i, '{\\rtf1 Part ' || i || '}' FROM n")
+                          .arg(game)));
+    const QString folder = StoreBackup::Folder(home.path());
+
+    // The store as the newest backup holds it, with pages still in its log; then changed, once
+    // in its size and once only in its bytes.
+    QString first;
+    ErrObject err;
+    QVERIFY(StoreBackup::Make(home.storePath(), folder, QString(), &first, &err));
+    bool stopped = false;
+    QVERIFY(StoreBackup::Holds(first, home.storePath(), &stopped));
+    QVERIFY(GameTable::Rename(home.db(), game, QStringLiteral("Zelde"), &err));
+    QVERIFY(!StoreBackup::Holds(first, home.storePath(), &stopped));
+    QVERIFY(StoreBackup::Make(home.storePath(), folder, QString(), &first, &err));
+    home.addGame(1, 1, QString(3000, QLatin1Char('D')));
+    QVERIFY(!StoreBackup::Holds(first, home.storePath(), &stopped));
+    QVERIFY(!stopped);
+
+    // Back Up Now twice: the second finds nothing new to keep and says so.
+    QString made;
+    QString error;
+    bool reused = true;
+    QCOMPARE(BackupJob::Make(nullptr, home.storePath(), QStringLiteral("manual"), &made, &error, true, &reused),
+             BackgroundWork::Outcome::Done);
+    QVERIFY(!reused);
+    QString again;
+    QCOMPARE(BackupJob::Make(nullptr, home.storePath(), QStringLiteral("manual"), &again, &error, true, &reused),
+             BackgroundWork::Outcome::Done);
+    QVERIFY(reused);
+    QCOMPARE(again, made);
+    QDir(folder).removeRecursively();
+
+    // The first start on this store: the day's backup, then the index, which needs none of its own.
+    home.store().Close();
+    auto form = startMainWindow();
+    qint64 pending = -1;
+    QTRY_VERIFY(FindIndex::Pending(modADO::instance().Connection(), &pending, &err) && pending == 0);
+    const QVector<BackupInfo> backups = StoreBackup::List(folder);
+    QCOMPARE(backups.size(), 1);
+    QCOMPARE(backups.at(0).Note, QString());
+    form->close();
+    modADO::instance().Close();
+}
+
+void tst_backup::choosingTheBackupToOffer()
+{
+    TestHome home;
+    const QString folder = StoreBackup::Folder(home.path());
+    const QDateTime today = QDateTime::currentDateTime().addSecs(-60);
+    QString made;
+    ErrObject err;
+    const auto make = [&](const QDateTime &when, const QString &note) {
+        QVERIFY(StoreBackup::Make(home.storePath(), folder, QString(), &made, &err));
+        made = backdate(made, when, note);
+    };
+    make(today.addDays(-1), QString());
+    home.addGame(5, 1, QStringLiteral("Zelda"));
+    make(today, QStringLiteral("before indexing"));
+    make(today.addSecs(10), QStringLiteral("before restore"));
+    make(today.addSecs(20), QStringLiteral("damaged"));
+    make(today.addSecs(30), QStringLiteral("manual"));
+    damage(made, 4096, QFileInfo(made).size() - 4096);
+
+    // Newest first within a kind, the library as kept before copies of one being replaced, and
+    // a backup that fails the check skipped.
+    const QStringList expected{QString(), QStringLiteral("before indexing"), QStringLiteral("before restore"),
+                               QStringLiteral("damaged")};
+    for (const QString &note : expected) {
+        const std::optional<BackupChoice> good = BackupJob::NewestGood(nullptr, home.storePath());
+        QVERIFY(good && good->Contents);
+        QCOMPARE(good->Backup.Note, note);
+        QCOMPARE(good->Fallback, !note.isEmpty());
+        QCOMPARE(good->Contents->Games, note.isEmpty() ? 0 : 1);
+        QVERIFY(QFile::remove(good->Backup.Path));
+    }
+    QVERIFY(!BackupJob::NewestGood(nullptr, home.storePath()));
+
+    // Counts at the last clean close, one entry per store; a damaged file forgets, never misleads.
+    QVERIFY(ClosedCounts::Remember(folder, home.storePath(), {3, 40}, &err));
+    QVERIFY(ClosedCounts::Remember(folder, home.file(QStringLiteral("other.lkb")), {1, 1}, &err));
+    const std::optional<BackupContents> closed = BackupJob::LastClosed(home.storePath());
+    QVERIFY(closed);
+    QCOMPARE(std::pair(closed->Games, closed->Files), std::pair(qint64(3), qint64(40)));
+    QCOMPARE(frmBackups::FewerText({3, 39}, *closed),
+             QStringLiteral("This backup holds fewer files than your library had when it was last closed: "
+                            "3 games and 40 files."));
+    QVERIFY(frmBackups::FewerText({4, 40}, *closed).isEmpty());
+    writeFile(QDir(folder).filePath(ClosedCounts::FileName), "{ not json");
+    QVERIFY(!BackupJob::LastClosed(home.storePath()));
+}
+
+void tst_backup::damagedStoreAfterRestores()
+{
+    ScriptedPrompts prompts;
+    TestHome home;
+    const QString folder = StoreBackup::Folder(home.path());
+    // Yesterday's backup of a library still empty; today it has two games.
+    QString empty;
+    ErrObject err;
+    QVERIFY(StoreBackup::Make(home.storePath(), folder, QString(), &empty, &err));
+    const QDateTime yesterday = QDateTime::currentDateTime().addDays(-1);
+    backdate(empty, yesterday);
+    const qint32 game = home.addGame(5, 1, QStringLiteral("Zelda"));
+    home.addFile(game, 1, QStringLiteral("Walkthrough"));
+    home.addGame(1, 1, QStringLiteral("Doom"));
+    home.store().Close();
+    startMainWindow()->close();
+    QCOMPARE(StoreBackup::List(folder).size(), 2);
+    const BackupInfo daily = StoreBackup::List(folder).at(0);
+
+    // Restore yesterday's (asked once more: it holds fewer), then the day's backup back again.
+    auto form = startMainWindow();
+    int marked = 0;
+    prompts.answerMsgBox(MsgResult::Yes);
+    prompts.answerMsgBox(MsgResult::Yes);
+    prompts.answerMsgBox(MsgResult::OK);
+    restoreInWindow(yesterday, &marked);
+    form->Menu().mnuFileRestore->trigger();
+    QCOMPARE(marked, 1);
+    QVERIFY(prompts.shown().at(prompts.shown().size() - 2).text.contains(QStringLiteral("Restore it anyway?")));
+    QCOMPARE(gamesIn(home.storePath()), 0);
+    prompts.answerMsgBox(MsgResult::Yes);
+    prompts.answerMsgBox(MsgResult::OK);
+    restoreInWindow(daily.Made, &marked);
+    form->Menu().mnuFileRestore->trigger();
+    QCOMPARE(marked, 1);
+    QCOMPARE(gamesIn(home.storePath()), 2);
+    QCOMPARE(StoreBackup::List(folder).at(0).Note, QStringLiteral("before restore"));
+    form->close();
+    form.reset();
+    modADO::instance().Close();
+
+    // Damaged now: the day's backup is offered with what it holds, not the newer, empty copy.
+    scramble(home.storePath());
+    prompts.answerMsgBox(MsgResult::OK);
+    prompts.answerChoice(QStringLiteral("Restore"));
+    prompts.answerMsgBox(MsgResult::OK);
+    form = startMainWindow();
+    const QString offer = prompts.shown().at(prompts.shown().size() - 2).text;
+    QVERIFY2(offer.contains(QStringLiteral("the day's backup")) && offer.contains(QStringLiteral("2 games and 1 file")),
+             qPrintable(offer));
+    QVERIFY(!offer.contains(QStringLiteral("fewer")));
+    QCOMPARE(gamesIn(home.storePath()), 2);
+
+    // A third game, then damage again: the offer says the day's backup holds fewer, and the user
+    // looks at the others before taking it knowingly.
+    qint32 myst = 0;
+    QVERIFY(GameTable::Add(modADO::instance().Connection(), 2, 1, QStringLiteral("Myst"), &myst, &err));
+    form->close();
+    form.reset();
+    modADO::instance().Close();
+    scramble(home.storePath());
+    prompts.answerMsgBox(MsgResult::OK);
+    prompts.answerChoice(QStringLiteral("Choose Another"));
+    prompts.answerMsgBox(MsgResult::Yes);
+    prompts.answerMsgBox(MsgResult::Yes);
+    prompts.answerMsgBox(MsgResult::OK);
+    restoreInWindow(daily.Made, &marked);
+    form = startMainWindow();
+    QCOMPARE(marked, 4);
+    const QList<PromptRecord> &shown = prompts.shown();
+    QVERIFY(shown.at(shown.size() - 4)
+                .text.contains(
+                    QStringLiteral("fewer games than your library had when it was last closed: 3 games and 1 file")));
+    QVERIFY(prompts.last().text.contains(QStringLiteral("was restored")));
+    QCOMPARE(gamesIn(home.storePath()), 2);
     form->close();
     modADO::instance().Close();
 }

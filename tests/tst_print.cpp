@@ -218,11 +218,11 @@ private Q_SLOTS:
         auto form = startMainWindow();
         const QString pdfPath = home.file(QStringLiteral("game.pdf"));
         prompts.answerSaveFile(pdfPath);
-        prompts.answerOffer(true);
+        prompts.answerChoice(QStringLiteral("Open PDF"));
         Q_EMIT form->findChild<ctlTree *>()->ExportGame(game, QStringLiteral("Sol Aurum"));
         QCOMPARE(prompts.shown().at(0).options.FileName, QStringLiteral("Sol Aurum.pdf"));
         // The export says where it went, and offers to open the PDF.
-        QCOMPARE(prompts.last().kind, PromptRecord::Offer);
+        QCOMPARE(prompts.last().kind, PromptRecord::Choice);
         QCOMPARE(prompts.last().text, QStringLiteral("Exported to ") + pdfPath);
         QCOMPARE(prompts.last().icon, MsgIcon::Information);
         QCOMPARE(m_opened, QList<QUrl>{QUrl::fromLocalFile(pdfPath)});

@@ -16,23 +16,11 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QSpinBox>
+#include <QStyle>
 #include <QTreeWidget>
 #include <QUrl>
 #include <QVBoxLayout>
 #include <QtConcurrent>
-
-namespace {
-
-QString kindOf(const BackupInfo &backup)
-{
-    if (backup.Note.isEmpty())
-        return QStringLiteral("Daily");
-    QString kind = backup.Note;
-    kind[0] = kind[0].toUpper();
-    return kind;
-}
-
-} // namespace
 
 frmBackups::frmBackups(const QString &storePath, QWidget *parent)
     : QDialog(parent),
@@ -60,11 +48,6 @@ frmBackups::frmBackups(const QString &storePath, QWidget *parent)
 
     m_lblFolder->setWordWrap(true);
     m_lblFolder->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    m_lblFolder->setText(
-        QStringLiteral("Lorekeep keeps copies of your library in %1: one on the first start of each day, and one "
-                       "before every change of many files. Restoring one keeps your library as it is now as one "
-                       "more backup.")
-            .arg(QDir::toNativeSeparators(BackupJob::Folder())));
 
     spnKeep->setObjectName(QStringLiteral("spnKeep"));
     spnKeep->setRange(1, 999);
@@ -125,6 +108,62 @@ void frmBackups::stopCounting()
     m_counting.waitForFinished();
 }
 
+QString frmBackups::KindText(const BackupInfo &backup)
+{
+    switch (backup.kind()) {
+    case BackupInfo::Kind::Daily: return QStringLiteral("Daily");
+    case BackupInfo::Kind::Damaged: return QStringLiteral("Damaged store");
+    case BackupInfo::Kind::Manual:
+    case BackupInfo::Kind::BeforeChange:
+    case BackupInfo::Kind::BeforeRestore: break;
+    }
+    QString kind = backup.Note;
+    kind[0] = kind[0].toUpper();
+    return kind;
+}
+
+QString frmBackups::KindDescription(const BackupInfo &backup)
+{
+    switch (backup.kind()) {
+    case BackupInfo::Kind::Daily: return QStringLiteral("the day's backup");
+    case BackupInfo::Kind::Manual: return QStringLiteral("a backup made with Back Up Now");
+    case BackupInfo::Kind::BeforeChange: return QStringLiteral("the backup kept %1").arg(backup.Note);
+    case BackupInfo::Kind::BeforeRestore:
+        return QStringLiteral("a copy of your library kept before a restore replaced it");
+    case BackupInfo::Kind::Damaged: return QStringLiteral("a copy of a damaged store");
+    }
+    return backup.Note;
+}
+
+QString frmBackups::CountsText(const BackupContents &contents)
+{
+    const QLocale locale;
+    return (contents.Games == 1 ? QStringLiteral("1 game")
+                                : QStringLiteral("%1 games").arg(locale.toString(contents.Games))) +
+           (contents.Files == 1 ? QStringLiteral(" and 1 file")
+                                : QStringLiteral(" and %1 files").arg(locale.toString(contents.Files)));
+}
+
+QString frmBackups::FewerText(const BackupContents &backup, const BackupContents &closed)
+{
+    if (!backup.FewerThan(closed))
+        return {};
+    const bool games = backup.Games < closed.Games;
+    const bool files = backup.Files < closed.Files;
+    return QStringLiteral("This backup holds fewer %1 than your library had when it was last closed: %2.")
+        .arg(games && files ? QStringLiteral("games and files")
+             : games        ? QStringLiteral("games")
+                            : QStringLiteral("files"),
+             CountsText(closed));
+}
+
+bool frmBackups::ConfirmFewer(const BackupContents &backup, const BackupContents &closed)
+{
+    return MsgBox(FewerText(backup, closed) +
+                      QStringLiteral(" It holds %1.\n\nRestore it anyway?").arg(CountsText(backup)),
+                  MsgButtons::YesNo, MsgIcon::Exclamation, QStringLiteral("Restore From Backup")) == MsgResult::Yes;
+}
+
 QString frmBackups::MadeText(const BackupInfo &backup)
 {
     const QLocale locale;
@@ -137,11 +176,22 @@ void frmBackups::Refresh()
     stopCounting();
     lvwBackups->clear();
     m_backups = StoreBackup::List(BackupJob::Folder(), modADO::NameFromPath(m_storePath));
+    m_contents = QVector<std::optional<BackupContents>>(m_backups.size());
+    m_lastClosed = BackupJob::LastClosed(m_storePath);
     const QLocale locale;
+    QString about =
+        QStringLiteral("Lorekeep keeps copies of your library in %1: one on the first start of each day, and one "
+                       "before every change of many files. Restoring one keeps your library as it is now as one "
+                       "more backup.")
+            .arg(QDir::toNativeSeparators(BackupJob::Folder()));
+    if (m_lastClosed)
+        about += QStringLiteral(" When last closed, your library held %1; a backup holding fewer is marked.")
+                     .arg(CountsText(*m_lastClosed));
+    m_lblFolder->setText(about);
     for (const BackupInfo &backup : std::as_const(m_backups)) {
         auto *item = new QTreeWidgetItem(lvwBackups);
         item->setText(MadeColumn, MadeText(backup));
-        item->setText(KindColumn, kindOf(backup));
+        item->setText(KindColumn, KindText(backup));
         item->setText(SizeColumn, locale.formattedDataSize(backup.Size));
         item->setText(GamesColumn, QStringLiteral("..."));
         item->setText(FilesColumn, QStringLiteral("..."));
@@ -171,17 +221,17 @@ void frmBackups::Refresh()
                 self.data(),
                 [self, stop, row, contents, ok, err] {
                     if (self && !*stop)
-                        self->showContents(row, contents.Games, contents.Files, ok ? QString() : err.Description);
+                        self->showContents(row, contents, ok ? QString() : err.Description);
                 },
                 Qt::QueuedConnection);
         }
     });
 }
 
-void frmBackups::showContents(int row, qint64 games, qint64 files, const QString &problem)
+void frmBackups::showContents(int row, const BackupContents &contents, const QString &problem)
 {
     QTreeWidgetItem *item = lvwBackups->topLevelItem(row);
-    if (!item)
+    if (!item || row >= m_contents.size())
         return;
     if (!problem.isEmpty()) {
         item->setText(GamesColumn, QStringLiteral("unreadable"));
@@ -189,9 +239,16 @@ void frmBackups::showContents(int row, qint64 games, qint64 files, const QString
         item->setToolTip(GamesColumn, problem);
         return;
     }
+    m_contents[row] = contents;
     const QLocale locale;
-    item->setText(GamesColumn, locale.toString(games));
-    item->setText(FilesColumn, locale.toString(files));
+    item->setText(GamesColumn, locale.toString(contents.Games));
+    item->setText(FilesColumn, locale.toString(contents.Files));
+    const QString fewer = m_lastClosed ? FewerText(contents, *m_lastClosed) : QString();
+    if (fewer.isEmpty())
+        return;
+    item->setIcon(GamesColumn, style()->standardIcon(QStyle::SP_MessageBoxWarning));
+    for (int column : {GamesColumn, FilesColumn})
+        item->setToolTip(column, fewer);
 }
 
 void frmBackups::cmdRestore_Click()
@@ -199,15 +256,22 @@ void frmBackups::cmdRestore_Click()
     const int row = lvwBackups->indexOfTopLevelItem(lvwBackups->currentItem());
     if (row < 0 || row >= m_backups.size())
         return;
-    const BackupInfo &backup = m_backups.at(row);
-    const QTreeWidgetItem *item = lvwBackups->topLevelItem(row);
-    QString contents;
-    if (item->text(FilesColumn) != QLatin1String("...") && !item->text(FilesColumn).isEmpty())
-        contents = QStringLiteral(" (%1 games, %2 files)").arg(item->text(GamesColumn), item->text(FilesColumn));
+    const BackupInfo backup = m_backups.at(row);
+    // Counted in the list already, or now: a count each on a backup is quick.
+    std::optional<BackupContents> contents = m_contents.value(row);
+    if (!contents) {
+        BackupContents counted;
+        ErrObject err;
+        if (StoreBackup::Inspect(backup.Path, &counted, &err))
+            contents = counted;
+    }
+    const QString holds = contents ? QStringLiteral(" (%1)").arg(CountsText(*contents)) : QString();
     if (MsgBox(QStringLiteral("Restore the backup made %1%2?\n\nYour library as it is now is kept as one more "
                               "backup, so nothing is lost.")
-                   .arg(item->text(MadeColumn), contents),
+                   .arg(MadeText(backup), holds),
                MsgButtons::YesNo, MsgIcon::Question, QStringLiteral("Restore From Backup")) != MsgResult::Yes)
+        return;
+    if (contents && m_lastClosed && contents->FewerThan(*m_lastClosed) && !ConfirmFewer(*contents, *m_lastClosed))
         return;
     m_chosen = backup;
     accept();
@@ -216,8 +280,12 @@ void frmBackups::cmdRestore_Click()
 void frmBackups::cmdBackUpNow_Click()
 {
     QString error;
+    bool reused = false;
     const BackgroundWork::Outcome outcome =
-        BackupJob::Make(this, m_storePath, QStringLiteral("manual"), nullptr, &error);
+        BackupJob::Make(this, m_storePath, QString(BackupInfo::ManualNote), nullptr, &error, true, &reused);
+    if (reused)
+        MsgBox(QStringLiteral("Your library is as the newest backup holds it, so no new backup was needed."),
+               MsgButtons::OK, MsgIcon::Information, QStringLiteral("Back Up Now"));
     if (outcome == BackgroundWork::Outcome::Failed)
         MsgBox(QStringLiteral("The backup could not be made:\n\n%1").arg(error), MsgButtons::OK, MsgIcon::Critical,
                QStringLiteral("Back Up Now"));

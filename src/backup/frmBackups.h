@@ -34,6 +34,18 @@ public:
     // 2026, 09:14".
     static QString MadeText(const BackupInfo &backup);
 
+    // What kind of backup it is, as the list shows it ("Daily", "Before restore") and as a sentence
+    // names it ("the day's backup", "a copy made before a restore").
+    static QString KindText(const BackupInfo &backup);
+    static QString KindDescription(const BackupInfo &backup);
+    // "12 games and 1 file".
+    static QString CountsText(const BackupContents &contents);
+    // What the user must know of a backup that holds fewer games or files than the library had
+    // when it was last closed; empty when it holds no fewer.
+    static QString FewerText(const BackupContents &backup, const BackupContents &closed);
+    // Asks once more before such a backup is restored; true to go on.
+    static bool ConfirmFewer(const BackupContents &backup, const BackupContents &closed);
+
     // The backup to restore once the window closed with Restore.
     std::optional<BackupInfo> Chosen() const { return m_chosen; }
 
@@ -50,11 +62,14 @@ public Q_SLOTS:
 
 private:
     void stopCounting();
-    void showContents(int row, qint64 games, qint64 files, const QString &problem);
+    void showContents(int row, const BackupContents &contents, const QString &problem);
 
     QString m_storePath;
     QLabel *m_lblFolder;
     QVector<BackupInfo> m_backups;
+    // What each listed backup holds, as counted so far.
+    QVector<std::optional<BackupContents>> m_contents;
+    std::optional<BackupContents> m_lastClosed;
     std::optional<BackupInfo> m_chosen;
     // The background count of the listed backups; the flag stops it when the list changes.
     QFuture<void> m_counting;

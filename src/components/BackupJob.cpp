@@ -2,23 +2,30 @@
 
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
+#include "data/ClosedCounts.h"
 #include "data/StoreError.h"
 #include "data/modADO.h"
 #include "platform/Prompts.h"
 #include "platform/SettingKeys.h"
 #include "platform/SettingsStore.h"
 
+#include <QApplication>
 #include <QDateTime>
+#include <QEventLoop>
 #include <QFileInfo>
+#include <QHash>
+#include <QTimer>
 
 #include <algorithm>
+#include <atomic>
+#include <memory>
 
 namespace {
 
 const QString moduleName = QStringLiteral("BackupJob");
 
-// The stages of a restore, for the progress dialog.
-enum Stage { Checking, Copying };
+// The stages of a backup or a restore, for the progress dialog.
+enum Stage { Checking, Comparing, Copying };
 
 // A bar that fills with the work when its size is known, a busy bar otherwise.
 BackgroundWork::Shown bar(const QString &text, const BackgroundWork::Step &step)
@@ -82,6 +89,51 @@ bool writable(const QString &storePath)
     return modADO::ReadOnlyReason(storePath).isEmpty();
 }
 
+// Copies under way, by store, each with the flag its worker sets once the copy is on the disk.
+// A backup asked for meanwhile (by work queued to the progress dialog's event loop) waits for
+// them, and then finds out whether it is still needed.
+using Finished = std::shared_ptr<std::atomic<bool>>;
+QHash<QString, QList<Finished>> &underWay()
+{
+    static QHash<QString, QList<Finished>> copies;
+    return copies;
+}
+
+bool copying(const QString &storePath)
+{
+    QList<Finished> &copies = underWay()[storePath];
+    copies.removeIf([](const Finished &finished) { return finished->load(); });
+    return !copies.isEmpty();
+}
+
+void waitForCopies(const QString &storePath)
+{
+    // As BackgroundWork does: the user's input waits until a progress dialog with Cancel is up.
+    while (copying(storePath)) {
+        const bool dialogUp = QApplication::activeModalWidget() != nullptr;
+        QEventLoop loop;
+        QTimer poll;
+        QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
+            if (!copying(storePath) || (!dialogUp && QApplication::activeModalWidget()))
+                loop.quit();
+        });
+        poll.start(20);
+        loop.exec(dialogUp ? QEventLoop::AllEvents : QEventLoop::ExcludeUserInputEvents);
+    }
+}
+
+int preference(const BackupInfo &backup)
+{
+    switch (backup.kind()) {
+    case BackupInfo::Kind::Daily:
+    case BackupInfo::Kind::Manual: return 0;
+    case BackupInfo::Kind::BeforeChange: return 1;
+    case BackupInfo::Kind::BeforeRestore: return 2;
+    case BackupInfo::Kind::Damaged: return 3;
+    }
+    return 3;
+}
+
 } // namespace
 
 QString BackupJob::Folder()
@@ -96,16 +148,47 @@ int BackupJob::Keep()
 }
 
 BackgroundWork::Outcome BackupJob::Make(QWidget *window, const QString &storePath, const QString &note, QString *made,
-                                        QString *error, bool rotate)
+                                        QString *error, bool rotate, bool *reused)
 {
+    waitForCopies(storePath);
     const QString folder = Folder();
+    const QVector<BackupInfo> backups = soundBackups(storePath);
+    auto finished = std::make_shared<std::atomic<bool>>(false);
+    underWay()[storePath].append(finished);
+    bool held = false;
     const BackgroundWork::Outcome outcome = run(
         window, QStringLiteral("Backup"),
         [&](const BackgroundWork::Report &report, ErrObject *err) {
+            struct Flag
+            {
+                Finished finished;
+                ~Flag() { *finished = true; }
+            } flag{finished};
+            bool stopped = false;
+            if (!backups.isEmpty() &&
+                StoreBackup::Holds(backups.constFirst().Path, storePath, &stopped, reportAs(report, Comparing))) {
+                held = true;
+                if (made)
+                    *made = backups.constFirst().Path;
+                return true;
+            }
+            if (stopped) {
+                *err = {StoreBackup::Cancelled, QString()};
+                return false;
+            }
             return StoreBackup::Make(storePath, folder, note, made, err, reportAs(report, Copying));
         },
-        [](const BackgroundWork::Step &step) { return bar(QStringLiteral("Backing up the library..."), step); }, error);
-    if (outcome == BackgroundWork::Outcome::Done && rotate)
+        [](const BackgroundWork::Step &step) {
+            return bar(step.stage == Comparing ? QStringLiteral("Comparing the library with its newest backup...")
+                                               : QStringLiteral("Backing up the library..."),
+                       step);
+        },
+        error);
+    *finished = true;
+    copying(storePath);
+    if (reused)
+        *reused = held && outcome == BackgroundWork::Outcome::Done;
+    if (outcome == BackgroundWork::Outcome::Done && rotate && !held)
         StoreBackup::Rotate(folder, modADO::NameFromPath(storePath), Keep());
     return outcome;
 }
@@ -180,18 +263,23 @@ BackgroundWork::Outcome BackupJob::Restore(QWidget *window, const QString &backu
         error);
 }
 
-std::optional<BackupInfo> BackupJob::NewestGood(QWidget *window, const QString &storePath)
+std::optional<BackupChoice> BackupJob::NewestGood(QWidget *window, const QString &storePath)
 {
-    const QVector<BackupInfo> backups = soundBackups(storePath);
-    std::optional<BackupInfo> good;
+    QVector<BackupInfo> backups = StoreBackup::List(Folder(), modADO::NameFromPath(storePath));
+    std::stable_sort(backups.begin(), backups.end(),
+                     [](const BackupInfo &a, const BackupInfo &b) { return preference(a) < preference(b); });
+    std::optional<BackupChoice> good;
     QString error;
     run(
         window, QStringLiteral("Restore From Backup"),
         [&](const BackgroundWork::Report &report, ErrObject *err) {
-            for (const BackupInfo &backup : backups) {
+            for (const BackupInfo &backup : std::as_const(backups)) {
                 ErrObject checkErr;
                 if (StoreBackup::Check(backup.Path, nullptr, &checkErr, reportAs(report, Checking))) {
-                    good = backup;
+                    good = BackupChoice{backup, std::nullopt, preference(backup) > 0};
+                    BackupContents contents;
+                    if (StoreBackup::Inspect(backup.Path, &contents, &checkErr))
+                        good->Contents = contents;
                     return true;
                 }
                 if (checkErr.Number == StoreBackup::Cancelled) {
@@ -206,4 +294,18 @@ std::optional<BackupInfo> BackupJob::NewestGood(QWidget *window, const QString &
         },
         &error);
     return good;
+}
+
+std::optional<BackupContents> BackupJob::LastClosed(const QString &storePath)
+{
+    return ClosedCounts::Recall(Folder(), storePath);
+}
+
+void BackupJob::RememberClosed(const QSqlDatabase &db)
+{
+    BackupContents counts;
+    ErrObject err;
+    if (!ClosedCounts::Count(db, &counts, &err) ||
+        !ClosedCounts::Remember(Folder(), StoreError::storePath(db), counts, &err))
+        LogError(err, moduleName, QStringLiteral("RememberClosed"), false);
 }

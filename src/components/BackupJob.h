@@ -11,6 +11,16 @@
 
 class QWidget;
 
+// The backup a damaged store's offer names, with what it holds.
+struct BackupChoice
+{
+    BackupInfo Backup;
+    // Nothing when it could not be counted.
+    std::optional<BackupContents> Contents;
+    // Set when no day's or manual backup passed the check, so this one is of another kind.
+    bool Fallback = false;
+};
+
 // The store's backups, made and brought back with the window alive (BackgroundWork), and the
 // checks that decide when one is due.
 class BackupJob final
@@ -22,9 +32,11 @@ public:
     static int Keep();
 
     // Makes a backup of the store at `storePath` and, when `rotate` is set, deletes those beyond
-    // the number kept.
+    // the number kept. When the newest backup holds the store page for page, none is made:
+    // `made` then receives that backup's path and `reused` (may be null) is set. A backup of the
+    // same store under way is waited for first.
     static BackgroundWork::Outcome Make(QWidget *window, const QString &storePath, const QString &note, QString *made,
-                                        QString *error, bool rotate = true);
+                                        QString *error, bool rotate = true, bool *reused = nullptr);
 
     // Whether the newest backup of the store already holds it as it is: made after the store's
     // file and its log were last written.
@@ -46,6 +58,14 @@ public:
     static BackgroundWork::Outcome Restore(QWidget *window, const QString &backupPath, const QString &storePath,
                                            QString *error);
 
-    // The newest backup of the store that passes the integrity check, checked newest first.
-    static std::optional<BackupInfo> NewestGood(QWidget *window, const QString &storePath);
+    // The newest backup of the store that passes the integrity check, with its counts: the day's
+    // and manual backups first, then those made before a change, and copies of a library being
+    // replaced (before a restore, damaged) only when nothing else passes.
+    static std::optional<BackupChoice> NewestGood(QWidget *window, const QString &storePath);
+
+    // The games and files the store held when it was last closed cleanly.
+    static std::optional<BackupContents> LastClosed(const QString &storePath);
+    // Keeps the counts of the store `db` is open on as those of its last clean close; a failure
+    // is logged.
+    static void RememberClosed(const QSqlDatabase &db);
 };

@@ -216,7 +216,57 @@ int reportCheck(void *context)
     return check->stopped ? 1 : 0;
 }
 
+// Header bytes that differ between a store and a page-for-page copy of it: the journal mode, the
+// change counter, the schema cookie (bumped by every copy) and the version that wrote it last.
+bool volatileHeaderByte(qint64 offset)
+{
+    return (offset >= 18 && offset <= 19) || (offset >= 24 && offset <= 27) || (offset >= 40 && offset <= 43) ||
+           (offset >= 92 && offset <= 99);
+}
+
+bool sameBytes(const QString &first, const QString &second, const StoreBackup::Progress &progress, bool *stopped)
+{
+    QFile a(first);
+    QFile b(second);
+    if (!a.open(QIODevice::ReadOnly) || !b.open(QIODevice::ReadOnly) || a.size() != b.size())
+        return false;
+    const qint64 total = a.size();
+    constexpr qint64 chunk = 1 << 20;
+    for (qint64 done = 0; done < total;) {
+        QByteArray left = a.read(chunk);
+        QByteArray right = b.read(chunk);
+        if (left.size() != right.size() || left.isEmpty())
+            return false;
+        if (done == 0) {
+            for (qint64 i = 0; i < std::min<qint64>(100, left.size()); ++i)
+                if (volatileHeaderByte(i))
+                    left[i] = right[i];
+        }
+        if (left != right)
+            return false;
+        done += left.size();
+        if (progress && !progress(done, total)) {
+            *stopped = true;
+            return false;
+        }
+    }
+    return true;
+}
+
 } // namespace
+
+BackupInfo::Kind BackupInfo::kind() const
+{
+    if (Note.isEmpty())
+        return Kind::Daily;
+    if (Note == ManualNote)
+        return Kind::Manual;
+    if (Note == BeforeRestoreNote)
+        return Kind::BeforeRestore;
+    if (IsDamaged())
+        return Kind::Damaged;
+    return Kind::BeforeChange;
+}
 
 const QString StoreBackup::FolderName = QStringLiteral("Backups");
 
@@ -359,6 +409,44 @@ bool StoreBackup::Inspect(const QString &path, BackupContents *contents, ErrObje
     contents->Games = query.value(0).toLongLong();
     contents->Files = query.value(1).toLongLong();
     return true;
+}
+
+bool StoreBackup::Holds(const QString &backupPath, const QString &storePath, bool *stopped, const Progress &progress)
+{
+    *stopped = false;
+    const qint64 backupSize = QFileInfo(backupPath).size();
+    ErrObject err;
+    Link reader(storePath, "ro");
+    if (!reader.open(&err))
+        return false;
+    // The store's pages as committed now, held still while they are compared.
+    QSqlQuery hold(reader.db());
+    qint64 pages = 0;
+    qint64 pageSize = 0;
+    if (!hold.exec(QStringLiteral("BEGIN")) || !hold.exec(QStringLiteral("SELECT count(*) FROM sqlite_master")) ||
+        !hold.exec(QStringLiteral("PRAGMA page_count")) || !hold.next())
+        return false;
+    pages = hold.value(0).toLongLong();
+    if (!hold.exec(QStringLiteral("PRAGMA page_size")) || !hold.next())
+        return false;
+    pageSize = hold.value(0).toLongLong();
+    hold.finish();
+    if (pages * pageSize != backupSize)
+        return false;
+    // Committed pages may still wait in the write-ahead log; the file alone holds the store only
+    // once every one of them is copied in. The reader above keeps newer ones out of the file.
+    {
+        Link writer(storePath, "rw");
+        if (!writer.open(&err))
+            return false;
+        QSqlQuery checkpoint(writer.db());
+        if (!checkpoint.exec(QStringLiteral("PRAGMA wal_checkpoint(PASSIVE)")) || !checkpoint.next() ||
+            checkpoint.value(0).toInt() != 0 || checkpoint.value(1).toLongLong() != checkpoint.value(2).toLongLong())
+            return false;
+    }
+    const bool same = QFileInfo(storePath).size() == backupSize && sameBytes(storePath, backupPath, progress, stopped);
+    hold.exec(QStringLiteral("COMMIT"));
+    return same;
 }
 
 bool StoreBackup::Check(const QString &path, QStringList *problems, ErrObject *err, const Progress &progress)

@@ -23,7 +23,14 @@ struct BackupInfo
 
     // The note of a byte copy of a store that could not be opened.
     static constexpr QLatin1String DamagedNote{"damaged"};
+    static constexpr QLatin1String ManualNote{"manual"};
+    static constexpr QLatin1String BeforeRestoreNote{"before restore"};
     bool IsDamaged() const { return Note == DamagedNote; }
+
+    // Why a backup was made, in the order a damaged store's offer prefers them: the library as
+    // the user kept it first, copies of a library that was being replaced last.
+    enum class Kind { Daily, Manual, BeforeChange, BeforeRestore, Damaged };
+    Kind kind() const;
 };
 
 // What a backup holds, read from it without changing it.
@@ -31,6 +38,9 @@ struct BackupContents
 {
     qint64 Games = 0;
     qint64 Files = 0;
+
+    // Whether this holds fewer games or fewer files than `other`.
+    bool FewerThan(const BackupContents &other) const { return Games < other.Games || Files < other.Files; }
 };
 
 // Consistent copies of a store, made with SQLite's online backup while the program goes on using
@@ -72,6 +82,11 @@ public:
 
     // Counts a backup's games and files.
     static bool Inspect(const QString &path, BackupContents *contents, ErrObject *err);
+    // Whether the backup at `backupPath` holds the store at `storePath` as it is now, page for
+    // page. False whenever that cannot be made sure of cheaply enough; `stopped` is set when
+    // `progress` asked to stop.
+    static bool Holds(const QString &backupPath, const QString &storePath, bool *stopped,
+                      const Progress &progress = {});
     // Runs SQLite's integrity check on the store at `path` and checks that it is a Lorekeep store
     // this version reads; `problems` (may be null) receives what the check reported. False with
     // `err` naming the first problem when it is not sound.

@@ -40,10 +40,10 @@ Prompts *Prompts::install(Prompts *prompts)
     return previous;
 }
 
-bool Prompts::MsgBoxOffer(const QString &prompt, MsgIcon icon, const QString &title, const QString &)
+int Prompts::Choose(const QString &prompt, const QStringList &choices, MsgIcon, const QString &title)
 {
-    MsgBox(prompt, MsgButtons::OK, icon, title);
-    return false;
+    QTextStream(stderr) << title << ": " << prompt << Qt::endl;
+    return int(choices.size()) - 1;
 }
 
 QList<MsgResult> Prompts::answersOf(MsgButtons buttons)

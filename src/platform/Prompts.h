@@ -31,10 +31,9 @@ public:
     virtual ~Prompts() = default;
 
     virtual MsgResult MsgBox(const QString &prompt, MsgButtons buttons, MsgIcon icon, const QString &title) = 0;
-    // A message with OK and one more button, captioned `offer`, for something the user may do next
-    // (open what was just written); true when that button was chosen. Prompts without such a
-    // button show the message alone and answer false.
-    virtual bool MsgBoxOffer(const QString &prompt, MsgIcon icon, const QString &title, const QString &offer);
+    // A question answered by buttons of its own: `choices` left to right, the first the default and
+    // the last the answer of Esc or the close box (so it should decline). The index of the answer.
+    virtual int Choose(const QString &prompt, const QStringList &choices, MsgIcon icon, const QString &title);
     // The text entered, or nothing when the box was cancelled.
     virtual std::optional<QString> InputBox(const QString &prompt, const QString &title,
                                             const QString &defaultText) = 0;

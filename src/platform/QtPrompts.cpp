@@ -94,18 +94,23 @@ MsgResult QtPrompts::MsgBox(const QString &prompt, MsgButtons buttons, MsgIcon i
     return answerOf.value(box.clickedButton(), escapeAnswer(buttons));
 }
 
-bool QtPrompts::MsgBoxOffer(const QString &prompt, MsgIcon icon, const QString &title, const QString &offer)
+int QtPrompts::Choose(const QString &prompt, const QStringList &choices, MsgIcon icon, const QString &title)
 {
+    if (choices.isEmpty())
+        return -1;
     QMessageBox box(messageIcon(icon), title, prompt, QMessageBox::NoButton, dialogParent());
     box.setTextFormat(Qt::PlainText);
-    QPushButton *take = box.addButton(offer, QMessageBox::AcceptRole);
-    QPushButton *ok = box.addButton(QMessageBox::Ok);
-    box.setDefaultButton(ok);
-    box.setEscapeButton(ok);
+    QList<QAbstractButton *> buttons;
+    for (qsizetype i = 0; i < choices.size(); ++i)
+        buttons << box.addButton(choices.at(i),
+                                 i + 1 == choices.size() ? QMessageBox::RejectRole : QMessageBox::AcceptRole);
+    box.setDefaultButton(qobject_cast<QPushButton *>(buttons.constFirst()));
+    box.setEscapeButton(buttons.constLast());
     QGuiApplication::setOverrideCursor(Qt::ArrowCursor);
     box.exec();
     QGuiApplication::restoreOverrideCursor();
-    return box.clickedButton() == take;
+    const qsizetype chosen = buttons.indexOf(box.clickedButton());
+    return int(chosen < 0 ? choices.size() - 1 : chosen);
 }
 
 std::optional<QString> QtPrompts::InputBox(const QString &prompt, const QString &title, const QString &defaultText)

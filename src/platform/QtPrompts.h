@@ -8,7 +8,7 @@ class QtPrompts final : public Prompts
 {
 public:
     MsgResult MsgBox(const QString &prompt, MsgButtons buttons, MsgIcon icon, const QString &title) override;
-    bool MsgBoxOffer(const QString &prompt, MsgIcon icon, const QString &title, const QString &offer) override;
+    int Choose(const QString &prompt, const QStringList &choices, MsgIcon icon, const QString &title) override;
     std::optional<QString> InputBox(const QString &prompt, const QString &title, const QString &defaultText) override;
     std::optional<QString> GetOpenFileName(const FileDialogOptions &options) override;
     std::optional<QString> GetSaveFileName(const FileDialogOptions &options) override;

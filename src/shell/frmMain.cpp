@@ -400,6 +400,8 @@ bool frmMain::Form_QueryUnload()
 
 void frmMain::Form_Unload()
 {
+    if (modADO::instance().IsOpen() && !m_damageOffered)
+        BackupJob::RememberClosed(modADO::instance().Connection());
     m_layout.Save();
     SaveSettings({{SettingKeys::TreeSearchText, m_ctlTree->SearchText()},
                   {SettingKeys::DetailSelTab, QString::number(m_ctlDetails->SelectedTab())},

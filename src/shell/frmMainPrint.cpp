@@ -110,9 +110,9 @@ void frmMain::reportExport(PrintJob::Outcome outcome, const QString &path, const
     if (outcome == PrintJob::Outcome::Cancelled)
         return;
     if (outcome == PrintJob::Outcome::Done) {
-        if (Prompts::current().MsgBoxOffer(QStringLiteral("Exported to ") + QDir::toNativeSeparators(path),
-                                           MsgIcon::Information, QStringLiteral("Lorekeep"),
-                                           QStringLiteral("Open PDF")))
+        if (Prompts::current().Choose(QStringLiteral("Exported to ") + QDir::toNativeSeparators(path),
+                                      {QStringLiteral("&Open PDF"), QStringLiteral("OK")}, MsgIcon::Information,
+                                      QStringLiteral("Lorekeep")) == 0)
             QDesktopServices::openUrl(QUrl::fromLocalFile(path));
         return;
     }

@@ -31,6 +31,9 @@ QString frmMain::StorePath() const
 bool frmMain::OpenStore(const QString &path)
 {
     modADO &store = modADO::instance();
+    // Another store is about to take its place: this is the store's clean close.
+    if (store.IsOpen() && store.DatabasePath() != path && !m_damageOffered)
+        BackupJob::RememberClosed(store.Connection());
     ErrObject err;
     if (store.Open(path, &err)) {
         m_storeOpened = std::chrono::steady_clock::now();
@@ -59,7 +62,7 @@ bool frmMain::OfferRestore(const QString &storePath)
     // Once per damage: the reads that fail while the offer is up do not ask again.
     m_damageOffered = true;
     // The backups are checked first, so that the offer names one that will restore.
-    const std::optional<BackupInfo> good = BackupJob::NewestGood(this, storePath);
+    const std::optional<BackupChoice> good = BackupJob::NewestGood(this, storePath);
     if (!good) {
         if (!StoreBackup::List(BackupJob::Folder(), modADO::NameFromPath(storePath)).isEmpty())
             MsgBox(QStringLiteral("None of the backups in \"%1\" passes the check, so none can be restored.")
@@ -67,12 +70,33 @@ bool frmMain::OfferRestore(const QString &storePath)
                    MsgButtons::OK, MsgIcon::Exclamation);
         return false;
     }
-    if (MsgBox(QStringLiteral("The store \"%1\" is damaged.\n\nRestore the newest good backup, made %2? A copy of "
-                              "the damaged store is kept in the backups.")
-                   .arg(QDir::toNativeSeparators(storePath), frmBackups::MadeText(*good)),
-               MsgButtons::YesNo, MsgIcon::Exclamation, QStringLiteral("Restore From Backup")) != MsgResult::Yes)
+    QString about = QStringLiteral("The newest good backup is %1, from %2")
+                        .arg(frmBackups::KindDescription(good->Backup), frmBackups::MadeText(good->Backup));
+    if (good->Contents)
+        about += QStringLiteral(". It holds %1.").arg(frmBackups::CountsText(*good->Contents));
+    else
+        about += QStringLiteral("; what it holds could not be counted.");
+    if (good->Fallback)
+        about += QStringLiteral("\n\nNo day's or manual backup passes the check, so this is the best one left.");
+    const std::optional<BackupContents> closed = BackupJob::LastClosed(storePath);
+    const QString fewer = good->Contents && closed ? frmBackups::FewerText(*good->Contents, *closed) : QString();
+    if (!fewer.isEmpty())
+        about += QStringLiteral("\n\n") + fewer;
+    const int answer = Prompts::current().Choose(
+        QStringLiteral("The store \"%1\" is damaged.\n\n%2\n\nRestore it? A copy of the damaged store is kept in "
+                       "the backups.")
+            .arg(QDir::toNativeSeparators(storePath), about),
+        {QStringLiteral("&Restore"), QStringLiteral("&Choose Another Backup..."), QStringLiteral("&Don't Restore")},
+        MsgIcon::Exclamation, QStringLiteral("Restore From Backup"));
+    if (answer == 1) {
+        frmBackups dialog(storePath, this);
+        if (dialog.exec() != QDialog::Accepted || !dialog.Chosen())
+            return false;
+        return RestoreFrom(*dialog.Chosen(), storePath, true);
+    }
+    if (answer != 0 || (!fewer.isEmpty() && !frmBackups::ConfirmFewer(*good->Contents, *closed)))
         return false;
-    return RestoreFrom(*good, storePath, true);
+    return RestoreFrom(good->Backup, storePath, true);
 }
 
 bool frmMain::RestoreFrom(const BackupInfo &backup, const QString &storePath, bool damaged)
@@ -96,7 +120,7 @@ bool frmMain::RestoreFrom(const BackupInfo &backup, const QString &storePath, bo
         }
     } else {
         // Not rotated yet: the backup being restored may be the oldest one kept.
-        outcome = BackupJob::Make(this, storePath, QStringLiteral("before restore"), &kept, &error, false);
+        outcome = BackupJob::Make(this, storePath, QString(BackupInfo::BeforeRestoreNote), &kept, &error, false);
         if (outcome == BackgroundWork::Outcome::Done && wasOpen)
             store.Close();
     }

@@ -11,14 +11,15 @@
 // One prompt the program showed, as the user would have seen it.
 struct PromptRecord
 {
-    enum Kind { Message, Input, OpenFile, SaveFile, OpenFiles, Folder, Print, Offer };
+    enum Kind { Message, Choice, Input, OpenFile, SaveFile, OpenFiles, Folder, Print };
     Kind kind = Message;
     QString text; // the message or the input box's prompt; the file dialog's title
     QString title;
     MsgButtons buttons = MsgButtons::OK;
     MsgIcon icon = MsgIcon::None;
-    QString defaultText; // the input box's text; the extra button's caption of an offer
+    QString defaultText;
     FileDialogOptions options;
+    QStringList choices; // a Choose box's buttons
 };
 
 // The tests' prompts: answers are queued in advance and every prompt is recorded. A prompt nobody
@@ -32,8 +33,8 @@ public:
     Q_DISABLE_COPY_MOVE(ScriptedPrompts)
 
     void answerMsgBox(MsgResult answer);
-    // A message with an extra button: whether the user chooses it.
-    void answerOffer(bool take);
+    // A Choose box: the button whose caption starts with `choice`.
+    void answerChoice(const QString &choice);
     void answerInput(std::optional<QString> text);
     void answerOpenFile(std::optional<QString> path);
     void answerSaveFile(std::optional<QString> path);
@@ -47,7 +48,7 @@ public:
     const PromptRecord &last() const { return m_shown.constLast(); }
 
     MsgResult MsgBox(const QString &prompt, MsgButtons buttons, MsgIcon icon, const QString &title) override;
-    bool MsgBoxOffer(const QString &prompt, MsgIcon icon, const QString &title, const QString &offer) override;
+    int Choose(const QString &prompt, const QStringList &choices, MsgIcon icon, const QString &title) override;
     std::optional<QString> InputBox(const QString &prompt, const QString &title, const QString &defaultText) override;
     std::optional<QString> GetOpenFileName(const FileDialogOptions &options) override;
     std::optional<QString> GetSaveFileName(const FileDialogOptions &options) override;
