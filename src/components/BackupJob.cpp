@@ -9,16 +9,10 @@
 #include "platform/SettingKeys.h"
 #include "platform/SettingsStore.h"
 
-#include <QApplication>
 #include <QDateTime>
-#include <QEventLoop>
 #include <QFileInfo>
-#include <QHash>
-#include <QTimer>
 
 #include <algorithm>
-#include <atomic>
-#include <memory>
 
 namespace {
 
@@ -89,39 +83,6 @@ bool writable(const QString &storePath)
     return modADO::ReadOnlyReason(storePath).isEmpty();
 }
 
-// Copies under way, by store, each with the flag its worker sets once the copy is on the disk.
-// A backup asked for meanwhile (by work queued to the progress dialog's event loop) waits for
-// them, and then finds out whether it is still needed.
-using Finished = std::shared_ptr<std::atomic<bool>>;
-QHash<QString, QList<Finished>> &underWay()
-{
-    static QHash<QString, QList<Finished>> copies;
-    return copies;
-}
-
-bool copying(const QString &storePath)
-{
-    QList<Finished> &copies = underWay()[storePath];
-    copies.removeIf([](const Finished &finished) { return finished->load(); });
-    return !copies.isEmpty();
-}
-
-void waitForCopies(const QString &storePath)
-{
-    // As BackgroundWork does: the user's input waits until a progress dialog with Cancel is up.
-    while (copying(storePath)) {
-        const bool dialogUp = QApplication::activeModalWidget() != nullptr;
-        QEventLoop loop;
-        QTimer poll;
-        QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
-            if (!copying(storePath) || (!dialogUp && QApplication::activeModalWidget()))
-                loop.quit();
-        });
-        poll.start(20);
-        loop.exec(dialogUp ? QEventLoop::AllEvents : QEventLoop::ExcludeUserInputEvents);
-    }
-}
-
 int preference(const BackupInfo &backup)
 {
     switch (backup.kind()) {
@@ -150,20 +111,12 @@ int BackupJob::Keep()
 BackgroundWork::Outcome BackupJob::Make(QWidget *window, const QString &storePath, const QString &note, QString *made,
                                         QString *error, bool rotate, bool *reused)
 {
-    waitForCopies(storePath);
     const QString folder = Folder();
     const QVector<BackupInfo> backups = soundBackups(storePath);
-    auto finished = std::make_shared<std::atomic<bool>>(false);
-    underWay()[storePath].append(finished);
     bool held = false;
     const BackgroundWork::Outcome outcome = run(
         window, QStringLiteral("Backup"),
         [&](const BackgroundWork::Report &report, ErrObject *err) {
-            struct Flag
-            {
-                Finished finished;
-                ~Flag() { *finished = true; }
-            } flag{finished};
             bool stopped = false;
             if (!backups.isEmpty() &&
                 StoreBackup::Holds(backups.constFirst().Path, storePath, &stopped, reportAs(report, Comparing))) {
@@ -184,8 +137,6 @@ BackgroundWork::Outcome BackupJob::Make(QWidget *window, const QString &storePat
                        step);
         },
         error);
-    *finished = true;
-    copying(storePath);
     if (reused)
         *reused = held && outcome == BackgroundWork::Outcome::Done;
     if (outcome == BackgroundWork::Outcome::Done && rotate && !held)
