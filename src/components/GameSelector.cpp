@@ -61,11 +61,7 @@ GameSelector::GameSelector(QWidget *parent)
     setModal(true);
     setSizeGripEnabled(true);
 
-    for (quint8 code = 1; code <= modNames::PlatformCount; ++code)
-        cboPlatform->addItem(modNames::GetPlatformName(code), code);
-    for (quint8 code = 1; code <= modNames::GenreCount; ++code)
-        cboGenre->addItem(modNames::GetGenreName(code), code);
-    cboPlatform->setMaxVisibleItems(modNames::PlatformCount);
+    FillPlaces(cboPlatform, cboGenre);
     cboPlatform->setSizeAdjustPolicy(QComboBox::AdjustToContents);
     lblPlatform->setBuddy(cboPlatform);
     lblGenre->setBuddy(cboGenre);
@@ -110,6 +106,15 @@ GameSelector::GameSelector(QWidget *parent)
     connect(buttons, &QDialogButtonBox::rejected, this, &GameSelector::reject);
 
     ApplyMode();
+}
+
+void GameSelector::FillPlaces(QComboBox *platforms, QComboBox *genres)
+{
+    for (quint8 code = 1; code <= modNames::PlatformCount; ++code)
+        platforms->addItem(modNames::GetPlatformName(code), code);
+    for (quint8 code = 1; code <= modNames::GenreCount; ++code)
+        genres->addItem(modNames::GetGenreName(code), code);
+    platforms->setMaxVisibleItems(modNames::PlatformCount);
 }
 
 void GameSelector::setConnection(const QSqlDatabase &db)

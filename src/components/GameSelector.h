@@ -33,6 +33,10 @@ public:
     // Prepare, then runs the dialog modally until it closes.
     void Show(quint8 platformId, quint8 genreId, qint32 gameId, const QString &caption);
 
+    // Fills the two lists with every platform and genre by name, each item holding its code; the
+    // platform list shows all of them at once.
+    static void FillPlaces(QComboBox *platforms, QComboBox *genres);
+
     // Until the dialog is confirmed these are the values given to Prepare, and a cancel keeps them.
     quint8 PlatformId() const { return m_platformId; }
     quint8 GenreId() const { return m_genreId; }

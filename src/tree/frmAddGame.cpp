@@ -1,6 +1,6 @@
 #include "frmAddGame.h"
 
-#include "data/modNames.h"
+#include "components/GameSelector.h"
 
 #include <QComboBox>
 #include <QDialogButtonBox>
@@ -33,11 +33,7 @@ frmAddGame::frmAddGame(QWidget *parent)
     setWindowTitle(QStringLiteral("Add New Game"));
     setModal(true);
 
-    for (quint8 code = 1; code <= modNames::PlatformCount; ++code)
-        cboPlatform->addItem(modNames::GetPlatformName(code), code);
-    for (quint8 code = 1; code <= modNames::GenreCount; ++code)
-        cboGenre->addItem(modNames::GetGenreName(code), code);
-    cboPlatform->setMaxVisibleItems(modNames::PlatformCount);
+    GameSelector::FillPlaces(cboPlatform, cboGenre);
     cboPlatform->setPlaceholderText(QStringLiteral("Choose a platform"));
     cboGenre->setPlaceholderText(QStringLiteral("Choose a genre"));
     lblName->setBuddy(txtName);
