@@ -1,3 +1,4 @@
+#include "TestHome.h"
 #include "base/AppPath.h"
 #include "data/HomeFolder.h"
 #include "data/modADO.h"
@@ -74,18 +75,13 @@ void tst_home::newHomeIsInstalledOnce()
     QVERIFY(QFile::remove(home + HomeFolder::StoreFileName));
     QVERIFY(QFile::remove(home + QStringLiteral("logo.gif")));
     QVERIFY(QDir(home + QStringLiteral("QuickClip")).removeRecursively());
-    tips.close();
-    QVERIFY(tips.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    tips.write("My own tip\r\n");
-    tips.close();
+    writeFile(tips.fileName(), "My own tip\r\n");
     QVERIFY(HomeFolder::Prepare(home, &installed, &err));
     QVERIFY(!installed);
     QVERIFY(!QFileInfo::exists(home + HomeFolder::StoreFileName));
-    QVERIFY(QFileInfo(home + QStringLiteral("logo.gif")).size() > 0);
-    QVERIFY(QFileInfo(home + QStringLiteral("QuickClip")).isDir());
-    QVERIFY(tips.open(QIODevice::ReadOnly));
-    QCOMPARE(tips.readAll(), QByteArray("My own tip\r\n"));
-    tips.close();
+    QVERIFY(QFileInfo(home + QStringLiteral("logo.gif")).size() > 0 &&
+            QFileInfo(home + QStringLiteral("QuickClip")).isDir());
+    QCOMPARE(readFile(tips.fileName()), QByteArray("My own tip\r\n"));
 
     // An existing but empty folder is a new home, and so is one that holds only the lock a start
     // takes before it installs the home.

@@ -95,3 +95,15 @@ void writeFile(const QString &path, const QByteArray &bytes)
     QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(path));
     QCOMPARE(file.write(bytes), bytes.size());
 }
+
+void runElsewhere(const QString &path, const QStringList &statements)
+{
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("elsewhere"));
+        db.setDatabaseName(path);
+        QVERIFY(db.open());
+        for (const QString &sql : statements)
+            QVERIFY2(QSqlQuery(db).exec(sql), qPrintable(sql));
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("elsewhere"));
+}

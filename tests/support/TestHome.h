@@ -3,6 +3,7 @@
 #include "data/modADO.h"
 
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 
 #include <memory>
@@ -14,6 +15,9 @@ void clearSettings();
 QByteArray readFile(const QString &path);
 // Writes `bytes` as the whole file; failing to fails the test.
 void writeFile(const QString &path, const QByteArray &bytes);
+// Runs `statements` on a connection of its own to the store at `path`, as another program would;
+// one that fails fails the test.
+void runElsewhere(const QString &path, const QStringList &statements);
 
 // A temporary home with a fresh empty store, opened on a connection of its own and made the
 // program's home for the test's lifetime. Failing to make it fails the test.
