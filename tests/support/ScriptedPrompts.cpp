@@ -66,7 +66,7 @@ std::optional<ScriptedPrompts::Answer> ScriptedPrompts::take(const PromptRecord 
 
 MsgResult ScriptedPrompts::MsgBox(const QString &prompt, MsgButtons buttons, MsgIcon icon, const QString &title)
 {
-    const std::optional<Answer> answer = take({PromptRecord::Message, prompt, title, buttons, icon, {}, {}, {}});
+    const std::optional<Answer> answer = take({PromptRecord::Message, prompt, title, buttons, icon, {}, {}});
     if (!answer)
         return escapeAnswer(buttons);
     if (!answersOf(buttons).contains(answer->result)) {
@@ -78,17 +78,15 @@ MsgResult ScriptedPrompts::MsgBox(const QString &prompt, MsgButtons buttons, Msg
 
 int ScriptedPrompts::Choose(const QString &prompt, const QStringList &choices, MsgIcon icon, const QString &title)
 {
-    PromptRecord record{PromptRecord::Choice, prompt, title, MsgButtons::OK, icon, {}, {}, choices};
-    const std::optional<Answer> answer = take(record);
-    const int declined = int(choices.size()) - 1;
-    if (!answer)
-        return declined;
-    for (int i = 0; i < choices.size(); ++i)
+    const std::optional<Answer> answer =
+        take({PromptRecord::Choice, prompt, title, MsgButtons::OK, icon, {}, {}, choices});
+    for (int i = 0; answer && i < choices.size(); ++i)
         if (QString(choices.at(i)).remove(QLatin1Char('&')).startsWith(*answer->text))
             return i;
-    QTest::qFail(qPrintable(QStringLiteral("no button \"%1\" among %2").arg(*answer->text, choices.join(u", "))),
-                 __FILE__, __LINE__);
-    return declined;
+    if (answer)
+        QTest::qFail(qPrintable(QStringLiteral("no button \"%1\" among %2").arg(*answer->text, choices.join(u", "))),
+                     __FILE__, __LINE__);
+    return int(choices.size()) - 1; // the last button declines, as Escape does
 }
 
 std::optional<QString> ScriptedPrompts::askText(PromptRecord record)
@@ -100,44 +98,34 @@ std::optional<QString> ScriptedPrompts::askText(PromptRecord record)
 std::optional<QString> ScriptedPrompts::InputBox(const QString &prompt, const QString &title,
                                                  const QString &defaultText)
 {
-    return askText({PromptRecord::Input, prompt, title, MsgButtons::OK, MsgIcon::None, defaultText, {}, {}});
+    return askText({PromptRecord::Input, prompt, title, MsgButtons::OK, MsgIcon::None, defaultText, {}});
 }
 
 std::optional<QString> ScriptedPrompts::GetOpenFileName(const FileDialogOptions &options)
 {
-    return askText(
-        {PromptRecord::OpenFile, options.Title, options.Title, MsgButtons::OK, MsgIcon::None, {}, options, {}});
+    return askText({PromptRecord::OpenFile, options.Title, options.Title, MsgButtons::OK, MsgIcon::None, {}, options});
 }
 
 std::optional<QString> ScriptedPrompts::GetSaveFileName(const FileDialogOptions &options)
 {
-    return askText(
-        {PromptRecord::SaveFile, options.Title, options.Title, MsgButtons::OK, MsgIcon::None, {}, options, {}});
+    return askText({PromptRecord::SaveFile, options.Title, options.Title, MsgButtons::OK, MsgIcon::None, {}, options});
 }
 
 std::optional<QStringList> ScriptedPrompts::GetOpenFileNames(const FileDialogOptions &options)
 {
     const std::optional<Answer> answer =
-        take({PromptRecord::OpenFiles, options.Title, options.Title, MsgButtons::OK, MsgIcon::None, {}, options, {}});
+        take({PromptRecord::OpenFiles, options.Title, options.Title, MsgButtons::OK, MsgIcon::None, {}, options});
     return answer ? answer->paths : std::nullopt;
 }
 
 std::optional<QString> ScriptedPrompts::GetFolder(const FileDialogOptions &options)
 {
-    return askText(
-        {PromptRecord::Folder, options.Title, options.Title, MsgButtons::OK, MsgIcon::None, {}, options, {}});
+    return askText({PromptRecord::Folder, options.Title, options.Title, MsgButtons::OK, MsgIcon::None, {}, options});
 }
 
 bool ScriptedPrompts::PrintDialog(QPrinter *printer, bool hasSelection)
 {
-    PromptRecord record{PromptRecord::Print,
-                        QStringLiteral("Print"),
-                        QStringLiteral("Print"),
-                        MsgButtons::OK,
-                        MsgIcon::None,
-                        {},
-                        {},
-                        {}};
+    PromptRecord record{PromptRecord::Print, QStringLiteral("Print"), QStringLiteral("Print")};
     record.defaultText = hasSelection ? QStringLiteral("selection") : QString();
     const std::optional<Answer> answer = take(record);
     if (!answer || !answer->text)

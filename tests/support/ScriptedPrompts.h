@@ -17,9 +17,9 @@ struct PromptRecord
     QString title;
     MsgButtons buttons = MsgButtons::OK;
     MsgIcon icon = MsgIcon::None;
-    QString defaultText;
-    FileDialogOptions options;
-    QStringList choices; // a Choose box's buttons
+    QString defaultText{};
+    FileDialogOptions options{};
+    QStringList choices{}; // a Choose box's buttons
 };
 
 // The tests' prompts: answers are queued in advance and every prompt is recorded. A prompt nobody
