@@ -8,6 +8,7 @@
 namespace {
 
 const QString selectFiles = QStringLiteral("SELECT auto_id, game_id, sub_cat, src, desc, txt_rtf FROM file");
+const QString selectHeads = QStringLiteral("SELECT auto_id, game_id, sub_cat, src, desc, '' FROM file");
 
 FileRow fileRow(const StoreQuery &query)
 {
@@ -22,17 +23,27 @@ bool changedOne(const StoreQuery &query, qint32 id, ErrObject *err)
     return false;
 }
 
-} // namespace
-
-bool FileTable::List(const QSqlDatabase &db, qint32 gameId, QVector<FileRow> *rows, ErrObject *err)
+bool listFiles(const QSqlDatabase &db, const QString &select, qint32 gameId, QVector<FileRow> *rows, ErrObject *err)
 {
     rows->clear();
     StoreQuery query(db);
-    if (!query.run(selectFiles + QStringLiteral(" WHERE game_id = ") + QString::number(gameId), err))
+    if (!query.run(select + QStringLiteral(" WHERE game_id = ") + QString::number(gameId), err))
         return false;
     while (query.next())
         rows->append(fileRow(query));
     return true;
+}
+
+} // namespace
+
+bool FileTable::List(const QSqlDatabase &db, qint32 gameId, QVector<FileRow> *rows, ErrObject *err)
+{
+    return listFiles(db, selectFiles, gameId, rows, err);
+}
+
+bool FileTable::ListHeads(const QSqlDatabase &db, qint32 gameId, QVector<FileRow> *rows, ErrObject *err)
+{
+    return listFiles(db, selectHeads, gameId, rows, err);
 }
 
 bool FileTable::Read(const QSqlDatabase &db, qint32 id, FileRow *row, bool *found, ErrObject *err)

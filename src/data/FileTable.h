@@ -45,6 +45,8 @@ class FileTable final
 public:
     // A game's files in the store's order.
     static bool List(const QSqlDatabase &db, qint32 gameId, QVector<FileRow> *rows, ErrObject *err);
+    // The same without the texts (txt_rtf left empty): what a list of the files shows.
+    static bool ListHeads(const QSqlDatabase &db, qint32 gameId, QVector<FileRow> *rows, ErrObject *err);
     // The ids of a game's files in the same order, without reading their texts.
     static bool Ids(const QSqlDatabase &db, qint32 gameId, QVector<qint32> *ids, ErrObject *err);
     static bool Read(const QSqlDatabase &db, qint32 id, FileRow *row, bool *found, ErrObject *err);

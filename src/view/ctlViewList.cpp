@@ -169,7 +169,7 @@ void ctlView::RefreshFiles()
         return;
     QVector<FileRow> rows;
     ErrObject err;
-    if (!FileTable::List(m_store->Connection(), m_listedGameId, &rows, &err))
+    if (!FileTable::ListHeads(m_store->Connection(), m_listedGameId, &rows, &err))
         return LogError(err, module, QStringLiteral("RefreshFiles"), false);
     const bool same =
         rows.size() == lvFiles->Count() && std::all_of(rows.cbegin(), rows.cend(), [this](const FileRow &row) {
