@@ -1,13 +1,12 @@
 #include "FileConversion.h"
 
+#include "platform/ImportedHtml.h"
 #include "platform/RtfReader.h"
 #include "platform/RtfWriter.h"
 #include "platform/TextDecoder.h"
 
 #include <QRegularExpression>
 #include <QTextDocument>
-#include <QUrl>
-#include <QVariant>
 
 #include <algorithm>
 
@@ -94,14 +93,6 @@ void convertRtf(const QByteArray &bytes, Converted *file)
     file->Rtf = QString::fromLatin1(RtfWriter::FromDocument(document));
 }
 
-// A page is read without anything it names: an @import or a <link> the filter below misses must not
-// have a file of the disk read, and one like /dev/zero would never end.
-class PageDocument final : public QTextDocument
-{
-protected:
-    QVariant loadResource(int, const QUrl &) override { return {}; }
-};
-
 void convertHtml(const QByteArray &bytes, Converted *file)
 {
     QString html;
@@ -126,14 +117,9 @@ void convertHtml(const QByteArray &bytes, Converted *file)
     }
     file->Encoding = charset;
 
-    // What scripts and style sheets hold is not text, and a saved page's colours (white on black,
-    // say) would make the text unreadable in the viewer.
-    static const QRegularExpression hidden(QStringLiteral(R"(<(script|style|noscript)\b.*?</\1\s*>|<link\b[^>]*>)"),
-                                           QRegularExpression::CaseInsensitiveOption |
-                                               QRegularExpression::DotMatchesEverythingOption);
-    html.remove(hidden);
-    PageDocument document;
-    document.setHtml(html);
+    // A saved page's colours (white on black, say) would make the text unreadable in the viewer;
+    // ImportedHtml leaves out its style sheets with its scripts.
+    const ImportedHtml document(html);
     if (document.toPlainText().trimmed().isEmpty()) {
         file->Skipped = QStringLiteral("holds no text");
         return;

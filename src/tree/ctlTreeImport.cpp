@@ -16,6 +16,7 @@
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "platform/DroppedFiles.h"
+#include "platform/ImportedHtml.h"
 #include "platform/Prompts.h"
 #include "platform/RtfReader.h"
 #include "platform/TreeView.h"
@@ -23,7 +24,6 @@
 #include <QDropEvent>
 #include <QFileInfo>
 #include <QMimeData>
-#include <QTextDocumentFragment>
 #include <QUrl>
 
 #include <algorithm>
@@ -62,7 +62,7 @@ QString droppedText(const QMimeData *data)
         if (data->hasFormat(format))
             return RtfReader::PlainText(data->data(format));
     }
-    return QTextDocumentFragment::fromHtml(data->html()).toPlainText();
+    return ImportedHtml(data->html()).toPlainText();
 }
 
 // Where a drag from another program says its text comes from: the address it carries (a link or
