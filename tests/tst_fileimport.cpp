@@ -6,6 +6,8 @@
 #include "components/FileImporter.h"
 #include "data/FileImport.h"
 #include "data/NodeKey.h"
+#include "platform/HtmlNesting.h"
+#include "platform/ImportedHtml.h"
 #include "platform/RtfReader.h"
 #include "platform/TextDecoder.h"
 #include "platform/TreeView.h"
@@ -67,6 +69,11 @@ private Q_SLOTS:
     void encodings();
     void otherKinds();
     void badInput();
+    void nestingCapped_data();
+    void nestingCapped();
+    void deepPages();
+    void importedLinks_data();
+    void importedLinks();
     void foldersAndDuplicates();
     void dropOnTree();
     void progressAndCancel();
@@ -194,6 +201,14 @@ void tst_fileimport::otherKinds()
     QVERIFY(finished);
     QCOMPARE(plainOf(converting.result()), QStringLiteral("Styled"));
 
+    // Only links a reader can safely follow stay links in the stored file.
+    file = FileImport::Convert(write(dir, QStringLiteral("links.html"),
+                                     "<a href='javascript:steal()'>Run</a> <a href='file:///etc/passwd'>Disk</a> "
+                                     "<a href='https://games.example/faq'>FAQ</a>"));
+    QCOMPARE(plainOf(file), QStringLiteral("Run Disk FAQ"));
+    QCOMPARE(file.Row.txt_rtf.count(QLatin1String("HYPERLINK")), 1);
+    QVERIFY(file.Row.txt_rtf.contains(QLatin1String("HYPERLINK \"https://games.example/faq\"")));
+
     // The name decides the sub-category; "preview" is no review.
     QCOMPARE(FileImport::SubCategoryFor(QStringLiteral("GameShark CODES")), quint8(2));
     QCOMPARE(FileImport::SubCategoryFor(QStringLiteral("E3 Preview")), quint8(4));
@@ -223,6 +238,106 @@ void tst_fileimport::badInput()
     QCOMPARE(mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
     QCOMPARE(FileImport::Convert(fifo).Skipped, QStringLiteral("not a regular file"));
     QCOMPARE(FileImport::Convert(dir.filePath(QStringLiteral("gone.txt"))).Skipped, QStringLiteral("not found"));
+}
+
+void tst_fileimport::nestingCapped_data()
+{
+    QTest::addColumn<QString>("html");
+    QTest::addColumn<QString>("capped");
+    const auto times = [](const char *text, int n) {
+        return QString::fromLatin1(text).repeated(n);
+    };
+    QTest::newRow("deepDivsLoseTheirTagsPastTheCap")
+        << times("<div>", 5) + QStringLiteral("x") + times("</div>", 5)
+        << times("<div>", 3) + QStringLiteral("x<br>") + times("</div>", 3);
+    QTest::newRow("textOfDroppedBlocksKeepsItsLines")
+        << times("<ul><li>a", 3) << QStringLiteral("<ul><li>a<ul><br>a<br>a");
+    QTest::newRow("unclosedSiblingsAreNoNesting") << times("<p>a", 6) << times("<p>a</p>", 5) + "<p>a";
+    QTest::newRow("listItemsEndEachOther")
+        << QStringLiteral("<ul><li>a<li>b</ul>") << QStringLiteral("<ul><li>a</li><li>b</li></ul>");
+    QTest::newRow("endTagEndsWhatItEncloses")
+        << QStringLiteral("<div><b><i>x</div><div><div>y") << QStringLiteral("<div><b><i>x</i></b></div><div><div>y");
+    QTest::newRow("strayEndTagsAreDropped") << QStringLiteral("</ul></li>x</div>") << QStringLiteral("x");
+    QTest::newRow("voidAndSelfClosedElementsNestNothing") << QStringLiteral("<div><br><img src=a><hr/><span/>x")
+                                                          << QStringLiteral("<div><br><img src=a><hr/><span/></span>x");
+    QTest::newRow("commentsScriptsAndCdataAreNotMarkup")
+        << QStringLiteral("<!-- <div><div><div> --><script>if (a<b) s = \"<div><div><div>\";</script>"
+                          "<![CDATA[<div><div>]]><div>x")
+        << QStringLiteral("<!-- <div><div><div> --><script>if (a<b) s = \"<div><div><div>\";</script>"
+                          "<![CDATA[<div><div>]]><div>x");
+    QTest::newRow("quotedGreaterThanStaysInTheTag")
+        << QStringLiteral("<a title=\"1 > 0\"><b>x") << QStringLiteral("<a title=\"1 > 0\"><b>x");
+    QTest::newRow("lessThanInTextIsText") << QStringLiteral("1 < 2 <3 <") << QStringLiteral("1 < 2 <3 <");
+    QTest::newRow("unfinishedTagAndScript")
+        << QStringLiteral("<div><div><div><div><script>x<div") << QStringLiteral("<div><div><div><script>x");
+}
+
+void tst_fileimport::nestingCapped()
+{
+    QFETCH(QString, html);
+    QFETCH(QString, capped);
+    QCOMPARE(HtmlNesting::Capped(html, 3), capped);
+
+    // Without scripts: their contents, <noscript> and style sheets go, the page's text stays.
+    QCOMPARE(HtmlNesting::Capped(QStringLiteral("<head><link rel=stylesheet href=/dev/zero><style>b{}</style></head>"
+                                                "<SCRIPT>x()</script ><noscript>On</noscript>Text<script>y<b>z</b>"),
+                                 HtmlNesting::MaxDepth, HtmlNesting::Scripts::Drop),
+             QStringLiteral("<head></head>Text<b>z</b>"));
+}
+
+void tst_fileimport::deepPages()
+{
+    // Each of these took Qt minutes to read; now each is a moment, and every word stays.
+    QTemporaryDir dir;
+    const std::pair<const char *, QByteArray> pages[] = {
+        {"lists.html", QByteArray("<ul><li>level").repeated(20000)},
+        {"divs.html", QByteArray("<div>level").repeated(20000) + QByteArray("</div>").repeated(20000)},
+        // Qt's reader does not end a <p> at the next block, so these nest for Qt as well.
+        {"mixed.html", QByteArray("<div><p>level<b>").repeated(20000)}};
+    for (const auto &[name, bytes] : pages) {
+        const ImportedFile file = FileImport::Convert(write(dir, QLatin1String(name), bytes));
+        QVERIFY2(file.Skipped.isEmpty(), name);
+        QCOMPARE(plainOf(file).count(QLatin1String("level")), 20000);
+    }
+}
+
+void tst_fileimport::importedLinks_data()
+{
+    QTest::addColumn<QString>("href");
+    QTest::addColumn<QString>("page");
+    QTest::addColumn<QString>("kept");
+    const QString site = QStringLiteral("https://games.example/guides/index.html");
+    QTest::newRow("web") << "http://games.example/a?b=1" << QString() << "http://games.example/a?b=1";
+    QTest::newRow("secureWeb") << "HTTPS://games.example/" << QString() << "https://games.example/";
+    QTest::newRow("mail") << "mailto:author@games.example" << QString() << "mailto:author@games.example";
+    QTest::newRow("ftp") << "ftp://ftp.games.example/faq.txt" << QString() << "ftp://ftp.games.example/faq.txt";
+    QTest::newRow("relativeOnTheWeb") << "part2.html#boss" << site << "https://games.example/guides/part2.html#boss";
+    QTest::newRow("schemeRelative") << "//cdn.example/x" << site << "https://cdn.example/x";
+    QTest::newRow("script") << "javascript:alert(1)" << site << QString();
+    QTest::newRow("scriptInCaps") << " JavaScript:alert(1)" << QString() << QString();
+    QTest::newRow("vbscript") << "vbscript:msgbox(1)" << QString() << QString();
+    QTest::newRow("localFile") << "file:///home/user/.ssh/id_rsa" << site << QString();
+    QTest::newRow("data") << "data:text/html,<script>x</script>" << QString() << QString();
+    QTest::newRow("relativeWithoutPage") << "part2.html" << QString() << QString();
+    QTest::newRow("relativeInALocalPage") << "part2.html"
+                                          << "file:///home/user/page.html" << QString();
+    QTest::newRow("webWithoutHost") << "http:part2.html" << QString() << QString();
+}
+
+void tst_fileimport::importedLinks()
+{
+    QFETCH(QString, href);
+    QFETCH(QString, page);
+    QFETCH(QString, kept);
+    QCOMPARE(ImportedHtml::KeptLink(href, QUrl(page)).toString(), kept);
+
+    // In the document: a link that is kept leads to its full address, one that is not is text.
+    const ImportedHtml document(QStringLiteral("<p><a href=\"%1\">Link</a> after</p>").arg(href.toHtmlEscaped()),
+                                QUrl(page));
+    const QTextCharFormat format = document.firstBlock().begin().fragment().charFormat();
+    QCOMPARE(format.anchorHref(), kept);
+    QCOMPARE(format.fontUnderline(), !kept.isEmpty());
+    QCOMPARE(document.toPlainText(), QStringLiteral("Link after"));
 }
 
 void tst_fileimport::foldersAndDuplicates()

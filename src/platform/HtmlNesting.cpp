@@ -180,8 +180,10 @@ private:
         if ((rawTextElements().contains(name) || hidden) && !selfClosed) {
             // Its contents go through untouched, up to its end tag.
             const QString close = QStringLiteral("</") + name;
-            qsizetype closeAt = end;
-            while (true) {
+            // Once no end tag follows, none follows later either: not looking again keeps a page
+            // of unclosed scripts linear.
+            qsizetype closeAt = m_unclosed.contains(name) ? -1 : end;
+            while (closeAt >= 0) {
                 closeAt = m_in.indexOf(close, closeAt, Qt::CaseInsensitive);
                 if (closeAt < 0 || closeAt + close.size() >= m_in.size())
                     break;
@@ -190,7 +192,12 @@ private:
                     break;
                 closeAt += close.size();
             }
-            const qsizetype stop = closeAt < 0 ? m_in.size() : markupEnd(closeAt);
+            if (closeAt < 0)
+                m_unclosed.insert(name);
+            // An element left open ends at the next tag rather than taking the rest of the page.
+            qsizetype stop = closeAt >= 0 ? markupEnd(closeAt) : m_in.indexOf(QLatin1Char('<'), end);
+            if (stop < 0)
+                stop = m_in.size();
             if (!hidden)
                 m_out.append(QStringView(m_in).mid(at, stop - at));
             return stop;
@@ -292,6 +299,7 @@ private:
     const bool m_drop;
     QString m_out;
     std::vector<Open> m_open;
+    QSet<QString> m_unclosed;
     QHash<QString, int> m_count;
     bool m_textSinceBreak = false;
 };
