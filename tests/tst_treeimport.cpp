@@ -269,6 +269,10 @@ void tst_treeimport::dropFromOtherPrograms()
     lib.drop(game, "text/plain", "moz", 0, {}, QStringLiteral("https://m.example/a\nMoz Title"));
     QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")),
              std::tuple(QString("https://m.example/a"), QString("Moz Title")));
+    // HTML nested past reason arrives at once, as its text without its script.
+    lib.drop(game, "text/html", "<script>steal()</script>" + QByteArray("<ul><li>deep").repeated(20000));
+    QCOMPARE(lib.editor()->toPlainText().count(QLatin1String("deep")), 20000);
+    QVERIFY(!lib.editor()->toPlainText().contains(QLatin1String("steal")));
     lib.fromBrowser = true;
     lib.drop(game, "text/plain", "from the page", 0, {QUrl("https://faqs.example/")});
     QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")), std::tuple(lib.url, lib.title));
