@@ -77,6 +77,16 @@ struct Pane
     QString tabText() const { return view.findChild<QTabBar *>(QStringLiteral("tbsTabs"))->tabText(1); }
 };
 
+// Whether every picture of the shown page has arrived and can be drawn.
+bool picturesShown(QWebEngineView *web)
+{
+    QVariant answer;
+    web->page()->runJavaScript(
+        QStringLiteral("Array.from(document.images).every(function(i){return i.complete && i.naturalWidth > 0;})"),
+        QWebEngineScript::ApplicationWorld, [&answer](const QVariant &result) { answer = result; });
+    return QTest::qWaitFor([&answer] { return answer.isValid(); }, loadTimeout) && answer.toBool();
+}
+
 } // namespace
 
 class tst_browser final : public QObject
@@ -89,7 +99,6 @@ private Q_SLOTS:
     void startPage();
     void pageHistoryAndImport();
     void popups();
-    void startPagePictures();
     void pageReachesNoFiles_data();
     void pageReachesNoFiles();
     void fileRequestRule();
@@ -117,6 +126,8 @@ void tst_browser::initTestCase()
 void tst_browser::startPage()
 {
     Pane pane;
+    ErrObject err;
+    QVERIFY2(HomeFolder::Prepare(pane.home.path(), nullptr, &err), qPrintable(err.Description));
     const QString start = pane.home.file(QStringLiteral("Start.html"));
     writeFile(start, "an older page");
 
@@ -136,6 +147,15 @@ void tst_browser::startPage()
     QCOMPARE(pane.view.windowTitle(), QStringLiteral("Lorekeep - Start Page"));
     // This home's folder is not named Lorekeep: the box shows the page's file address.
     QCOMPARE(pane.address->currentText(), QUrl::fromLocalFile(start).toString());
+    QVERIFY(picturesShown(pane.browser->View()));
+    // Its address serves those three files of the home and nothing else.
+    const QUrl served = pane.browser->View()->url();
+    QVERIFY(pane.load([&] { pane.browser->View()->load(served.resolved(QUrl(QStringLiteral("lorekeep.lkb")))); }));
+    QTRY_COMPARE(pane.browser->View()->title(), BrowserAddress::FailureTitle());
+    // Named as a file, the home's start page is still the program's own.
+    QVERIFY(pane.load([&] { pane.view.BrowseNavigate(start); }));
+    QCOMPARE(std::pair(pane.view.BrowseURL(), pane.browser->View()->url()),
+             std::pair(QStringLiteral("Start Page"), served));
 
     // In a home named Lorekeep the box names the program, and Go only puts the cursor there.
     const QString named = pane.home.path() + QStringLiteral("Lorekeep/");
@@ -237,36 +257,6 @@ void tst_browser::popups()
     QTRY_COMPARE(popupWindows(), 1);
     QCOMPARE(check->text(), QStringLiteral("Disable Pop-Ups"));
     QVERIFY(prompts.shown().isEmpty());
-}
-
-// Whether every picture of the shown page has arrived and can be drawn.
-static bool picturesShown(QWebEngineView *web)
-{
-    QVariant answer;
-    web->page()->runJavaScript(
-        QStringLiteral("Array.from(document.images).every(function(i){return i.complete && i.naturalWidth > 0;})"),
-        QWebEngineScript::ApplicationWorld, [&answer](const QVariant &result) { answer = result; });
-    return QTest::qWaitFor([&answer] { return answer.isValid(); }, loadTimeout) && answer.toBool();
-}
-
-void tst_browser::startPagePictures()
-{
-    Pane pane;
-    ErrObject err;
-    QVERIFY2(HomeFolder::Prepare(pane.home.path(), nullptr, &err), qPrintable(err.Description));
-    pane.view.InitView();
-    QVERIFY(pane.load([&] { pane.view.SelectTab(2); }));
-    QCOMPARE(pane.view.BrowseURL(), QStringLiteral("Start Page"));
-    QVERIFY(picturesShown(pane.browser->View()));
-
-    // The start page's address serves those three files of the home and nothing else.
-    const QUrl served = pane.browser->View()->url();
-    QVERIFY(pane.load([&] { pane.browser->View()->load(served.resolved(QUrl(QStringLiteral("lorekeep.lkb")))); }));
-    QTRY_COMPARE(pane.browser->View()->title(), BrowserAddress::FailureTitle());
-    // Named as a file, the home's start page is still the program's own.
-    QVERIFY(pane.load([&] { pane.view.BrowseNavigate(pane.home.file(QStringLiteral("Start.html"))); }));
-    QCOMPARE(pane.view.BrowseURL(), QStringLiteral("Start Page"));
-    QVERIFY(picturesShown(pane.browser->View()));
 }
 
 void tst_browser::pageReachesNoFiles_data()

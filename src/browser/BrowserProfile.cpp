@@ -25,7 +25,7 @@ BrowserProfile::BrowserProfile(QObject *parent) : QWebEngineProfile(parent)
     QWebEngineSettings *s = settings();
     // A page opened from a file is one the user may have been sent. The engine's switch for files
     // would also hide the page's own pictures, so it stays on and the filter decides instead; the
-    // page reaches nothing on the web by itself either.
+    // page's scripts read nothing from the web either.
     s->setAttribute(S::LocalContentCanAccessFileUrls, true);
     s->setAttribute(S::LocalContentCanAccessRemoteUrls, false);
     s->setAttribute(S::AllowRunningInsecureContent, false);
