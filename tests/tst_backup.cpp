@@ -11,6 +11,7 @@
 #include "data/FileTable.h"
 #include "data/FindIndex.h"
 #include "data/GameTable.h"
+#include "data/HomeFolder.h"
 #include "data/StoreBackup.h"
 #include "data/StoreError.h"
 #include "platform/SettingKeys.h"
@@ -106,6 +107,7 @@ private Q_SLOTS:
     void init() { clearSettings(); }
     void backupsAreConsistentCopies();
     void rotation();
+    void leftoversOfACutBackup();
     void restore();
     void awkwardStores();
     void readOnlyStores();
@@ -190,6 +192,38 @@ void tst_backup::rotation()
     QCOMPARE(left.at(3).Note, QStringLiteral("damaged"));
     QCOMPARE(StoreBackup::List(dir.path(), QStringLiteral("my games")).size(), 1);
     QVERIFY(QFileInfo::exists(dir.filePath(QStringLiteral("notes.lkb"))));
+}
+
+void tst_backup::leftoversOfACutBackup()
+{
+    // What a backup killed part-way leaves: the full-size copy under its temporary name with its
+    // journal, and the half-copied log of a damaged store's copy.
+    TestHome home;
+    home.addGame(5, 1, QStringLiteral("Zelda"));
+    const QString folder = StoreBackup::Folder(home.path());
+    QString made;
+    ErrObject err;
+    QVERIFY2(StoreBackup::Make(home.storePath(), folder, QString(), &made, &err), qPrintable(err.Description));
+    const QString cut = StoreBackup::FileName(QStringLiteral("lorekeep"), QDateTime::currentDateTime().addSecs(5), {});
+    const QString damaged = StoreBackup::FileName(QStringLiteral("lorekeep"), QDateTime::currentDateTime(),
+                                                  QString(BackupInfo::DamagedNote));
+    const QStringList leftovers{cut + QStringLiteral(".part"), cut + QStringLiteral(".part-journal"),
+                                cut + QStringLiteral(".part-wal"), damaged + QStringLiteral("-wal.part")};
+    for (const QString &name : leftovers)
+        QVERIFY(QFile::copy(made, QDir(folder).filePath(name)));
+    // The user's own files in the folder are none of the program's business.
+    const QStringList mine{QStringLiteral("notes.part"), QStringLiteral("lorekeep.lkb.part")};
+    for (const QString &name : mine)
+        writeFile(QDir(folder).filePath(name), "mine");
+
+    // Never offered as backups, and gone at the next start; the finished backup stays.
+    const QVector<BackupInfo> listed = StoreBackup::List(folder);
+    QCOMPARE(std::pair(listed.size(), listed.value(0).Path), std::pair(qsizetype(1), made));
+    QVERIFY(HomeFolder::Prepare(home.path(), nullptr, &err));
+    QStringList left = QDir(folder).entryList(QDir::Files);
+    left.sort();
+    QCOMPARE(left, QStringList({QFileInfo(made).fileName(), QStringLiteral("lorekeep.lkb.part"),
+                                QStringLiteral("notes.part")}));
 }
 
 void tst_backup::restore()

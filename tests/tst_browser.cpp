@@ -6,8 +6,11 @@
 #include "TestHome.h"
 #include "base/AppPath.h"
 #include "browser/BrowserAddress.h"
+#include "browser/FileRequestFilter.h"
+#include "browser/StartPageScheme.h"
 #include "browser/ctlBrowser.h"
 #include "browser/frmFavorite.h"
+#include "data/HomeFolder.h"
 #include "platform/Contrast.h"
 #include "platform/SettingsStore.h"
 #include "view/ctlView.h"
@@ -24,7 +27,9 @@
 #include <QSignalSpy>
 #include <QSqlQuery>
 #include <QTabBar>
+#include <QTemporaryDir>
 #include <QTest>
+#include <QWebEngineScript>
 #include <QWebEngineView>
 
 #include <algorithm>
@@ -32,9 +37,10 @@
 
 namespace {
 
-// The engine wants this said before the application exists.
+// The engine wants these said before the application exists.
 const bool sharedContexts = [] {
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    StartPageScheme::Register();
     return true;
 }();
 
@@ -71,6 +77,16 @@ struct Pane
     QString tabText() const { return view.findChild<QTabBar *>(QStringLiteral("tbsTabs"))->tabText(1); }
 };
 
+// Whether every picture of the shown page has arrived and can be drawn.
+bool picturesShown(QWebEngineView *web)
+{
+    QVariant answer;
+    web->page()->runJavaScript(
+        QStringLiteral("Array.from(document.images).every(function(i){return i.complete && i.naturalWidth > 0;})"),
+        QWebEngineScript::ApplicationWorld, [&answer](const QVariant &result) { answer = result; });
+    return QTest::qWaitFor([&answer] { return answer.isValid(); }, loadTimeout) && answer.toBool();
+}
+
 } // namespace
 
 class tst_browser final : public QObject
@@ -83,6 +99,9 @@ private Q_SLOTS:
     void startPage();
     void pageHistoryAndImport();
     void popups();
+    void pageReachesNoFiles_data();
+    void pageReachesNoFiles();
+    void fileRequestRule();
     void addressReading();
     void addressBox();
     void favoriteDialog();
@@ -107,6 +126,8 @@ void tst_browser::initTestCase()
 void tst_browser::startPage()
 {
     Pane pane;
+    ErrObject err;
+    QVERIFY2(HomeFolder::Prepare(pane.home.path(), nullptr, &err), qPrintable(err.Description));
     const QString start = pane.home.file(QStringLiteral("Start.html"));
     writeFile(start, "an older page");
 
@@ -126,6 +147,15 @@ void tst_browser::startPage()
     QCOMPARE(pane.view.windowTitle(), QStringLiteral("Lorekeep - Start Page"));
     // This home's folder is not named Lorekeep: the box shows the page's file address.
     QCOMPARE(pane.address->currentText(), QUrl::fromLocalFile(start).toString());
+    QVERIFY(picturesShown(pane.browser->View()));
+    // Its address serves those three files of the home and nothing else.
+    const QUrl served = pane.browser->View()->url();
+    QVERIFY(pane.load([&] { pane.browser->View()->load(served.resolved(QUrl(QStringLiteral("lorekeep.lkb")))); }));
+    QTRY_COMPARE(pane.browser->View()->title(), BrowserAddress::FailureTitle());
+    // Named as a file, the home's start page is still the program's own.
+    QVERIFY(pane.load([&] { pane.view.BrowseNavigate(start); }));
+    QCOMPARE(std::pair(pane.view.BrowseURL(), pane.browser->View()->url()),
+             std::pair(QStringLiteral("Start Page"), served));
 
     // In a home named Lorekeep the box names the program, and Go only puts the cursor there.
     const QString named = pane.home.path() + QStringLiteral("Lorekeep/");
@@ -227,6 +257,105 @@ void tst_browser::popups()
     QTRY_COMPARE(popupWindows(), 1);
     QCOMPARE(check->text(), QStringLiteral("Disable Pop-Ups"));
     QVERIFY(prompts.shown().isEmpty());
+}
+
+void tst_browser::pageReachesNoFiles_data()
+{
+    QTest::addColumn<bool>("fromWeb");
+    QTest::addColumn<QString>("outcome");
+    QTest::newRow("localStartPage") << false << "fetch:refused xhr:refused frame:refused own:shown far:refused";
+    // From the web the page has no picture of its own beside it.
+    QTest::newRow("webPage") << true << "fetch:refused xhr:refused frame:refused own:refused far:refused";
+}
+
+void tst_browser::pageReachesNoFiles()
+{
+    // A page that tries every way of reading the store, shows a picture beside it and one of the
+    // home's, and tells in its title what it got.
+    QFETCH(bool, fromWeb);
+    QFETCH(QString, outcome);
+    Pane pane;
+    ErrObject err;
+    QVERIFY2(HomeFolder::Prepare(pane.home.path(), nullptr, &err), qPrintable(err.Description));
+    QTemporaryDir pages;
+    const QByteArray store = QUrl::fromLocalFile(pane.home.storePath()).toEncoded();
+    const QByteArray farPicture = QUrl::fromLocalFile(pane.home.file(QStringLiteral("logo.gif"))).toEncoded();
+    const QByteArray probe =
+        "<html><head><title>probing</title></head><body><script>"
+        "var said = {}, order = ['fetch', 'xhr', 'frame', 'own', 'far'];"
+        "function tell(how, what) { said[how] = what; if (Object.keys(said).length < order.length) return;"
+        "  document.title = order.map(function(k) { return k + ':' + said[k]; }).join(' '); }"
+        "fetch('" +
+        store +
+        "').then(function(r) { return r.arrayBuffer(); })"
+        "  .then(function(b) { tell('fetch', 'read ' + b.byteLength); }, function() { tell('fetch', 'refused'); });"
+        "var x = new XMLHttpRequest();"
+        "x.onload = function() { tell('xhr', 'read ' + x.responseText.length); };"
+        "x.onerror = function() { tell('xhr', 'refused'); };"
+        "try { x.open('GET', '" +
+        store +
+        "'); x.send(); } catch (e) { tell('xhr', 'refused'); }"
+        "function frameRead(f) { try { var t = f.contentDocument.body.textContent;"
+        "  tell('frame', t.length > 100 ? 'read ' + t.length : 'refused'); } catch (e) { tell('frame', 'refused'); } }"
+        "</script><img src=\"logo.gif\" onload=\"tell('own','shown')\" onerror=\"tell('own','refused')\">"
+        "<img src=\"" +
+        farPicture +
+        "\" onload=\"tell('far','shown')\" onerror=\"tell('far','refused')\">"
+        "<iframe id=\"frame\" src=\"" +
+        store +
+        "\"></iframe>"
+        "<script>window.addEventListener('load', function() { frameRead(document.getElementById('frame')); });"
+        "</script>"
+        "</body></html>";
+    QUrl page;
+    if (fromWeb) {
+        server.addPage(QStringLiteral("/probe"), probe);
+        page = server.url(QStringLiteral("/probe"));
+    } else {
+        // Chosen by the user as the start page, with its picture beside it.
+        writeFile(pages.filePath(QStringLiteral("probe.html")), probe);
+        QVERIFY(QFile::copy(QStringLiteral(":/bundle/logo.gif"), pages.filePath(QStringLiteral("logo.gif"))));
+        SaveSetting(SettingKeys::BrowsStart, pages.filePath(QStringLiteral("probe.html")));
+        page = QUrl::fromLocalFile(pages.filePath(QStringLiteral("probe.html")));
+    }
+    pane.view.InitView();
+    QVERIFY(pane.load([&] { pane.view.SelectTab(2); }));
+    if (fromWeb)
+        QVERIFY(pane.load([&] { pane.view.BrowseNavigate(page.toString()); }));
+    QCOMPARE(pane.browser->View()->url(), page);
+    QTRY_COMPARE_WITH_TIMEOUT(pane.browser->View()->title(), outcome, loadTimeout);
+}
+
+void tst_browser::fileRequestRule()
+{
+    // Which files a page may load, and as what.
+    using Info = QWebEngineUrlRequestInfo;
+    QTemporaryDir dir;
+    QVERIFY(QDir().mkpath(dir.filePath(QStringLiteral("guide/img"))));
+    writeFile(dir.filePath(QStringLiteral("secret.gif")), "GIF89a");
+    QVERIFY(QFile::link(dir.filePath(QStringLiteral("secret.gif")), dir.filePath(QStringLiteral("guide/link.gif"))));
+    const auto file = [&dir](const char *name) {
+        return QUrl::fromLocalFile(dir.filePath(QLatin1String(name)));
+    };
+    const QUrl page = file("guide/page.html");
+    const QUrl web(QStringLiteral("http://127.0.0.1/page"));
+    const std::tuple<QUrl, Info::ResourceType, QUrl, bool> rows[] = {
+        {file("guide/a.gif"), Info::ResourceTypeImage, page, true},
+        {file("guide/img/b.png"), Info::ResourceTypeImage, page, true},
+        {QUrl(page.toString() + QStringLiteral("/../../secret.gif")), Info::ResourceTypeImage, page, false},
+        {file("secret.gif"), Info::ResourceTypeImage, page, false},
+        {file("guide/link.gif"), Info::ResourceTypeImage, page, false},
+        {file("guidebook/a.gif"), Info::ResourceTypeImage, page, false},
+        {file("guide/a.gif"), Info::ResourceTypeXhr, page, false},
+        {file("guide/a.js"), Info::ResourceTypeScript, page, false},
+        {file("guide/a.html"), Info::ResourceTypeSubFrame, page, false},
+        {file("guide/a.css"), Info::ResourceTypeStylesheet, page, false},
+        {file("guide/a.gif"), Info::ResourceTypeImage, web, false},
+        {file("guide/other.html"), Info::ResourceTypeMainFrame, page, true},
+        {web, Info::ResourceTypeXhr, page, true},
+    };
+    for (const auto &[target, type, from, allowed] : rows)
+        QVERIFY2(FileRequestFilter::Allowed(target, type, from) == allowed, qPrintable(target.toString()));
 }
 
 void tst_browser::addressReading()

@@ -1,5 +1,6 @@
 #include "base/AppPath.h"
 #include "base/Version.h"
+#include "browser/StartPageScheme.h"
 #include "data/HomeFolder.h"
 #include "data/modADO.h"
 #include "platform/HelpPages.h"
@@ -88,9 +89,10 @@ int main(int argc, char *argv[])
         }
     }
 
-    // The web engine shares its drawing contexts with the windows; this must be said before the
-    // application exists.
+    // The web engine shares its drawing contexts with the windows, and learns the start page's
+    // address; both must be said before the application exists.
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    StartPageScheme::Register();
     QApplication app(argc, argv);
     QCommandLineParser parser;
     describeProgram(&parser);

@@ -5,7 +5,13 @@
 
 BrowserPage::BrowserPage(QWebEngineProfile *profile, Blocker blocker, QObject *parent)
     : QWebEnginePage(profile, parent), m_blocker(std::move(blocker))
-{}
+{
+    // Camera, microphone, location, notifications, the screen, the mouse: a page that reads guides
+    // needs none of them, and the user is not asked.
+    connect(this, &QWebEnginePage::featurePermissionRequested, this, [this](const QUrl &origin, Feature feature) {
+        setFeaturePermission(origin, feature, PermissionDeniedByUser);
+    });
+}
 
 QWebEnginePage *BrowserPage::createWindow(WebWindowType type)
 {

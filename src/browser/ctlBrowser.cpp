@@ -2,6 +2,8 @@
 
 #include "BrowserAddress.h"
 #include "BrowserPage.h"
+#include "BrowserProfile.h"
+#include "StartPageScheme.h"
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
 #include "platform/Contrast.h"
@@ -28,9 +30,7 @@
 #include <QVBoxLayout>
 #include <QWebEngineHistory>
 #include <QWebEngineLoadingInfo>
-#include <QWebEngineProfile>
 #include <QWebEngineScript>
-#include <QWebEngineSettings>
 #include <QWebEngineView>
 
 #include <memory>
@@ -233,7 +233,7 @@ QWebEngineView *ctlBrowser::view()
     brw = new QWebEngineView;
     brw->setObjectName(QStringLiteral("brw"));
     auto *page = new BrowserPage(
-        QWebEngineProfile::defaultProfile(), [this] { return brw_NewWindow(); }, brw);
+        BrowserProfile::Instance(), [this] { return brw_NewWindow(); }, brw);
     brw->setPage(page);
 
     connect(page, &QWebEnginePage::linkHovered, lblStatus, &QLabel::setText);
@@ -242,7 +242,6 @@ QWebEngineView *ctlBrowser::view()
     connect(page, &QWebEnginePage::loadFinished, this, &ctlBrowser::brw_DownloadComplete);
     connect(page, &QWebEnginePage::urlChanged, this, &ctlBrowser::brw_NavigateComplete);
     // A page that cannot be opened gets ours, which says which and why, in place of the engine's.
-    page->settings()->setAttribute(QWebEngineSettings::ErrorPageEnabled, false);
     connect(page, &QWebEnginePage::loadingChanged, this, &ctlBrowser::brw_LoadingChanged);
     connect(page, &QWebEnginePage::titleChanged, this, [this] { Q_EMIT TitleChange(PageTitle()); });
     // Back and Forward follow what the page's history allows, Stop whether a page is loading.
@@ -273,11 +272,18 @@ void ctlBrowser::showEvent(QShowEvent *event)
     view();
 }
 
-void ctlBrowser::navigate(const QUrl &url)
+void ctlBrowser::navigate(const QUrl &address)
 {
+    // The home's start page, however it is named, is shown through the program's own address, so
+    // that it needs no access to files.
+    const QUrl url = StartPageScheme::Served(address);
     m_pending = url;
-    if (brw)
-        brw->load(url);
+    if (!brw)
+        return;
+    // The engine tells no change of address when the page is loaded again.
+    if (brw->url() == url)
+        brw_NavigateComplete(url);
+    brw->load(url);
 }
 
 void ctlBrowser::placePageInTabOrder()
@@ -321,13 +327,15 @@ void ctlBrowser::BrowseNavigate(const QString &strURL)
 QUrl ctlBrowser::Location() const
 {
     // Until the engine has taken up the page asked for, that page is the one the browser shows.
-    return brw && !brw->url().isEmpty() ? brw->url() : m_pending;
+    return StartPageScheme::Unserved(brw && !brw->url().isEmpty() ? brw->url() : m_pending);
 }
 
 QString ctlBrowser::LocationName() const
 {
     // A page without a title goes by its file name, as browsers name their tabs.
-    if (brw && !brw->url().isEmpty() && !brw->title().isEmpty())
+    // The program's own pages have no title; the engine's stand-in is their served address.
+    const bool served = brw && brw->url().scheme() == QLatin1String(StartPageScheme::Scheme);
+    if (brw && !brw->url().isEmpty() && !brw->title().isEmpty() && !served)
         return brw->title();
     const QUrl url = Location();
     return url.fileName().isEmpty() ? url.toString() : url.fileName();
@@ -490,7 +498,8 @@ void ctlBrowser::endPopupNotice()
 
 void ctlBrowser::brw_NavigateComplete(const QUrl &url)
 {
-    QString address = url.toString();
+    // The start page shows the file it was made from, as it always has.
+    QString address = StartPageScheme::Unserved(url).toString();
     if (address.endsWith(homeStartPage))
         address = programName;
     cboURL->setEditText(address);

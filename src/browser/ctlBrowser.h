@@ -66,7 +66,7 @@ private:
     QWebEngineView *view();
     // The page's place in the tab order: after the address line and Go.
     void placePageInTabOrder();
-    void navigate(const QUrl &url);
+    void navigate(const QUrl &address);
     QUrl Location() const;
     QString LocationName() const;
     bool OnStartPage() const;

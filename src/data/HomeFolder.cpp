@@ -1,6 +1,7 @@
 #include "HomeFolder.h"
 
 #include "Schema.h"
+#include "StoreBackup.h"
 #include "platform/SingleInstance.h"
 
 #include <QDir>
@@ -68,6 +69,9 @@ bool HomeFolder::Prepare(const QString &home, bool *installed, ErrObject *err)
     QDir dir(home);
     if (!IsNew(home)) {
         CompleteHome(dir);
+        // The home is ours alone from here on, so no backup is being written into it.
+        for (const QString &name : StoreBackup::RemoveLeftovers(StoreBackup::Folder(home)))
+            qCInfo(lcHome, "Removed \"%s\", left by a backup that was cut off.", qPrintable(name));
         return true;
     }
     if (!dir.mkpath(QStringLiteral("."))) {

@@ -21,9 +21,9 @@ public:
 
     static bool IsNew(const QString &home);
     // Installs the bundled files into `home` when it is new, and the ones it lacks (not the store)
-    // when it is not. `installed` (may be null) tells whether a new home was installed. A failure
-    // leaves no half-written store behind; a missing file that cannot be added to an existing home
-    // is logged, not an error.
+    // when it is not, and clears what a backup cut off part-way left there. `installed` (may be
+    // null) tells whether a new home was installed. A failure leaves no half-written store behind;
+    // a missing file that cannot be added to an existing home is logged, not an error.
     static bool Prepare(const QString &home, bool *installed, ErrObject *err);
     // Adds the bundled files other than the store that `dir` lacks; returns their names.
     static QStringList CompleteHome(const QDir &dir);

@@ -395,6 +395,20 @@ void StoreBackup::Rotate(const QString &folder, const QString &storeName, int ke
     }
 }
 
+QStringList StoreBackup::RemoveLeftovers(const QString &folder)
+{
+    // A backup, or the log of a damaged store's copy, written under a temporary name.
+    static const QRegularExpression pattern(QStringLiteral(
+        "^.+ \\d{4}-\\d\\d-\\d\\d \\d\\d-\\d\\d-\\d\\d.*\\.lkb(?:-wal)?\\.part(?:-journal|-wal|-shm)?$"));
+    QStringList removed;
+    const QStringList names = QDir(folder).entryList({QStringLiteral("*.part*")}, QDir::Files | QDir::Hidden);
+    for (const QString &name : names) {
+        if (pattern.match(name).hasMatch() && QFile::remove(QDir(folder).filePath(name)))
+            removed << name;
+    }
+    return removed;
+}
+
 bool StoreBackup::Inspect(const QString &path, BackupContents *contents, ErrObject *err)
 {
     Link link(path, "ro");

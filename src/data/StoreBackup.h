@@ -80,6 +80,11 @@ public:
     // are never deleted here: they may be all that is left of some of the user's work.
     static void Rotate(const QString &folder, const QString &storeName, int keep);
 
+    // Removes what a backup cut off part-way (a killed program, a power cut) left in `folder`: the
+    // unfinished copy with its journal or log. Only for when no backup can be under way, at start.
+    // Returns the names removed.
+    static QStringList RemoveLeftovers(const QString &folder);
+
     // Counts a backup's games and files.
     static bool Inspect(const QString &path, BackupContents *contents, ErrObject *err);
     // Whether the backup at `backupPath` holds the store at `storePath` as it is now, page for

@@ -1,10 +1,18 @@
 #pragma once
 
 // For tests that link the widgets: the main window started the way the program's Main starts it.
+#include "browser/StartPageScheme.h"
 #include "shell/frmMain.h"
 #include "shell/modMain.h"
 
 #include <memory>
+
+// The window holds the browser, whose engine learns the start page's address only before the
+// application exists, as the program's main does it.
+inline const bool startPageSchemeKnown = [] {
+    StartPageScheme::Register();
+    return true;
+}();
 
 // `startFile` is a file given on the command line.
 inline std::unique_ptr<frmMain> startMainWindow(const QString &startFile = QString())
