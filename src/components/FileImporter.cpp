@@ -135,6 +135,10 @@ bool FileImporter::Run(const QStringList &paths, ErrObject *err)
             m_skipped << name + QStringLiteral(": not saved");
             break;
         }
+        if (file.Duplicate) {
+            m_skipped << name + QStringLiteral(": ") + file.Skipped;
+            continue;
+        }
         m_imported.append(file.Row);
     }
 
