@@ -10,11 +10,16 @@
 #include <QVariant>
 #include <QVector>
 
+#include <utility>
+
 namespace {
 
 // Files indexed per transaction: large enough that commits cost little, small enough that a
 // progress dialog moves.
 constexpr qint64 batchFiles = 200;
+// And the text a batch holds at once, in characters: a few files of tens of megabytes each would
+// otherwise all be in memory together, stored and plain.
+constexpr qint64 batchChars = 8 * 1024 * 1024;
 
 const QString indexResource = QStringLiteral(":/bundle/findindex.sql");
 
@@ -87,10 +92,14 @@ bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, Er
                        QString::number(batch)))
             return fail(read, db, err);
         QVector<Queued> queued;
-        while (read.next()) {
+        qint64 chars = 0;
+        // At least one file per batch, however big; the rest wait for the next batch.
+        while (chars < batchChars && read.next()) {
+            const QString stored = read.value(4).toString();
+            QString body = RtfReader::PlainText(RtfReader::FromStoredText(stored));
+            chars += stored.size() + body.size();
             queued.append({read.value(0).toLongLong(), !read.value(1).isNull(), read.value(2).toString(),
-                           read.value(3).toString(),
-                           RtfReader::PlainText(RtfReader::FromStoredText(read.value(4).toString()))});
+                           read.value(3).toString(), std::move(body)});
         }
         read.finish();
         if (queued.isEmpty())
