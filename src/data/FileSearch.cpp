@@ -266,25 +266,26 @@ bool FileSearch::Find(const QSqlDatabase &db, const FindRequest &request, QVecto
         return true;
     if (!FindIndex::Available(db))
         return Scan(db, request, hits, err);
-    if (!FindIndex::Update(db, -1, nullptr, err))
-        return false;
-    QSqlError error;
-    qint64 badId = 0;
-    if (indexedFind(db, request, hits, &error, &badId)) {
-        if (badId == 0)
-            return true;
+    ErrObject failure;
+    if (FindIndex::Update(db, -1, nullptr, &failure)) {
+        QSqlError error;
+        qint64 badId = 0;
+        if (indexedFind(db, request, hits, &error, &badId)) {
+            if (badId == 0)
+                return true;
+            hits->clear();
+            *err = idOutOfRange(db, badId);
+            return false;
+        }
         hits->clear();
-        *err = idOutOfRange(db, badId);
-        return false;
+        failure = StoreError::fromSql(error, db);
     }
-    hits->clear();
-    const ErrObject failure = StoreError::fromSql(error, db);
-    if (failure.Number == ErrNumber::StoreLocked) {
+    if (failure.Number == ErrNumber::StoreLocked || failure.Number == ErrNumber::StoreReadOnly) {
         *err = failure;
         return false;
     }
     // Anything else means the index itself is broken: it is made anew, and this search scans.
-    qCWarning(lcStore) << "search index failed, rebuilding it:" << error;
+    qCWarning(lcStore) << "search index failed, rebuilding it:" << failure.Description;
     ErrObject rebuildErr;
     const bool rebuilt = FindIndex::Rebuild(db, &rebuildErr);
     if (repair) {
