@@ -30,6 +30,7 @@
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
+#include <cstdio>
 
 #include <sys/stat.h>
 
@@ -78,6 +79,9 @@ private Q_SLOTS:
     void dropOnTree();
     void progressAndCancel();
     void lkimport();
+    void lkimportNames();
+    void lkimportStores();
+    void concurrentImports();
     void fuzzedInputs();
 };
 
@@ -524,6 +528,152 @@ void tst_fileimport::lkimport()
     QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file")), files);
     QCOMPARE(home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id)), 1);
     QCOMPARE(home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id + 1)), 6);
+}
+
+namespace {
+
+// lkimport on `args`, through the shell when `shellArgs` holds words that printf must make (bytes
+// that are not UTF-8 cannot pass through QProcess's arguments).
+int runLkimport(const QString &shellArgs, QByteArray *out, QByteArray *err)
+{
+    QProcess tool;
+    tool.start(QStringLiteral("/bin/sh"),
+               {QStringLiteral("-c"), QStringLiteral("exec \"$0\" ") + shellArgs, QStringLiteral(LKIMPORT_EXE)});
+    tool.waitForFinished(60000);
+    *out = tool.readAllStandardOutput();
+    *err = tool.readAllStandardError();
+    return tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1;
+}
+
+QByteArray unescape(const QByteArray &field)
+{
+    QByteArray raw;
+    for (qsizetype i = 0; i < field.size(); ++i) {
+        if (field[i] != '\\') {
+            raw += field[i];
+            continue;
+        }
+        const char c = field[++i];
+        if (c == 'x') {
+            raw += char(field.mid(i + 1, 2).toInt(nullptr, 16));
+            i += 2;
+        } else {
+            raw += c == 't' ? '\t' : c == 'n' ? '\n' : c == 'r' ? '\r' : c;
+        }
+    }
+    return raw;
+}
+
+} // namespace
+
+// Names that once forged lines or vanished: every line has three fields whose path reads back as the
+// file's bytes, and a name that is not UTF-8 is imported, shown with U+FFFD.
+void tst_fileimport::lkimportNames()
+{
+    TestHome home;
+    const qint32 game = home.addGame(18, 1, QStringLiteral("Star Quest"));
+    QTemporaryDir dir;
+    const QByteArray folder = QFile::encodeName(dir.path()) + '/';
+    const QList<QByteArray> names = {"x.txt\t999999\tutf-8\nFAKE", "cr\r.txt", "back\\slash.txt", "bad\xff\xfe.txt",
+                                     "caf\xc3\xa9.txt"};
+    for (const QByteArray &name : names) {
+        const QByteArray path = folder + name;
+        FILE *file = std::fopen(path.constData(), "wb");
+        QVERIFY(file);
+        std::fputs("Boss strategy\n", file);
+        std::fclose(file);
+    }
+    const QString base = QStringLiteral("--store '%1' --game %2 ").arg(home.storePath()).arg(game);
+    QByteArray out, err;
+    QCOMPARE(runLkimport(base + QLatin1Char('\'') + dir.path() + QLatin1Char('\''), &out, &err), 0);
+    QCOMPARE(err, QByteArray());
+    QList<QByteArray> seen;
+    const QList<QByteArray> lines = out.split('\n');
+    QCOMPARE(lines.size(), names.size() + 1);
+    for (const QByteArray &line : lines.mid(0, names.size())) {
+        const QList<QByteArray> fields = line.split('\t');
+        QCOMPARE(fields.size(), 3);
+        QVERIFY(fields[1].toInt() > 0);
+        seen << unescape(fields[0]).mid(folder.size());
+    }
+    std::sort(seen.begin(), seen.end());
+    QList<QByteArray> expected = names;
+    std::sort(expected.begin(), expected.end());
+    QCOMPARE(seen, expected);
+    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file WHERE desc = 'bad\uFFFD\uFFFD'")), 1);
+
+    // Named directly: found, and the error line is escaped the same way.
+    QCOMPARE(runLkimport(base + QStringLiteral("\"$(printf '%1/bad\\377\\376.txt')\"").arg(dir.path()), &out, &err), 0);
+    QCOMPARE(out, QByteArray());
+    QCOMPARE(err, "lkimport: " + folder + "bad\\xFF\\xFE.txt: already in this game\n");
+    QCOMPARE(runLkimport(base + QStringLiteral("\"$(printf '%1/gone\\377.txt')\"").arg(dir.path()), &out, &err), 1);
+    QCOMPARE(err, "lkimport: " + folder + "gone\\xFF.txt: not found\n");
+    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file")), names.size());
+}
+
+// Stores lkimport must not write: one that fails its check, one whose ids are used up.
+void tst_fileimport::lkimportStores()
+{
+    TestHome home;
+    const qint32 game = home.addGame(18, 1, QStringLiteral("Star Quest"));
+    QTemporaryDir dir;
+    const QString guide = write(dir, QStringLiteral("guide.txt"), "Boss strategy\n");
+    const QString base = QStringLiteral("--store '%1' --game %2 '%3'").arg(home.storePath()).arg(game).arg(guide);
+    QByteArray out, err;
+
+    runElsewhere(home.storePath(), {QStringLiteral("INSERT INTO file (auto_id, game_id, sub_cat, src, desc, txt_rtf) "
+                                                   "VALUES (9223372036854775807, %1, 1, '', 'last', '')")
+                                        .arg(game)});
+    QCOMPARE(runLkimport(base, &out, &err), 1);
+    QVERIFY2(err.contains("used up the file ids"), err.constData());
+    QVERIFY2(!err.contains("full"), err.constData());
+    QCOMPARE(out, QByteArray());
+    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file")), 1);
+    runElsewhere(home.storePath(), {QStringLiteral("DELETE FROM file"), QStringLiteral("DELETE FROM sqlite_sequence")});
+
+    // A store with a broken page: the damaged-store message, exit 2, not a byte changed.
+    for (int i = 0; i < 40; ++i)
+        home.addFile(game, 1, QStringLiteral("File %1").arg(i), QString(3000, u'x'));
+    const QString path = home.storePath();
+    home.store().Close();
+    QFile store(path);
+    QVERIFY(store.open(QIODevice::ReadWrite));
+    const qint64 pages = store.size() / 4096;
+    QVERIFY(pages > 10);
+    QVERIFY(store.seek(4096 * (pages / 2)));
+    store.write(QByteArray(4096, '\xA5'));
+    store.close();
+    const QByteArray before = readFile(path);
+    QCOMPARE(runLkimport(base, &out, &err), 2);
+    QVERIFY2(err.contains("is damaged"), err.constData());
+    QCOMPARE(out, QByteArray());
+    QCOMPARE(readFile(path), before);
+}
+
+// Two lkimports of one folder started together store each file once, round after round.
+void tst_fileimport::concurrentImports()
+{
+    TestHome home;
+    QTemporaryDir dir;
+    constexpr int files = 40;
+    for (int i = 0; i < files; ++i)
+        write(dir, QStringLiteral("guide %1.txt").arg(i), "Boss strategy " + QByteArray::number(i) + '\n');
+    for (int round = 0; round < 4; ++round) {
+        const qint32 game = home.addGame(18, 1, QStringLiteral("Game %1").arg(round));
+        const QStringList args = {QStringLiteral("--store"), home.storePath(), QStringLiteral("--game"),
+                                  QString::number(game), dir.path()};
+        QProcess first, second;
+        first.start(QStringLiteral(LKIMPORT_EXE), args);
+        second.start(QStringLiteral(LKIMPORT_EXE), args);
+        QVERIFY(first.waitForFinished(60000) && second.waitForFinished(60000));
+        QCOMPARE(first.exitCode(), 0);
+        QCOMPARE(second.exitCode(), 0);
+        const QByteArray printed = first.readAllStandardOutput() + second.readAllStandardOutput();
+        QCOMPARE(printed.count('\n'), files);
+        QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(game)), files);
+        QCOMPARE(home.count(QStringLiteral("SELECT count(DISTINCT src) FROM file WHERE game_id = %1").arg(game)),
+                 files);
+    }
 }
 
 // Inputs that once broke the import: each is stored whole and 7-bit, or left out with a reason, and an

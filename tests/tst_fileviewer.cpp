@@ -88,6 +88,7 @@ private Q_SLOTS:
     void closeWithChanges();
     void storeFailure();
     void hugeText();
+    void pageStoredMeanwhile();
 };
 
 void tst_fileviewer::newFileRoundTrip()
@@ -302,6 +303,32 @@ void tst_fileviewer::hugeText()
     const QString stored = plain(w.stored(w.viewer->FileId()).txt_rtf);
     QVERIFY(stored.startsWith(QStringLiteral("xPlain page text")) &&
             stored.endsWith(QStringLiteral("line after line")));
+}
+
+// A page import that found no file of its address, saved after another import stored the page:
+// the check is made again as the file is saved, and the user is asked.
+void tst_fileviewer::pageStoredMeanwhile()
+{
+    Window w;
+    const QString url = QStringLiteral("https://example.org/guide");
+    const QString count = QStringLiteral("SELECT count(*) FROM file WHERE src = '%1'").arg(url);
+    w.viewer->setAskIfSourceStored(true);
+    w.viewer->Open(FileViewer::NewMode, 18, 1, w.game, QStringLiteral("Star Quest"), 0, 1, url, QStringLiteral("Guide"),
+                   QStringLiteral("Boss strategy"));
+    runElsewhere(w.home.storePath(), {QStringLiteral("INSERT INTO file (game_id, sub_cat, src, desc, txt_rtf) "
+                                                     "VALUES (%1, 1, '%2', 'Their guide', '')")
+                                          .arg(w.game)
+                                          .arg(url)});
+    w.prompts.answerMsgBox(MsgResult::No);
+    QVERIFY(!w.viewer->Save());
+    QVERIFY2(w.prompts.last().text.startsWith(
+                 QStringLiteral("This page is already in Lorekeep as \"Their guide\" in Star Quest (")),
+             qPrintable(w.prompts.last().text));
+    QCOMPARE(std::tuple(w.home.count(count), w.viewer->CurrentMode(), w.viewer->IsDirty()),
+             std::tuple(1, quint8(FileViewer::NewMode), true));
+    w.prompts.answerMsgBox(MsgResult::Yes);
+    QVERIFY(w.viewer->Save());
+    QCOMPARE(w.home.count(count), 2);
 }
 
 QTEST_MAIN(tst_fileviewer)

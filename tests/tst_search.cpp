@@ -13,10 +13,13 @@
 
 #include <QProcess>
 #include <QRandomGenerator>
+#include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <sqlite3.h>
 
 namespace {
 
@@ -87,6 +90,8 @@ private Q_SLOTS:
     void indexMatchesScan();
     void indexLifecycle();
     void lkfind();
+    void lkfindEdgeCases();
+    void indexBatchesBoundedByText();
 
 private:
     // Every phrase through the index and the scan, over field and criteria combinations.
@@ -212,13 +217,13 @@ void tst_search::indexLifecycle()
     request.Phrase = QStringLiteral("the");
     request.Text = true;
     QVector<FindHit> hits, scanned;
-    bool repaired = false;
-    QVERIFY(FileSearch::Find(db, request, &hits, &err, &repaired));
-    QVERIFY(repaired);
+    IndexRepair repair;
+    QVERIFY(FileSearch::Find(db, request, &hits, &err, &repair));
+    QVERIFY(repair.Tried && repair.Done);
     QVERIFY(FileSearch::Scan(db, request, &scanned, &err));
     QCOMPARE(ids(hits), ids(scanned));
-    QVERIFY(FileSearch::Find(db, request, &hits, &err, &repaired));
-    QVERIFY(!repaired);
+    QVERIFY(FileSearch::Find(db, request, &hits, &err, &repair));
+    QVERIFY(!repair.Tried);
     QCOMPARE(ids(hits), ids(scanned));
 }
 
@@ -262,6 +267,117 @@ void tst_search::lkfind()
     QVERIFY(out.isEmpty());
     QCOMPARE(run(store + QStringList{QStringLiteral("--fields"), QStringLiteral("body"), phrase}, &out), 2);
     QCOMPARE(run({QStringLiteral("--store"), library.dir.filePath(QStringLiteral("none.lkb")), phrase}, &out), 2);
+}
+
+// What once fooled lkfind: a phrase ending in a tab, an index that cannot be rebuilt, an id past 32 bits.
+void tst_search::lkfindEdgeCases()
+{
+    Library library;
+    QSqlDatabase db = library.db();
+    const auto run = [&](const QString &phrase, QString *out, QString *err) {
+        QProcess tool;
+        tool.start(QStringLiteral(LKFIND_EXE), {QStringLiteral("--store"), library.path, phrase});
+        tool.waitForFinished(120000);
+        *out = QString::fromUtf8(tool.readAllStandardOutput());
+        *err = QString::fromUtf8(tool.readAllStandardError());
+        return tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1;
+    };
+    QSqlQuery game(QStringLiteral("SELECT auto_id FROM game LIMIT 1"), db);
+    QVERIFY(game.next());
+    const int gameId = game.value(0).toInt();
+    game.finish();
+    QSqlQuery add(db);
+    QVERIFY(add.prepare(
+        QStringLiteral("INSERT INTO file (game_id, sub_cat, src, desc, txt_rtf) VALUES (?, 1, '', ?, '')")));
+    add.addBindValue(gameId);
+    add.addBindValue(QStringLiteral("Pla ce\tmark"));
+    QVERIFY(add.exec());
+    const QString tabbed = add.lastInsertId().toString() + QLatin1Char('\n');
+    QString out, err;
+
+    // Blanks at the ends go, as in the dialog; a tab or a line break is part of the phrase.
+    QCOMPARE(FileSearch::TrimBlanks(QStringLiteral("  ce\t \n ")), QStringLiteral("ce\t \n"));
+    QCOMPARE(FileSearch::TrimBlanks(QStringLiteral("   ")), QString());
+    QCOMPARE(run(QStringLiteral("  ce\t  "), &out, &err), 0);
+    QCOMPARE(out, tabbed);
+    QCOMPARE(run(QStringLiteral("ce\t\n"), &out, &err), 0);
+    QCOMPARE(out, QString());
+
+    // A broken index that another program's write lock keeps from being rebuilt: the ids come from
+    // reading every file, and lkfind does not claim a rebuild.
+    FindRequest request;
+    request.Phrase = QStringLiteral("the");
+    request.Text = true;
+    QVector<FindHit> scanned;
+    ErrObject scanErr;
+    QVERIFY(FileSearch::Scan(db, request, &scanned, &scanErr));
+    QString expected;
+    for (const qint32 id : ids(scanned))
+        expected += QString::number(id) + QLatin1Char('\n');
+    add.finish();
+    QSqlQuery damage(db);
+    QVERIFY2(damage.exec(QStringLiteral("DELETE FROM find_text_data")), qPrintable(damage.lastError().text()));
+    {
+        QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("locker"));
+        other.setDatabaseName(library.path);
+        QVERIFY(other.open());
+        QSqlQuery lock(other);
+        QVERIFY(lock.exec(QStringLiteral("BEGIN IMMEDIATE")));
+        QCOMPARE(run(request.Phrase, &out, &err), 0);
+        QVERIFY2(err.contains(QStringLiteral("could not be rebuilt")), qPrintable(err));
+        QVERIFY2(!err.contains(QStringLiteral("has been rebuilt")), qPrintable(err));
+        QCOMPARE(out, expected);
+        QVERIFY(lock.exec(QStringLiteral("ROLLBACK")));
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("locker"));
+    QCOMPARE(run(request.Phrase, &out, &err), 0);
+    QVERIFY2(err.contains(QStringLiteral("has been rebuilt")), qPrintable(err));
+    QCOMPARE(out, expected);
+
+    // An id set by hand beyond 32 bits is named, never printed as some other number.
+    QVERIFY(QSqlQuery(db).exec(QStringLiteral("INSERT INTO file (auto_id, game_id, sub_cat, src, desc, txt_rtf) "
+                                              "VALUES (9223372036854775807, %1, 1, '', 'Zyzzyva', '')")
+                                   .arg(gameId)));
+    QCOMPARE(run(QStringLiteral("Zyzzyva"), &out, &err), 2);
+    QVERIFY2(err.contains(QStringLiteral("9223372036854775807")), qPrintable(err));
+    QCOMPARE(out, QString());
+}
+
+// Files of a few megabytes each are indexed a few at a time, not 200 at once: each batch is one
+// commit, so the commits are counted.
+void tst_search::indexBatchesBoundedByText()
+{
+    Library library;
+    QSqlDatabase db = library.db();
+    ErrObject err;
+    QVERIFY(FindIndex::Update(db, -1, nullptr, &err));
+    QSqlQuery game(QStringLiteral("SELECT auto_id FROM game LIMIT 1"), db);
+    QVERIFY(game.next());
+    const QString big = QStringLiteral("{\\rtf1 ") + QString(3'000'000, u'q') + QStringLiteral("}");
+    for (int i = 0; i < 4; ++i) {
+        QSqlQuery add(db);
+        QVERIFY(add.prepare(
+            QStringLiteral("INSERT INTO file (game_id, sub_cat, src, desc, txt_rtf) VALUES (?, 1, '', 'big', ?)")));
+        add.addBindValue(game.value(0));
+        add.addBindValue(big);
+        QVERIFY(add.exec());
+    }
+    int commits = 0;
+    auto *handle = *static_cast<sqlite3 **>(db.driver()->handle().data());
+    sqlite3_commit_hook(
+        handle, [](void *count) { return ++*static_cast<int *>(count), 0; }, &commits);
+    qint64 done = 0;
+    const bool updated = FindIndex::Update(db, -1, &done, &err);
+    sqlite3_commit_hook(handle, nullptr, nullptr);
+    QVERIFY2(updated, qPrintable(err.Description));
+    QCOMPARE(done, 4);
+    QCOMPARE(commits, 4);
+    FindRequest request;
+    request.Phrase = QString(50, u'q');
+    request.Text = true;
+    QVector<FindHit> hits;
+    QVERIFY(FileSearch::Find(db, request, &hits, &err));
+    QCOMPARE(hits.size(), 4);
 }
 
 QTEST_MAIN(tst_search)

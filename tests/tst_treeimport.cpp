@@ -198,11 +198,16 @@ void tst_treeimport::directImportAndSave()
     QCOMPARE(lib.seen, QStringLiteral("Import... 18/1"));
     QCOMPARE(std::tuple(lib.field("txtDesc"), lib.editor()->toPlainText()), std::tuple(lib.title, lib.text));
 
-    // Both windows save and report, the earlier one too.
-    for (FileViewer *viewer : lib.viewers()) {
+    // Both windows save and report, the earlier one too; the page the first one stored meanwhile is
+    // asked about before the second stores it again.
+    const QList<FileViewer *> viewers = lib.viewers();
+    for (FileViewer *viewer : viewers) {
         viewer->findChild<QComboBox *>("cboSubCat")->setCurrentIndex(2);
+        if (viewer != viewers.constFirst())
+            lib.prompts.answerMsgBox(MsgResult::Yes);
         QVERIFY(viewer->Save());
     }
+    QVERIFY(lib.prompts.last().text.endsWith(QStringLiteral("Import it again?")));
     QSqlQuery row(lib.home.db());
     QVERIFY(row.exec("SELECT auto_id, src, desc, txt_rtf FROM file WHERE game_id = " + QString::number(lib.tetra)));
     QVERIFY(row.next());

@@ -1,6 +1,7 @@
 #include "FileImporter.h"
 
 #include "data/FileImport.h"
+#include "data/NativePath.h"
 
 #include <QDir>
 #include <QEventLoop>
@@ -109,7 +110,7 @@ bool FileImporter::Run(const QStringList &paths, ErrObject *err)
     const QStringList files = await(collected) ? collected.result() : QStringList();
     for (qsizetype i = 0; i < files.size() && !m_cancelled; ++i) {
         const QString &path = files[i];
-        const QString name = shownName(path, folders);
+        const QString name = NativePath::Shown(shownName(path, folders));
         m_label = QStringLiteral("Importing %1 of %2:\n%3").arg(i + 1).arg(files.size()).arg(name);
         m_total = int(files.size());
         m_done = int(i);
@@ -134,6 +135,10 @@ bool FileImporter::Run(const QStringList &paths, ErrObject *err)
             // A store that refuses one file refuses the next as well; the user hears why once.
             m_skipped << name + QStringLiteral(": not saved");
             break;
+        }
+        if (file.Duplicate) {
+            m_skipped << name + QStringLiteral(": ") + file.Skipped;
+            continue;
         }
         m_imported.append(file.Row);
     }

@@ -1,9 +1,11 @@
 #include "FileViewer.h"
 
 #include "RichTextToolBar.h"
+#include "TreeLoader.h"
 #include "base/ErrorLog.h"
 #include "data/FileTable.h"
 #include "data/ShortDesc.h"
+#include "data/StoreTransaction.h"
 #include "data/modNames.h"
 #include "platform/ErrObject.h"
 #include "platform/KeyboardAccess.h"
@@ -183,6 +185,35 @@ void FileViewer::Open(quint8 bytMode, quint8 bytPlatformId, quint8 bytGenreId, q
         rtbText->setFocus();
 }
 
+QString FileViewer::AlreadyStoredPrompt(const SourceMatch &match)
+{
+    return QStringLiteral("This page is already in Lorekeep as \"") + match.Desc + QStringLiteral("\" in ") +
+           match.GameName + QStringLiteral(" (") + TreeLoader::PlatformTag(match.PlatformId) +
+           QStringLiteral(").  Import it again?");
+}
+
+// True with `newId` 0 when the user chose not to store a page found stored meanwhile.
+bool FileViewer::AddRow(const FileRow &row, qint32 *newId, ErrObject *err)
+{
+    *newId = 0;
+    if (!m_askIfSourceStored || row.src.isEmpty())
+        return FileTable::Add(m_db, row, newId, err);
+    SourceMatch match;
+    bool found = false;
+    {
+        // The write lock is taken before the check, so no other import can store the page between.
+        StoreTransaction transaction(m_db, StoreTransaction::Lock::Immediate);
+        if (!transaction.begin(err) || !FileTable::FindBySource(m_db, row.src, &match, &found, err))
+            return false;
+        if (!found)
+            return FileTable::Add(m_db, row, newId, err) && transaction.commit(err);
+    }
+    if (MsgBox(AlreadyStoredPrompt(match), MsgButtons::YesNo, MsgIcon::Question) != MsgResult::Yes)
+        return true;
+    m_askIfSourceStored = false;
+    return FileTable::Add(m_db, row, newId, err);
+}
+
 bool FileViewer::Save()
 {
     if (m_mode == ViewMode)
@@ -205,7 +236,9 @@ bool FileViewer::Save()
     ErrObject err;
     qint32 newId = 0;
     const bool added = m_mode == NewMode;
-    const bool stored = added ? FileTable::Add(m_db, row, &newId, &err) : FileTable::Update(m_db, row, &err);
+    const bool stored = added ? AddRow(row, &newId, &err) : FileTable::Update(m_db, row, &err);
+    if (added && stored && newId == 0)
+        return false;
     if (!stored) {
         ReportStoreFailure(err, m_errorLog, moduleName, QStringLiteral("Save"),
                            QStringLiteral("The file could not be saved"),

@@ -13,6 +13,8 @@ class QTextEdit;
 class QToolBar;
 class RichTextToolBar;
 struct ErrObject;
+struct FileRow;
+struct SourceMatch;
 
 // The window in which the user reads, edits or writes one file of a game. It stores the file row
 // itself and then reports what it stored, so that whoever lists the file can follow. Several may be
@@ -36,6 +38,12 @@ public:
     void Open(quint8 bytMode, quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, const QString &strGame,
               qint32 lngFileId, quint8 bytSubCat, const QString &strSource, const QString &strDesc,
               const QString &strTextRTF);
+
+    // For a page import whose address no file had when it began: Save checks again, in the same
+    // step as the saving, and asks before storing a page that another import stored meanwhile.
+    void setAskIfSourceStored(bool ask) { m_askIfSourceStored = ask; }
+    // "This page is already in Lorekeep as ... Import it again?"
+    static QString AlreadyStoredPrompt(const SourceMatch &match);
 
     quint8 CurrentMode() const { return m_mode; }
     qint32 FileId() const { return m_fileId; }
@@ -67,6 +75,7 @@ private:
     void SelectSubCat(quint8 code);
     quint8 SelectedSubCat() const;
     bool Refuse(const QString &prompt, QWidget *field);
+    bool AddRow(const FileRow &row, qint32 *newId, ErrObject *err);
     void LoadText(const QString &rtf);
     QString DocumentRtf() const;
     void Print();
@@ -96,5 +105,6 @@ private:
     // The description as last loaded or stored, which the title shows.
     QString m_desc;
     bool m_dirty = false;
+    bool m_askIfSourceStored = false;
     bool m_loading = false;
 };

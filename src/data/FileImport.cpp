@@ -2,7 +2,9 @@
 
 #include "FileConversion.h"
 #include "GameTable.h"
+#include "NativePath.h"
 #include "StoreError.h"
+#include "StoreQuery.h"
 #include "StoreTransaction.h"
 #include "platform/NaturalOrder.h"
 
@@ -10,47 +12,109 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <QVector>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
 #include <filesystem>
+#include <limits>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 
 namespace {
 
+namespace fs = std::filesystem;
+
+fs::path nativePath(const QString &path)
+{
+    return fs::path(NativePath::ToNative(path).toStdString());
+}
+
 // The folder a browser saves beside a page for its pictures and scripts: "page_files" for
 // "page.html", in some languages "page-Dateien" and the like.
-bool isPageResources(const QFileInfo &folder)
+bool isPageResources(const QString &folder, const QString &name)
 {
-    const QString name = folder.fileName();
     const qsizetype cut = std::max(name.lastIndexOf(QLatin1Char('_')), name.lastIndexOf(QLatin1Char('-')));
     if (cut <= 0)
         return false;
-    const QString page = folder.absolutePath() + QLatin1Char('/') + name.left(cut);
+    const QString page = folder + QLatin1Char('/') + name.left(cut);
     const QStringList &suffixes = FileConversion::WebPageSuffixes();
-    return std::any_of(suffixes.cbegin(), suffixes.cend(),
-                       [&](const QString &suffix) { return QFileInfo::exists(page + QLatin1Char('.') + suffix); });
+    return std::any_of(suffixes.cbegin(), suffixes.cend(), [&](const QString &suffix) {
+        std::error_code error;
+        return fs::exists(nativePath(page + QLatin1Char('.') + suffix), error);
+    });
 }
 
+struct Entry
+{
+    QString name;
+    bool isDir;
+    bool isLink;
+};
+
+// Listed by the system's own calls: Qt cannot name a file whose name is not UTF-8, and would leave
+// it out without a word.
 void collectFolder(const QString &folder, QStringList *files)
 {
-    QFileInfoList entries =
-        QDir(folder).entryInfoList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot | QDir::System, QDir::NoSort);
-    std::sort(entries.begin(), entries.end(), [](const QFileInfo &a, const QFileInfo &b) {
+    std::error_code error;
+    fs::directory_iterator it(nativePath(folder), error);
+    QVector<Entry> entries;
+    for (const fs::directory_iterator end; !error && it != end; it.increment(error)) {
+        const QString name = NativePath::FromNative(QByteArray::fromStdString(it->path().filename().native()));
+        std::error_code statusError;
+        const bool isLink = it->is_symlink(statusError);
+        const bool isDir = it->is_directory(statusError);
+        entries.append({name, isDir, isLink});
+    }
+    std::sort(entries.begin(), entries.end(), [](const Entry &a, const Entry &b) {
         // Files first, then the sub-folders, each in the order a file manager shows them.
-        if (a.isDir() != b.isDir())
-            return b.isDir();
-        return NaturalLess(a.fileName(), b.fileName());
+        if (a.isDir != b.isDir)
+            return b.isDir;
+        return NaturalLess(a.name, b.name);
     });
-    for (const QFileInfo &entry : std::as_const(entries)) {
-        if (entry.fileName().startsWith(QLatin1Char('.')))
+    for (const Entry &entry : std::as_const(entries)) {
+        if (entry.name.startsWith(QLatin1Char('.')))
             continue;
-        if (!entry.isDir()) {
-            files->append(entry.absoluteFilePath());
-        } else if (!entry.isSymLink() && !isPageResources(entry)) {
+        const QString path = folder + QLatin1Char('/') + entry.name;
+        if (!entry.isDir) {
+            files->append(path);
+        } else if (!entry.isLink && !isPageResources(folder, entry.name)) {
             // Links to folders are not followed: one could lead back up and never end.
-            collectFolder(entry.absoluteFilePath(), files);
+            collectFolder(path, files);
         }
     }
+}
+
+// A file's id is a 32-bit number in the program; a store whose ids went past that (by hand) cannot
+// take another file without the new id being misread.
+bool idsLeft(const QSqlDatabase &db, ErrObject *err)
+{
+    StoreQuery query(db);
+    if (!query.run(QStringLiteral("SELECT max(coalesce((SELECT max(auto_id) FROM file), 0), "
+                                  "coalesce((SELECT seq FROM sqlite_sequence WHERE name = 'file'), 0))"),
+                   err))
+        return false;
+    const qint64 last = query.next() ? query.value(0).toLongLong() : 0;
+    if (last < std::numeric_limits<qint32>::max())
+        return true;
+    *err = {ErrNumber::StoreFailed,
+            QStringLiteral("The store \"%1\" has used up the file ids Lorekeep can give (up to %2), so the file "
+                           "was not saved.")
+                .arg(StoreError::storePath(db))
+                .arg(std::numeric_limits<qint32>::max())};
+    return false;
+}
+
+bool storedAlready(const QSqlDatabase &db, qint32 gameId, const QString &source, bool *found, ErrObject *err)
+{
+    StoreQuery query(db);
+    if (!query.run(QStringLiteral("SELECT 1 FROM file WHERE game_id = ? AND src = ? LIMIT 1"), {gameId, source}, err))
+        return false;
+    *found = query.next();
+    return true;
 }
 
 } // namespace
@@ -61,9 +125,9 @@ QStringList FileImport::Collect(const QStringList &paths)
 {
     QStringList files;
     for (const QString &path : paths) {
-        const QFileInfo info(path);
-        const QString absolute = QDir::cleanPath(info.absoluteFilePath());
-        if (info.isDir())
+        const QString absolute = QDir::cleanPath(QDir(QDir::currentPath()).absoluteFilePath(path));
+        std::error_code error;
+        if (fs::is_directory(nativePath(absolute), error))
             collectFolder(absolute, &files);
         else
             files.append(absolute);
@@ -92,14 +156,15 @@ ImportedFile FileImport::Convert(const QString &path, quint8 subCat)
 {
     ImportedFile file;
     file.Path = path;
-    const QFileInfo info(path);
-    file.Row.src = path;
+    const QFileInfo info(NativePath::Shown(path));
+    file.Row.src = info.filePath();
     file.Row.desc = info.completeBaseName().isEmpty() ? info.fileName() : info.completeBaseName();
     file.Row.sub_cat = subCat != 0 ? subCat : SubCategoryFor(file.Row.desc);
 
     // Only regular files: reading a pipe or a device could wait, or run, for ever.
     std::error_code error;
-    const auto status = std::filesystem::status(std::filesystem::path(QFile::encodeName(path).toStdString()), error);
+    const fs::path native = nativePath(path);
+    const auto status = fs::status(native, error);
     if (error || !std::filesystem::exists(status)) {
         file.Skipped = QStringLiteral("not found");
         return file;
@@ -109,12 +174,18 @@ ImportedFile FileImport::Convert(const QString &path, quint8 subCat)
             std::filesystem::is_directory(status) ? QStringLiteral("a folder") : QStringLiteral("not a regular file");
         return file;
     }
-    if (info.size() > MaxFileSize) {
+    if (fs::file_size(native, error) > quint64(MaxFileSize) && !error) {
         file.Skipped = QStringLiteral("larger than 64 MB");
         return file;
     }
-    QFile source(path);
-    if (!source.open(QIODevice::ReadOnly)) {
+    QFile source;
+    const int fd = ::open(native.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        file.Skipped = QStringLiteral("cannot be read: ") + QString::fromLocal8Bit(std::strerror(errno));
+        return file;
+    }
+    if (!source.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
         file.Skipped = QStringLiteral("cannot be read: ") + source.errorString();
         return file;
     }
@@ -148,14 +219,29 @@ bool FileImport::Begin(ErrObject *err)
     return FileTable::Sources(m_db, m_gameId, &m_sources, err);
 }
 
+bool FileImport::IsKnown(const QString &path) const
+{
+    return m_sources.contains(NativePath::Shown(path));
+}
+
 bool FileImport::Store(ImportedFile *file, ErrObject *err)
 {
     file->Row.game_id = m_gameId;
-    StoreTransaction transaction(m_db);
+    // Another import may be storing the same files at this moment: the write lock is taken before
+    // the check, so one of them stores each file and the other finds it there.
+    StoreTransaction transaction(m_db, StoreTransaction::Lock::Immediate);
+    bool found = false;
+    if (!transaction.begin(err) || !storedAlready(m_db, m_gameId, file->Row.src, &found, err))
+        return false;
+    m_sources.insert(file->Row.src);
+    if (found) {
+        file->Duplicate = true;
+        file->Skipped = QStringLiteral("already in this game");
+        return true;
+    }
     qint32 id = 0;
-    if (!transaction.begin(err) || !FileTable::Add(m_db, file->Row, &id, err) || !transaction.commit(err))
+    if (!idsLeft(m_db, err) || !FileTable::Add(m_db, file->Row, &id, err) || !transaction.commit(err))
         return false;
     file->Row.auto_id = id;
-    m_sources.insert(file->Path);
     return true;
 }

@@ -11,7 +11,8 @@
 // One file on disk on its way into a game: the row it becomes, or why it stays out.
 struct ImportedFile
 {
-    // Absolute, and the new row's source.
+    // Absolute; a byte of its name that is not UTF-8 is kept as NativePath keeps it. The row's
+    // source is the same path as a user reads it.
     QString Path;
     // Description, source, sub-category and text; the ids once stored.
     FileRow Row;
@@ -49,9 +50,10 @@ public:
     // Reads the sources the game already has; false when the game is gone or the store fails.
     bool Begin(ErrObject *err);
     // Whether the game has a file from `path`, stored before or by this import.
-    bool IsKnown(const QString &path) const { return m_sources.contains(path); }
+    bool IsKnown(const QString &path) const;
     // Stores a converted file as a new file of the game, whole or not at all; its row receives the
-    // new id and the game's.
+    // new id and the game's. A file the game got in the meantime (from another import) is not
+    // stored again: true with Duplicate set and Skipped saying so.
     bool Store(ImportedFile *file, ErrObject *err);
 
     qint32 GameId() const { return m_gameId; }

@@ -11,6 +11,7 @@
 #include <QSqlQuery>
 
 #include <algorithm>
+#include <limits>
 
 Q_DECLARE_LOGGING_CATEGORY(lcStore)
 
@@ -84,7 +85,19 @@ FindHit hitOf(const QSqlQuery &query)
 
 const QString hitColumns = QStringLiteral("f.auto_id, f.game_id, f.sub_cat, f.desc, g.name, g.platform_id, g.genre_id");
 
-bool indexedFind(const QSqlDatabase &db, const FindRequest &request, QVector<FindHit> *hits, QSqlError *error)
+// Ids are 32-bit in the program; a row given a larger one by hand would be misread as another file.
+ErrObject idOutOfRange(const QSqlDatabase &db, qint64 id)
+{
+    return {ErrNumber::StoreFailed,
+            QStringLiteral("The store \"%1\" has a file with the id %2, beyond the ids Lorekeep "
+                           "can use (up to %3), so it cannot be searched.")
+                .arg(StoreError::storePath(db))
+                .arg(id)
+                .arg(std::numeric_limits<qint32>::max())};
+}
+
+bool indexedFind(const QSqlDatabase &db, const FindRequest &request, QVector<FindHit> *hits, QSqlError *error,
+                 qint64 *badId)
 {
     const QString terms = criteriaTerms(request.Criteria);
     const QString check = QStringLiteral("instr(") + joinedColumns(request) + QStringLiteral(", :phrase) > 0");
@@ -118,8 +131,14 @@ bool indexedFind(const QSqlDatabase &db, const FindRequest &request, QVector<Fin
         *error = query.lastError();
         return false;
     }
-    while (query.next())
+    while (query.next()) {
+        const qint64 id = query.value(0).toLongLong();
+        if (id > std::numeric_limits<qint32>::max() || id < 0) {
+            *badId = id;
+            return true;
+        }
         hits->append(hitOf(query));
+    }
     if (query.lastError().isValid()) {
         *error = query.lastError();
         return false;
@@ -237,33 +256,52 @@ bool FileSearch::Scan(const QSqlDatabase &db, const FindRequest &request, QVecto
 }
 
 bool FileSearch::Find(const QSqlDatabase &db, const FindRequest &request, QVector<FindHit> *hits, ErrObject *err,
-                      bool *indexRepaired)
+                      IndexRepair *repair)
 {
     hits->clear();
-    if (indexRepaired)
-        *indexRepaired = false;
+    if (repair)
+        *repair = {};
     // A NUL is in no stored text, and SQL would cut the phrase at it.
     if (request.Phrase.isEmpty() || request.Phrase.contains(QChar(0)) || !(request.Desc || request.Src || request.Text))
         return true;
     if (!FindIndex::Available(db))
         return Scan(db, request, hits, err);
-    if (!FindIndex::Update(db, -1, nullptr, err))
-        return false;
-    QSqlError error;
-    if (indexedFind(db, request, hits, &error))
-        return true;
-    hits->clear();
-    const ErrObject failure = StoreError::fromSql(error, db);
-    if (failure.Number == ErrNumber::StoreLocked) {
+    ErrObject failure;
+    if (FindIndex::Update(db, -1, nullptr, &failure)) {
+        QSqlError error;
+        qint64 badId = 0;
+        if (indexedFind(db, request, hits, &error, &badId)) {
+            if (badId == 0)
+                return true;
+            hits->clear();
+            *err = idOutOfRange(db, badId);
+            return false;
+        }
+        hits->clear();
+        failure = StoreError::fromSql(error, db);
+    }
+    if (failure.Number == ErrNumber::StoreLocked || failure.Number == ErrNumber::StoreReadOnly) {
         *err = failure;
         return false;
     }
     // Anything else means the index itself is broken: it is made anew, and this search scans.
-    qCWarning(lcStore) << "search index failed, rebuilding it:" << error;
-    if (indexRepaired)
-        *indexRepaired = true;
+    qCWarning(lcStore) << "search index failed, rebuilding it:" << failure.Description;
     ErrObject rebuildErr;
-    if (!FindIndex::Rebuild(db, &rebuildErr))
-        qCWarning(lcStore) << "search index could not be rebuilt:" << rebuildErr.Description;
+    const bool rebuilt = FindIndex::Rebuild(db, &rebuildErr);
+    if (repair) {
+        repair->Tried = true;
+        repair->Done = rebuilt;
+        repair->Failure = rebuildErr;
+    }
     return Scan(db, request, hits, err);
+}
+
+QString FileSearch::TrimBlanks(const QString &phrase)
+{
+    qsizetype start = 0, end = phrase.size();
+    while (start < end && phrase[start] == QLatin1Char(' '))
+        ++start;
+    while (end > start && phrase[end - 1] == QLatin1Char(' '))
+        --end;
+    return phrase.mid(start, end - start);
 }

@@ -33,6 +33,15 @@ struct FindHit
     quint8 GenreId = 0;
 };
 
+// What became of a search index that failed during a search.
+struct IndexRepair
+{
+    bool Tried = false;
+    bool Done = false;
+    // Why it could not be rebuilt, when it could not.
+    ErrObject Failure;
+};
+
 // Find's search: a file is a hit when its chosen fields, joined by one blank in the order
 // description, source, text, contain the phrase character for character. The answer is that of a
 // scan of every row by this rule, whatever the index does to get there faster.
@@ -42,10 +51,13 @@ public:
     // How many files meet the criteria, the phrase aside.
     static bool CountRows(const QSqlDatabase &db, const FileCriteria &criteria, qint64 *count, ErrObject *err);
     // The hits in ascending order of file id, through the search index (brought up to date first).
-    // A request with no field chosen finds nothing. An index that fails is rebuilt, which
-    // `indexRepaired` reports, and that search scans instead.
+    // A request with no field chosen finds nothing. An index that fails is rebuilt (`repair`
+    // says whether that worked), and that search scans instead. A hit whose id is beyond 32 bits
+    // (set by hand) fails the search with a message saying so.
     static bool Find(const QSqlDatabase &db, const FindRequest &request, QVector<FindHit> *hits, ErrObject *err,
-                     bool *indexRepaired = nullptr);
+                     IndexRepair *repair = nullptr);
+    // The phrase as Find takes it: blanks at its ends dropped; tabs and line breaks are part of it.
+    static QString TrimBlanks(const QString &phrase);
     // The same answer by reading every row that meets the criteria: the rule itself, for a store
     // without an index and for checking the index against.
     static bool Scan(const QSqlDatabase &db, const FindRequest &request, QVector<FindHit> *hits, ErrObject *err);

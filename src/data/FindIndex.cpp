@@ -10,11 +10,16 @@
 #include <QVariant>
 #include <QVector>
 
+#include <utility>
+
 namespace {
 
 // Files indexed per transaction: large enough that commits cost little, small enough that a
 // progress dialog moves.
 constexpr qint64 batchFiles = 200;
+// And the text a batch holds at once, in characters: a few files of tens of megabytes each would
+// otherwise all be in memory together, stored and plain.
+constexpr qint64 batchChars = 4 * 1024 * 1024;
 
 const QString indexResource = QStringLiteral(":/bundle/findindex.sql");
 
@@ -87,10 +92,14 @@ bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, Er
                        QString::number(batch)))
             return fail(read, db, err);
         QVector<Queued> queued;
-        while (read.next()) {
+        qint64 chars = 0;
+        // At least one file per batch, however big; the rest wait for the next batch.
+        while (chars < batchChars && read.next()) {
+            const QString stored = read.value(4).toString();
+            QString body = RtfReader::PlainText(RtfReader::FromStoredText(stored));
+            chars += stored.size() + body.size();
             queued.append({read.value(0).toLongLong(), !read.value(1).isNull(), read.value(2).toString(),
-                           read.value(3).toString(),
-                           RtfReader::PlainText(RtfReader::FromStoredText(read.value(4).toString()))});
+                           read.value(3).toString(), std::move(body)});
         }
         read.finish();
         if (queued.isEmpty())
@@ -139,5 +148,34 @@ bool FindIndex::Rebuild(const QSqlDatabase &db, ErrObject *err)
                                QStringLiteral("DROP TRIGGER IF EXISTS find_file_delete"),
                                QStringLiteral("DROP TABLE IF EXISTS find_pending"),
                                QStringLiteral("DROP TABLE IF EXISTS find_text")};
-    return runAll(db, drops, err) && Ensure(db, err);
+    ErrObject dropErr;
+    if (runAll(db, drops, &dropErr))
+        return Ensure(db, err);
+    if (dropErr.Number == ErrNumber::StoreLocked) {
+        *err = dropErr;
+        return false;
+    }
+    // An index whose own records are broken cannot even be opened to be dropped: its entry leaves
+    // the schema, the tables that held it are dropped as plain tables, and the schema's version
+    // moves on so that every connection reads the schema again.
+    StoreTransaction transaction(db, StoreTransaction::Lock::Immediate);
+    QSqlQuery query(db);
+    if (!transaction.begin(err))
+        return false;
+    if (!query.exec(QStringLiteral("PRAGMA schema_version")) || !query.next())
+        return fail(query, db, err);
+    const qint64 version = query.value(0).toLongLong();
+    query.finish();
+    QStringList forced = {QStringLiteral("PRAGMA writable_schema = ON"),
+                          QStringLiteral("DELETE FROM sqlite_master WHERE type = 'table' AND name = 'find_text'"),
+                          QStringLiteral("PRAGMA schema_version = %1").arg(version + 1),
+                          QStringLiteral("PRAGMA writable_schema = OFF")};
+    for (const char *part : {"data", "idx", "content", "docsize", "config"})
+        forced << QStringLiteral("DROP TABLE IF EXISTS find_text_") + QLatin1String(part);
+    forced << drops.mid(0, drops.size() - 1);
+    for (const QString &statement : std::as_const(forced)) {
+        if (!query.exec(statement))
+            return fail(query, db, err);
+    }
+    return transaction.commit(err) && Ensure(db, err);
 }

@@ -21,7 +21,8 @@ public:
     // How many files wait to be indexed.
     static bool Pending(const QSqlDatabase &db, qint64 *count, ErrObject *err);
     // Indexes up to `maxFiles` queued files (all when negative), each batch in one transaction;
-    // `done` receives how many were indexed.
+    // `done` receives how many were indexed. A batch is bounded by its files' text as well as by
+    // their number, so that big files do not all sit in memory together.
     static bool Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, ErrObject *err);
     // Empties the index and queues every file again, or makes it anew when it is broken.
     static bool Rebuild(const QSqlDatabase &db, ErrObject *err);

@@ -495,6 +495,19 @@ bool StoreBackup::Check(const QString &path, QStringList *problems, ErrObject *e
     return false;
 }
 
+bool StoreBackup::QuickCheck(const QSqlDatabase &db, ErrObject *err)
+{
+    QSqlQuery query(db);
+    if (!query.exec(QStringLiteral("PRAGMA quick_check(1)"))) {
+        *err = StoreError::fromSql(query.lastError(), db);
+        return false;
+    }
+    if (query.next() && query.value(0).toString() == QLatin1String("ok"))
+        return true;
+    *err = StoreError::damagedStore(StoreError::storePath(db));
+    return false;
+}
+
 bool StoreBackup::Restore(const QString &backupPath, const QString &storePath, ErrObject *err, const Progress &progress)
 {
     if (!Check(backupPath, nullptr, err, progress)) {

@@ -3,6 +3,7 @@
 #include "platform/ErrObject.h"
 
 #include <QDateTime>
+#include <QSqlDatabase>
 #include <QString>
 #include <QVector>
 
@@ -96,6 +97,10 @@ public:
     // this version reads; `problems` (may be null) receives what the check reported. False with
     // `err` naming the first problem when it is not sound.
     static bool Check(const QString &path, QStringList *problems, ErrObject *err, const Progress &progress = {});
+    // SQLite's quicker check of the open store `db` (its pages and their links, not every index
+    // entry), stopping at the first problem: enough to refuse writing into a damaged store. False
+    // with the damaged-store message when it is not sound.
+    static bool QuickCheck(const QSqlDatabase &db, ErrObject *err);
 
     // Brings the backup at `backupPath` back as the store at `storePath`, checking it first. The
     // store is replaced in one transaction, so a failure at any point leaves it as it was; a store

@@ -95,6 +95,12 @@ ErrObject StoreError::fromSql(const QSqlError &error, const QSqlDatabase &db)
     return fromSql(error, storePath(db));
 }
 
+ErrObject StoreError::damagedStore(const QString &storePath)
+{
+    return damaged(storePath.isEmpty() ? QStringLiteral("the store") : QLatin1Char('"') + storePath + QLatin1Char('"'),
+                   storePath);
+}
+
 ErrObject StoreError::noConnection()
 {
     return {ErrNumber::NoConnection, QStringLiteral("No Lorekeep store is open.")};

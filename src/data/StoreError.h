@@ -16,6 +16,8 @@ public:
     static ErrObject fromSql(const QSqlError &error, const QString &storePath);
     static ErrObject fromSql(const QSqlError &error, const QSqlDatabase &db);
     static ErrObject noConnection();
+    // The message for a store whose pages are broken (the damage handler is told as well).
+    static ErrObject damagedStore(const QString &storePath);
     static ErrObject noRow(const char *table, qint64 id);
 
     // Called with the store's path whenever an error says the store is damaged, wherever it was

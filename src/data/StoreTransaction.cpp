@@ -3,12 +3,30 @@
 #include "StoreError.h"
 
 #include <QSqlError>
+#include <QSqlQuery>
 
-StoreTransaction::StoreTransaction(const QSqlDatabase &db) : m_db(db) {}
+namespace {
+
+bool run(const QSqlDatabase &db, const char *statement, QSqlError *error = nullptr)
+{
+    QSqlQuery query(db);
+    const bool ok = query.exec(QLatin1String(statement));
+    if (!ok && error)
+        *error = query.lastError();
+    return ok;
+}
+
+} // namespace
+
+StoreTransaction::StoreTransaction(const QSqlDatabase &db, Lock lock) : m_db(db), m_lock(lock) {}
 
 StoreTransaction::~StoreTransaction()
 {
-    if (m_active)
+    if (!m_active)
+        return;
+    if (m_lock == Lock::Immediate)
+        run(m_db, "ROLLBACK");
+    else
         m_db.rollback();
 }
 
@@ -19,9 +37,15 @@ bool StoreTransaction::begin(ErrObject *err)
             *err = StoreError::noConnection();
         return false;
     }
-    m_active = m_db.transaction();
+    QSqlError error;
+    if (m_lock == Lock::Immediate) {
+        m_active = run(m_db, "BEGIN IMMEDIATE", &error);
+    } else {
+        m_active = m_db.transaction();
+        error = m_db.lastError();
+    }
     if (!m_active && err)
-        *err = StoreError::fromSql(m_db.lastError(), m_db);
+        *err = StoreError::fromSql(error, m_db);
     return m_active;
 }
 
@@ -29,9 +53,12 @@ bool StoreTransaction::commit(ErrObject *err)
 {
     if (!m_active)
         return false;
-    if (!m_db.commit()) {
+    QSqlError error;
+    const bool committed =
+        m_lock == Lock::Immediate ? run(m_db, "COMMIT", &error) : (m_db.commit() || (error = m_db.lastError(), false));
+    if (!committed) {
         if (err)
-            *err = StoreError::fromSql(m_db.lastError(), m_db);
+            *err = StoreError::fromSql(error, m_db);
         return false;
     }
     m_active = false;

@@ -9,7 +9,11 @@
 class StoreTransaction final
 {
 public:
-    explicit StoreTransaction(const QSqlDatabase &db);
+    // Immediate takes the store's write lock at begin(), so that what is read inside cannot be
+    // changed by another program before the commit: a check and the write it allows stay one step.
+    enum class Lock { Deferred, Immediate };
+
+    explicit StoreTransaction(const QSqlDatabase &db, Lock lock = Lock::Deferred);
     ~StoreTransaction();
     Q_DISABLE_COPY_MOVE(StoreTransaction)
 
@@ -19,5 +23,6 @@ public:
 
 private:
     QSqlDatabase m_db;
+    Lock m_lock;
     bool m_active = false;
 };

@@ -283,7 +283,7 @@ void frmFind::chk1_Click()
 
 void frmFind::cboFind_Change()
 {
-    cmdFind->setEnabled(!cboFind->currentText().trimmed().isEmpty());
+    cmdFind->setEnabled(!FileSearch::TrimBlanks(cboFind->currentText()).isEmpty());
 }
 
 bool frmFind::eventFilter(QObject *watched, QEvent *event)
@@ -311,7 +311,7 @@ bool frmFind::eventFilter(QObject *watched, QEvent *event)
 
 void frmFind::cmdFind_Click()
 {
-    const QString phrase = cboFind->currentText().trimmed();
+    const QString phrase = FileSearch::TrimBlanks(cboFind->currentText());
     if (phrase.isEmpty()) {
         close();
         return;
@@ -358,15 +358,17 @@ void frmFind::cmdFind_Click()
     // stopped) are indexed with the progress shown, not inside a search that seems to hang.
     FindIndexBuilder::Build(this, db);
     QVector<FindHit> hits;
-    bool repaired = false;
+    IndexRepair repair;
     QGuiApplication::setOverrideCursor(Qt::WaitCursor);
-    const bool searched = FileSearch::Find(db, request, &hits, &err, &repaired);
+    const bool searched = FileSearch::Find(db, request, &hits, &err, &repair);
     QGuiApplication::restoreOverrideCursor();
     if (!searched) {
         LogError(err, module, procedure, false);
         return;
     }
-    if (repaired)
+    if (repair.Tried && !repair.Done)
+        LogError(repair.Failure, module, procedure, false);
+    if (repair.Done)
         MsgBox(QStringLiteral("The search index was damaged and has been rebuilt; the results are complete."),
                MsgButtons::OK, MsgIcon::Information, QStringLiteral("Lorekeep"));
 

@@ -90,7 +90,7 @@ int main(int argc, char *argv[])
         ok = ok && request.Criteria.GameId > 0;
     }
     if (ok) {
-        request.Phrase = parser.positionalArguments().constFirst().trimmed();
+        request.Phrase = FileSearch::TrimBlanks(parser.positionalArguments().constFirst());
         ok = !request.Phrase.isEmpty();
     }
     if (!ok) {
@@ -106,13 +106,17 @@ int main(int argc, char *argv[])
         return 2;
     }
     QVector<FindHit> hits;
-    bool repaired = false;
-    if (!FileSearch::Find(store.Connection(), request, &hits, &err, &repaired)) {
+    IndexRepair repair;
+    if (!FileSearch::Find(store.Connection(), request, &hits, &err, &repair)) {
         complain(err.Description);
         return 2;
     }
-    if (repaired)
+    if (repair.Done)
         complain(QStringLiteral("the search index was damaged and has been rebuilt"));
+    else if (repair.Tried)
+        complain(QStringLiteral("the search index is damaged and could not be rebuilt (%1); every file was read "
+                                "instead, so the ids are complete")
+                     .arg(repair.Failure.Description));
     QByteArray out;
     out.reserve(hits.size() * 8);
     for (const FindHit &hit : std::as_const(hits))

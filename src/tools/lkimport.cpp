@@ -1,11 +1,14 @@
 // lkimport: files from disk into a game of a Lorekeep store, as File > Import Files does it.
 //
 // Each imported file prints "PATH<TAB>FILE_ID<TAB>ENCODING" once its row is committed; each file left
-// out prints "lkimport: PATH: REASON" on standard error. Exit 0 when every file was imported or was
+// out prints "lkimport: PATH: REASON" on standard error. PATH is written as NativePath::Escaped
+// writes it, so a name holding a tab or a newline cannot forge a line. Exit 0 when every file was imported or was
 // already in the game, 1 when some were left out or failed, 2 when the store or the game cannot be
 // used (nothing is written then).
 #include "base/Version.h"
 #include "data/FileImport.h"
+#include "data/NativePath.h"
+#include "data/StoreBackup.h"
 #include "data/modADO.h"
 
 #include <QCommandLineParser>
@@ -18,6 +21,12 @@ namespace {
 void complain(const QString &text)
 {
     std::fprintf(stderr, "lkimport: %s\n", qPrintable(text));
+}
+
+void complainAbout(const QString &path, const QString &reason)
+{
+    const QByteArray line = "lkimport: " + NativePath::Escaped(path) + ": " + reason.toUtf8() + '\n';
+    std::fwrite(line.constData(), 1, size_t(line.size()), stderr);
 }
 
 // Standard error carries one line per file left out, which scripts count; Qt's notes about the
@@ -58,7 +67,11 @@ int main(int argc, char *argv[])
     parser.addOption(subCatOption);
     parser.addPositionalArgument(QStringLiteral("PATH"), QStringLiteral("Files or folders to import."),
                                  QStringLiteral("PATH..."));
-    parser.process(app);
+    // The arguments as given: Qt would turn a name's bytes that are not UTF-8 into U+FFFD and miss the file.
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << NativePath::FromNative(QByteArray(argv[i]));
+    parser.process(arguments);
 
     bool gameOk = false;
     const qint32 gameId = parser.value(gameOption).toInt(&gameOk);
@@ -74,7 +87,7 @@ int main(int argc, char *argv[])
     const QString storePath = parser.value(storeOption);
     modADO store(QStringLiteral("lkimport"));
     ErrObject err;
-    if (!store.Open(storePath, &err) || !store.CanWrite(&err)) {
+    if (!store.Open(storePath, &err) || !store.CanWrite(&err) || !StoreBackup::QuickCheck(store.Connection(), &err)) {
         complain(err.Description);
         return 2;
     }
@@ -89,20 +102,20 @@ int main(int argc, char *argv[])
     bool allDone = true;
     for (const QString &path : FileImport::Collect(parser.positionalArguments())) {
         if (import.IsKnown(path)) {
-            complain(path + QStringLiteral(": already in this game"));
+            complainAbout(path, QStringLiteral("already in this game"));
             continue;
         }
         ImportedFile file = FileImport::Convert(path, quint8(subCat));
         if (file.Skipped.isEmpty() && !import.Store(&file, &err))
             file.Skipped = QStringLiteral("not saved: ") + err.Description;
         if (!file.Skipped.isEmpty()) {
-            complain(path + QStringLiteral(": ") + file.Skipped);
-            allDone = false;
+            complainAbout(path, file.Skipped);
+            allDone = allDone && file.Duplicate;
             continue;
         }
         // A line stands for a committed row, so a script that reads it may rely on the file being there.
-        const QByteArray line =
-            path.toUtf8() + '\t' + QByteArray::number(file.Row.auto_id) + '\t' + file.Encoding.toUtf8() + '\n';
+        const QByteArray line = NativePath::Escaped(path) + '\t' + QByteArray::number(file.Row.auto_id) + '\t' +
+                                file.Encoding.toUtf8() + '\n';
         std::fwrite(line.constData(), 1, size_t(line.size()), stdout);
         std::fflush(stdout);
     }

@@ -165,9 +165,10 @@ private:
     bool chooseGame(const NodeKey::GameIds &preset, const QString &caption, NodeKey::GameIds *ids, QString *game);
     // The ids of the selected node when it is a game.
     std::optional<NodeKey::GameIds> currentGame() const;
-    bool confirmNewSource(const QString &source, const QString &procedure);
+    // `recheck` is set when no file had the address, so that saving the import checks again.
+    bool confirmNewSource(const QString &source, const QString &procedure, bool *recheck);
     void openImport(const NodeKey::GameIds &ids, const QString &game, const QString &source, const QString &desc,
-                    const QString &text);
+                    const QString &text, bool askIfStored);
     void objViewer_AddFile(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, qint32 lngFileId,
                            quint8 bytSubCat, const QString &strSource, const QString &strDesc,
                            const QString &strTextRTF);

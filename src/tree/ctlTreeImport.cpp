@@ -200,8 +200,9 @@ void ctlTree::OLEDragDrop(const QString &strKey, const QString &strText, bool fr
         gameOf(node, QStringLiteral("Save drag text..."), dropCaption, dropProcedure, current, &ids, &game);
     if (chosen) {
         const QString url = fromBrowser ? read(m_page.URL) : source;
-        if (confirmNewSource(url, dropProcedure))
-            openImport(ids, game, url, fromBrowser ? read(m_page.Title) : desc, strText);
+        bool recheck = false;
+        if (confirmNewSource(url, dropProcedure, &recheck))
+            openImport(ids, game, url, fromBrowser ? read(m_page.Title) : desc, strText, recheck);
     }
     tvwFiles->SetDropHighlight(nullptr);
 }
@@ -222,8 +223,9 @@ void ctlTree::DirectImport(const QString &strURL, const QString &strPageTitle, c
     const QString text = read(m_page.Text);
     const QString url = read(m_page.URL);
     const QString title = read(m_page.Title);
-    if (confirmNewSource(url, QStringLiteral("Direct Import")))
-        openImport(ids, game, url, title, text);
+    bool recheck = false;
+    if (confirmNewSource(url, QStringLiteral("Direct Import"), &recheck))
+        openImport(ids, game, url, title, text, recheck);
 }
 
 std::optional<NodeKey::GameIds> ctlTree::currentGame() const
@@ -326,8 +328,9 @@ bool ctlTree::chooseGame(const NodeKey::GameIds &preset, const QString &caption,
     return chosen;
 }
 
-bool ctlTree::confirmNewSource(const QString &source, const QString &procedure)
+bool ctlTree::confirmNewSource(const QString &source, const QString &procedure, bool *recheck)
 {
+    *recheck = false;
     const QString address = source.trimmed();
     if (address.isEmpty() || address == QLatin1String("Start Page"))
         return true;
@@ -339,18 +342,18 @@ bool ctlTree::confirmNewSource(const QString &source, const QString &procedure)
         LogError(err, module, procedure, false);
         return true;
     }
-    if (!found)
+    if (!found) {
+        *recheck = true;
         return true;
-    const QString prompt = QStringLiteral("This page is already in Lorekeep as \"") + match.Desc +
-                           QStringLiteral("\" in ") + match.GameName + QStringLiteral(" (") +
-                           TreeLoader::PlatformTag(match.PlatformId) + QStringLiteral(").  Import it again?");
-    return MsgBox(prompt, MsgButtons::YesNo, MsgIcon::Question) == MsgResult::Yes;
+    }
+    return MsgBox(FileViewer::AlreadyStoredPrompt(match), MsgButtons::YesNo, MsgIcon::Question) == MsgResult::Yes;
 }
 
 void ctlTree::openImport(const NodeKey::GameIds &ids, const QString &game, const QString &source, const QString &desc,
-                         const QString &text)
+                         const QString &text, bool askIfStored)
 {
     auto *viewer = new FileViewer(this);
+    viewer->setAskIfSourceStored(askIfStored);
     viewer->setConnection(store()->Connection());
     viewer->setErrorLog(AppPath() + QStringLiteral("error.log"));
     // Every window reports to the tree for as long as it is open, not only the latest one.
