@@ -50,6 +50,7 @@ private Q_SLOTS:
     void hiddenDestinations();
     void characterFormats();
     void paragraphsTablesAndLinks();
+    void longTableIsReadWhole();
     void badInputIsBounded();
     void realWorldSamples();
     void roundTripKeepsTextAndFormats();
@@ -178,6 +179,44 @@ void tst_rtfreader::paragraphsTablesAndLinks()
 
     QCOMPARE(RtfReader::PlainText("{\\rtf1\\trowd\\cellx1\\cellx2\\intbl a\\cell b\\cell\\row\\pard after}"),
              QStringLiteral("a\tb\nafter"));
+}
+
+void tst_rtfreader::longTableIsReadWhole()
+{
+    // Rows of three cells, one row of five halfway, a cell of two paragraphs: made a row at a time,
+    // a table this long would take minutes.
+    constexpr int rows = 20000;
+    QByteArray rtf = "{\\rtf1\\ansi Before\\par\n";
+    for (int row = 0; row < rows; ++row) {
+        const QByteArray n = QByteArray::number(row);
+        rtf += "\\trowd\\intbl r" + n + "\\cell {\\b b" + n + "}\\cell c" + n + "\\par second" + n + "\\cell";
+        if (row == rows / 2)
+            rtf += " d\\cell e\\cell";
+        rtf += "\\row\n";
+    }
+    rtf += "\\pard After}";
+    QTextDocument document;
+    RtfReader::Read(rtf, &document);
+
+    const QList<QTextFrame *> frames = document.rootFrame()->childFrames();
+    QCOMPARE(frames.size(), 1);
+    const auto *table = qobject_cast<QTextTable *>(frames.first());
+    QVERIFY(table);
+    QCOMPARE(std::pair(table->rows(), table->columns()), std::pair(rows, 5));
+    const auto cellText = [table](int row, int column) {
+        const QTextTableCell cell = table->cellAt(row, column);
+        QTextCursor cursor = cell.firstCursorPosition();
+        cursor.setPosition(cell.lastCursorPosition().position(), QTextCursor::KeepAnchor);
+        return cursor.selectedText().replace(QChar::ParagraphSeparator, QLatin1Char('|'));
+    };
+    QCOMPARE(cellText(0, 0), QStringLiteral("r0"));
+    QCOMPARE(cellText(rows - 1, 2), QStringLiteral("c19999|second19999"));
+    QCOMPARE(std::tuple(cellText(rows / 2, 3), cellText(rows / 2, 4), cellText(rows / 2 + 1, 4)),
+             std::tuple(QStringLiteral("d"), QStringLiteral("e"), QString()));
+    QCOMPARE(table->cellAt(777, 1).firstCursorPosition().charFormat().fontWeight(), int(QFont::Bold));
+    QCOMPARE(document.begin().text(), QStringLiteral("Before"));
+    QCOMPARE(document.lastBlock().text(), QStringLiteral("After"));
+    QCOMPARE(RtfReader::PlainText(rtf).count(QLatin1Char('\n')), 2 * rows + 1);
 }
 
 void tst_rtfreader::badInputIsBounded()
