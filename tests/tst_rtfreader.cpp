@@ -1,5 +1,6 @@
 #include "TestHome.h"
 #include "platform/RtfReader.h"
+#include "platform/RtfTableBuilder.h"
 #include "platform/RtfWriter.h"
 
 #include <QDir>
@@ -198,25 +199,45 @@ void tst_rtfreader::longTableIsReadWhole()
     QTextDocument document;
     RtfReader::Read(rtf, &document);
 
-    const QList<QTextFrame *> frames = document.rootFrame()->childFrames();
-    QCOMPARE(frames.size(), 1);
-    const auto *table = qobject_cast<QTextTable *>(frames.first());
-    QVERIFY(table);
-    QCOMPARE(std::pair(table->rows(), table->columns()), std::pair(rows, 5));
-    const auto cellText = [table](int row, int column) {
-        const QTextTableCell cell = table->cellAt(row, column);
+    // It comes in pieces of equal columns, one after another, with nothing that takes room between.
+    std::vector<QTextTable *> pieces;
+    for (auto it = document.rootFrame()->begin(); !it.atEnd(); ++it) {
+        if (auto *table = qobject_cast<QTextTable *>(it.currentFrame())) {
+            pieces.push_back(table);
+        } else if (!pieces.empty() && it.currentBlock() != document.lastBlock()) {
+            QCOMPARE(it.currentBlock().length(), 1);
+            QCOMPARE(it.currentBlock().blockFormat().lineHeight(), 0.0);
+        }
+    }
+    QCOMPARE(int(pieces.size()), rows / RtfTableBuilder::rowsPerPiece);
+    for (const QTextTable *piece : pieces) {
+        QCOMPARE(piece->rows(), RtfTableBuilder::rowsPerPiece);
+        const QVector<QTextLength> widths = piece->format().columnWidthConstraints();
+        QCOMPARE(widths.size(), piece->columns());
+        QCOMPARE(widths.first(), QTextLength(QTextLength::PercentageLength, 100.0 / piece->columns()));
+    }
+    const auto cellText = [&pieces](int row, int column) {
+        const QTextTable *piece = pieces[row / RtfTableBuilder::rowsPerPiece];
+        const QTextTableCell cell = piece->cellAt(row % RtfTableBuilder::rowsPerPiece, column);
         QTextCursor cursor = cell.firstCursorPosition();
         cursor.setPosition(cell.lastCursorPosition().position(), QTextCursor::KeepAnchor);
         return cursor.selectedText().replace(QChar::ParagraphSeparator, QLatin1Char('|'));
     };
     QCOMPARE(cellText(0, 0), QStringLiteral("r0"));
     QCOMPARE(cellText(rows - 1, 2), QStringLiteral("c19999|second19999"));
+    QCOMPARE(std::tuple(pieces[0]->columns(), pieces[rows / 2 / RtfTableBuilder::rowsPerPiece]->columns()),
+             std::tuple(3, 5));
     QCOMPARE(std::tuple(cellText(rows / 2, 3), cellText(rows / 2, 4), cellText(rows / 2 + 1, 4)),
              std::tuple(QStringLiteral("d"), QStringLiteral("e"), QString()));
-    QCOMPARE(table->cellAt(777, 1).firstCursorPosition().charFormat().fontWeight(), int(QFont::Bold));
+    QCOMPARE(pieces[7]->cellAt(77, 1).firstCursorPosition().charFormat().fontWeight(), int(QFont::Bold));
     QCOMPARE(document.begin().text(), QStringLiteral("Before"));
     QCOMPARE(document.lastBlock().text(), QStringLiteral("After"));
     QCOMPARE(RtfReader::PlainText(rtf).count(QLatin1Char('\n')), 2 * rows + 1);
+    // Written back, the pieces are one table again: rows back to back.
+    QTextDocument again;
+    RtfReader::Read(RtfWriter::FromDocument(document), &again);
+    QCOMPARE(again.toPlainText(), document.toPlainText());
+    QCOMPARE(again.rootFrame()->childFrames().size(), pieces.size());
 }
 
 void tst_rtfreader::badInputIsBounded()

@@ -6,18 +6,29 @@
 
 #include <algorithm>
 
+RtfTableBuilder::RtfTableBuilder(QTextCursor &cursor, const QTextTableFormat &format)
+    : m_cursor(cursor), m_format(format)
+{}
+
 void RtfTableBuilder::enterCell(int column)
 {
     if (!m_open) {
         m_open = true;
+        m_long = false;
         m_row = 0;
         m_column = -1;
         m_columns = 1;
         m_rowEnded = false;
     } else if (m_rowEnded) {
-        ++m_row;
-        m_column = -1;
         m_rowEnded = false;
+        m_column = -1;
+        if (m_row + 1 < rowsPerPiece) {
+            ++m_row;
+        } else {
+            m_long = true;
+            putPiece();
+            m_row = 0;
+        }
     }
     if (column == m_column)
         return;
@@ -49,30 +60,56 @@ void RtfTableBuilder::insertBlock()
     m_steps.push_back({Step::Block, 0, 0, {}, {}});
 }
 
-void RtfTableBuilder::close(QTextCursor &cursor, const QTextTableFormat &format)
+void RtfTableBuilder::close()
 {
     if (!m_open)
         return;
-    // Qt keeps a paragraph before every table, so the empty one that the last paragraph mark opened
-    // would be one too many.
-    const QTextBlock previous = cursor.block().previous();
-    if (cursor.block().length() == 1 && previous.isValid() && !QTextCursor(previous).currentTable())
-        cursor.deletePreviousChar();
-    QTextTable *table = cursor.insertTable(m_row + 1, m_columns, format);
-    for (Step &step : m_steps) {
-        switch (step.kind) {
-        case Step::Cell: cursor = table->cellAt(step.row, step.column).firstCursorPosition(); break;
-        case Step::Text: cursor.insertText(step.text, step.format.toCharFormat()); break;
-        case Step::BlockFormat: cursor.setBlockFormat(step.format.toBlockFormat()); break;
-        case Step::Block: cursor.insertBlock(); break;
-        }
-        // The document holds its own copy now.
-        step.text = QString();
-        step.format = QTextFormat();
-    }
-    cursor = table->lastCursorPosition();
-    cursor.movePosition(QTextCursor::NextBlock);
-    std::vector<Step>().swap(m_steps);
+    putPiece();
     m_open = false;
     m_rowEnded = false;
+}
+
+void RtfTableBuilder::putPiece()
+{
+    // Qt keeps a paragraph before every table, so the empty one that the last paragraph mark opened
+    // would be one too many.
+    const QTextBlock previous = m_cursor.block().previous();
+    if (m_cursor.block().length() == 1 && previous.isValid() && !QTextCursor(previous).currentTable())
+        m_cursor.deletePreviousChar();
+    // Qt keeps a paragraph between two tables too; between the pieces of one it takes no room.
+    const QTextBlockFormat blockFormat = m_cursor.blockFormat();
+    const QTextCharFormat blockCharFormat = m_cursor.blockCharFormat();
+    if (m_long) {
+        QTextBlockFormat gap;
+        gap.setLineHeight(0, QTextBlockFormat::FixedHeight);
+        m_cursor.setBlockFormat(gap);
+        QTextCharFormat tiny;
+        tiny.setFontPointSize(1);
+        m_cursor.setBlockCharFormat(tiny);
+    }
+    QTextTableFormat format = m_format;
+    if (m_long) {
+        format.setWidth(QTextLength(QTextLength::PercentageLength, 100));
+        format.setColumnWidthConstraints(
+            QList<QTextLength>(m_columns, QTextLength(QTextLength::PercentageLength, 100.0 / m_columns)));
+    }
+    QTextTable *table = m_cursor.insertTable(m_row + 1, m_columns, format);
+    if (m_long) {
+        QTextCursor after(table->lastCursorPosition());
+        after.movePosition(QTextCursor::NextBlock);
+        after.setBlockFormat(blockFormat);
+        after.setBlockCharFormat(blockCharFormat);
+    }
+    for (Step &step : m_steps) {
+        switch (step.kind) {
+        case Step::Cell: m_cursor = table->cellAt(step.row, step.column).firstCursorPosition(); break;
+        case Step::Text: m_cursor.insertText(step.text, step.format.toCharFormat()); break;
+        case Step::BlockFormat: m_cursor.setBlockFormat(step.format.toBlockFormat()); break;
+        case Step::Block: m_cursor.insertBlock(); break;
+        }
+    }
+    m_steps.clear();
+    m_cursor = table->lastCursorPosition();
+    m_cursor.movePosition(QTextCursor::NextBlock);
+    m_columns = 1;
 }

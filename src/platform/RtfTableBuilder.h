@@ -6,15 +6,19 @@
 #include <vector>
 
 class QTextCursor;
-class QTextTableFormat;
 
-// Gathers a table's content as the reader meets it, cell after cell, and puts the whole table into
-// the document at once. A table that grows a row at a time has Qt rebuild its grid of cells for
-// every row, which makes a long table cost the square of its length; one made at its final size
-// and filled in order costs its length.
+// Gathers a table's content as the reader meets it, cell after cell, and puts it into the document
+// in pieces of a fixed number of rows, each made at its final size and filled in order. A table that
+// grows a row at a time has Qt rebuild its grid of cells for every row, and one huge table is laid
+// out in one go however little of it is on screen; pieces cost their length and are laid out as
+// they are needed. The pieces of a long table share equal column widths, so they line up.
 class RtfTableBuilder final
 {
 public:
+    static constexpr int rowsPerPiece = 100;
+
+    RtfTableBuilder(QTextCursor &cursor, const QTextTableFormat &format);
+
     bool isOpen() const { return m_open; }
     // Starts a table (if none is open) or goes on with the open one; the content that follows goes
     // into cell `column` of the current row.
@@ -29,8 +33,8 @@ public:
     // Whether the current paragraph of the cell holds text.
     bool blockHasText() const { return m_blockHasText; }
 
-    // Puts the table in at the cursor, which is left just after it, and forgets it.
-    void close(QTextCursor &cursor, const QTextTableFormat &format);
+    // Puts what is left of the table in at the cursor, which is left just after it.
+    void close();
 
 private:
     struct Step
@@ -42,12 +46,16 @@ private:
         QString text;
         QTextFormat format;
     };
+    void putPiece();
 
+    QTextCursor &m_cursor;
+    QTextTableFormat m_format;
     std::vector<Step> m_steps;
     bool m_open = false;
+    bool m_long = false; // the table takes more than one piece
     bool m_rowEnded = false;
     bool m_blockHasText = false;
-    int m_row = 0;
+    int m_row = 0; // in the piece
     int m_column = -1;
     int m_columns = 1;
 };
