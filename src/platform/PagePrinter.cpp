@@ -178,13 +178,18 @@ void PagePrinter::drawFooter(int page, int total)
 
 qreal PagePrinter::prepare(QTextDocument *document) const
 {
+    const QSizeF page = PageSize();
+    // Every change lays the whole document out again, so a document counted and then printed, or
+    // printed twice, is set up once.
+    if (document->documentMargin() == 0 && document->useDesignMetrics() && document->textWidth() == page.width() &&
+        document->documentLayout()->paintDevice() == m_layoutDevice.get())
+        return page.height();
     document->setDocumentMargin(0);
     // Unhinted widths, so that the points of the layout scale to the device without drifting.
     document->setUseDesignMetrics(true);
     document->documentLayout()->setPaintDevice(m_layoutDevice.get());
     // One long page: the breaks are ours. Qt's own pagination lets a line with extra spacing run
     // past the bottom of its page, where it would be cut off.
-    const QSizeF page = PageSize();
     document->setTextWidth(page.width());
     return page.height();
 }

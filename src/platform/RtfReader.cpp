@@ -65,7 +65,7 @@ public:
             m_table.setBlockFormat(blockFormat(para));
             m_table.insertBlock();
         } else {
-            m_cursor.setBlockFormat(blockFormat(para));
+            setBlockFormat(blockFormat(para));
             m_cursor.insertBlock();
         }
     }
@@ -103,7 +103,7 @@ public:
     void finish(const RtfParaState &para) override
     {
         if (!para.inTable && !m_table.isOpen())
-            m_cursor.setBlockFormat(blockFormat(para));
+            setBlockFormat(blockFormat(para));
         leaveTable();
     }
 
@@ -121,6 +121,14 @@ private:
         if (!m_table.isOpen())
             return;
         m_table.close();
+    }
+
+    // A paragraph takes over the format of the one before it, and most documents keep one format
+    // for most paragraphs: setting it again costs far more than comparing.
+    void setBlockFormat(const QTextBlockFormat &format)
+    {
+        if (m_cursor.blockFormat() != format)
+            m_cursor.setBlockFormat(format);
     }
 
     static QTextTableFormat tableFormat()
@@ -233,6 +241,22 @@ private:
     QString *m_out;
 };
 
+void insert(QByteArrayView rtf, QTextCursor &cursor, const std::atomic<bool> *stop)
+{
+    cursor.beginEditBlock();
+    const qsizetype start = rtfStart(rtf);
+    if (start < 0) {
+        cursor.insertText(decodePlain(rtf));
+    } else {
+        RtfParser parser(nullptr);
+        DocumentSink sink(cursor, parser);
+        parser.setSink(&sink);
+        parser.setStop(stop);
+        parser.parse(rtf.sliced(start));
+    }
+    cursor.endEditBlock();
+}
+
 } // namespace
 
 namespace RtfReader {
@@ -285,29 +309,19 @@ bool IsWhole(QByteArrayView rtf)
     return true;
 }
 
-void Read(QByteArrayView rtf, QTextDocument *document)
+void Read(QByteArrayView rtf, QTextDocument *document, const std::atomic<bool> *stop)
 {
     const bool undo = document->isUndoRedoEnabled();
     document->setUndoRedoEnabled(false);
     document->clear();
     QTextCursor cursor(document);
-    Insert(rtf, cursor);
+    insert(rtf, cursor, stop);
     document->setUndoRedoEnabled(undo);
 }
 
 void Insert(QByteArrayView rtf, QTextCursor &cursor)
 {
-    cursor.beginEditBlock();
-    const qsizetype start = rtfStart(rtf);
-    if (start < 0) {
-        cursor.insertText(decodePlain(rtf));
-    } else {
-        RtfParser parser(nullptr);
-        DocumentSink sink(cursor, parser);
-        parser.setSink(&sink);
-        parser.parse(rtf.sliced(start));
-    }
-    cursor.endEditBlock();
+    insert(rtf, cursor, nullptr);
 }
 
 QString PlainText(QByteArrayView rtf)
