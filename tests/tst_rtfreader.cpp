@@ -233,6 +233,12 @@ void tst_rtfreader::longTableIsReadWhole()
     QCOMPARE(document.begin().text(), QStringLiteral("Before"));
     QCOMPARE(document.lastBlock().text(), QStringLiteral("After"));
     QCOMPARE(RtfReader::PlainText(rtf).count(QLatin1Char('\n')), 2 * rows + 1);
+    // Told to stop, the reader keeps what it read so far and goes no further.
+    const std::atomic<bool> stop{true};
+    QTextDocument stopped;
+    RtfReader::Read(rtf, &stopped, &stop);
+    QVERIFY(stopped.toPlainText().startsWith(QLatin1String("Before")));
+    QVERIFY(stopped.characterCount() < document.characterCount() / 10);
     // Written back, the pieces are one table again: rows back to back.
     QTextDocument again;
     RtfReader::Read(RtfWriter::FromDocument(document), &again);
