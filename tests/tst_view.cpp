@@ -9,6 +9,7 @@
 #include "platform/HelpPages.h"
 #include "platform/HelpViewer.h"
 #include "platform/ListView.h"
+#include "platform/RichTextLoader.h"
 #include "platform/RtfWriter.h"
 #include "platform/SettingsStore.h"
 #include "platform/Twips.h"
@@ -111,6 +112,7 @@ private Q_SLOTS:
     void listAdapter();
     void listFiles();
     void selectFile();
+    void longTextShowsWhenRead();
     void sortViewAndWidths();
     void deleteFile();
     void copyAndMove();
@@ -290,6 +292,59 @@ void tst_view::selectFile()
     shelf.view.Viewer()->setFocus();
     QTest::keyClicks(shelf.view.Viewer(), QStringLiteral("typed"));
     QCOMPARE(shelf.shown(), QStringLiteral("changed"));
+}
+
+void tst_view::longTextShowsWhenRead()
+{
+    // Two files long enough to be read on a worker thread: a long table and many paragraphs.
+    Shelf shelf;
+    QString table = QStringLiteral("{\\rtf1 ");
+    for (int row = 1; row <= 8000; ++row)
+        table += QStringLiteral("\\trowd\\intbl row %1\\cell x\\cell\\row\n").arg(row);
+    table += QStringLiteral("\\pard end of table}");
+    QString paragraphs = QStringLiteral("{\\rtf1 ");
+    for (int line = 1; line <= 30000; ++line)
+        paragraphs += QStringLiteral("line %1\\par\n").arg(line);
+    paragraphs += QStringLiteral("end of lines}");
+    QVERIFY(std::min(table.size(), paragraphs.size()) > RichTextLoader::threadedLength);
+    const qint32 tableFile = shelf.home.addFile(shelf.empty, 1, QStringLiteral("Table"), table);
+    const qint32 linesFile = shelf.home.addFile(shelf.empty, 1, QStringLiteral("Lines"), paragraphs);
+    shelf.list_(shelf.empty, QStringLiteral("Empty"), 1);
+    QSignalSpy shown(&shelf.view, &ctlView::TextShown);
+    QTreeView *report = shelf.view.findChild<QTreeView *>();
+    const auto click = [&](qint32 file) {
+        QTest::mouseClick(report->viewport(), Qt::LeftButton, {},
+                          rowCenter(shelf.list, shelf.list->Item(shelf.key(file))));
+    };
+
+    // The click returns at once with an empty text; the file shows when it is read, and a phrase
+    // asked for meanwhile is marked then.
+    click(tableFile);
+    QCOMPARE(shelf.view.CurrentFileKey(), shelf.key(tableFile));
+    QVERIFY(shelf.shown().isEmpty());
+    QCOMPARE(shown.size(), 0);
+    QCOMPARE(shelf.view.HighlightPhrase(QStringLiteral("row 7999")), 0);
+    QVERIFY(shown.wait(60000));
+    QVERIFY(shelf.shown().endsWith(QLatin1String("row 8000\nx\nend of table")));
+    QCOMPARE(shelf.view.Viewer()->extraSelections().size(), 1);
+    QCOMPARE(shelf.view.Viewer()->textCursor().block().text(), QStringLiteral("row 7999"));
+
+    // A file chosen while another is read replaces it; the first never shows.
+    shown.clear();
+    click(linesFile);
+    click(tableFile);
+    QVERIFY(shown.wait(60000));
+    QCOMPARE(shown.size(), 1);
+    QVERIFY(shelf.shown().endsWith(QLatin1String("end of table")));
+    QVERIFY(shelf.view.Viewer()->extraSelections().isEmpty());
+
+    // Clearing the list forgets a text being read.
+    click(linesFile);
+    const auto *loader = shelf.view.Viewer()->findChild<RichTextLoader *>();
+    QVERIFY(loader && loader->IsLoading());
+    shelf.view.Clear();
+    QVERIFY(!loader->IsLoading());
+    QVERIFY(shelf.shown().isEmpty());
 }
 
 void tst_view::sortViewAndWidths()

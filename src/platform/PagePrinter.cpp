@@ -13,6 +13,7 @@
 #include <QTextFrame>
 #include <QTextLayout>
 #include <QTextList>
+#include <QTextTable>
 
 namespace {
 
@@ -178,13 +179,18 @@ void PagePrinter::drawFooter(int page, int total)
 
 qreal PagePrinter::prepare(QTextDocument *document) const
 {
+    const QSizeF page = PageSize();
+    // Every change lays the whole document out again, so a document counted and then printed, or
+    // printed twice, is set up once.
+    if (document->documentMargin() == 0 && document->useDesignMetrics() && document->textWidth() == page.width() &&
+        document->documentLayout()->paintDevice() == m_layoutDevice.get())
+        return page.height();
     document->setDocumentMargin(0);
     // Unhinted widths, so that the points of the layout scale to the device without drifting.
     document->setUseDesignMetrics(true);
     document->documentLayout()->setPaintDevice(m_layoutDevice.get());
     // One long page: the breaks are ours. Qt's own pagination lets a line with extra spacing run
     // past the bottom of its page, where it would be cut off.
-    const QSizeF page = PageSize();
     document->setTextWidth(page.width());
     return page.height();
 }
@@ -212,9 +218,27 @@ std::vector<PagePrinter::PageStart> PagePrinter::breakPages(QTextDocument *docum
     for (auto it = root->begin(); !it.atEnd(); ++it) {
         if (QTextFrame *frame = it.currentFrame()) {
             const QRectF bounds = layout->frameBoundingRect(frame);
-            if (!fits(bounds.top(), bounds.bottom()))
-                pages.push_back({bounds.top(), it});
-            // A table longer than a page goes on over as many as it needs.
+            auto *table = qobject_cast<QTextTable *>(frame);
+            if (!table || fits(bounds.top(), bounds.bottom())) {
+                if (!fits(bounds.top(), bounds.bottom()))
+                    pages.push_back({bounds.top(), it});
+            } else {
+                // A table longer than what is left of the page goes on over as many as it needs,
+                // a new page at the first row that does not fit.
+                const qreal padding = table->format().cellPadding() + table->format().border();
+                const auto rowTop = [&](int row) {
+                    return row < table->rows()
+                               ? layout->blockBoundingRect(table->cellAt(row, 0).firstCursorPosition().block()).top() -
+                                     padding
+                               : bounds.bottom();
+                };
+                for (int row = 0; row < table->rows(); ++row) {
+                    const qreal top = row == 0 ? bounds.top() : rowTop(row);
+                    if (!fits(top, rowTop(row + 1)))
+                        pages.push_back({top, it});
+                }
+            }
+            // What is left of a row longer than a page goes on over as many as it needs.
             while (bounds.bottom() > pages.back().top + height + edge)
                 pages.push_back({pages.back().top + height, it});
             continue;

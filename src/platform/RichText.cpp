@@ -69,27 +69,39 @@ QString withShortParagraphs(const QString &text)
 
 } // namespace
 
-void ShowRichText(QTextEdit *edit, const QString &storedRtf)
+QTextDocument *BuildRichText(const QString &storedRtf, const QFont &font, qreal margin, const std::atomic<bool> *stop)
 {
-    QTextDocument *previous = edit->document();
-    auto *document = new QTextDocument(edit);
-    document->setDefaultFont(previous->defaultFont());
-    document->setDocumentMargin(previous->documentMargin());
+    auto *document = new QTextDocument;
+    document->setDefaultFont(font);
+    document->setDocumentMargin(margin);
     document->setUndoRedoEnabled(false);
     if (looksLikeRtf(storedRtf)) {
-        RtfReader::Read(RtfReader::FromStoredText(storedRtf), document);
+        RtfReader::Read(RtfReader::FromStoredText(storedRtf), document, stop);
     } else {
         // Text from outside (a drop, a web page) is taken as it stands: through the RTF path every
         // character past ASCII would turn into an escape that plain text shows literally.
         QTextCursor cursor(document);
         cursor.insertText(withShortParagraphs(storedRtf));
     }
+    return document;
+}
+
+void ShowRichTextDocument(QTextEdit *edit, QTextDocument *document)
+{
+    QTextDocument *previous = edit->document();
+    document->setParent(edit);
     document->setUndoRedoEnabled(previous->isUndoRedoEnabled());
     // The editor deletes a document it made itself; the ones made here are deleted here.
     const bool ours = previous->parent() == edit;
     edit->setDocument(document);
     if (ours)
         delete previous;
+}
+
+void ShowRichText(QTextEdit *edit, const QString &storedRtf)
+{
+    const QTextDocument *previous = edit->document();
+    ShowRichTextDocument(edit, BuildRichText(storedRtf, previous->defaultFont(), previous->documentMargin()));
 }
 
 int MarkPhrases(QTextEdit *edit, const QStringList &phrases, const QTextCharFormat &look,

@@ -4,6 +4,9 @@
 #include <QStringList>
 #include <QTextDocument>
 
+#include <atomic>
+
+class QFont;
 class QTextCharFormat;
 class QTextEdit;
 
@@ -12,6 +15,13 @@ class QTextEdit;
 // handed over whole: filled in place, the editor would lay a long text out again after every
 // paragraph, and the old document goes in one piece instead of being cleared bit by bit.
 void ShowRichText(QTextEdit *edit, const QString &storedRtf);
+
+// The two halves of ShowRichText. The document is built apart from any editor, on any thread (when
+// `stop` turns true on the way, with what was read so far); it takes `font` and `margin` from the
+// editor that will show it. Handing it over gives it to `edit`.
+QTextDocument *BuildRichText(const QString &storedRtf, const QFont &font, qreal margin,
+                             const std::atomic<bool> *stop = nullptr);
+void ShowRichTextDocument(QTextEdit *edit, QTextDocument *document);
 
 // Marks every occurrence of each of `phrases` in the text of `edit` with `look`, taking away the
 // marks made before, and brings the first in the text into view; returns how many there are.

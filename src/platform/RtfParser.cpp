@@ -58,7 +58,10 @@ void RtfParser::parse(QByteArrayView input)
     m_pos = 0;
     const qsizetype end = input.size();
     const char *data = input.data();
+    unsigned tokens = 0;
     while (m_pos < end) {
+        if (m_stop && (++tokens & 0xfff) == 0 && m_stop->load(std::memory_order_relaxed))
+            break;
         const char c = data[m_pos];
         if (c == '{') {
             ++m_pos;

@@ -8,6 +8,7 @@
 #include <QString>
 #include <QVector>
 
+#include <atomic>
 #include <utility>
 #include <vector>
 
@@ -74,6 +75,9 @@ class RtfParser final
 public:
     explicit RtfParser(RtfSink *sink);
     void setSink(RtfSink *sink) { m_sink = sink; }
+    // Stops reading, as if the input ended there, once `stop` turns true; checked every few
+    // thousand tokens.
+    void setStop(const std::atomic<bool> *stop) { m_stop = stop; }
 
     void parse(QByteArrayView input);
 
@@ -119,6 +123,7 @@ private:
     const RtfCodePage::Decoder &decoder();
 
     RtfSink *m_sink;
+    const std::atomic<bool> *m_stop = nullptr;
     QByteArrayView m_input;
     qsizetype m_pos = 0;
 

@@ -4,6 +4,8 @@
 #include <QByteArrayView>
 #include <QString>
 
+#include <atomic>
+
 class QTextCursor;
 class QTextDocument;
 
@@ -19,8 +21,9 @@ bool LooksLikeRtf(QByteArrayView data);
 // but blanks follows the last. A truncated or spliced file is not whole, though Read still reads it.
 bool IsWhole(QByteArrayView data);
 
-// Replaces the document's content with the RTF's.
-void Read(QByteArrayView rtf, QTextDocument *document);
+// Replaces the document's content with the RTF's; when `stop` turns true on the way, with what was
+// read so far.
+void Read(QByteArrayView rtf, QTextDocument *document, const std::atomic<bool> *stop = nullptr);
 // Inserts the RTF's content at the cursor, as pasting would.
 void Insert(QByteArrayView rtf, QTextCursor &cursor);
 

@@ -10,6 +10,7 @@
 #include "platform/KeyboardAccess.h"
 #include "platform/ListView.h"
 #include "platform/RichText.h"
+#include "platform/RichTextLoader.h"
 #include "platform/SettingsStore.h"
 #include "platform/Twips.h"
 
@@ -25,6 +26,8 @@
 #include <QTextEdit>
 #include <QToolBar>
 #include <QVBoxLayout>
+
+#include <utility>
 
 namespace {
 
@@ -161,6 +164,12 @@ void ctlView::buildFilesTab(QWidget *tab)
     rtbText->setAccessibleName(QStringLiteral("File text"));
     lvFiles->SetAccessibleName(QStringLiteral("Files"));
     rtbText->setUndoRedoEnabled(false);
+    m_textLoader = new RichTextLoader(rtbText);
+    connect(m_textLoader, &RichTextLoader::Shown, this, [this] {
+        if (!m_pendingPhrase.isEmpty())
+            HighlightPhrase(std::exchange(m_pendingPhrase, QString()));
+        Q_EMIT TextShown();
+    });
     rtbText->setContextMenuPolicy(Qt::CustomContextMenu);
     MenuOnShiftF10(rtbText);
     connect(rtbText, &QWidget::customContextMenuRequested, this,
@@ -285,8 +294,15 @@ void ctlView::showText(const QString &rtf)
 {
     // Marks belong to the file they were made for.
     rtbText->setExtraSelections({});
-    ShowRichText(rtbText, rtf);
-    Q_EMIT TextShown();
+    m_pendingPhrase.clear();
+    m_textLoader->Show(rtf);
+}
+
+void ctlView::clearText()
+{
+    m_textLoader->Cancel();
+    m_pendingPhrase.clear();
+    rtbText->clear();
 }
 
 int ctlView::HighlightPhrase(const QString &phrase)
@@ -294,6 +310,10 @@ int ctlView::HighlightPhrase(const QString &phrase)
     QTextCharFormat look;
     look.setBackground(QColor(Qt::yellow));
     look.setForeground(QColor(Qt::black));
+    if (m_textLoader->IsLoading()) {
+        m_pendingPhrase = phrase;
+        return 0;
+    }
     return MarkPhrases(rtbText, {phrase}, look, QTextDocument::FindCaseSensitively);
 }
 

@@ -18,6 +18,7 @@ class QTabBar;
 class QTextDocument;
 class QTextEdit;
 class QToolBar;
+class RichTextLoader;
 class modADO;
 struct SettingKey;
 
@@ -138,7 +139,9 @@ private:
     void buildFilesTab(QWidget *tab);
     void tabChanged();
     void focusMoved(QWidget *now);
+    // Shows a file's text; a long one is read on a worker thread, and TextShown follows when it shows.
     void showText(const QString &rtf);
+    void clearText();
     void rtbText_MouseDown(const QPoint &globalPos);
     void Browser_TitleChange(const QString &strTitle);
 
@@ -206,4 +209,7 @@ private:
     // The file an import added last, shown once control is back in the event loop.
     QString m_addedKey;
     bool m_showAddedPending = false;
+    RichTextLoader *m_textLoader = nullptr;
+    // A phrase to mark once the text being read shows.
+    QString m_pendingPhrase;
 };

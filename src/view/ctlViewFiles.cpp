@@ -228,7 +228,7 @@ void ctlView::mnuFileDel_Click()
     Q_EMIT UpdateGameNode(GameKey(), 1);
     Q_EMIT DeleteBookmark(NodeKey::FilePath(*id, GameKey()));
     SetCaption(M_GAME);
-    rtbText->clear();
+    clearText();
     m_currentFileKey.clear();
     Q_EMIT TextShown();
     SelectFirst();

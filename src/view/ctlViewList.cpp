@@ -85,7 +85,7 @@ void ctlView::Clear()
 {
     lvFiles->Clear();
     lblFiles->clear();
-    rtbText->clear();
+    clearText();
     // The text is gone, so no file is shown; asking for any file afterwards shows it again.
     m_currentFileKey.clear();
     Q_EMIT TextShown();
@@ -190,7 +190,7 @@ void ctlView::RefreshFiles()
         return lvFiles->Select(item);
     // The file shown went with the change.
     m_currentFileKey.clear();
-    rtbText->clear();
+    clearText();
     Q_EMIT TextShown();
     SelectFirst();
 }
