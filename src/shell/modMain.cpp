@@ -6,12 +6,10 @@
 #include "frmSplash.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QFile>
+#include <QGuiApplication>
 #include <QPointer>
-#include <QThread>
 #include <QTimer>
-#include <QWindow>
 
 namespace modMain {
 
@@ -44,31 +42,11 @@ void Main(const QString &startFile)
     // it, not behind a splash that keeps the top.
     if (guard)
         guard->close();
-    // The window system may activate the window while it is being drawn, which runs the first
-    // activation already; the call below then does nothing.
-    WaitUntilDrawn(form);
-    form->Form_Activate();
-}
-
-void WaitUntilDrawn(QWidget *window)
-{
-    // The window system maps the window a moment after show(); the wait is bounded so that a
-    // window system that never tells does not hold start-up.
-    constexpr int longestWaitMs = 2000;
-    QElapsedTimer clock;
-    clock.start();
-    // Events run at least once: that also sends what is queued for the window system, such as a
-    // splash closed just before, which would otherwise stay on the screen over the progress of
+    // The window system gets the splash's close and the window's showing now, not once start-up
+    // next lets events run: until then the splash would stay on the screen over the progress of
     // the work that follows.
-    const QWindow *handle = window->windowHandle();
-    do {
-        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
-        if (!window->isVisible() || !handle || handle->isExposed())
-            break;
-        QThread::msleep(5);
-    } while (clock.elapsed() < longestWaitMs);
-    if (window->isVisible())
-        window->repaint();
+    QGuiApplication::sync();
+    form->Form_Activate();
 }
 
 frmMain *MainForm()

@@ -8,13 +8,10 @@ class frmMain;
 // Program-wide window helpers and the start of the program.
 namespace modMain {
 
-// Shows the splash, creates and shows the main window, takes the splash down once the window is
-// drawn, then runs the window's first activation. The main window deletes itself when it closes. `startFile`, when
+// Shows the splash, creates and shows the main window, takes the splash down as the window
+// shows, then runs the window's first activation. The main window deletes itself when it closes. `startFile`, when
 // given, is a store or Quick Clip file to open (see frmMain::setStartFile).
 void Main(const QString &startFile = QString());
-
-// Returns once `window` (shown) is on the screen and painted, or after two seconds at most.
-void WaitUntilDrawn(QWidget *window);
 
 // The one main window while it exists.
 frmMain *MainForm();
