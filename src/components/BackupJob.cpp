@@ -256,7 +256,7 @@ void BackupJob::RememberClosed(const QSqlDatabase &db)
 {
     BackupContents counts;
     ErrObject err;
-    if (!ClosedCounts::Count(db, &counts, &err) ||
+    if (!StoreBackup::Count(db, &counts, &err) ||
         !ClosedCounts::Remember(Folder(), StoreError::storePath(db), counts, &err))
         LogError(err, moduleName, QStringLiteral("RememberClosed"), false);
 }

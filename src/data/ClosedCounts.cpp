@@ -1,7 +1,5 @@
 #include "ClosedCounts.h"
 
-#include "StoreError.h"
-
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -9,7 +7,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSaveFile>
-#include <QSqlQuery>
 
 namespace {
 
@@ -31,19 +28,6 @@ QJsonObject readAll(const QString &path)
 } // namespace
 
 const QString ClosedCounts::FileName = QStringLiteral("last-closed.json");
-
-bool ClosedCounts::Count(const QSqlDatabase &db, BackupContents *counts, ErrObject *err)
-{
-    QSqlQuery query(db);
-    if (!query.exec(QStringLiteral("SELECT (SELECT count(*) FROM game), (SELECT count(*) FROM file)")) ||
-        !query.next()) {
-        *err = StoreError::fromSql(query.lastError(), db);
-        return false;
-    }
-    counts->Games = query.value(0).toLongLong();
-    counts->Files = query.value(1).toLongLong();
-    return true;
-}
 
 bool ClosedCounts::Remember(const QString &folder, const QString &store, const BackupContents &counts, ErrObject *err)
 {

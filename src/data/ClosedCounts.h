@@ -2,7 +2,6 @@
 
 #include "StoreBackup.h"
 
-#include <QSqlDatabase>
 #include <QString>
 
 #include <optional>
@@ -15,8 +14,6 @@ class ClosedCounts final
 public:
     static const QString FileName; // "last-closed.json"
 
-    // The games and files of the store `db` is open on.
-    static bool Count(const QSqlDatabase &db, BackupContents *counts, ErrObject *err);
     // Keeps `counts` as those of `store` when last closed; false with `err` when the file cannot be written.
     static bool Remember(const QString &folder, const QString &store, const BackupContents &counts, ErrObject *err);
     // The counts kept for `store`; nothing when it was never closed here, or the file is unreadable.

@@ -412,12 +412,15 @@ QStringList StoreBackup::RemoveLeftovers(const QString &folder)
 bool StoreBackup::Inspect(const QString &path, BackupContents *contents, ErrObject *err)
 {
     Link link(path, "ro");
-    if (!link.open(err))
-        return false;
-    QSqlQuery query(link.db());
+    return link.open(err) && Count(link.db(), contents, err);
+}
+
+bool StoreBackup::Count(const QSqlDatabase &db, BackupContents *contents, ErrObject *err)
+{
+    QSqlQuery query(db);
     if (!query.exec(QStringLiteral("SELECT (SELECT count(*) FROM game), (SELECT count(*) FROM file)")) ||
         !query.next()) {
-        *err = StoreError::fromSql(query.lastError(), path);
+        *err = StoreError::fromSql(query.lastError(), db);
         return false;
     }
     contents->Games = query.value(0).toLongLong();

@@ -88,6 +88,8 @@ public:
 
     // Counts a backup's games and files.
     static bool Inspect(const QString &path, BackupContents *contents, ErrObject *err);
+    // The games and files of the store `db` is open on.
+    static bool Count(const QSqlDatabase &db, BackupContents *contents, ErrObject *err);
     // Whether the backup at `backupPath` holds the store at `storePath` as it is now, page for
     // page. False whenever that cannot be made sure of cheaply enough; `stopped` is set when
     // `progress` asked to stop.
