@@ -2,44 +2,26 @@
 
 #include "RichText.h"
 
-#include <QMutex>
+#include <QFutureWatcher>
 #include <QTextDocument>
 #include <QTextEdit>
-#include <QThread>
-
-#include <atomic>
-
-// A document read, until the editor takes it.
-struct RichTextLoader::Result
-{
-    QTextDocument *document = nullptr;
-    ~Result() { delete document; }
-};
-
-struct RichTextLoader::Job
-{
-    std::atomic<bool> stop{false};
-    std::atomic<bool> finished{false};
-    QMutex mutex;
-    RichTextLoader *owner = nullptr; // under mutex; null once the loader is gone
-};
+#include <QtConcurrent>
 
 RichTextLoader::RichTextLoader(QTextEdit *edit) : QObject(edit), m_edit(edit) {}
 
 RichTextLoader::~RichTextLoader()
 {
-    for (auto &worker : m_workers) {
-        const QMutexLocker lock(&worker.first->mutex);
-        worker.first->owner = nullptr;
-        worker.first->stop = true;
+    // Reads still under way are stopped and waited for, so that no document is left behind.
+    Cancel();
+    for (auto *watcher : findChildren<QFutureWatcher<QTextDocument *> *>(Qt::FindDirectChildrenOnly)) {
+        watcher->waitForFinished();
+        delete watcher->result();
     }
-    joinFinished(true);
 }
 
 void RichTextLoader::Show(const QString &storedRtf)
 {
     Cancel();
-    joinFinished(false);
     const QTextDocument *current = m_edit->document();
     const QFont font = current->defaultFont();
     const qreal margin = current->documentMargin();
@@ -53,55 +35,36 @@ void RichTextLoader::Show(const QString &storedRtf)
     placeholder->setDocumentMargin(margin);
     ShowRichTextDocument(m_edit, placeholder);
 
-    auto job = std::make_shared<Job>();
-    job->owner = this;
-    m_job = job;
+    auto stop = std::make_shared<std::atomic<bool>>(false);
+    m_stop = stop;
     QThread *target = thread();
-    m_workers.emplace_back(job, std::thread([job, storedRtf, font, margin, target] {
-                               QTextDocument *document = BuildRichText(storedRtf, font, margin, &job->stop);
-                               {
-                                   const QMutexLocker lock(&job->mutex);
-                                   if (job->owner && !job->stop) {
-                                       document->moveToThread(target);
-                                       // Deleted unshown if the loader goes before the event arrives.
-                                       auto result = std::make_shared<Result>();
-                                       result->document = std::exchange(document, nullptr);
-                                       QMetaObject::invokeMethod(
-                                           job->owner,
-                                           [owner = job->owner, job, result] { owner->handOver(job, *result); },
-                                           Qt::QueuedConnection);
-                                   }
-                               }
-                               delete document;
-                               job->finished = true;
-                           }));
-}
-
-void RichTextLoader::handOver(const std::shared_ptr<Job> &job, Result &result)
-{
-    if (job != m_job)
-        return;
-    m_job.reset();
-    ShowRichTextDocument(m_edit, std::exchange(result.document, nullptr));
-    Q_EMIT Shown();
+    const QFuture<QTextDocument *> reading = QtConcurrent::run([storedRtf, font, margin, stop, target] {
+        QTextDocument *document = BuildRichText(storedRtf, font, margin, stop.get());
+        document->moveToThread(target);
+        return document;
+    });
+    auto *watcher = new QFutureWatcher<QTextDocument *>(this);
+    connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher, stop] {
+        QTextDocument *document = watcher->result();
+        // Out of the loader's children: its result is taken.
+        watcher->setParent(nullptr);
+        watcher->deleteLater();
+        // A read that was stopped, or replaced by a newer one, is dropped.
+        if (*stop || stop != m_stop) {
+            delete document;
+            return;
+        }
+        m_stop.reset();
+        ShowRichTextDocument(m_edit, document);
+        Q_EMIT Shown();
+    });
+    watcher->setFuture(reading);
 }
 
 void RichTextLoader::Cancel()
 {
-    if (!m_job)
+    if (!m_stop)
         return;
-    m_job->stop = true;
-    m_job.reset();
-}
-
-void RichTextLoader::joinFinished(bool all)
-{
-    for (auto it = m_workers.begin(); it != m_workers.end();) {
-        if (all || it->first->finished) {
-            it->second.join();
-            it = m_workers.erase(it);
-        } else {
-            ++it;
-        }
-    }
+    *m_stop = true;
+    m_stop.reset();
 }

@@ -3,10 +3,8 @@
 #include <QObject>
 #include <QString>
 
+#include <atomic>
 #include <memory>
-#include <thread>
-#include <utility>
-#include <vector>
 
 class QTextDocument;
 class QTextEdit;
@@ -31,18 +29,13 @@ public:
     void Show(const QString &storedRtf);
     // Forgets a text still being read; the editor keeps what it shows.
     void Cancel();
-    bool IsLoading() const { return bool(m_job); }
+    bool IsLoading() const { return bool(m_stop); }
 
 Q_SIGNALS:
     void Shown();
 
 private:
-    struct Job;
-    struct Result;
-    void handOver(const std::shared_ptr<Job> &job, Result &result);
-    void joinFinished(bool all);
-
     QTextEdit *m_edit;
-    std::shared_ptr<Job> m_job;
-    std::vector<std::pair<std::shared_ptr<Job>, std::thread>> m_workers;
+    // The flag that stops the read under way; null when none is wanted.
+    std::shared_ptr<std::atomic<bool>> m_stop;
 };
