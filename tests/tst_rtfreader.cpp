@@ -186,14 +186,12 @@ void tst_rtfreader::longTableIsReadWhole()
 {
     // Rows of three cells, one row of five halfway, a cell of two paragraphs: made a row at a time,
     // a table this long would take minutes.
-    constexpr int rows = 20000;
+    constexpr int rows = 20000, piece = RtfTableBuilder::rowsPerPiece;
     QByteArray rtf = "{\\rtf1\\ansi Before\\par\n";
     for (int row = 0; row < rows; ++row) {
         const QByteArray n = QByteArray::number(row);
         rtf += "\\trowd\\intbl r" + n + "\\cell {\\b b" + n + "}\\cell c" + n + "\\par second" + n + "\\cell";
-        if (row == rows / 2)
-            rtf += " d\\cell e\\cell";
-        rtf += "\\row\n";
+        rtf += row == rows / 2 ? " d\\cell e\\cell\\row\n" : "\\row\n";
     }
     rtf += "\\pard After}";
     QTextDocument document;
@@ -202,48 +200,46 @@ void tst_rtfreader::longTableIsReadWhole()
     // It comes in pieces of equal columns, one after another, with nothing that takes room between.
     std::vector<QTextTable *> pieces;
     for (auto it = document.rootFrame()->begin(); !it.atEnd(); ++it) {
-        if (auto *table = qobject_cast<QTextTable *>(it.currentFrame())) {
+        if (auto *table = qobject_cast<QTextTable *>(it.currentFrame()))
             pieces.push_back(table);
-        } else if (!pieces.empty() && it.currentBlock() != document.lastBlock()) {
-            QCOMPARE(it.currentBlock().length(), 1);
-            QCOMPARE(it.currentBlock().blockFormat().lineHeight(), 0.0);
-        }
+        else if (!pieces.empty() && it.currentBlock() != document.lastBlock())
+            QCOMPARE(std::pair(it.currentBlock().length(), it.currentBlock().blockFormat().lineHeight()),
+                     std::pair(1, 0.0));
     }
-    QCOMPARE(int(pieces.size()), rows / RtfTableBuilder::rowsPerPiece);
-    for (const QTextTable *piece : pieces) {
-        QCOMPARE(piece->rows(), RtfTableBuilder::rowsPerPiece);
-        const QVector<QTextLength> widths = piece->format().columnWidthConstraints();
-        QCOMPARE(widths.size(), piece->columns());
-        QCOMPARE(widths.first(), QTextLength(QTextLength::PercentageLength, 100.0 / piece->columns()));
+    QCOMPARE(int(pieces.size()), rows / piece);
+    for (const QTextTable *table : pieces) {
+        const QVector<QTextLength> widths = table->format().columnWidthConstraints();
+        QCOMPARE(
+            std::tuple(table->rows(), int(widths.size()), widths.first()),
+            std::tuple(piece, table->columns(), QTextLength(QTextLength::PercentageLength, 100.0 / table->columns())));
     }
     const auto cellText = [&pieces](int row, int column) {
-        const QTextTable *piece = pieces[row / RtfTableBuilder::rowsPerPiece];
-        const QTextTableCell cell = piece->cellAt(row % RtfTableBuilder::rowsPerPiece, column);
+        const QTextTableCell cell = pieces[row / piece]->cellAt(row % piece, column);
         QTextCursor cursor = cell.firstCursorPosition();
         cursor.setPosition(cell.lastCursorPosition().position(), QTextCursor::KeepAnchor);
         return cursor.selectedText().replace(QChar::ParagraphSeparator, QLatin1Char('|'));
     };
-    QCOMPARE(cellText(0, 0), QStringLiteral("r0"));
-    QCOMPARE(cellText(rows - 1, 2), QStringLiteral("c19999|second19999"));
-    QCOMPARE(std::tuple(pieces[0]->columns(), pieces[rows / 2 / RtfTableBuilder::rowsPerPiece]->columns()),
-             std::tuple(3, 5));
-    QCOMPARE(std::tuple(cellText(rows / 2, 3), cellText(rows / 2, 4), cellText(rows / 2 + 1, 4)),
-             std::tuple(QStringLiteral("d"), QStringLiteral("e"), QString()));
-    QCOMPARE(pieces[7]->cellAt(77, 1).firstCursorPosition().charFormat().fontWeight(), int(QFont::Bold));
-    QCOMPARE(document.begin().text(), QStringLiteral("Before"));
-    QCOMPARE(document.lastBlock().text(), QStringLiteral("After"));
-    QCOMPARE(RtfReader::PlainText(rtf).count(QLatin1Char('\n')), 2 * rows + 1);
+    QCOMPARE(std::tuple(cellText(0, 0), cellText(rows - 1, 2), cellText(rows / 2, 3), cellText(rows / 2, 4),
+                        cellText(rows / 2 + 1, 4)),
+             std::tuple(QStringLiteral("r0"), QStringLiteral("c19999|second19999"), QStringLiteral("d"),
+                        QStringLiteral("e"), QString()));
+    QCOMPARE(std::tuple(pieces[0]->columns(), pieces[rows / 2 / piece]->columns(),
+                        pieces[7]->cellAt(77, 1).firstCursorPosition().charFormat().fontWeight()),
+             std::tuple(3, 5, int(QFont::Bold)));
+    QCOMPARE(std::tuple(document.begin().text(), document.lastBlock().text(),
+                        RtfReader::PlainText(rtf).count(QLatin1Char('\n'))),
+             std::tuple(QStringLiteral("Before"), QStringLiteral("After"), qsizetype(2 * rows + 1)));
     // Told to stop, the reader keeps what it read so far and goes no further.
     const std::atomic<bool> stop{true};
     QTextDocument stopped;
     RtfReader::Read(rtf, &stopped, &stop);
-    QVERIFY(stopped.toPlainText().startsWith(QLatin1String("Before")));
-    QVERIFY(stopped.characterCount() < document.characterCount() / 10);
+    QVERIFY(stopped.toPlainText().startsWith(QLatin1String("Before")) &&
+            stopped.characterCount() < document.characterCount() / 10);
     // Written back, the pieces are one table again: rows back to back.
     QTextDocument again;
     RtfReader::Read(RtfWriter::FromDocument(document), &again);
-    QCOMPARE(again.toPlainText(), document.toPlainText());
-    QCOMPARE(again.rootFrame()->childFrames().size(), pieces.size());
+    QCOMPARE(std::pair(again.toPlainText(), again.rootFrame()->childFrames().size()),
+             std::pair(document.toPlainText(), qsizetype(pieces.size())));
 }
 
 void tst_rtfreader::badInputIsBounded()
