@@ -16,7 +16,6 @@
 #include "view/ctlView.h"
 
 #include <QAbstractItemModelTester>
-#include <QAbstractItemView>
 #include <QAction>
 #include <QApplication>
 #include <QClipboard>
@@ -27,7 +26,6 @@
 #include <QListWidget>
 #include <QMenu>
 #include <QScrollBar>
-#include <QSettings>
 #include <QSignalSpy>
 #include <QSqlQuery>
 #include <QTest>
@@ -484,12 +482,15 @@ void tst_view::bookmarkQuickAndMenus()
         const QAction *action = quickMenu->findChild<QAction *>(QLatin1String(name));
         return action->isVisible() && action->isEnabled();
     };
+    const auto select = [&](int from, int to) {
+        QTextCursor cursor = shelf.view.Viewer()->textCursor();
+        cursor.setPosition(from);
+        cursor.setPosition(to, QTextCursor::KeepAnchor);
+        shelf.view.Viewer()->setTextCursor(cursor);
+    };
     shelf.view.SelectFile(shelf.key(shelf.review));
     for (int length : {0, 1, 2}) {
-        QTextCursor cursor = shelf.view.Viewer()->textCursor();
-        cursor.setPosition(0);
-        cursor.setPosition(length, QTextCursor::KeepAnchor);
-        shelf.view.Viewer()->setTextCursor(cursor);
+        select(0, length);
         Q_EMIT shelf.view.Viewer()->customContextMenuRequested(QPoint(2, 2));
         QCOMPARE(
             std::tuple(quickMenu->isVisible(), offered("mnuSelectAll"), offered("mnuSendQuick"), offered("mnuCopy")),
@@ -505,10 +506,7 @@ void tst_view::bookmarkQuickAndMenus()
     shelf.trigger("mnuAddQuick");
     const QString header = QStringLiteral("Platform: PC\r\nGame: Quest\r\nGenre: Action");
     QCOMPARE(quick.last(), (QVariantList{header, QStringLiteral("The review.")}));
-    QTextCursor cursor = shelf.view.Viewer()->textCursor();
-    cursor.setPosition(4);
-    cursor.setPosition(10, QTextCursor::KeepAnchor);
-    shelf.view.Viewer()->setTextCursor(cursor);
+    select(4, 10);
     shelf.trigger("mnuSendQuick");
     QCOMPARE(quick.last().at(1).toString(), QStringLiteral("review"));
 
@@ -583,9 +581,9 @@ void tst_view::editorRoundTrip()
 
     // A double click opens the viewer only to read.
     doubleClick(shelf.list, added);
-    QCOMPARE(shelf.view.Editor()->CurrentMode(), quint8(FileViewer::ViewMode));
-    QCOMPARE(shelf.view.Editor()->findChild<QTextEdit *>(QStringLiteral("rtbText"))->toPlainText(),
-             QStringLiteral("First look, revised"));
+    QCOMPARE(std::tuple(shelf.view.Editor()->CurrentMode(),
+                        shelf.view.Editor()->findChild<QTextEdit *>(QStringLiteral("rtbText"))->toPlainText()),
+             std::tuple(quint8(FileViewer::ViewMode), QString("First look, revised")));
 }
 
 void tst_view::printInfo()
