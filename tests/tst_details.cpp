@@ -116,7 +116,6 @@ private Q_SLOTS:
     void storeFailuresDeleteAndOpen();
     void favorites();
     void searchResults();
-    void searchColumnsFitTheFirstResults();
 };
 
 void tst_details::columnsTabsAndWidths()
@@ -125,6 +124,8 @@ void tst_details::columnsTabsAndWidths()
     const auto twips = [](const ListView *list, int column) {
         return Twips::fromPixelsX(list->ColumnWidth(column));
     };
+    const QString snes = QStringLiteral("Super Nintendo Entertainment System");
+    QList<int> fitted;
     {
         Desk desk;
         // First start: the designed widths; favorites and search results share out the screen.
@@ -148,6 +149,25 @@ void tst_details::columnsTabsAndWidths()
         desk.details.SelectTab(4);
         QCOMPARE(std::tuple(desk.details.SelectedTab(), GetSetting(SettingKeys::DetailSelTab)),
                  std::tuple(2, QString("2")));
+
+        // The first search rows tell the widths; a long name far down the list does not widen its column.
+        desk.details.SelectTab(3);
+        ListView *list = desk.details.SearchResults();
+        const QString longName(200, QLatin1Char('Z'));
+        for (qint32 id = 1; id <= 3000; ++id)
+            desk.details.AddSearch(id, id == 2 ? snes : QStringLiteral("PC"),
+                                   id == 2500 ? longName : QStringLiteral("Quest"), 1,
+                                   QString(id == 1 ? 400 : 10, QLatin1Char('x')), desk.quest, QStringLiteral("File"));
+        desk.details.SearchTitle(QStringLiteral("3000 items found."));
+        const QFontMetrics metrics(list->ActiveView()->font());
+        for (int column = 0; column < 5; ++column)
+            fitted << list->ColumnWidth(column);
+        QVERIFY(fitted[0] > metrics.horizontalAdvance(snes) && fitted[1] < metrics.horizontalAdvance(longName));
+        // All five columns are in sight, Hits too: the found text gives way.
+        QVERIFY(std::accumulate(fitted.begin(), fitted.end(), 0) <= list->ActiveView()->viewport()->width() &&
+                fitted[4] >= metrics.horizontalAdvance(QStringLiteral("Hits")));
+        list->setColumnWidth(1, 222); // by hand
+        fitted[1] = 222;
     }
     // Closing stored the widths; a width that is no number leaves the designed one.
     QCOMPARE(SettingNumber(GetSetting(SettingKeys::BookmarkColumn(1))), long(Twips::fromPixelsX(123)));
@@ -159,6 +179,12 @@ void tst_details::columnsTabsAndWidths()
     QVERIFY(qAbs(twips(desk.bookmarks, 1) - 1600) <= 15);
     desk.details.InitDetails();
     QCOMPARE(desk.details.SelectedTab(), 3);
+    // Search widths are kept from then on, even for a wider name.
+    desk.details.AddSearch(1, snes + snes, QStringLiteral("Q"), 1, QStringLiteral("y"), desk.quest,
+                           QStringLiteral("File"));
+    desk.details.SearchTitle(QStringLiteral("1 item found."));
+    for (int column = 0; column < 5; ++column)
+        QVERIFY(qAbs(desk.details.SearchResults()->ColumnWidth(column) - fitted[column]) <= 1);
 
     // A column click sorts for good; entries added later take their place.
     desk.details.LoadBookmarks(QStringLiteral("|P_18|P_1"));
@@ -405,42 +431,6 @@ void tst_details::searchResults()
     desk.details.findChild<QAction *>(QStringLiteral("mnuSearchClear"))->trigger();
     QCOMPARE(std::tuple(list->Count(), header->text(), list->ColumnCaption(3)),
              std::tuple(0, QString(" Search Results:"), QString("File")));
-}
-
-void tst_details::searchColumnsFitTheFirstResults()
-{
-    const QString snes = QStringLiteral("Super Nintendo Entertainment System");
-    QList<int> fitted;
-    {
-        Desk desk;
-        desk.details.SelectTab(3);
-        ListView *list = desk.details.SearchResults();
-        // The first rows tell the widths; a long name far down the list does not widen its column.
-        const QString longName(200, QLatin1Char('Z'));
-        for (qint32 id = 1; id <= 3000; ++id)
-            desk.details.AddSearch(id, id == 2 ? snes : QStringLiteral("PC"),
-                                   id == 2500 ? longName : QStringLiteral("Quest"), 1,
-                                   QString(id == 1 ? 400 : 10, QLatin1Char('x')), desk.quest, QStringLiteral("File"));
-        desk.details.SearchTitle(QStringLiteral("3000 items found."));
-        const QFontMetrics metrics(list->ActiveView()->font());
-        for (int column = 0; column < 5; ++column)
-            fitted << list->ColumnWidth(column);
-        QVERIFY(fitted[0] > metrics.horizontalAdvance(snes) && fitted[1] < metrics.horizontalAdvance(longName));
-        // All five columns are in sight, Hits too: the found text gives way.
-        QVERIFY(std::accumulate(fitted.begin(), fitted.end(), 0) <= list->ActiveView()->viewport()->width() &&
-                fitted[4] >= metrics.horizontalAdvance(QStringLiteral("Hits")));
-
-        list->setColumnWidth(1, 222); // by hand
-        fitted[1] = 222;
-    }
-    // The widths are kept from then on, even for a wider name.
-    Desk desk;
-    desk.details.SelectTab(3);
-    desk.details.AddSearch(1, snes + snes, QStringLiteral("Q"), 1, QStringLiteral("y"), desk.quest,
-                           QStringLiteral("File"));
-    desk.details.SearchTitle(QStringLiteral("1 item found."));
-    for (int column = 0; column < 5; ++column)
-        QVERIFY(qAbs(desk.details.SearchResults()->ColumnWidth(column) - fitted[column]) <= 1);
 }
 
 QTEST_MAIN(tst_details)
