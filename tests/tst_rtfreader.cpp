@@ -47,8 +47,7 @@ class tst_rtfreader final : public QObject
 
 private Q_SLOTS:
     void plainText();
-    void characterFormats();
-    void paragraphsTablesAndLinks();
+    void formatsParagraphsTablesAndLinks();
     void longTableIsReadWhole();
     void badInputIsBounded();
     void realWorldSamples();
@@ -116,7 +115,7 @@ void tst_rtfreader::plainText()
     QCOMPARE(formatOf(link, QStringLiteral("π")).anchorHref(), QStringLiteral("http://a.b"));
 }
 
-void tst_rtfreader::characterFormats()
+void tst_rtfreader::formatsParagraphsTablesAndLinks()
 {
     QTextDocument document;
     RtfReader::Read("{\\rtf1\\deff0{\\fonttbl{\\f0 Times New Roman;}{\\f1 Courier New;}}"
@@ -142,18 +141,16 @@ void tst_rtfreader::characterFormats()
     QCOMPARE(
         std::tuple(at("2").verticalAlignment(), at("3").verticalAlignment(), at("O").verticalAlignment()),
         std::tuple(QTextCharFormat::AlignSuperScript, QTextCharFormat::AlignSubScript, QTextCharFormat::AlignNormal));
-}
 
-void tst_rtfreader::paragraphsTablesAndLinks()
-{
-    QTextDocument document;
+    // Paragraph formats, a page break, a table and a link.
+    QTextDocument paragraphs;
     RtfReader::Read(
         "{\\rtf1\\pard\\qc\\li720\\fi-360\\sb120 Title\\par\\pard Body\\par\\page After"
         "\\par\\trowd\\cellx1000\\cellx2000\\pard\\intbl Code\\cell Effect\\cell\\row"
         "\\trowd\\cellx1000\\cellx2000\\pard\\intbl UP UP\\cell 99 lives\\cell\\row"
         "\\pard See {\\field{\\*\\fldinst{HYPERLINK \"https://example.org/faq\"}}{\\fldrslt{\\ul the FAQ}}}.}",
-        &document);
-    const QTextBlock title = document.begin();
+        &paragraphs);
+    const QTextBlock title = paragraphs.begin();
     const QTextBlockFormat centred = title.blockFormat();
     QCOMPARE(
         std::tuple(title.text(), centred.alignment(), centred.leftMargin(), centred.textIndent(), centred.topMargin()),
@@ -162,14 +159,14 @@ void tst_rtfreader::paragraphsTablesAndLinks()
     QCOMPARE(std::pair(title.next().next().text(), title.next().next().blockFormat().pageBreakPolicy()),
              std::pair(QStringLiteral("After"), QTextFormat::PageBreakFlags(QTextFormat::PageBreak_AlwaysBefore)));
 
-    auto *table = qobject_cast<QTextTable *>(document.rootFrame()->childFrames().value(0));
-    QVERIFY(table && document.rootFrame()->childFrames().size() == 1);
+    auto *table = qobject_cast<QTextTable *>(paragraphs.rootFrame()->childFrames().value(0));
+    QVERIFY(table && paragraphs.rootFrame()->childFrames().size() == 1);
     QCOMPARE(std::tuple(table->rows(), table->columns(), table->cellAt(1, 1).firstCursorPosition().block().text()),
              std::tuple(2, 2, QStringLiteral("99 lives")));
 
-    const QTextCharFormat link = formatOf(document, QStringLiteral("the FAQ"));
+    const QTextCharFormat link = formatOf(paragraphs, QStringLiteral("the FAQ"));
     QCOMPARE(std::tuple(link.isAnchor(), link.fontUnderline(), link.anchorHref(),
-                        formatOf(document, QStringLiteral(".")).isAnchor()),
+                        formatOf(paragraphs, QStringLiteral(".")).isAnchor()),
              std::tuple(true, true, QStringLiteral("https://example.org/faq"), false));
 }
 
