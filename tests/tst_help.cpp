@@ -1,9 +1,7 @@
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
-#include "backup/frmBackups.h"
 #include "base/AppPath.h"
-#include "clip/frmClip.h"
 #include "components/PlatformMaintenance.h"
 #include "components/TipOfTheDay.h"
 #include "data/modADO.h"
@@ -64,10 +62,8 @@ private Q_SLOTS:
         modADO::instance().Close();
     }
     void pagesAreWholeAndInstalledOnce();
-    void helpWindowContentsAndSearch();
     void tipOfTheDay();
-    void updaterHandOver();
-    void menuItemsOpenTheirWindows();
+    void menuItemsAndHelpWindow();
 };
 
 void tst_help::pagesAreWholeAndInstalledOnce()
@@ -76,8 +72,7 @@ void tst_help::pagesAreWholeAndInstalledOnce()
     ErrObject err;
     QVERIFY2(HelpPages::Install(home.path(), &err), qPrintable(err.Description));
     const HelpPages pages(HelpPages::Folder(home.path()));
-    QVERIFY(pages.IsAvailable());
-    QVERIFY(pages.Contents().size() >= 10);
+    QVERIFY(pages.IsAvailable() && pages.Contents().size() >= 10);
     QCOMPARE(pages.Contents().constFirst().File, HelpPages::ContentsPage);
 
     // Every page is listed once, has the title it is listed with, and every link and picture in it
@@ -89,7 +84,6 @@ void tst_help::pagesAreWholeAndInstalledOnce()
         QVERIFY2(!listed.contains(entry.File), qPrintable(entry.File));
         listed.insert(entry.File);
         const QString html = QString::fromUtf8(readFile(pages.folder() + entry.File));
-        QVERIFY2(!html.isEmpty(), qPrintable(entry.File));
         QCOMPARE(title.match(html).captured(1), entry.Title);
         for (auto it = reference.globalMatch(html); it.hasNext();) {
             const QString target = it.next().captured(1);
@@ -113,49 +107,6 @@ void tst_help::pagesAreWholeAndInstalledOnce()
     QVERIFY(readFile(index).startsWith("<!DOCTYPE html>"));
 }
 
-void tst_help::helpWindowContentsAndSearch()
-{
-    TestHome home;
-    ScriptedPrompts prompts;
-    ErrObject err;
-    QVERIFY(HelpPages::Install(home.path(), &err));
-    auto form = startMainWindow();
-
-    form->Menu().mnuHelpContents->trigger();
-    HelpViewer *help = HelpViewer::Current();
-    QVERIFY(help && help->isVisible());
-    QCOMPARE(help->CurrentPage(), HelpPages::ContentsPage);
-    QCOMPARE(help->ContentsList()->topLevelItemCount() > 0, true);
-
-    // A word from one page finds that page; opening the hit marks the word in it.
-    form->Menu().mnuHelpSearch->trigger();
-    QVERIFY(QTest::qWaitForWindowActive(help));
-    QTRY_COMPARE(QApplication::focusWidget(), help->SearchBox());
-    QTest::keyClicks(help->SearchBox(), QStringLiteral("patchrunner"));
-    QVERIFY(help->Results()->count() >= 1);
-    QCOMPARE(help->Results()->item(0)->data(Qt::UserRole).toString(), QStringLiteral("help-and-tips.html"));
-    QTest::keyClick(help->SearchBox(), Qt::Key_Return);
-    QCOMPARE(help->CurrentPage(), QStringLiteral("help-and-tips.html"));
-    QVERIFY(!help->Page()->extraSelections().isEmpty());
-    QCOMPARE(help->Page()->extraSelections().constFirst().cursor.selectedText().toCaseFolded(),
-             QStringLiteral("patchrunner"));
-    help->SearchBox()->setText(QStringLiteral("patchrunner zxqvw"));
-    QCOMPARE(help->Results()->count(), 1);
-    QCOMPARE(help->Results()->item(0)->flags(), Qt::NoItemFlags);
-
-    // Online Support is the help's own page.
-    form->Menu().mnuLKSupport->trigger();
-    QCOMPARE(help->CurrentPage(), HelpPages::SupportPage);
-
-    // Without its pages the help says so, titled with the window's caption.
-    QVERIFY(QDir(HelpPages::Folder(home.path())).removeRecursively());
-    prompts.answerMsgBox(MsgResult::OK);
-    form->Menu().mnuHelpContents->trigger();
-    QCOMPARE(prompts.last().text, QStringLiteral("Unable to display Help Contents. The Help file is missing."));
-    QCOMPARE(prompts.last().icon, MsgIcon::Information);
-    QCOMPARE(prompts.last().title, form->windowTitle());
-}
-
 void tst_help::tipOfTheDay()
 {
     TestHome home;
@@ -168,15 +119,14 @@ void tst_help::tipOfTheDay()
         auto form = startMainWindow();
         QTRY_VERIFY(tipWindow(form.get()) && tipWindow(form.get())->isVisible());
         TipOfTheDay *tip = tipWindow(form.get());
-        QCOMPARE(tip->Tips().size(), 3);
-        QCOMPARE(tip->lblTip->text(), QStringLiteral("First tip."));
-        QVERIFY(tip->chkLoadWithStart->isChecked());
+        QCOMPARE(std::tuple(tip->Tips().size(), tip->lblTip->text(), tip->chkLoadWithStart->isChecked()),
+                 std::tuple(qsizetype(3), QStringLiteral("First tip."), true));
         tip->cmdPrevious->click();
         QCOMPARE(tip->lblTip->text(), QStringLiteral("Third tip."));
         tip->cmdNext->click();
         tip->cmdNext->click();
-        QCOMPARE(tip->lblTip->text(), QStringLiteral("Second tip."));
-        QCOMPARE(tip->lblNumber->text(), QStringLiteral("Tip 2 of 3"));
+        QCOMPARE(std::pair(tip->lblTip->text(), tip->lblNumber->text()),
+                 std::pair(QStringLiteral("Second tip."), QStringLiteral("Tip 2 of 3")));
         tip->chkLoadWithStart->setChecked(false);
         tip->cmdOK->click();
         QCOMPARE(GetSetting(SettingKeys::TOD), QStringLiteral("0"));
@@ -185,15 +135,15 @@ void tst_help::tipOfTheDay()
     }
     {
         auto form = startMainWindow();
-        QTest::qWait(50);
+        QCoreApplication::processEvents();
         QVERIFY(!tipWindow(form.get()));
         // The menu still shows one, the next in turn, with the box unticked; closing without OK
         // stores nothing.
         form->Menu().mnuTips->trigger();
         TipOfTheDay *tip = tipWindow(form.get());
         QVERIFY(tip && tip->isVisible());
-        QCOMPARE(tip->lblTip->text(), QStringLiteral("Second tip."));
-        QVERIFY(!tip->chkLoadWithStart->isChecked());
+        QCOMPARE(std::pair(tip->lblTip->text(), tip->chkLoadWithStart->isChecked()),
+                 std::pair(QStringLiteral("Second tip."), false));
         tip->chkLoadWithStart->setChecked(true);
         tip->reject();
         QCOMPARE(GetSetting(SettingKeys::TOD), QStringLiteral("0"));
@@ -202,8 +152,8 @@ void tst_help::tipOfTheDay()
         writeFile(home.file(QStringLiteral("tips.txt")), "\n# nothing here\n   \n");
         QTRY_VERIFY(!tipWindow(form.get()));
         form->Menu().mnuTips->trigger();
-        QVERIFY(tipWindow(form.get())->lblTip->text().contains(QStringLiteral("holds none")));
-        QVERIFY(!tipWindow(form.get())->cmdNext->isEnabled());
+        QVERIFY(tipWindow(form.get())->lblTip->text().contains(QStringLiteral("holds none")) &&
+                !tipWindow(form.get())->cmdNext->isEnabled());
         tipWindow(form.get())->reject();
         QTRY_VERIFY(!tipWindow(form.get()));
         QVERIFY(QFile::remove(home.file(QStringLiteral("tips.txt"))));
@@ -213,19 +163,94 @@ void tst_help::tipOfTheDay()
     }
 }
 
-void tst_help::updaterHandOver()
+void tst_help::menuItemsAndHelpWindow()
 {
     TestHome home;
     ScriptedPrompts prompts;
+    ErrObject err;
+    QVERIFY(HelpPages::Install(home.path(), &err));
+    const qint32 game = home.addGame(1, 1, QStringLiteral("Okami"));
+    home.addFile(game, 1, QStringLiteral("Walkthrough"), QStringLiteral("Head east."));
+    QVERIFY(QFile::copy(QStringLiteral(":/bundle/logo.gif"), home.file(QStringLiteral("logo.gif"))));
     auto form = startMainWindow();
-    const QString handOver = home.file(QStringLiteral("~udtmp.tmp"));
+    const MainMenu &menu = form->Menu();
 
+    // Print and Export act on the file shown, the rest on the open store.
+    const auto printable = [&menu] {
+        return std::pair(menu.mnuFilePrint->isEnabled(), menu.mnuFileExportPdf->isEnabled());
+    };
+    QCOMPARE(printable(), std::pair(false, false));
+    auto *view = form->findChild<ctlView *>();
+    view->M_GAME_ID = game;
+    view->ListFiles(game, 0);
+    QCOMPARE(printable(), std::pair(true, true));
+    view->Reset();
+    QCOMPARE(printable(), std::pair(false, false));
+
+    // The modal windows.
+    const std::pair<QAction *, const char *> modal[] = {
+        {menu.mnuToolsOptions, "frmOptions"}, {menu.mnuViewQuickClip, "frmClip"}, {menu.mnuFileRestore, "frmBackups"}};
+    for (const auto &[item, name] : modal)
+        QCOMPARE(modalDuring([item = item] { item->trigger(); }), QLatin1String(name));
+    // About names the version, the libraries actually loaded, and shows the logo.
+    QString version, libraries;
+    bool logo = false;
+    QTimer::singleShot(0, [&] {
+        if (auto *about = qobject_cast<frmAbout *>(QApplication::activeModalWidget())) {
+            std::tie(version, libraries, logo) =
+                std::tuple(about->lblVersion->text(), about->lblLibraries->text(), !about->picIcon->pixmap().isNull());
+            about->cmdOK->click();
+        }
+    });
+    menu.mnuHelpAbout->trigger();
+    QCOMPARE(std::tuple(version, libraries.contains(QString::fromLatin1(qVersion())),
+                        libraries.contains(modADO::SqliteVersion()), logo),
+             std::tuple(QStringLiteral("Version 1.1.0"), true, true, true));
+
+    // The others stay open beside the main window.
+    for (QAction *item : {menu.mnuSearchLorekeep, menu.mnuMaintPlatforms, menu.mnuTips, menu.mnuHelpContents})
+        item->trigger();
+    for (QWidget *window :
+         std::initializer_list<QWidget *>{form->findChild<frmFind *>(), form->findChild<PlatformMaintenance *>(),
+                                          tipWindow(form.get()), HelpViewer::Current()})
+        QVERIFY(window && window->isVisible());
+
+    // The help opens on its contents.
+    HelpViewer *help = HelpViewer::Current();
+    QVERIFY(help->ContentsList()->topLevelItemCount() > 0);
+    QCOMPARE(help->CurrentPage(), HelpPages::ContentsPage);
+
+    // A word from one page finds that page; opening the hit marks the word in it.
+    menu.mnuHelpSearch->trigger();
+    QVERIFY(QTest::qWaitForWindowActive(help));
+    QTRY_COMPARE(QApplication::focusWidget(), help->SearchBox());
+    QTest::keyClicks(help->SearchBox(), QStringLiteral("patchrunner"));
+    QVERIFY(help->Results()->count() >= 1);
+    QCOMPARE(help->Results()->item(0)->data(Qt::UserRole).toString(), QStringLiteral("help-and-tips.html"));
+    QTest::keyClick(help->SearchBox(), Qt::Key_Return);
+    QCOMPARE(help->CurrentPage(), QStringLiteral("help-and-tips.html"));
+    QCOMPARE(help->Page()->extraSelections().value(0).cursor.selectedText().toCaseFolded(),
+             QStringLiteral("patchrunner"));
+    // Words found on no page together give one entry that cannot be opened.
+    help->SearchBox()->setText(QStringLiteral("patchrunner zxqvw"));
+    QCOMPARE(std::pair(help->Results()->count(), help->Results()->item(0)->flags()), std::pair(1, Qt::ItemFlags()));
+
+    // Online Support is the help's own page.
+    menu.mnuLKSupport->trigger();
+    QCOMPARE(help->CurrentPage(), HelpPages::SupportPage);
+
+    // Without its pages the help says so, titled with the window's caption.
+    QVERIFY(QDir(HelpPages::Folder(home.path())).removeRecursively());
     prompts.answerMsgBox(MsgResult::OK);
-    form->Menu().mnuHelpUpdate->trigger();
-    QCOMPARE(prompts.last().text, QStringLiteral("The Lorekeep Updater has been moved or is missing."));
-    QCOMPARE(prompts.last().icon, MsgIcon::Critical);
-    QCOMPARE(prompts.last().title, QStringLiteral("Lorekeep"));
-    QVERIFY(!QFile::exists(handOver));
+    menu.mnuHelpContents->trigger();
+    QCOMPARE(std::pair(prompts.last().text.contains(QStringLiteral("missing")), prompts.last().title),
+             std::pair(true, form->windowTitle()));
+
+    // Check For Updates without the updater tells the user and hands nothing over.
+    const QString handOver = home.file(QStringLiteral("~udtmp.tmp"));
+    prompts.answerMsgBox(MsgResult::OK);
+    menu.mnuHelpUpdate->trigger();
+    QVERIFY(prompts.last().text.contains(QStringLiteral("missing")) && !QFile::exists(handOver));
 
     // The updater starts in the home, after the hand-over file is written; each start rewrites it.
     const QString updater = home.file(QStringLiteral("PatchRunner"));
@@ -235,7 +260,7 @@ void tst_help::updaterHandOver()
     for (int run = 0; run < 2; ++run) {
         QFile::remove(home.file(QStringLiteral("started.txt")));
         writeFile(handOver, "stale");
-        form->Menu().mnuHelpUpdate->trigger();
+        menu.mnuHelpUpdate->trigger();
         QCOMPARE(readFile(handOver), expected);
         QTRY_COMPARE(readFile(home.file(QStringLiteral("started.txt"))), expected);
     }
@@ -251,64 +276,9 @@ void tst_help::updaterHandOver()
     PackageInstall::SetListFile(list);
     QFile::remove(handOver);
     prompts.answerMsgBox(MsgResult::OK);
-    form->Menu().mnuHelpUpdate->trigger();
+    menu.mnuHelpUpdate->trigger();
     PackageInstall::SetListFile(QString());
     QVERIFY(prompts.last().text.contains(QStringLiteral("Debian package")) && !QFile::exists(handOver));
-}
-
-void tst_help::menuItemsOpenTheirWindows()
-{
-    TestHome home;
-    ScriptedPrompts prompts;
-    ErrObject err;
-    QVERIFY(HelpPages::Install(home.path(), &err));
-    const qint32 game = home.addGame(1, 1, QStringLiteral("Okami"));
-    home.addFile(game, 1, QStringLiteral("Walkthrough"), QStringLiteral("Head east."));
-    QVERIFY(QFile::copy(QStringLiteral(":/bundle/logo.gif"), home.file(QStringLiteral("logo.gif"))));
-    auto form = startMainWindow();
-    const MainMenu &menu = form->Menu();
-
-    // Print and Export act on the file shown, the rest on the open store.
-    QVERIFY(!menu.mnuFilePrint->isEnabled());
-    QVERIFY(!menu.mnuFileExportPdf->isEnabled());
-    auto *view = form->findChild<ctlView *>();
-    view->M_GAME_ID = game;
-    view->ListFiles(game, 0);
-    QVERIFY(menu.mnuFilePrint->isEnabled());
-    QVERIFY(menu.mnuFileExportPdf->isEnabled());
-    view->Reset();
-    QVERIFY(!menu.mnuFilePrint->isEnabled());
-
-    // The modal windows.
-    const std::pair<QAction *, const char *> modal[] = {
-        {menu.mnuToolsOptions, "frmOptions"}, {menu.mnuViewQuickClip, "frmClip"}, {menu.mnuFileRestore, "frmBackups"}};
-    for (const auto &[item, name] : modal)
-        QCOMPARE(modalDuring([item = item] { item->trigger(); }), QLatin1String(name));
-    QString version;
-    QString libraries;
-    bool logo = false;
-    QTimer::singleShot(0, [&] {
-        auto *about = qobject_cast<frmAbout *>(QApplication::activeModalWidget());
-        QVERIFY(about);
-        version = about->lblVersion->text();
-        libraries = about->lblLibraries->text();
-        logo = !about->picIcon->pixmap().isNull();
-        about->cmdOK->click();
-    });
-    menu.mnuHelpAbout->trigger();
-    QCOMPARE(version, QStringLiteral("Version 1.1.0"));
-    QVERIFY(libraries.contains(QString::fromLatin1(qVersion())));
-    QVERIFY(libraries.contains(modADO::SqliteVersion()));
-    QVERIFY(logo);
-
-    // The others stay open beside the main window.
-    for (QAction *item : {menu.mnuSearchLorekeep, menu.mnuMaintPlatforms, menu.mnuTips, menu.mnuHelpContents})
-        item->trigger();
-    for (QWidget *window :
-         {static_cast<QWidget *>(form->findChild<frmFind *>()),
-          static_cast<QWidget *>(form->findChild<PlatformMaintenance *>()),
-          static_cast<QWidget *>(tipWindow(form.get())), static_cast<QWidget *>(HelpViewer::Current())})
-        QVERIFY(window && window->isVisible());
 
     // Without a store, what needs one is off.
     form.reset();
@@ -317,10 +287,11 @@ void tst_help::menuItemsOpenTheirWindows()
     prompts.answerMsgBox(MsgResult::OK);
     prompts.answerMsgBox(MsgResult::OK);
     form = startMainWindow();
-    for (QAction *item : {form->Menu().mnuSearchLorekeep, form->Menu().mnuFileImport, form->Menu().mnuMaintPlatforms,
-                          form->Menu().mnuToolsCheck})
-        QVERIFY2(!item->isEnabled(), qPrintable(item->objectName()));
-    QVERIFY(form->Menu().mnuFileConnect->isEnabled());
+    const MainMenu &bare = form->Menu();
+    QCOMPARE(std::tuple(bare.mnuSearchLorekeep->isEnabled(), bare.mnuFileImport->isEnabled(),
+                        bare.mnuMaintPlatforms->isEnabled(), bare.mnuToolsCheck->isEnabled(),
+                        bare.mnuFileConnect->isEnabled()),
+             std::tuple(false, false, false, false, true));
 }
 
 QTEST_MAIN(tst_help)

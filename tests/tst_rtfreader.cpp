@@ -46,81 +46,74 @@ class tst_rtfreader final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void textAndSpecialCharacters();
-    void unicodeAndCodePages();
-    void hiddenDestinations();
-    void characterFormats();
-    void paragraphsTablesAndLinks();
+    void plainText();
+    void formatsParagraphsTablesAndLinks();
     void longTableIsReadWhole();
     void badInputIsBounded();
     void realWorldSamples();
-    void roundTripKeepsTextAndFormats();
 };
 
-void tst_rtfreader::textAndSpecialCharacters()
+void tst_rtfreader::plainText()
 {
-    QCOMPARE(plain("{\\rtf1\\ansi First\\par Second\\line third\\tab x}"), QStringLiteral("First\nSecond\nthird\tx"));
-    QCOMPARE(plain("{\\rtf1 a\\emdash b\\endash c\\bullet\\~d\\-e \\lquote q\\rquote  \\ldblquote Q\\rdblquote}"),
-             QStringLiteral("a\u2014b\u2013c\u2022\u00A0de \u2018q\u2019 \u201CQ\u201D"));
-    QCOMPARE(plain("{\\rtf1 C:\\\\Games\\{1\\}}"), QStringLiteral("C:\\Games{1}"));
-    // Line ends in the source are not text; a control word eats one blank after it.
-    QCOMPARE(plain("{\\rtf1 Pokemon\r\n Red\\b  Blue}"), QStringLiteral("Pokemon Red Blue"));
-    // Lists are shown as their bullets and numbers, as older readers see them.
-    QCOMPARE(plain("{\\rtf1{\\pntext\\'b7\\tab}{\\*\\pn\\pnlvlblt{\\pntxtb\\'b7}}Item\\par{\\listtext 2.\\tab}Next}"),
-             QStringLiteral("\u00B7\tItem\n2.\tNext"));
-
-    // Text that is not RTF stays itself: UTF-8, else Windows-1252.
-    QCOMPARE(RtfReader::PlainText("Pok\xC3\xA9mon {not rtf}"), QStringLiteral("Pokémon {not rtf}"));
-    QCOMPARE(RtfReader::PlainText("Pok\xE9mon \x80"), QStringLiteral("Pokémon €"));
-    QVERIFY(RtfReader::LooksLikeRtf("\xEF\xBB\xBF \r\n{\\rtf1}"));
-    // What may stand before "{\rtf" is not text: not an editor's UTF-8 mark, not blanks.
-    QCOMPARE(plain("\xEF\xBB\xBF \r\n{\\rtf1 Hi}"), QStringLiteral("Hi"));
-    QVERIFY(!RtfReader::LooksLikeRtf("{\\rt"));
-}
-
-void tst_rtfreader::unicodeAndCodePages()
-{
-    QCOMPARE(plain("{\\rtf1 caf\\u233?s}"), QStringLiteral("cafés"));
-    QCOMPARE(plain("{\\rtf1\\uc2 \\u8364\\'80\\'80 x\\u-10179?\\u-8704?}"), QStringLiteral("€ x\U0001F600"));
-    QCOMPARE(plain("{\\rtf1\\uc0 \\u1046 ok}"), QStringLiteral("\u0416ok"));
-    // The fallback count ends with the group, and is the group's own.
-    QCOMPARE(plain("{\\rtf1{\\uc3\\u1046}abc}"), QStringLiteral("\u0416abc"));
-    QCOMPARE(plain("{\\rtf1 \\'93quoted\\'94 \\'80}"), QStringLiteral("\u201Cquoted\u201D \u20AC"));
-    QCOMPARE(plain("{\\rtf1\\ansi\\ansicpg1251 \\'cf\\'f0\\'e8\\'e2\\'e5\\'f2}"), QStringLiteral("Привет"));
-    QCOMPARE(plain("{\\rtf1{\\fonttbl{\\f0 Arial;}{\\f1\\fcharset204 Arial Cyr;}{\\f2\\fcharset161 Greek;}}"
-                   "\\f0\\'e9 \\f1\\'e9 \\f2\\'e1}"),
-             QStringLiteral("é й α"));
-    // Unescaped 8-bit text is in the document's code page too.
-    QCOMPARE(plain("{\\rtf1\\ansicpg1252 Se\xF1or}"), QStringLiteral("Señor"));
-    // A symbol font's letters are Greek whether or not 8-bit bytes share their run; a link's address
-    // in one stays what it says.
-    QCOMPARE(plain("{\\rtf1{\\fonttbl{\\f1\\fcharset2 Symbol;}}\\f1 a\\'b9b \xB9p}"), QStringLiteral("α≠β ≠π"));
+    const std::pair<const char *, QString> cases[] = {
+        {"{\\rtf1\\ansi First\\par Second\\line third\\tab x}", QStringLiteral("First\nSecond\nthird\tx")},
+        {"{\\rtf1 a\\emdash b\\endash c\\bullet\\~d\\-e \\lquote q\\rquote  \\ldblquote Q\\rdblquote}",
+         QStringLiteral("a\u2014b\u2013c\u2022\u00A0de \u2018q\u2019 \u201CQ\u201D")},
+        {"{\\rtf1 C:\\\\Games\\{1\\}}", QStringLiteral("C:\\Games{1}")},
+        // Line ends in the source are not text; a control word eats one blank after it.
+        {"{\\rtf1 Pokemon\r\n Red\\b  Blue}", QStringLiteral("Pokemon Red Blue")},
+        // Lists are shown as their bullets and numbers, as older readers see them.
+        {"{\\rtf1{\\pntext\\'b7\\tab}{\\*\\pn\\pnlvlblt{\\pntxtb\\'b7}}Item\\par{\\listtext 2.\\tab}Next}",
+         QStringLiteral("\u00B7\tItem\n2.\tNext")},
+        // Text that is not RTF stays itself: UTF-8, else Windows-1252.
+        {"Pok\xC3\xA9mon {not rtf}", QStringLiteral("Pokémon {not rtf}")},
+        {"Pok\xE9mon \x80", QStringLiteral("Pokémon €")},
+        // What may stand before "{\rtf" is not text: not an editor's UTF-8 mark, not blanks.
+        {"\xEF\xBB\xBF \r\n{\\rtf1 Hi}", QStringLiteral("Hi")},
+        // Unicode, with the fallback count ending with its group and being the group's own.
+        {"{\\rtf1 caf\\u233?s}", QStringLiteral("cafés")},
+        {"{\\rtf1\\uc2 \\u8364\\'80\\'80 x\\u-10179?\\u-8704?}", QStringLiteral("€ x\U0001F600")},
+        {"{\\rtf1\\uc0 \\u1046 ok}", QStringLiteral("\u0416ok")},
+        {"{\\rtf1{\\uc3\\u1046}abc}", QStringLiteral("\u0416abc")},
+        // Code pages: the document's, a font's, and unescaped 8-bit text in the document's.
+        {"{\\rtf1 \\'93quoted\\'94 \\'80}", QStringLiteral("\u201Cquoted\u201D \u20AC")},
+        {"{\\rtf1\\ansi\\ansicpg1251 \\'cf\\'f0\\'e8\\'e2\\'e5\\'f2}", QStringLiteral("Привет")},
+        {"{\\rtf1{\\fonttbl{\\f0 Arial;}{\\f1\\fcharset204 Arial Cyr;}{\\f2\\fcharset161 Greek;}}"
+         "\\f0\\'e9 \\f1\\'e9 \\f2\\'e1}",
+         QStringLiteral("é й α")},
+        {"{\\rtf1\\ansicpg1252 Se\xF1or}", QStringLiteral("Señor")},
+        // A symbol font's letters are Greek whether or not 8-bit bytes share their run.
+        {"{\\rtf1{\\fonttbl{\\f1\\fcharset2 Symbol;}}\\f1 a\\'b9b \xB9p}", QStringLiteral("α≠β ≠π")},
+        // Destinations that are not text, pictures and binary data that hold braces and backslashes.
+        {"{\\rtf1{\\fonttbl{\\f0\\fswiss{\\*\\panose 020b}Arial;}}{\\colortbl;\\red255\\green0\\blue0;}"
+         "{\\stylesheet{\\s1 Heading 1;}}{\\info{\\title Secret}{\\author Me}}"
+         "{\\*\\generator Tool;}{\\*\\unknown hidden {nested}}Shown}",
+         QStringLiteral("Shown")},
+        {"{\\rtf1 A{\\pict\\pngblip 89504e47{\\*\\blipuid 00}0d0a}B{\\*\\objdata \\bin5 {}\\{x}C}",
+         QStringLiteral("ABC")},
+        {"{\\rtf1 x\\bin3 }}}y}", QStringLiteral("xy")},
+        {"{\\rtf1 seen{\\v hidden}\\v also\\v0  again}", QStringLiteral("seen again")},
+        {"{\\rtf1{\\upr{old ansi}{\\*\\ud{new \\u8364?}}}|{\\object{\\*\\objdata 0102}{\\result shown}}}",
+         QStringLiteral("new €|shown")},
+        {"{\\rtf1{\\header Page}{\\footnote note}body}", QStringLiteral("body")},
+        {"{\\rtf1\\trowd\\cellx1\\cellx2\\intbl a\\cell b\\cell\\row\\pard after}", QStringLiteral("a\tb\nafter")},
+        // Unbalanced braces and numbers too large for any field.
+        {"{\\rtf1 a}}}} b{{ c", QStringLiteral("a b c")},
+        {"{\\rtf1\\fs99999999999999999 \\u99999999999 \\uc99999999 x\\bin99999999999 tail", QStringLiteral("\uFFFDx")},
+    };
+    for (const auto &[rtf, text] : cases)
+        QCOMPARE(plain(rtf), text);
+    QCOMPARE(std::pair(RtfReader::LooksLikeRtf("\xEF\xBB\xBF \r\n{\\rtf1}"), RtfReader::LooksLikeRtf("{\\rt")),
+             std::pair(true, false));
+    // A link's address in a symbol font stays what it says.
     QTextDocument link;
     RtfReader::Read("{\\rtf1{\\fonttbl{\\f1\\fcharset2 Symbol;}}\\f1{\\field{\\*\\fldinst HYPERLINK \"http://a.b\"}"
                     "{\\fldrslt p}}}",
                     &link);
     QCOMPARE(formatOf(link, QStringLiteral("π")).anchorHref(), QStringLiteral("http://a.b"));
-    QCOMPARE(RtfReader::PlainText(RtfReader::FromStoredText(QStringLiteral("{\\rtf1\\uc0 Zelda \u00E9 ok}"))),
-             QStringLiteral("Zelda é ok"));
 }
 
-void tst_rtfreader::hiddenDestinations()
-{
-    QCOMPARE(plain("{\\rtf1{\\fonttbl{\\f0\\fswiss{\\*\\panose 020b}Arial;}}{\\colortbl;\\red255\\green0\\blue0;}"
-                   "{\\stylesheet{\\s1 Heading 1;}}{\\info{\\title Secret}{\\author Me}}"
-                   "{\\*\\generator Tool;}{\\*\\unknown hidden {nested}}Shown}"),
-             QStringLiteral("Shown"));
-    // Pictures and binary data: hex, and raw bytes that hold braces and backslashes.
-    QCOMPARE(plain("{\\rtf1 A{\\pict\\pngblip 89504e47{\\*\\blipuid 00}0d0a}B{\\*\\objdata \\bin5 {}\\{x}C}"),
-             QStringLiteral("ABC"));
-    QCOMPARE(plain("{\\rtf1 x\\bin3 }}}y}"), QStringLiteral("xy"));
-    QCOMPARE(plain("{\\rtf1 seen{\\v hidden}\\v also\\v0  again}"), QStringLiteral("seen again"));
-    QCOMPARE(plain("{\\rtf1{\\upr{old ansi}{\\*\\ud{new \\u8364?}}}|{\\object{\\*\\objdata 0102}{\\result shown}}}"),
-             QStringLiteral("new €|shown"));
-    QCOMPARE(plain("{\\rtf1{\\header Page}{\\footnote note}body}"), QStringLiteral("body"));
-}
-
-void tst_rtfreader::characterFormats()
+void tst_rtfreader::formatsParagraphsTablesAndLinks()
 {
     QTextDocument document;
     RtfReader::Read("{\\rtf1\\deff0{\\fonttbl{\\f0 Times New Roman;}{\\f1 Courier New;}}"
@@ -134,30 +127,28 @@ void tst_rtfreader::characterFormats()
     };
     QCOMPARE(std::pair(at("plain").fontFamilies().toStringList(), at("plain").fontPointSize()),
              std::pair(QStringList{QStringLiteral("Times New Roman")}, 12.0));
-    QVERIFY(at("bold").fontWeight() == QFont::Bold && !at("bold").fontItalic());
-    QVERIFY(at("both").fontWeight() == QFont::Bold && at("both").fontItalic());
-    QVERIFY(at("under").fontUnderline() && at("gone").fontStrikeOut());
     const QTextCharFormat mono = at("mono");
+    QCOMPARE(std::tuple(at("bold").fontItalic(), at("both").fontItalic(), at("under").fontUnderline(),
+                        at("gone").fontStrikeOut(), mono.fontUnderline() || mono.fontStrikeOut()),
+             std::tuple(false, true, true, true, false));
+    QVERIFY(at("bold").fontWeight() == QFont::Bold && at("both").fontWeight() == QFont::Bold);
     QCOMPARE(std::pair(mono.fontFamilies().toStringList(), mono.fontPointSize()),
              std::pair(QStringList{QStringLiteral("Courier New")}, 15.0));
-    QVERIFY(!mono.fontUnderline() && !mono.fontStrikeOut());
     QCOMPARE(std::pair(at("red").foreground().color(), at("marked").background().color()),
              std::pair(QColor(255, 0, 0), QColor(0, 0, 255)));
     QCOMPARE(
         std::tuple(at("2").verticalAlignment(), at("3").verticalAlignment(), at("O").verticalAlignment()),
         std::tuple(QTextCharFormat::AlignSuperScript, QTextCharFormat::AlignSubScript, QTextCharFormat::AlignNormal));
-}
 
-void tst_rtfreader::paragraphsTablesAndLinks()
-{
-    QTextDocument document;
+    // Paragraph formats, a page break, a table and a link.
+    QTextDocument paragraphs;
     RtfReader::Read(
         "{\\rtf1\\pard\\qc\\li720\\fi-360\\sb120 Title\\par\\pard Body\\par\\page After"
         "\\par\\trowd\\cellx1000\\cellx2000\\pard\\intbl Code\\cell Effect\\cell\\row"
         "\\trowd\\cellx1000\\cellx2000\\pard\\intbl UP UP\\cell 99 lives\\cell\\row"
         "\\pard See {\\field{\\*\\fldinst{HYPERLINK \"https://example.org/faq\"}}{\\fldrslt{\\ul the FAQ}}}.}",
-        &document);
-    const QTextBlock title = document.begin();
+        &paragraphs);
+    const QTextBlock title = paragraphs.begin();
     const QTextBlockFormat centred = title.blockFormat();
     QCOMPARE(
         std::tuple(title.text(), centred.alignment(), centred.leftMargin(), centred.textIndent(), centred.topMargin()),
@@ -166,20 +157,15 @@ void tst_rtfreader::paragraphsTablesAndLinks()
     QCOMPARE(std::pair(title.next().next().text(), title.next().next().blockFormat().pageBreakPolicy()),
              std::pair(QStringLiteral("After"), QTextFormat::PageBreakFlags(QTextFormat::PageBreak_AlwaysBefore)));
 
-    const QList<QTextFrame *> frames = document.rootFrame()->childFrames();
-    QCOMPARE(frames.size(), 1);
-    auto *table = qobject_cast<QTextTable *>(frames.first());
-    QVERIFY(table);
-    QCOMPARE(std::pair(table->rows(), table->columns()), std::pair(2, 2));
-    QCOMPARE(table->cellAt(1, 1).firstCursorPosition().block().text(), QStringLiteral("99 lives"));
+    auto *table = qobject_cast<QTextTable *>(paragraphs.rootFrame()->childFrames().value(0));
+    QVERIFY(table && paragraphs.rootFrame()->childFrames().size() == 1);
+    QCOMPARE(std::tuple(table->rows(), table->columns(), table->cellAt(1, 1).firstCursorPosition().block().text()),
+             std::tuple(2, 2, QStringLiteral("99 lives")));
 
-    const QTextCharFormat link = formatOf(document, QStringLiteral("the FAQ"));
-    QVERIFY(link.isAnchor() && link.fontUnderline());
-    QCOMPARE(link.anchorHref(), QStringLiteral("https://example.org/faq"));
-    QVERIFY(!formatOf(document, QStringLiteral(".")).isAnchor());
-
-    QCOMPARE(RtfReader::PlainText("{\\rtf1\\trowd\\cellx1\\cellx2\\intbl a\\cell b\\cell\\row\\pard after}"),
-             QStringLiteral("a\tb\nafter"));
+    const QTextCharFormat link = formatOf(paragraphs, QStringLiteral("the FAQ"));
+    QCOMPARE(std::tuple(link.isAnchor(), link.fontUnderline(), link.anchorHref(),
+                        formatOf(paragraphs, QStringLiteral(".")).isAnchor()),
+             std::tuple(true, true, QStringLiteral("https://example.org/faq"), false));
 }
 
 void tst_rtfreader::longTableIsReadWhole()
@@ -255,30 +241,27 @@ void tst_rtfreader::badInputIsBounded()
         // Only the whole document is whole, however it was cut.
         QCOMPARE(RtfReader::IsWhole(sample.left(length)), length == sample.size());
     }
-    QVERIFY(RtfReader::IsWhole(QByteArray("{\\rtf1 \\{a\\}{\\pict\\bin3 }}}}}\r\n\0\x1a", 33)));
-    QVERIFY(!RtfReader::IsWhole("{\\rtf1 a}}"));
-    QVERIFY(!RtfReader::IsWhole("{\\rtf1 a} more text"));
-    QVERIFY(!RtfReader::IsWhole("{\\rtf1 \\bin99 a}"));
+    QCOMPARE(std::tuple(RtfReader::IsWhole(QByteArray("{\\rtf1 \\{a\\}{\\pict\\bin3 }}}}}\r\n\0\x1a", 33)),
+                        RtfReader::IsWhole("{\\rtf1 a}}"), RtfReader::IsWhole("{\\rtf1 a} more text"),
+                        RtfReader::IsWhole("{\\rtf1 \\bin99 a}")),
+             std::tuple(true, false, false, false));
     QVERIFY(RtfReader::PlainText(sample.left(sample.indexOf(" \\u233"))).endsWith(QLatin1String("Boss")));
 
-    QCOMPARE(plain("{\\rtf1 a}}}} b{{ c"), QStringLiteral("a b c"));
-    QCOMPARE(plain("{\\rtf1\\fs99999999999999999 \\u99999999999 \\uc99999999 x\\bin99999999999 tail"),
-             QStringLiteral("\uFFFDx"));
     QCOMPARE(RtfReader::PlainText(QByteArray("{\\rtf1 a\0b\x01}", 12)), QStringLiteral("ab"));
 
     // Deep nesting costs no more than its length.
     QByteArray deep = "{\\rtf1 ";
     deep.append(QByteArray(200000, '{')).append("deep").append(QByteArray(200000, '}')).append(" out}");
-    QCOMPARE(RtfReader::PlainText(deep), QStringLiteral("deep out"));
     QTextDocument document;
     RtfReader::Read(deep, &document);
-    QCOMPARE(document.toPlainText(), QStringLiteral("deep out"));
+    QCOMPARE(std::pair(RtfReader::PlainText(deep), document.toPlainText()),
+             std::pair(QStringLiteral("deep out"), QStringLiteral("deep out")));
 }
 
 void tst_rtfreader::realWorldSamples()
 {
     // Documents from word processors and converters, against the text a word processor shows for
-    // them, word by word; and inputs that once broke the reader.
+    // them, word by word, and written back; and inputs that once broke the reader.
     const QDir samples(QStringLiteral(LOREKEEP_FIXTURES "/rtf"));
     const QStringList files = samples.entryList({QStringLiteral("*.rtf")}, QDir::Files, QDir::Name);
     QVERIFY(files.size() >= 10);
@@ -300,9 +283,26 @@ void tst_rtfreader::realWorldSamples()
         const double score = 2.0 * previous.back() / double(std::max<qsizetype>(1, ours.size() + theirs.size()));
         QVERIFY2(score >= 0.97,
                  qPrintable(QStringLiteral("%1: %2% of words match").arg(name).arg(score * 100, 0, 'f', 1)));
-        QTextDocument document;
-        RtfReader::Read(bytes, &document);
-        QVERIFY2(!document.isEmpty(), qPrintable(name));
+        // Read, written and read again: the same text, and the same formats character by character.
+        QTextDocument first;
+        RtfReader::Read(bytes, &first);
+        QVERIFY2(!first.isEmpty(), qPrintable(name));
+        const QByteArray written = RtfWriter::FromDocument(first);
+        QVERIFY2(std::all_of(written.begin(), written.end(), [](char c) { return uchar(c) < 0x80; }), qPrintable(name));
+        QTextDocument second;
+        RtfReader::Read(written, &second);
+        QCOMPARE(second.toPlainText(), first.toPlainText());
+        for (QTextCursor a(&first), b(&second); !a.atEnd() && !b.atEnd();) {
+            a.movePosition(QTextCursor::NextCharacter);
+            b.movePosition(QTextCursor::NextCharacter);
+            const QTextCharFormat fa = a.charFormat(), fb = b.charFormat();
+            QVERIFY2(fa.fontWeight() == fb.fontWeight() && fa.fontItalic() == fb.fontItalic() &&
+                         fa.fontUnderline() == fb.fontUnderline() && fa.fontStrikeOut() == fb.fontStrikeOut() &&
+                         fa.fontPointSize() == fb.fontPointSize() && fa.fontFamilies() == fb.fontFamilies() &&
+                         fa.foreground() == fb.foreground() && fa.background() == fb.background() &&
+                         fa.verticalAlignment() == fb.verticalAlignment() && fa.anchorHref() == fb.anchorHref(),
+                     qPrintable(QStringLiteral("%1 at %2").arg(name).arg(a.position())));
+        }
     }
 
     const QDir crashers(QStringLiteral(LOREKEEP_FIXTURES "/rtf-crashers"));
@@ -312,37 +312,6 @@ void tst_rtfreader::realWorldSamples()
         RtfReader::PlainText(bytes);
         QTextDocument document;
         RtfReader::Read(bytes, &document);
-    }
-}
-
-void tst_rtfreader::roundTripKeepsTextAndFormats()
-{
-    // Read, write, read again: the same text, and the same formats character by character.
-    const QDir samples(QStringLiteral(LOREKEEP_FIXTURES "/rtf"));
-    for (const QString &name : samples.entryList({QStringLiteral("*.rtf")}, QDir::Files, QDir::Name)) {
-        QTextDocument first;
-        RtfReader::Read(readFile(samples.filePath(name)), &first);
-        const QByteArray written = RtfWriter::FromDocument(first);
-        QVERIFY2(std::all_of(written.begin(), written.end(), [](char c) { return uchar(c) < 0x80; }), qPrintable(name));
-        QTextDocument second;
-        RtfReader::Read(written, &second);
-        QCOMPARE(second.toPlainText(), first.toPlainText());
-
-        QTextCursor a(&first);
-        QTextCursor b(&second);
-        while (!a.atEnd() && !b.atEnd()) {
-            a.movePosition(QTextCursor::NextCharacter);
-            b.movePosition(QTextCursor::NextCharacter);
-            const QTextCharFormat fa = a.charFormat();
-            const QTextCharFormat fb = b.charFormat();
-            const QString where = QStringLiteral("%1 at %2").arg(name).arg(a.position());
-            QVERIFY2(fa.fontWeight() == fb.fontWeight() && fa.fontItalic() == fb.fontItalic() &&
-                         fa.fontUnderline() == fb.fontUnderline() && fa.fontStrikeOut() == fb.fontStrikeOut() &&
-                         fa.fontPointSize() == fb.fontPointSize() && fa.fontFamilies() == fb.fontFamilies() &&
-                         fa.foreground() == fb.foreground() && fa.background() == fb.background() &&
-                         fa.verticalAlignment() == fb.verticalAlignment() && fa.anchorHref() == fb.anchorHref(),
-                     qPrintable(where));
-        }
     }
 }
 
