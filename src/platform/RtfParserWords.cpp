@@ -317,6 +317,13 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
             m_sink->paragraph(para);
         }
         return;
+    case 't':
+        // A row definition opens the table: some writers never mark its paragraphs with \intbl.
+        if (is(word, "trowd")) {
+            flushText();
+            para.inTable = true;
+        }
+        return;
     case 'u':
         if (is(word, "u") && hasParam) {
             // Negative values stand for characters above 32767.
