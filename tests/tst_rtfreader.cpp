@@ -49,6 +49,7 @@ private Q_SLOTS:
     void plainText();
     void formatsParagraphsTablesAndLinks();
     void longTableIsReadWhole();
+    void longTextIsReadInParts();
     void badInputIsBounded();
     void realWorldSamples();
 };
@@ -227,6 +228,46 @@ void tst_rtfreader::longTableIsReadWhole()
     RtfReader::Read(RtfWriter::FromDocument(document), &again);
     QCOMPARE(std::pair(again.toPlainText(), again.rootFrame()->childFrames().size()),
              std::pair(document.toPlainText(), qsizetype(pieces.size())));
+}
+
+void tst_rtfreader::longTextIsReadInParts()
+{
+    // Parts end at paragraph marks outside tables, a table stays in one part however long, the
+    // formats carry on across a cut, and the parts together are the text read whole.
+    QByteArray rtf = "{\\rtf1\\ansi {\\b Head}\\par\n";
+    for (int line = 0; line < 25; ++line)
+        rtf += (line == 10 ? "\\qc\\fs40 " : "") + QByteArray("line ") + QByteArray::number(line) + "\\par\n";
+    for (int row = 0; row < 12; ++row)
+        rtf += "\\trowd\\intbl a" + QByteArray::number(row) + "\\cell b\\cell\\row\n";
+    rtf += "\\pard tail}";
+    QTextDocument whole;
+    RtfReader::Read(rtf, &whole);
+    const QString plainRtf = QString::fromLatin1("x\ny\nz\n");
+    for (const QByteArray &text : {rtf, plainRtf.toLatin1()}) {
+        QTextDocument document;
+        QStringList parts;
+        std::vector<std::pair<int, Qt::Alignment>> starts;
+        RtfReader::ReadInParts(text, &document, 8, [&] {
+            parts << document.toPlainText();
+            starts.emplace_back(int(document.rootFrame()->childFrames().size()),
+                                document.begin().blockFormat().alignment());
+            return true;
+        });
+        if (text == rtf) {
+            QCOMPARE(parts.join(QLatin1Char('\n')), whole.toPlainText());
+            // 26 lines before the table: three parts of 8, then the last two with the table and the tail.
+            QCOMPARE(parts.size(), 4);
+            QCOMPARE(std::tuple(starts[1].second, starts[2].second, starts[3].first, parts[3].endsWith("tail")),
+                     std::tuple(Qt::Alignment(Qt::AlignLeft), Qt::Alignment(Qt::AlignHCenter), 1, true));
+        } else {
+            QCOMPARE(parts, QStringList({QStringLiteral("x\ny\nz\n")}));
+        }
+    }
+    // Asked to end, the reading hands over no more parts.
+    QTextDocument document;
+    int calls = 0;
+    RtfReader::ReadInParts(rtf, &document, 3, [&] { return ++calls < 2; });
+    QCOMPARE(std::pair(calls, document.toPlainText().count(QLatin1Char('\n'))), std::pair(2, qsizetype(2)));
 }
 
 void tst_rtfreader::badInputIsBounded()

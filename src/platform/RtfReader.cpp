@@ -9,6 +9,7 @@
 #include <QTextCursor>
 #include <QTextDocument>
 
+#include <optional>
 #include <utility>
 
 namespace {
@@ -49,8 +50,20 @@ public:
         : m_cursor(cursor), m_parser(parser), m_table(cursor, tableFormat())
     {}
 
+    // Hands the document to `part` whenever a paragraph outside a table ends with `blocks` or more
+    // in it, and goes on in the emptied document; `part` answers false to end the reading, which
+    // then turns `stop` true.
+    void setParts(int blocks, const RtfReader::PartFn &part, std::atomic<bool> *stop)
+    {
+        m_partBlocks = blocks;
+        m_part = part;
+        m_stopParts = stop;
+    }
+
     void text(QStringView text, const RtfCharState &chars, const RtfParaState &para) override
     {
+        if (ended())
+            return;
         place(para);
         if (m_table.isOpen())
             m_table.insertText(text.toString(), charFormat(chars));
@@ -60,18 +73,25 @@ public:
 
     void paragraph(const RtfParaState &para) override
     {
+        if (ended())
+            return;
         place(para);
         if (m_table.isOpen()) {
             m_table.setBlockFormat(blockFormat(para));
             m_table.insertBlock();
         } else {
             setBlockFormat(blockFormat(para));
-            m_cursor.insertBlock();
+            if (m_part && m_cursor.document()->blockCount() >= m_partBlocks)
+                nextPart();
+            else
+                m_cursor.insertBlock();
         }
     }
 
     void pageBreak() override
     {
+        if (ended())
+            return;
         // The break belongs to the paragraph that follows it.
         if (m_table.isOpen() ? m_table.blockHasText() : m_cursor.block().length() > 1) {
             if (m_table.isOpen())
@@ -84,6 +104,8 @@ public:
 
     void cell(const RtfParaState &para) override
     {
+        if (ended())
+            return;
         const QTextBlockFormat format = blockFormat(para);
         m_table.enterCell(m_column);
         m_table.setBlockFormat(format);
@@ -92,6 +114,8 @@ public:
 
     void row() override
     {
+        if (ended())
+            return;
         if (m_table.isOpen())
             m_table.endRow();
         m_column = 0;
@@ -102,12 +126,37 @@ public:
 
     void finish(const RtfParaState &para) override
     {
+        if (ended())
+            return;
         if (!para.inTable && !m_table.isOpen())
             setBlockFormat(blockFormat(para));
         leaveTable();
     }
 
 private:
+    // Whether a part's receiver ended the reading: the parser, which looks at its stop flag only
+    // now and then, may go on a little.
+    bool ended() const { return m_stopParts && m_stopParts->load(std::memory_order_relaxed); }
+
+    void nextPart()
+    {
+        m_cursor.endEditBlock();
+        // The next paragraph starts as it would after a paragraph mark in one document.
+        const QTextBlockFormat blockFormat = m_cursor.blockFormat();
+        const QTextCharFormat charFormat = m_cursor.charFormat();
+        if (!m_part()) {
+            m_stopParts->store(true);
+            return;
+        }
+        QTextDocument *document = m_cursor.document();
+        document->clear();
+        m_cursor = QTextCursor(document);
+        m_cursor.beginEditBlock();
+        m_cursor.setBlockFormat(blockFormat);
+        m_cursor.setBlockCharFormat(charFormat);
+        m_lastBlockFormat = blockFormat;
+    }
+
     void place(const RtfParaState &para)
     {
         if (para.inTable)
@@ -121,14 +170,17 @@ private:
         if (!m_table.isOpen())
             return;
         m_table.close();
+        m_lastBlockFormat.reset();
     }
 
     // A paragraph takes over the format of the one before it, and most documents keep one format
     // for most paragraphs: setting it again costs far more than comparing.
     void setBlockFormat(const QTextBlockFormat &format)
     {
-        if (m_cursor.blockFormat() != format)
+        if (m_lastBlockFormat != format) {
             m_cursor.setBlockFormat(format);
+            m_lastBlockFormat = format;
+        }
     }
 
     static QTextTableFormat tableFormat()
@@ -207,6 +259,11 @@ private:
     int m_column = 0;
     bool m_breakBefore = false;
     QString m_href;
+    // The format given to the paragraphs outside tables, which the next one takes over.
+    std::optional<QTextBlockFormat> m_lastBlockFormat;
+    int m_partBlocks = 0;
+    RtfReader::PartFn m_part;
+    std::atomic<bool> *m_stopParts = nullptr;
 };
 
 // Collects what a reader sees as plain text.
@@ -254,6 +311,32 @@ void insert(QByteArrayView rtf, QTextCursor &cursor, const std::atomic<bool> *st
         parser.parse(rtf.sliced(start));
     }
     cursor.endEditBlock();
+}
+
+// Plain text in parts, each cut where its document reaches `blocks` lines.
+void plainInParts(const QString &text, QTextDocument *document, int blocks, const RtfReader::PartFn &part)
+{
+    QTextCursor cursor(document);
+    cursor.movePosition(QTextCursor::End);
+    qsizetype from = 0;
+    for (;;) {
+        // The line end that would open one line too many ends the part.
+        const int lines = std::max(blocks - document->blockCount(), 0) + 1;
+        qsizetype to = from - 1;
+        for (int n = 0; n < lines && (n == 0 || to >= 0); ++n)
+            to = text.indexOf(QLatin1Char('\n'), to + 1);
+        if (to < 0) {
+            cursor.insertText(QStringView(text).sliced(from).toString());
+            part();
+            return;
+        }
+        cursor.insertText(QStringView(text).sliced(from, to - from).toString());
+        if (!part())
+            return;
+        document->clear();
+        cursor = QTextCursor(document);
+        from = to + 1;
+    }
 }
 
 } // namespace
@@ -321,6 +404,33 @@ void Read(QByteArrayView rtf, QTextDocument *document, const std::atomic<bool> *
 void Insert(QByteArrayView rtf, QTextCursor &cursor)
 {
     insert(rtf, cursor, nullptr);
+}
+
+void ReadInParts(QByteArrayView rtf, QTextDocument *document, int blocks, const PartFn &part)
+{
+    const bool undo = document->isUndoRedoEnabled();
+    document->setUndoRedoEnabled(false);
+    const qsizetype start = rtfStart(rtf);
+    if (start < 0) {
+        plainInParts(decodePlain(rtf), document, blocks, part);
+    } else {
+        // Each part is one edit block, ended before the part is handed over.
+        QTextCursor cursor(document);
+        cursor.movePosition(QTextCursor::End);
+        cursor.beginEditBlock();
+        RtfParser parser(nullptr);
+        DocumentSink sink(cursor, parser);
+        std::atomic<bool> stop = false;
+        sink.setParts(std::max(blocks, 1), part, &stop);
+        parser.setSink(&sink);
+        parser.setStop(&stop);
+        parser.parse(rtf.sliced(start));
+        if (!stop.load()) {
+            cursor.endEditBlock();
+            part();
+        }
+    }
+    document->setUndoRedoEnabled(undo);
 }
 
 QString PlainText(QByteArrayView rtf)

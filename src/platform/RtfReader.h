@@ -5,6 +5,7 @@
 #include <QString>
 
 #include <atomic>
+#include <functional>
 
 class QTextCursor;
 class QTextDocument;
@@ -26,6 +27,15 @@ bool IsWhole(QByteArrayView data);
 void Read(QByteArrayView rtf, QTextDocument *document, const std::atomic<bool> *stop = nullptr);
 // Inserts the RTF's content at the cursor, as pasting would.
 void Insert(QByteArrayView rtf, QTextCursor &cursor);
+
+// Called with a part of a long text in the document; false ends the reading there.
+using PartFn = std::function<bool()>;
+// Reads a text too long to hold or lay out in one document a part at a time, each part after what
+// `document` already holds: whenever a paragraph outside a table ends with `blocks` paragraphs or
+// more in the document, `part` is called and the document is emptied for the next part. The last
+// part, whatever its length, is handed over at the end unless `part` ended the reading before.
+// Memory then goes with the part, not the text.
+void ReadInParts(QByteArrayView rtf, QTextDocument *document, int blocks, const PartFn &part);
 
 // The text a reader sees, without building a document: paragraphs end in "\n", table cells are
 // separated by tabs. Fast enough for searching a whole library.

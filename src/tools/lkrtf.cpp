@@ -37,6 +37,30 @@ int writePdf(const QByteArray &rtf, const QString &path, const QString &size)
     return 0;
 }
 
+// Writes the document as HTML a part at a time, so that memory goes with a part and not with the
+// text: the head and the body's tag from the first part, then each part's body. A text of one part
+// comes out as the document's own HTML.
+void writeHtml(const QByteArray &rtf)
+{
+    constexpr int partBlocks = 2000;
+    QTextDocument document;
+    bool first = true;
+    RtfReader::ReadInParts(rtf, &document, partBlocks, [&] {
+        const QByteArray html = document.toHtml().toUtf8();
+        qsizetype from = html.indexOf("<body");
+        from = from < 0 ? 0 : html.indexOf('>', from) + 1;
+        qsizetype to = html.lastIndexOf("</body>");
+        if (to < from)
+            to = html.size();
+        if (first)
+            std::fwrite(html.constData(), 1, std::size_t(from), stdout);
+        std::fwrite(html.constData() + from, 1, std::size_t(to - from), stdout);
+        first = false;
+        return true;
+    });
+    std::fputs("</body></html>\n", stdout);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -88,11 +112,15 @@ int main(int argc, char *argv[])
     if (parser.isSet(pdf))
         return writePdf(rtf, parser.value(pdf), parser.value(pageSize));
 
+    if (parser.isSet(html)) {
+        writeHtml(rtf);
+        return 0;
+    }
     QByteArray out;
-    if (parser.isSet(html) || parser.isSet(roundtrip)) {
+    if (parser.isSet(roundtrip)) {
         QTextDocument document;
         RtfReader::Read(rtf, &document);
-        out = parser.isSet(html) ? document.toHtml().toUtf8() : RtfWriter::FromDocument(document);
+        out = RtfWriter::FromDocument(document);
     } else {
         out = RtfReader::PlainText(rtf).toUtf8();
     }
