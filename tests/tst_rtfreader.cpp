@@ -247,26 +247,26 @@ void tst_rtfreader::longTextIsReadInParts()
         QTextDocument document;
         QStringList parts;
         std::vector<std::pair<int, Qt::Alignment>> starts;
-        RtfReader::ReadInParts(text, &document, 8, [&] {
-            parts << document.toPlainText();
+        RtfReader::ReadInParts(text, &document, 8, [&](bool last) {
+            parts << document.toPlainText() + (last ? QStringLiteral("|") : QString());
             starts.emplace_back(int(document.rootFrame()->childFrames().size()),
                                 document.begin().blockFormat().alignment());
             return true;
         });
         if (text == rtf) {
-            QCOMPARE(parts.join(QLatin1Char('\n')), whole.toPlainText());
+            QCOMPARE(parts.join(QLatin1Char('\n')), whole.toPlainText() + QLatin1Char('|'));
             // 26 lines before the table: three parts of 8, then the last two with the table and the tail.
             QCOMPARE(parts.size(), 4);
-            QCOMPARE(std::tuple(starts[1].second, starts[2].second, starts[3].first, parts[3].endsWith("tail")),
+            QCOMPARE(std::tuple(starts[1].second, starts[2].second, starts[3].first, parts[3].endsWith("tail|")),
                      std::tuple(Qt::Alignment(Qt::AlignLeft), Qt::Alignment(Qt::AlignHCenter), 1, true));
         } else {
-            QCOMPARE(parts, QStringList({QStringLiteral("x\ny\nz\n")}));
+            QCOMPARE(parts, QStringList({QStringLiteral("x\ny\nz\n|")}));
         }
     }
     // Asked to end, the reading hands over no more parts.
     QTextDocument document;
     int calls = 0;
-    RtfReader::ReadInParts(rtf, &document, 3, [&] { return ++calls < 2; });
+    RtfReader::ReadInParts(rtf, &document, 3, [&](bool) { return ++calls < 2; });
     QCOMPARE(std::pair(calls, document.toPlainText().count(QLatin1Char('\n'))), std::pair(2, qsizetype(2)));
 }
 

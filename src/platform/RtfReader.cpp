@@ -52,12 +52,22 @@ public:
 
     // Hands the document to `part` whenever a paragraph outside a table ends with `blocks` or more
     // in it, and goes on in the emptied document; `part` answers false to end the reading, which
-    // then turns `stop` true.
-    void setParts(int blocks, const RtfReader::PartFn &part, std::atomic<bool> *stop)
+    // then turns `ended` true, as `stop` does when it turns true.
+    void setParts(int blocks, const RtfReader::PartFn &part, std::atomic<bool> *ended, const std::atomic<bool> *stop)
     {
         m_partBlocks = blocks;
         m_part = part;
-        m_stopParts = stop;
+        m_ended = ended;
+        m_stop = stop;
+    }
+
+    // Whether the reading was ended: the parser, which looks at its stop flag only now and then,
+    // may go on a little.
+    bool ended()
+    {
+        if (m_stop && m_stop->load(std::memory_order_relaxed))
+            m_ended->store(true, std::memory_order_relaxed);
+        return m_ended && m_ended->load(std::memory_order_relaxed);
     }
 
     void text(QStringView text, const RtfCharState &chars, const RtfParaState &para) override
@@ -134,18 +144,15 @@ public:
     }
 
 private:
-    // Whether a part's receiver ended the reading: the parser, which looks at its stop flag only
-    // now and then, may go on a little.
-    bool ended() const { return m_stopParts && m_stopParts->load(std::memory_order_relaxed); }
-
     void nextPart()
     {
         m_cursor.endEditBlock();
         // The next paragraph starts as it would after a paragraph mark in one document.
         const QTextBlockFormat blockFormat = m_cursor.blockFormat();
         const QTextCharFormat charFormat = m_cursor.charFormat();
-        if (!m_part()) {
-            m_stopParts->store(true);
+        if (!m_part(false)) {
+            m_ended->store(true);
+            m_cursor.beginEditBlock(); // for the reading's own end
             return;
         }
         QTextDocument *document = m_cursor.document();
@@ -263,7 +270,8 @@ private:
     std::optional<QTextBlockFormat> m_lastBlockFormat;
     int m_partBlocks = 0;
     RtfReader::PartFn m_part;
-    std::atomic<bool> *m_stopParts = nullptr;
+    std::atomic<bool> *m_ended = nullptr;
+    const std::atomic<bool> *m_stop = nullptr;
 };
 
 // Collects what a reader sees as plain text.
@@ -314,7 +322,8 @@ void insert(QByteArrayView rtf, QTextCursor &cursor, const std::atomic<bool> *st
 }
 
 // Plain text in parts, each cut where its document reaches `blocks` lines.
-void plainInParts(const QString &text, QTextDocument *document, int blocks, const RtfReader::PartFn &part)
+void plainInParts(const QString &text, QTextDocument *document, int blocks, const RtfReader::PartFn &part,
+                  const std::atomic<bool> *stop)
 {
     QTextCursor cursor(document);
     cursor.movePosition(QTextCursor::End);
@@ -327,11 +336,11 @@ void plainInParts(const QString &text, QTextDocument *document, int blocks, cons
             to = text.indexOf(QLatin1Char('\n'), to + 1);
         if (to < 0) {
             cursor.insertText(QStringView(text).sliced(from).toString());
-            part();
+            part(true);
             return;
         }
         cursor.insertText(QStringView(text).sliced(from, to - from).toString());
-        if (!part())
+        if ((stop && stop->load()) || !part(false))
             return;
         document->clear();
         cursor = QTextCursor(document);
@@ -406,13 +415,14 @@ void Insert(QByteArrayView rtf, QTextCursor &cursor)
     insert(rtf, cursor, nullptr);
 }
 
-void ReadInParts(QByteArrayView rtf, QTextDocument *document, int blocks, const PartFn &part)
+void ReadInParts(QByteArrayView rtf, QTextDocument *document, int blocks, const PartFn &part,
+                 const std::atomic<bool> *stop)
 {
     const bool undo = document->isUndoRedoEnabled();
     document->setUndoRedoEnabled(false);
     const qsizetype start = rtfStart(rtf);
     if (start < 0) {
-        plainInParts(decodePlain(rtf), document, blocks, part);
+        plainInParts(decodePlain(rtf), document, blocks, part, stop);
     } else {
         // Each part is one edit block, ended before the part is handed over.
         QTextCursor cursor(document);
@@ -420,15 +430,14 @@ void ReadInParts(QByteArrayView rtf, QTextDocument *document, int blocks, const 
         cursor.beginEditBlock();
         RtfParser parser(nullptr);
         DocumentSink sink(cursor, parser);
-        std::atomic<bool> stop = false;
-        sink.setParts(std::max(blocks, 1), part, &stop);
+        std::atomic<bool> ended = false;
+        sink.setParts(std::max(blocks, 1), part, &ended, stop);
         parser.setSink(&sink);
-        parser.setStop(&stop);
+        parser.setStop(&ended);
         parser.parse(rtf.sliced(start));
-        if (!stop.load()) {
-            cursor.endEditBlock();
-            part();
-        }
+        cursor.endEditBlock();
+        if (!sink.ended())
+            part(true);
     }
     document->setUndoRedoEnabled(undo);
 }

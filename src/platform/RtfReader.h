@@ -28,14 +28,17 @@ void Read(QByteArrayView rtf, QTextDocument *document, const std::atomic<bool> *
 // Inserts the RTF's content at the cursor, as pasting would.
 void Insert(QByteArrayView rtf, QTextCursor &cursor);
 
-// Called with a part of a long text in the document; false ends the reading there.
-using PartFn = std::function<bool()>;
+// Called with a part of a long text in the document, `last` for the one that ends it; false ends
+// the reading there.
+using PartFn = std::function<bool(bool last)>;
 // Reads a text too long to hold or lay out in one document a part at a time, each part after what
 // `document` already holds: whenever a paragraph outside a table ends with `blocks` paragraphs or
 // more in the document, `part` is called and the document is emptied for the next part. The last
-// part, whatever its length, is handed over at the end unless `part` ended the reading before.
-// Memory then goes with the part, not the text.
-void ReadInParts(QByteArrayView rtf, QTextDocument *document, int blocks, const PartFn &part);
+// part, whatever its length, is handed over at the end unless `part` or `stop` ended the reading
+// before; the document keeps the part it was given last. Memory then goes with the part, not the
+// text.
+void ReadInParts(QByteArrayView rtf, QTextDocument *document, int blocks, const PartFn &part,
+                 const std::atomic<bool> *stop = nullptr);
 
 // The text a reader sees, without building a document: paragraphs end in "\n", table cells are
 // separated by tabs. Fast enough for searching a whole library.

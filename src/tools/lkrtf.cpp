@@ -45,7 +45,7 @@ void writeHtml(const QByteArray &rtf)
     constexpr int partBlocks = 2000;
     QTextDocument document;
     bool first = true;
-    RtfReader::ReadInParts(rtf, &document, partBlocks, [&] {
+    RtfReader::ReadInParts(rtf, &document, partBlocks, [&](bool) {
         const QByteArray html = document.toHtml().toUtf8();
         qsizetype from = html.indexOf("<body");
         from = from < 0 ? 0 : html.indexOf('>', from) + 1;
