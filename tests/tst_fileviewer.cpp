@@ -2,6 +2,7 @@
 #include "TestHome.h"
 #include "components/FileViewer.h"
 #include "data/FileTable.h"
+#include "platform/RichText.h"
 #include "platform/RtfReader.h"
 
 #include <QAction>
@@ -303,6 +304,23 @@ void tst_fileviewer::hugeText()
     const QString stored = plain(w.stored(w.viewer->FileId()).txt_rtf);
     QVERIFY(stored.startsWith(QStringLiteral("xPlain page text")) &&
             stored.endsWith(QStringLiteral("line after line")));
+
+    // A text longer than a window shows is cut with a note, dropped or stored alike; its text
+    // cannot be edited, and saving keeps every line of it.
+    QString lines;
+    for (int line = 0; line <= maxShownParagraphs; ++line)
+        lines += QStringLiteral("l%1\n").arg(line);
+    w.viewer->Open(FileViewer::NewMode, 18, 1, w.game, QString(), 0, 6, QString(), QStringLiteral("Long"), lines);
+    for (int round = 0; round < 2; ++round) {
+        QCOMPARE(std::tuple(IsCutRichText(w.text()->document()), w.text()->isReadOnly(),
+                            w.text()->document()->blockCount(), w.text()->document()->lastBlock().text().left(32)),
+                 std::tuple(true, true, maxShownParagraphs + 1, QStringLiteral("This text goes on past the first")));
+        w.field("txtDesc")->setText(QStringLiteral("Long %1").arg(round));
+        QVERIFY(w.viewer->Save());
+        const QString all = RtfReader::PlainText(RtfReader::FromStoredText(w.stored(w.viewer->FileId()).txt_rtf));
+        QVERIFY(all.contains(QStringLiteral("\nl%1\n").arg(maxShownParagraphs)));
+        w.open(FileViewer::EditMode, w.viewer->FileId());
+    }
 }
 
 // A page import that found no file of its address, saved after another import stored the page:

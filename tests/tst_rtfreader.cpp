@@ -242,6 +242,10 @@ void tst_rtfreader::longTextIsReadInParts()
     rtf += "\\pard tail}";
     QTextDocument whole;
     RtfReader::Read(rtf, &whole);
+    // The text's lines; a cut table leaves an empty one after each of its pieces.
+    const auto lines = [](const QString &text) {
+        return text.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    };
     const QString plainRtf = QString::fromLatin1("x\ny\nz\n");
     for (const QByteArray &text : {rtf, plainRtf.toLatin1()}) {
         QTextDocument document;
@@ -254,15 +258,34 @@ void tst_rtfreader::longTextIsReadInParts()
             return true;
         });
         if (text == rtf) {
-            QCOMPARE(parts.join(QLatin1Char('\n')), whole.toPlainText() + QLatin1Char('|'));
-            // 26 lines before the table: three parts of 8, then the last two with the table and the tail.
-            QCOMPARE(parts.size(), 4);
-            QCOMPARE(std::tuple(starts[1].second, starts[2].second, starts[3].first, parts[3].endsWith("tail|")),
-                     std::tuple(Qt::Alignment(Qt::AlignLeft), Qt::Alignment(Qt::AlignHCenter), 1, true));
+            QCOMPARE(lines(parts.join(QLatin1Char('\n'))), lines(whole.toPlainText() + QLatin1Char('|')));
+            // 26 lines before the table: three parts of 8; then the last two with six rows; then the
+            // other six rows, in a table of their own, and the tail.
+            QCOMPARE(parts.size(), 5);
+            QCOMPARE(std::tuple(starts[1].second, starts[2].second, starts[3].first, starts[4].first,
+                                parts[4].endsWith("tail|")),
+                     std::tuple(Qt::Alignment(Qt::AlignLeft), Qt::Alignment(Qt::AlignHCenter), 1, 1, true));
         } else {
             QCOMPARE(parts, QStringList({QStringLiteral("x\ny\nz\n|")}));
         }
     }
+    // A table longer than a part is cut between rows however many rows Qt is given at a time.
+    QByteArray rows = "{\\rtf1 ";
+    for (int row = 0; row < 250; ++row)
+        rows += "\\trowd\\intbl r" + QByteArray::number(row) + "\\cell x\\cell\\row\n";
+    QTextDocument table;
+    QStringList tableParts;
+    int tables = 0;
+    rows += "}";
+    RtfReader::ReadInParts(rows, &table, 100, [&](bool) {
+        tables += int(table.rootFrame()->childFrames().size());
+        tableParts << table.toPlainText().trimmed();
+        return true;
+    });
+    RtfReader::Read(rows, &whole);
+    QVERIFY(tableParts.size() > 1 && tables >= tableParts.size());
+    QCOMPARE(lines(tableParts.join(QLatin1Char('\n'))), lines(whole.toPlainText()));
+
     // Asked to end, the reading hands over no more parts.
     QTextDocument document;
     int calls = 0;

@@ -11,6 +11,7 @@
 #include "platform/KeyboardAccess.h"
 #include "platform/Prompts.h"
 #include "platform/RichText.h"
+#include "platform/RtfReader.h"
 #include "platform/RtfWriter.h"
 
 #include <QAction>
@@ -307,14 +308,16 @@ void FileViewer::ApplyMode()
     cboSubCat->setEnabled(editable);
     txtDesc->setReadOnly(!editable);
     txtSource->setReadOnly(!editable);
-    rtbText->setReadOnly(!editable);
+    // A text shown cut is never edited: saving what is shown would drop the rest.
+    const bool textEditable = editable && m_cutText.isNull();
+    rtbText->setReadOnly(!textEditable);
     // Read-only text stays selectable and copyable from the keyboard too.
-    if (!editable)
+    if (!textEditable)
         rtbText->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     cmdSave->setEnabled(editable);
     cmdEdit->setEnabled(!editable);
     cmdEdit->setVisible(!editable);
-    tbrFormat->setEnabled(editable);
+    tbrFormat->setEnabled(textEditable);
 }
 
 void FileViewer::UpdateTitle()
@@ -365,10 +368,15 @@ void FileViewer::LoadText(const QString &rtf)
 {
     ShowRichText(rtbText, rtf);
     rtbText->moveCursor(QTextCursor::Start);
+    m_cutText = IsCutRichText(rtbText->document()) ? rtf : QString();
 }
 
 QString FileViewer::DocumentRtf() const
 {
+    if (!m_cutText.isNull())
+        return RtfReader::LooksLikeRtf(m_cutText.left(64).toLatin1())
+                   ? m_cutText
+                   : QString::fromLatin1(RtfWriter::FromPlainText(m_cutText));
     return QString::fromLatin1(RtfWriter::FromDocument(*rtbText->document()));
 }
 

@@ -104,6 +104,9 @@ private:
     qint32 m_fileId = 0;
     // The description as last loaded or stored, which the title shows.
     QString m_desc;
+    // The whole text when the window shows only its beginning, which is then read-only: saving
+    // keeps this instead of what is shown.
+    QString m_cutText;
     bool m_dirty = false;
     bool m_askIfSourceStored = false;
     bool m_loading = false;

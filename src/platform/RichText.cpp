@@ -2,6 +2,7 @@
 
 #include "RtfReader.h"
 
+#include <QTextBlockFormat>
 #include <QTextCharFormat>
 #include <QTextCursor>
 #include <QTextDocument>
@@ -19,6 +20,9 @@ bool looksLikeRtf(const QString &text)
         ++at;
     return QStringView(text).sliced(at).startsWith(QLatin1String("{\\rtf"));
 }
+
+// Marks a document that holds only the beginning of its text.
+constexpr const char *cutProperty = "lorekeepCut";
 
 // The editor lays a paragraph out whole, again each time its width changes while a window opens
 // (the page is set, the scroll bar appears, the window is shown): for a paragraph of megabytes that
@@ -75,15 +79,53 @@ QTextDocument *BuildRichText(const QString &storedRtf, const QFont &font, qreal 
     document->setDefaultFont(font);
     document->setDocumentMargin(margin);
     document->setUndoRedoEnabled(false);
+    bool cut = false;
     if (looksLikeRtf(storedRtf)) {
-        RtfReader::Read(RtfReader::FromStoredText(storedRtf), document, stop);
+        RtfReader::ReadInParts(
+            RtfReader::FromStoredText(storedRtf), document, maxShownParagraphs,
+            [&cut](bool last) {
+                cut = !last;
+                return false;
+            },
+            stop);
     } else {
         // Text from outside (a drop, a web page) is taken as it stands: through the RTF path every
         // character past ASCII would turn into an escape that plain text shows literally.
+        QString text = withShortParagraphs(storedRtf);
+        qsizetype end = -1;
+        for (int paragraph = 0; paragraph < maxShownParagraphs; ++paragraph) {
+            end = text.indexOf(QLatin1Char('\n'), end + 1);
+            if (end < 0)
+                break;
+        }
+        cut = end >= 0 && end + 1 < text.size();
+        if (cut)
+            text.truncate(end);
         QTextCursor cursor(document);
-        cursor.insertText(withShortParagraphs(storedRtf));
+        cursor.insertText(text);
+    }
+    if (cut) {
+        QTextCursor cursor(document);
+        cursor.movePosition(QTextCursor::End);
+        QTextBlockFormat noteFormat;
+        noteFormat.setTopMargin(12);
+        QTextCharFormat note;
+        note.setFontItalic(true);
+        note.setForeground(Qt::darkGray);
+        cursor.insertBlock(noteFormat, note);
+        cursor.insertText(
+            QStringLiteral("This text goes on past the first %L1 paragraphs, which is as much as Lorekeep "
+                           "shows in a window. Nothing of it is lost: the whole text stays in the "
+                           "library, and printing it or exporting it as PDF gives all of it.")
+                .arg(maxShownParagraphs));
+        document->setProperty(cutProperty, true);
     }
     return document;
+}
+
+bool IsCutRichText(const QTextDocument *document)
+{
+    return document && document->property(cutProperty).toBool();
 }
 
 void ShowRichTextDocument(QTextEdit *edit, QTextDocument *document)

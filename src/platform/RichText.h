@@ -23,6 +23,13 @@ QTextDocument *BuildRichText(const QString &storedRtf, const QFont &font, qreal 
                              const std::atomic<bool> *stop = nullptr);
 void ShowRichTextDocument(QTextEdit *edit, QTextDocument *document);
 
+// The most paragraphs a shown text holds, a table's row counting as one. An editor stops laying a
+// text out once it is some 8 million pixels high, after minutes of trying; a text longer than this
+// is shown cut there, with a note at its end that says so.
+constexpr int maxShownParagraphs = 150000;
+// Whether BuildRichText cut the text that `document` shows.
+bool IsCutRichText(const QTextDocument *document);
+
 // Marks every occurrence of each of `phrases` in the text of `edit` with `look`, taking away the
 // marks made before, and brings the first in the text into view; returns how many there are.
 int MarkPhrases(QTextEdit *edit, const QStringList &phrases, const QTextCharFormat &look,

@@ -50,8 +50,8 @@ public:
         : m_cursor(cursor), m_parser(parser), m_table(cursor, tableFormat())
     {}
 
-    // Hands the document to `part` whenever a paragraph outside a table ends with `blocks` or more
-    // in it, and goes on in the emptied document; `part` answers false to end the reading, which
+    // Hands the document to `part` whenever a paragraph or a table's row ends the `blocks`th of the
+    // part, and goes on in the emptied document; `part` answers false to end the reading, which
     // then turns `ended` true, as `stop` does when it turns true.
     void setParts(int blocks, const RtfReader::PartFn &part, std::atomic<bool> *ended, const std::atomic<bool> *stop)
     {
@@ -91,7 +91,7 @@ public:
             m_table.insertBlock();
         } else {
             setBlockFormat(blockFormat(para));
-            if (m_part && m_cursor.document()->blockCount() >= m_partBlocks)
+            if (m_part && ++m_lines >= m_partBlocks)
                 nextPart();
             else
                 m_cursor.insertBlock();
@@ -126,9 +126,15 @@ public:
     {
         if (ended())
             return;
-        if (m_table.isOpen())
-            m_table.endRow();
         m_column = 0;
+        if (!m_table.isOpen())
+            return;
+        m_table.endRow();
+        // A table as long as a part is cut between rows; what follows goes on in a table of its own.
+        if (m_part && ++m_lines >= m_partBlocks) {
+            leaveTable();
+            nextPart();
+        }
     }
 
     void beginLink(const QString &href) override { m_href = href; }
@@ -146,6 +152,7 @@ public:
 private:
     void nextPart()
     {
+        m_lines = 0;
         m_cursor.endEditBlock();
         // The next paragraph starts as it would after a paragraph mark in one document.
         const QTextBlockFormat blockFormat = m_cursor.blockFormat();
@@ -269,6 +276,7 @@ private:
     // The format given to the paragraphs outside tables, which the next one takes over.
     std::optional<QTextBlockFormat> m_lastBlockFormat;
     int m_partBlocks = 0;
+    int m_lines = 0; // in this part: paragraphs outside tables, and tables' rows
     RtfReader::PartFn m_part;
     std::atomic<bool> *m_ended = nullptr;
     const std::atomic<bool> *m_stop = nullptr;
@@ -329,10 +337,9 @@ void plainInParts(const QString &text, QTextDocument *document, int blocks, cons
     cursor.movePosition(QTextCursor::End);
     qsizetype from = 0;
     for (;;) {
-        // The line end that would open one line too many ends the part.
-        const int lines = std::max(blocks - document->blockCount(), 0) + 1;
+        // The part's `blocks`th line end ends it.
         qsizetype to = from - 1;
-        for (int n = 0; n < lines && (n == 0 || to >= 0); ++n)
+        for (int n = 0; n < blocks && (n == 0 || to >= 0); ++n)
             to = text.indexOf(QLatin1Char('\n'), to + 1);
         if (to < 0) {
             cursor.insertText(QStringView(text).sliced(from).toString());

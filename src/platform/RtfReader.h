@@ -32,11 +32,11 @@ void Insert(QByteArrayView rtf, QTextCursor &cursor);
 // the reading there.
 using PartFn = std::function<bool(bool last)>;
 // Reads a text too long to hold or lay out in one document a part at a time, each part after what
-// `document` already holds: whenever a paragraph outside a table ends with `blocks` paragraphs or
-// more in the document, `part` is called and the document is emptied for the next part. The last
-// part, whatever its length, is handed over at the end unless `part` or `stop` ended the reading
-// before; the document keeps the part it was given last. Memory then goes with the part, not the
-// text.
+// `document` already holds: whenever a paragraph or a table's row ends the part's `blocks`th of
+// them (a row counts once however many cells it has; a long table is cut between rows), `part` is
+// called and the document is emptied for the next part. The last part, whatever its length, is
+// handed over at the end unless `part` or `stop` ended the reading before; the document keeps the
+// part it was given last. Memory then goes with the part, not the text.
 void ReadInParts(QByteArrayView rtf, QTextDocument *document, int blocks, const PartFn &part,
                  const std::atomic<bool> *stop = nullptr);
 
