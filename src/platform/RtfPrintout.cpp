@@ -8,18 +8,20 @@
 
 namespace {
 
-// The paragraph marks of the text: "\par" as a word of its own in RTF (not \pard), line ends in
-// plain text.
+// The paragraphs of the text: "\par" and "\cell" as words of their own in RTF (not \pard or
+// \cellx), line ends in plain text.
 qsizetype paragraphMarks(const QByteArray &rtf)
 {
     if (!RtfReader::LooksLikeRtf(rtf))
         return rtf.count('\n');
     qsizetype count = 0;
-    for (qsizetype at = rtf.indexOf("\\par"); at >= 0; at = rtf.indexOf("\\par", at + 4)) {
-        const qsizetype next = at + 4;
-        const char after = next < rtf.size() ? rtf[next] : ' ';
-        if (!((after >= 'a' && after <= 'z') || (after >= 'A' && after <= 'Z')))
-            ++count;
+    for (const QByteArray word : {QByteArrayLiteral("\\par"), QByteArrayLiteral("\\cell")}) {
+        for (qsizetype at = rtf.indexOf(word); at >= 0; at = rtf.indexOf(word, at + word.size())) {
+            const qsizetype next = at + word.size();
+            const char after = next < rtf.size() ? rtf[next] : ' ';
+            if (!((after >= 'a' && after <= 'z') || (after >= 'A' && after <= 'Z')))
+                ++count;
+        }
     }
     return count;
 }
