@@ -104,6 +104,8 @@ private:
     qint32 m_fileId = 0;
     // The description as last loaded or stored, which the title shows.
     QString m_desc;
+    // The text as last loaded or stored.
+    QString m_storedRtf;
     bool m_dirty = false;
     bool m_askIfSourceStored = false;
     bool m_loading = false;

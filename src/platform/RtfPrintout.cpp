@@ -15,7 +15,7 @@ qsizetype paragraphMarks(const QByteArray &rtf)
     if (!RtfReader::LooksLikeRtf(rtf))
         return rtf.count('\n');
     qsizetype count = 0;
-    for (const QByteArray word : {QByteArrayLiteral("\\par"), QByteArrayLiteral("\\cell")}) {
+    for (const QByteArray &word : {QByteArrayLiteral("\\par"), QByteArrayLiteral("\\cell")}) {
         for (qsizetype at = rtf.indexOf(word); at >= 0; at = rtf.indexOf(word, at + word.size())) {
             const qsizetype next = at + word.size();
             const char after = next < rtf.size() ? rtf[next] : ' ';
