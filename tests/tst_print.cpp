@@ -7,6 +7,7 @@
 #include "components/PdfExporter.h"
 #include "data/NodeKey.h"
 #include "platform/PdfExport.h"
+#include "platform/RichTextLoader.h"
 #include "platform/RtfPrintout.h"
 #include "platform/RtfReader.h"
 #include "platform/RtfWriter.h"
@@ -312,6 +313,41 @@ private Q_SLOTS:
         prompts.answerPrint(pdfPath);
         Q_EMIT view->PrintInfo(QStringLiteral("After"), QStringLiteral("F"), QStringLiteral("S"), QString());
         QCOMPARE(body(Pdf(pdfPath).text(0), 1, 1), words(QStringLiteral("After File: F Source: S")));
+    }
+
+    void longFilePrintsFromItsStoredText()
+    {
+        // Longer than the viewer reads at once: printed from the store's text.
+        TestHome home;
+        const qint32 game = home.addGame(1, 1, QStringLiteral("Deep Field"));
+        QTextDocument text;
+        fillNumbered(&text, 1200);
+        const QString rtf = QString::fromLatin1(RtfWriter::FromDocument(text));
+        QVERIFY(rtf.size() > RichTextLoader::threadedLength);
+        home.addFile(game, 1, QStringLiteral("Atlas"), rtf);
+        ScriptedPrompts prompts;
+        auto form = startMainWindow();
+        auto *view = form->findChild<ctlView *>();
+        view->M_GAME_ID = game;
+        view->M_GAME = QStringLiteral("Deep Field");
+        view->ListFiles(game, 0);
+        const QString pdfPath = home.file(QStringLiteral("long.pdf"));
+        QTRY_VERIFY(form->Menu().mnuFilePrint->isEnabled());
+        prompts.answerPrint(pdfPath);
+        form->Menu().mnuFilePrint->trigger();
+        const auto check = [&](const QString &header) {
+            Pdf out(pdfPath);
+            QVERIFY(out.pages() > 10);
+            QVERIFY(letters(out.text(0), 1, out.pages()).startsWith(header));
+            QVERIFY(letters(out.text(out.pages() - 1), out.pages(), out.pages()).endsWith(QLatin1String("p1200w39")));
+        };
+        check(QStringLiteral("DeepFieldWalkthroughGuideFileAtlasSourcehttpsexampleorgAtlasp1w0"));
+
+        // A file window's request with a long text.
+        QFile::remove(pdfPath);
+        prompts.answerPrint(pdfPath);
+        Q_EMIT view->PrintInfo(QStringLiteral("Notes"), QStringLiteral("Atlas"), QStringLiteral("src"), rtf);
+        check(QStringLiteral("NotesFileAtlasSourcesrcp1w0"));
     }
 
     void exportGameToPdf()
