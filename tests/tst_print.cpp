@@ -7,6 +7,8 @@
 #include "components/PdfExporter.h"
 #include "data/NodeKey.h"
 #include "platform/PdfExport.h"
+#include "platform/RichTextLoader.h"
+#include "platform/RtfPrintout.h"
 #include "platform/RtfReader.h"
 #include "platform/RtfWriter.h"
 #include "shell/frmMain.h"
@@ -75,6 +77,18 @@ QStringList body(const QString &page, int number, int total)
     return all.mid(0, all.size() - 4);
 }
 
+// The letters and digits of page `number` of `total`, less the page number that must end it. (The
+// reader gives the text of some fonts a letter a line.)
+QString letters(QString page, int number, int total)
+{
+    page.remove(QRegularExpression(QStringLiteral("[^A-Za-z0-9]")));
+    const QString footer = QStringLiteral("Page%1of%2").arg(number).arg(total);
+    if (!page.endsWith(footer))
+        QTest::qFail(qPrintable(QStringLiteral("no page number at the foot of: ") + page.right(40)), __FILE__,
+                     __LINE__);
+    return page.left(page.size() - footer.size());
+}
+
 // Prints `document` into a PDF at `path`; the error, empty when the file was saved.
 QString printTo(const QString &path, QTextDocument *document)
 {
@@ -138,6 +152,108 @@ private Q_SLOTS:
             printTo(dir.filePath(QStringLiteral("missing/folder/x.pdf")), &empty).contains(QStringLiteral("x.pdf")));
     }
 
+    void longTextPrintsInParts()
+    {
+        // 3,000 paragraphs in parts of 1,000 (the header's paragraph counts in the first): each part starts a page, the
+        // footer counts the pages of all parts, every word comes once and in order.
+        QByteArray rtf = "{\\rtf1\\ansi{\\fonttbl{\\f0 Arial;}}\\f0\\fs20 ";
+        QString expected = QStringLiteral("Header");
+        for (int i = 1; i <= 3000; ++i) {
+            rtf += "para" + QByteArray::number(i) + " of the long text\\par\n";
+            expected += QStringLiteral("para%1ofthelongtext").arg(i);
+        }
+        rtf += "}";
+        const auto header = [](QTextDocument *document) {
+            QTextCursor(document).insertText(QStringLiteral("Header\n"));
+        };
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("parts.pdf"));
+        QList<PrintProgress> steps;
+        RtfPrintout printout(rtf, header, 1000);
+        {
+            PdfExport pdf(path);
+            QVERIFY(printout.Print(&pdf.Printer(), [&](const PrintProgress &step) {
+                steps << step;
+                return true;
+            }));
+            QString error;
+            QVERIFY2(pdf.Save(&error), qPrintable(error));
+        }
+        QVERIFY(printout.IsInParts());
+        Pdf out(path);
+        QString all;
+        int partStarts = 0;
+        for (int page = 0; page < out.pages(); ++page) {
+            const QString text = letters(out.text(page), page + 1, out.pages());
+            partStarts += text.startsWith(QLatin1String("para1000of")) || text.startsWith(QLatin1String("para2000of"));
+            all += text;
+        }
+        QCOMPARE(all, expected);
+        QCOMPARE(partStarts, 2);
+        // The counting pass (layout) comes first, then the pages of all parts, never going back.
+        QVERIFY(!steps.isEmpty() && steps.first().phase == PrintProgress::Layout);
+        const auto firstPage = std::find_if(
+            steps.cbegin(), steps.cend(), [](const PrintProgress &step) { return step.phase == PrintProgress::Pages; });
+        QVERIFY(firstPage != steps.cend());
+        QVERIFY(std::all_of(firstPage, steps.cend(), [&](const PrintProgress &step) {
+            return step.phase == PrintProgress::Pages && step.total == out.pages();
+        }));
+        QCOMPARE(steps.last().done, qint64(out.pages()));
+
+        // Counted beforehand and numbered by the caller, as a printout of several files does.
+        const QString numberedPath = dir.filePath(QStringLiteral("numbered.pdf"));
+        {
+            RtfPrintout counted(rtf, header, 1000);
+            PdfExport pdf(numberedPath);
+            const int pages = counted.CountPages(&pdf.Printer());
+            QCOMPARE(pages, out.pages());
+            pdf.Printer().SetPageNumbers(3, pages + 2);
+            QVERIFY(counted.Print(&pdf.Printer()));
+            QString error;
+            QVERIFY(pdf.Save(&error));
+        }
+        Pdf numbered(numberedPath);
+        QCOMPARE(numbered.pages(), out.pages());
+        letters(numbered.text(numbered.pages() - 1), numbered.pages() + 2, numbered.pages() + 2);
+
+        // Cancel stops the counting, and the drawing after it.
+        for (const PrintProgress::Phase phase : {PrintProgress::Layout, PrintProgress::Pages}) {
+            PdfExport pdf(dir.filePath(QStringLiteral("cancelled.pdf")));
+            int drawnAfterCancel = 0;
+            bool cancelled = false;
+            QVERIFY(!RtfPrintout(rtf, header, 1000).Print(&pdf.Printer(), [&](const PrintProgress &step) {
+                drawnAfterCancel += cancelled;
+                cancelled = cancelled || step.phase == phase;
+                return !cancelled;
+            }));
+            QCOMPARE(drawnAfterCancel, 0);
+            QVERIFY(pdf.Printer().PageCount() <= (phase == PrintProgress::Layout ? 0 : 1));
+        }
+
+        // A text of one part prints as the whole document does.
+        QByteArray shortRtf = rtf;
+        shortRtf.truncate(shortRtf.indexOf("para301 "));
+        shortRtf += "}";
+        const QString wholePath = dir.filePath(QStringLiteral("whole.pdf"));
+        const QString onePartPath = dir.filePath(QStringLiteral("onepart.pdf"));
+        QTextDocument whole;
+        RtfReader::Read(shortRtf, &whole);
+        QCOMPARE(printTo(wholePath, &whole), QString());
+        {
+            PdfExport pdf(onePartPath);
+            RtfPrintout onePart(shortRtf);
+            QVERIFY(onePart.Print(&pdf.Printer()));
+            QVERIFY(!onePart.IsInParts());
+            QString error;
+            QVERIFY(pdf.Save(&error));
+        }
+        Pdf wholeOut(wholePath);
+        Pdf onePartOut(onePartPath);
+        QCOMPARE(onePartOut.pages(), wholeOut.pages());
+        for (int page = 0; page < wholeOut.pages(); ++page)
+            QCOMPARE(onePartOut.text(page), wholeOut.text(page));
+    }
+
     void printFromTheMainWindow()
     {
         TestHome home;
@@ -197,6 +313,41 @@ private Q_SLOTS:
         prompts.answerPrint(pdfPath);
         Q_EMIT view->PrintInfo(QStringLiteral("After"), QStringLiteral("F"), QStringLiteral("S"), QString());
         QCOMPARE(body(Pdf(pdfPath).text(0), 1, 1), words(QStringLiteral("After File: F Source: S")));
+    }
+
+    void longFilePrintsFromItsStoredText()
+    {
+        // Longer than the viewer reads at once: printed from the store's text.
+        TestHome home;
+        const qint32 game = home.addGame(1, 1, QStringLiteral("Deep Field"));
+        QTextDocument text;
+        fillNumbered(&text, 1200);
+        const QString rtf = QString::fromLatin1(RtfWriter::FromDocument(text));
+        QVERIFY(rtf.size() > RichTextLoader::threadedLength);
+        home.addFile(game, 1, QStringLiteral("Atlas"), rtf);
+        ScriptedPrompts prompts;
+        auto form = startMainWindow();
+        auto *view = form->findChild<ctlView *>();
+        view->M_GAME_ID = game;
+        view->M_GAME = QStringLiteral("Deep Field");
+        view->ListFiles(game, 0);
+        const QString pdfPath = home.file(QStringLiteral("long.pdf"));
+        QTRY_VERIFY(form->Menu().mnuFilePrint->isEnabled());
+        prompts.answerPrint(pdfPath);
+        form->Menu().mnuFilePrint->trigger();
+        const auto check = [&](const QString &header) {
+            Pdf out(pdfPath);
+            QVERIFY(out.pages() > 10);
+            QVERIFY(letters(out.text(0), 1, out.pages()).startsWith(header));
+            QVERIFY(letters(out.text(out.pages() - 1), out.pages(), out.pages()).endsWith(QLatin1String("p1200w39")));
+        };
+        check(QStringLiteral("DeepFieldWalkthroughGuideFileAtlasSourcehttpsexampleorgAtlasp1w0"));
+
+        // A file window's request with a long text.
+        QFile::remove(pdfPath);
+        prompts.answerPrint(pdfPath);
+        Q_EMIT view->PrintInfo(QStringLiteral("Notes"), QStringLiteral("Atlas"), QStringLiteral("src"), rtf);
+        check(QStringLiteral("NotesFileAtlasSourcesrcp1w0"));
     }
 
     void exportGameToPdf()

@@ -11,6 +11,7 @@
 #include "platform/KeyboardAccess.h"
 #include "platform/Prompts.h"
 #include "platform/RichText.h"
+#include "platform/RichTextLoader.h"
 #include "platform/RtfReader.h"
 #include "platform/RtfWriter.h"
 
@@ -169,6 +170,7 @@ void FileViewer::Open(quint8 bytMode, quint8 bytPlatformId, quint8 bytGenreId, q
     SelectSubCat(bytSubCat);
     txtDesc->setText(strDesc);
     txtSource->setText(strSource);
+    m_storedRtf = strTextRTF;
     LoadText(strTextRTF);
     m_loading = false;
 
@@ -260,6 +262,7 @@ bool FileViewer::Save()
     if (txtSource->text() != source)
         txtSource->setText(source);
     m_loading = false;
+    m_storedRtf = row.txt_rtf;
     SetDirty(false);
     UpdateTitle();
 
@@ -386,5 +389,9 @@ void FileViewer::Print()
     QString title = m_game;
     if (subCat != 0)
         title += QStringLiteral(" - ") + modNames::GetSubCatName(subCat);
-    Q_EMIT PrintInfo(title, txtDesc->text().trimmed(), txtSource->text().trimmed(), DocumentRtf());
+    // A long text unchanged since it was stored prints from the store's text: what the window shows
+    // of it may not be all of it, and writing it out again would hold the window up.
+    const bool stored = !m_dirty && m_storedRtf.size() > RichTextLoader::threadedLength;
+    Q_EMIT PrintInfo(title, txtDesc->text().trimmed(), txtSource->text().trimmed(),
+                     stored ? m_storedRtf : DocumentRtf());
 }

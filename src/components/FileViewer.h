@@ -107,6 +107,8 @@ private:
     // The whole text when the window shows only its beginning, which is then read-only: saving
     // keeps this instead of what is shown.
     QString m_cutText;
+    // The text as last loaded or stored.
+    QString m_storedRtf;
     bool m_dirty = false;
     bool m_askIfSourceStored = false;
     bool m_loading = false;

@@ -11,7 +11,6 @@
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
-#include <QTextDocumentFragment>
 
 namespace {
 
@@ -43,15 +42,12 @@ private:
 };
 QAtomicInt ReadConnection::counter;
 
-// A file as it prints: the header, then its text.
-void buildFileDocument(const GameExport &game, const FileRow &row, QTextDocument *document)
+// A file as it prints: the header, then its text, read a part at a time when it is long.
+RtfPrintout filePrintout(const GameExport &game, const FileRow &row)
 {
-    QTextCursor cursor(document);
-    PrintJob::AppendHeader(&cursor, game.Game + QStringLiteral(" - ") + game.Categories.value(row.sub_cat), row.desc,
-                           row.src);
-    QTextDocument text;
-    RtfReader::Read(row.txt_rtf.toLatin1(), &text);
-    cursor.insertFragment(QTextDocumentFragment(&text));
+    return RtfPrintout(
+        RtfReader::FromStoredText(row.txt_rtf),
+        PrintJob::Header(game.Game + QStringLiteral(" - ") + game.Categories.value(row.sub_cat), row.desc, row.src));
 }
 
 // The contents page: the game's name, then each file with the page it starts on at the right.
@@ -103,6 +99,24 @@ PrintJob::Outcome PdfExporter::ExportDocument(QWidget *window, std::unique_ptr<Q
         error);
 }
 
+PrintJob::Outcome PdfExporter::ExportText(QWidget *window, RtfPrintout printout, const QString &path,
+                                          const QString &title, QString *error)
+{
+    if (!PdfExport::CanWrite(path, error))
+        return PrintJob::Outcome::Failed;
+    return PrintJob::Run(
+        window, QStringLiteral("Export to PDF"),
+        [&](const PrintProgressFn &progress, QString *workError) {
+            PdfExport pdf(path, PrintJob::LocalPaper(), title);
+            if (!printout.Print(&pdf.Printer(), progress)) {
+                *workError = pdf.Printer().ErrorString();
+                return false;
+            }
+            return pdf.Save(workError);
+        },
+        error);
+}
+
 PrintJob::Outcome PdfExporter::ExportGame(QWidget *window, const GameExport &game, const QString &path, QString *error)
 {
     if (!PdfExport::CanWrite(path, error))
@@ -119,7 +133,7 @@ PrintJob::Outcome PdfExporter::ExportGame(QWidget *window, const GameExport &gam
             PagePrinter &pages = pdf.Printer();
             // The files' pages are counted first: every page says of how many it is one, and the
             // contents, drawn last and put first, say where each file starts.
-            QVector<FileRow> rows;
+            std::vector<RtfPrintout> printouts;
             QVector<QPair<QString, int>> files;
             int filePages = 0;
             const qint64 total = game.FileIds.size();
@@ -135,11 +149,15 @@ PrintJob::Outcome PdfExporter::ExportGame(QWidget *window, const GameExport &gam
                 }
                 if (!found) // deleted since the export began
                     continue;
-                QTextDocument document;
-                buildFileDocument(game, row, &document);
+                RtfPrintout printout = filePrintout(game, row);
+                const int counted = printout.CountPages(&pages, [&](const PrintProgress &) {
+                    return progress({PrintProgress::Counting, i, total});
+                });
+                if (counted == 0)
+                    return false;
                 files.append({row.desc, filePages});
-                filePages += pages.CountPages(&document);
-                rows.append(std::move(row));
+                filePages += counted;
+                printouts.push_back(std::move(printout));
             }
             // The page numbers the contents give count its own pages, which are known once they
             // are laid out.
@@ -154,19 +172,18 @@ PrintJob::Outcome PdfExporter::ExportGame(QWidget *window, const GameExport &gam
             }
 
             pages.SetPageNumbers(contentsPages + 1, contentsPages + filePages);
-            for (qsizetype i = 0; i < rows.size(); ++i) {
-                if (!progress({PrintProgress::Files, i, rows.size()}))
+            const qint64 printing = qint64(printouts.size());
+            for (qint64 i = 0; i < printing; ++i) {
+                if (!progress({PrintProgress::Files, i, printing}))
                     return false;
-                QTextDocument document;
-                buildFileDocument(game, rows[i], &document);
-                const bool printed = pages.Print(&document, [&](const PrintProgress &) {
-                    return progress({PrintProgress::Files, i, rows.size()});
+                const bool printed = printouts[std::size_t(i)].Print(&pages, [&](const PrintProgress &) {
+                    return progress({PrintProgress::Files, i, printing});
                 });
                 if (!printed) {
                     *workError = pages.ErrorString();
                     return false;
                 }
-                rows[i].txt_rtf.clear();
+                printouts[std::size_t(i)] = RtfPrintout();
             }
             pages.SetPageNumbers(1, contentsPages + filePages);
             const int before = pages.PageCount();

@@ -28,6 +28,10 @@ public:
     static PrintJob::Outcome ExportDocument(QWidget *window, std::unique_ptr<QTextDocument> document,
                                             const QString &path, const QString &title, QString *error);
 
+    // Writes a stored text to `path` part by part.
+    static PrintJob::Outcome ExportText(QWidget *window, RtfPrintout printout, const QString &path,
+                                        const QString &title, QString *error);
+
     // Writes every file of a game to `path`: a contents page listing the files with the page each
     // starts on, then the files, each on a new page under its header. The PDF's outline holds the
     // contents and one entry per file.

@@ -101,25 +101,54 @@ bool PrintJob::ChoosePrinter(QPrinter *printer, bool hasSelection, ErrObject *er
     return false;
 }
 
+namespace {
+
+// Draws through `print`; a cancelled job is withdrawn, not sent with the pages drawn so far.
+bool printOn(QPrinter *printer, const std::function<bool(PagePrinter *)> &print, QString *workError)
+{
+    PagePrinter pages(printer);
+    const bool printed = print(&pages);
+    if (!printed && !pages.ErrorString().isEmpty()) {
+        *workError = pages.ErrorString();
+        return false;
+    }
+    if (!printed)
+        printer->abort();
+    const bool ended = pages.End();
+    if (!ended)
+        *workError = pages.ErrorString();
+    return printed && ended;
+}
+
+} // namespace
+
+PrintJob::Outcome PrintJob::Print(QWidget *window, RtfPrintout printout, QPrinter *printer, QString *error)
+{
+    return Run(
+        window, QStringLiteral("Print"),
+        [&printout, printer](const PrintProgressFn &progress, QString *workError) {
+            return printOn(
+                printer, [&](PagePrinter *pages) { return printout.Print(pages, progress); }, workError);
+        },
+        error);
+}
+
+RtfPrintout::Prologue PrintJob::Header(const QString &title, const QString &file, const QString &source)
+{
+    return [title, file, source](QTextDocument *document) {
+        QTextCursor cursor(document);
+        AppendHeader(&cursor, title, file, source);
+    };
+}
+
 PrintJob::Outcome PrintJob::Print(QWidget *window, std::unique_ptr<QTextDocument> document, QPrinter *printer,
                                   QString *error)
 {
     return RunOn(
         window, QStringLiteral("Print"), std::move(document),
         [printer](QTextDocument *owned, const PrintProgressFn &progress, QString *workError) {
-            PagePrinter pages(printer);
-            const bool printed = pages.Print(owned, progress);
-            if (!printed && !pages.ErrorString().isEmpty()) {
-                *workError = pages.ErrorString();
-                return false;
-            }
-            // A cancelled job is withdrawn, not sent with the pages drawn so far.
-            if (!printed)
-                printer->abort();
-            const bool ended = pages.End();
-            if (!ended)
-                *workError = pages.ErrorString();
-            return printed && ended;
+            return printOn(
+                printer, [&](PagePrinter *pages) { return pages->Print(owned, progress); }, workError);
         },
         error);
 }

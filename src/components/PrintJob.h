@@ -2,6 +2,7 @@
 
 #include "platform/ErrObject.h"
 #include "platform/PagePrinter.h"
+#include "platform/RtfPrintout.h"
 
 #include <QString>
 
@@ -44,9 +45,15 @@ public:
     // Prints `document` (taken over) on `printer` with the margins of every printout.
     static Outcome Print(QWidget *window, std::unique_ptr<QTextDocument> document, QPrinter *printer, QString *error);
 
+    // Prints a stored text on `printer` part by part, on the worker thread.
+    static Outcome Print(QWidget *window, RtfPrintout printout, QPrinter *printer, QString *error);
+
     // The bold header of every printout of a file: its title on a line of its own, then "File: "
     // and "Source: " with their values, and an empty line before the text.
     static void AppendHeader(QTextCursor *cursor, const QString &title, const QString &file, const QString &source);
+
+    // AppendHeader for the first part of a printout of a stored text; safe on the worker thread.
+    static RtfPrintout::Prologue Header(const QString &title, const QString &file, const QString &source);
 
     // The paper of the user's country: Letter where it is the custom, A4 elsewhere.
     static QPageSize LocalPaper();

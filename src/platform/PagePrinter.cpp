@@ -195,9 +195,9 @@ qreal PagePrinter::prepare(QTextDocument *document) const
     return page.height();
 }
 
-int PagePrinter::CountPages(QTextDocument *document)
+int PagePrinter::CountPages(QTextDocument *document, const PrintProgressFn &progress)
 {
-    return int(breakPages(document, prepare(document), PrintProgressFn()).size());
+    return int(breakPages(document, prepare(document), progress).size());
 }
 
 std::vector<PagePrinter::PageStart> PagePrinter::breakPages(QTextDocument *document, qreal height,

@@ -54,13 +54,17 @@ public:
     // stopped it or the device could not be drawn on.
     bool Print(QTextDocument *document, const PrintProgressFn &progress = PrintProgressFn());
     // How many pages `document` takes, laid out as Print would lay it out, without drawing it.
-    int CountPages(QTextDocument *document);
+    // 0 when `progress` stopped it.
+    int CountPages(QTextDocument *document, const PrintProgressFn &progress = PrintProgressFn());
     // The numbers at the foot: unless told otherwise, n counts the pages of the printout and m is
     // their number once the document at hand is printed. A printout of several documents, or whose
     // pages are put in another order, tells the number of the next page drawn and of all pages.
     void SetPageNumbers(int next, int total);
     // The text at the foot of page `page` of `total`.
     static QString PageNumberText(int page, int total);
+    // The number of the next page drawn and of all pages as told; 0 when they follow the printout.
+    int NextPageNumber() const { return m_nextNumber; }
+    int TotalPageNumber() const { return m_totalPages; }
 
     // Sends the printout on (for a printer) or finishes the file (for a PDF writer).
     bool End();

@@ -149,6 +149,7 @@ private:
     void ctlView_AddFavorite();
     void ctlView_ShowFavorites();
     void printDocument(QPrinter *printer, const QString &procedure);
+    void printText(RtfPrintout printout, QPrinter *printer, const QString &procedure);
     std::optional<QString> askPdfPath(const QString &title, const QString &name);
     void reportExport(PrintJob::Outcome outcome, const QString &path, const QString &error, const QString &procedure);
     // frmMainStore.cpp: opens a store and says what the user must know of it (read-only,

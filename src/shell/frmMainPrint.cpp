@@ -10,6 +10,7 @@
 #include "data/modNames.h"
 #include "platform/ListView.h"
 #include "platform/Prompts.h"
+#include "platform/RichTextLoader.h"
 #include "platform/RtfReader.h"
 #include "platform/SettingsStore.h"
 #include "view/ctlView.h"
@@ -46,7 +47,8 @@ void frmMain::mnuFilePrint_Click()
 {
     // The text of a print that was not carried out is replaced, not printed along with this one.
     rtbPrint->clear();
-    if (!m_ctlView->PrintInfo(rtbPrint.get())) {
+    std::optional<RtfPrintout> longText = m_ctlView->LongPrintout();
+    if (!longText && !m_ctlView->PrintInfo(rtbPrint.get())) {
         MsgBox(QStringLiteral("Please select a game file to print."), MsgButtons::OK, MsgIcon::Exclamation);
         return;
     }
@@ -57,18 +59,24 @@ void frmMain::mnuFilePrint_Click()
     ErrObject err;
     if (!PrintJob::ChoosePrinter(&printer, false, &err))
         return LogError(err, module, QStringLiteral("mnuFilePrint_Click"), true);
+    if (longText)
+        return printText(std::move(*longText), &printer, QStringLiteral("mnuFilePrint_Click"));
     printDocument(&printer, QStringLiteral("mnuFilePrint_Click"));
 }
 
 void frmMain::PrintFromViewer(const QString &strTitle, const QString &strFile, const QString &strSource,
                               const QString &strTextRTF)
 {
-    QTextCursor cursor(rtbPrint.get());
-    cursor.movePosition(QTextCursor::End);
-    PrintJob::AppendHeader(&cursor, strTitle, strFile, strSource);
-    QTextDocument text;
-    RtfReader::Read(strTextRTF.toLatin1(), &text);
-    cursor.insertFragment(QTextDocumentFragment(&text));
+    // A long text is read a part at a time on the worker thread, not built here whole.
+    const bool longText = strTextRTF.size() > RichTextLoader::threadedLength;
+    if (!longText) {
+        QTextCursor cursor(rtbPrint.get());
+        cursor.movePosition(QTextCursor::End);
+        PrintJob::AppendHeader(&cursor, strTitle, strFile, strSource);
+        QTextDocument text;
+        RtfReader::Read(strTextRTF.toLatin1(), &text);
+        cursor.insertFragment(QTextDocumentFragment(&text));
+    }
 
     QPrinter printer(QPrinter::HighResolution);
     printer.setDocName(strFile);
@@ -77,7 +85,18 @@ void frmMain::PrintFromViewer(const QString &strTitle, const QString &strFile, c
         rtbPrint->clear();
         return LogError(err, module, QStringLiteral("PrintFromViewer"), true);
     }
+    if (longText)
+        return printText(
+            RtfPrintout(RtfReader::FromStoredText(strTextRTF), PrintJob::Header(strTitle, strFile, strSource)),
+            &printer, QStringLiteral("PrintFromViewer"));
     printDocument(&printer, QStringLiteral("PrintFromViewer"));
+}
+
+void frmMain::printText(RtfPrintout printout, QPrinter *printer, const QString &procedure)
+{
+    QString error;
+    if (PrintJob::Print(this, std::move(printout), printer, &error) == PrintJob::Outcome::Failed)
+        LogError({ErrNumber::PrinterError, error}, module, procedure, true);
 }
 
 void frmMain::printDocument(QPrinter *printer, const QString &procedure)
@@ -123,7 +142,8 @@ void frmMain::reportExport(PrintJob::Outcome outcome, const QString &path, const
 void frmMain::mnuFileExportPdf_Click()
 {
     auto document = std::make_unique<QTextDocument>();
-    if (!m_ctlView->PrintInfo(document.get())) {
+    std::optional<RtfPrintout> longText = m_ctlView->LongPrintout();
+    if (!longText && !m_ctlView->PrintInfo(document.get())) {
         MsgBox(QStringLiteral("Please select a game file to export."), MsgButtons::OK, MsgIcon::Exclamation);
         return;
     }
@@ -133,8 +153,10 @@ void frmMain::mnuFileExportPdf_Click()
     if (!path)
         return;
     QString error;
-    reportExport(PdfExporter::ExportDocument(this, std::move(document), *path, title, &error), *path, error,
-                 QStringLiteral("mnuFileExportPdf_Click"));
+    const PrintJob::Outcome outcome =
+        longText ? PdfExporter::ExportText(this, std::move(*longText), *path, title, &error)
+                 : PdfExporter::ExportDocument(this, std::move(document), *path, title, &error);
+    reportExport(outcome, *path, error, QStringLiteral("mnuFileExportPdf_Click"));
 }
 
 void frmMain::ctlTree_ExportGame(qint32 lngGameId, const QString &strGame)

@@ -1,6 +1,7 @@
 // lkrtf: what Lorekeep's RTF reader makes of a file, for checking real documents by hand.
 #include "base/Version.h"
 #include "platform/PdfExport.h"
+#include "platform/RtfPrintout.h"
 #include "platform/RtfReader.h"
 #include "platform/RtfWriter.h"
 
@@ -24,11 +25,12 @@ int writePdf(const QByteArray &rtf, const QString &path, const QString &size)
         std::fprintf(stderr, "lkrtf: unknown page size %s (A4 or Letter)\n", qPrintable(size));
         return 2;
     }
-    QTextDocument document;
-    RtfReader::Read(rtf, &document);
     PdfExport file(path, paper);
     QString error;
-    if (!file.Printer().Print(&document) || !file.Save(&error)) {
+    // A long text is laid out a part at a time: whole, millions of paragraphs would outgrow the
+    // memory and the layout's coordinates.
+    RtfPrintout printout(rtf);
+    if (!printout.Print(&file.Printer()) || !file.Save(&error)) {
         if (error.isEmpty())
             error = file.Printer().ErrorString();
         std::fprintf(stderr, "lkrtf: %s: %s\n", qPrintable(path), qPrintable(error));

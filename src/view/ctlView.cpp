@@ -11,6 +11,7 @@
 #include "platform/ListView.h"
 #include "platform/RichText.h"
 #include "platform/RichTextLoader.h"
+#include "platform/RtfReader.h"
 #include "platform/SettingsStore.h"
 #include "platform/Twips.h"
 
@@ -295,6 +296,7 @@ void ctlView::showText(const QString &rtf)
     // Marks belong to the file they were made for.
     rtbText->setExtraSelections({});
     m_pendingPhrase.clear();
+    m_shownRtf = rtf;
     m_textLoader->Show(rtf);
 }
 
@@ -302,6 +304,7 @@ void ctlView::clearText()
 {
     m_textLoader->Cancel();
     m_pendingPhrase.clear();
+    m_shownRtf.clear();
     rtbText->clear();
 }
 
@@ -334,11 +337,32 @@ bool ctlView::PrintInfo(QTextDocument *target)
 {
     if (rtbText->toPlainText().trimmed().isEmpty())
         return false;
-    const ListItem *row = lvFiles->SelectedItem();
+    QString title;
+    QString file;
+    QString source;
+    printHeader(&title, &file, &source);
     QTextCursor cursor(target);
     cursor.movePosition(QTextCursor::End);
-    PrintJob::AppendHeader(&cursor, M_GAME + QStringLiteral(" - ") + (row ? row->SubItem(2) : QString()),
-                           row ? row->Text() : QString(), row ? row->SubItem(1) : QString());
+    PrintJob::AppendHeader(&cursor, title, file, source);
     cursor.insertFragment(QTextDocumentFragment(rtbText->document()));
     return true;
+}
+
+std::optional<RtfPrintout> ctlView::LongPrintout() const
+{
+    if (m_shownRtf.size() <= RichTextLoader::threadedLength)
+        return std::nullopt;
+    QString title;
+    QString file;
+    QString source;
+    printHeader(&title, &file, &source);
+    return RtfPrintout(RtfReader::FromStoredText(m_shownRtf), PrintJob::Header(title, file, source));
+}
+
+void ctlView::printHeader(QString *title, QString *file, QString *source) const
+{
+    const ListItem *row = lvFiles->SelectedItem();
+    *title = M_GAME + QStringLiteral(" - ") + (row ? row->SubItem(2) : QString());
+    *file = row ? row->Text() : QString();
+    *source = row ? row->SubItem(1) : QString();
 }

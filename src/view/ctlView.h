@@ -1,8 +1,12 @@
 #pragma once
 
+#include "platform/RtfPrintout.h"
+
 #include <QPointer>
 #include <QString>
 #include <QWidget>
+
+#include <optional>
 
 class FileTextReader;
 class ctlBrowser;
@@ -89,6 +93,9 @@ public:
     int HighlightPhrase(const QString &phrase);
     // Appends the printout of the selected file to `target`; false when there is no text to print.
     bool PrintInfo(QTextDocument *target);
+    // The printout of the selected file read from its stored text, for a text too long to copy
+    // from what is shown (which may not even hold all of it); none for a shorter text.
+    std::optional<RtfPrintout> LongPrintout() const;
 
     // Closes every viewer/editor window opened from the pane; each with unsaved changes asks first.
     // False when one of them stays open.
@@ -142,6 +149,8 @@ private:
     // Shows a file's text; a long one is read on a worker thread, and TextShown follows when it shows.
     void showText(const QString &rtf);
     void clearText();
+    // The header of the selected file's printout.
+    void printHeader(QString *title, QString *file, QString *source) const;
     void rtbText_MouseDown(const QPoint &globalPos);
     void Browser_TitleChange(const QString &strTitle);
 
@@ -212,4 +221,6 @@ private:
     RichTextLoader *m_textLoader = nullptr;
     // A phrase to mark once the text being read shows.
     QString m_pendingPhrase;
+    // The stored text of the file shown.
+    QString m_shownRtf;
 };
