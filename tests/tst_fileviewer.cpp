@@ -6,9 +6,12 @@
 #include "platform/RtfReader.h"
 
 #include <QAction>
+#include <QClipboard>
 #include <QComboBox>
 #include <QFile>
+#include <QGuiApplication>
 #include <QLineEdit>
+#include <QMimeData>
 #include <QPointer>
 #include <QSignalSpy>
 #include <QSqlQuery>
@@ -35,6 +38,14 @@ template <typename Test> QString runs(const QString &rtf, Test test)
 QString plain(const QString &rtf)
 {
     return runs(rtf, [](const QTextCharFormat &) { return true; }).trimmed();
+}
+
+// The format of the first character of `word` in the editor.
+QTextCharFormat formatOf(const QTextEdit *edit, const char *word)
+{
+    QTextCursor cursor = edit->document()->find(QLatin1String(word));
+    cursor.setPosition(cursor.selectionStart() + 1);
+    return cursor.charFormat();
 }
 
 const auto bold = [](const QTextCharFormat &format) {
@@ -200,6 +211,20 @@ void tst_fileviewer::viewThenEditWithFormats()
     QCOMPARE(runs(rtf, [](const QTextCharFormat &f) { return f.foreground().color() == QColor(200, 0, 0); }),
              QStringLiteral("text"));
     QCOMPARE(runs(rtf, [](const QTextCharFormat &f) { return f.fontPointSize() == 20; }), QStringLiteral("text"));
+
+    // Pasted HTML comes in as an import: a javascript: link is text, a web link stays, and 100,000
+    // nested lists (minutes in Qt's own paste) go in at once.
+    auto *clip = new QMimeData;
+    QString html = QStringLiteral("<a href='javascript:alert(1)'>evil</a> <a href='https://example.org/'>good</a>");
+    for (int depth = 0; depth < 100000; ++depth)
+        html += QStringLiteral("<ul><li>");
+    clip->setHtml(html + QStringLiteral("deep"));
+    QGuiApplication::clipboard()->setMimeData(clip);
+    w.text()->moveCursor(QTextCursor::End);
+    w.text()->paste();
+    QCOMPARE(std::tuple(formatOf(w.text(), "evil").isAnchor(), formatOf(w.text(), "good").anchorHref(),
+                        w.text()->toPlainText().endsWith(QLatin1String("deep"))),
+             std::tuple(false, QStringLiteral("https://example.org/"), true));
 }
 
 void tst_fileviewer::closeWithChanges_data()

@@ -14,6 +14,7 @@
 #include "platform/RichTextLoader.h"
 #include "platform/RtfReader.h"
 #include "platform/RtfWriter.h"
+#include "platform/TextEditor.h"
 
 #include <QAction>
 #include <QCloseEvent>
@@ -56,7 +57,7 @@ FileViewer::FileViewer(QWidget *parent)
       txtDesc(new QLineEdit(this)),
       lblSource(new QLabel(QStringLiteral("Source:"), this)),
       txtSource(new QLineEdit(this)),
-      rtbText(new QTextEdit(this)),
+      rtbText(new TextEditor(this)),
       tbrMain(new QToolBar(QStringLiteral("File"), this)),
       cmdSave(command(tbrMain, "cmdSave", QStringLiteral("Save"),
                       themeIcon("document-save", this, QStyle::SP_DialogSaveButton))),

@@ -15,9 +15,10 @@ class QTextDocument;
 class RtfPrintout final
 {
 public:
-    // Paragraphs of a part: enough that a new page in mid-text is rare, few enough that a part
-    // takes some tens of megabytes.
-    static constexpr int PartBlocks = 50000;
+    // Paragraphs of a part, a table's row counting as one: enough that a new page in mid-text is
+    // rare and a text that a window shows whole prints in one part, few enough that a part takes
+    // a couple of hundred megabytes.
+    static constexpr int PartBlocks = 150000;
     // Bytes of RTF in a part, for texts of long paragraphs.
     static constexpr qsizetype PartBytes = 8 * 1024 * 1024;
 
