@@ -286,6 +286,20 @@ void tst_rtfreader::longTextIsReadInParts()
     QVERIFY(tableParts.size() > 1 && tables >= tableParts.size());
     QCOMPARE(lines(tableParts.join(QLatin1Char('\n'))), lines(whole.toPlainText()));
 
+    // A paragraph longer than asked for is broken after a blank, and no character is lost.
+    const QByteArray words = QByteArray("word ").repeated(5000);
+    QTextDocument broken;
+    QList<int> lengths;
+    RtfReader::ReadInParts(
+        QByteArray("{\\rtf1 " + words + "}"), &broken, 3,
+        [&](bool) {
+            for (QTextBlock block = broken.begin(); block.isValid(); block = block.next())
+                lengths << block.length() - 1;
+            return true;
+        },
+        nullptr, 10000);
+    QCOMPARE(lengths, QList<int>({10000, 10000, 5000}));
+
     // Asked to end, the reading hands over no more parts.
     QTextDocument document;
     int calls = 0;

@@ -24,11 +24,6 @@ bool looksLikeRtf(const QString &text)
 // Marks a document that holds only the beginning of its text.
 constexpr const char *cutProperty = "lorekeepCut";
 
-// The editor lays a paragraph out whole, again each time its width changes while a window opens
-// (the page is set, the scroll bar appears, the window is shown): for a paragraph of megabytes that
-// is seconds of a frozen window. Shorter paragraphs are laid out a few at a time as they are needed.
-constexpr qsizetype longestParagraph = 10000;
-
 bool endsParagraph(QChar ch)
 {
     return ch == QLatin1Char('\n') || ch == QLatin1Char('\r') || ch == QChar::ParagraphSeparator;
@@ -47,10 +42,10 @@ QString withShortParagraphs(const QString &text)
             start = at + 1;
             continue;
         }
-        if (at - start < longestParagraph)
+        if (at - start < longestShownParagraph)
             continue;
         qsizetype cut = at;
-        for (qsizetype back = at; back > start + longestParagraph / 2; --back) {
+        for (qsizetype back = at; back > start + longestShownParagraph / 2; --back) {
             if (text.at(back - 1) == QLatin1Char(' ') || text.at(back - 1) == QLatin1Char('\t')) {
                 cut = back;
                 break;
@@ -59,7 +54,7 @@ QString withShortParagraphs(const QString &text)
         if (cut == at && text.at(cut).isLowSurrogate())
             --cut;
         if (result.isEmpty())
-            result.reserve(text.size() + text.size() / (longestParagraph / 2) + 1);
+            result.reserve(text.size() + text.size() / (longestShownParagraph / 2) + 1);
         result += QStringView(text).sliced(copied, cut - copied);
         result += QLatin1Char('\n');
         copied = start = cut;
@@ -87,7 +82,7 @@ QTextDocument *BuildRichText(const QString &storedRtf, const QFont &font, qreal 
                 cut = !last;
                 return false;
             },
-            stop);
+            stop, longestShownParagraph);
     } else {
         // Text from outside (a drop, a web page) is taken as it stands: through the RTF path every
         // character past ASCII would turn into an escape that plain text shows literally.

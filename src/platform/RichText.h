@@ -27,6 +27,11 @@ void ShowRichTextDocument(QTextEdit *edit, QTextDocument *document);
 // text out once it is some 8 million pixels high, after minutes of trying; a text longer than this
 // is shown cut there, with a note at its end that says so.
 constexpr int maxShownParagraphs = 150000;
+// The longest paragraph a shown or printed text holds; a longer one is broken after a blank near
+// there. Qt lays a paragraph out whole, again each time its width changes while a window opens (the
+// page is set, the scroll bar appears, the window is shown): for a paragraph of megabytes that is
+// minutes of a frozen window. Shorter paragraphs are laid out a few at a time as they are needed.
+constexpr qsizetype longestShownParagraph = 10000;
 // Whether BuildRichText cut the text that `document` shows.
 bool IsCutRichText(const QTextDocument *document);
 

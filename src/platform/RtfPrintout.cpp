@@ -1,5 +1,6 @@
 #include "RtfPrintout.h"
 
+#include "RichText.h"
 #include "RtfReader.h"
 
 #include <QTextDocument>
@@ -32,12 +33,14 @@ RtfPrintout::RtfPrintout(QByteArray rtf, Prologue prologue, int partBlocks)
     : m_rtf(std::move(rtf)),
       m_prologue(std::move(prologue)),
       m_partBlocks(std::max(partBlocks, 1)),
-      m_paragraphs(paragraphMarks(m_rtf))
+      m_paragraphs(std::max(paragraphMarks(m_rtf), m_rtf.size() / longestShownParagraph))
 {}
 
 int RtfPrintout::partBlocks() const
 {
-    const qsizetype perParagraph = std::max<qsizetype>(m_rtf.size() / std::max<qsizetype>(m_paragraphs, 1), 1);
+    // Paragraphs longer than a shown one are read as several.
+    const qsizetype perParagraph =
+        std::clamp<qsizetype>(m_rtf.size() / std::max<qsizetype>(m_paragraphs, 1), 1, longestShownParagraph);
     return int(std::clamp<qsizetype>(PartBytes / perParagraph, 1, m_partBlocks));
 }
 
@@ -47,13 +50,16 @@ void RtfPrintout::readParts(int blocks, const Part &part) const
     if (m_prologue)
         m_prologue(&document);
     int index = 0;
-    RtfReader::ReadInParts(m_rtf, &document, blocks, [&](bool last) {
-        // What follows the paragraph that ended the part before may be nothing but the empty
-        // paragraph every document ends in: no page of its own for that.
-        if (last && index > 0 && document.isEmpty())
-            return false;
-        return part(&document, index++, last);
-    });
+    RtfReader::ReadInParts(
+        m_rtf, &document, blocks,
+        [&](bool last) {
+            // What follows the paragraph that ended the part before may be nothing but the empty
+            // paragraph every document ends in: no page of its own for that.
+            if (last && index > 0 && document.isEmpty())
+                return false;
+            return part(&document, index++, last);
+        },
+        nullptr, longestShownParagraph);
 }
 
 int RtfPrintout::CountPages(PagePrinter *printer, const PrintProgressFn &progress)

@@ -52,7 +52,7 @@ private:
     QByteArray m_rtf;
     Prologue m_prologue;
     int m_partBlocks;
-    qsizetype m_paragraphs = 0; // as many as the RTF's paragraph marks, for the progress bar
+    qsizetype m_paragraphs = 0; // as many as the paragraphs read, about, for the progress bar
     int m_pages = 0;            // 0 until counted
     int m_parts = 0;
 };

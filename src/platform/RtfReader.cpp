@@ -53,6 +53,9 @@ public:
     // Hands the document to `part` whenever a paragraph or a table's row ends the `blocks`th of the
     // part, and goes on in the emptied document; `part` answers false to end the reading, which
     // then turns `ended` true, as `stop` does when it turns true.
+    // Breaks paragraphs outside tables that would pass `length` characters, after a blank near there.
+    void setLongestParagraph(qsizetype length) { m_longest = length; }
+
     void setParts(int blocks, const RtfReader::PartFn &part, std::atomic<bool> *ended, const std::atomic<bool> *stop)
     {
         m_partBlocks = blocks;
@@ -78,7 +81,7 @@ public:
         if (m_table.isOpen())
             m_table.insertText(text.toString(), charFormat(chars));
         else
-            m_cursor.insertText(text.toString(), charFormat(chars));
+            insertText(text, charFormat(chars));
     }
 
     void paragraph(const RtfParaState &para) override
@@ -91,10 +94,7 @@ public:
             m_table.insertBlock();
         } else {
             setBlockFormat(blockFormat(para));
-            if (m_part && ++m_lines >= m_partBlocks)
-                nextPart();
-            else
-                m_cursor.insertBlock();
+            endParagraph();
         }
     }
 
@@ -108,6 +108,7 @@ public:
                 m_table.insertBlock();
             else
                 m_cursor.insertBlock();
+            m_blockLength = 0;
         }
         m_breakBefore = true;
     }
@@ -171,6 +172,40 @@ private:
         m_lastBlockFormat = blockFormat;
     }
 
+    // Ends the paragraph at the cursor, outside tables: the next takes over its format, in this
+    // part or the next.
+    void endParagraph()
+    {
+        if (m_part && ++m_lines >= m_partBlocks)
+            nextPart();
+        else
+            m_cursor.insertBlock();
+        m_blockLength = 0;
+    }
+
+    void insertText(QStringView text, const QTextCharFormat &format)
+    {
+        while (m_longest > 0 && m_blockLength + text.size() > m_longest) {
+            const qsizetype room = m_longest - m_blockLength;
+            qsizetype cut = room;
+            for (qsizetype back = room; back > room / 2; --back) {
+                if (text[back - 1] == QLatin1Char(' ') || text[back - 1] == QLatin1Char('\t')) {
+                    cut = back;
+                    break;
+                }
+            }
+            if (cut > 0 && text[cut].isLowSurrogate())
+                --cut;
+            m_cursor.insertText(text.first(cut).toString(), format);
+            endParagraph();
+            if (ended())
+                return;
+            text = text.sliced(cut);
+        }
+        m_cursor.insertText(text.toString(), format);
+        m_blockLength += text.size();
+    }
+
     void place(const RtfParaState &para)
     {
         if (para.inTable)
@@ -185,6 +220,7 @@ private:
             return;
         m_table.close();
         m_lastBlockFormat.reset();
+        m_blockLength = 0;
     }
 
     // A paragraph takes over the format of the one before it, and most documents keep one format
@@ -275,6 +311,8 @@ private:
     QString m_href;
     // The format given to the paragraphs outside tables, which the next one takes over.
     std::optional<QTextBlockFormat> m_lastBlockFormat;
+    qsizetype m_longest = 0;
+    qsizetype m_blockLength = 0; // characters in the paragraph at the cursor, outside tables
     int m_partBlocks = 0;
     int m_lines = 0; // in this part: paragraphs outside tables, and tables' rows
     RtfReader::PartFn m_part;
@@ -423,7 +461,7 @@ void Insert(QByteArrayView rtf, QTextCursor &cursor)
 }
 
 void ReadInParts(QByteArrayView rtf, QTextDocument *document, int blocks, const PartFn &part,
-                 const std::atomic<bool> *stop)
+                 const std::atomic<bool> *stop, qsizetype longestParagraph)
 {
     const bool undo = document->isUndoRedoEnabled();
     document->setUndoRedoEnabled(false);
@@ -439,6 +477,7 @@ void ReadInParts(QByteArrayView rtf, QTextDocument *document, int blocks, const 
         DocumentSink sink(cursor, parser);
         std::atomic<bool> ended = false;
         sink.setParts(std::max(blocks, 1), part, &ended, stop);
+        sink.setLongestParagraph(longestParagraph);
         parser.setSink(&sink);
         parser.setStop(&ended);
         parser.parse(rtf.sliced(start));

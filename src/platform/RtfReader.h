@@ -37,8 +37,11 @@ using PartFn = std::function<bool(bool last)>;
 // called and the document is emptied for the next part. The last part, whatever its length, is
 // handed over at the end unless `part` or `stop` ended the reading before; the document keeps the
 // part it was given last. Memory then goes with the part, not the text.
+// With `longestParagraph`, a paragraph outside a table that would pass that many characters is
+// broken after a blank near there (anywhere, when there is none): an editor lays a paragraph out
+// whole, which for one of megabytes takes minutes.
 void ReadInParts(QByteArrayView rtf, QTextDocument *document, int blocks, const PartFn &part,
-                 const std::atomic<bool> *stop = nullptr);
+                 const std::atomic<bool> *stop = nullptr, qsizetype longestParagraph = 0);
 
 // The text a reader sees, without building a document: paragraphs end in "\n", table cells are
 // separated by tabs. Fast enough for searching a whole library.
