@@ -315,14 +315,21 @@ void tst_fileviewer::storeFailure()
 void tst_fileviewer::hugeText()
 {
     // A web page's worth of plain text, then the same window reloaded with what was stored of it.
+    // The window opens at once and reads a long text meanwhile: the text cannot be typed into until
+    // it shows, and saving meanwhile keeps the text as it came.
     Window w;
     QString page;
     while (page.size() < 2 * 1024 * 1024)
         page += QStringLiteral("Plain page text with words, line after line\r\n");
     w.viewer->Open(FileViewer::NewMode, 18, 1, w.game, QString(), 0, 6, QString(), QStringLiteral("Page"), page);
-    const int length = w.text()->document()->characterCount();
+    QVERIFY(w.text()->isReadOnly() && w.viewer->IsDirty());
     QVERIFY(w.viewer->Save());
+    QVERIFY(plain(w.stored(w.viewer->FileId()).txt_rtf).endsWith(QStringLiteral("line after line")));
+    QTRY_VERIFY(!w.text()->isReadOnly());
+    const int length = w.text()->document()->characterCount();
     w.open(FileViewer::EditMode, w.viewer->FileId());
+    QTRY_VERIFY(!w.text()->isReadOnly());
+    QVERIFY(!w.viewer->IsDirty());
     QTest::keyClicks(w.text(), QStringLiteral("x"));
     QCOMPARE(w.text()->document()->characterCount(), length + 1);
     QVERIFY(w.viewer->Save());
@@ -337,6 +344,7 @@ void tst_fileviewer::hugeText()
         lines += QStringLiteral("l%1\n").arg(line);
     w.viewer->Open(FileViewer::NewMode, 18, 1, w.game, QString(), 0, 6, QString(), QStringLiteral("Long"), lines);
     for (int round = 0; round < 2; ++round) {
+        QTRY_VERIFY(IsCutRichText(w.text()->document()));
         QCOMPARE(std::tuple(IsCutRichText(w.text()->document()), w.text()->isReadOnly(),
                             w.text()->document()->blockCount(), w.text()->document()->lastBlock().text().left(32)),
                  std::tuple(true, true, maxShownParagraphs + 1, QStringLiteral("This text goes on past the first")));

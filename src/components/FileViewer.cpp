@@ -67,7 +67,8 @@ FileViewer::FileViewer(QWidget *parent)
                        themeIcon("document-print", this, QStyle::SP_FileIcon))),
       cmdClose(command(tbrMain, "cmdClose", QStringLiteral("Close"),
                        themeIcon("window-close", this, QStyle::SP_DialogCloseButton))),
-      tbrFormat(new RichTextToolBar(rtbText, this))
+      tbrFormat(new RichTextToolBar(rtbText, this)),
+      m_textLoader(new RichTextLoader(rtbText))
 {
     setObjectName(QStringLiteral("FileViewer"));
     setAttribute(Qt::WA_DeleteOnClose);
@@ -140,6 +141,7 @@ FileViewer::FileViewer(QWidget *parent)
     connect(txtSource, &QLineEdit::textChanged, this, &FileViewer::MarkDirty);
     // Format changes count as well: the document reports them as content changes.
     connect(rtbText, &QTextEdit::textChanged, this, &FileViewer::MarkDirty);
+    connect(m_textLoader, &RichTextLoader::Shown, this, &FileViewer::TextShown);
 
     ApplyMode();
     UpdateTitle();
@@ -177,7 +179,8 @@ void FileViewer::Open(quint8 bytMode, quint8 bytPlatformId, quint8 bytGenreId, q
 
     // Text handed to a new file (a drop, an imported page) is not in the store yet: closing the
     // window asks about it as it asks after an edit.
-    SetDirty(m_mode == NewMode && !rtbText->document()->toPlainText().trimmed().isEmpty());
+    SetDirty(m_mode == NewMode &&
+             (m_textLoader->IsLoading() || !rtbText->document()->toPlainText().trimmed().isEmpty()));
     ApplyMode();
     UpdateTitle();
     show();
@@ -313,7 +316,7 @@ void FileViewer::ApplyMode()
     txtDesc->setReadOnly(!editable);
     txtSource->setReadOnly(!editable);
     // A text shown cut is never edited: saving what is shown would drop the rest.
-    const bool textEditable = editable && m_cutText.isNull();
+    const bool textEditable = editable && m_wholeText.isNull();
     rtbText->setReadOnly(!textEditable);
     // Read-only text stays selectable and copyable from the keyboard too.
     if (!textEditable)
@@ -341,7 +344,7 @@ void FileViewer::UpdateTitle()
 
 void FileViewer::MarkDirty()
 {
-    if (!m_loading && m_mode != ViewMode)
+    if (!m_loading && !m_textLoader->IsLoading() && m_mode != ViewMode)
         SetDirty(true);
 }
 
@@ -370,17 +373,25 @@ bool FileViewer::Refuse(const QString &prompt, QWidget *field)
 
 void FileViewer::LoadText(const QString &rtf)
 {
-    ShowRichText(rtbText, rtf);
+    // A long text is read on a worker thread and handed over; TextShown follows either way.
+    m_wholeText = rtf;
+    m_textLoader->Show(rtf);
+}
+
+void FileViewer::TextShown()
+{
     rtbText->moveCursor(QTextCursor::Start);
-    m_cutText = IsCutRichText(rtbText->document()) ? rtf : QString();
+    if (!IsCutRichText(rtbText->document()))
+        m_wholeText = QString();
+    ApplyMode();
 }
 
 QString FileViewer::DocumentRtf() const
 {
-    if (!m_cutText.isNull())
-        return RtfReader::LooksLikeRtf(m_cutText.left(64).toLatin1())
-                   ? m_cutText
-                   : QString::fromLatin1(RtfWriter::FromPlainText(m_cutText));
+    if (!m_wholeText.isNull())
+        return RtfReader::LooksLikeRtf(m_wholeText.left(64).toLatin1())
+                   ? m_wholeText
+                   : QString::fromLatin1(RtfWriter::FromPlainText(m_wholeText));
     return QString::fromLatin1(RtfWriter::FromDocument(*rtbText->document()));
 }
 

@@ -10,6 +10,7 @@ class QComboBox;
 class QLabel;
 class QLineEdit;
 class QTextEdit;
+class RichTextLoader;
 class QToolBar;
 class RichTextToolBar;
 struct ErrObject;
@@ -77,6 +78,7 @@ private:
     bool Refuse(const QString &prompt, QWidget *field);
     bool AddRow(const FileRow &row, qint32 *newId, ErrObject *err);
     void LoadText(const QString &rtf);
+    void TextShown();
     QString DocumentRtf() const;
     void Print();
 
@@ -104,9 +106,10 @@ private:
     qint32 m_fileId = 0;
     // The description as last loaded or stored, which the title shows.
     QString m_desc;
-    // The whole text when the window shows only its beginning, which is then read-only: saving
-    // keeps this instead of what is shown.
-    QString m_cutText;
+    // The whole text while the window reads it, or when it shows only its beginning: the text is
+    // read-only meanwhile, and saving and printing take this instead of what is shown.
+    QString m_wholeText;
+    RichTextLoader *m_textLoader; // after rtbText, whose document it fills
     // The text as last loaded or stored.
     QString m_storedRtf;
     bool m_dirty = false;

@@ -54,8 +54,10 @@ void RichTextLoader::Show(const QString &storedRtf)
             delete document;
             return;
         }
-        m_stop.reset();
+        // Still loading while the editor takes the document over: what it reports of the change
+        // is no edit of the user's.
         ShowRichTextDocument(m_edit, document);
+        m_stop.reset();
         Q_EMIT Shown();
     });
     watcher->setFuture(reading);
