@@ -15,6 +15,7 @@ void RtfTableBuilder::enterCell(int column)
     if (!m_open) {
         m_open = true;
         m_long = false;
+        m_continued = false;
         m_row = 0;
         m_column = -1;
         m_columns = 1;
@@ -79,7 +80,7 @@ void RtfTableBuilder::putPiece()
     // Qt keeps a paragraph between two tables too; between the pieces of one it takes no room.
     const QTextBlockFormat blockFormat = m_cursor.blockFormat();
     const QTextCharFormat blockCharFormat = m_cursor.blockCharFormat();
-    if (m_long) {
+    if (m_continued) {
         QTextBlockFormat gap;
         gap.setLineHeight(0, QTextBlockFormat::FixedHeight);
         m_cursor.setBlockFormat(gap);
@@ -94,7 +95,7 @@ void RtfTableBuilder::putPiece()
             QList<QTextLength>(m_columns, QTextLength(QTextLength::PercentageLength, 100.0 / m_columns)));
     }
     QTextTable *table = m_cursor.insertTable(m_row + 1, m_columns, format);
-    if (m_long) {
+    if (m_continued) {
         QTextCursor after(table->lastCursorPosition());
         after.movePosition(QTextCursor::NextBlock);
         after.setBlockFormat(blockFormat);
@@ -109,6 +110,7 @@ void RtfTableBuilder::putPiece()
         }
     }
     m_steps.clear();
+    m_continued = true;
     m_cursor = table->lastCursorPosition();
     m_cursor.movePosition(QTextCursor::NextBlock);
     m_columns = 1;

@@ -52,7 +52,8 @@ private:
     QTextTableFormat m_format;
     std::vector<Step> m_steps;
     bool m_open = false;
-    bool m_long = false; // the table takes more than one piece
+    bool m_long = false;      // the table takes more than one piece
+    bool m_continued = false; // a piece of the table is in already
     bool m_rowEnded = false;
     bool m_blockHasText = false;
     int m_row = 0; // in the piece
