@@ -16,7 +16,10 @@ namespace {
 
 const Suite suites[] = {
     {"store", "our data layer against bare QtSql: open the store, list a game's files, read a file", runStoreSuite},
-    {"rtf", "our RTF reader (plain text, document) against Qt's HTML import of the same content", runRtfSuite},
+    {"rtf",
+     "our RTF reader (plain text, document) against Qt's HTML import of the same content; a long text written as "
+     "HTML in parts against the same read whole",
+     runRtfSuite},
     {"tree",
      "the game tree: its load and a game rename, against the bare SQL of the same rows; catching up with "
      "another program's change, against loading the tree again",

@@ -1,4 +1,5 @@
-// Suite "rtf": our RTF reader against Qt's own HTML import of the same content.
+// Suite "rtf": our RTF reader against Qt's own HTML import of the same content, and a long text
+// read in parts against the same read whole.
 
 #include "BenchContext.h"
 #include "data/modADO.h"
@@ -90,5 +91,27 @@ int runRtfSuite(const BenchContext &context)
     };
     bool measured = context.compare(QStringLiteral("plaintext"), plainText, baseline);
     measured = context.compare(QStringLiteral("read"), read, baseline) && measured;
+
+    // A text of 300,000 short paragraphs written as HTML as lkrtf does, in parts of 2,000, against
+    // the whole document read and written at once.
+    QByteArray longText = "{\\rtf1\\ansi ";
+    for (int line = 0; line < 300000; ++line)
+        longText += "line " + QByteArray::number(line) + "\\par\n";
+    longText += '}';
+    const auto inParts = [&longText] {
+        QTextDocument document;
+        qsizetype bytes = 0;
+        RtfReader::ReadInParts(longText, &document, 2000, [&](bool) {
+            bytes += document.toHtml().size();
+            return true;
+        });
+        return bytes > 0;
+    };
+    const auto whole = [&longText] {
+        QTextDocument document;
+        RtfReader::Read(longText, &document);
+        return !document.toHtml().isEmpty();
+    };
+    measured = context.compare(QStringLiteral("long-text-html"), inParts, whole) && measured;
     return measured ? 0 : 1;
 }
