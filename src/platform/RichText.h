@@ -23,9 +23,9 @@ QTextDocument *BuildRichText(const QString &storedRtf, const QFont &font, qreal 
                              const std::atomic<bool> *stop = nullptr);
 void ShowRichTextDocument(QTextEdit *edit, QTextDocument *document);
 
-// The most paragraphs a shown text holds, a table's row counting as one. An editor stops laying a
-// text out once it is some 8 million pixels high, after minutes of trying; a text longer than this
-// is shown cut there, with a note at its end that says so.
+// The most paragraphs a shown text holds, a table's row counting as one. Qt's editor never finishes
+// laying out a document of some half a million paragraphs, and its window stops answering; a text
+// longer than this is shown cut there, with a note at its end that says so.
 constexpr int maxShownParagraphs = 150000;
 // The longest paragraph a shown or printed text holds; a longer one is broken after a blank near
 // there. Qt lays a paragraph out whole, again each time its width changes while a window opens (the
