@@ -73,7 +73,9 @@ void tst_errorlog::logErrorShowsTheRecordWhenAsked()
 
     // The store's own failure goes through the same path, with the message shown.
     prompts.answerMsgBox(MsgResult::OK);
-    QVERIFY(!modADO(QStringLiteral("missing")).Connect(home.file(QStringLiteral("missing.lkb"))));
+    ErrObject err;
+    QVERIFY(!modADO(QStringLiteral("missing")).Open(home.file(QStringLiteral("missing.lkb")), &err));
+    LogError(err, QStringLiteral("modADO"), QStringLiteral("Connect"), true);
     QCOMPARE(prompts.shown().size(), 1);
     QCOMPARE(prompts.last().title, QStringLiteral("modADO Error"));
     QVERIFY(prompts.last().text.startsWith(QStringLiteral("Connect Error: 3024\r\n\r\nCould not find the store")));

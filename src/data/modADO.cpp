@@ -3,7 +3,6 @@
 #include "FindIndex.h"
 #include "Schema.h"
 #include "StoreError.h"
-#include "base/ErrorLog.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -57,15 +56,6 @@ QString modADO::NameFromPath(const QString &path)
     if (tail.isEmpty())
         return fileName;
     return QString(fileName).remove(tail);
-}
-
-bool modADO::Connect(const QString &path)
-{
-    ErrObject err;
-    if (Open(path, &err))
-        return true;
-    LogError(err, QStringLiteral("modADO"), QStringLiteral("Connect"), true);
-    return false;
 }
 
 bool modADO::Open(const QString &path, ErrObject *err)

@@ -18,11 +18,9 @@ public:
 
     // Opens the existing store at `path` and makes it this connection. A store that can be written
     // is kept in write-ahead mode with a full sync; one whose file or folder cannot be written is
-    // opened for reading (IsReadOnly); one written by a newer Lorekeep is refused untouched, releasing the previous
-    // one. Failures are logged (module "modADO", procedure "Connect") with the message shown.
-    bool Connect(const QString &path);
-    // The same without logging: `err` says what went wrong. A failure changes no file and leaves the
-    // previous store open as it was, so a mistaken File > Open does not cut the panes off their data.
+    // opened for reading (IsReadOnly); one written by a newer Lorekeep is refused untouched. `err`
+    // says what went wrong. A failure changes no file and leaves the previous store open as it
+    // was, so a mistaken File > Open does not cut the panes off their data.
     bool Open(const QString &path, ErrObject *err);
     void Close();
     // Whether the open store takes changes now: false, with the reason, when it is read-only or

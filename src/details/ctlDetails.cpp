@@ -245,16 +245,6 @@ void ctlDetails::Reset()
     ClearSearch();
 }
 
-void ctlDetails::ClearFiles()
-{
-    lvBookmarks->Clear();
-}
-
-void ctlDetails::ClearFavorites()
-{
-    lvFavorites->Clear();
-}
-
 void ctlDetails::SelectTab(int index)
 {
     if (index < 1 || index > tbsTabs->count())

@@ -64,7 +64,6 @@ public:
     void DeleteBookmark(const QString &Key);
     // Deletes the selected bookmark without asking: its file is gone.
     void KillBM();
-    void ClearFiles();
 
     // Internet favorites (ctlDetailsLists.cpp). Loading them also loads the bookmarks.
     void LoadFavorites(const QString &PlatformKeys);
@@ -74,7 +73,6 @@ public:
     void AddFavorite(const QString &Key, const QString &URL, const QString &Title, const QString &Desc);
     // Deletes the favorite's row; true when there was one. The list is left to the caller.
     bool DeleteFavorite(const QString &Key);
-    void ClearFavorites();
 
     // Search results (ctlDetailsLists.cpp).
     void ClearSearch();

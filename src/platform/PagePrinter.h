@@ -72,7 +72,6 @@ public:
     // Pages begun so far; the next document starts on this page (0-based).
     int PageCount() const { return m_pages; }
     // The drawing rectangle in device pixels, relative to the device's printable area.
-    QRectF BodyRect() const { return m_body; }
     // The size of the text's part of that rectangle (above the page number) in the units of the
     // layout: points.
     QSizeF PageSize() const;

@@ -110,8 +110,6 @@ public:
     FileViewer *Editor() const;
 
 Q_SIGNALS:
-    // Declared for the host, which deletes bookmarks on it; the pane deletes files itself.
-    void DeleteFile();
     void AddGameNode(const QString &strName, const QString &strParentKey, const QString &strKey);
     void Bookmark(quint8 bytSubCat, const QString &strKey, const QString &strDesc);
     void UpdateBookmark(quint8 bytSubCat, const QString &strKey, const QString &strDesc);
