@@ -29,6 +29,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMimeData>
+#include <QPointer>
 #include <QPushButton>
 #include <QSqlQuery>
 #include <QTabBar>
@@ -189,12 +190,23 @@ void tst_routing::usersPath()
     QCOMPARE(program.nodeText(bookmarkedGame), QStringLiteral("Renamed Quest (%1)").arg(files - 1));
     QVERIFY(!bookmarks->Item(bookmarkKey));
 
-    // Another store: every pane reloads from it, in the same order.
+    // Another store: an unsaved file window is asked about first, and Cancel keeps the store;
+    // then every pane reloads from the other one, in the same order.
     const QString second = program.dir.filePath(QStringLiteral("second.lkb"));
     Program::generate(second, 9);
+    program.tree->SelectNode(gameKey);
+    Q_EMIT program.tree->AddFile();
+    QPointer<FileViewer> editor = program.view->Editor();
+    QVERIFY(editor);
+    QTest::keyClicks(editor->findChild<QTextEdit *>(QStringLiteral("rtbText")), QStringLiteral("notes"));
     program.loading.clear();
-    program.prompts.answerOpenFile(second);
-    program.form->Menu().mnuFileConnect->trigger();
+    for (const MsgResult answer : {MsgResult::Cancel, MsgResult::No}) {
+        program.prompts.answerOpenFile(second);
+        program.prompts.answerMsgBox(answer);
+        program.form->Menu().mnuFileConnect->trigger();
+        QCOMPARE(program.prompts.last().text, QStringLiteral("Do you want to save the changes to this file?"));
+    }
+    QVERIFY(!editor);
     QCOMPARE(std::tuple(program.loading.size(), program.details->Bookmarks()->Count()),
              std::tuple(2, program.count(QStringLiteral("SELECT count(*) FROM bookmarks"))));
 }

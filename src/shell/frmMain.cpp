@@ -308,7 +308,10 @@ void frmMain::mnuFileConnect_Click()
 void frmMain::OpenStoreFile(const QString &path)
 {
     // The store that is open already is not reopened; a store that fails to open has been reported.
-    if (path == modADO::instance().DatabasePath() || !OpenStore(path))
+    // A file window still open would save into the store that is going away: the user is asked
+    // about each first, and may keep the store by cancelling.
+    if (path == modADO::instance().DatabasePath() || !m_ctlView->CloseEditors() || !m_ctlTree->CloseEditors() ||
+        !OpenStore(path))
         return;
     if (m_ctlView->SelectedTab() == 1)
         SetFilesCaption();
