@@ -159,7 +159,6 @@ void frmMain::connectMenu()
     connect(m_menu->mnuToolsCheck, &QAction::triggered, this, &frmMain::mnuToolsCheck_Click);
     connect(m_menu->mnuFileExit, &QAction::triggered, this, &QWidget::close);
     connect(m_menu->mnuMaintPlatforms, &QAction::triggered, this, &frmMain::mnuMaintPlatforms_Click);
-    connect(m_menu->mnuEditAddGame, &QAction::triggered, m_ctlTree, &ctlTree::AddGame);
     connect(m_menu->mnuViewBrowser, &QAction::triggered, this, &frmMain::mnuViewBrowser_Click);
     connect(m_menu->mnuSearchLorekeep, &QAction::triggered, this, &frmMain::mnuSearchLorekeep_Click);
     connect(m_menu->mnuViewTop, &QAction::triggered, this, &frmMain::mnuViewTop_Click);
@@ -178,13 +177,6 @@ void frmMain::connectMenu()
     connect(m_menu->mnuHelpUpdate, &QAction::triggered, this, &frmMain::mnuHelpUpdate_Click);
     connect(m_menu->mnuLKSupport, &QAction::triggered, this, &frmMain::mnuLKSupport_Click);
     connect(m_menu->mnuHelpAbout, &QAction::triggered, this, &frmMain::mnuHelpAbout_Click);
-    connect(m_ctlView, &ctlView::TextShown, this, &frmMain::UpdateMenus);
-
-    // A pane's own close or show buttons run exactly the menu's command, so the check marks follow.
-    connect(m_ctlTree, &ctlTree::HideControl, m_menu->mnuViewLeft, &QAction::trigger);
-    connect(m_ctlDetails, &ctlDetails::HideControl, m_menu->mnuViewBottom, &QAction::trigger);
-    connect(m_ctlView, &ctlView::ShowTree, m_menu->mnuViewLeft, &QAction::trigger);
-    connect(m_ctlView, &ctlView::ShowDetails, m_menu->mnuViewBottom, &QAction::trigger);
 }
 
 void frmMain::Form_Load()

@@ -119,6 +119,15 @@ void frmMain::connectPanes()
         else
             SetFilesCaption();
     });
+
+    // The menu's commands that are a pane's, and the panes' own buttons, which run exactly the
+    // menu's command so that the check marks follow.
+    connect(m_menu->mnuEditAddGame, &QAction::triggered, m_ctlTree, &ctlTree::AddGame);
+    connect(m_ctlView, &ctlView::TextShown, this, &frmMain::UpdateMenus);
+    connect(m_ctlTree, &ctlTree::HideControl, m_menu->mnuViewLeft, &QAction::trigger);
+    connect(m_ctlDetails, &ctlDetails::HideControl, m_menu->mnuViewBottom, &QAction::trigger);
+    connect(m_ctlView, &ctlView::ShowTree, m_menu->mnuViewLeft, &QAction::trigger);
+    connect(m_ctlView, &ctlView::ShowDetails, m_menu->mnuViewBottom, &QAction::trigger);
 }
 
 void frmMain::ctlView_AddFavorite()
