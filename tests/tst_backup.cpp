@@ -531,6 +531,8 @@ void tst_backup::damagedStoreAfterRestores()
     damageStore(QStringLiteral("Restore"));
     prompts.answerMsgBox(MsgResult::OK);
     form = startMainWindow();
+    // The offer follows the failed read once the window is up.
+    QTRY_VERIFY(prompts.last().text.contains(QStringLiteral("was restored")));
     const QString offer = prompts.shown().at(prompts.shown().size() - 2).text;
     QVERIFY2(offer.contains(QStringLiteral("the day's backup")) &&
                  offer.contains(QStringLiteral("2 games and 1 file")) && !offer.contains(QStringLiteral("fewer")),
@@ -546,13 +548,12 @@ void tst_backup::damagedStoreAfterRestores()
         prompts.answerMsgBox(answer);
     restoreInWindow(daily.Made, &marked);
     form = startMainWindow();
+    QTRY_VERIFY(prompts.last().text.contains(QStringLiteral("was restored")));
     const QList<PromptRecord> &shown = prompts.shown();
     QVERIFY(shown.at(shown.size() - 4)
                 .text.contains(
                     QStringLiteral("fewer games than your library had when it was last closed: 3 games and 1 file")));
-    QCOMPARE(
-        std::tuple(marked, prompts.last().text.contains(QStringLiteral("was restored")), gamesIn(home.storePath())),
-        std::tuple(4, true, 2));
+    QCOMPARE(std::pair(marked, gamesIn(home.storePath())), std::pair(4, 2));
     form->close();
     modADO::instance().Close();
 }

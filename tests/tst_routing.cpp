@@ -206,7 +206,7 @@ void tst_routing::usersPath()
         program.form->Menu().mnuFileConnect->trigger();
         QCOMPARE(program.prompts.last().text, QStringLiteral("Do you want to save the changes to this file?"));
     }
-    QVERIFY(!editor);
+    QTRY_VERIFY(!editor);
     QCOMPARE(std::tuple(program.loading.size(), program.details->Bookmarks()->Count()),
              std::tuple(2, program.count(QStringLiteral("SELECT count(*) FROM bookmarks"))));
 }

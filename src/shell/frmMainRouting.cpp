@@ -168,8 +168,6 @@ void frmMain::ctlTree_TreeNodeClick(quint8 bytPlatformId, quint8 bytGenreId, qin
         m_ctlView->Reset();
     } else if (enNodeType == 4) {
         m_ctlView->ListFiles(lngGameId, m_selectingFromList);
-        // The list and its first file show at once, before the user's next input is handled.
-        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
     }
 }
 

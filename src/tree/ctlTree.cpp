@@ -365,7 +365,6 @@ QString ctlTree::Search_Text() const
 void ctlTree::setSearch_Text(const QString &strVar)
 {
     txtSearch->setText(strVar);
-    QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
     txtSearch->selectAll();
 }
 
