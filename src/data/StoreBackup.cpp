@@ -484,12 +484,15 @@ bool StoreBackup::Check(const QString &path, QStringList *problems, ErrObject *e
         *err = cancelled();
         return false;
     }
+    if (found == QStringList{QStringLiteral("ok")})
+        found.clear();
     if (!ran) {
+        // A check that stops on a broken page still tells what it met before.
+        if (problems)
+            *problems = found;
         *err = failure;
         return false;
     }
-    if (found == QStringList{QStringLiteral("ok")})
-        found.clear();
     if (problems)
         *problems = found;
     if (found.isEmpty())
