@@ -7,8 +7,6 @@
 #include "platform/RtfReader.h"
 
 #include <QLoggingCategory>
-#include <QSqlError>
-#include <QSqlQuery>
 
 #include <algorithm>
 #include <limits>
