@@ -1,6 +1,7 @@
 #include "TestHome.h"
 #include "data/BookmarkTable.h"
 #include "data/FavoriteTable.h"
+#include "data/FileSearch.h"
 #include "data/FileTable.h"
 #include "data/GameTable.h"
 #include "data/Schema.h"
@@ -23,6 +24,7 @@ private Q_SLOTS:
     void lockedAndReadOnlyStores();
     void gamesAndFiles();
     void bookmarksAndFavorites();
+    void damagedPageFailsTheRead();
 };
 
 // Runs statements on `path` through a connection of its own, as another program would.
@@ -244,6 +246,55 @@ void tst_store::bookmarksAndFavorites()
     QVector<FavoriteRow> favorites;
     QVERIFY(FavoriteTable::Load(home.db(), &favorites, &err) && favorites.size() == 1 && favorites.at(0).url.isEmpty());
     QVERIFY(FavoriteTable::Delete(home.db(), favorite, &deleted, &err) && deleted);
+}
+
+void tst_store::damagedPageFailsTheRead()
+{
+    TestHome home;
+    const qint32 intact = home.addGame(18, 1, QStringLiteral("Intact"));
+    const qint32 intactFile = home.addFile(intact, 1, QStringLiteral("Guide"));
+    const qint32 big = home.addGame(18, 1, QStringLiteral("Big"));
+    QStringList told;
+    StoreError::setDamageHandler([&told](const QString &path) { told << path; });
+    const QList<qint32> damaged = home.addDamagedFiles(big, 3000);
+    QVERIFY(!damaged.isEmpty() && damaged.size() < 100);
+
+    // Every read that meets the page half-way fails as damaged instead of ending early as success.
+    const auto isDamaged = [&](bool ok, const ErrObject &err) {
+        return !ok && err.Number == ErrNumber::StoreDamaged && err.Description.contains(home.storePath());
+    };
+    QVector<FileRow> rows;
+    ErrObject err;
+    QVERIFY(isDamaged(FileTable::List(home.db(), big, &rows, &err), err));
+    err = {};
+    QVERIFY(isDamaged(FileTable::ListHeads(home.db(), big, &rows, &err), err));
+    err = {};
+    QSet<QString> sources;
+    QVERIFY(isDamaged(FileTable::Sources(home.db(), big, &sources, &err), err));
+    err = {};
+    int visited = 0;
+    QVERIFY(isDamaged(FileTable::Find(
+                          home.db(), {}, [&visited](const FileRow &) { return ++visited, true; }, &err),
+                      err));
+    QVERIFY(visited > 0);
+    err = {};
+    QVector<FindHit> hits;
+    QVERIFY(isDamaged(FileSearch::Scan(home.db(), {QStringLiteral("File"), true, false, false, {}}, &hits, &err), err));
+    // A file on the page is an error, not a file that is gone.
+    FileRow row;
+    bool found = true;
+    err = {};
+    QVERIFY(isDamaged(FileTable::Read(home.db(), damaged.first(), &row, &found, &err), err));
+    QVERIFY(!told.isEmpty() && told.constLast() == home.storePath());
+    StoreError::setDamageHandler({});
+
+    // What lies elsewhere still reads, and a visit that stops before the page is a success.
+    QVERIFY(FileTable::List(home.db(), intact, &rows, &err) && rows.size() == 1 && rows.at(0).auto_id == intactFile);
+    QVERIFY(FileTable::Read(home.db(), damaged.first() - 1, &row, &found, &err) && found);
+    visited = 0;
+    QVERIFY(FileTable::Find(
+        home.db(), {big, {}}, [&visited](const FileRow &) { return ++visited < 10; }, &err));
+    QCOMPARE(visited, 10);
 }
 
 QTEST_GUILESS_MAIN(tst_store)

@@ -108,6 +108,7 @@ private Q_SLOTS:
     void init() { clearSettings(); }
     void listAdapter();
     void listFiles();
+    void unreadableFile();
     void longTextShowsWhenRead();
     void sortViewAndWidths();
     void deleteFile();
@@ -262,6 +263,34 @@ void tst_view::listFiles()
     QTest::keyClicks(shelf.view.Viewer(), QStringLiteral("typed"));
     QCOMPARE(shelf.shown(), QStringLiteral("changed"));
     QVERIFY(!QFile::exists(shelf.home.file(QStringLiteral("error.log"))));
+}
+
+void tst_view::unreadableFile()
+{
+    Shelf shelf;
+    ScriptedPrompts prompts;
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    const QString shown = shelf.view.CurrentFileKey();
+    const QList<qint32> damaged = shelf.home.addDamagedFiles(shelf.empty, 3000);
+    QVERIFY(!damaged.isEmpty());
+
+    // A file whose page is damaged is told and logged; the view keeps the file it showed, and a
+    // second try reads again rather than taking the file as shown.
+    for (int attempt = 1; attempt <= 2; ++attempt) {
+        prompts.answerMsgBox(MsgResult::OK);
+        shelf.view.SelectFile(shelf.key(damaged.first()));
+        QCOMPARE(prompts.shown().size(), attempt);
+        QVERIFY(prompts.last().text.startsWith(QStringLiteral("SelectFile Error: 3049")));
+        QCOMPARE(std::tuple(shelf.view.CurrentFileKey(), shelf.list->SelectedItem()->Key(), shelf.shown()),
+                 std::tuple(shown, shown, QStringLiteral("The guide.")));
+    }
+    QVERIFY(readFile(shelf.home.file(QStringLiteral("error.log"))).contains("SelectFile"));
+
+    // A game whose list runs into the page is told too, not listed short.
+    prompts.answerMsgBox(MsgResult::OK);
+    shelf.list_(shelf.empty, QStringLiteral("Empty"));
+    QVERIFY(prompts.last().text.startsWith(QStringLiteral("ListFiles Error: 3049")));
+    QCOMPARE(shelf.list->Count(), 0);
 }
 
 void tst_view::longTextShowsWhenRead()

@@ -30,19 +30,14 @@ bool BookmarkTable::Load(const QSqlDatabase &db, QVector<BookmarkRow> *rows, Err
 {
     rows->clear();
     StoreQuery query(db);
-    if (!query.run(selectBookmarks, err))
-        return false;
-    while (query.next())
-        rows->append(bookmarkRow(query));
-    return true;
+    return query.run(selectBookmarks, err) && query.forEachRow([&] { rows->append(bookmarkRow(query)); }, err);
 }
 
 bool BookmarkTable::Read(const QSqlDatabase &db, qint32 id, BookmarkRow *row, bool *found, ErrObject *err)
 {
     StoreQuery query(db);
-    if (!query.run(selectBookmarks + QStringLiteral(" WHERE auto_id = ") + QString::number(id), err))
+    if (!query.run(selectBookmarks + QStringLiteral(" WHERE auto_id = ?"), {id}, err) || !query.firstRow(found, err))
         return false;
-    *found = query.next();
     if (*found)
         *row = bookmarkRow(query);
     return true;

@@ -6,11 +6,12 @@ bool FavoriteTable::Load(const QSqlDatabase &db, QVector<FavoriteRow> *rows, Err
 {
     rows->clear();
     StoreQuery query(db);
-    if (!query.run(QStringLiteral("SELECT auto_id, url, title, desc FROM favorites"), err))
-        return false;
-    while (query.next())
-        rows->append({query.id(0), query.text(1), query.text(2), query.text(3)});
-    return true;
+    return query.run(QStringLiteral("SELECT auto_id, url, title, desc FROM favorites"), err) &&
+           query.forEachRow(
+               [&] {
+                   rows->append({query.id(0), query.text(1), query.text(2), query.text(3)});
+               },
+               err);
 }
 
 bool FavoriteTable::Add(const QSqlDatabase &db, const FavoriteRow &row, qint32 *newId, ErrObject *err)

@@ -97,7 +97,10 @@ bool idsLeft(const QSqlDatabase &db, ErrObject *err)
                                   "coalesce((SELECT seq FROM sqlite_sequence WHERE name = 'file'), 0))"),
                    err))
         return false;
-    const qint64 last = query.next() ? query.value(0).toLongLong() : 0;
+    bool found = false;
+    if (!query.firstRow(&found, err))
+        return false;
+    const qint64 last = found ? query.value(0).toLongLong() : 0;
     if (last < std::numeric_limits<qint32>::max())
         return true;
     *err = {ErrNumber::StoreFailed,
@@ -111,10 +114,9 @@ bool idsLeft(const QSqlDatabase &db, ErrObject *err)
 bool storedAlready(const QSqlDatabase &db, qint32 gameId, const QString &source, bool *found, ErrObject *err)
 {
     StoreQuery query(db);
-    if (!query.run(QStringLiteral("SELECT 1 FROM file WHERE game_id = ? AND src = ? LIMIT 1"), {gameId, source}, err))
-        return false;
-    *found = query.next();
-    return true;
+    return query.run(QStringLiteral("SELECT 1 FROM file WHERE game_id = ? AND src = ? LIMIT 1"), {gameId, source},
+                     err) &&
+           query.firstRow(found, err);
 }
 
 } // namespace

@@ -7,8 +7,6 @@
 #include "platform/RtfReader.h"
 
 #include <QLoggingCategory>
-#include <QSqlError>
-#include <QSqlQuery>
 
 #include <algorithm>
 #include <limits>
@@ -17,10 +15,11 @@ Q_DECLARE_LOGGING_CATEGORY(lcStore)
 
 namespace {
 
-// The criteria as SQL on table `file` under the name `f`, bracketed so that " Or " stays inside.
-QString criteriaTerms(const FileCriteria &criteria)
+// The criteria as SQL on table `file` under the name `f`, bracketed so that " Or " stays inside;
+// their values are appended to `values`.
+QString criteriaTerms(const FileCriteria &criteria, QVariantList *values)
 {
-    const QString conditions = FileTable::FindConditions(criteria, QStringLiteral("f"));
+    const QString conditions = FileTable::FindConditions(criteria, QStringLiteral("f"), values);
     return conditions.isEmpty() ? conditions : QLatin1Char('(') + conditions + QLatin1Char(')');
 }
 
@@ -70,7 +69,7 @@ QString trigramQuery(const QString &phrase)
     return trigrams.join(QStringLiteral(" AND "));
 }
 
-FindHit hitOf(const QSqlQuery &query)
+FindHit hitOf(const StoreQuery &query)
 {
     FindHit hit;
     hit.FileId = query.value(0).toInt();
@@ -96,11 +95,11 @@ ErrObject idOutOfRange(const QSqlDatabase &db, qint64 id)
                 .arg(std::numeric_limits<qint32>::max())};
 }
 
-bool indexedFind(const QSqlDatabase &db, const FindRequest &request, QVector<FindHit> *hits, QSqlError *error,
+bool indexedFind(const QSqlDatabase &db, const FindRequest &request, QVector<FindHit> *hits, ErrObject *err,
                  qint64 *badId)
 {
-    const QString terms = criteriaTerms(request.Criteria);
-    const QString check = QStringLiteral("instr(") + joinedColumns(request) + QStringLiteral(", :phrase) > 0");
+    QVariantList values;
+    const QString check = QStringLiteral("instr(") + joinedColumns(request) + QStringLiteral(", ?) > 0");
     const QString match = trigramQuery(request.Phrase);
     QString from = QStringLiteral("find_text t CROSS JOIN file f ON f.auto_id = t.rowid");
     QStringList where;
@@ -110,53 +109,45 @@ bool indexedFind(const QSqlDatabase &db, const FindRequest &request, QVector<Fin
     } else if (!match.isEmpty()) {
         // Candidates from the trigram index (in any field: the check below sees only the chosen ones).
         // Without a trigram in the phrase every row's plain text is read, still not its markup.
-        where << QStringLiteral("t.rowid IN (SELECT rowid FROM find_text WHERE find_text MATCH :match)");
+        where << QStringLiteral("t.rowid IN (SELECT rowid FROM find_text WHERE find_text MATCH ?)");
+        values << match;
     }
     where << check;
+    values << request.Phrase;
+    const QString terms = criteriaTerms(request.Criteria, &values);
     if (!terms.isEmpty())
         where << terms;
     const QString sql = QStringLiteral("SELECT ") + hitColumns + QStringLiteral(" FROM ") + from +
                         QStringLiteral(" LEFT JOIN game g ON g.auto_id = f.game_id WHERE ") +
                         where.join(QStringLiteral(" AND ")) + QStringLiteral(" ORDER BY f.auto_id");
-    QSqlQuery query(db);
-    query.setForwardOnly(true);
-    if (!query.prepare(sql)) {
-        *error = query.lastError();
-        return false;
-    }
-    query.bindValue(QStringLiteral(":phrase"), request.Phrase);
-    if (sql.contains(QLatin1String(":match")))
-        query.bindValue(QStringLiteral(":match"), match);
-    if (!query.exec()) {
-        *error = query.lastError();
-        return false;
-    }
-    while (query.next()) {
-        const qint64 id = query.value(0).toLongLong();
-        if (id > std::numeric_limits<qint32>::max() || id < 0) {
-            *badId = id;
-            return true;
-        }
-        hits->append(hitOf(query));
-    }
-    if (query.lastError().isValid()) {
-        *error = query.lastError();
-        return false;
-    }
-    return true;
+    StoreQuery query(db);
+    return query.run(sql, values, err) && query.forEachRowWhile(
+                                              [&] {
+                                                  const qint64 id = query.value(0).toLongLong();
+                                                  if (id > std::numeric_limits<qint32>::max() || id < 0) {
+                                                      *badId = id;
+                                                      return false;
+                                                  }
+                                                  hits->append(hitOf(query));
+                                                  return true;
+                                              },
+                                              err);
 }
 
 } // namespace
 
 bool FileSearch::CountRows(const QSqlDatabase &db, const FileCriteria &criteria, qint64 *count, ErrObject *err)
 {
-    const QString terms = criteriaTerms(criteria);
+    QVariantList values;
+    const QString terms = criteriaTerms(criteria, &values);
     StoreQuery query(db);
+    bool found = false;
     if (!query.run(QStringLiteral("SELECT count(*) FROM file f") +
                        (terms.isEmpty() ? QString() : QStringLiteral(" WHERE ") + terms),
-                   err))
+                   values, err) ||
+        !query.firstRow(&found, err))
         return false;
-    *count = query.next() ? query.id(0) : 0;
+    *count = found ? query.value(0).toLongLong() : 0;
     return true;
 }
 
@@ -188,34 +179,38 @@ bool FileSearch::Occurrences(const QSqlDatabase &db, const FindRequest &request,
     counts->clear();
     if (fileIds.isEmpty() || !(request.Desc || request.Src || request.Text))
         return true;
-    QStringList idList;
-    for (const qint32 id : fileIds)
-        idList << QString::number(id);
     // The index holds each file's plain text; without it the rows are read and made plain here.
     const bool indexed = FindIndex::Available(db);
     if (indexed && !FindIndex::Update(db, -1, nullptr, err))
         return false;
-    QSqlQuery query(db);
-    query.setForwardOnly(true);
-    const QString sql = indexed ? QStringLiteral("SELECT t.rowid, ") + joinedColumns(request) +
-                                      QStringLiteral(" FROM find_text t WHERE t.rowid IN (")
-                                : QStringLiteral("SELECT auto_id, desc, src, txt_rtf FROM file WHERE auto_id IN (");
-    if (!query.exec(sql + idList.join(QLatin1Char(',')) + QLatin1Char(')'))) {
-        *err = StoreError::fromSql(query.lastError(), db);
-        return false;
-    }
-    while (query.next()) {
-        QString text;
-        if (indexed) {
-            text = query.value(1).toString();
-        } else {
-            FileRow row;
-            row.desc = query.value(1).toString();
-            row.src = query.value(2).toString();
-            row.txt_rtf = query.value(3).toString();
-            text = SearchedText(request, row);
-        }
-        counts->insert(query.value(0).toInt(), Occurrences(text, request.Phrase));
+    const QString select = indexed ? QStringLiteral("SELECT t.rowid, ") + joinedColumns(request) +
+                                         QStringLiteral(" FROM find_text t WHERE t.rowid IN (")
+                                   : QStringLiteral("SELECT auto_id, desc, src, txt_rtf FROM file WHERE auto_id IN (");
+    // A statement takes a limited number of values: the ids go in slices.
+    constexpr qsizetype slice = 500;
+    for (qsizetype first = 0; first < fileIds.size(); first += slice) {
+        const QList<qint32> ids = fileIds.mid(first, slice);
+        QVariantList values;
+        for (const qint32 id : ids)
+            values << id;
+        QString marks = QStringLiteral("?,").repeated(ids.size());
+        marks.chop(1);
+        StoreQuery query(db);
+        const auto count = [&] {
+            QString text;
+            if (indexed) {
+                text = query.text(1);
+            } else {
+                FileRow row;
+                row.desc = query.text(1);
+                row.src = query.text(2);
+                row.txt_rtf = query.text(3);
+                text = SearchedText(request, row);
+            }
+            counts->insert(query.id(0), Occurrences(text, request.Phrase));
+        };
+        if (!query.run(select + marks + QLatin1Char(')'), values, err) || !query.forEachRow(count, err))
+            return false;
     }
     return true;
 }
@@ -268,9 +263,8 @@ bool FileSearch::Find(const QSqlDatabase &db, const FindRequest &request, QVecto
         return Scan(db, request, hits, err);
     ErrObject failure;
     if (FindIndex::Update(db, -1, nullptr, &failure)) {
-        QSqlError error;
         qint64 badId = 0;
-        if (indexedFind(db, request, hits, &error, &badId)) {
+        if (indexedFind(db, request, hits, &failure, &badId)) {
             if (badId == 0)
                 return true;
             hits->clear();
@@ -278,7 +272,6 @@ bool FileSearch::Find(const QSqlDatabase &db, const FindRequest &request, QVecto
             return false;
         }
         hits->clear();
-        failure = StoreError::fromSql(error, db);
     }
     if (failure.Number == ErrNumber::StoreLocked || failure.Number == ErrNumber::StoreReadOnly) {
         *err = failure;

@@ -27,11 +27,8 @@ bool listFiles(const QSqlDatabase &db, const QString &select, qint32 gameId, QVe
 {
     rows->clear();
     StoreQuery query(db);
-    if (!query.run(select + QStringLiteral(" WHERE game_id = ") + QString::number(gameId), err))
-        return false;
-    while (query.next())
-        rows->append(fileRow(query));
-    return true;
+    return query.run(select + QStringLiteral(" WHERE game_id = ?"), {gameId}, err) &&
+           query.forEachRow([&] { rows->append(fileRow(query)); }, err);
 }
 
 } // namespace
@@ -49,9 +46,8 @@ bool FileTable::ListHeads(const QSqlDatabase &db, qint32 gameId, QVector<FileRow
 bool FileTable::Read(const QSqlDatabase &db, qint32 id, FileRow *row, bool *found, ErrObject *err)
 {
     StoreQuery query(db);
-    if (!query.run(selectFiles + QStringLiteral(" WHERE auto_id = ") + QString::number(id), err))
+    if (!query.run(selectFiles + QStringLiteral(" WHERE auto_id = ?"), {id}, err) || !query.firstRow(found, err))
         return false;
-    *found = query.next();
     if (*found)
         *row = fileRow(query);
     return true;
@@ -63,9 +59,7 @@ bool FileTable::Ids(const QSqlDatabase &db, qint32 gameId, QVector<qint32> *ids,
     StoreQuery query(db);
     if (!query.run(QStringLiteral("SELECT auto_id FROM file WHERE game_id = ?"), {gameId}, err))
         return false;
-    while (query.next())
-        ids->append(query.value(0).toInt());
-    return true;
+    return query.forEachRow([&] { ids->append(query.value(0).toInt()); }, err);
 }
 
 bool FileTable::Sources(const QSqlDatabase &db, qint32 gameId, QSet<QString> *sources, ErrObject *err)
@@ -74,26 +68,26 @@ bool FileTable::Sources(const QSqlDatabase &db, qint32 gameId, QSet<QString> *so
     StoreQuery query(db);
     if (!query.run(QStringLiteral("SELECT src FROM file WHERE game_id = ?"), {gameId}, err))
         return false;
-    while (query.next())
-        sources->insert(query.text(0));
-    return true;
+    return query.forEachRow([&] { sources->insert(query.text(0)); }, err);
 }
 
 bool FileTable::Count(const QSqlDatabase &db, qint32 gameId, int *count, ErrObject *err)
 {
     StoreQuery query(db);
-    if (!query.run(QStringLiteral("SELECT COUNT(*) FROM file WHERE game_id = ") + QString::number(gameId), err))
+    bool found = false;
+    if (!query.run(QStringLiteral("SELECT COUNT(*) FROM file WHERE game_id = ?"), {gameId}, err) ||
+        !query.firstRow(&found, err))
         return false;
-    *count = query.next() ? query.value(0).toInt() : 0;
+    *count = found ? query.value(0).toInt() : 0;
     return true;
 }
 
 bool FileTable::GameOf(const QSqlDatabase &db, qint32 id, qint32 *gameId, bool *found, ErrObject *err)
 {
     StoreQuery query(db);
-    if (!query.run(QStringLiteral("SELECT game_id FROM file WHERE auto_id = ?"), {id}, err))
+    if (!query.run(QStringLiteral("SELECT game_id FROM file WHERE auto_id = ?"), {id}, err) ||
+        !query.firstRow(found, err))
         return false;
-    *found = query.next();
     *gameId = *found ? query.id(0) : 0;
     return true;
 }
@@ -149,33 +143,37 @@ bool FileTable::FindBySource(const QSqlDatabase &db, const QString &src, SourceM
     if (!query.run(QStringLiteral("SELECT file.auto_id, file.desc, game.auto_id, game.name, game.platform_id "
                                   "FROM file JOIN game ON game.auto_id = file.game_id "
                                   "WHERE file.src = ? ORDER BY file.auto_id LIMIT 1"),
-                   {src}, err))
+                   {src}, err) ||
+        !query.firstRow(found, err))
         return false;
-    *found = query.next();
     if (*found)
         *match = {query.id(0), query.text(1), query.id(2), query.text(3), query.code(4)};
     return true;
 }
 
-QString FileTable::FindConditions(const FileCriteria &criteria, const QString &table)
+QString FileTable::FindConditions(const FileCriteria &criteria, const QString &table, QVariantList *values)
 {
     const QString column = table.isEmpty() ? QString() : table + QLatin1Char('.');
     QStringList terms;
-    if (criteria.GameId != 0)
-        terms << column + QStringLiteral("game_id = ") + QString::number(criteria.GameId);
+    if (criteria.GameId != 0) {
+        terms << column + QStringLiteral("game_id = ?");
+        values->append(criteria.GameId);
+    }
     if (!criteria.SubCats.isEmpty()) {
         QStringList subCats;
-        for (quint8 subCat : criteria.SubCats)
-            subCats << column + QStringLiteral("sub_cat = ") + QString::number(subCat);
+        for (quint8 subCat : criteria.SubCats) {
+            subCats << column + QStringLiteral("sub_cat = ?");
+            values->append(subCat);
+        }
         const QString any = subCats.join(QStringLiteral(" Or "));
         terms << (terms.isEmpty() ? any : QLatin1Char('(') + any + QLatin1Char(')'));
     }
     return terms.join(QStringLiteral(" AND "));
 }
 
-QString FileTable::FindStatement(const FileCriteria &criteria)
+QString FileTable::FindStatement(const FileCriteria &criteria, QVariantList *values)
 {
-    const QString conditions = FindConditions(criteria);
+    const QString conditions = FindConditions(criteria, QString(), values);
     return conditions.isEmpty() ? selectFiles : selectFiles + QStringLiteral(" WHERE ") + conditions;
 }
 
@@ -183,11 +181,7 @@ bool FileTable::Find(const QSqlDatabase &db, const FileCriteria &criteria,
                      const std::function<bool(const FileRow &)> &visit, ErrObject *err)
 {
     StoreQuery query(db);
-    if (!query.run(FindStatement(criteria), err))
-        return false;
-    while (query.next()) {
-        if (!visit(fileRow(query)))
-            break;
-    }
-    return true;
+    QVariantList values;
+    const QString sql = FindStatement(criteria, &values);
+    return query.run(sql, values, err) && query.forEachRowWhile([&] { return visit(fileRow(query)); }, err);
 }

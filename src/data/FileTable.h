@@ -6,6 +6,7 @@
 #include <QSet>
 #include <QSqlDatabase>
 #include <QString>
+#include <QVariantList>
 #include <QVector>
 
 #include <functional>
@@ -70,11 +71,11 @@ public:
     static bool FindBySource(const QSqlDatabase &db, const QString &src, SourceMatch *match, bool *found,
                              ErrObject *err);
 
-    // The conditions of the search statement for `criteria` (ids and codes only, never user text),
-    // on the columns of `table` when a name is given; empty for no criteria.
-    static QString FindConditions(const FileCriteria &criteria, const QString &table = QString());
-    // The text of the search statement for `criteria`.
-    static QString FindStatement(const FileCriteria &criteria);
+    // The conditions of the search statement for `criteria`, on the columns of `table` when a name
+    // is given; empty for no criteria. Their values, bound in order, are appended to `values`.
+    static QString FindConditions(const FileCriteria &criteria, const QString &table, QVariantList *values);
+    // The text of the search statement for `criteria`, its values appended to `values`.
+    static QString FindStatement(const FileCriteria &criteria, QVariantList *values);
     // Calls `visit` with each file that meets `criteria`, in the store's order, until it returns false.
     static bool Find(const QSqlDatabase &db, const FileCriteria &criteria,
                      const std::function<bool(const FileRow &)> &visit, ErrObject *err);

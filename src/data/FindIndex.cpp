@@ -2,6 +2,7 @@
 
 #include "Schema.h"
 #include "StoreError.h"
+#include "StoreQuery.h"
 #include "StoreTransaction.h"
 #include "platform/RtfReader.h"
 
@@ -57,11 +58,13 @@ struct Queued
 bool FindIndex::Available(const QSqlDatabase &db)
 {
     // All five parts: without a trigger the index would fall behind unnoticed.
-    QSqlQuery query(db);
-    return query.exec(QStringLiteral("SELECT count(*) FROM sqlite_master WHERE name IN ('find_text', "
-                                     "'find_pending', 'find_file_insert', 'find_file_update', "
-                                     "'find_file_delete')")) &&
-           query.next() && query.value(0).toInt() == 5;
+    StoreQuery query(db);
+    bool found = false;
+    return query.run(QStringLiteral("SELECT count(*) FROM sqlite_master WHERE name IN ('find_text', "
+                                    "'find_pending', 'find_file_insert', 'find_file_update', "
+                                    "'find_file_delete')"),
+                     nullptr) &&
+           query.firstRow(&found, nullptr) && found && query.value(0).toInt() == 5;
 }
 
 bool FindIndex::Ensure(const QSqlDatabase &db, ErrObject *err)
@@ -71,10 +74,11 @@ bool FindIndex::Ensure(const QSqlDatabase &db, ErrObject *err)
 
 bool FindIndex::Pending(const QSqlDatabase &db, qint64 *count, ErrObject *err)
 {
-    QSqlQuery query(db);
-    if (!query.exec(QStringLiteral("SELECT count(*) FROM find_pending")) || !query.next())
-        return fail(query, db, err);
-    *count = query.value(0).toLongLong();
+    StoreQuery query(db);
+    bool found = false;
+    if (!query.run(QStringLiteral("SELECT count(*) FROM find_pending"), err) || !query.firstRow(&found, err))
+        return false;
+    *count = found ? query.value(0).toLongLong() : 0;
     return true;
 }
 
@@ -82,26 +86,29 @@ bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, Er
 {
     if (done)
         *done = 0;
-    QSqlQuery read(db);
-    read.setForwardOnly(true);
     while (maxFiles != 0) {
         const qint64 batch = maxFiles < 0 ? batchFiles : std::min(maxFiles, batchFiles);
-        // The plain text is made before the write lock is taken, so other readers wait less.
-        if (!read.exec(QStringLiteral("SELECT p.file_id, f.auto_id, f.desc, f.src, f.txt_rtf FROM find_pending p "
-                                      "LEFT JOIN file f ON f.auto_id = p.file_id ORDER BY p.file_id LIMIT ") +
-                       QString::number(batch)))
-            return fail(read, db, err);
         QVector<Queued> queued;
-        qint64 chars = 0;
-        // At least one file per batch, however big; the rest wait for the next batch.
-        while (chars < batchChars && read.next()) {
-            const QString stored = read.value(4).toString();
-            QString body = RtfReader::PlainText(RtfReader::FromStoredText(stored));
-            chars += stored.size() + body.size();
-            queued.append({read.value(0).toLongLong(), !read.value(1).isNull(), read.value(2).toString(),
-                           read.value(3).toString(), std::move(body)});
+        {
+            // The plain text is made before the write lock is taken, so other readers wait less.
+            StoreQuery read(db);
+            if (!read.run(QStringLiteral("SELECT p.file_id, f.auto_id, f.desc, f.src, f.txt_rtf FROM find_pending p "
+                                         "LEFT JOIN file f ON f.auto_id = p.file_id ORDER BY p.file_id LIMIT ?"),
+                          {batch}, err))
+                return false;
+            qint64 chars = 0;
+            // At least one file per batch, however big; the rest wait for the next batch.
+            const auto queue = [&] {
+                const QString stored = read.text(4);
+                QString body = RtfReader::PlainText(RtfReader::FromStoredText(stored));
+                chars += stored.size() + body.size();
+                queued.append(
+                    {read.value(0).toLongLong(), !read.value(1).isNull(), read.text(2), read.text(3), std::move(body)});
+                return chars < batchChars;
+            };
+            if (!read.forEachRowWhile(queue, err))
+                return false;
         }
-        read.finish();
         if (queued.isEmpty())
             break;
         StoreTransaction transaction(db);
@@ -159,13 +166,17 @@ bool FindIndex::Rebuild(const QSqlDatabase &db, ErrObject *err)
     // the schema, the tables that held it are dropped as plain tables, and the schema's version
     // moves on so that every connection reads the schema again.
     StoreTransaction transaction(db, StoreTransaction::Lock::Immediate);
-    QSqlQuery query(db);
     if (!transaction.begin(err))
         return false;
-    if (!query.exec(QStringLiteral("PRAGMA schema_version")) || !query.next())
-        return fail(query, db, err);
-    const qint64 version = query.value(0).toLongLong();
-    query.finish();
+    qint64 version = 0;
+    {
+        StoreQuery read(db);
+        bool found = false;
+        if (!read.run(QStringLiteral("PRAGMA schema_version"), err) || !read.firstRow(&found, err))
+            return false;
+        version = read.value(0).toLongLong();
+    }
+    QSqlQuery query(db);
     QStringList forced = {QStringLiteral("PRAGMA writable_schema = ON"),
                           QStringLiteral("DELETE FROM sqlite_master WHERE type = 'table' AND name = 'find_text'"),
                           QStringLiteral("PRAGMA schema_version = %1").arg(version + 1),

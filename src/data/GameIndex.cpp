@@ -14,9 +14,10 @@ bool GameIndex::Read(const QSqlDatabase &db, QVector<IndexedGame> *games, ErrObj
 {
     games->clear();
     StoreQuery query(db);
-    if (!query.run(Statement(), err))
-        return false;
-    while (query.next())
-        games->append({query.id(0), query.code(1), query.code(2), query.text(3), query.value(4).toInt()});
-    return true;
+    return query.run(Statement(), err) &&
+           query.forEachRow(
+               [&] {
+                   games->append({query.id(0), query.code(1), query.code(2), query.text(3), query.value(4).toInt()});
+               },
+               err);
 }

@@ -30,11 +30,10 @@ bool GameTable::Add(const QSqlDatabase &db, quint8 platformId, quint8 genreId, c
 bool GameTable::Read(const QSqlDatabase &db, qint32 id, GameRow *row, bool *found, ErrObject *err)
 {
     StoreQuery query(db);
-    if (!query.run(QStringLiteral("SELECT auto_id, platform_id, genre_id, name, notes FROM game WHERE auto_id = ") +
-                       QString::number(id),
-                   err))
+    if (!query.run(QStringLiteral("SELECT auto_id, platform_id, genre_id, name, notes FROM game WHERE auto_id = ?"),
+                   {id}, err) ||
+        !query.firstRow(found, err))
         return false;
-    *found = query.next();
     if (*found)
         *row = {query.id(0), query.code(1), query.code(2), query.text(3), query.text(4)};
     return true;
@@ -48,9 +47,11 @@ bool GameTable::List(const QSqlDatabase &db, quint8 platformId, quint8 genreId, 
                                   "WHERE platform_id = ? AND genre_id = ? ORDER BY auto_id"),
                    {platformId, genreId}, err))
         return false;
-    while (query.next())
-        rows->append({query.id(0), query.code(1), query.code(2), query.text(3), query.text(4)});
-    return true;
+    return query.forEachRow(
+        [&] {
+            rows->append({query.id(0), query.code(1), query.code(2), query.text(3), query.text(4)});
+        },
+        err);
 }
 
 bool GameTable::Rename(const QSqlDatabase &db, qint32 id, const QString &name, ErrObject *err)

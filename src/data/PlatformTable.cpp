@@ -42,8 +42,12 @@ bool PlatformTable::List(const QSqlDatabase &db, QVector<PlatformCount> *rows, E
                                       "FROM game g) GROUP BY code"),
                    err))
         return false;
-    while (games.next())
-        rows->append({games.code(0), games.value(1).toInt(), games.value(2).toInt(), 0});
+    if (!games.forEachRow(
+            [&] {
+                rows->append({games.code(0), games.value(1).toInt(), games.value(2).toInt(), 0});
+            },
+            err))
+        return false;
 
     StoreQuery bookmarks(db);
     if (!bookmarks.run(QStringLiteral("SELECT ") + lastKeyField +
@@ -52,8 +56,8 @@ bool PlatformTable::List(const QSqlDatabase &db, QVector<PlatformCount> *rows, E
                        err))
         return false;
     QHash<QString, int> byField;
-    while (bookmarks.next())
-        byField.insert(bookmarks.text(0), bookmarks.value(1).toInt());
+    if (!bookmarks.forEachRow([&] { byField.insert(bookmarks.text(0), bookmarks.value(1).toInt()); }, err))
+        return false;
     for (PlatformCount &row : *rows)
         row.bookmarks = byField.value(platformField(row.platform_id));
 

@@ -3,6 +3,7 @@
 #include "FindIndex.h"
 #include "Schema.h"
 #include "StoreError.h"
+#include "StoreQuery.h"
 #include "modADO.h"
 
 #include <QDir>
@@ -417,12 +418,11 @@ bool StoreBackup::Inspect(const QString &path, BackupContents *contents, ErrObje
 
 bool StoreBackup::Count(const QSqlDatabase &db, BackupContents *contents, ErrObject *err)
 {
-    QSqlQuery query(db);
-    if (!query.exec(QStringLiteral("SELECT (SELECT count(*) FROM game), (SELECT count(*) FROM file)")) ||
-        !query.next()) {
-        *err = StoreError::fromSql(query.lastError(), db);
+    StoreQuery query(db);
+    bool found = false;
+    if (!query.run(QStringLiteral("SELECT (SELECT count(*) FROM game), (SELECT count(*) FROM file)"), err) ||
+        !query.firstRow(&found, err))
         return false;
-    }
     contents->Games = query.value(0).toLongLong();
     contents->Files = query.value(1).toLongLong();
     return true;
@@ -474,22 +474,25 @@ bool StoreBackup::Check(const QString &path, QStringList *problems, ErrObject *e
     CheckProgress check{&progress};
     if (progress)
         sqlite3_progress_handler(link.handle(), progressOps, &reportCheck, &check);
-    QSqlQuery query(link.db());
+    StoreQuery query(link.db());
     QStringList found;
-    const bool ran = query.exec(QStringLiteral("PRAGMA integrity_check(100)"));
-    while (ran && query.next())
-        found << query.value(0).toString();
+    ErrObject failure;
+    const bool ran = query.run(QStringLiteral("PRAGMA integrity_check(100)"), &failure) &&
+                     query.forEachRow([&] { found << query.text(0); }, &failure);
     sqlite3_progress_handler(link.handle(), 0, nullptr, nullptr);
     if (check.stopped) {
         *err = cancelled();
         return false;
     }
-    if (!ran) {
-        *err = StoreError::fromSql(query.lastError(), path);
-        return false;
-    }
     if (found == QStringList{QStringLiteral("ok")})
         found.clear();
+    if (!ran) {
+        // A check that stops on a broken page still tells what it met before.
+        if (problems)
+            *problems = found;
+        *err = failure;
+        return false;
+    }
     if (problems)
         *problems = found;
     if (found.isEmpty())
@@ -500,12 +503,11 @@ bool StoreBackup::Check(const QString &path, QStringList *problems, ErrObject *e
 
 bool StoreBackup::QuickCheck(const QSqlDatabase &db, ErrObject *err)
 {
-    QSqlQuery query(db);
-    if (!query.exec(QStringLiteral("PRAGMA quick_check(1)"))) {
-        *err = StoreError::fromSql(query.lastError(), db);
+    StoreQuery query(db);
+    bool found = false;
+    if (!query.run(QStringLiteral("PRAGMA quick_check(1)"), err) || !query.firstRow(&found, err))
         return false;
-    }
-    if (query.next() && query.value(0).toString() == QLatin1String("ok"))
+    if (found && query.text(0) == QLatin1String("ok"))
         return true;
     *err = StoreError::damagedStore(StoreError::storePath(db));
     return false;

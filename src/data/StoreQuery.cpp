@@ -40,3 +40,40 @@ bool StoreQuery::run(const QString &sql, const QVariantList &values, ErrObject *
     }
     return ok;
 }
+
+bool StoreQuery::step(bool *found, ErrObject *err)
+{
+    *found = m_query.next();
+    if (*found || !m_query.lastError().isValid())
+        return true;
+    qCDebug(lcStore) << "reading a row failed:" << m_query.lastQuery() << m_query.lastError();
+    if (err)
+        *err = StoreError::fromSql(m_query.lastError(), m_db);
+    return false;
+}
+
+bool StoreQuery::forEachRow(const std::function<void()> &row, ErrObject *err)
+{
+    bool found = false;
+    while (step(&found, err)) {
+        if (!found)
+            return true;
+        row();
+    }
+    return false;
+}
+
+bool StoreQuery::forEachRowWhile(const std::function<bool()> &row, ErrObject *err)
+{
+    bool found = false;
+    while (step(&found, err)) {
+        if (!found || !row())
+            return true;
+    }
+    return false;
+}
+
+bool StoreQuery::firstRow(bool *found, ErrObject *err)
+{
+    return step(found, err);
+}

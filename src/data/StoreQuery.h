@@ -6,6 +6,8 @@
 #include <QSqlQuery>
 #include <QVariantList>
 
+#include <functional>
+
 // One statement on the store: prepared, bound, run forward only, and its failure turned into an
 // ErrObject a user can read.
 class StoreQuery final
@@ -16,7 +18,15 @@ public:
     bool run(const QString &sql, const QVariantList &values, ErrObject *err);
     bool run(const QString &sql, ErrObject *err) { return run(sql, {}, err); }
 
-    bool next() { return m_query.next(); }
+    // Calls `row` for each row the statement gives, the columns read through value() and the like.
+    // A step that fails half-way (a damaged page, a lock, a read error) returns false with `err`
+    // filled, never a short list taken for the whole.
+    bool forEachRow(const std::function<void()> &row, ErrObject *err);
+    // The same, stopping early (with success) once `row` returns false.
+    bool forEachRowWhile(const std::function<bool()> &row, ErrObject *err);
+    // Steps to the first row only; `found` tells whether there is one.
+    bool firstRow(bool *found, ErrObject *err);
+
     QVariant value(int column) const { return m_query.value(column); }
     QString text(int column) const { return m_query.value(column).toString(); }
     qint32 id(int column) const { return m_query.value(column).toInt(); }
@@ -32,6 +42,8 @@ public:
     qint32 insertedId() const { return m_insertedId; }
 
 private:
+    bool step(bool *found, ErrObject *err);
+
     QSqlDatabase m_db;
     QSqlQuery m_query;
     int m_rowsAffected = 0;

@@ -204,8 +204,11 @@ void ctlView::AddListItem(const QString &strFileKey, const QString &strDesc, con
     qint32 gameId = 0;
     bool found = false;
     ErrObject err;
-    if (!id || !FileTable::GameOf(m_store->Connection(), *id, &gameId, &found, &err) || !found ||
-        gameId != m_listedGameId)
+    if (!id)
+        return;
+    if (!FileTable::GameOf(m_store->Connection(), *id, &gameId, &found, &err))
+        return LogError(err, module, QStringLiteral("AddListItem"), false);
+    if (!found || gameId != m_listedGameId)
         return;
     ListItem *item = addRow(strFileKey, strDesc, strSource, bytSC);
     SetCaption(strGameTitle);
@@ -261,16 +264,19 @@ void ctlView::SelectFile(const QString &strFileKey)
 {
     if (strFileKey == m_currentFileKey || lvFiles->Count() == 0)
         return;
-    m_currentFileKey = strFileKey;
-    // Failures here are quiet: the caller asked for a file that may be gone, and only a file the
-    // list does not hold is worth telling the host about.
+    // A key that names no file is quiet: the caller asked for a file that may be gone, and only a
+    // file the list does not hold is worth telling the host about. A store that fails to give the
+    // text is told, and the view keeps what it shows.
     const auto id = NodeKey::Id(strFileKey, 0);
+    if (!id || NodeKey::Kind(strFileKey) != NodeKind::File)
+        return;
     FileRow row;
     bool found = false;
     ErrObject err;
-    if (!id || NodeKey::Kind(strFileKey) != NodeKind::File ||
-        !FileTable::Read(m_store->Connection(), *id, &row, &found, &err))
-        return;
+    if (!FileTable::Read(m_store->Connection(), *id, &row, &found, &err))
+        return LogError(err, module, QStringLiteral("SelectFile"), true);
+    // Recorded even when the list lacks it, so that the host hears of a missing file once.
+    m_currentFileKey = strFileKey;
     ListItem *item = lvFiles->Item(strFileKey, &err);
     if (!item) {
         Q_EMIT NoFileKeyFound(strFileKey);

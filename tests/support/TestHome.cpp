@@ -8,6 +8,7 @@
 
 #include <QFile>
 #include <QSettings>
+#include <QSqlError>
 #include <QSqlQuery>
 #include <QTest>
 
@@ -70,6 +71,51 @@ int TestHome::count(const QString &sql) const
 {
     QSqlQuery query(db());
     return query.exec(sql) && query.next() ? query.value(0).toInt() : -1;
+}
+
+QList<qint32> TestHome::addDamagedFiles(qint32 gameId, int files)
+{
+    const int first = count(QStringLiteral("SELECT coalesce(max(auto_id), 0) + 1 FROM file"));
+    QSqlQuery query(db());
+    query.prepare(QStringLiteral("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < ?) "
+                                 "INSERT INTO file (game_id, sub_cat, src, desc, txt_rtf) "
+                                 "SELECT ?, 1, 'https://example.org/' || i, 'File ' || i, "
+                                 "'{\\rtf1\\ansi ' || hex(randomblob(1000)) || '}' FROM n"));
+    query.addBindValue(files);
+    query.addBindValue(gameId);
+    if (!query.exec())
+        QTest::qFail(qPrintable(query.lastError().text()), __FILE__, __LINE__);
+    const int pageSize = count(QStringLiteral("PRAGMA page_size"));
+    // The middle one of the table's leaves; without the page statistics, the middle of the file,
+    // which the table fills.
+    int page = -1;
+    if (query.exec(
+            QStringLiteral("SELECT pageno FROM dbstat WHERE name = 'file' AND pagetype = 'leaf' ORDER BY pageno"))) {
+        QList<int> leaves;
+        while (query.next())
+            leaves << query.value(0).toInt();
+        page = leaves.isEmpty() ? -1 : leaves.at(leaves.size() / 2);
+    }
+    if (page < 0)
+        page = count(QStringLiteral("PRAGMA page_count")) / 2;
+    query.exec(QStringLiteral("PRAGMA wal_checkpoint(TRUNCATE)"));
+    query = QSqlQuery();
+    m_store->Close();
+    QFile store(storePath());
+    if (!store.open(QIODevice::ReadWrite) || !store.seek(qint64(page - 1) * pageSize) ||
+        store.write(QByteArray(pageSize, '\xa5')) != pageSize)
+        QTest::qFail("cannot damage the store", __FILE__, __LINE__);
+    store.close();
+    ErrObject err;
+    if (!m_store->Open(storePath(), &err))
+        QTest::qFail(qPrintable(err.Description), __FILE__, __LINE__);
+    QList<qint32> damaged;
+    QSqlQuery read(db());
+    for (qint32 id = first; id < first + files; ++id) {
+        if (!read.exec(QStringLiteral("SELECT txt_rtf FROM file WHERE auto_id = %1").arg(id)) || !read.next())
+            damaged << id;
+    }
+    return damaged;
 }
 
 QByteArray readFile(const QString &path)

@@ -2,6 +2,7 @@
 
 #include "data/modADO.h"
 
+#include <QList>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -39,6 +40,10 @@ public:
     qint32 addFile(qint32 gameId, quint8 subCat, const QString &desc, const QString &rtf = QString());
     // The first value of a query's first row as a number; -1 when there is none.
     int count(const QString &sql) const;
+    // Gives game `gameId` `files` files of a few KB of text each, overwrites a leaf page of table
+    // `file` in the middle of the store with garbage, as a bad sector would, and opens the store
+    // again. Returns the ids of the files that page held, which can no longer be read.
+    QList<qint32> addDamagedFiles(qint32 gameId, int files);
 
 private:
     QTemporaryDir m_dir;
