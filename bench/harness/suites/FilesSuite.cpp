@@ -7,6 +7,7 @@
 #include "platform/ListView.h"
 #include "view/ctlView.h"
 
+#include <QEventLoop>
 #include <QSqlQuery>
 #include <QTextEdit>
 
@@ -87,7 +88,12 @@ bool measureShow(const BenchContext &context, modADO *store, ctlView *view, cons
     const QString smallKey = NodeKey::File(smallId);
     const auto ours = [&] {
         view->SelectFile(smallKey);
+        // A long text is read on a worker thread: the measure runs until it shows.
+        QEventLoop shown;
+        QObject::connect(view, &ctlView::TextShown, &shown, &QEventLoop::quit);
         view->SelectFile(key);
+        if (view->Viewer()->document()->isEmpty())
+            shown.exec();
         return view->CurrentFileKey() == key && !view->Viewer()->document()->isEmpty();
     };
     int rows = 0;
