@@ -438,62 +438,6 @@ void tst_fileimport::progressAndCancel()
     QCOMPARE(importer.Summary(), QStringLiteral("The import was cancelled.\n\n0 files imported."));
 }
 
-void tst_fileimport::lkimport()
-{
-    TestHome home;
-    const qint32 game = home.addGame(18, 1, QStringLiteral("Star Quest"));
-    QTemporaryDir dir;
-    const QString sjis =
-        write(dir, QStringLiteral("jp.txt"),
-              encoded(faqHeader + QStringLiteral("攻略ガイド。すべてのボスとマテリアを解説します。\n"), "Shift_JIS"));
-    const QString empty = write(dir, QStringLiteral("empty.txt"), {});
-    const auto run = [&](const QStringList &args, QString *out, QString *err) {
-        QProcess tool;
-        tool.start(QStringLiteral(LKIMPORT_EXE), args);
-        tool.waitForFinished(60000);
-        *out = QString::fromUtf8(tool.readAllStandardOutput());
-        *err = QString::fromUtf8(tool.readAllStandardError()).trimmed();
-        return tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1;
-    };
-    const auto on = [](const QString &store, const QString &gameId) {
-        return QStringList{QStringLiteral("--store"), store, QStringLiteral("--game"), gameId};
-    };
-    const QStringList base = on(home.storePath(), QString::number(game));
-    QString out, err;
-
-    // One line per committed file; the empty one is left out with its reason, and that fails the run.
-    QCOMPARE(run(base + QStringList{sjis, empty}, &out, &err), 1);
-    const int id = home.count(QStringLiteral("SELECT max(auto_id) FROM file"));
-    QCOMPARE(out, QStringLiteral("%1\t%2\tshift_jis\n").arg(sjis).arg(id));
-    QCOMPARE(err, QStringLiteral("lkimport: %1: empty file").arg(empty));
-    // Already there is no failure; --subcat overrides what the name says.
-    const QString news = write(dir, QStringLiteral("news.txt"), "Sequel announced\n");
-    QCOMPARE(run(base + QStringList{QStringLiteral("--subcat"), QStringLiteral("6"), sjis, news}, &out, &err), 0);
-    QCOMPARE(out, QStringLiteral("%1\t%2\tutf-8\n").arg(news).arg(id + 1));
-    QCOMPARE(err, QStringLiteral("lkimport: %1: already in this game").arg(sjis));
-
-    // Stores and games it cannot use: exit 2, the program's own words, nothing written.
-    const int files = home.count(QStringLiteral("SELECT count(*) FROM file"));
-    {
-        QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("locker"));
-        other.setDatabaseName(home.storePath());
-        QSqlQuery lock((other.open(), other));
-        QVERIFY(lock.exec(QStringLiteral("BEGIN IMMEDIATE")));
-        QCOMPARE(run(base + QStringList{dir.path()}, &out, &err), 2);
-        QVERIFY2(err.contains(QStringLiteral("is locked by another program")), qPrintable(err));
-        QVERIFY(lock.exec(QStringLiteral("ROLLBACK")));
-    }
-    QSqlDatabase::removeDatabase(QStringLiteral("locker"));
-    QCOMPARE(run(on(home.storePath(), QStringLiteral("777")) << sjis, &out, &err), 2);
-    QCOMPARE(err, QStringLiteral("lkimport: the store \"%1\" has no game with id 777").arg(home.storePath()));
-    QCOMPARE(run(on(sjis, QString::number(game)) << sjis, &out, &err), 2);
-    QVERIFY2(err.contains(QStringLiteral("not a Lorekeep store")), qPrintable(err));
-    QCOMPARE(run({QStringLiteral("--store"), home.storePath(), sjis}, &out, &err), 2);
-    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file")), files);
-    QCOMPARE(home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id)), 1);
-    QCOMPARE(home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id + 1)), 6);
-}
-
 namespace {
 
 // lkimport on `args`, through the shell, where printf can make words that are not UTF-8.
@@ -509,6 +453,57 @@ int runLkimport(const QString &shellArgs, QByteArray *out, QByteArray *err)
 }
 
 } // namespace
+
+void tst_fileimport::lkimport()
+{
+    TestHome home;
+    const qint32 game = home.addGame(18, 1, QStringLiteral("Star Quest"));
+    QTemporaryDir dir;
+    const QString sjis =
+        write(dir, QStringLiteral("jp.txt"),
+              encoded(faqHeader + QStringLiteral("攻略ガイド。すべてのボスとマテリアを解説します。\n"), "Shift_JIS"));
+    const QString empty = write(dir, QStringLiteral("empty.txt"), {});
+    const auto on = [](const QString &store, const QString &gameId) {
+        return QStringLiteral("--store '%1' --game %2 ").arg(store, gameId);
+    };
+    const QString base = on(home.storePath(), QString::number(game));
+    QByteArray out, err;
+
+    // One line per committed file; the empty one is left out with its reason, and that fails the run.
+    QCOMPARE(runLkimport(base + sjis + QLatin1Char(' ') + empty, &out, &err), 1);
+    const int id = home.count(QStringLiteral("SELECT max(auto_id) FROM file"));
+    QCOMPARE(std::tuple(out, err), std::tuple(QStringLiteral("%1\t%2\tshift_jis\n").arg(sjis).arg(id).toUtf8(),
+                                              QStringLiteral("lkimport: %1: empty file\n").arg(empty).toUtf8()));
+    // Already there is no failure; --subcat overrides what the name says.
+    const QString news = write(dir, QStringLiteral("news.txt"), "Sequel announced\n");
+    QCOMPARE(runLkimport(base + QStringLiteral("--subcat 6 ") + sjis + QLatin1Char(' ') + news, &out, &err), 0);
+    QCOMPARE(std::tuple(out, err),
+             std::tuple(QStringLiteral("%1\t%2\tutf-8\n").arg(news).arg(id + 1).toUtf8(),
+                        QStringLiteral("lkimport: %1: already in this game\n").arg(sjis).toUtf8()));
+
+    // Stores and games it cannot use: exit 2, the program's own words, nothing written.
+    const int files = home.count(QStringLiteral("SELECT count(*) FROM file"));
+    {
+        QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("locker"));
+        other.setDatabaseName(home.storePath());
+        QSqlQuery lock((other.open(), other));
+        QVERIFY(lock.exec(QStringLiteral("BEGIN IMMEDIATE")));
+        QCOMPARE(runLkimport(base + dir.path(), &out, &err), 2);
+        QVERIFY2(err.contains("is locked by another program"), err.constData());
+        QVERIFY(lock.exec(QStringLiteral("ROLLBACK")));
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("locker"));
+    QCOMPARE(runLkimport(on(home.storePath(), QStringLiteral("777")) + sjis, &out, &err), 2);
+    QCOMPARE(err,
+             QStringLiteral("lkimport: the store \"%1\" has no game with id 777\n").arg(home.storePath()).toUtf8());
+    QCOMPARE(runLkimport(on(sjis, QString::number(game)) + sjis, &out, &err), 2);
+    QVERIFY2(err.contains("not a Lorekeep store"), err.constData());
+    QCOMPARE(runLkimport(QStringLiteral("--store '%1' %2").arg(home.storePath(), sjis), &out, &err), 2);
+    QCOMPARE(std::tuple(home.count(QStringLiteral("SELECT count(*) FROM file")),
+                        home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id)),
+                        home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id + 1))),
+             std::tuple(files, 1, 6));
+}
 
 // Names that once forged lines or vanished: every line has three fields and an escaped path, and a
 // name that is not UTF-8 is imported, shown with U+FFFD, and found when named directly. Then stores
