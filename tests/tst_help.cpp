@@ -56,8 +56,8 @@ void tst_help::pagesAreWholeAndInstalledOnce()
     ErrObject err;
     QVERIFY2(HelpPages::Install(home.path(), &err), qPrintable(err.Description));
     const HelpPages pages(HelpPages::Folder(home.path()));
-    QVERIFY(pages.IsAvailable() && pages.Contents().size() >= 10);
-    QCOMPARE(pages.Contents().constFirst().File, HelpPages::ContentsPage);
+    QVERIFY(pages.IsAvailable() && pages.Contents().size() >= 10 &&
+            pages.Contents().constFirst().File == HelpPages::ContentsPage);
 
     // Every page is listed once, has the title it is listed with, and every link and picture in it
     // leads somewhere.
@@ -84,11 +84,9 @@ void tst_help::pagesAreWholeAndInstalledOnce()
     // A second start leaves the pages alone; pages from another version are replaced.
     const QString index = pages.folder() + HelpPages::ContentsPage;
     writeFile(index, "edited");
-    QVERIFY(HelpPages::Install(home.path(), &err));
-    QCOMPARE(readFile(index), QByteArray("edited"));
+    QVERIFY(HelpPages::Install(home.path(), &err) && readFile(index) == "edited");
     writeFile(pages.folder() + HelpPages::StampFile, "older");
-    QVERIFY(HelpPages::Install(home.path(), &err));
-    QVERIFY(readFile(index).startsWith("<!DOCTYPE html>"));
+    QVERIFY(HelpPages::Install(home.path(), &err) && readFile(index).startsWith("<!DOCTYPE html>"));
 }
 
 void tst_help::tipOfTheDay()
@@ -189,16 +187,16 @@ void tst_help::menuItemsAndHelpWindow()
     // The help stays open beside the main window, on its contents.
     menu.mnuHelpContents->trigger();
     HelpViewer *help = HelpViewer::Current();
-    QVERIFY(help && help->isVisible() && help->ContentsList()->topLevelItemCount() > 0);
-    QCOMPARE(help->CurrentPage(), HelpPages::ContentsPage);
+    QVERIFY(help && help->isVisible() && help->ContentsList()->topLevelItemCount() > 0 &&
+            help->CurrentPage() == HelpPages::ContentsPage);
 
     // A word from one page finds that page; opening the hit marks the word in it.
     menu.mnuHelpSearch->trigger();
     QVERIFY(QTest::qWaitForWindowActive(help));
     QTRY_COMPARE(QApplication::focusWidget(), help->SearchBox());
     QTest::keyClicks(help->SearchBox(), QStringLiteral("patchrunner"));
-    QVERIFY(help->Results()->count() >= 1);
-    QCOMPARE(help->Results()->item(0)->data(Qt::UserRole).toString(), QStringLiteral("help-and-tips.html"));
+    QVERIFY(help->Results()->count() >= 1 &&
+            help->Results()->item(0)->data(Qt::UserRole).toString() == QStringLiteral("help-and-tips.html"));
     QTest::keyClick(help->SearchBox(), Qt::Key_Return);
     QCOMPARE(help->CurrentPage(), QStringLiteral("help-and-tips.html"));
     QCOMPARE(help->Page()->extraSelections().value(0).cursor.selectedText().toCaseFolded(),

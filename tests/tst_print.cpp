@@ -142,8 +142,7 @@ private Q_SLOTS:
         QTextDocument empty;
         QCOMPARE(printTo(emptyPath, &empty), QString());
         Pdf emptyOut(emptyPath);
-        QCOMPARE(emptyOut.pages(), 1);
-        QVERIFY(body(emptyOut.text(0), 1, 1).isEmpty());
+        QVERIFY(emptyOut.pages() == 1 && body(emptyOut.text(0), 1, 1).isEmpty());
 
         // An unwritable place is an error, and leaves nothing behind.
         QVERIFY(
@@ -186,8 +185,7 @@ private Q_SLOTS:
             partStarts += text.startsWith(QLatin1String("para1001of")) || text.startsWith(QLatin1String("para2001of"));
             all += text;
         }
-        QCOMPARE(all, expected);
-        QCOMPARE(partStarts, 2);
+        QCOMPARE(std::pair(all, partStarts), std::pair(expected, 2));
         // The counting pass (layout) comes first, then the pages of all parts, never going back.
         QVERIFY(!steps.isEmpty() && steps.first().phase == PrintProgress::Layout);
         const auto firstPage = std::find_if(
@@ -224,8 +222,7 @@ private Q_SLOTS:
                 cancelled = cancelled || step.phase == phase;
                 return !cancelled;
             }));
-            QCOMPARE(drawnAfterCancel, 0);
-            QVERIFY(pdf.Printer().PageCount() <= (phase == PrintProgress::Layout ? 0 : 1));
+            QVERIFY(drawnAfterCancel == 0 && pdf.Printer().PageCount() <= (phase == PrintProgress::Layout ? 0 : 1));
         }
 
         // A text of one part prints as the whole document does.
@@ -240,8 +237,7 @@ private Q_SLOTS:
         {
             PdfExport pdf(onePartPath);
             RtfPrintout onePart(shortRtf);
-            QVERIFY(onePart.Print(&pdf.Printer()));
-            QVERIFY(!onePart.IsInParts());
+            QVERIFY(onePart.Print(&pdf.Printer()) && !onePart.IsInParts());
             QString error;
             QVERIFY(pdf.Save(&error));
         }
@@ -285,8 +281,7 @@ private Q_SLOTS:
         prompts.answerPrint(std::nullopt);
         prompts.answerMsgBox(MsgResult::OK);
         form->Menu().mnuFilePrint->trigger();
-        QVERIFY(prompts.last().text.contains(QStringLiteral("Cancel was selected.")));
-        QVERIFY(!QFile::exists(pdfPath));
+        QVERIFY(prompts.last().text.contains(QStringLiteral("Cancel was selected.")) && !QFile::exists(pdfPath));
 
         prompts.answerPrint(pdfPath);
         form->Menu().mnuFilePrint->trigger();
@@ -357,8 +352,7 @@ private Q_SLOTS:
             const QString page = out.text(listed.captured(i + 1).toInt() - 1);
             QVERIFY2(page.contains(QStringLiteral("File: ") + names[i]), qPrintable(names[i]));
         }
-        QCOMPARE(listed.captured(1), QStringLiteral("2"));
-        QVERIFY(listed.captured(2).toInt() > 2);
+        QVERIFY(listed.captured(1) == QStringLiteral("2") && listed.captured(2).toInt() > 2);
 
         // The outline: the contents, then the files in list order.
         QPdfBookmarkModel outline;
@@ -425,8 +419,8 @@ private Q_SLOTS:
             texts << out.text(page)
                          .remove(QRegularExpression(QStringLiteral("\\s")))
                          .remove(QRegularExpression(QStringLiteral("Page\\d+of\\d+")));
-        QVERIFY(texts.first().startsWith(QLatin1String("r1x")));
-        QCOMPARE(texts.join(QString()), expected + QStringLiteral("end"));
+        QCOMPARE(std::pair(texts.first().startsWith(QLatin1String("r1x")), texts.join(QString())),
+                 std::pair(true, QString(expected + QStringLiteral("end"))));
     }
 
     void lkrtfWritesPdf()
@@ -444,13 +438,12 @@ private Q_SLOTS:
         QCOMPARE(
             run({rtf, QStringLiteral("--pdf"), out, QStringLiteral("--page-size"), QStringLiteral("Letter")}).first, 0);
         Pdf pdf(out);
-        QCOMPARE(body(pdf.text(0), 1, 1), words(QStringLiteral("Hello printed world")));
-        QCOMPARE(pdf.document.pagePointSize(0).toSize(), QSize(612, 792));
+        QCOMPARE(std::pair(body(pdf.text(0), 1, 1), pdf.document.pagePointSize(0).toSize()),
+                 std::pair(words(QStringLiteral("Hello printed world")), QSize(612, 792)));
         QCOMPARE(run({rtf, QStringLiteral("--pdf"), out, QStringLiteral("--page-size"), QStringLiteral("A3")}).first,
                  2);
         const auto unwritable = run({rtf, QStringLiteral("--pdf"), dir.filePath(QStringLiteral("no/such/x.pdf"))});
-        QCOMPARE(unwritable.first, 1);
-        QVERIFY(unwritable.second.contains(QStringLiteral("lkrtf: ")));
+        QVERIFY(unwritable.first == 1 && unwritable.second.contains(QStringLiteral("lkrtf: ")));
     }
 };
 
