@@ -262,8 +262,8 @@ void tst_details::keepingInStep()
     const QString moved = QStringLiteral("N_1|G_2|P_3");
     desk.details.MoveBookmark(desk.quest, moved, desk.tree);
     const ListItem *guide = desk.bookmarks->Item(QStringLiteral("K_10|") + moved);
-    QVERIFY(guide && !desk.bookmarks->Item(guideKey));
-    QCOMPARE(desk.columns(guide).mid(3), QString("Adventure|GameCube").split('|'));
+    QVERIFY(guide && !desk.bookmarks->Item(guideKey) &&
+            desk.columns(guide).mid(3) == QStringList({"Adventure", "GameCube"}));
     const BookmarkRow codes = desk.row(desk.codes);
     QCOMPARE(std::tuple(codes.tree_key, codes.platform, codes.genre, codes.game),
              std::tuple(QStringLiteral("K_11|") + moved, QString("GameCube"), quint8(2), QString("Quest II")));
@@ -271,8 +271,8 @@ void tst_details::keepingInStep()
     // A file moved to another game is re-keyed, so bookmarking it at its new place is a duplicate.
     const QString lapsMoved = QStringLiteral("K_20|") + moved;
     desk.details.MoveBookmark(QStringLiteral("K_20|") + desk.racer, lapsMoved, desk.tree);
-    QCOMPARE(desk.columns(desk.bookmarks->Item(lapsMoved)), QString("Laps|Review|Quest|Adventure|GameCube").split('|'));
-    QCOMPARE(desk.row(desk.laps).tree_key, lapsMoved);
+    QCOMPARE(std::pair(desk.columns(desk.bookmarks->Item(lapsMoved)), desk.row(desk.laps).tree_key),
+             std::pair(QString("Laps|Review|Quest|Adventure|GameCube").split('|'), lapsMoved));
     desk.prompts.answerMsgBox(MsgResult::OK);
     desk.details.BookmarkFile(3, lapsMoved, QStringLiteral("Laps"), desk.tree);
     QCOMPARE(stored(), 5);
@@ -300,9 +300,9 @@ void tst_details::storeFailuresDeleteAndOpen()
                   .arg(desk.codes));
     desk.prompts.answerMsgBox(MsgResult::OK);
     desk.details.MoveBookmark(desk.quest, QStringLiteral("N_1|G_2|P_3"), desk.tree);
-    QVERIFY(desk.prompts.last().text.contains(QStringLiteral("bookmark locked")));
-    QCOMPARE(desk.row(desk.guide).tree_key, QStringLiteral("K_10|") + desk.quest);
-    QVERIFY(desk.bookmarks->Item(QStringLiteral("K_10|") + desk.quest));
+    QVERIFY(desk.prompts.last().text.contains(QStringLiteral("bookmark locked")) &&
+            desk.row(desk.guide).tree_key == QStringLiteral("K_10|") + desk.quest &&
+            desk.bookmarks->Item(QStringLiteral("K_10|") + desk.quest));
     const QByteArray logged = readFile(desk.home.file(QStringLiteral("error.log")));
     QVERIFY(logged.contains("ctlDetails") && logged.contains("MoveBookmark"));
 
@@ -310,8 +310,7 @@ void tst_details::storeFailuresDeleteAndOpen()
     desk.exec(QStringLiteral("DROP TRIGGER refuse"));
     desk.exec(QStringLiteral("DELETE FROM bookmarks WHERE auto_id = %1").arg(desk.guide));
     desk.details.RenameGame(desk.quest, QStringLiteral("Quest II"));
-    QVERIFY(!desk.bookmarks->Item(QStringLiteral("K_10|") + desk.quest));
-    QCOMPARE(desk.bookmarks->Count(), 2);
+    QVERIFY(!desk.bookmarks->Item(QStringLiteral("K_10|") + desk.quest) && desk.bookmarks->Count() == 2);
 
     QSignalSpy selected(&desk.details, &ctlDetails::BookmarkSelect);
     ListItem *laps = desk.bookmarks->Item(QStringLiteral("K_20|") + desk.racer);
@@ -374,8 +373,7 @@ void tst_details::favorites()
     QCOMPARE(list->Count(), 2);
     desk.prompts.answerMsgBox(MsgResult::Yes);
     desk.key(list, list->ItemAt(2), Qt::Key_Delete);
-    QCOMPARE(list->Count(), 1);
-    QVERIFY(!desk.details.DeleteFavorite(QStringLiteral("K_%1").arg(id)));
+    QVERIFY(list->Count() == 1 && !desk.details.DeleteFavorite(QStringLiteral("K_%1").arg(id)));
     desk.exec(QStringLiteral("DELETE FROM favorites"));
     desk.prompts.answerMsgBox(MsgResult::Yes);
     desk.key(list, list->ItemAt(1), Qt::Key_Delete);

@@ -130,8 +130,7 @@ void tst_fileimport::encodings()
     // No extension at all: a file that holds text is read as text.
     const ImportedFile file = FileImport::Convert(write(dir, QStringLiteral("guide"), bytes));
     QVERIFY2(file.Skipped.isEmpty(), qPrintable(file.Skipped));
-    QCOMPARE(file.Encoding, encoding);
-    QCOMPARE(plainOf(file), text);
+    QCOMPARE(std::pair(file.Encoding, plainOf(file)), std::pair(encoding, text));
 
     // Kept in a fixed-pitch font, so that the table's columns line up on any machine.
     QTextDocument document;
@@ -146,11 +145,10 @@ void tst_fileimport::otherKinds()
     const QByteArray rtf = "{\\rtf1\\ansi\\ansicpg1251{\\fonttbl{\\f0 Arial;}}\\f0 \\b \\'cf\\'f0\\'e8\\b0  "
                            "\xe2\xe5\xf2\\par}\r\n";
     ImportedFile file = FileImport::Convert(write(dir, QStringLiteral("Boss Review.RTF"), rtf));
-    QCOMPARE(file.Encoding, QStringLiteral("windows-1251"));
-    QCOMPARE(file.Row.txt_rtf, QString::fromLatin1(QByteArray(rtf).replace("\xe2\xe5\xf2", "\\'e2\\'e5\\'f2")));
-    QCOMPARE(plainOf(file), QStringLiteral("При вет\n"));
-    QCOMPARE(file.Row.desc, QStringLiteral("Boss Review"));
-    QCOMPARE(file.Row.sub_cat, quint8(3));
+    QCOMPARE(std::tuple(file.Encoding, file.Row.txt_rtf, plainOf(file), file.Row.desc, file.Row.sub_cat),
+             std::tuple(QStringLiteral("windows-1251"),
+                        QString::fromLatin1(QByteArray(rtf).replace("\xe2\xe5\xf2", "\\'e2\\'e5\\'f2")),
+                        QStringLiteral("При вет\n"), QStringLiteral("Boss Review"), quint8(3)));
 
     // An editor's UTF-8 mark goes: escaped, it would stand before "{\rtf" and hide the document.
     file = FileImport::Convert(write(dir, QStringLiteral("marked.rtf"), "\xEF\xBB\xBF{\\rtf1 Caf\xE9}"));
@@ -158,8 +156,8 @@ void tst_fileimport::otherKinds()
 
     // A truncated one keeps what the reader makes of it, as a document of its own.
     file = FileImport::Convert(write(dir, QStringLiteral("cut.rtf"), "{\\rtf1 Hello {\\b bold"));
-    QVERIFY(RtfReader::IsWhole(file.Row.txt_rtf.toLatin1()));
-    QCOMPARE(plainOf(file).trimmed(), QStringLiteral("Hello bold"));
+    QCOMPARE(std::pair(RtfReader::IsWhole(file.Row.txt_rtf.toLatin1()), plainOf(file).trimmed()),
+             std::pair(true, QStringLiteral("Hello bold")));
     // A ".rtf" that is not RTF is plain text.
     file = FileImport::Convert(write(dir, QStringLiteral("plain.rtf"), "just text\n"));
     QCOMPARE(plainOf(file), QStringLiteral("just text\n"));
@@ -170,20 +168,19 @@ void tst_fileimport::otherKinds()
                                         "<script>var secret = 1;</script></head><body><h1>Прохождение</h1>"
                                         "<p>Первый <b>босс</b></p><noscript>Enable scripts</noscript></body></html>");
     file = FileImport::Convert(write(dir, QStringLiteral("Latest News.html"), encoded(html, "windows-1251")));
-    QCOMPARE(file.Encoding, QStringLiteral("windows-1251"));
-    QCOMPARE(plainOf(file), QStringLiteral("Прохождение\nПервый босс"));
-    QVERIFY(file.Row.txt_rtf.contains(QLatin1String("\\b")));
+    QCOMPARE(std::tuple(file.Encoding, plainOf(file), file.Row.txt_rtf.contains(QLatin1String("\\b"))),
+             std::tuple(QStringLiteral("windows-1251"), QStringLiteral("Прохождение\nПервый босс"), true));
     // The heading keeps its size: twice the text's, as a browser shows an <h1>.
     QTextDocument page;
     RtfReader::Read(RtfReader::FromStoredText(file.Row.txt_rtf), &page);
     QCOMPARE(page.firstBlock().begin().fragment().charFormat().fontPointSize(),
              2 * page.lastBlock().begin().fragment().charFormat().fontPointSize());
-    QVERIFY(!file.Row.txt_rtf.contains(QLatin1String("colortbl")));
-    QCOMPARE(file.Row.sub_cat, quint8(5));
+    QCOMPARE(std::pair(file.Row.txt_rtf.contains(QLatin1String("colortbl")), file.Row.sub_cat),
+             std::pair(false, quint8(5)));
     // Without a meta tag the page's bytes are detected like any text.
     file = FileImport::Convert(write(dir, QStringLiteral("p.htm"), "<p>caf\xe9 cr\xe8me br\xfbl\xe9\x65</p>"));
-    QCOMPARE(file.Encoding, QStringLiteral("windows-1252"));
-    QCOMPARE(plainOf(file), QStringLiteral("café crème brûlée"));
+    QCOMPARE(std::pair(file.Encoding, plainOf(file)),
+             std::pair(QStringLiteral("windows-1252"), QStringLiteral("café crème brûlée")));
 
     // Nothing a page names is read from the disk: here a style sheet imported where the filter misses
     // the <style>, a pipe that would hold the import until someone wrote to it.
@@ -210,8 +207,9 @@ void tst_fileimport::otherKinds()
              std::tuple(QStringLiteral("Run Disk FAQ"), 1, true));
 
     // The name decides the sub-category; "preview" is no review.
-    QCOMPARE(FileImport::SubCategoryFor(QStringLiteral("GameShark CODES")), quint8(2));
-    QCOMPARE(FileImport::SubCategoryFor(QStringLiteral("E3 Preview")), quint8(4));
+    QCOMPARE(std::pair(FileImport::SubCategoryFor(QStringLiteral("GameShark CODES")),
+                       FileImport::SubCategoryFor(QStringLiteral("E3 Preview"))),
+             std::pair(quint8(2), quint8(4)));
 }
 
 void tst_fileimport::badInput()
@@ -236,8 +234,8 @@ void tst_fileimport::badInput()
     // A pipe would never end; a missing file is said to be missing.
     const QString fifo = dir.filePath(QStringLiteral("pipe"));
     QCOMPARE(mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
-    QCOMPARE(FileImport::Convert(fifo).Skipped, QStringLiteral("not a regular file"));
-    QCOMPARE(FileImport::Convert(dir.filePath(QStringLiteral("gone.txt"))).Skipped, QStringLiteral("not found"));
+    QCOMPARE(std::pair(FileImport::Convert(fifo).Skipped, FileImport::Convert(dir.filePath("gone.txt")).Skipped),
+             std::pair(QStringLiteral("not a regular file"), QStringLiteral("not found")));
 }
 
 // Markup nested past the cap keeps its text without its tags; what is no nesting is left alone.
@@ -336,19 +334,16 @@ void tst_fileimport::foldersAndDuplicates()
               home.db());
     FileImport import(home.db(), game);
     ErrObject err;
-    QVERIFY(import.Begin(&err));
-    QVERIFY(!import.IsKnown(files[0]));
+    QVERIFY(import.Begin(&err) && !import.IsKnown(files[0]));
     ImportedFile file = FileImport::Convert(files[0]);
-    QVERIFY(import.Store(&file, &err));
-    QVERIFY(import.IsKnown(files[0]));
+    QVERIFY(import.Store(&file, &err) && import.IsKnown(files[0]));
     QCOMPARE(home.count(QStringLiteral("SELECT game_id FROM file WHERE auto_id = %1").arg(file.Row.auto_id)), game);
     FileImport again(home.db(), game);
     QVERIFY(again.Begin(&err) && again.IsKnown(files[0]));
 
     // A game that is gone takes nothing.
     FileImport gone(home.db(), 9999);
-    QVERIFY(!gone.Begin(&err));
-    QCOMPARE(err.Number, ErrNumber::NoCurrentRecord);
+    QVERIFY(!gone.Begin(&err) && err.Number == ErrNumber::NoCurrentRecord);
 }
 
 void tst_fileimport::dropOnTree()
@@ -386,11 +381,12 @@ void tst_fileimport::dropOnTree()
     };
     // One file that goes in says nothing: it shows in the list.
     drop({QUrl::fromLocalFile(cheats)});
-    QCOMPARE(added.size(), 1);
-    QCOMPARE(added.takeFirst().mid(1, 3), QVariantList({QStringLiteral("Cheats"), cheats, quint8(2)}));
-    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(star)), 2);
-    QVERIFY(node->Text().endsWith(QStringLiteral("(2)")));
-    QVERIFY(!view->DropHighlight());
+    QCOMPARE(std::tuple(added.size(), added.value(0).mid(1, 3),
+                        home.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(star)),
+                        node->Text().endsWith(QStringLiteral("(2)")), view->DropHighlight()),
+             std::tuple(qsizetype(1), QVariantList({QStringLiteral("Cheats"), cheats, quint8(2)}), 2, true,
+                        static_cast<TreeNode *>(nullptr)));
+    added.clear();
 
     // Again with a picture: one summary names what was left out and why.
     prompts.answerMsgBox(MsgResult::OK);
@@ -430,68 +426,10 @@ void tst_fileimport::progressAndCancel()
     ErrObject err;
     QVERIFY(importer.Run({dir.path()}, &err));
     poll.stop();
-    QVERIFY(ticks > 10);
-    QCOMPARE(label, QStringLiteral("Importing 1 of 6:\na big guide.html"));
-    QVERIFY(importer.Cancelled());
-    QVERIFY(importer.Imported().isEmpty());
-    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file")), 0);
-    QCOMPARE(importer.Summary(), QStringLiteral("The import was cancelled.\n\n0 files imported."));
-}
-
-void tst_fileimport::lkimport()
-{
-    TestHome home;
-    const qint32 game = home.addGame(18, 1, QStringLiteral("Star Quest"));
-    QTemporaryDir dir;
-    const QString sjis =
-        write(dir, QStringLiteral("jp.txt"),
-              encoded(faqHeader + QStringLiteral("攻略ガイド。すべてのボスとマテリアを解説します。\n"), "Shift_JIS"));
-    const QString empty = write(dir, QStringLiteral("empty.txt"), {});
-    const auto run = [&](const QStringList &args, QString *out, QString *err) {
-        QProcess tool;
-        tool.start(QStringLiteral(LKIMPORT_EXE), args);
-        tool.waitForFinished(60000);
-        *out = QString::fromUtf8(tool.readAllStandardOutput());
-        *err = QString::fromUtf8(tool.readAllStandardError()).trimmed();
-        return tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1;
-    };
-    const auto on = [](const QString &store, const QString &gameId) {
-        return QStringList{QStringLiteral("--store"), store, QStringLiteral("--game"), gameId};
-    };
-    const QStringList base = on(home.storePath(), QString::number(game));
-    QString out, err;
-
-    // One line per committed file; the empty one is left out with its reason, and that fails the run.
-    QCOMPARE(run(base + QStringList{sjis, empty}, &out, &err), 1);
-    const int id = home.count(QStringLiteral("SELECT max(auto_id) FROM file"));
-    QCOMPARE(out, QStringLiteral("%1\t%2\tshift_jis\n").arg(sjis).arg(id));
-    QCOMPARE(err, QStringLiteral("lkimport: %1: empty file").arg(empty));
-    // Already there is no failure; --subcat overrides what the name says.
-    const QString news = write(dir, QStringLiteral("news.txt"), "Sequel announced\n");
-    QCOMPARE(run(base + QStringList{QStringLiteral("--subcat"), QStringLiteral("6"), sjis, news}, &out, &err), 0);
-    QCOMPARE(out, QStringLiteral("%1\t%2\tutf-8\n").arg(news).arg(id + 1));
-    QCOMPARE(err, QStringLiteral("lkimport: %1: already in this game").arg(sjis));
-
-    // Stores and games it cannot use: exit 2, the program's own words, nothing written.
-    const int files = home.count(QStringLiteral("SELECT count(*) FROM file"));
-    {
-        QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("locker"));
-        other.setDatabaseName(home.storePath());
-        QSqlQuery lock((other.open(), other));
-        QVERIFY(lock.exec(QStringLiteral("BEGIN IMMEDIATE")));
-        QCOMPARE(run(base + QStringList{dir.path()}, &out, &err), 2);
-        QVERIFY2(err.contains(QStringLiteral("is locked by another program")), qPrintable(err));
-        QVERIFY(lock.exec(QStringLiteral("ROLLBACK")));
-    }
-    QSqlDatabase::removeDatabase(QStringLiteral("locker"));
-    QCOMPARE(run(on(home.storePath(), QStringLiteral("777")) << sjis, &out, &err), 2);
-    QCOMPARE(err, QStringLiteral("lkimport: the store \"%1\" has no game with id 777").arg(home.storePath()));
-    QCOMPARE(run(on(sjis, QString::number(game)) << sjis, &out, &err), 2);
-    QVERIFY2(err.contains(QStringLiteral("not a Lorekeep store")), qPrintable(err));
-    QCOMPARE(run({QStringLiteral("--store"), home.storePath(), sjis}, &out, &err), 2);
-    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file")), files);
-    QCOMPARE(home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id)), 1);
-    QCOMPARE(home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id + 1)), 6);
+    QVERIFY(ticks > 10 && importer.Cancelled() && importer.Imported().isEmpty());
+    QCOMPARE(std::tuple(label, home.count(QStringLiteral("SELECT count(*) FROM file")), importer.Summary()),
+             std::tuple(QStringLiteral("Importing 1 of 6:\na big guide.html"), 0,
+                        QStringLiteral("The import was cancelled.\n\n0 files imported.")));
 }
 
 namespace {
@@ -509,6 +447,57 @@ int runLkimport(const QString &shellArgs, QByteArray *out, QByteArray *err)
 }
 
 } // namespace
+
+void tst_fileimport::lkimport()
+{
+    TestHome home;
+    const qint32 game = home.addGame(18, 1, QStringLiteral("Star Quest"));
+    QTemporaryDir dir;
+    const QString sjis =
+        write(dir, QStringLiteral("jp.txt"),
+              encoded(faqHeader + QStringLiteral("攻略ガイド。すべてのボスとマテリアを解説します。\n"), "Shift_JIS"));
+    const QString empty = write(dir, QStringLiteral("empty.txt"), {});
+    const auto on = [](const QString &store, const QString &gameId) {
+        return QStringLiteral("--store '%1' --game %2 ").arg(store, gameId);
+    };
+    const QString base = on(home.storePath(), QString::number(game));
+    QByteArray out, err;
+
+    // One line per committed file; the empty one is left out with its reason, and that fails the run.
+    QCOMPARE(runLkimport(base + sjis + QLatin1Char(' ') + empty, &out, &err), 1);
+    const int id = home.count(QStringLiteral("SELECT max(auto_id) FROM file"));
+    QCOMPARE(std::tuple(out, err), std::tuple(QStringLiteral("%1\t%2\tshift_jis\n").arg(sjis).arg(id).toUtf8(),
+                                              QStringLiteral("lkimport: %1: empty file\n").arg(empty).toUtf8()));
+    // Already there is no failure; --subcat overrides what the name says.
+    const QString news = write(dir, QStringLiteral("news.txt"), "Sequel announced\n");
+    QCOMPARE(runLkimport(base + QStringLiteral("--subcat 6 ") + sjis + QLatin1Char(' ') + news, &out, &err), 0);
+    QCOMPARE(std::tuple(out, err),
+             std::tuple(QStringLiteral("%1\t%2\tutf-8\n").arg(news).arg(id + 1).toUtf8(),
+                        QStringLiteral("lkimport: %1: already in this game\n").arg(sjis).toUtf8()));
+
+    // Stores and games it cannot use: exit 2, the program's own words, nothing written.
+    const int files = home.count(QStringLiteral("SELECT count(*) FROM file"));
+    {
+        QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("locker"));
+        other.setDatabaseName(home.storePath());
+        QSqlQuery lock((other.open(), other));
+        QVERIFY(lock.exec(QStringLiteral("BEGIN IMMEDIATE")));
+        QCOMPARE(runLkimport(base + dir.path(), &out, &err), 2);
+        QVERIFY2(err.contains("is locked by another program"), err.constData());
+        QVERIFY(lock.exec(QStringLiteral("ROLLBACK")));
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("locker"));
+    QCOMPARE(runLkimport(on(home.storePath(), QStringLiteral("777")) + sjis, &out, &err), 2);
+    QCOMPARE(err,
+             QStringLiteral("lkimport: the store \"%1\" has no game with id 777\n").arg(home.storePath()).toUtf8());
+    QCOMPARE(runLkimport(on(sjis, QString::number(game)) + sjis, &out, &err), 2);
+    QVERIFY2(err.contains("not a Lorekeep store"), err.constData());
+    QCOMPARE(runLkimport(QStringLiteral("--store '%1' %2").arg(home.storePath(), sjis), &out, &err), 2);
+    QCOMPARE(std::tuple(home.count(QStringLiteral("SELECT count(*) FROM file")),
+                        home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id)),
+                        home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id + 1))),
+             std::tuple(files, 1, 6));
+}
 
 // Names that once forged lines or vanished: every line has three fields and an escaped path, and a
 // name that is not UTF-8 is imported, shown with U+FFFD, and found when named directly. Then stores

@@ -176,8 +176,8 @@ void tst_fileviewer::viewThenEditWithFormats()
     w.viewer->ApplyColor(Qt::red);
     QCOMPARE(std::tuple(w.text()->toPlainText(), w.field("txtDesc")->text(), w.viewer->IsDirty(), w.viewer->Save()),
              std::tuple(QString("Old bold text"), desc, false, false));
-    QVERIFY(!w.child("cmdSave")->isEnabled() && !w.child<QToolBar>("tbrFormat")->isEnabled());
-    QVERIFY(w.text()->textInteractionFlags() & Qt::TextSelectableByKeyboard);
+    QVERIFY(!w.child("cmdSave")->isEnabled() && !w.child<QToolBar>("tbrFormat")->isEnabled() &&
+            (w.text()->textInteractionFlags() & Qt::TextSelectableByKeyboard));
 
     w.child("cmdEdit")->trigger();
     QCOMPARE(std::tuple(w.viewer->CurrentMode(), w.child("cmdSave")->isEnabled(), w.child("cmdEdit")->isEnabled()),
@@ -202,8 +202,7 @@ void tst_fileviewer::viewThenEditWithFormats()
     auto *size = w.child<QComboBox>("cboFontSize")->lineEdit();
     size->setText(QStringLiteral("20"));
     QTest::keyClick(size, Qt::Key_Return);
-    QVERIFY(w.viewer->IsDirty() && w.viewer->isWindowModified());
-    QVERIFY(w.viewer->Save());
+    QVERIFY(w.viewer->IsDirty() && w.viewer->isWindowModified() && w.viewer->Save());
 
     const QString rtf = w.stored(id).txt_rtf;
     QCOMPARE(std::tuple(plain(rtf), runs(rtf, bold)), std::tuple(QString("Old bold text"), QString("bold")));
@@ -276,8 +275,7 @@ void tst_fileviewer::closeWithChanges()
     if (handedText)
         QCOMPARE(w.home.count(QStringLiteral("SELECT COUNT(*) FROM file")), closed ? 2 : 1);
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QCOMPARE(w.viewer.isNull(), closed);
-    QVERIFY(closed || (w.viewer->isVisible() && w.viewer->IsDirty()));
+    QVERIFY(w.viewer.isNull() == closed && (closed || (w.viewer->isVisible() && w.viewer->IsDirty())));
 }
 
 void tst_fileviewer::storeFailure()
@@ -289,8 +287,9 @@ void tst_fileviewer::storeFailure()
     QTest::keyClicks(w.text(), QStringLiteral("More "));
     w.prompts.answerMsgBox(MsgResult::OK);
     QVERIFY(!w.viewer->Save());
-    QCOMPARE(std::tuple(w.prompts.last().icon, w.viewer->IsDirty()), std::tuple(MsgIcon::Critical, true));
-    QVERIFY(w.prompts.last().text.startsWith(QStringLiteral("The file could not be saved:\r\n\r\n")));
+    QCOMPARE(std::tuple(w.prompts.last().icon, w.viewer->IsDirty(),
+                        w.prompts.last().text.startsWith(QStringLiteral("The file could not be saved:\r\n\r\n"))),
+             std::tuple(MsgIcon::Critical, true, true));
 
     // A new file on a store that lost its table, or on no store at all, fails the same way and stays new.
     QSqlQuery(w.home.db()).exec(QStringLiteral("DROP TABLE file"));
@@ -308,8 +307,8 @@ void tst_fileviewer::storeFailure()
     const QString logged = QString::fromUtf8(readFile(w.home.file(QStringLiteral("viewer.log"))));
     QCOMPARE(std::tuple(logged.count(QStringLiteral("FileViewer")), logged.count(QStringLiteral("Save"))),
              std::tuple(3, 3));
-    QVERIFY(logged.contains(QString::number(ErrNumber::NoCurrentRecord)));
-    QVERIFY(logged.contains(QString::number(ErrNumber::NoConnection)));
+    QVERIFY(logged.contains(QString::number(ErrNumber::NoCurrentRecord)) &&
+            logged.contains(QString::number(ErrNumber::NoConnection)));
 }
 
 void tst_fileviewer::hugeText()
@@ -322,8 +321,7 @@ void tst_fileviewer::hugeText()
     while (page.size() < 2 * 1024 * 1024)
         page += QStringLiteral("Plain page text with words, line after line\r\n");
     w.viewer->Open(FileViewer::NewMode, 18, 1, w.game, QString(), 0, 6, QString(), QStringLiteral("Page"), page);
-    QVERIFY(w.text()->isReadOnly() && w.viewer->IsDirty());
-    QVERIFY(w.viewer->Save());
+    QVERIFY(w.text()->isReadOnly() && w.viewer->IsDirty() && w.viewer->Save());
     QVERIFY(plain(w.stored(w.viewer->FileId()).txt_rtf).endsWith(QStringLiteral("line after line")));
     QTRY_VERIFY(!w.text()->isReadOnly());
     const int length = w.text()->document()->characterCount();

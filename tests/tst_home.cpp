@@ -53,18 +53,16 @@ void tst_home::newHomeIsInstalledOnce()
     bool installed = false;
     ErrObject err;
     QVERIFY(HomeFolder::IsNew(home));
-    QVERIFY2(HomeFolder::Prepare(home, &installed, &err), qPrintable(err.Description));
-    QVERIFY(installed);
+    QVERIFY2(HomeFolder::Prepare(home, &installed, &err) && installed, qPrintable(err.Description));
     for (const QString &name : HomeFolder::BundledFiles())
         QVERIFY2(QFileInfo::exists(home + name), qPrintable(name));
-    QVERIFY(QFileInfo(home + QStringLiteral("tips.txt")).isWritable());
-    QVERIFY(!QFileInfo::exists(home + QStringLiteral("lorekeep.lkb.part")));
+    QVERIFY(QFileInfo(home + QStringLiteral("tips.txt")).isWritable() &&
+            !QFileInfo::exists(home + QStringLiteral("lorekeep.lkb.part")));
 
     QFile tips(home + QStringLiteral("tips.txt"));
     QVERIFY(tips.open(QIODevice::ReadOnly));
     const QList<QByteArray> lines = tips.readAll().split('\n');
-    QVERIFY(lines.size() >= 20);
-    QVERIFY(lines.constFirst().endsWith('\r'));
+    QVERIFY(lines.size() >= 20 && lines.constFirst().endsWith('\r'));
 
     modADO store(QStringLiteral("tst_home"));
     QVERIFY2(store.Open(home + HomeFolder::StoreFileName, &err), qPrintable(err.Description));
@@ -72,34 +70,28 @@ void tst_home::newHomeIsInstalledOnce()
 
     // A home that holds anything is not new: a deleted store stays deleted, while the other
     // bundled files it lacks come back and the ones it has are kept as the user left them.
-    QVERIFY(QFile::remove(home + HomeFolder::StoreFileName));
-    QVERIFY(QFile::remove(home + QStringLiteral("logo.gif")));
-    QVERIFY(QDir(home + QStringLiteral("QuickClip")).removeRecursively());
+    QVERIFY(QFile::remove(home + HomeFolder::StoreFileName) && QFile::remove(home + QStringLiteral("logo.gif")) &&
+            QDir(home + QStringLiteral("QuickClip")).removeRecursively());
     writeFile(tips.fileName(), "My own tip\r\n");
     QVERIFY(HomeFolder::Prepare(home, &installed, &err));
-    QVERIFY(!installed);
-    QVERIFY(!QFileInfo::exists(home + HomeFolder::StoreFileName));
-    QVERIFY(QFileInfo(home + QStringLiteral("logo.gif")).size() > 0 &&
-            QFileInfo(home + QStringLiteral("QuickClip")).isDir());
-    QCOMPARE(readFile(tips.fileName()), QByteArray("My own tip\r\n"));
+    QCOMPARE(std::tuple(installed, QFileInfo::exists(home + HomeFolder::StoreFileName),
+                        QFileInfo(home + QStringLiteral("logo.gif")).size() > 0,
+                        QFileInfo(home + QStringLiteral("QuickClip")).isDir(), readFile(tips.fileName())),
+             std::tuple(false, false, true, true, QByteArray("My own tip\r\n")));
 
     // An existing but empty folder is a new home, and so is one that holds only the lock a start
     // takes before it installs the home.
     QTemporaryDir empty;
-    QVERIFY(HomeFolder::Prepare(NormalizeFolder(empty.path()), &installed, &err));
-    QVERIFY(installed);
+    QVERIFY(HomeFolder::Prepare(NormalizeFolder(empty.path()), &installed, &err) && installed);
     QTemporaryDir locked;
     SingleInstance guard(locked.path());
     QCOMPARE(guard.Acquire(), SingleInstance::Outcome::Owner);
-    QVERIFY(HomeFolder::Prepare(NormalizeFolder(locked.path()), &installed, &err));
-    QVERIFY(installed);
+    QVERIFY(HomeFolder::Prepare(NormalizeFolder(locked.path()), &installed, &err) && installed);
 
     // A home under a file cannot be made: a clear error, nothing installed.
     const QString underFile = NormalizeFolder(home + QStringLiteral("tips.txt/home"));
-    QVERIFY(!HomeFolder::Prepare(underFile, &installed, &err));
-    QVERIFY(!installed);
-    QCOMPARE(err.Number, ErrNumber::PathFileAccess);
-    QVERIFY(err.Description.contains(underFile));
+    QVERIFY(!HomeFolder::Prepare(underFile, &installed, &err) && !installed);
+    QVERIFY(err.Number == ErrNumber::PathFileAccess && err.Description.contains(underFile));
 }
 
 QTEST_GUILESS_MAIN(tst_home)

@@ -127,10 +127,10 @@ void tst_keyboard::tabAndF6ReachEveryPane()
     // A hidden pane is passed over; on the browser tab the view's stop is the address line.
     form->Menu().mnuViewLeft->trigger();
     files->setFocus();
-    press(Qt::Key_F6);
-    QCOMPARE(focused(), bookmarks);
-    press(Qt::Key_F6);
-    QCOMPARE(focused(), files);
+    for (QWidget *next : {bookmarks, files}) {
+        press(Qt::Key_F6);
+        QCOMPARE(focused(), next);
+    }
     view->SelectTab(2);
     bookmarks->setFocus();
     press(Qt::Key_F6);
@@ -156,28 +156,26 @@ void tst_keyboard::listsAndEditorFromKeys()
     text->setFocus();
     QTRY_COMPARE(focused(), text);
     press(Qt::Key_Tab);
-    QCOMPARE(focused(), text);
-    QCOMPARE(text->toPlainText(), QStringLiteral("\t"));
+    QCOMPARE(std::pair(focused(), text->toPlainText()), std::pair(static_cast<QWidget *>(text), QStringLiteral("\t")));
     press(Qt::Key_Tab, Qt::ControlModifier);
     QVERIFY(focused() != text && editor->isAncestorOf(focused()));
     text->setFocus();
     press(Qt::Key_Backtab, Qt::ControlModifier | Qt::ShiftModifier);
-    QCOMPARE(focused(), editor->findChild<QWidget *>(QStringLiteral("txtSource")));
-    QCOMPARE(text->toPlainText(), QStringLiteral("\t"));
+    QCOMPARE(std::pair(focused(), text->toPlainText()),
+             std::pair(editor->findChild<QWidget *>(QStringLiteral("txtSource")), QStringLiteral("\t")));
     prompts.answerMsgBox(MsgResult::No);
     editor->close();
 
     // Shift+F10 (or the Menu key) brings up the file's menu, as a right click does.
-    QTest::keyClick(view->FileList()->ActiveView(), Qt::Key_F10, Qt::ShiftModifier);
-    QTRY_VERIFY(QApplication::activePopupWidget());
-    QCOMPARE(QApplication::activePopupWidget()->objectName(), QStringLiteral("mnuFile"));
-    QApplication::activePopupWidget()->close();
-    QTRY_VERIFY(!QApplication::activePopupWidget());
-    QTest::keyClick(form->findChild<QWidget *>(QStringLiteral("tvwFiles")), Qt::Key_F10, Qt::ShiftModifier);
-    QTRY_VERIFY(QApplication::activePopupWidget());
-    QCOMPARE(QApplication::activePopupWidget()->objectName(), QStringLiteral("mnuHiddenGame"));
-    QApplication::activePopupWidget()->close();
-    QTRY_VERIFY(!QApplication::activePopupWidget());
+    for (const auto &[list, menu] :
+         {std::pair<QWidget *, const char *>(view->FileList()->ActiveView(), "mnuFile"),
+          std::pair(form->findChild<QWidget *>(QStringLiteral("tvwFiles")), "mnuHiddenGame")}) {
+        QTest::keyClick(list, Qt::Key_F10, Qt::ShiftModifier);
+        QTRY_VERIFY(QApplication::activePopupWidget());
+        QCOMPARE(QApplication::activePopupWidget()->objectName(), QLatin1String(menu));
+        QApplication::activePopupWidget()->close();
+        QTRY_VERIFY(!QApplication::activePopupWidget());
+    }
 
     // Enter opens a search result, as a double click does.
     auto *details = form->findChild<ctlDetails *>();
@@ -207,7 +205,6 @@ void tst_keyboard::windowsOpenReadyForKeys()
     QTest::keyClick(form.get(), Qt::Key_F, Qt::ControlModifier);
     auto *find = form->findChild<frmFind *>();
     QVERIFY(find);
-
     checkWindow(find);
     QCOMPARE(focused(), find->findChild<QComboBox *>(QStringLiteral("cboFind")));
     find->close();

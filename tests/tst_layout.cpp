@@ -58,9 +58,9 @@ void tst_layout::splitterLimits()
         QCOMPARE(*p.view, QRect(layout.imgS1Left + 30, top, width - layout.imgS1Left - 30, layout.imgS2Top - top));
     }
     QCOMPARE(*p.details, QRect(0, layout.imgS2Top + 30, width, SH - layout.imgS2Top - 30));
-    QCOMPARE(*p.imgS1, QRect(layout.imgS1Left, top, 30, layout.imgS2Top - top));
-    QCOMPARE(p.imgS2, QRect(0, layout.imgS2Top, Screen, 30));
-    QCOMPARE(layout.detailHeight, SH - layout.imgS2Top - 30);
+    QCOMPARE(std::tuple(*p.imgS1, p.imgS2, layout.detailHeight),
+             std::tuple(QRect(layout.imgS1Left, top, 30, layout.imgS2Top - top), QRect(0, layout.imgS2Top, Screen, 30),
+                        SH - layout.imgS2Top - 30));
 }
 
 void tst_layout::resizingKeepsDetailsHeight()
@@ -69,14 +69,12 @@ void tst_layout::resizingKeepsDetailsHeight()
     layout.detailHeight = 2295;
     for (const int height : {9000, 7000, 12000, 5600}) {
         layout.SizeControls(SW, height, Screen, true);
-        QCOMPARE(layout.imgS2Top, height - 2295 - 30);
-        QCOMPARE(layout.detailHeight, 2295);
+        QCOMPARE(std::pair(layout.imgS2Top, layout.detailHeight), std::pair(height - 2295 - 30, 2295));
     }
     // A window too short for it: the bar is held at 970 from the top and the details shrink.
     layout.detailHeight = 4000;
     layout.SizeControls(SW, 4500, Screen, true);
-    QCOMPARE(layout.imgS2Top, 970);
-    QCOMPARE(layout.detailHeight, 4500 - 1000);
+    QCOMPARE(std::pair(layout.imgS2Top, layout.detailHeight), std::pair(970, 4500 - 1000));
 }
 
 void tst_layout::restoreAndSave()
@@ -88,20 +86,16 @@ void tst_layout::restoreAndSave()
     SaveSetting(SettingKeys::LayoutDetailHeight, QStringLiteral("3000"));
     MainLayout layout;
     layout.Restore(SH);
-    QCOMPARE(layout.treeVisible, false);
-    QCOMPARE(layout.detailVisible, true);
-    QCOMPARE(layout.imgS1Left, MainLayout::DesignS1Left);
-    QCOMPARE(layout.imgS2Top, SH - 2295 - 30);
-    QCOMPARE(layout.detailHeight, 3000);
+    QCOMPARE(
+        std::tuple(layout.treeVisible, layout.detailVisible, layout.imgS1Left, layout.imgS2Top, layout.detailHeight),
+        std::tuple(false, true, int(MainLayout::DesignS1Left), SH - 2295 - 30, 3000));
 
     layout.imgS1Left = 4100;
     layout.Save();
     MainLayout again;
     again.Restore(SH);
-    QCOMPARE(GetSetting(SettingKeys::LayoutDetail), QStringLiteral("True"));
-    QCOMPARE(again.imgS1Left, 4100);
-    QCOMPARE(again.imgS2Top, SH - 2295 - 30);
-    QCOMPARE(again.treeVisible, false);
+    QCOMPARE(std::tuple(GetSetting(SettingKeys::LayoutDetail), again.imgS1Left, again.imgS2Top, again.treeVisible),
+             std::tuple(QStringLiteral("True"), 4100, SH - 2295 - 30, false));
 }
 
 QTEST_GUILESS_MAIN(tst_layout)

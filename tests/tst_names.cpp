@@ -14,23 +14,19 @@ private Q_SLOTS:
 void tst_names::edgesOfEachTable()
 {
     using namespace modNames;
-    QCOMPARE(GetPlatformName(11), QStringLiteral("32x"));
-    QCOMPARE(GetPlatformName(19), QStringLiteral("Arcade"));
-    for (quint8 none : {quint8(0), quint8(255)}) {
-        QCOMPARE(GetSubCatName(none), QString());
-        QCOMPARE(GetGenreName(none), QString());
-        QCOMPARE(GetPlatformName(none), QString());
-    }
-    QCOMPARE(GetSubCatName(7), QString());
-    QCOMPARE(GetGenreName(9), QString());
-    QCOMPARE(GetPlatformName(20), QString());
+    QCOMPARE(std::pair(GetPlatformName(11), GetPlatformName(19)),
+             std::pair(QStringLiteral("32x"), QStringLiteral("Arcade")));
+    QStringList outside;
+    for (const auto &[subCat, genre, platform] : {std::tuple(0, 0, 0), std::tuple(255, 255, 255), std::tuple(7, 9, 20)})
+        outside << GetSubCatName(quint8(subCat)) << GetGenreName(quint8(genre)) << GetPlatformName(quint8(platform));
+    QCOMPARE(outside, QStringList(9, QString()));
 
     // Names are matched exactly: no case folding, no trimming, the backslash is the separator.
-    QCOMPARE(GetSubCatCode(QStringLiteral("Walkthrough\\Guide")), quint8(1));
-    QCOMPARE(GetSubCatCode(QStringLiteral("Walkthrough/Guide")), quint8(0));
-    QCOMPARE(GetSubCatCode(QStringLiteral("Review ")), quint8(0));
-    QCOMPARE(GetGenreCode(QStringLiteral("action")), quint8(0));
-    QCOMPARE(GetGenreCode(QString()), quint8(0));
+    QCOMPARE(
+        QList<quint8>({GetSubCatCode(QStringLiteral("Walkthrough\\Guide")),
+                       GetSubCatCode(QStringLiteral("Walkthrough/Guide")), GetSubCatCode(QStringLiteral("Review ")),
+                       GetGenreCode(QStringLiteral("action")), GetGenreCode(QString())}),
+        QList<quint8>({1, 0, 0, 0, 0}));
 
     for (quint8 code = 1; code <= SubCatCount; ++code)
         QCOMPARE(GetSubCatCode(GetSubCatName(code)), code);
@@ -39,8 +35,7 @@ void tst_names::edgesOfEachTable()
     QSet<QString> platforms;
     for (quint8 code = 1; code <= PlatformCount; ++code)
         platforms.insert(GetPlatformName(code));
-    QCOMPARE(platforms.size(), int(PlatformCount));
-    QVERIFY(!platforms.contains(QString()));
+    QVERIFY(platforms.size() == int(PlatformCount) && !platforms.contains(QString()));
 }
 
 QTEST_GUILESS_MAIN(tst_names)

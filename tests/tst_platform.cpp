@@ -60,10 +60,9 @@ void tst_platform::settingsRoundTripAndHandEdits()
     // The same text over a value that reads as a list is a change, and so is anything else new.
     SaveSettings(
         {{SettingKeys::QCFont, QStringLiteral("Courier New, bold")}, {SettingKeys::AppLayout, QStringLiteral("1")}});
-    QVERIFY(!fileText().contains(QStringLiteral("garbage line")));
-    QCOMPARE(GetSetting(SettingKeys::QCFont), QStringLiteral("Courier New, bold"));
-    QCOMPARE(GetSetting(SettingKeys::AppLayout), QStringLiteral("1"));
-    QCOMPARE(GetSetting(SettingKeys::TreeSearchText), tricky);
+    QCOMPARE(std::tuple(fileText().contains(QStringLiteral("garbage line")), GetSetting(SettingKeys::QCFont),
+                        GetSetting(SettingKeys::AppLayout), GetSetting(SettingKeys::TreeSearchText)),
+             std::tuple(false, QStringLiteral("Courier New, bold"), QStringLiteral("1"), tricky));
 }
 
 void tst_platform::deferredIcons()
@@ -83,17 +82,16 @@ void tst_platform::deferredIcons()
     QVERIFY(!icon.isNull());
     // A copy made before first use draws the same.
     const QIcon copy = icon;
-    QCOMPARE(copy.pixmap(QSize(32, 32), 1.0).toImage().pixelColor(4, 4), QColor(Qt::blue));
-    QCOMPARE(icon.pixmap(QSize(16, 16), 1.0).toImage().pixelColor(4, 4), QColor(Qt::red));
-    QCOMPARE(icon.availableSizes(), (QList<QSize>{QSize(16, 16), QSize(32, 32)}));
-    QCOMPARE(icon.actualSize(QSize(64, 64)), QSize(32, 32));
+    QCOMPARE(std::tuple(copy.pixmap(QSize(32, 32), 1.0).toImage().pixelColor(4, 4),
+                        icon.pixmap(QSize(16, 16), 1.0).toImage().pixelColor(4, 4), icon.availableSizes(),
+                        icon.actualSize(QSize(64, 64))),
+             std::tuple(QColor(Qt::blue), QColor(Qt::red), QList<QSize>{QSize(16, 16), QSize(32, 32)}, QSize(32, 32)));
     // The disabled look is made from the image, as for any icon.
     QVERIFY(icon.pixmap(QSize(16, 16), 1.0, QIcon::Disabled).toImage().pixelColor(4, 4) != QColor(Qt::red));
 
     // A file that is not there is an icon that draws nothing, not a failure.
     const QIcon missing = DeferredIcon(dir.filePath(QStringLiteral("absent.png")));
-    QVERIFY(missing.pixmap(QSize(16, 16), 1.0).isNull());
-    QVERIFY(DeferredIcon(QList<std::pair<QString, QSize>>{}).isNull());
+    QVERIFY(missing.pixmap(QSize(16, 16), 1.0).isNull() && DeferredIcon(QList<std::pair<QString, QSize>>{}).isNull());
 }
 
 void tst_platform::conversions_data()
@@ -130,19 +128,17 @@ void tst_platform::conversions()
 void tst_platform::twips()
 {
     // Rounds to the nearest, both signs; a screen without DPI gives 0, never a division by zero.
-    QCOMPARE(Twips::toPixels(7, 96), 0);
-    QCOMPARE(Twips::toPixels(8, 96), 1);
-    QCOMPARE(Twips::toPixels(-375, 96), -25);
-    QCOMPARE(Twips::fromPixels(5, 0), 0);
+    QCOMPARE(
+        std::tuple(Twips::toPixels(7, 96), Twips::toPixels(8, 96), Twips::toPixels(-375, 96), Twips::fromPixels(5, 0)),
+        std::tuple(0, 1, -25, 0));
     for (int twips : {0, 375, 2295, 3720, 99990})
         QCOMPARE(Twips::fromPixels(Twips::toPixels(twips, 96), 96), twips);
 
     // Stored column widths: saved as floats, hand edits held to a sane range.
-    QCOMPARE(SettingWidth(QStringLiteral("1440.4")), std::optional<int>(1440));
-    QCOMPARE(SettingWidth(QStringLiteral("0")), std::optional<int>(0));
-    QCOMPARE(SettingWidth(QStringLiteral("2e9")), std::optional<int>(1000000));
-    QCOMPARE(SettingWidth(QStringLiteral("-1")), std::nullopt);
-    QCOMPARE(SettingWidth(QStringLiteral("wide")), std::nullopt);
+    QList<std::optional<int>> widths;
+    for (const char *text : {"1440.4", "0", "2e9", "-1", "wide"})
+        widths << SettingWidth(QLatin1String(text));
+    QCOMPARE(widths, (QList<std::optional<int>>{1440, 0, 1000000, std::nullopt, std::nullopt}));
 }
 
 void tst_platform::fileFilters()
@@ -182,8 +178,7 @@ void tst_platform::qtMessageBoxAnswers()
     });
     const MsgResult result = QtPrompts().MsgBox(QStringLiteral("Line one.\r\n\r\nLine two."), MsgButtons(buttons),
                                                 MsgIcon::Exclamation, QStringLiteral("Lorekeep"));
-    QCOMPARE(int(result), answer);
-    QCOMPARE(seenText, QStringLiteral("Lorekeep|Line one.\n\nLine two."));
+    QCOMPARE(std::pair(int(result), seenText), std::pair(answer, QStringLiteral("Lorekeep|Line one.\n\nLine two.")));
 }
 
 QTEST_MAIN(tst_platform)

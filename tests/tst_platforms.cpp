@@ -121,12 +121,10 @@ void tst_platforms::removePlatform()
 
     library.prompts.answerMsgBox(MsgResult::Yes);
     library.child("cmdRemove")->click();
-    QCOMPARE(library.dump(),
-             QString::asprintf("%d 12 1, %d 40 3 / %d %d / K_%d|N_%d|G_1|P_12 Master System 1", library.alex,
-                               library.lost, library.review, library.alex, library.review, library.alex));
-    QCOMPARE(reset.count(), 1);
-    QCOMPARE(library.rows(), QStringList({"Master System|1|1|1", "Unknown Platform 40|1|0|0"}));
-    QVERIFY(!library.child("cmdRemove")->isEnabled());
+    QCOMPARE(std::tuple(library.dump(), reset.count(), library.rows(), library.child("cmdRemove")->isEnabled()),
+             std::tuple(QString::asprintf("%d 12 1, %d 40 3 / %d %d / K_%d|N_%d|G_1|P_12 Master System 1", library.alex,
+                                          library.lost, library.review, library.alex, library.review, library.alex),
+                        1, QStringList({"Master System|1|1|1", "Unknown Platform 40|1|0|0"}), false));
 }
 
 void tst_platforms::moveGames()
@@ -137,20 +135,20 @@ void tst_platforms::moveGames()
     library.select(nes, 1);
     library.prompts.answerMsgBox(MsgResult::OK);
     library.child("cmdMove")->click();
-    QVERIFY(library.prompts.last().text.contains(QStringLiteral("already")));
-    QCOMPARE(library.dump(), store);
+    QVERIFY(library.prompts.last().text.contains(QStringLiteral("already")) && library.dump() == store);
 
     library.select(nes, 18);
     library.prompts.answerMsgBox(MsgResult::Yes);
     library.child("cmdMove")->click();
-    QCOMPARE(library.prompts.last().text, "Move the 2 games of " + nes + " to PC?");
-    QCOMPARE(reset.count(), 1);
+    QCOMPARE(std::pair(library.prompts.last().text, reset.count()),
+             std::pair(QString("Move the 2 games of " + nes + " to PC?"), qsizetype(1)));
     store.replace(QString::asprintf("%d 1 1", library.mario), QString::asprintf("%d 18 1", library.mario))
         .replace(QString::asprintf("%d 1 2", library.zelda), QString::asprintf("%d 18 2", library.zelda))
         .replace("P_1 " + nes, QStringLiteral("P_18 PC"));
-    QCOMPARE(library.dump(), store);
-    QCOMPARE(library.rows(), QStringList({"Master System|1|1|1", "PC|2|3|2", "Unknown Platform 40|1|0|0"}));
-    QCOMPARE(library.child<QTreeWidget>("lvwPlatforms")->currentItem()->text(0), QStringLiteral("PC"));
+    QCOMPARE(
+        std::tuple(library.dump(), library.rows(), library.child<QTreeWidget>("lvwPlatforms")->currentItem()->text(0)),
+        std::tuple(store, QStringList({"Master System|1|1|1", "PC|2|3|2", "Unknown Platform 40|1|0|0"}),
+                   QStringLiteral("PC")));
 }
 
 void tst_platforms::storeFailureRollsBack()
@@ -170,8 +168,9 @@ void tst_platforms::storeFailureRollsBack()
         library.prompts.answerMsgBox(MsgResult::Yes);
         library.prompts.answerMsgBox(MsgResult::OK);
         library.child(button)->click();
-        QCOMPARE(library.prompts.last().icon, MsgIcon::Critical);
-        QVERIFY2(library.prompts.last().text.contains(QStringLiteral("bookmark refused")), button);
+        QVERIFY2(library.prompts.last().icon == MsgIcon::Critical &&
+                     library.prompts.last().text.contains(QStringLiteral("bookmark refused")),
+                 button);
         QCOMPARE(std::tuple(library.dump(), library.rows(), reset.count()), std::tuple(before, shown, 0));
     }
     const QByteArray logged = readFile(library.home.file(QStringLiteral("error.log")));

@@ -66,7 +66,7 @@ void tst_program::startsAndClosesCleanly()
     QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(log), 30000);
     if (storeMissing) {
         QTRY_VERIFY_WITH_TIMEOUT(readFile(log).contains("Connect"), 30000);
-        QTest::qWait(200);
+        QTest::qWait(200); // for the message to go up, which nothing outside the program can see
     } else {
         for (const char *name : {"lorekeep.lkb", "logo.gif", "vbar.gif", "tips.txt", "QuickClip"})
             QVERIFY2(QFile::exists(home + QLatin1Char('/') + QLatin1String(name)), name);
@@ -128,7 +128,7 @@ void tst_program::opensTheFileItIsGiven()
     } else {
         QTRY_VERIFY_WITH_TIMEOUT(readFile(home + QStringLiteral("/error.log")).contains(logged), 30000);
     }
-    QTest::qWait(200);
+    QTest::qWait(200); // as above: SIGTERM must end the program from within a message too
     lorekeep.terminate();
     QVERIFY(lorekeep.waitForFinished(30000));
     QCOMPARE(lorekeep.exitCode(), 0);

@@ -163,8 +163,8 @@ void tst_routing::usersPath()
     const QString gameKey =
         NodeKey::Game(other.value(0).toInt(), quint8(other.value(2).toUInt()), quint8(other.value(1).toUInt()));
     program.tree->SelectNode(gameKey);
-    QCOMPARE(program.view->ListedGameId(), other.value(0).toInt());
-    QVERIFY(program.title().endsWith(QStringLiteral(" - ") + other.value(3).toString()));
+    QVERIFY(program.view->ListedGameId() == other.value(0).toInt() &&
+            program.title().endsWith(QStringLiteral(" - ") + other.value(3).toString()));
 
     // A bookmark of another game shows its file, not that game's first.
     ListView *bookmarks = program.details->Bookmarks();
@@ -187,8 +187,8 @@ void tst_routing::usersPath()
     const int files = program.view->FileList()->Count();
     program.prompts.answerMsgBox(MsgResult::Yes);
     program.view->findChild<QAction *>(QStringLiteral("mnuFileDel"))->trigger();
-    QCOMPARE(program.nodeText(bookmarkedGame), QStringLiteral("Renamed Quest (%1)").arg(files - 1));
-    QVERIFY(!bookmarks->Item(bookmarkKey));
+    QCOMPARE(std::pair(program.nodeText(bookmarkedGame), bookmarks->Item(bookmarkKey)),
+             std::pair(QStringLiteral("Renamed Quest (%1)").arg(files - 1), static_cast<ListItem *>(nullptr)));
 
     // Another store: an unsaved file window is asked about first, and Cancel keeps the store;
     // then every pane reloads from the other one, in the same order.
@@ -227,14 +227,13 @@ void tst_routing::treeEvents()
     program.tree->objSelector_AddGameNode(QStringLiteral("Moved"), NodeKey::ParentKey(moved), moved);
     Q_EMIT program.tree->MoveGame(game, moved);
     const QString movedKey = NodeKey::Field(key, 0) + QLatin1Char('|') + moved;
-    QVERIFY(bookmarks->Item(movedKey));
-    QCOMPARE(bookmarks->Item(movedKey)->SubItem(4), program.tree->GamePlatform(moved));
+    QVERIFY(bookmarks->Item(movedKey) && bookmarks->Item(movedKey)->SubItem(4) == program.tree->GamePlatform(moved));
 
     // A deleted game: the title strip, the cover and its bookmarks.
     program.tree->SelectNode(moved);
     Q_EMIT program.tree->GameNodeDelete(QStringLiteral("PC - Action"), moved);
-    QVERIFY(program.title() == QStringLiteral("PC - Action") && program.view->IsCovered());
-    QVERIFY(!bookmarks->Item(movedKey));
+    QVERIFY(program.title() == QStringLiteral("PC - Action") && program.view->IsCovered() &&
+            !bookmarks->Item(movedKey));
 
     // A double-click on a game brings the Files tab to the front; Add File opens a new file.
     program.view->SelectTab(2);
@@ -288,8 +287,7 @@ void tst_routing::viewEvents()
     QVERIFY(program.exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(*NodeKey::Id(movedKey, 0))));
     program.prompts.answerMsgBox(MsgResult::No);
     doubleClick(bookmarks, bookmarks->Item(movedKey));
-    QCOMPARE(program.prompts.last().buttons, MsgButtons::YesNo);
-    QVERIFY(bookmarks->Item(movedKey));
+    QVERIFY(program.prompts.last().buttons == MsgButtons::YesNo && bookmarks->Item(movedKey));
     // Asked again once the user has been elsewhere (the file view does not ask twice in a row).
     program.tree->SelectNode(NodeKey::ParentKey(otherGame));
     program.prompts.answerMsgBox(MsgResult::Yes);
@@ -337,11 +335,10 @@ void tst_routing::findAndOpenHit()
     // The hit opens selected in its game's list with the phrase marked, in its case only; another
     // file shown loses the marks.
     doubleClick(results, results->ItemAt(1));
-    QCOMPARE(program.view->CurrentFileKey(), NodeKey::File(fileId));
-    QCOMPARE(program.view->FileList()->SelectedItem()->Key(), NodeKey::File(fileId));
     const QList<QTextEdit::ExtraSelection> marks = program.view->Viewer()->extraSelections();
-    QCOMPARE(marks.size(), 2);
-    QCOMPARE(marks.at(1).cursor.selectedText(), QStringLiteral("Wyvernquill"));
+    QCOMPARE(std::tuple(program.view->CurrentFileKey(), program.view->FileList()->SelectedItem()->Key(), marks.size(),
+                        marks.value(1).cursor.selectedText()),
+             std::tuple(NodeKey::File(fileId), NodeKey::File(fileId), qsizetype(2), QStringLiteral("Wyvernquill")));
     program.view->SelectFile(program.view->FileList()->ItemAt(1)->Key());
     QVERIFY(program.view->Viewer()->extraSelections().isEmpty());
 }
@@ -380,8 +377,7 @@ void tst_routing::browserEvents()
     });
     program.prompts.answerMsgBox(MsgResult::OK);
     Q_EMIT program.view->AddFavorite();
-    QCOMPARE(favorites->Count(), listed + 1);
-    QCOMPARE(favorites->ItemAt(listed + 1)->Text(), QStringLiteral("Start Page"));
+    QVERIFY(favorites->Count() == listed + 1 && favorites->ItemAt(listed + 1)->Text() == QStringLiteral("Start Page"));
     program.prompts.answerMsgBox(MsgResult::OK);
     Q_EMIT program.view->AddFavorite();
     QCOMPARE(program.count(QStringLiteral("SELECT count(*) FROM favorites WHERE url = 'Start Page'")), 1);
@@ -433,8 +429,8 @@ void tst_routing::browserImport()
     program.tree->SelectNode(program.game(1));
     const int listed = program.view->FileList()->Count();
     QVERIFY(viewer->Save());
-    QCOMPARE(program.view->FileList()->Count(), listed);
-    QVERIFY(program.nodeText(first).endsWith(QStringLiteral(" (%1)").arg(files + 2)));
+    QVERIFY(program.view->FileList()->Count() == listed &&
+            program.nodeText(first).endsWith(QStringLiteral(" (%1)").arg(files + 2)));
     // A file window the import left open with changes is asked about when the program closes.
     dropOn(first)->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Unsaved"));
     program.prompts.answerMsgBox(MsgResult::Cancel);
@@ -471,8 +467,8 @@ void tst_routing::fileImport()
     QCOMPARE(std::tuple(program.prompts.last().text, list->Count(), list->SelectedItem()->Key()),
              std::tuple(QStringLiteral("2 files imported."), listed + 2, last));
     QTRY_COMPARE(program.view->CurrentFileKey(), last);
-    QCOMPARE(program.view->Viewer()->toPlainText(), QStringLiteral("A guide of its own.\n"));
-    QVERIFY(program.nodeText(gameKey).endsWith(QStringLiteral(" (%1)").arg(listed + 2)));
+    QVERIFY(program.view->Viewer()->toPlainText() == QStringLiteral("A guide of its own.\n") &&
+            program.nodeText(gameKey).endsWith(QStringLiteral(" (%1)").arg(listed + 2)));
 
     // File > Import Files imports into the selected game and starts there the next time.
     program.prompts.answerOpenFiles(QStringList{paths[2]});

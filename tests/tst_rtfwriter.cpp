@@ -41,8 +41,7 @@ private Q_SLOTS:
     {
         const QByteArray rtf =
             RtfWriter::FromPlainText(QStringLiteral("a\\b{c}d \u00e9\u20ac\u4e2d\uff01 \U0001F600\t\u00a0x"));
-        QVERIFY(isAscii(rtf));
-        QVERIFY(rtf.startsWith("{\\rtf1\\ansi\\ansicpg1252\\deff0{\\fonttbl{\\f0\\fnil\\fcharset0 "));
+        QVERIFY(isAscii(rtf) && rtf.startsWith("{\\rtf1\\ansi\\ansicpg1252\\deff0{\\fonttbl{\\f0\\fnil\\fcharset0 "));
         // U+FF01 is above 32767 and must go out negative; the emoji as its two surrogates.
         QVERIFY2(rtf.endsWith(" a\\\\b\\{c\\}d \\u233?\\u8364?\\u20013?\\u-255? \\u-10179?\\u-8704?\\tab\\~x}"),
                  rtf.constData());
@@ -55,8 +54,8 @@ private Q_SLOTS:
         const QByteArray lines = RtfWriter::FromPlainText(QStringLiteral("one\r\ntwo\nthree\rfour"));
         QVERIFY2(lines.endsWith("\\pard\\f0\\fs20 one\\par\ntwo\\par\nthree\\par\nfour}"), lines.constData());
         // A trailing line end is an empty last paragraph, as in QTextDocument::setPlainText.
-        QVERIFY(RtfWriter::FromPlainText(QStringLiteral("x\n")).endsWith(" x\\par\n}"));
-        QCOMPARE(count(RtfWriter::FromPlainText(QString()), "\\\\par\\b"), 0);
+        QVERIFY(RtfWriter::FromPlainText(QStringLiteral("x\n")).endsWith(" x\\par\n}") &&
+                count(RtfWriter::FromPlainText(QString()), "\\\\par\\b") == 0);
     }
 
     void writesOnlyTheChangesBetweenRuns()
@@ -88,8 +87,9 @@ private Q_SLOTS:
         QVERIFY2(rtf.contains(table.toLatin1()), rtf.constData());
         QTextDocument read;
         RtfReader::Read(rtf, &read);
-        QVERIFY(read.lastBlock().begin().fragment().charFormat().fontFixedPitch());
-        QVERIFY(!read.firstBlock().begin().fragment().charFormat().fontFixedPitch());
+        QCOMPARE(std::pair(read.firstBlock().begin().fragment().charFormat().fontFixedPitch(),
+                           read.lastBlock().begin().fragment().charFormat().fontFixedPitch()),
+                 std::pair(false, true));
     }
 
     // Colours are indexed in order of first use.
@@ -131,9 +131,9 @@ private Q_SLOTS:
         format.setAlignment(Qt::AlignJustify);
         cursor.insertBlock(format);
         const QByteArray rtf = RtfWriter::FromDocument(document);
-        QVERIFY(rtf.contains("\\pard\\qc\\li720\\fi-360\\sb120"));
-        QVERIFY(rtf.contains("\\par\n\\page\\pard\\qr right\\par\n\\pard\\qj"));
-        QVERIFY(!rtf.endsWith("\\par\n}"));
+        QVERIFY2(rtf.contains("\\pard\\qc\\li720\\fi-360\\sb120") &&
+                     rtf.contains("\\par\n\\page\\pard\\qr right\\par\n\\pard\\qj") && !rtf.endsWith("\\par\n}"),
+                 rtf.constData());
 
         // Lists are written as their bullets and numbers.
         QTextDocument list;
@@ -147,8 +147,8 @@ private Q_SLOTS:
         cursor.insertText(QStringLiteral("two"));
         const QByteArray listed = RtfWriter::FromDocument(list);
         QVERIFY2(listed.contains("\\fi-360\\f0\\fs"), listed.constData());
-        QVERIFY(listed.contains("\\u8226?\\tab dot\\par"));
-        QVERIFY(listed.contains("\\fi-360 1.\\tab one\\par\n\\pard\\li800\\fi-360 2.\\tab two}"));
+        QVERIFY(listed.contains("\\u8226?\\tab dot\\par") &&
+                listed.contains("\\fi-360 1.\\tab one\\par\n\\pard\\li800\\fi-360 2.\\tab two}"));
 
         // Tables row by row.
         QTextDocument table;
@@ -160,11 +160,12 @@ private Q_SLOTS:
         cursor.movePosition(QTextCursor::End);
         cursor.insertText(QStringLiteral("after"));
         const QByteArray rows = RtfWriter::FromDocument(table);
-        QCOMPARE(count(rows, "\\\\trowd.*\\\\cellx4680.*\\\\cellx9360\\n"), 2);
-        QCOMPARE(count(rows, "\\\\pard\\\\intbl[^\\n]*?\\\\cell\\b"), 4);
+        QCOMPARE(std::pair(count(rows, "\\\\trowd.*\\\\cellx4680.*\\\\cellx9360\\n"),
+                           count(rows, "\\\\pard\\\\intbl[^\\n]*?\\\\cell\\b")),
+                 std::pair(qsizetype(2), qsizetype(4)));
         QVERIFY2(rows.contains(" before\\par\n\\trowd"), rows.constData());
-        QVERIFY(rows.contains("\\pard\\intbl a\\cell\\pard\\intbl\\cell\\row\n"));
-        QVERIFY(rows.contains("\\pard\\intbl\\cell\\pard\\intbl d\\cell\\row\n\\pard after}"));
+        QVERIFY(rows.contains("\\pard\\intbl a\\cell\\pard\\intbl\\cell\\row\n") &&
+                rows.contains("\\pard\\intbl\\cell\\pard\\intbl d\\cell\\row\n\\pard after}"));
     }
 
     void writesLinksAsFields()
@@ -202,15 +203,13 @@ private Q_SLOTS:
         QTextDocument read;
         RtfReader::Read(first, &read);
         const QByteArray second = RtfWriter::FromDocument(read);
-        QCOMPARE(second, first);
-        QCOMPARE(read.blockCount(), document.blockCount());
-        QCOMPARE(read.toPlainText(), document.toPlainText());
-        QCOMPARE(read.begin().begin().fragment().charFormat().fontWeight(), QFont::Bold);
+        QCOMPARE(std::tuple(second, read.blockCount(), read.toPlainText(),
+                            read.begin().begin().fragment().charFormat().fontWeight()),
+                 std::tuple(first, document.blockCount(), document.toPlainText(), int(QFont::Bold)));
 
         const QByteArray fragment =
             RtfWriter::FromFragment(QTextDocumentFragment::fromHtml(QStringLiteral("<b>x</b>")));
-        QVERIFY(isAscii(first) && isAscii(fragment));
-        QVERIFY(fragment.contains("\\b x}"));
+        QVERIFY(isAscii(first) && isAscii(fragment) && fragment.contains("\\b x}"));
     }
 };
 
