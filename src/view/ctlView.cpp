@@ -249,11 +249,9 @@ void ctlView::Browser_TitleChange(const QString &strTitle)
 
 void ctlView::BrowseNavigate(const QString &strURL)
 {
-    // The tab shows before the page starts to load, so the user sees it coming.
-    if (SelectedTab() == 1) {
+    // The page loads in the background, so the tab is up before anything of it shows.
+    if (SelectedTab() == 1)
         SelectTab(2);
-        QCoreApplication::processEvents();
-    }
     Browser->BrowseNavigate(strURL);
 }
 
