@@ -163,7 +163,7 @@ void tst_help::menuItemsAndHelpWindow()
     };
     QCOMPARE(printable(), std::pair(false, false));
     auto *view = form->findChild<ctlView *>();
-    view->M_GAME_ID = game;
+    view->SetGame({0, 0, game, {}});
     view->ListFiles(game, 0);
     QCOMPARE(printable(), std::pair(true, true));
     view->Reset();

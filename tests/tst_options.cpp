@@ -147,7 +147,7 @@ void tst_options::everyKeyIsReadWithItsDefault()
         QTRY_VERIFY(form->findChild<QDialog *>(QStringLiteral("frmTip")));
         form->findChild<QDialog *>(QStringLiteral("frmTip"))->reject();
         auto *view = form->findChild<ctlView *>();
-        view->M_GAME_ID = game;
+        view->SetGame({0, 0, game, {}});
         view->ListFiles(game, 0);
         prompts.answerSaveFile(std::nullopt);
         form->Menu().mnuFileExportPdf->trigger();

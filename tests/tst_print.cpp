@@ -273,8 +273,7 @@ private Q_SLOTS:
 
         // The game's files listed, the first one selected, as a tree click does.
         auto *view = form->findChild<ctlView *>();
-        view->M_GAME_ID = game;
-        view->M_GAME = QStringLiteral("Deep Field");
+        view->SetGame({0, 0, game, QStringLiteral("Deep Field")});
         view->ListFiles(game, 0);
         QTRY_VERIFY(form->Menu().mnuFilePrint->isEnabled());
         // A cancelled printer dialog is reported as the error it raises.

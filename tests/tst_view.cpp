@@ -68,10 +68,7 @@ struct Shelf
     }
     void list_(qint32 game, const QString &name, quint8 dontSelFirst = 0)
     {
-        view.M_PLATFORM_ID = 18;
-        view.M_GENRE_ID = 1;
-        view.M_GAME_ID = game;
-        view.M_GAME = name;
+        view.SetGame({18, 1, game, name});
         view.ListFiles(game, dontSelFirst);
     }
     QString key(qint32 file) const { return NodeKey::File(file); }

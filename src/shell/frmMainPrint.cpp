@@ -148,7 +148,7 @@ void frmMain::mnuFileExportPdf_Click()
         return;
     }
     const ListItem *row = m_ctlView->FileList()->SelectedItem();
-    const QString title = row ? row->Text() : m_ctlView->M_GAME;
+    const QString title = row ? row->Text() : m_ctlView->CurrentGame().Name;
     const std::optional<QString> path = askPdfPath(QStringLiteral("Export to PDF"), title);
     if (!path)
         return;
@@ -167,7 +167,7 @@ void frmMain::ctlTree_ExportGame(qint32 lngGameId, const QString &strGame)
     for (quint8 code = 1; code <= 6; ++code)
         game.Categories.insert(code, modNames::GetSubCatName(code));
     // The listed game goes in the order the list shows; another in the order the list would.
-    if (m_ctlView->M_GAME_ID == lngGameId && m_ctlView->FileList()->Count() > 0) {
+    if (m_ctlView->CurrentGame().GameId == lngGameId && m_ctlView->FileList()->Count() > 0) {
         const ListView *list = m_ctlView->FileList();
         for (int i = 1; i <= list->Count(); ++i) {
             if (const auto id = NodeKey::Id(list->ItemAt(i)->Key(), 0))

@@ -159,10 +159,7 @@ void frmMain::ctlView_ShowFavorites()
 void frmMain::ctlTree_TreeNodeClick(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, const QString &strGame,
                                     const QString &strCaption, qint32 enNodeType)
 {
-    m_ctlView->M_PLATFORM_ID = bytPlatformId;
-    m_ctlView->M_GENRE_ID = bytGenreId;
-    m_ctlView->M_GAME_ID = lngGameId;
-    m_ctlView->M_GAME = strGame;
+    m_ctlView->SetGame({bytPlatformId, bytGenreId, lngGameId, strGame});
     m_lblCaption->setText(strCaption);
     if (enNodeType >= 0 && enNodeType <= 3) {
         m_ctlView->Reset();
@@ -174,7 +171,7 @@ void frmMain::ctlTree_TreeNodeClick(quint8 bytPlatformId, quint8 bytGenreId, qin
 void frmMain::ctlTree_RenameGame(const QString &strOldName, const QString &strNewName, const QString &strTreeKey)
 {
     m_ctlView->SetCaption(strNewName);
-    m_ctlView->M_GAME = strNewName;
+    m_ctlView->RenameGame(strNewName);
     m_lblCaption->setText(m_lblCaption->text().replace(strOldName, strNewName));
     m_ctlDetails->RenameGame(strTreeKey, strNewName);
 }
@@ -252,7 +249,7 @@ void frmMain::mnuSearchLorekeep_Click()
 {
     if (!m_frmFind) {
         m_frmFind = new frmFind(this);
-        m_frmFind->StartAt(m_ctlView->M_PLATFORM_ID, m_ctlView->M_GAME_ID);
+        m_frmFind->StartAt(m_ctlView->CurrentGame().PlatformId, m_ctlView->CurrentGame().GameId);
         connectFind(m_frmFind);
         m_frmFind->Form_Load();
     }

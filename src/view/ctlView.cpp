@@ -255,6 +255,14 @@ void ctlView::BrowseNavigate(const QString &strURL)
     Browser->BrowseNavigate(strURL);
 }
 
+void ctlView::SetGame(const Game &game)
+{
+    M_PLATFORM_ID = game.PlatformId;
+    M_GENRE_ID = game.GenreId;
+    M_GAME_ID = game.GameId;
+    M_GAME = game.Name;
+}
+
 QString ctlView::BrowseURL() const
 {
     return Browser->PageURL();

@@ -43,10 +43,16 @@ public:
     void setStore(modADO *store) { m_store = store; }
 
     // The current game, set by the host before it calls ListFiles.
-    quint8 M_PLATFORM_ID = 0;
-    quint8 M_GENRE_ID = 0;
-    qint32 M_GAME_ID = 0;
-    QString M_GAME;
+    struct Game
+    {
+        quint8 PlatformId = 0;
+        quint8 GenreId = 0;
+        qint32 GameId = 0;
+        QString Name;
+    };
+    void SetGame(const Game &game);
+    Game CurrentGame() const { return {M_PLATFORM_ID, M_GENRE_ID, M_GAME_ID, M_GAME}; }
+    void RenameGame(const QString &name) { M_GAME = name; }
 
     // The web address of the last right-clicked file whose source is one.
     const QString &NavURL() const { return m_navURL; }
@@ -140,6 +146,10 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
+    quint8 M_PLATFORM_ID = 0;
+    quint8 M_GENRE_ID = 0;
+    qint32 M_GAME_ID = 0;
+    QString M_GAME;
     // ctlView.cpp: the pane, its tabs and cover, the viewer and the printout.
     void buildFilesTab(QWidget *tab);
     void tabChanged();

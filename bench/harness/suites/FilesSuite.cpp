@@ -45,8 +45,7 @@ bool measureList(const BenchContext &context, modADO *store, ctlView *view)
     const int files = pick.value(1).toInt();
     pick.finish();
     context.note(QStringLiteral("list: game %1 with %2 files").arg(gameId).arg(files));
-    view->M_GAME_ID = gameId;
-    view->M_GAME = QStringLiteral("Bench");
+    view->SetGame({0, 0, gameId, QStringLiteral("Bench")});
     const auto ours = [&] {
         view->Reset();
         view->ListFiles(gameId, 0);
@@ -81,7 +80,7 @@ bool measureShow(const BenchContext &context, modADO *store, ctlView *view, cons
     context.note(QStringLiteral("%1: file %2, %3 bytes of RTF").arg(name).arg(fileId).arg(pick.value(2).toLongLong()));
     pick.finish();
 
-    view->M_GAME_ID = gameId;
+    view->SetGame({0, 0, gameId, {}});
     view->Reset();
     view->ListFiles(gameId, 1);
     const QString key = NodeKey::File(fileId);
