@@ -12,7 +12,6 @@
 #include "platform/Prompts.h"
 #include "platform/RichText.h"
 #include "platform/RichTextLoader.h"
-#include "platform/RtfReader.h"
 #include "platform/RtfWriter.h"
 #include "platform/TextEditor.h"
 
@@ -389,9 +388,8 @@ void FileViewer::TextShown()
 QString FileViewer::DocumentRtf() const
 {
     if (!m_wholeText.isNull())
-        return RtfReader::LooksLikeRtf(m_wholeText.left(64).toLatin1())
-                   ? m_wholeText
-                   : QString::fromLatin1(RtfWriter::FromPlainText(m_wholeText));
+        return LooksLikeStoredRtf(m_wholeText) ? m_wholeText
+                                               : QString::fromLatin1(RtfWriter::FromPlainText(m_wholeText));
     return QString::fromLatin1(RtfWriter::FromDocument(*rtbText->document()));
 }
 

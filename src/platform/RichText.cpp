@@ -12,15 +12,6 @@
 
 namespace {
 
-// Whether the text is RTF at all: "{\rtf" after a byte-order mark and blanks, as the reader decides.
-bool looksLikeRtf(const QString &text)
-{
-    qsizetype at = text.startsWith(QChar(0xFEFF)) ? 1 : 0;
-    while (at < text.size() && QStringView(u" \t\r\n").contains(text.at(at)))
-        ++at;
-    return QStringView(text).sliced(at).startsWith(QLatin1String("{\\rtf"));
-}
-
 // Marks a document that holds only the beginning of its text.
 constexpr const char *cutProperty = "lorekeepCut";
 
@@ -75,7 +66,7 @@ QTextDocument *BuildRichText(const QString &storedRtf, const QFont &font, qreal 
     document->setDocumentMargin(margin);
     document->setUndoRedoEnabled(false);
     bool cut = false;
-    if (looksLikeRtf(storedRtf)) {
+    if (LooksLikeStoredRtf(storedRtf)) {
         RtfReader::ReadInParts(
             RtfReader::FromStoredText(storedRtf), document, maxShownParagraphs,
             [&cut](bool last) {
@@ -118,50 +109,59 @@ QTextDocument *BuildRichText(const QString &storedRtf, const QFont &font, qreal 
     return document;
 }
 
+bool LooksLikeStoredRtf(const QString &text)
+{
+    qsizetype at = text.startsWith(QChar(0xFEFF)) ? 1 : 0;
+    while (at < text.size() && QStringView(u" \t\r\n").contains(text.at(at)))
+        ++at;
+    return QStringView(text).sliced(at).startsWith(QLatin1String("{\\rtf"));
+}
+
 bool IsCutRichText(const QTextDocument *document)
-{
-    return document && document->property(cutProperty).toBool();
-}
-
-void ShowRichTextDocument(QTextEdit *edit, QTextDocument *document)
-{
-    QTextDocument *previous = edit->document();
-    document->setParent(edit);
-    document->setUndoRedoEnabled(previous->isUndoRedoEnabled());
-    // The editor deletes a document it made itself; the ones made here are deleted here.
-    const bool ours = previous->parent() == edit;
-    edit->setDocument(document);
-    if (ours)
-        delete previous;
-}
-
-void ShowRichText(QTextEdit *edit, const QString &storedRtf)
-{
-    const QTextDocument *previous = edit->document();
-    ShowRichTextDocument(edit, BuildRichText(storedRtf, previous->defaultFont(), previous->documentMargin()));
-}
-
-int MarkPhrases(QTextEdit *edit, const QStringList &phrases, const QTextCharFormat &look,
-                QTextDocument::FindFlags flags)
-{
-    QList<QTextEdit::ExtraSelection> marks;
-    const QTextDocument *document = edit->document();
-    for (const QString &phrase : phrases) {
-        if (phrase.isEmpty())
-            continue;
-        for (QTextCursor found = document->find(phrase, 0, flags); !found.isNull();
-             found = document->find(phrase, found, flags))
-            marks.append({found, look});
+    {
+        return document && document->property(cutProperty).toBool();
     }
-    std::sort(marks.begin(), marks.end(), [](const QTextEdit::ExtraSelection &a, const QTextEdit::ExtraSelection &b) {
-        return a.cursor.position() < b.cursor.position();
-    });
-    edit->setExtraSelections(marks);
-    if (!marks.isEmpty()) {
-        QTextCursor first = marks.constFirst().cursor;
-        first.clearSelection();
-        edit->setTextCursor(first);
-        edit->ensureCursorVisible();
+
+    void ShowRichTextDocument(QTextEdit * edit, QTextDocument * document)
+    {
+        QTextDocument *previous = edit->document();
+        document->setParent(edit);
+        document->setUndoRedoEnabled(previous->isUndoRedoEnabled());
+        // The editor deletes a document it made itself; the ones made here are deleted here.
+        const bool ours = previous->parent() == edit;
+        edit->setDocument(document);
+        if (ours)
+            delete previous;
     }
-    return int(marks.size());
-}
+
+    void ShowRichText(QTextEdit * edit, const QString &storedRtf)
+    {
+        const QTextDocument *previous = edit->document();
+        ShowRichTextDocument(edit, BuildRichText(storedRtf, previous->defaultFont(), previous->documentMargin()));
+    }
+
+    int MarkPhrases(QTextEdit * edit, const QStringList &phrases, const QTextCharFormat &look,
+                    QTextDocument::FindFlags flags)
+    {
+        QList<QTextEdit::ExtraSelection> marks;
+        const QTextDocument *document = edit->document();
+        for (const QString &phrase : phrases) {
+            if (phrase.isEmpty())
+                continue;
+            for (QTextCursor found = document->find(phrase, 0, flags); !found.isNull();
+                 found = document->find(phrase, found, flags))
+                marks.append({found, look});
+        }
+        std::sort(marks.begin(), marks.end(),
+                  [](const QTextEdit::ExtraSelection &a, const QTextEdit::ExtraSelection &b) {
+                      return a.cursor.position() < b.cursor.position();
+                  });
+        edit->setExtraSelections(marks);
+        if (!marks.isEmpty()) {
+            QTextCursor first = marks.constFirst().cursor;
+            first.clearSelection();
+            edit->setTextCursor(first);
+            edit->ensureCursorVisible();
+        }
+        return int(marks.size());
+    }

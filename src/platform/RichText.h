@@ -32,6 +32,9 @@ constexpr int maxShownParagraphs = 150000;
 // page is set, the scroll bar appears, the window is shown): for a paragraph of megabytes that is
 // minutes of a frozen window. Shorter paragraphs are laid out a few at a time as they are needed.
 constexpr qsizetype longestShownParagraph = 10000;
+// Whether `text` is RTF at all ("{\rtf" after a byte-order mark and blanks), as the reader decides;
+// other text (a drop, an imported page) is shown as it stands.
+bool LooksLikeStoredRtf(const QString &text);
 // Whether BuildRichText cut the text that `document` shows.
 bool IsCutRichText(const QTextDocument *document);
 
