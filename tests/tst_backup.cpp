@@ -362,7 +362,6 @@ void tst_backup::mainWindow()
         QCOMPARE(StoreBackup::List(BackupJob::Folder()).size(), 1);
         form->close();
     }
-    modADO::instance().Close();
 
     // A damaged store: the error, then the offer of the newest good backup, then the restore.
     damage(home.storePath(), 100, 3000);
@@ -375,11 +374,10 @@ void tst_backup::mainWindow()
     QVERIFY(shown.at(shown.size() - 3).text.contains(QStringLiteral("is damaged")) &&
             shown.at(shown.size() - 1).text.contains(QStringLiteral("was restored")));
     const QVector<BackupInfo> backups = StoreBackup::List(BackupJob::Folder());
-    QCOMPARE(std::tuple(modADO::instance().IsOpen(), gamesIn(home.storePath()), backups.size(), backups.at(0).Note,
+    QCOMPARE(std::tuple(form->Store().IsOpen(), gamesIn(home.storePath()), backups.size(), backups.at(0).Note,
                         readFile(backups.at(0).Path) == damaged),
              std::tuple(true, 1, qsizetype(2), QStringLiteral("damaged"), true));
     form->close();
-    modADO::instance().Close();
 }
 
 void tst_backup::identicalBackupsAreNotRepeated()
@@ -486,7 +484,6 @@ void tst_backup::damagedStoreAfterRestores()
     const auto damageStore = [&](const QString &choice) {
         form->close();
         form.reset();
-        modADO::instance().Close();
         damage(home.storePath(), 4096, QFileInfo(home.storePath()).size() - 4096);
         prompts.answerMsgBox(MsgResult::OK);
         prompts.answerChoice(choice);
@@ -506,7 +503,7 @@ void tst_backup::damagedStoreAfterRestores()
     // A third game, then damage again: the offer says the day's backup holds fewer, and the user
     // looks at the others before taking it knowingly.
     qint32 myst = 0;
-    QVERIFY(GameTable::Add(modADO::instance().Connection(), 2, 1, QStringLiteral("Myst"), &myst, &err));
+    QVERIFY(GameTable::Add(form->Store().Connection(), 2, 1, QStringLiteral("Myst"), &myst, &err));
     damageStore(QStringLiteral("Choose Another"));
     for (MsgResult answer : {MsgResult::Yes, MsgResult::Yes, MsgResult::OK})
         prompts.answerMsgBox(answer);
@@ -519,7 +516,6 @@ void tst_backup::damagedStoreAfterRestores()
                     QStringLiteral("fewer games than your library had when it was last closed: 3 games and 1 file")));
     QCOMPARE(std::pair(marked, gamesIn(home.storePath())), std::pair(4, 2));
     form->close();
-    modADO::instance().Close();
 }
 
 QTEST_MAIN(tst_backup)

@@ -401,7 +401,7 @@ void tst_browser::favoriteDialog()
     // Everything is stored trimmed; the message quotes the stored title.
     {
         frmFavorite dialog(QStringLiteral(" ") + url.toString(), QStringLiteral("  Ninja Drift Guide "));
-        dialog.setConnection(home.db());
+        dialog.setStore(&home.store());
         QSignalSpy added(&dialog, &frmFavorite::AddFavorite);
         prompts.answerMsgBox(MsgResult::OK);
         dialog.findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral(" Best guide  "));
@@ -418,7 +418,7 @@ void tst_browser::favoriteDialog()
 
     // A store that refuses the row: the user is told, and the dialog stays for another try.
     frmFavorite dialog(QStringLiteral("Start Page"), QStringLiteral("Start Page"));
-    dialog.setConnection(home.db());
+    dialog.setStore(&home.store());
     QSqlQuery(home.db()).exec(QStringLiteral("DROP TABLE favorites"));
     prompts.answerMsgBox(MsgResult::OK);
     dialog.show();

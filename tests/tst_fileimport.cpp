@@ -410,7 +410,7 @@ void tst_fileimport::progressAndCancel()
 
     QWidget window;
     window.show();
-    FileImporter importer(&window, home.db(), game);
+    FileImporter importer(&window, &home.store(), game);
     QString label;
     int ticks = 0;
     QTimer poll;

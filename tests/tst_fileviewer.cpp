@@ -63,7 +63,7 @@ struct Window
 
     Window()
     {
-        viewer->setConnection(home.db());
+        viewer->setStore(&home.store());
         viewer->setErrorLog(home.file(QStringLiteral("viewer.log")));
     }
     template <typename T = QAction> T *child(const char *name) const
@@ -296,8 +296,9 @@ void tst_fileviewer::storeFailure()
     w.viewer->Open(FileViewer::NewMode, 18, 1, w.game, QString(), 0, 4, QString(), QStringLiteral("Preview"),
                    QStringLiteral("Text"));
     w.field("txtSource")->setText(QStringLiteral("web"));
-    for (const QSqlDatabase &db : {w.home.db(), QSqlDatabase()}) {
-        w.viewer->setConnection(db);
+    modADO none(QStringLiteral("tst-none"));
+    for (modADO *store : {&w.home.store(), &none}) {
+        w.viewer->setStore(store);
         w.prompts.answerMsgBox(MsgResult::OK);
         QVERIFY(!w.viewer->Save());
         QCOMPARE(std::tuple(w.prompts.last().icon, w.viewer->CurrentMode(), w.viewer->FileId(), w.viewer->IsDirty()),

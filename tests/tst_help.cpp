@@ -43,7 +43,6 @@ private Q_SLOTS:
     {
         if (HelpViewer *help = HelpViewer::Current())
             delete help;
-        modADO::instance().Close();
     }
     void pagesAreWholeAndInstalledOnce();
     void tipOfTheDay();
@@ -252,7 +251,6 @@ void tst_help::menuItemsAndHelpWindow()
 
     // Without a store, what needs one is off.
     form.reset();
-    modADO::instance().Close();
     QVERIFY(QFile::remove(home.storePath()));
     prompts.answerMsgBox(MsgResult::OK);
     prompts.answerMsgBox(MsgResult::OK);

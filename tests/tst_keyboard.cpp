@@ -81,7 +81,6 @@ class tst_keyboard final : public QObject
 
 private Q_SLOTS:
     void init() { clearSettings(); }
-    void cleanup() { modADO::instance().Close(); }
     void tabAndF6ReachEveryPane();
     void listsAndEditorFromKeys();
     void windowsOpenReadyForKeys();
@@ -214,10 +213,10 @@ void tst_keyboard::windowsOpenReadyForKeys()
     frmClip clip(form.get());
     frmBackups backups(home.storePath(), form.get());
     GameSelector selector(form.get());
-    selector.setConnection(home.db());
+    selector.setStore(&home.store());
     selector.Prepare(1, 1, game, QStringLiteral("Move To..."));
     PlatformMaintenance platforms(form.get());
-    platforms.setConnection(home.db());
+    platforms.setStore(&home.store());
     TipOfTheDay tip(form.get());
     frmAbout about(form.get());
     for (QWidget *window : std::initializer_list<QWidget *>{&options, &favorite, &clip, &backups, &selector, &about}) {

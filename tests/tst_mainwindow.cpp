@@ -28,12 +28,6 @@
 
 namespace {
 
-// The program's own store connection, as frmMain uses it, closed after every test.
-modADO &program()
-{
-    return modADO::instance();
-}
-
 void press(QWidget *bar, QEvent::Type type, QPoint pos)
 {
     QMouseEvent event(type, pos, bar->mapToGlobal(pos), Qt::LeftButton,
@@ -49,7 +43,6 @@ class tst_mainwindow final : public QObject
 
 private Q_SLOTS:
     void init() { clearSettings(); }
-    void cleanup() { program().Close(); }
     void startWithAndWithoutStore();
     void openAnotherStore();
     void exitQuestion_data();
@@ -81,14 +74,14 @@ void tst_mainwindow::startWithAndWithoutStore()
         auto form = startMainWindow(clip);
         QTRY_COMPARE(shown, QStringLiteral("frmClip:Hit the core three times.\n"));
         QCOMPARE(form->windowTitle(), QStringLiteral("Lorekeep - [lorekeep] - Files"));
-        QVERIFY(program().IsOpen() && QFile::exists(home.file(QStringLiteral("error.log"))) &&
+        QVERIFY(form->Store().IsOpen() && QFile::exists(home.file(QStringLiteral("error.log"))) &&
                 QFileInfo(home.file(QStringLiteral("QuickClip"))).isDir());
         QCOMPARE(form->findChild<QLineEdit *>(QStringLiteral("txtSearch"))->text(), QStringLiteral("Search..."));
 
         // Coming back to the window does not reconnect.
-        program().Close();
+        form->Store().Close();
         form->Form_Activate();
-        QVERIFY(!program().IsOpen());
+        QVERIFY(!form->Store().IsOpen());
     }
 
     // Without a store: the log's message, then the connection error, once; the tree stays empty.
@@ -132,13 +125,13 @@ void tst_mainwindow::openAnotherStore()
     openFile(home.storePath());
     QVERIFY(!reloaded());
     openFile(broken, true);
-    QCOMPARE(std::tuple(reloaded(), form->windowTitle(), program().DatabasePath(), program().IsOpen()),
+    QCOMPARE(std::tuple(reloaded(), form->windowTitle(), form->Store().DatabasePath(), form->Store().IsOpen()),
              std::tuple(false, QStringLiteral("Lorekeep - [lorekeep] - Files"), home.storePath(), true));
 
     openFile(other);
     QCOMPARE(
         std::tuple(reloaded(), view->IsCovered(), form->windowTitle(), form->lblCaption()->text(),
-                   program().DatabasePath()),
+                   form->Store().DatabasePath()),
         std::tuple(true, true, QStringLiteral("Lorekeep - [Other Games] - Files"), QStringLiteral("Lorekeep"), other));
 
     // Another start on the home hands its file over: a store is opened as File > Open does.
@@ -278,7 +271,7 @@ void tst_mainwindow::splashAndMain()
     {
         frmSplash splash;
         QVERIFY(splash.findChild<QLabel *>(QStringLiteral("imgLogo"))->pixmap().isNull());
-        splash.ShowNow();
+        splash.ShowCentred();
         QTest::keyClick(&splash, Qt::Key_Space);
         QVERIFY(!splash.isVisible());
     }
@@ -293,12 +286,16 @@ void tst_mainwindow::splashAndMain()
         bool eventFilter(QObject *watched, QEvent *event) override
         {
             if (event->type() == QEvent::Hide && qobject_cast<frmSplash *>(watched) && !storeWhenHidden)
-                storeWhenHidden = modADO::instance().IsOpen() ? modADO::instance().DatabasePath() : QString();
+                storeWhenHidden = modMain::MainForm() && modMain::MainForm()->Store().IsOpen()
+                                      ? modMain::MainForm()->Store().DatabasePath()
+                                      : QString();
             return false;
         }
     } watch;
     qApp->installEventFilter(&watch);
-    modMain::Main();
+    bool started = false;
+    modMain::Main(QString(), [&started] { started = true; });
+    QTRY_VERIFY(started);
     qApp->removeEventFilter(&watch);
     QVERIFY(watch.storeWhenHidden && *watch.storeWhenHidden != home.storePath());
     QPointer<frmMain> form = modMain::MainForm();
@@ -325,7 +322,7 @@ void tst_mainwindow::firstStartOfAnOlderStore()
 
     auto form = startMainWindow(older);
     QTRY_VERIFY_WITH_TIMEOUT(form->findChild<TipOfTheDay *>(), 30000);
-    QSqlQuery pending(QStringLiteral("SELECT count(*) FROM find_pending"), program().Connection());
+    QSqlQuery pending(QStringLiteral("SELECT count(*) FROM find_pending"), form->Store().Connection());
     QVERIFY(pending.next());
     QCOMPARE(
         std::tuple(pending.value(0).toInt(), QDir(home.file(QStringLiteral("Backups"))).entryList(QDir::Files).size()),

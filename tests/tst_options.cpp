@@ -47,7 +47,6 @@ class tst_options final : public QObject
 
 private Q_SLOTS:
     void init() { clearSettings(); }
-    void cleanup() { modADO::instance().Close(); }
     void loadOkAndCancel();
     void okAppliesListStyle();
     void everyKeyIsReadWithItsDefault();

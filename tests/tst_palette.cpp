@@ -86,7 +86,6 @@ private Q_SLOTS:
     {
         if (HelpViewer *help = HelpViewer::Current())
             delete help;
-        modADO::instance().Close();
     }
     void contrastMeasure();
     void mainWindowReads_data();

@@ -36,7 +36,7 @@ struct Library
                              "'Nintendo Entertainment System', 1), ('K_%d|N_%d|G_2|P_1', 'Nintendo Entertainment "
                              "System', 2), ('K_%d|N_%d|G_1|P_12', 'Master System', 1)";
         exec(QString::asprintf(insert, guide, mario, map, zelda, review, alex));
-        window.setConnection(home.db());
+        window.setStore(&home.store());
         window.setErrorLog(home.file(QStringLiteral("error.log")));
         window.Show();
     }

@@ -111,11 +111,7 @@ public Q_SLOTS:
 private Q_SLOTS:
     void initTestCase() { QDesktopServices::setUrlHandler(QStringLiteral("file"), this, "openedUrl"); }
     void init() { clearSettings(); }
-    void cleanup()
-    {
-        modMain::SetMainForm(nullptr);
-        modADO::instance().Close();
-    }
+    void cleanup() { modMain::SetMainForm(nullptr); }
 
     void pagesKeepToTheMargins()
     {

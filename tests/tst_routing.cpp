@@ -78,7 +78,6 @@ struct Program
     {
         form.reset();
         modMain::SetMainForm(nullptr);
-        modADO::instance().Close();
         SetAppPath(previousHome);
     }
     static void generate(const QString &path, quint64 seed)
@@ -91,13 +90,13 @@ struct Program
     }
     QSqlQuery query(const QString &sql) const
     {
-        QSqlQuery query(modADO::instance().Connection());
+        QSqlQuery query(form->Store().Connection());
         if (!query.exec(sql) || !query.next())
             qWarning() << "no row for" << sql;
         return query;
     }
     int count(const QString &sql) const { return query(sql).value(0).toInt(); }
-    bool exec(const QString &sql) const { return QSqlQuery(modADO::instance().Connection()).exec(sql); }
+    bool exec(const QString &sql) const { return QSqlQuery(form->Store().Connection()).exec(sql); }
     // The key of the game at `offset` in the order they were added.
     QString game(int offset) const
     {
@@ -363,7 +362,7 @@ void tst_routing::browserEvents()
     program.view->SelectTab(1);
     Q_EMIT program.view->BrowseTitleChange(QStringLiteral("Other Page"));
     QCOMPARE(program.form->windowTitle(),
-             QStringLiteral("Lorekeep - [") + modADO::instance().DatabaseName() + QStringLiteral("] - Files"));
+             QStringLiteral("Lorekeep - [") + program.form->Store().DatabaseName() + QStringLiteral("] - Files"));
 
     // A page that is not a favorite yet gets the dialog, and the new row shows in the list at once;
     // asked again, no second one is stored.
@@ -482,7 +481,7 @@ void tst_routing::fileImport()
     // list follow, the same file shown.
     const QString shown = list->SelectedItem()->Key();
     QTRY_COMPARE(program.view->CurrentFileKey(), shown);
-    runElsewhere(modADO::instance().DatabasePath(),
+    runElsewhere(program.form->Store().DatabasePath(),
                  {QStringLiteral("INSERT INTO file (game_id) VALUES (%1)").arg(*NodeKey::Id(gameKey, 0))});
     int duringDialog = -1;
     QDialog dialog(program.form.get());

@@ -47,7 +47,7 @@ void tst_selector::listsPresetsAndOrder()
         home.addGame(17, 2, QString::fromLatin1(name));
     const qint32 halo = home.addGame(17, 1, QStringLiteral("Halo"));
     GameSelector selector;
-    selector.setConnection(home.db());
+    selector.setStore(&home.store());
     // The lists' rows and codes are used by tst_tree's and tst_treeimport's moves.
     auto *platforms = child<QComboBox>(selector, "cboPlatform");
     auto *genres = child<QComboBox>(selector, "cboGenre");
@@ -94,7 +94,7 @@ void tst_selector::newGame()
     home.addGame(9, 8, QStringLiteral("Game 10"));
     home.addGame(9, 8, QStringLiteral("Game 2"));
     GameSelector selector;
-    selector.setConnection(home.db());
+    selector.setStore(&home.store());
     QSignalSpy spy(&selector, &GameSelector::AddGameNode);
     selector.Prepare(9, 8, 0, QStringLiteral("Pick"));
     prompts.answerInput(answer);
@@ -128,7 +128,7 @@ void tst_selector::completeSelectOnce()
     const qint32 preset = home.addGame(5, 1, QStringLiteral("Banjo"));
     const qint32 other = home.addGame(6, 3, QStringLiteral("Tetris"));
     GameSelector selector;
-    selector.setConnection(home.db());
+    selector.setStore(&home.store());
     selector.setPlaceOnly(how == QLatin1String("placeOnly"));
     QSignalSpy spy(&selector, &GameSelector::CompleteSelect);
     selector.Prepare(5, 1, preset, QStringLiteral("Pick"));
@@ -168,11 +168,13 @@ void tst_selector::brokenStore()
     TestHome home;
     ScriptedPrompts prompts;
     GameSelector selector;
-    prompts.answerMsgBox(MsgResult::OK); // no connection set at all
+    modADO none(QStringLiteral("tst-none"));
+    selector.setStore(&none);
+    prompts.answerMsgBox(MsgResult::OK); // no store open at all
     selector.Prepare(1, 1, 0, QStringLiteral("Pick"));
     QCOMPARE(prompts.last().title, QStringLiteral("GameSelector Error"));
 
-    selector.setConnection(home.db());
+    selector.setStore(&home.store());
     QVERIFY(QSqlQuery(home.db()).exec(QStringLiteral("DROP TABLE game")));
     prompts.answerMsgBox(MsgResult::OK);
     child<QComboBox>(selector, "cboGenre")->setCurrentIndex(1);

@@ -2,7 +2,6 @@
 #include "base/Version.h"
 #include "browser/StartPageScheme.h"
 #include "data/HomeFolder.h"
-#include "data/modADO.h"
 #include "platform/HelpPages.h"
 #include "platform/QtPrompts.h"
 #include "platform/SingleInstance.h"
@@ -20,9 +19,9 @@
 
 namespace {
 
-// Start-up lets pending events run while it loads; a close handled then would end the window while
-// start-up still works on it, and the quit that follows would come before the main loop and be lost.
-bool mainLoopRunning = false;
+// Start-up runs from the event loop and waits on long work; a close handled then would end the
+// window while start-up still works on it.
+bool startupOver = false;
 bool closePending = false;
 
 // Closes the main window; a dialog that is up is dismissed first, since the code that opened it is
@@ -33,7 +32,7 @@ void CloseWhenIdle()
     if (QWidget *modal = QApplication::activeModalWidget()) {
         modal->close();
         QTimer::singleShot(50, &CloseWhenIdle);
-    } else if (!mainLoopRunning) {
+    } else if (!startupOver) {
         closePending = true;
     } else if (frmMain *form = modMain::MainForm()) {
         form->close();
@@ -139,15 +138,17 @@ int main(int argc, char *argv[])
     TerminationSignals termination;
     QObject::connect(&termination, &TerminationSignals::Received, &app, [] { CloseWhenIdle(); });
 
-    modMain::Main(startFile);
-    // Posted only now, so it runs in the main loop and not in one that start-up ran.
-    QTimer::singleShot(0, &app, [] {
-        mainLoopRunning = true;
-        if (closePending)
-            CloseWhenIdle();
+    // Posted, so that it runs once start-up's last waits are over.
+    modMain::Main(startFile, [] {
+        QTimer::singleShot(0, qApp, [] {
+            startupOver = true;
+            if (closePending)
+                CloseWhenIdle();
+        });
     });
     const int result = QApplication::exec();
-    modADO::instance().Close();
+    // A window closed last is deleted later, and the loop has ended: its store is closed here.
+    delete modMain::MainForm();
     Prompts::install(nullptr);
     return result;
 }

@@ -3,6 +3,7 @@
 #include "base/ErrorLog.h"
 #include "data/FavoriteTable.h"
 #include "data/NodeKey.h"
+#include "data/modADO.h"
 #include "platform/Prompts.h"
 
 #include <QDialogButtonBox>
@@ -67,7 +68,7 @@ void frmFavorite::cmdOK_Click()
     qint32 id = 0;
     ErrObject err;
     // A failure is the user's to see; the dialog stays open for another try or Cancel.
-    if (!FavoriteTable::Add(m_db, row, &id, &err)) {
+    if (!FavoriteTable::Add(m_store->Connection(), row, &id, &err)) {
         LogError(err, QStringLiteral("frmFavorite"), QStringLiteral("cmdOK_Click"), true);
         return;
     }

@@ -3,6 +3,8 @@
 #include <QDialog>
 #include <QSqlDatabase>
 
+class modADO;
+
 class QLineEdit;
 class QPushButton;
 
@@ -17,7 +19,7 @@ public:
     // `url` and `title` are the page's, as the browser gives them.
     frmFavorite(const QString &url, const QString &title, QWidget *parent = nullptr);
 
-    void setConnection(const QSqlDatabase &db) { m_db = db; }
+    void setStore(modADO *store) { m_store = store; }
 
 Q_SIGNALS:
     // Key is "K_" and the new row's id; the values are those stored.
@@ -29,7 +31,7 @@ private:
     QLineEdit *txtDesc;
     QPushButton *cmdOK;
     QPushButton *cmdCancel;
-    QSqlDatabase m_db;
+    modADO *m_store = nullptr;
     QString m_url;
     QString m_title;
 };

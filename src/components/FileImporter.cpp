@@ -2,6 +2,7 @@
 
 #include "data/FileImport.h"
 #include "data/NativePath.h"
+#include "data/modADO.h"
 
 #include <QDir>
 #include <QEventLoop>
@@ -37,8 +38,8 @@ QString shownName(const QString &file, const QStringList &folders)
 
 } // namespace
 
-FileImporter::FileImporter(QWidget *window, const QSqlDatabase &db, qint32 gameId)
-    : m_window(window), m_db(db), m_gameId(gameId)
+FileImporter::FileImporter(QWidget *window, modADO *store, qint32 gameId)
+    : m_window(window), m_store(store), m_gameId(gameId)
 {}
 
 FileImporter::~FileImporter() = default;
@@ -90,7 +91,7 @@ bool FileImporter::Run(const QStringList &paths, ErrObject *err)
     m_total = m_done = 0;
     m_cancelled = false;
     m_storeFailure = {};
-    FileImport import(m_db, m_gameId);
+    FileImport import(m_store->Connection(), m_gameId);
     if (!import.Begin(err))
         return false;
 

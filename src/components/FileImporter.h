@@ -12,6 +12,7 @@ template <typename T> class QFuture;
 class QEventLoop;
 class QProgressDialog;
 class QWidget;
+class modADO;
 
 // Files from disk into one game with the window kept alive: each file is read and converted on a
 // worker thread and stored on the caller's, one transaction per file. Once the work has taken half a
@@ -23,8 +24,8 @@ class FileImporter final : public QObject
     Q_DISABLE_COPY_MOVE(FileImporter)
 
 public:
-    // `window` parents the progress dialog; `db` is the store's connection, used on this thread.
-    FileImporter(QWidget *window, const QSqlDatabase &db, qint32 gameId);
+    // `window` parents the progress dialog; `store` is written on this thread.
+    FileImporter(QWidget *window, modADO *store, qint32 gameId);
     ~FileImporter() override;
 
     // Imports `paths` (files and folders); returns when done or cancelled. False, with `err`, when
@@ -49,7 +50,7 @@ private:
     void showProgress();
 
     QPointer<QWidget> m_window;
-    QSqlDatabase m_db;
+    modADO *m_store;
     qint32 m_gameId;
     QProgressDialog *m_progress = nullptr;
     QEventLoop *m_loop = nullptr;

@@ -1,12 +1,13 @@
 #include "FileTextReader.h"
 
 #include "data/StoreError.h"
+#include "data/modADO.h"
 
 bool FileTextReader::Load(qint32 lngFileId, ErrObject *err)
 {
     bool found = false;
     FileRow row;
-    if (!FileTable::Read(m_db, lngFileId, &row, &found, err))
+    if (!FileTable::Read(m_store->Connection(), lngFileId, &row, &found, err))
         return false;
     if (!found) {
         *err = StoreError::noRow("file", lngFileId);

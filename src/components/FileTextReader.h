@@ -5,13 +5,15 @@
 
 #include <QSqlDatabase>
 
+class modADO;
+
 // Reads one file of the library by id and hands out its parts: what the file view shows when a
 // row is clicked and what the viewer/editor opens with. Failures go back to the caller, who knows
 // under which name to log them.
 class FileTextReader final
 {
 public:
-    void setConnection(const QSqlDatabase &db) { m_db = db; }
+    void setStore(modADO *store) { m_store = store; }
 
     // False with `err` filled when the store fails or has no file `lngFileId` (then error 3021).
     bool Load(qint32 lngFileId, ErrObject *err);
@@ -23,6 +25,6 @@ public:
     qint32 GameId() const { return m_row.game_id; }
 
 private:
-    QSqlDatabase m_db;
+    modADO *m_store = nullptr;
     FileRow m_row;
 };

@@ -6,6 +6,7 @@
 #include "data/FileTable.h"
 #include "data/ShortDesc.h"
 #include "data/StoreTransaction.h"
+#include "data/modADO.h"
 #include "data/modNames.h"
 #include "platform/ErrObject.h"
 #include "platform/KeyboardAccess.h"
@@ -146,9 +147,9 @@ FileViewer::FileViewer(QWidget *parent)
     UpdateTitle();
 }
 
-void FileViewer::setConnection(const QSqlDatabase &db)
+void FileViewer::setStore(modADO *store)
 {
-    m_db = db;
+    m_store = store;
 }
 
 void FileViewer::setErrorLog(const QString &path)
@@ -203,21 +204,21 @@ bool FileViewer::AddRow(const FileRow &row, qint32 *newId, ErrObject *err)
 {
     *newId = 0;
     if (!m_askIfSourceStored || row.src.isEmpty())
-        return FileTable::Add(m_db, row, newId, err);
+        return FileTable::Add(m_store->Connection(), row, newId, err);
     SourceMatch match;
     bool found = false;
     {
         // The write lock is taken before the check, so no other import can store the page between.
-        StoreTransaction transaction(m_db, StoreTransaction::Lock::Immediate);
-        if (!transaction.begin(err) || !FileTable::FindBySource(m_db, row.src, &match, &found, err))
+        StoreTransaction transaction(m_store->Connection(), StoreTransaction::Lock::Immediate);
+        if (!transaction.begin(err) || !FileTable::FindBySource(m_store->Connection(), row.src, &match, &found, err))
             return false;
         if (!found)
-            return FileTable::Add(m_db, row, newId, err) && transaction.commit(err);
+            return FileTable::Add(m_store->Connection(), row, newId, err) && transaction.commit(err);
     }
     if (MsgBox(AlreadyStoredPrompt(match), MsgButtons::YesNo, MsgIcon::Question) != MsgResult::Yes)
         return true;
     m_askIfSourceStored = false;
-    return FileTable::Add(m_db, row, newId, err);
+    return FileTable::Add(m_store->Connection(), row, newId, err);
 }
 
 bool FileViewer::Save()
@@ -242,7 +243,7 @@ bool FileViewer::Save()
     ErrObject err;
     qint32 newId = 0;
     const bool added = m_mode == NewMode;
-    const bool stored = added ? AddRow(row, &newId, &err) : FileTable::Update(m_db, row, &err);
+    const bool stored = added ? AddRow(row, &newId, &err) : FileTable::Update(m_store->Connection(), row, &err);
     if (added && stored && newId == 0)
         return false;
     if (!stored) {

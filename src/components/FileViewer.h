@@ -4,6 +4,8 @@
 #include <QString>
 #include <QWidget>
 
+class modADO;
+
 class QAction;
 class QColor;
 class QComboBox;
@@ -30,7 +32,7 @@ public:
 
     explicit FileViewer(QWidget *parent = nullptr);
 
-    void setConnection(const QSqlDatabase &db);
+    void setStore(modADO *store);
     // Full path of the error log file; without one, failures go to the home's error log.
     void setErrorLog(const QString &path);
 
@@ -96,7 +98,7 @@ private:
     QAction *cmdClose;
     RichTextToolBar *tbrFormat;
 
-    QSqlDatabase m_db;
+    modADO *m_store = nullptr;
     QString m_errorLog;
     quint8 m_mode = ViewMode;
     quint8 m_platformId = 0;

@@ -1,21 +1,17 @@
 #include "FindIndexBuilder.h"
 
+#include "BackgroundWork.h"
 #include "BackupJob.h"
 
 #include "base/ErrorLog.h"
 #include "data/FindIndex.h"
-
-#include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QProgressDialog>
-
-#include <memory>
+#include "data/StoreError.h"
+#include "data/WorkerConnection.h"
 
 namespace {
 
-// Files per step: a step takes a few tens of milliseconds, so the window answers between them.
+// Files per step: a step takes a few tens of milliseconds, so Cancel is heard at once.
 constexpr qint64 stepFiles = 100;
-constexpr int progressDelayMs = 500;
 // A queue this long is a whole index being built, which rewrites much of the store: it is backed
 // up first. A few changed files are indexed as they are.
 constexpr qint64 backupFiles = 1000;
@@ -32,44 +28,39 @@ bool FindIndexBuilder::Build(QWidget *window, const QSqlDatabase &db)
         LogError(err, QStringLiteral("FindIndexBuilder"), QStringLiteral("Build"), false);
         return false;
     }
+    if (pending == 0)
+        return true;
     if (pending >= backupFiles && !BackupJob::Before(window, db, QStringLiteral("before indexing")))
         return false;
-    std::unique_ptr<QProgressDialog> progress;
-    QElapsedTimer clock;
-    clock.start();
-    qint64 done = 0;
-    while (done < pending) {
-        if (!progress && clock.elapsed() >= progressDelayMs) {
-            progress = std::make_unique<QProgressDialog>(window);
-            progress->setWindowTitle(QStringLiteral("Lorekeep"));
-            progress->setLabelText(QStringLiteral("Building the search index..."));
-            progress->setCancelButtonText(QStringLiteral("&Stop"));
-            progress->setWindowModality(Qt::WindowModal);
-            progress->setMinimumDuration(0);
-            progress->setAutoClose(false);
-            progress->setAutoReset(false);
-            progress->setMinimumWidth(380);
-            progress->setRange(0, int(std::min<qint64>(pending, INT_MAX)));
-            progress->show();
+    // The index is written on a connection of the work's own, on its thread; the window's stays idle.
+    const QString storePath = StoreError::storePath(db);
+    ErrObject workErr;
+    const auto work = [&](const BackgroundWork::Report &report, QString *error) {
+        const WorkerConnection store(storePath, WorkerConnection::Access::Write);
+        qint64 done = 0;
+        bool ok = store.Open(&workErr);
+        while (ok && done < pending && report({0, done, pending})) {
+            qint64 step = 0;
+            ok = FindIndex::Update(store.Connection(), stepFiles, &step, &workErr);
+            if (step == 0)
+                break;
+            done += step;
         }
-        if (progress) {
-            progress->setLabelText(
-                QStringLiteral("Building the search index: %L1 of %L2 files...").arg(done).arg(pending));
-            progress->setValue(int(std::min<qint64>(done, INT_MAX)));
-            if (progress->wasCanceled())
-                return false;
-        } else {
-            // Before the dialog shows, paint and timers go on; the user's input waits for the step.
-            QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
-        }
-        qint64 step = 0;
-        if (!FindIndex::Update(db, stepFiles, &step, &err)) {
-            LogError(err, QStringLiteral("FindIndexBuilder"), QStringLiteral("Build"), true);
-            return false;
-        }
-        if (step == 0)
-            break;
-        done += step;
+        if (!ok)
+            *error = workErr.Description;
+        return ok;
+    };
+    const auto describe = [pending](const BackgroundWork::Step &step) {
+        return BackgroundWork::Shown{
+            int(step.done * 1000 / std::max<qint64>(pending, 1)),
+            QStringLiteral("Building the search index: %L1 of %L2 files...").arg(step.done).arg(pending)};
+    };
+    QString error;
+    switch (BackgroundWork::Run(window, QStringLiteral("Lorekeep"), work, describe, &error)) {
+    case BackgroundWork::Outcome::Done: return true;
+    case BackgroundWork::Outcome::Cancelled: return false;
+    case BackgroundWork::Outcome::Failed: break;
     }
-    return true;
+    LogError(workErr, QStringLiteral("FindIndexBuilder"), QStringLiteral("Build"), true);
+    return false;
 }

@@ -5,8 +5,8 @@
 class QWidget;
 
 // Brings the search index up to date with the window alive: the queued files are indexed a batch
-// at a time, and once that has taken half a second a progress dialog counts them, with a button to
-// stop (what is left is indexed at the next search, or the next start).
+// at a time on a worker thread, and once that has taken half a second a progress dialog counts
+// them, with Cancel (what is left is indexed at the next search, or the next start).
 class FindIndexBuilder final
 {
 public:

@@ -3,6 +3,7 @@
 #include "base/ErrorLog.h"
 #include "data/GameTable.h"
 #include "data/NodeKey.h"
+#include "data/modADO.h"
 #include "data/modNames.h"
 #include "platform/NaturalOrder.h"
 #include "platform/Prompts.h"
@@ -117,9 +118,9 @@ void GameSelector::FillPlaces(QComboBox *platforms, QComboBox *genres)
     platforms->setMaxVisibleItems(modNames::PlatformCount);
 }
 
-void GameSelector::setConnection(const QSqlDatabase &db)
+void GameSelector::setStore(modADO *store)
 {
-    m_db = db;
+    m_store = store;
 }
 
 void GameSelector::setPlaceOnly(bool placeOnly)
@@ -196,7 +197,7 @@ void GameSelector::LoadGames()
     lstGames->clear();
     QVector<GameRow> rows;
     ErrObject err;
-    if (!GameTable::List(m_db, selectedPlatform(), selectedGenre(), &rows, &err)) {
+    if (!GameTable::List(m_store->Connection(), selectedPlatform(), selectedGenre(), &rows, &err)) {
         LogError(err, moduleName, QStringLiteral("List Games"), true);
         UpdateButtons();
         return;
@@ -247,7 +248,7 @@ void GameSelector::NewGame()
     const quint8 genreId = selectedGenre();
     qint32 newId = 0;
     ErrObject err;
-    if (!GameTable::Add(m_db, platformId, genreId, name, &newId, &err)) {
+    if (!GameTable::Add(m_store->Connection(), platformId, genreId, name, &newId, &err)) {
         LogError(err, moduleName, QStringLiteral("New Game"), true);
         return;
     }

@@ -4,6 +4,8 @@
 #include <QSqlDatabase>
 #include <QString>
 
+class modADO;
+
 class QComboBox;
 class QLabel;
 class QListWidget;
@@ -21,7 +23,7 @@ class GameSelector final : public QDialog
 public:
     explicit GameSelector(QWidget *parent = nullptr);
 
-    void setConnection(const QSqlDatabase &db);
+    void setStore(modADO *store);
     // Only a platform and genre are picked; the games of the place are shown for orientation and
     // OK hands back the game id given to Prepare.
     void setPlaceOnly(bool placeOnly);
@@ -77,7 +79,7 @@ private:
     QPushButton *cmdOK;
     QPushButton *cmdCancel;
 
-    QSqlDatabase m_db;
+    modADO *m_store = nullptr;
     bool m_placeOnly = false;
     bool m_completed = false;
     quint8 m_platformId = 0;

@@ -1,10 +1,10 @@
 #include "PdfExporter.h"
 
 #include "data/FileTable.h"
+#include "data/WorkerConnection.h"
 #include "platform/PdfExport.h"
 #include "platform/RtfReader.h"
 
-#include <QAtomicInt>
 #include <QFontDatabase>
 #include <QSqlDatabase>
 #include <QSqlError>
@@ -13,34 +13,6 @@
 #include <QTextDocument>
 
 namespace {
-
-// A read-only connection of the export's own: the window's connection belongs to its thread.
-class ReadConnection final
-{
-public:
-    explicit ReadConnection(const QString &path)
-        : m_name(QStringLiteral("pdf-export-%1").arg(counter.fetchAndAddRelaxed(1)))
-    {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_name);
-        db.setDatabaseName(path);
-        db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_READONLY;QSQLITE_BUSY_TIMEOUT=5000"));
-        db.open();
-    }
-    ~ReadConnection()
-    {
-        QSqlDatabase::database(m_name, false).close();
-        QSqlDatabase::removeDatabase(m_name);
-    }
-    ReadConnection(const ReadConnection &) = delete;
-    ReadConnection &operator=(const ReadConnection &) = delete;
-
-    QSqlDatabase db() const { return QSqlDatabase::database(m_name, false); }
-
-private:
-    static QAtomicInt counter;
-    QString m_name;
-};
-QAtomicInt ReadConnection::counter;
 
 // A file as it prints: the header, then its text, read a part at a time when it is long.
 RtfPrintout filePrintout(const GameExport &game, const FileRow &row)
@@ -124,9 +96,9 @@ PrintJob::Outcome PdfExporter::ExportGame(QWidget *window, const GameExport &gam
     return PrintJob::Run(
         window, QStringLiteral("Export Game to PDF"),
         [&game, path](const PrintProgressFn &progress, QString *workError) {
-            ReadConnection store(game.StorePath);
-            if (!store.db().isOpen()) {
-                *workError = QStringLiteral("The store could not be read: %1").arg(store.db().lastError().text());
+            const WorkerConnection store(game.StorePath, WorkerConnection::Access::Read);
+            if (ErrObject openErr; !store.Open(&openErr)) {
+                *workError = openErr.Description;
                 return false;
             }
             PdfExport pdf(path, PrintJob::LocalPaper(), game.Game);
@@ -143,7 +115,7 @@ PrintJob::Outcome PdfExporter::ExportGame(QWidget *window, const GameExport &gam
                 FileRow row;
                 bool found = false;
                 ErrObject err;
-                if (!FileTable::Read(store.db(), game.FileIds[int(i)], &row, &found, &err)) {
+                if (!FileTable::Read(store.Connection(), game.FileIds[int(i)], &row, &found, &err)) {
                     *workError = err.Description;
                     return false;
                 }

@@ -3,6 +3,7 @@
 #include "BackupJob.h"
 #include "TreeLoader.h"
 #include "base/ErrorLog.h"
+#include "data/modADO.h"
 #include "data/modNames.h"
 #include "platform/ErrObject.h"
 #include "platform/Prompts.h"
@@ -105,9 +106,9 @@ PlatformMaintenance::PlatformMaintenance(QWidget *parent)
     UpdateButtons();
 }
 
-void PlatformMaintenance::setConnection(const QSqlDatabase &db)
+void PlatformMaintenance::setStore(modADO *store)
 {
-    m_db = db;
+    m_store = store;
 }
 
 void PlatformMaintenance::setErrorLog(const QString &path)
@@ -154,7 +155,7 @@ bool PlatformMaintenance::Refresh(std::optional<quint8> platformId)
 {
     ErrObject err;
     QVector<PlatformCount> rows;
-    const bool ok = PlatformTable::List(m_db, &rows, &err);
+    const bool ok = PlatformTable::List(m_store->Connection(), &rows, &err);
     m_platforms = ok ? rows : QVector<PlatformCount>();
 
     lvwPlatforms->clear();
@@ -223,10 +224,10 @@ void PlatformMaintenance::MoveGames()
                    .arg(counted(from->games, "game"), TreeLoader::PlatformTag(from->platform_id), toName),
                MsgButtons::YesNo, MsgIcon::Question) != MsgResult::Yes)
         return;
-    if (!BackupJob::Before(this, m_db, QStringLiteral("before moving games")))
+    if (!BackupJob::Before(this, m_store->Connection(), QStringLiteral("before moving games")))
         return;
     ErrObject err;
-    if (!PlatformTable::MoveGames(m_db, from->platform_id, to, toName, nullptr, &err)) {
+    if (!PlatformTable::MoveGames(m_store->Connection(), from->platform_id, to, toName, nullptr, &err)) {
         ReportFailure(err, QStringLiteral("MoveGames"), QStringLiteral("The games could not be moved"));
         return;
     }
@@ -244,10 +245,10 @@ void PlatformMaintenance::RemovePlatform()
                         counted(platform->files, "file")),
                MsgButtons::YesNo, MsgIcon::Exclamation) != MsgResult::Yes)
         return;
-    if (!BackupJob::Before(this, m_db, QStringLiteral("before removing a platform")))
+    if (!BackupJob::Before(this, m_store->Connection(), QStringLiteral("before removing a platform")))
         return;
     ErrObject err;
-    if (!PlatformTable::Remove(m_db, platform->platform_id, &err)) {
+    if (!PlatformTable::Remove(m_store->Connection(), platform->platform_id, &err)) {
         ReportFailure(err, QStringLiteral("RemovePlatform"), QStringLiteral("The platform could not be removed"));
         return;
     }

@@ -9,6 +9,8 @@
 
 #include <optional>
 
+class modADO;
+
 class QComboBox;
 class QGroupBox;
 class QLabel;
@@ -29,7 +31,7 @@ class PlatformMaintenance final : public QWidget
 public:
     explicit PlatformMaintenance(QWidget *parent = nullptr);
 
-    void setConnection(const QSqlDatabase &db);
+    void setStore(modADO *store);
     // Full path of the error log file; without one, failures go to the home's error log.
     void setErrorLog(const QString &path);
 
@@ -67,7 +69,7 @@ private:
     QPushButton *cmdRemove;
     QPushButton *cmdClose;
 
-    QSqlDatabase m_db;
+    modADO *m_store = nullptr;
     QString m_errorLog;
     QVector<PlatformCount> m_platforms;
     bool m_open = false;

@@ -2,6 +2,7 @@
 
 #include "data/GameIndex.h"
 #include "data/NodeKey.h"
+#include "data/modADO.h"
 #include "data/modNames.h"
 #include "platform/DeferredIcon.h"
 #include "platform/NaturalOrder.h"
@@ -91,9 +92,9 @@ QString TreeLoader::Caption(const QString &tag, qint64 count)
     return tag + QLatin1String(" (") + QString::number(count) + QLatin1Char(')');
 }
 
-void TreeLoader::setConnection(const QSqlDatabase &db)
+void TreeLoader::setStore(modADO *store)
 {
-    m_db = db;
+    m_store = store;
 }
 
 QString TreeLoader::PlatformTag(quint8 platformId)
@@ -122,7 +123,7 @@ void TreeLoader::AddImages(TreeView *tree)
 bool TreeLoader::FillTree(TreeView *tree, TreeNode *parent, ErrObject *err)
 {
     QVector<IndexedGame> games;
-    if (!GameIndex::Read(m_db, &games, err))
+    if (!GameIndex::Read(m_store->Connection(), &games, err))
         return false;
 
     // Platform, then genre, each in display order; within a genre by name.

@@ -5,6 +5,8 @@
 #include <QObject>
 #include <QSqlDatabase>
 
+class modADO;
+
 class TreeNode;
 class TreeView;
 
@@ -29,7 +31,7 @@ class TreeLoader final : public QObject
 public:
     explicit TreeLoader(QObject *parent = nullptr);
 
-    void setConnection(const QSqlDatabase &db);
+    void setStore(modADO *store);
 
     // Builds the whole tree into the empty `tree` (`parent` must be null: the root is the top) and
     // raises Finished before returning. False, with `err` filled and no Finished, when the store
@@ -54,5 +56,5 @@ Q_SIGNALS:
     void Finished();
 
 private:
-    QSqlDatabase m_db;
+    modADO *m_store = nullptr;
 };

@@ -9,6 +9,7 @@
 #include <QLoggingCategory>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <QTimer>
 #include <QUrl>
 
 #include <sqlite3.h>
@@ -34,19 +35,15 @@ QString storeUri(const QString &path, modADO::OpenMode mode)
 
 } // namespace
 
-modADO::modADO(QString connectionName)
-    : m_connectionName(std::move(connectionName)), m_spareName(m_connectionName + QStringLiteral("~next"))
+modADO::modADO(QString connectionName, QObject *parent)
+    : QObject(parent),
+      m_connectionName(std::move(connectionName)),
+      m_spareName(m_connectionName + QStringLiteral("~next"))
 {}
 
 modADO::~modADO()
 {
     Close();
-}
-
-modADO &modADO::instance()
-{
-    static modADO program(QStringLiteral("lorekeep"));
-    return program;
 }
 
 QString modADO::NameFromPath(const QString &path)
@@ -96,6 +93,7 @@ bool modADO::Open(const QString &path, ErrObject *err)
     m_readOnlyReason = readOnly;
     m_dataVersion = -1;
     ChangedElsewhere();
+    Q_EMIT storeChanged();
     return true;
 }
 
@@ -160,7 +158,6 @@ bool modADO::CheckVersion(const QSqlDatabase &db, const QString &path, ErrObject
 
 void modADO::Close()
 {
-    // The program's connection outlives main(); by then Qt's own registry may be gone.
     if (!m_registered || !QSqlDatabase::contains(m_connectionName))
         return;
     m_registered = false;
@@ -222,6 +219,18 @@ bool modADO::ChangedElsewhere()
     const bool changed = m_dataVersion >= 0 && version != m_dataVersion;
     m_dataVersion = version;
     return changed;
+}
+
+void modADO::WatchOtherWriters(int intervalMs)
+{
+    if (!m_watch) {
+        m_watch = new QTimer(this);
+        connect(m_watch, &QTimer::timeout, this, [this] {
+            if (ChangedElsewhere())
+                Q_EMIT writtenElsewhere();
+        });
+    }
+    m_watch->start(intervalMs);
 }
 
 QSqlDatabase modADO::Connection() const

@@ -2,19 +2,24 @@
 
 #include "platform/ErrObject.h"
 
+#include <QObject>
 #include <QSqlDatabase>
 #include <QString>
 
-// The one connection to the open store, with the path it was opened from and the name shown in the
-// window caption. The program uses instance(); tests make their own under unique connection names.
-class modADO final
-{
-public:
-    explicit modADO(QString connectionName);
-    ~modADO();
-    Q_DISABLE_COPY_MOVE(modADO)
+class QTimer;
 
-    static modADO &instance();
+// The open store: its one connection, the path it was opened from and the name shown in the window
+// caption. The main window makes one and hands it to every pane and component that reads or writes;
+// nobody keeps the connection itself, since opening another store replaces it. Tests make their own
+// under unique connection names.
+class modADO final : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit modADO(QString connectionName, QObject *parent = nullptr);
+    ~modADO() override;
+    Q_DISABLE_COPY_MOVE(modADO)
 
     // Opens the existing store at `path` and makes it this connection. A store that can be written
     // is kept in write-ahead mode with a full sync; one whose file or folder cannot be written is
@@ -39,6 +44,8 @@ public:
     // Whether another connection, usually another program, committed a change to the store since
     // the last call or since the store was opened. One pragma, cheap enough to ask every few seconds.
     bool ChangedElsewhere();
+    // Asks ChangedElsewhere every `intervalMs` and says so through writtenElsewhere.
+    void WatchOtherWriters(int intervalMs);
     // The open connection; an invalid one while none is open.
     QSqlDatabase Connection() const;
     QString DatabasePath() const { return m_path; }
@@ -56,6 +63,13 @@ public:
 
     enum class OpenMode { Write, Read, Immutable };
 
+Q_SIGNALS:
+    // A store was opened in the place of the one before (or the same one again, after a restore):
+    // whatever a pane shows of the old one is stale.
+    void storeChanged();
+    // Another program committed to the open store; seen by WatchOtherWriters.
+    void writtenElsewhere();
+
 private:
     bool openAs(const QString &path, OpenMode mode, ErrObject *err);
 
@@ -68,4 +82,5 @@ private:
     QString m_readOnlyReason;
     // SQLite's data_version as this connection last saw it; -1 until read.
     qint64 m_dataVersion = -1;
+    QTimer *m_watch = nullptr;
 };

@@ -61,7 +61,6 @@ std::array<ColumnWidths, 3> columnWidths(ListView *bookmarks, ListView *favorite
 
 ctlDetails::ctlDetails(QWidget *parent)
     : QWidget(parent),
-      m_store(&modADO::instance()),
       tbsTabs(new QTabWidget(this)),
       tbrTools(new QToolBar(this)),
       lvBookmarks(makeList("lvBookmarks", {"File", "Category", "Game", "Genre", "Platform"})),

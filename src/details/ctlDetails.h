@@ -134,7 +134,7 @@ private:
     void lvSearchResults_DblClick();
     void countHitsStep();
 
-    modADO *m_store;
+    modADO *m_store = nullptr;
     QTabWidget *tbsTabs;
     QToolBar *tbrTools;
     std::array<QLabel *, 3> lblHeaders{};

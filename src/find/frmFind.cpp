@@ -83,8 +83,7 @@ frmFind::frmFind(QWidget *parent)
       picGame(new QWidget),
       cboPlatform(new QComboBox),
       cboGame(new QComboBox),
-      Label1(new QLabel(QStringLiteral(" Games: 0"))),
-      m_store(&modADO::instance())
+      Label1(new QLabel(QStringLiteral(" Games: 0")))
 {
     setObjectName(QStringLiteral("frmFind"));
     setWindowTitle(QStringLiteral("Find Files..."));

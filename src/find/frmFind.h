@@ -86,7 +86,7 @@ private:
     QComboBox *cboGame;
     QLabel *Label1;
 
-    modADO *m_store;
+    modADO *m_store = nullptr;
     bool m_loaded = false;
     quint8 m_startPlatform = 0;
     qint32 m_startGame = 0;

@@ -70,6 +70,8 @@ frmMain::frmMain(QWidget *parent) : QMainWindow(parent)
     setWindowIcon(ProgramIcon());
     m_menu = std::make_unique<MainMenu>(menuBar());
     rtbPrint = std::make_unique<QTextDocument>();
+    // Before the panes, which are handed it; and so, as the first child, gone before them.
+    m_store = new modADO(QStringLiteral("lorekeep"), this);
     m_showClipWindow = [this] {
         frmClip form(this);
         form.exec();
@@ -129,6 +131,9 @@ void frmMain::buildWindow()
     m_ctlTree = new ctlTree(picClient);
     m_ctlView = new ctlView(picClient);
     m_ctlDetails = new ctlDetails(picClient);
+    m_ctlTree->setStore(m_store);
+    m_ctlView->setStore(m_store);
+    m_ctlDetails->setStore(m_store);
 
     imgS1 = makeBar(picClient, "imgS1", Qt::SplitHCursor);
     imgS2 = makeBar(picClient, "imgS2", Qt::SplitVCursor);
@@ -255,11 +260,12 @@ void frmMain::Form_Activate()
     if (firstRun)
         SaveSetting(SettingKeys::FirstRun, QStringLiteral("1"));
     QTimer::singleShot(0, this, [this, firstRun] { AfterStartup(firstRun); });
+    Q_EMIT Started();
 }
 
 void frmMain::UpdateMenus()
 {
-    const bool open = modADO::instance().IsOpen();
+    const bool open = m_store->IsOpen();
     for (QAction *item : {m_menu->mnuFileImport, m_menu->mnuFileImportFolder, m_menu->mnuEditAddGame,
                           m_menu->mnuMaintPlatforms, m_menu->mnuSearchLorekeep, m_menu->mnuToolsCheck})
         item->setEnabled(open);
@@ -279,14 +285,14 @@ void frmMain::changeEvent(QEvent *event)
 
 void frmMain::SetFilesCaption()
 {
-    const modADO &store = modADO::instance();
+    const modADO &store = *m_store;
     setWindowTitle(
         FilesCaption(store.DatabaseName() + (store.IsReadOnly() ? QStringLiteral(" (read-only)") : QString())));
 }
 
 void frmMain::mnuFileConnect_Click()
 {
-    const modADO &store = modADO::instance();
+    const modADO &store = *m_store;
     FileDialogOptions options;
     options.Title = QStringLiteral("Select Lorekeep...");
     options.Filter = QStringLiteral("Lorekeep Files *.lkb|*.lkb");
@@ -302,12 +308,8 @@ void frmMain::OpenStoreFile(const QString &path)
     // The store that is open already is not reopened; a store that fails to open has been reported.
     // A file window still open would save into the store that is going away: the user is asked
     // about each first, and may keep the store by cancelling.
-    if (path == modADO::instance().DatabasePath() || !m_ctlView->CloseEditors() || !m_ctlTree->CloseEditors() ||
-        !OpenStore(path))
-        return;
-    if (m_ctlView->SelectedTab() == 1)
-        SetFilesCaption();
-    ReloadAll();
+    if (path != m_store->DatabasePath() && m_ctlView->CloseEditors() && m_ctlTree->CloseEditors())
+        OpenStore(path);
 }
 
 bool frmMain::IsClipFile(const QString &path)
@@ -395,8 +397,8 @@ bool frmMain::Form_QueryUnload()
 
 void frmMain::Form_Unload()
 {
-    if (modADO::instance().IsOpen() && !m_damageOffered)
-        BackupJob::RememberClosed(modADO::instance().Connection());
+    if (m_store->IsOpen() && !m_damageOffered)
+        BackupJob::RememberClosed(m_store->Connection());
     m_layout.Save();
     SaveSettings({{SettingKeys::TreeSearchText, m_ctlTree->SearchText()},
                   {SettingKeys::DetailSelTab, QString::number(m_ctlDetails->SelectedTab())},

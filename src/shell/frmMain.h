@@ -24,6 +24,7 @@ class frmFind;
 class ctlDetails;
 class ctlTree;
 class ctlView;
+class modADO;
 
 // The main window: the title strip, the tree on the left, the file view on the right and the
 // details along the bottom, with two splitter bars between them. It opens the store, owns the menu,
@@ -61,6 +62,8 @@ public:
     static QIcon ProgramIcon();
 
     QLabel *lblCaption() const { return m_lblCaption; }
+    // The open store, handed to every pane and window that reads or writes it.
+    modADO &Store() const { return *m_store; }
     const MainLayout &Layout() const { return m_layout; }
     const MainMenu &Menu() const { return *m_menu; }
 
@@ -72,6 +75,10 @@ public:
     // "~udtmp.tmp", which tells the updater what it is to update.
     static QByteArray UpdaterHandOver();
 
+Q_SIGNALS:
+    // The first activation is over.
+    void Started();
+
 public Q_SLOTS:
     void mnuFileConnect_Click();
     // Asks for files, or a folder, and imports them into the game of the tree's selected node.
@@ -79,9 +86,11 @@ public Q_SLOTS:
     // Opens the platform-maintenance window, or brings up the one that is open.
     void mnuMaintPlatforms_Click();
     // frmMainRefresh.cpp: brings the panes in line with changes other programs made to the store;
-    // runs when the window is activated and every few seconds, and waits while a dialog or an
+    // runs when the window is activated and when the store says so, and waits while a dialog or an
     // editor with unsaved changes is up.
     void CheckStoreChanges();
+    // The store says another program wrote to it.
+    void StoreWrittenElsewhere();
     // Opens "Find Files...", or brings up the one that is open.
     void mnuSearchLorekeep_Click();
     // frmMainPrint.cpp: File > Print prints the selected file; a file window's print request
@@ -162,6 +171,8 @@ private:
     // its place and reloads every pane; the messages are its own.
     bool RestoreFrom(const BackupInfo &backup, const QString &storePath, bool damaged);
     // A read found the store damaged at `when`; nothing when the store was opened afresh since.
+    // Whatever the panes show is of the store before: they reload.
+    void StoreOpened();
     void StoreDamaged(const QString &path, std::chrono::steady_clock::time_point when);
     void restoreWindowGeometry();
     // Platform maintenance with `platformId` selected when given.
@@ -184,6 +195,7 @@ private:
     QWidget *picClient = nullptr;
     QWidget *picToolBar = nullptr;
     QLabel *m_lblCaption = nullptr;
+    modADO *m_store = nullptr;
     ctlTree *m_ctlTree = nullptr;
     ctlView *m_ctlView = nullptr;
     ctlDetails *m_ctlDetails = nullptr;

@@ -162,7 +162,7 @@ void frmMain::mnuFileExportPdf_Click()
 void frmMain::ctlTree_ExportGame(qint32 lngGameId, const QString &strGame)
 {
     GameExport game;
-    game.StorePath = modADO::instance().DatabasePath();
+    game.StorePath = m_store->DatabasePath();
     game.Game = strGame;
     for (quint8 code = 1; code <= 6; ++code)
         game.Categories.insert(code, modNames::GetSubCatName(code));
@@ -175,7 +175,7 @@ void frmMain::ctlTree_ExportGame(qint32 lngGameId, const QString &strGame)
         }
     } else {
         ErrObject err;
-        if (!FileTable::Ids(modADO::instance().Connection(), lngGameId, &game.FileIds, &err))
+        if (!FileTable::Ids(m_store->Connection(), lngGameId, &game.FileIds, &err))
             return LogError(err, module, QStringLiteral("ExportGame"), true);
     }
     const std::optional<QString> path = askPdfPath(QStringLiteral("Export Game to PDF"), strGame);

@@ -23,29 +23,39 @@ constexpr int watchIntervalMs = 2000;
 
 void frmMain::watchStore()
 {
+    // A change seen while the user is busy is caught up with later, on this timer.
     m_storeWatch = new QTimer(this);
     m_storeWatch->setObjectName(QStringLiteral("storeWatch"));
     m_storeWatch->setInterval(watchIntervalMs);
+    m_storeWatch->setSingleShot(true);
     connect(m_storeWatch, &QTimer::timeout, this, &frmMain::CheckStoreChanges);
-    m_storeWatch->start();
+    m_store->WatchOtherWriters(watchIntervalMs);
+}
+
+void frmMain::StoreWrittenElsewhere()
+{
+    m_storeChanged = true;
+    CheckStoreChanges();
 }
 
 void frmMain::CheckStoreChanges()
 {
-    if (!m_activated || m_restoring)
-        return;
-    // The change is remembered, so that one seen while the user is busy is caught up with later.
     if (!m_storeChanged)
-        m_storeChanged = modADO::instance().ChangedElsewhere();
+        m_storeChanged = m_store->ChangedElsewhere();
     if (!m_storeChanged)
         return;
+    if (!m_activated || m_restoring) {
+        m_storeWatch->start();
+        return;
+    }
     const auto viewers = findChildren<FileViewer *>();
     const bool unsaved =
         std::any_of(viewers.cbegin(), viewers.cend(), [](const FileViewer *v) { return v->IsDirty(); });
-    if (unsaved || QApplication::activeModalWidget() || QApplication::activePopupWidget())
+    if (unsaved || QApplication::activeModalWidget() || QApplication::activePopupWidget() ||
+        !m_ctlTree->RefreshFromStore()) {
+        m_storeWatch->start();
         return;
-    if (!m_ctlTree->RefreshFromStore())
-        return;
+    }
     m_ctlView->RefreshFiles();
     m_storeChanged = false;
 }

@@ -27,6 +27,9 @@
 
 void frmMain::connectPanes()
 {
+    // The store: another one opened has every pane reload; another program's writes are caught up with.
+    connect(m_store, &modADO::storeChanged, this, &frmMain::StoreOpened);
+    connect(m_store, &modADO::writtenElsewhere, this, &frmMain::StoreWrittenElsewhere);
     // The tree: a choice lists files and names itself in the title strip; changes to games reach
     // the file view and the bookmarks; loading goes on to the details pane.
     connect(m_ctlTree, &ctlTree::TreeNodeClick, this, &frmMain::ctlTree_TreeNodeClick);
@@ -136,7 +139,7 @@ void frmMain::ctlView_AddFavorite()
     if (m_ctlDetails->FavoriteCheck(url))
         return;
     frmFavorite dialog(url, m_ctlView->BrowsePageTitle(), this);
-    dialog.setConnection(modADO::instance().Connection());
+    dialog.setStore(m_store);
     connect(&dialog, &frmFavorite::AddFavorite, m_ctlDetails, &ctlDetails::AddFavorite);
     dialog.exec();
 }
@@ -236,7 +239,7 @@ void frmMain::openPlatforms(std::optional<quint8> platformId)
 {
     if (!objPlatformSelect) {
         objPlatformSelect = new PlatformMaintenance(this);
-        objPlatformSelect->setConnection(modADO::instance().Connection());
+        objPlatformSelect->setStore(m_store);
         objPlatformSelect->setErrorLog(AppPath() + QStringLiteral("error.log"));
         // What the window changed reaches the panes through a reload.
         connect(objPlatformSelect, &PlatformMaintenance::ResetLorekeep, this, &frmMain::ReloadAll);
@@ -249,6 +252,7 @@ void frmMain::mnuSearchLorekeep_Click()
 {
     if (!m_frmFind) {
         m_frmFind = new frmFind(this);
+        m_frmFind->setStore(m_store);
         m_frmFind->StartAt(m_ctlView->CurrentGame().PlatformId, m_ctlView->CurrentGame().GameId);
         connectFind(m_frmFind);
         m_frmFind->Form_Load();
@@ -288,6 +292,6 @@ void frmMain::BuildFindIndex()
     if (m_indexing)
         return;
     m_indexing = true;
-    FindIndexBuilder::Build(this, modADO::instance().Connection());
+    FindIndexBuilder::Build(this, m_store->Connection());
     m_indexing = false;
 }

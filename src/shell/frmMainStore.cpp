@@ -24,20 +24,18 @@ const QString moduleName = QStringLiteral("frmMain");
 
 QString frmMain::StorePath() const
 {
-    const modADO &store = modADO::instance();
+    const modADO &store = *m_store;
     return store.DatabasePath().isEmpty() ? AppPath() + HomeFolder::StoreFileName : store.DatabasePath();
 }
 
 bool frmMain::OpenStore(const QString &path)
 {
-    modADO &store = modADO::instance();
+    modADO &store = *m_store;
     // Another store is about to take its place: this is the store's clean close.
     if (store.IsOpen() && store.DatabasePath() != path && !m_damageOffered)
         BackupJob::RememberClosed(store.Connection());
     ErrObject err;
     if (store.Open(path, &err)) {
-        m_storeOpened = std::chrono::steady_clock::now();
-        UpdateMenus();
         if (store.IsReadOnly())
             MsgBox(store.ReadOnlyError().Description, MsgButtons::OK, MsgIcon::Information);
         return true;
@@ -47,11 +45,23 @@ bool frmMain::OpenStore(const QString &path)
     return err.Number == ErrNumber::StoreDamaged && OfferRestore(path);
 }
 
+void frmMain::StoreOpened()
+{
+    m_storeOpened = std::chrono::steady_clock::now();
+    UpdateMenus();
+    // At start-up the first activation loads the panes itself.
+    if (!m_activated)
+        return;
+    if (m_ctlView->SelectedTab() == 1)
+        SetFilesCaption();
+    ReloadAll();
+}
+
 void frmMain::StoreDamaged(const QString &path, std::chrono::steady_clock::time_point when)
 {
     // Every read of a damaged store fails alike; the offer is made once, and not while a restore
     // (which reads damaged files on purpose) is under way.
-    const modADO &store = modADO::instance();
+    const modADO &store = *m_store;
     if (m_restoring || m_damageOffered || when < m_storeOpened || !store.IsOpen() || path != store.DatabasePath())
         return;
     OfferRestore(path);
@@ -104,7 +114,7 @@ bool frmMain::RestoreFrom(const BackupInfo &backup, const QString &storePath, bo
     // A file window still open would hold text of the library that is going away.
     if (!m_ctlView->CloseEditors() || !m_ctlTree->CloseEditors())
         return false;
-    modADO &store = modADO::instance();
+    modADO &store = *m_store;
     const bool wasOpen = store.IsOpen() && store.DatabasePath() == storePath;
     m_restoring = true;
     QString error;
@@ -132,18 +142,17 @@ bool frmMain::RestoreFrom(const BackupInfo &backup, const QString &storePath, bo
         StoreBackup::Rotate(BackupJob::Folder(), modADO::NameFromPath(storePath), BackupJob::Keep());
         m_damageOffered = false;
     }
-    // The store is opened again whatever happened: restored, or as it was.
+    // The store is opened again whatever happened: restored, or as it was. Opened, it has the
+    // panes reload; otherwise they are cleared of what they showed of it.
+    bool reopened = false;
     if (!store.IsOpen() && (wasOpen || outcome == BackgroundWork::Outcome::Done)) {
         ErrObject err;
-        if (store.Open(storePath, &err))
-            m_storeOpened = std::chrono::steady_clock::now();
-        else
+        reopened = store.Open(storePath, &err);
+        if (!reopened)
             LogError(err, QStringLiteral("modADO"), QStringLiteral("Connect"), true);
     }
-    if (m_activated) {
-        SetFilesCaption();
+    if (m_activated && !reopened)
         ReloadAll();
-    }
     switch (outcome) {
     case BackgroundWork::Outcome::Done:
         MsgBox(QStringLiteral("Your library was restored from the backup made %1.\n\nThe library as it was is kept "
@@ -170,7 +179,7 @@ void frmMain::mnuFileRestore_Click()
     if (dialog.exec() != QDialog::Accepted || !dialog.Chosen())
         return;
     // A store that could not be opened is most likely damaged: it is kept as it is, not backed up.
-    const bool damaged = !modADO::instance().IsOpen();
+    const bool damaged = !m_store->IsOpen();
     RestoreFrom(*dialog.Chosen(), storePath, damaged);
 }
 

@@ -65,14 +65,12 @@ QString frmSplash::VersionText()
         .arg(LOREKEEP_VERSION_REVISION);
 }
 
-void frmSplash::ShowNow()
+void frmSplash::ShowCentred()
 {
     adjustSize();
     if (const QScreen *screen = QApplication::primaryScreen())
         move(screen->availableGeometry().center() - rect().center());
     show();
-    repaint();
-    QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 }
 
 void frmSplash::keyPressEvent(QKeyEvent *)

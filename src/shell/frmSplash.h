@@ -14,8 +14,8 @@ class frmSplash final : public QWidget
 public:
     explicit frmSplash(QWidget *parent = nullptr);
 
-    // Shows the window and paints it before returning, since the work that follows blocks the loop.
-    void ShowNow();
+    // Shows the window in the middle of the screen.
+    void ShowCentred();
 
     // "Version " major.minor.revision of this build.
     static QString VersionText();

@@ -7,13 +7,50 @@
 
 #include <QApplication>
 #include <QFile>
-#include <QGuiApplication>
 #include <QPointer>
 #include <QTimer>
+#include <QWindow>
+
+#include <utility>
 
 namespace modMain {
 
 namespace {
+
+// Runs `next` from the event loop once `window` is on the screen and drawn (a window is drawn as
+// it is exposed), or after a second when the window system never says so.
+class WhenShown final : public QObject
+{
+public:
+    WhenShown(QWidget *window, std::function<void()> next) : QObject(qApp), m_next(std::move(next))
+    {
+        if (QWindow *handle = window->windowHandle())
+            handle->installEventFilter(this);
+        QTimer::singleShot(fallbackMs, this, &WhenShown::fire);
+    }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Expose && static_cast<QWindow *>(watched)->isExposed())
+            QTimer::singleShot(0, this, &WhenShown::fire);
+        return false;
+    }
+
+private:
+    static constexpr int fallbackMs = 1000;
+
+    void fire()
+    {
+        if (!m_next)
+            return;
+        const std::function<void()> next = std::exchange(m_next, {});
+        deleteLater();
+        next();
+    }
+
+    std::function<void()> m_next;
+};
 
 QPointer<frmMain> &mainForm()
 {
@@ -23,30 +60,33 @@ QPointer<frmMain> &mainForm()
 
 } // namespace
 
-void Main(const QString &startFile)
+void Main(const QString &startFile, std::function<void()> started)
 {
     auto *splash = new frmSplash;
     splash->setAttribute(Qt::WA_DeleteOnClose);
-    splash->ShowNow();
+    splash->ShowCentred();
     QPointer<frmSplash> guard(splash);
 
-    auto *form = new frmMain;
-    form->setAttribute(Qt::WA_DeleteOnClose);
-    SetMainForm(form);
-    form->setStartFile(startFile);
-    form->Form_Load();
-    form->show();
-    // The splash covers start-up only until the main window shows. What the first activation does
-    // (open the store, load the tree, the day's backup, the search index of an older store) can
-    // take long on a big library; its progress shows over the drawn window, where the user sees
-    // it, not behind a splash that keeps the top.
-    if (guard)
-        guard->close();
-    // The window system gets the splash's close and the window's showing now, not once start-up
-    // next lets events run: until then the splash would stay on the screen over the progress of
-    // the work that follows.
-    QGuiApplication::sync();
-    form->Form_Activate();
+    new WhenShown(splash, [guard, startFile, started = std::move(started)] {
+        auto *form = new frmMain;
+        form->setAttribute(Qt::WA_DeleteOnClose);
+        SetMainForm(form);
+        form->setStartFile(startFile);
+        QObject::connect(form, &frmMain::Started, qApp, started);
+        form->Form_Load();
+        form->show();
+        // The splash covers start-up only until the main window shows. What the first activation
+        // does (open the store, load the tree, the day's backup, the search index of an older
+        // store) can take long on a big library; its progress shows over the drawn window, where
+        // the user sees it, not behind a splash that keeps the top.
+        if (guard)
+            guard->close();
+        // Activating the window may run the first activation before this does; it runs once.
+        new WhenShown(form, [form = QPointer<frmMain>(form)] {
+            if (form)
+                form->Form_Activate();
+        });
+    });
 }
 
 frmMain *MainForm()

@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include <functional>
+
 class QWidget;
 class frmMain;
 
@@ -9,9 +11,11 @@ class frmMain;
 namespace modMain {
 
 // Shows the splash, creates and shows the main window, takes the splash down as the window
-// shows, then runs the window's first activation. The main window deletes itself when it closes. `startFile`, when
-// given, is a store or Quick Clip file to open (see frmMain::setStartFile).
-void Main(const QString &startFile = QString());
+// shows, then runs the window's first activation, each step from the event loop once the window
+// before it is on the screen. The main window deletes itself when it closes. `startFile`, when
+// given, is a store or Quick Clip file to open (see frmMain::setStartFile). `started` runs once
+// the first activation is over.
+void Main(const QString &startFile, std::function<void()> started);
 
 // The one main window while it exists.
 frmMain *MainForm();

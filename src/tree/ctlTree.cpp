@@ -161,7 +161,7 @@ void ctlTree::setStore(modADO *store)
 
 modADO *ctlTree::store() const
 {
-    return m_store ? m_store : &modADO::instance();
+    return m_store;
 }
 
 void ctlTree::LoadTree()
@@ -169,7 +169,7 @@ void ctlTree::LoadTree()
     setSearch_Text(QStringLiteral("Loading Tree..."));
     Reset();
     TreeLoader objTreeloader;
-    objTreeloader.setConnection(store()->Connection());
+    objTreeloader.setStore(store());
     connect(&objTreeloader, &TreeLoader::Finished, this, &ctlTree::objTreeloader_Finished);
     ErrObject err;
     if (!objTreeloader.FillTree(tvwFiles, nullptr, &err)) {

@@ -146,7 +146,7 @@ void ctlTree::mnuHiddenMoveTo_Click()
 
     objSelector = std::make_unique<GameSelector>(this);
     m_selectorReleased = false;
-    objSelector->setConnection(store()->Connection());
+    objSelector->setStore(store());
     objSelector->setPlaceOnly(true);
     connect(objSelector.get(), &GameSelector::AddGameNode, this, &ctlTree::objSelector_AddGameNode);
     connect(objSelector.get(), &GameSelector::CompleteSelect, this, &ctlTree::objSelector_CompleteSelect);

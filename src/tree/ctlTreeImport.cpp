@@ -285,7 +285,7 @@ void ctlTree::ImportFiles(const QString &strKey, const QStringList &paths)
         return;
 
     m_importing = true;
-    FileImporter importer(window(), store()->Connection(), ids.GameId);
+    FileImporter importer(window(), store(), ids.GameId);
     ErrObject err;
     const bool ran = importer.Run(paths, &err);
     m_importing = false;
@@ -315,7 +315,7 @@ bool ctlTree::chooseGame(const NodeKey::GameIds &preset, const QString &caption,
 {
     objSelector = std::make_unique<GameSelector>(this);
     m_selectorReleased = false;
-    objSelector->setConnection(store()->Connection());
+    objSelector->setStore(store());
     connect(objSelector.get(), &GameSelector::AddGameNode, this, &ctlTree::objSelector_AddGameNode);
     connect(objSelector.get(), &GameSelector::CompleteSelect, this, &ctlTree::objSelector_CompleteSelect);
     objSelector->Show(preset.PlatformId, preset.GenreId, preset.GameId, caption);
@@ -354,7 +354,7 @@ void ctlTree::openImport(const NodeKey::GameIds &ids, const QString &game, const
 {
     auto *viewer = new FileViewer(this);
     viewer->setAskIfSourceStored(askIfStored);
-    viewer->setConnection(store()->Connection());
+    viewer->setStore(store());
     viewer->setErrorLog(AppPath() + QStringLiteral("error.log"));
     // Every window reports to the tree for as long as it is open, not only the latest one.
     connect(viewer, &FileViewer::AddFile, this, &ctlTree::objViewer_AddFile);

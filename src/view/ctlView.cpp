@@ -53,8 +53,7 @@ ctlView::ctlView(QWidget *parent)
       imgCover(new QLabel(picCover)),
       Browser(new ctlBrowser),
       tbrTools(new QToolBar(this)),
-      stack(new QStackedWidget),
-      m_store(&modADO::instance())
+      stack(new QStackedWidget)
 {
     setObjectName(QStringLiteral("ctlView"));
     tbsTabs->setObjectName(QStringLiteral("tbsTabs"));

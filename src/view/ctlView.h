@@ -215,7 +215,7 @@ private:
     QMenu *mnuAddOnly = nullptr;
     QMenu *mnuQuickMenu = nullptr;
 
-    modADO *m_store;
+    modADO *m_store = nullptr;
     qint32 m_listedGameId = 0;
     QString m_currentFileKey;
     QString m_navURL;

