@@ -3,8 +3,8 @@
 // its content. Besides crashes it stops on a result the import must never give, so that such an
 // input is kept too. Build and run it with scripts/fuzz import.
 #include "data/FileConversion.h"
-#include "platform/RtfReader.h"
-#include "platform/TextDecoder.h"
+#include "rtf/RtfReader.h"
+#include "system/TextDecoder.h"
 
 #include <QGuiApplication>
 

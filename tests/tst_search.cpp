@@ -9,7 +9,7 @@
 #include "data/FindIndex.h"
 #include "data/GameTable.h"
 #include "data/modADO.h"
-#include "platform/RtfReader.h"
+#include "rtf/RtfReader.h"
 
 #include <QProcess>
 #include <QRandomGenerator>

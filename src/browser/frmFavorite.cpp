@@ -3,7 +3,7 @@
 #include "base/ErrorLog.h"
 #include "data/FavoriteTable.h"
 #include "data/NodeKey.h"
-#include "platform/Prompts.h"
+#include "system/Prompts.h"
 
 #include <QDialogButtonBox>
 #include <QFormLayout>

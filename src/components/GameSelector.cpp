@@ -4,8 +4,8 @@
 #include "data/GameTable.h"
 #include "data/NodeKey.h"
 #include "data/modNames.h"
-#include "platform/NaturalOrder.h"
-#include "platform/Prompts.h"
+#include "system/NaturalOrder.h"
+#include "system/Prompts.h"
 
 #include <QComboBox>
 #include <QDialogButtonBox>

@@ -1,8 +1,8 @@
 #include "PdfExporter.h"
 
 #include "data/FileTable.h"
-#include "platform/PdfExport.h"
-#include "platform/RtfReader.h"
+#include "print/PdfExport.h"
+#include "rtf/RtfReader.h"
 
 #include <QAtomicInt>
 #include <QFontDatabase>

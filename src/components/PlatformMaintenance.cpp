@@ -4,8 +4,8 @@
 #include "TreeLoader.h"
 #include "base/ErrorLog.h"
 #include "data/modNames.h"
-#include "platform/ErrObject.h"
-#include "platform/Prompts.h"
+#include "system/ErrObject.h"
+#include "system/Prompts.h"
 
 #include <QCloseEvent>
 #include <QComboBox>

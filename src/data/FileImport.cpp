@@ -6,7 +6,7 @@
 #include "StoreError.h"
 #include "StoreQuery.h"
 #include "StoreTransaction.h"
-#include "platform/NaturalOrder.h"
+#include "system/NaturalOrder.h"
 
 #include <QDir>
 #include <QFile>

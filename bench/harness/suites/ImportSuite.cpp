@@ -6,7 +6,7 @@
 #include "BenchContext.h"
 #include "data/FileImport.h"
 #include "data/modADO.h"
-#include "platform/RtfWriter.h"
+#include "rtf/RtfWriter.h"
 
 #include <QDir>
 #include <QFile>
