@@ -6,10 +6,22 @@
 function(lorekeep_add_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
-  target_link_libraries(${name} PRIVATE lorekeep_options lorekeep_testsupport Qt6::Test ${ARG_LIBS})
+  target_link_libraries(${name} PRIVATE lorekeep_build_flags lorekeep_testsupport Qt6::Test ${ARG_LIBS})
   add_test(NAME ${name} COMMAND ${name})
   set(scratch ${CMAKE_CURRENT_BINARY_DIR}/scratch/${name})
   set_tests_properties(${name} PROPERTIES
     TIMEOUT 300
     ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QTWEBENGINE_CHROMIUM_FLAGS=--no-sandbox --disable-gpu;XDG_CONFIG_HOME=${scratch}/config;XDG_DATA_HOME=${scratch}/data;LOREKEEP_HOME=${scratch}/home")
+endfunction()
+
+# lorekeep_add_layer(folder)
+# The static library lorekeep_<folder> of every source in src/<folder>/, so that a file belongs to the
+# library of the folder it lies in. Headers are named from src/ ("data/modADO.h"). The folder's own
+# CMakeLists.txt links the layers below it, and only those: tests/tst_layers reads that list.
+function(lorekeep_add_layer folder)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp ${CMAKE_CURRENT_SOURCE_DIR}/*.h
+    ${CMAKE_CURRENT_SOURCE_DIR}/*.inc)
+  add_library(lorekeep_${folder} STATIC ${sources})
+  target_include_directories(lorekeep_${folder} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+  target_link_libraries(lorekeep_${folder} PUBLIC lorekeep_build_flags)
 endfunction()

@@ -2,9 +2,9 @@
 // a web page or an RTF file becomes in the store. The first byte picks the file's kind, the rest is
 // its content. Besides crashes it stops on a result the import must never give, so that such an
 // input is kept too. Build and run it with scripts/fuzz import.
-#include "data/FileConversion.h"
-#include "platform/RtfReader.h"
-#include "platform/TextDecoder.h"
+#include "import/FileConversion.h"
+#include "rtf/RtfReader.h"
+#include "system/TextDecoder.h"
 
 #include <QGuiApplication>
 

@@ -1,6 +1,6 @@
 // libFuzzer target for the RTF reader: the plain-text pass and the document pass over the same bytes.
 // Build it with scripts/fuzz-rtf, which configures a clang build with the sanitizers.
-#include "platform/RtfReader.h"
+#include "rtf/RtfReader.h"
 
 #include <QGuiApplication>
 #include <QTextDocument>

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Writes src/platform/RtfCodePageTables.inc, the byte-to-UTF-16 tables behind RtfCodePage.
+"""Writes src/rtf/RtfCodePageTables.inc, the byte-to-UTF-16 tables behind RtfCodePage.
 
-Usage: scripts/gen-codepage-tables.py [OUTPUT]   (default: src/platform/RtfCodePageTables.inc)
+Usage: scripts/gen-codepage-tables.py [OUTPUT]   (default: src/rtf/RtfCodePageTables.inc)
 
 The single-byte pages come from Python's own codecs. Where Python leaves a byte undefined, Windows
 still decodes it: bytes 0x80-0x9F become the C1 control of the same value, and a few pages gained

@@ -14,8 +14,8 @@
 #include "data/HomeFolder.h"
 #include "data/StoreBackup.h"
 #include "data/StoreError.h"
-#include "platform/SettingKeys.h"
-#include "platform/SettingsStore.h"
+#include "system/SettingKeys.h"
+#include "system/SettingsStore.h"
 #include "tree/ctlTree.h"
 
 #include <QAction>

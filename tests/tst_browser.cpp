@@ -11,8 +11,8 @@
 #include "browser/ctlBrowser.h"
 #include "browser/frmFavorite.h"
 #include "data/HomeFolder.h"
-#include "platform/Contrast.h"
-#include "platform/SettingsStore.h"
+#include "system/Contrast.h"
+#include "system/SettingsStore.h"
 #include "view/ctlView.h"
 
 #include <QAction>

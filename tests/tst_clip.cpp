@@ -5,9 +5,9 @@
 #include "TestHome.h"
 #include "clip/ClipFile.h"
 #include "clip/frmClip.h"
-#include "platform/SettingsStore.h"
 #include "shell/frmMain.h"
 #include "shell/modMain.h"
+#include "system/SettingsStore.h"
 #include "view/ctlView.h"
 
 #include <QAction>

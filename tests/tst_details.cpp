@@ -6,9 +6,9 @@
 #include "data/FileSearch.h"
 #include "data/GameNames.h"
 #include "details/ctlDetails.h"
-#include "platform/ListView.h"
-#include "platform/SettingsStore.h"
-#include "platform/Twips.h"
+#include "system/SettingsStore.h"
+#include "system/Twips.h"
+#include "widgets/ListView.h"
 
 #include <QAction>
 #include <QHeaderView>

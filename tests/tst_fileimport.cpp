@@ -4,14 +4,14 @@
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
 #include "components/FileImporter.h"
-#include "data/FileImport.h"
+#include "import/FileImport.h"
 #include "data/NodeKey.h"
-#include "platform/HtmlNesting.h"
-#include "platform/ImportedHtml.h"
-#include "platform/RtfReader.h"
-#include "platform/TextDecoder.h"
-#include "platform/TreeView.h"
+#include "rtf/HtmlNesting.h"
+#include "rtf/ImportedHtml.h"
+#include "rtf/RtfReader.h"
+#include "system/TextDecoder.h"
 #include "tree/ctlTree.h"
+#include "widgets/TreeView.h"
 
 #include <QApplication>
 #include <QMimeData>

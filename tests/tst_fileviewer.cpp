@@ -2,8 +2,8 @@
 #include "TestHome.h"
 #include "components/FileViewer.h"
 #include "data/FileTable.h"
-#include "platform/RichText.h"
-#include "platform/RtfReader.h"
+#include "rtf/RtfReader.h"
+#include "widgets/RichText.h"
 
 #include <QAction>
 #include <QClipboard>

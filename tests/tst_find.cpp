@@ -7,11 +7,11 @@
 #include "data/NodeKey.h"
 #include "find/QuickFindLog.h"
 #include "find/frmFind.h"
-#include "platform/SettingsStore.h"
-#include "platform/TreeView.h"
-#include "platform/Twips.h"
 #include "shell/MainMenu.h"
+#include "system/SettingsStore.h"
+#include "system/Twips.h"
 #include "tree/ctlTree.h"
+#include "widgets/TreeView.h"
 
 #include <QCheckBox>
 #include <QComboBox>

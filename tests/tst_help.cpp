@@ -4,11 +4,11 @@
 #include "base/AppPath.h"
 #include "components/TipOfTheDay.h"
 #include "data/modADO.h"
-#include "platform/HelpViewer.h"
-#include "platform/PackageInstall.h"
-#include "platform/SettingsStore.h"
 #include "shell/frmAbout.h"
+#include "system/PackageInstall.h"
+#include "system/SettingsStore.h"
 #include "view/ctlView.h"
+#include "widgets/HelpViewer.h"
 
 #include <QApplication>
 #include <QCheckBox>

@@ -2,7 +2,7 @@
 #include "base/AppPath.h"
 #include "data/HomeFolder.h"
 #include "data/modADO.h"
-#include "platform/SingleInstance.h"
+#include "system/SingleInstance.h"
 
 #include <QDir>
 #include <QFile>

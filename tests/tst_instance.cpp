@@ -1,6 +1,6 @@
 // One Lorekeep per home: the guard in this process, then the real program started twice on one home.
 
-#include "platform/SingleInstance.h"
+#include "system/SingleInstance.h"
 
 #include <QDir>
 #include <QFile>

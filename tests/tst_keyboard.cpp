@@ -16,12 +16,12 @@
 #include "details/ctlDetails.h"
 #include "find/frmFind.h"
 #include "options/frmOptions.h"
-#include "platform/HelpPages.h"
-#include "platform/HelpViewer.h"
-#include "platform/ListView.h"
 #include "shell/frmAbout.h"
 #include "tree/ctlTree.h"
 #include "view/ctlView.h"
+#include "widgets/HelpPages.h"
+#include "widgets/HelpViewer.h"
+#include "widgets/ListView.h"
 
 #include <QAbstractButton>
 #include <QAbstractItemView>

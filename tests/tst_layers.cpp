@@ -1,6 +1,6 @@
 // The source tree's layers: each folder under src/ includes only from itself and the layers below
-// it, so that the panes meet only in the main window and nothing below a window reaches up into
-// one. And no source file grows past the size one person can hold in mind.
+// it, and its library links only theirs, so that the panes meet only in the main window and nothing
+// below a window reaches up into one. And no source file grows past the size one person can hold in mind.
 
 #include <QDir>
 #include <QDirIterator>
@@ -17,25 +17,26 @@ const QStringList panes = {QStringLiteral("tree"),  QStringLiteral("view"), QStr
                            QStringLiteral("find"),  QStringLiteral("clip"), QStringLiteral("options"),
                            QStringLiteral("backup")};
 
-// What each folder may include besides itself.
+// What each folder may include besides itself. Below the panes the layers form one chain, lowest
+// first; the tools sit on the widget-free part of it.
 const QHash<QString, QStringList> &layers()
 {
     static const QHash<QString, QStringList> table = [] {
-        const QString components = QStringLiteral("components");
-        const QStringList core = {QStringLiteral("platform"), QStringLiteral("base"), QStringLiteral("data")};
+        const QStringList chain = {QStringLiteral("system"), QStringLiteral("base"), QStringLiteral("rtf"),
+                                   QStringLiteral("data"), QStringLiteral("import"), QStringLiteral("widgets"),
+                                   QStringLiteral("print"), QStringLiteral("components"),
+                                   // The browser is a control that the file view holds, not a pane of its own.
+                                   QStringLiteral("browser")};
         QHash<QString, QStringList> below;
-        below.insert(core[0], {});
-        below.insert(core[1], core.mid(0, 1));
-        below.insert(core[2], core.mid(0, 2));
-        // The browser is a control that the file view holds, not a pane of its own.
-        const QString browser = QStringLiteral("browser");
-        below.insert(components, core);
-        below.insert(browser, core + QStringList{components});
-        below.insert(QStringLiteral("tools"), core);
+        for (int i = 0; i < chain.size(); ++i)
+            below.insert(chain[i], chain.mid(0, i));
+        below.insert(QStringLiteral("tools"),
+                     {QStringLiteral("system"), QStringLiteral("base"), QStringLiteral("rtf"), QStringLiteral("data"),
+                      QStringLiteral("import"), QStringLiteral("print")});
         for (const QString &pane : panes)
-            below.insert(pane, core + QStringList{components, browser});
-        below.insert(QStringLiteral("shell"), core + QStringList{components, browser} + panes);
-        below.insert(QStringLiteral("app"), core + QStringList{components, browser, QStringLiteral("shell")} + panes);
+            below.insert(pane, chain);
+        below.insert(QStringLiteral("shell"), chain + panes);
+        below.insert(QStringLiteral("app"), chain + panes + QStringList{QStringLiteral("shell")});
         return below;
     }();
     return table;
@@ -56,6 +57,27 @@ QString layerViolation(const QString &folder, const QString &target)
     if (!isKnownFolder(target))
         return QStringLiteral("\"%1\" is not a folder of src/").arg(target);
     return QStringLiteral("src/%1 may not include from src/%2").arg(folder, target);
+}
+
+// What is wrong with the CMakeLists.txt of src/`folder`: it must make the library lorekeep_<folder>
+// and link no layer that the folder may not include, so that the linker holds to the layers too.
+QStringList linkViolations(const QString &folder, const QString &cmakeText)
+{
+    QStringList why;
+    if (!cmakeText.contains(QStringLiteral("lorekeep_add_layer(%1)").arg(folder)))
+        why << QStringLiteral("src/%1/CMakeLists.txt does not make lorekeep_%1 with lorekeep_add_layer").arg(folder);
+    static const QRegularExpression links(QStringLiteral(R"(target_link_libraries\s*\(([^)]*)\))"));
+    static const QRegularExpression library(QStringLiteral(R"(\blorekeep_(\w+))"));
+    for (auto call = links.globalMatch(cmakeText); call.hasNext();) {
+        const QString arguments = call.next().captured(1);
+        for (auto name = library.globalMatch(arguments); name.hasNext();) {
+            const QString target = name.next().captured(1);
+            if (isKnownFolder(target) && !layerViolation(folder, target).isEmpty())
+                why << QStringLiteral("lorekeep_%1 links lorekeep_%2: %3")
+                           .arg(folder, target, layerViolation(folder, target));
+        }
+    }
+    return why;
 }
 
 // The src/ folder an include of `file` (a path relative to src/) reaches; empty for a system header.
@@ -100,20 +122,36 @@ class tst_layers final : public QObject
 private Q_SLOTS:
     void ruleCatchesViolations();
     void includesFollowLayers();
+    void librariesFollowLayers();
     void filesStaySmall();
 };
 
 // The checks below pass on any tree the rule cannot see into, so the rule itself is tried first.
 void tst_layers::ruleCatchesViolations()
 {
-    QVERIFY(layerViolation(QStringLiteral("data"), QStringLiteral("base")).isEmpty());
+    QVERIFY(layerViolation(QStringLiteral("data"), QStringLiteral("rtf")).isEmpty());
+    QVERIFY(layerViolation(QStringLiteral("print"), QStringLiteral("widgets")).isEmpty());
     QVERIFY(layerViolation(QStringLiteral("view"), QStringLiteral("components")).isEmpty());
     QVERIFY(layerViolation(QStringLiteral("shell"), QStringLiteral("details")).isEmpty());
     for (const auto &[folder, target] :
-         {std::pair("data", "shell"), std::pair("base", "data"), std::pair("platform", "base"),
-          std::pair("components", "tree"), std::pair("view", "details"), std::pair("browser", "view"),
-          std::pair("tools", "view"), std::pair("view", "widgets"), std::pair("widgets", "platform")})
+         {std::pair("data", "shell"), std::pair("system", "base"), std::pair("rtf", "data"),
+          std::pair("data", "widgets"), std::pair("widgets", "print"), std::pair("components", "tree"),
+          std::pair("view", "details"), std::pair("browser", "view"), std::pair("tools", "widgets"),
+          std::pair("tools", "view"), std::pair("widgets", "platform")})
         QVERIFY2(!layerViolation(QLatin1String(folder), QLatin1String(target)).isEmpty(), folder);
+
+    const QString data = QStringLiteral("lorekeep_add_layer(data)\n");
+    QVERIFY(linkViolations(QStringLiteral("data"),
+                           data + QStringLiteral("target_link_libraries(lorekeep_data PUBLIC lorekeep_system\n"
+                                                 "  lorekeep_rtf Qt6::Sql PRIVATE SQLite::SQLite3)"))
+                .isEmpty());
+    QCOMPARE(linkViolations(QStringLiteral("data"),
+                            data + QStringLiteral("target_link_libraries(lorekeep_data PUBLIC lorekeep_rtf\n"
+                                                  "  lorekeep_widgets lorekeep_build_flags)"))
+                 .size(),
+             1);
+    QVERIFY(
+        !linkViolations(QStringLiteral("data"), QStringLiteral("add_library(lorekeep_data STATIC a.cpp)")).isEmpty());
 
     bool missing = false;
     QCOMPARE(includedFolder(QStringLiteral("data/modADO.cpp"), QStringLiteral("../shell/ErrorLog.h"), true, &missing),
@@ -164,6 +202,24 @@ void tst_layers::includesFollowLayers()
         }
     }
     QVERIFY(checked > 100);
+    QVERIFY2(violations.isEmpty(), qPrintable(QLatin1Char('\n') + violations.join(QLatin1Char('\n'))));
+}
+
+void tst_layers::librariesFollowLayers()
+{
+    const QStringList folders = QDir(sourceRoot).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    QVERIFY2(folders.size() > 10, qPrintable(sourceRoot));
+    QStringList violations;
+    for (const QString &folder : folders) {
+        if (folder == QLatin1String("app") || folder == QLatin1String("tools"))
+            continue;
+        QFile cmake(sourceRoot + QLatin1Char('/') + folder + QStringLiteral("/CMakeLists.txt"));
+        if (!cmake.open(QIODevice::ReadOnly | QIODevice::Text)) {
+            violations << QStringLiteral("src/%1 has no CMakeLists.txt of its own").arg(folder);
+            continue;
+        }
+        violations << linkViolations(folder, QString::fromUtf8(cmake.readAll()));
+    }
     QVERIFY2(violations.isEmpty(), qPrintable(QLatin1Char('\n') + violations.join(QLatin1Char('\n'))));
 }
 

@@ -1,6 +1,6 @@
 #include "TestHome.h"
-#include "platform/SettingsStore.h"
 #include "shell/MainLayout.h"
+#include "system/SettingsStore.h"
 
 #include <QSettings>
 #include <QTest>

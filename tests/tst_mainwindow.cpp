@@ -6,11 +6,11 @@
 #include "data/Schema.h"
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
-#include "platform/SettingsStore.h"
-#include "platform/Twips.h"
 #include "shell/frmMain.h"
 #include "shell/frmSplash.h"
 #include "shell/modMain.h"
+#include "system/SettingsStore.h"
+#include "system/Twips.h"
 #include "tree/ctlTree.h"
 #include "view/ctlView.h"
 

@@ -5,9 +5,9 @@
 #include "browser/ctlBrowser.h"
 #include "find/frmFind.h"
 #include "options/frmOptions.h"
-#include "platform/ListView.h"
-#include "platform/SettingsStore.h"
+#include "system/SettingsStore.h"
 #include "view/ctlView.h"
+#include "widgets/ListView.h"
 
 #include <QApplication>
 #include <QCheckBox>

@@ -5,17 +5,17 @@
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
-#include "base/Caption.h"
 #include "components/TipOfTheDay.h"
 #include "data/NodeKey.h"
 #include "details/ctlDetails.h"
-#include "platform/Contrast.h"
-#include "platform/HelpPages.h"
-#include "platform/HelpViewer.h"
-#include "platform/ListView.h"
 #include "shell/frmAbout.h"
+#include "system/Contrast.h"
 #include "tree/ctlTree.h"
 #include "view/ctlView.h"
+#include "widgets/Caption.h"
+#include "widgets/HelpPages.h"
+#include "widgets/HelpViewer.h"
+#include "widgets/ListView.h"
 
 #include <QAbstractItemView>
 #include <QAction>

@@ -1,9 +1,9 @@
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
-#include "platform/DeferredIcon.h"
-#include "platform/QtPrompts.h"
-#include "platform/SettingsStore.h"
-#include "platform/Twips.h"
+#include "system/SettingsStore.h"
+#include "system/Twips.h"
+#include "widgets/DeferredIcon.h"
+#include "widgets/QtPrompts.h"
 
 #include <QApplication>
 #include <QFile>

@@ -5,15 +5,15 @@
 #include "StartMainWindow.h"
 #include "TestHome.h"
 #include "data/NodeKey.h"
-#include "platform/PdfExport.h"
-#include "platform/RichTextLoader.h"
-#include "platform/RtfPrintout.h"
-#include "platform/RtfReader.h"
-#include "platform/RtfWriter.h"
+#include "print/PdfExport.h"
+#include "print/RtfPrintout.h"
+#include "rtf/RtfReader.h"
+#include "rtf/RtfWriter.h"
 #include "shell/frmMain.h"
 #include "shell/modMain.h"
 #include "tree/ctlTree.h"
 #include "view/ctlView.h"
+#include "widgets/RichTextLoader.h"
 
 #include <QAction>
 #include <QDesktopServices>

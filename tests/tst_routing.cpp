@@ -14,12 +14,12 @@
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
 #include "find/frmFind.h"
-#include "platform/ListView.h"
-#include "platform/TreeView.h"
 #include "shell/frmMain.h"
 #include "shell/modMain.h"
 #include "tree/ctlTree.h"
 #include "view/ctlView.h"
+#include "widgets/ListView.h"
+#include "widgets/TreeView.h"
 
 #include <QAction>
 #include <QApplication>

@@ -1,7 +1,7 @@
 #include "TestHome.h"
-#include "platform/RtfReader.h"
-#include "platform/RtfTableBuilder.h"
-#include "platform/RtfWriter.h"
+#include "rtf/RtfReader.h"
+#include "rtf/RtfTableBuilder.h"
+#include "rtf/RtfWriter.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,5 +1,5 @@
-#include "platform/RtfReader.h"
-#include "platform/RtfWriter.h"
+#include "rtf/RtfReader.h"
+#include "rtf/RtfWriter.h"
 
 #include <QRegularExpression>
 #include <QTextCursor>

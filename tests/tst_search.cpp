@@ -3,13 +3,13 @@
 
 #include "LibraryGenerator.h"
 #include "TestHome.h"
-#include "data/FileImport.h"
+#include "import/FileImport.h"
 #include "data/FileSearch.h"
 #include "data/FileTable.h"
 #include "data/FindIndex.h"
 #include "data/GameTable.h"
 #include "data/modADO.h"
-#include "platform/RtfReader.h"
+#include "rtf/RtfReader.h"
 
 #include <QProcess>
 #include <QRandomGenerator>

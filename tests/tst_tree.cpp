@@ -2,10 +2,10 @@
 #include "TestHome.h"
 #include "components/GameSelector.h"
 #include "data/NodeKey.h"
-#include "platform/NaturalOrder.h"
-#include "platform/SettingsStore.h"
-#include "platform/TreeView.h"
+#include "system/NaturalOrder.h"
+#include "system/SettingsStore.h"
 #include "tree/ctlTree.h"
+#include "widgets/TreeView.h"
 
 #include <QAbstractItemModelTester>
 #include <QAction>

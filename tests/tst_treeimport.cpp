@@ -3,9 +3,9 @@
 #include "components/FileViewer.h"
 #include "components/GameSelector.h"
 #include "data/NodeKey.h"
-#include "platform/RtfReader.h"
-#include "platform/TreeView.h"
+#include "rtf/RtfReader.h"
 #include "tree/ctlTree.h"
+#include "widgets/TreeView.h"
 
 #include <QAction>
 #include <QApplication>

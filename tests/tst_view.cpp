@@ -6,14 +6,14 @@
 #include "components/FileViewer.h"
 #include "components/GameSelector.h"
 #include "data/NodeKey.h"
-#include "platform/HelpPages.h"
-#include "platform/HelpViewer.h"
-#include "platform/ListView.h"
-#include "platform/RichTextLoader.h"
-#include "platform/RtfWriter.h"
-#include "platform/SettingsStore.h"
-#include "platform/Twips.h"
+#include "rtf/RtfWriter.h"
+#include "system/SettingsStore.h"
+#include "system/Twips.h"
 #include "view/ctlView.h"
+#include "widgets/HelpPages.h"
+#include "widgets/HelpViewer.h"
+#include "widgets/ListView.h"
+#include "widgets/RichTextLoader.h"
 
 #include <QAbstractItemModelTester>
 #include <QAction>

@@ -4,7 +4,7 @@
 #include "Rng.h"
 #include "RtfMaker.h"
 #include "TitleMaker.h"
-#include "platform/ErrObject.h"
+#include "system/ErrObject.h"
 
 #include <QSqlDatabase>
 #include <QString>

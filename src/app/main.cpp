@@ -2,12 +2,12 @@
 #include "base/Version.h"
 #include "browser/StartPageScheme.h"
 #include "data/HomeFolder.h"
-#include "platform/HelpPages.h"
-#include "platform/QtPrompts.h"
-#include "platform/SingleInstance.h"
-#include "platform/TerminationSignals.h"
 #include "shell/frmMain.h"
 #include "shell/modMain.h"
+#include "system/SingleInstance.h"
+#include "system/TerminationSignals.h"
+#include "widgets/HelpPages.h"
+#include "widgets/QtPrompts.h"
 
 #include <QApplication>
 #include <QCommandLineParser>

@@ -2,9 +2,9 @@
 
 #include "components/BackupJob.h"
 #include "data/modADO.h"
-#include "platform/Prompts.h"
-#include "platform/SettingKeys.h"
-#include "platform/SettingsStore.h"
+#include "system/Prompts.h"
+#include "system/SettingKeys.h"
+#include "system/SettingsStore.h"
 
 #include <QDesktopServices>
 #include <QDialogButtonBox>

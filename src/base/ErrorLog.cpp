@@ -2,7 +2,7 @@
 
 #include "AppPath.h"
 #include "base/Version.h"
-#include "platform/Prompts.h"
+#include "system/Prompts.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -6,10 +6,10 @@
 #include "StartPageScheme.h"
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
-#include "platform/Contrast.h"
-#include "platform/KeyboardAccess.h"
-#include "platform/Prompts.h"
-#include "platform/SettingsStore.h"
+#include "system/Contrast.h"
+#include "system/Prompts.h"
+#include "system/SettingsStore.h"
+#include "widgets/KeyboardAccess.h"
 
 #include <QApplication>
 #include <QCheckBox>

@@ -4,7 +4,7 @@
 #include "data/FavoriteTable.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
-#include "platform/Prompts.h"
+#include "system/Prompts.h"
 
 #include <QDialogButtonBox>
 #include <QFormLayout>

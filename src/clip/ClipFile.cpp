@@ -1,7 +1,7 @@
 #include "ClipFile.h"
 
 #include "base/AppPath.h"
-#include "platform/TextDecoder.h"
+#include "system/TextDecoder.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -3,9 +3,9 @@
 #include "base/ErrorLog.h"
 #include "clip/ClipFile.h"
 #include "components/PrintJob.h"
-#include "platform/Prompts.h"
-#include "platform/SettingsStore.h"
-#include "platform/Twips.h"
+#include "system/Prompts.h"
+#include "system/SettingsStore.h"
+#include "system/Twips.h"
 
 #include <QAction>
 #include <QActionGroup>

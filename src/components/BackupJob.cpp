@@ -5,9 +5,9 @@
 #include "data/ClosedCounts.h"
 #include "data/StoreError.h"
 #include "data/modADO.h"
-#include "platform/Prompts.h"
-#include "platform/SettingKeys.h"
-#include "platform/SettingsStore.h"
+#include "system/Prompts.h"
+#include "system/SettingKeys.h"
+#include "system/SettingsStore.h"
 
 #include <QDateTime>
 #include <QFileInfo>

@@ -1,7 +1,7 @@
 #include "FileImporter.h"
 
-#include "data/FileImport.h"
-#include "data/NativePath.h"
+#include "import/FileImport.h"
+#include "import/NativePath.h"
 #include "data/modADO.h"
 
 #include <QDir>

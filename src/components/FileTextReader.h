@@ -1,7 +1,7 @@
 #pragma once
 
 #include "data/FileTable.h"
-#include "platform/ErrObject.h"
+#include "system/ErrObject.h"
 
 #include <QSqlDatabase>
 

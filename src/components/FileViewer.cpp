@@ -8,13 +8,13 @@
 #include "data/StoreTransaction.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
-#include "platform/ErrObject.h"
-#include "platform/KeyboardAccess.h"
-#include "platform/Prompts.h"
-#include "platform/RichText.h"
-#include "platform/RichTextLoader.h"
-#include "platform/RtfWriter.h"
-#include "platform/TextEditor.h"
+#include "rtf/RtfWriter.h"
+#include "system/ErrObject.h"
+#include "system/Prompts.h"
+#include "widgets/KeyboardAccess.h"
+#include "widgets/RichText.h"
+#include "widgets/RichTextLoader.h"
+#include "widgets/TextEditor.h"
 
 #include <QAction>
 #include <QCloseEvent>

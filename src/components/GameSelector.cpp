@@ -5,8 +5,8 @@
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
-#include "platform/NaturalOrder.h"
-#include "platform/Prompts.h"
+#include "system/NaturalOrder.h"
+#include "system/Prompts.h"
 
 #include <QComboBox>
 #include <QDialogButtonBox>

@@ -2,8 +2,8 @@
 
 #include "data/FileTable.h"
 #include "data/WorkerConnection.h"
-#include "platform/PdfExport.h"
-#include "platform/RtfReader.h"
+#include "print/PdfExport.h"
+#include "rtf/RtfReader.h"
 
 #include <QFontDatabase>
 #include <QSqlDatabase>

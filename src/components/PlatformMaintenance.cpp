@@ -5,8 +5,8 @@
 #include "base/ErrorLog.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
-#include "platform/ErrObject.h"
-#include "platform/Prompts.h"
+#include "system/ErrObject.h"
+#include "system/Prompts.h"
 
 #include <QCloseEvent>
 #include <QComboBox>

@@ -1,7 +1,7 @@
 #include "PrintJob.h"
 
 #include "BackgroundWork.h"
-#include "platform/Prompts.h"
+#include "system/Prompts.h"
 
 #include <QLocale>
 #include <QPageSize>

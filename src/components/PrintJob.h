@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/ErrObject.h"
-#include "platform/PagePrinter.h"
-#include "platform/RtfPrintout.h"
+#include "print/PagePrinter.h"
+#include "print/RtfPrintout.h"
+#include "system/ErrObject.h"
 
 #include <QString>
 

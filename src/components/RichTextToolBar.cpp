@@ -1,6 +1,6 @@
 #include "RichTextToolBar.h"
 
-#include "platform/KeyboardAccess.h"
+#include "widgets/KeyboardAccess.h"
 
 #include <QAction>
 #include <QColorDialog>

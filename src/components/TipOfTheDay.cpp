@@ -1,8 +1,8 @@
 #include "TipOfTheDay.h"
 
-#include "platform/Contrast.h"
-#include "platform/SettingsStore.h"
-#include "platform/TextDecoder.h"
+#include "system/Contrast.h"
+#include "system/SettingsStore.h"
+#include "system/TextDecoder.h"
 
 #include <QApplication>
 #include <QCheckBox>

@@ -4,9 +4,9 @@
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
-#include "platform/DeferredIcon.h"
-#include "platform/NaturalOrder.h"
-#include "platform/TreeView.h"
+#include "system/NaturalOrder.h"
+#include "widgets/DeferredIcon.h"
+#include "widgets/TreeView.h"
 
 #include <algorithm>
 #include <map>

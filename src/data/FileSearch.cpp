@@ -4,7 +4,7 @@
 #include "GameIndex.h"
 #include "StoreError.h"
 #include "StoreQuery.h"
-#include "platform/RtfReader.h"
+#include "rtf/RtfReader.h"
 
 #include <QLoggingCategory>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "FileTable.h"
-#include "platform/ErrObject.h"
+#include "system/ErrObject.h"
 
 #include <QHash>
 #include <QList>

@@ -4,7 +4,7 @@
 #include "StoreError.h"
 #include "StoreQuery.h"
 #include "StoreTransaction.h"
-#include "platform/RtfReader.h"
+#include "rtf/RtfReader.h"
 
 #include <QSqlError>
 #include <QSqlQuery>

@@ -2,7 +2,7 @@
 
 #include "Schema.h"
 #include "StoreBackup.h"
-#include "platform/SingleInstance.h"
+#include "system/SingleInstance.h"
 
 #include <QDir>
 #include <QFile>

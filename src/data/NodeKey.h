@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ErrObject.h"
+#include "system/ErrObject.h"
 
 #include <QString>
 

@@ -1,13 +1,13 @@
 #include "ctlDetails.h"
 
-#include "base/Caption.h"
 #include "data/FileSearch.h"
 #include "data/modADO.h"
-#include "platform/DeferredIcon.h"
-#include "platform/KeyboardAccess.h"
-#include "platform/ListView.h"
-#include "platform/SettingsStore.h"
-#include "platform/Twips.h"
+#include "system/SettingsStore.h"
+#include "system/Twips.h"
+#include "widgets/Caption.h"
+#include "widgets/DeferredIcon.h"
+#include "widgets/KeyboardAccess.h"
+#include "widgets/ListView.h"
 
 #include <QApplication>
 #include <QLabel>

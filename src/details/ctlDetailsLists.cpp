@@ -8,8 +8,8 @@
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
-#include "platform/ListView.h"
-#include "platform/Prompts.h"
+#include "system/Prompts.h"
+#include "widgets/ListView.h"
 
 #include <QAbstractItemView>
 #include <QLabel>

@@ -1,6 +1,6 @@
 #include "QuickFindLog.h"
 
-#include "platform/ErrObject.h"
+#include "system/ErrObject.h"
 
 #include <QFile>
 #include <QSaveFile>

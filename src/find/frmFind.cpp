@@ -8,10 +8,10 @@
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
-#include "platform/NaturalOrder.h"
-#include "platform/Prompts.h"
-#include "platform/SettingsStore.h"
-#include "platform/Twips.h"
+#include "system/NaturalOrder.h"
+#include "system/Prompts.h"
+#include "system/SettingsStore.h"
+#include "system/Twips.h"
 
 #include <QCheckBox>
 #include <QCloseEvent>

@@ -1,8 +1,8 @@
 #include "frmOptions.h"
 
 #include "base/AppPath.h"
-#include "platform/Prompts.h"
-#include "platform/SettingsStore.h"
+#include "system/Prompts.h"
+#include "system/SettingsStore.h"
 
 #include <QButtonGroup>
 #include <QCheckBox>

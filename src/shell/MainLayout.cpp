@@ -1,6 +1,6 @@
 #include "MainLayout.h"
 
-#include "platform/SettingsStore.h"
+#include "system/SettingsStore.h"
 
 #include <algorithm>
 #include <limits>

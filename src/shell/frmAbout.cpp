@@ -3,7 +3,7 @@
 #include "base/AppPath.h"
 #include "data/modADO.h"
 #include "frmSplash.h"
-#include "platform/Contrast.h"
+#include "system/Contrast.h"
 
 #include <QDialogButtonBox>
 #include <QFile>

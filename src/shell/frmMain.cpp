@@ -1,7 +1,6 @@
 #include "frmMain.h"
 
 #include "base/AppPath.h"
-#include "base/Caption.h"
 #include "base/ErrorLog.h"
 #include "base/Version.h"
 #include "clip/ClipFile.h"
@@ -12,12 +11,13 @@
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
 #include "modMain.h"
-#include "platform/Contrast.h"
-#include "platform/Prompts.h"
-#include "platform/SettingsStore.h"
-#include "platform/Twips.h"
+#include "system/Contrast.h"
+#include "system/Prompts.h"
+#include "system/SettingsStore.h"
+#include "system/Twips.h"
 #include "tree/ctlTree.h"
 #include "view/ctlView.h"
+#include "widgets/Caption.h"
 
 #include <QAction>
 #include <QApplication>

@@ -10,11 +10,11 @@
 #include "frmAbout.h"
 #include "modMain.h"
 #include "options/frmOptions.h"
-#include "platform/HelpViewer.h"
-#include "platform/PackageInstall.h"
-#include "platform/Prompts.h"
-#include "platform/SettingsStore.h"
+#include "system/PackageInstall.h"
+#include "system/Prompts.h"
+#include "system/SettingsStore.h"
 #include "view/ctlView.h"
+#include "widgets/HelpViewer.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -8,12 +8,12 @@
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
-#include "platform/ListView.h"
-#include "platform/Prompts.h"
-#include "platform/RichTextLoader.h"
-#include "platform/RtfReader.h"
-#include "platform/SettingsStore.h"
+#include "rtf/RtfReader.h"
+#include "system/Prompts.h"
+#include "system/SettingsStore.h"
 #include "view/ctlView.h"
+#include "widgets/ListView.h"
+#include "widgets/RichTextLoader.h"
 
 #include <QDesktopServices>
 #include <QDir>

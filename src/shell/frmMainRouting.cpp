@@ -4,7 +4,6 @@
 #include "frmMain.h"
 
 #include "base/AppPath.h"
-#include "base/Caption.h"
 #include "base/ErrorLog.h"
 #include "browser/ctlBrowser.h"
 #include "browser/frmFavorite.h"
@@ -16,10 +15,11 @@
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
 #include "find/frmFind.h"
-#include "platform/ListView.h"
-#include "platform/Prompts.h"
+#include "system/Prompts.h"
 #include "tree/ctlTree.h"
 #include "view/ctlView.h"
+#include "widgets/Caption.h"
+#include "widgets/ListView.h"
 
 #include <QCoreApplication>
 #include <QLabel>

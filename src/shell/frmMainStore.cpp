@@ -9,7 +9,7 @@
 #include "data/HomeFolder.h"
 #include "data/StoreError.h"
 #include "data/modADO.h"
-#include "platform/Prompts.h"
+#include "system/Prompts.h"
 #include "tree/ctlTree.h"
 #include "view/ctlView.h"
 

@@ -1,9 +1,9 @@
 #include "modMain.h"
 
 #include "base/AppPath.h"
-#include "base/Caption.h"
 #include "frmMain.h"
 #include "frmSplash.h"
+#include "widgets/Caption.h"
 
 #include <QApplication>
 #include <QFile>

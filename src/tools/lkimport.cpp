@@ -6,8 +6,8 @@
 // already in the game, 1 when some were left out or failed, 2 when the store or the game cannot be
 // used (nothing is written then).
 #include "base/Version.h"
-#include "data/FileImport.h"
-#include "data/NativePath.h"
+#include "import/FileImport.h"
+#include "import/NativePath.h"
 #include "data/StoreBackup.h"
 #include "data/modADO.h"
 

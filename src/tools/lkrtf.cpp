@@ -1,9 +1,9 @@
 // lkrtf: what Lorekeep's RTF reader makes of a file, for checking real documents by hand.
 #include "base/Version.h"
-#include "platform/PdfExport.h"
-#include "platform/RtfPrintout.h"
-#include "platform/RtfReader.h"
-#include "platform/RtfWriter.h"
+#include "print/PdfExport.h"
+#include "print/RtfPrintout.h"
+#include "rtf/RtfReader.h"
+#include "rtf/RtfWriter.h"
 
 #include <QCommandLineParser>
 #include <QFile>

@@ -1,6 +1,6 @@
 #include "TreeSearch.h"
 
-#include "platform/TreeView.h"
+#include "widgets/TreeView.h"
 
 TreeSearch::Result TreeSearch::Next(const TreeView &tree, const QString &boxText, int position)
 {

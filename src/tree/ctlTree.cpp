@@ -9,10 +9,10 @@
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
-#include "platform/KeyboardAccess.h"
-#include "platform/Prompts.h"
-#include "platform/SettingsStore.h"
-#include "platform/TreeView.h"
+#include "system/Prompts.h"
+#include "system/SettingsStore.h"
+#include "widgets/KeyboardAccess.h"
+#include "widgets/TreeView.h"
 
 #include <QApplication>
 #include <QEvent>

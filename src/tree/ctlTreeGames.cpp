@@ -11,8 +11,8 @@
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "frmAddGame.h"
-#include "platform/Prompts.h"
-#include "platform/TreeView.h"
+#include "system/Prompts.h"
+#include "widgets/TreeView.h"
 
 namespace {
 

@@ -15,11 +15,11 @@
 #include "data/FileTable.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
-#include "platform/DroppedFiles.h"
-#include "platform/ImportedHtml.h"
-#include "platform/Prompts.h"
-#include "platform/RtfReader.h"
-#include "platform/TreeView.h"
+#include "rtf/ImportedHtml.h"
+#include "rtf/RtfReader.h"
+#include "system/DroppedFiles.h"
+#include "system/Prompts.h"
+#include "widgets/TreeView.h"
 
 #include <QDropEvent>
 #include <QFileInfo>

@@ -8,7 +8,7 @@
 #include "data/GameIndex.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
-#include "platform/TreeView.h"
+#include "widgets/TreeView.h"
 
 #include <QSet>
 

@@ -1,19 +1,19 @@
 #include "ctlView.h"
 
 #include "base/AppPath.h"
-#include "base/Caption.h"
 #include "base/Version.h"
 #include "browser/ctlBrowser.h"
 #include "components/FileViewer.h"
 #include "components/PrintJob.h"
 #include "data/modADO.h"
-#include "platform/KeyboardAccess.h"
-#include "platform/ListView.h"
-#include "platform/RichText.h"
-#include "platform/RichTextLoader.h"
-#include "platform/RtfReader.h"
-#include "platform/SettingsStore.h"
-#include "platform/Twips.h"
+#include "rtf/RtfReader.h"
+#include "system/SettingsStore.h"
+#include "system/Twips.h"
+#include "widgets/Caption.h"
+#include "widgets/KeyboardAccess.h"
+#include "widgets/ListView.h"
+#include "widgets/RichText.h"
+#include "widgets/RichTextLoader.h"
 
 #include <QApplication>
 #include <QLabel>

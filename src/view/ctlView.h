@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/RtfPrintout.h"
+#include "print/RtfPrintout.h"
 
 #include <QPointer>
 #include <QString>

@@ -14,8 +14,8 @@
 #include "data/ShortDesc.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
-#include "platform/ListView.h"
-#include "platform/Prompts.h"
+#include "system/Prompts.h"
+#include "widgets/ListView.h"
 
 #include <QDateTime>
 #include <QLocale>

@@ -11,11 +11,11 @@
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
-#include "platform/DeferredIcon.h"
-#include "platform/DroppedFiles.h"
-#include "platform/ListView.h"
-#include "platform/SettingsStore.h"
-#include "platform/Twips.h"
+#include "system/DroppedFiles.h"
+#include "system/SettingsStore.h"
+#include "system/Twips.h"
+#include "widgets/DeferredIcon.h"
+#include "widgets/ListView.h"
 
 #include <QDropEvent>
 #include <QLabel>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ListView.h"
+#include "widgets/ListView.h"
 
 #include <QAbstractItemView>
 #include <QTest>

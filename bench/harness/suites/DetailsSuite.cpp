@@ -6,7 +6,7 @@
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
-#include "platform/ListView.h"
+#include "widgets/ListView.h"
 
 #include <QCoreApplication>
 #include <QSqlQuery>

@@ -4,8 +4,8 @@
 #include "BenchContext.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
-#include "platform/ListView.h"
 #include "view/ctlView.h"
+#include "widgets/ListView.h"
 
 #include <QEventLoop>
 #include <QSqlQuery>

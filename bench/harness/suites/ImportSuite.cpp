@@ -4,9 +4,9 @@
 // commits cost what they cost the user and the store itself is left as it was.
 
 #include "BenchContext.h"
-#include "data/FileImport.h"
+#include "import/FileImport.h"
 #include "data/modADO.h"
-#include "platform/RtfWriter.h"
+#include "rtf/RtfWriter.h"
 
 #include <QDir>
 #include <QFile>

@@ -4,8 +4,8 @@
 
 #include "BenchContext.h"
 #include "data/modADO.h"
-#include "platform/PagePrinter.h"
-#include "platform/RtfReader.h"
+#include "print/PagePrinter.h"
+#include "rtf/RtfReader.h"
 
 #include <QBuffer>
 #include <QPdfWriter>

@@ -3,7 +3,7 @@
 
 #include "BenchContext.h"
 #include "data/modADO.h"
-#include "platform/RtfReader.h"
+#include "rtf/RtfReader.h"
 
 #include <QSqlQuery>
 #include <QTextDocument>

@@ -7,12 +7,12 @@
 #include "data/StoreBackup.h"
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
-#include "platform/HelpPages.h"
-#include "platform/ListView.h"
-#include "platform/SettingsStore.h"
 #include "shell/frmMain.h"
 #include "shell/modMain.h"
+#include "system/SettingsStore.h"
 #include "tree/ctlTree.h"
+#include "widgets/HelpPages.h"
+#include "widgets/ListView.h"
 
 #include <QDir>
 #include <QFile>

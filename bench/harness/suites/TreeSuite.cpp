@@ -6,9 +6,9 @@
 #include "data/GameIndex.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
-#include "platform/Prompts.h"
-#include "platform/TreeView.h"
+#include "system/Prompts.h"
 #include "tree/ctlTree.h"
+#include "widgets/TreeView.h"
 
 #include <QAction>
 #include <QSignalSpy>

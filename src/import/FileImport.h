@@ -1,7 +1,7 @@
 #pragma once
 
-#include "FileTable.h"
-#include "platform/ErrObject.h"
+#include "data/FileTable.h"
+#include "system/ErrObject.h"
 
 #include <QSet>
 #include <QSqlDatabase>

@@ -1,12 +1,12 @@
 #include "FileImport.h"
 
 #include "FileConversion.h"
-#include "GameTable.h"
+#include "data/GameTable.h"
 #include "NativePath.h"
-#include "StoreError.h"
-#include "StoreQuery.h"
-#include "StoreTransaction.h"
-#include "platform/NaturalOrder.h"
+#include "data/StoreError.h"
+#include "data/StoreQuery.h"
+#include "data/StoreTransaction.h"
+#include "system/NaturalOrder.h"
 
 #include <QDir>
 #include <QFile>

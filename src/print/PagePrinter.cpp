@@ -1,6 +1,6 @@
 #include "PagePrinter.h"
 
-#include "Twips.h"
+#include "system/Twips.h"
 
 #include <QAbstractTextDocumentLayout>
 #include <QFontMetricsF>

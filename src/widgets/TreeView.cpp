@@ -1,6 +1,6 @@
 #include "TreeView.h"
 
-#include "NaturalOrder.h"
+#include "system/NaturalOrder.h"
 
 #include <QMouseEvent>
 

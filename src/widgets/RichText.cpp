@@ -1,6 +1,6 @@
 #include "RichText.h"
 
-#include "RtfReader.h"
+#include "rtf/RtfReader.h"
 
 #include <QTextBlockFormat>
 #include <QTextCharFormat>

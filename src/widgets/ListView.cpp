@@ -3,7 +3,7 @@
 #include "KeyboardAccess.h"
 #include "ListModel.h"
 #include "ListViewWidget.h"
-#include "NaturalOrder.h"
+#include "system/NaturalOrder.h"
 
 #include <QHeaderView>
 #include <QListView>

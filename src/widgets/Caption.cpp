@@ -1,7 +1,7 @@
 #include "Caption.h"
 
 #include "base/Version.h"
-#include "platform/Contrast.h"
+#include "system/Contrast.h"
 
 #include <QApplication>
 #include <QLabel>

@@ -1,9 +1,9 @@
 #include "FileConversion.h"
 
-#include "platform/ImportedHtml.h"
-#include "platform/RtfReader.h"
-#include "platform/RtfWriter.h"
-#include "platform/TextDecoder.h"
+#include "rtf/ImportedHtml.h"
+#include "rtf/RtfReader.h"
+#include "rtf/RtfWriter.h"
+#include "system/TextDecoder.h"
 
 #include <QRegularExpression>
 #include <QTextDocument>

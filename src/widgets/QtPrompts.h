@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Prompts.h"
+#include "system/Prompts.h"
 
 // The program's prompts: Qt's message box, input dialog and file dialogs, parented to the window the
 // user is working in.

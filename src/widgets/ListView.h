@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ErrObject.h"
+#include "system/ErrObject.h"
 
 #include <QHash>
 #include <QIcon>

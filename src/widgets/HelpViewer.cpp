@@ -2,8 +2,8 @@
 
 #include "RichText.h"
 
-#include "Contrast.h"
 #include "KeyboardAccess.h"
+#include "system/Contrast.h"
 
 #include <QAction>
 #include <QApplication>

@@ -1,7 +1,7 @@
 #include "RtfPrintout.h"
 
-#include "RichText.h"
-#include "RtfReader.h"
+#include "rtf/RtfReader.h"
+#include "widgets/RichText.h"
 
 #include <QTextDocument>
 

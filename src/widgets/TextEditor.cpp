@@ -1,6 +1,6 @@
 #include "TextEditor.h"
 
-#include "ImportedHtml.h"
+#include "rtf/ImportedHtml.h"
 
 #include <QMimeData>
 #include <QTextCursor>
