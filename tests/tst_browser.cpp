@@ -75,6 +75,13 @@ struct Pane
     }
     QAction *button(const char *key) const { return browser->findChild<QAction *>(QLatin1String(key)); }
     QString tabText() const { return view.findChild<QTabBar *>(QStringLiteral("tbsTabs"))->tabText(1); }
+    // What Import This Page hands over of the page shown.
+    WebPage imported()
+    {
+        QSignalSpy handed(&view, &ctlView::DirectImport);
+        button("mnuDirectImport")->trigger();
+        return handed.wait(loadTimeout) ? handed.at(0).at(0).value<WebPage>() : WebPage{};
+    }
 };
 
 // Whether every picture of the shown page has arrived and can be drawn.
@@ -145,7 +152,7 @@ void tst_browser::startPage()
              std::tuple(QStringLiteral("Start Page"), QStringLiteral("Start Page"),
                         QStringLiteral("Web Browser - Start Page"), QStringLiteral("Lorekeep - Start Page"),
                         QUrl::fromLocalFile(start).toString()));
-    QVERIFY(pane.view.ImportText().contains(QStringLiteral("Lorekeep makes it easy to collect and store")));
+    QVERIFY(pane.imported().Text.contains(QStringLiteral("Lorekeep makes it easy to collect and store")));
     QVERIFY(picturesShown(pane.browser->View()));
     // Its address serves those three files of the home and nothing else.
     const QUrl served = pane.browser->View()->url();
@@ -196,10 +203,9 @@ void tst_browser::pageHistoryAndImport()
     QTRY_VERIFY(pane.button("Back")->isEnabled() && !pane.button("Stop")->isEnabled());
 
     // The import hands over address, title and the text as the page shows it.
-    QSignalSpy imported(&pane.view, &ctlView::DirectImport);
-    pane.browser->findChild<QAction *>(QStringLiteral("mnuDirectImport"))->trigger();
-    QCOMPARE(imported.value(0).mid(0, 2), QVariantList({guide, QStringLiteral("Ninja Drift Guide")}));
-    const QString text = imported.at(0).at(2).toString();
+    const WebPage page = pane.imported();
+    QCOMPARE(std::pair(page.URL, page.Title), std::pair(guide, QStringLiteral("Ninja Drift Guide")));
+    const QString text = page.Text;
     QVERIFY2(text.contains(QStringLiteral("First lap: drift early.\n\nSecond lap\nCafé shortcut\n\nAll the codes")),
              qPrintable(text));
 
@@ -213,7 +219,7 @@ void tst_browser::pageHistoryAndImport()
     QTRY_VERIFY(pane.button("Forward")->isEnabled());
     // A page without text imports as empty, with a record of it.
     QVERIFY(pane.load([&] { pane.view.BrowseNavigate(server.url(QStringLiteral("/blank")).toString()); }));
-    QCOMPARE(pane.view.ImportText(), QString());
+    QCOMPARE(pane.imported().Text, QString());
     QVERIFY(readFile(pane.home.file(QStringLiteral("error.log"))).contains("/blank"));
     QVERIFY(pane.load([&] { pane.button("Home")->trigger(); }));
     QCOMPARE(pane.view.BrowseURL(), QStringLiteral("Start Page"));
@@ -387,7 +393,7 @@ void tst_browser::addressBox()
     QTRY_COMPARE(std::tuple(pane.address->currentText(), pane.view.BrowseURL(),
                             pane.browser->findChild<QLabel *>(QStringLiteral("lblStatus"))->text()),
                  std::tuple(failing, failing, QStringLiteral("The page could not be opened.")));
-    const QString page = pane.view.ImportText();
+    const QString page = pane.imported().Text;
     QVERIFY2(page.contains(failing) && page.contains(QStringLiteral("another kind of service")), qPrintable(page));
     QCOMPARE(prompts.shown().size(), 1);
 }

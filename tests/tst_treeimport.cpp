@@ -45,7 +45,7 @@ struct Library
     {
         home.addFile(star, 1, QStringLiteral("Guide"));
         tree.setStore(&home.store());
-        tree.setBrowsedPage({[this] { return url; }, [this] { return title; }, [this] { return text; },
+        tree.setBrowsedPage({[this] { return url; }, [this] { return title; },
                              [this](const QObject *) {
                                  return fromBrowser;
                              }});
@@ -186,16 +186,16 @@ void tst_treeimport::directImportAndSave()
     Library lib;
     QSignalSpy added(&lib.tree, &ctlTree::AddToView);
     lib.answer(0);
-    lib.tree.DirectImport(lib.url, lib.title, lib.text);
+    lib.tree.DirectImport({lib.url, lib.title, lib.text});
     QCOMPARE(std::tuple(lib.seen, lib.viewers().size()), std::tuple(QString("Import... 1/1"), 0));
 
-    // What is imported is the page as it is once the game is chosen, not as it was asked for.
+    // What is imported is the page as the browser handed it over.
     lib.answer(lib.star);
-    lib.tree.DirectImport(lib.url, lib.title, lib.text);
+    lib.tree.DirectImport({lib.url, lib.title, lib.text});
     lib.title = QStringLiteral("Second Page");
     lib.text = QStringLiteral("Zoë's walkthrough");
     lib.answer(lib.tetra);
-    lib.tree.DirectImport(lib.url, QStringLiteral("stale"), QStringLiteral("stale"));
+    lib.tree.DirectImport({lib.url, lib.title, lib.text});
     QCOMPARE(std::tuple(lib.seen, lib.field("txtDesc"), lib.editor()->toPlainText()),
              std::tuple(QStringLiteral("Import... 18/1"), lib.title, lib.text));
 
@@ -229,7 +229,7 @@ void tst_treeimport::pageAlreadyInLibrary()
     lib.url = QStringLiteral("https://example.org/Guide");
     lib.prompts.answerMsgBox(MsgResult::No);
     lib.answer(lib.tetra);
-    lib.tree.DirectImport({}, {}, {});
+    lib.tree.DirectImport({lib.url, {}, {}});
     QCOMPARE(std::tuple(lib.prompts.shown().size(), lib.viewers().size()), std::tuple(1, 0));
     QCOMPARE(std::tuple(lib.prompts.last().text, lib.prompts.last().buttons, lib.prompts.last().icon),
              std::tuple(QString("This page is already in Lorekeep as \"Guide\" in Star Quest (PC).  Import it again?"),

@@ -14,7 +14,6 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
 #include <QHBoxLayout>
@@ -359,36 +358,30 @@ QString ctlBrowser::PageTitle() const
     return OnStartPage() ? startPageName : LocationName();
 }
 
-QString ctlBrowser::ImportText()
+void ctlBrowser::ReadPage(std::function<void(const WebPage &page)> done)
 {
-    // The engine answers on its own time; until it does, only the program's own work goes on,
-    // so that nothing the user does acts on a half-read page.
-    struct Answer
-    {
-        QString text;
-        bool arrived = false;
-        bool readable = false;
-        QEventLoop loop;
-    };
-    auto answer = std::make_shared<Answer>();
-    if (brw) {
-        brw->page()->runJavaScript(
-            QStringLiteral("(function(){var e=document.documentElement;return e?e.innerText:null;})()"),
-            QWebEngineScript::ApplicationWorld, [answer](const QVariant &result) {
-                answer->arrived = true;
-                answer->text = result.toString();
-                answer->readable = result.typeId() == QMetaType::QString && !answer->text.trimmed().isEmpty();
-                answer->loop.quit();
-            });
-        if (!answer->arrived) {
-            QTimer::singleShot(importTextMs, &answer->loop, &QEventLoop::quit);
-            answer->loop.exec(QEventLoop::ExcludeUserInputEvents);
+    // The address and title are taken now, with the request; the text when the engine answers,
+    // or as none when it does not answer in time.
+    auto page = std::make_shared<WebPage>(WebPage{PageURL(), PageTitle(), QString()});
+    auto pending = std::make_shared<std::function<void(const WebPage &)>>(std::move(done));
+    const auto answer = [page, pending](const QVariant &result) {
+        if (!*pending)
+            return;
+        const auto handOver = std::exchange(*pending, {});
+        page->Text = result.toString();
+        if (result.typeId() != QMetaType::QString || page->Text.trimmed().isEmpty()) {
+            page->Text.clear();
+            LogError({ErrNumber::NoObject, QStringLiteral("The page has no text that can be read: ") + page->URL},
+                     module, QStringLiteral("ReadPage"), false);
         }
-    }
-    if (!answer->readable)
-        LogError({ErrNumber::NoObject, QStringLiteral("The page has no text that can be read: ") + PageURL()}, module,
-                 QStringLiteral("ImportText"), false);
-    return answer->text;
+        handOver(*page);
+    };
+    if (!brw)
+        return QTimer::singleShot(0, this, [answer] { answer(QVariant()); });
+    brw->page()->runJavaScript(
+        QStringLiteral("(function(){var e=document.documentElement;return e?e.innerText:null;})()"),
+        QWebEngineScript::ApplicationWorld, answer);
+    QTimer::singleShot(importTextMs, this, [answer] { answer(QVariant()); });
 }
 
 void ctlBrowser::tbrToolbar_ButtonClick(const QString &key)
@@ -463,10 +456,10 @@ void ctlBrowser::chkPopup_Click()
 
 void ctlBrowser::mnuDirectImport_Click()
 {
-    const QString url = PageURL();
-    const QString title = PageTitle();
-    const QString text = ImportText();
-    Q_EMIT DirectImport(url, title, text);
+    ReadPage([self = QPointer<ctlBrowser>(this)](const WebPage &page) {
+        if (self)
+            Q_EMIT self->DirectImport(page);
+    });
 }
 
 bool ctlBrowser::brw_NewWindow()

@@ -1,8 +1,12 @@
 #pragma once
 
+#include "WebPage.h"
+
 #include <QTimer>
 #include <QUrl>
 #include <QWidget>
+
+#include <functional>
 
 class BrowserPage;
 class QAction;
@@ -30,9 +34,10 @@ public:
     explicit ctlBrowser(QWidget *parent = nullptr);
     ~ctlBrowser() override;
 
-    // The page's rendered text, with its paragraphs and line breaks; empty (and logged) when the
-    // page has none that can be read.
-    QString ImportText();
+    // Reads the page: `done` runs once the engine has answered with its text (at most ten seconds
+    // on), from the event loop. The text is empty, and that logged, when the page has none that
+    // can be read.
+    void ReadPage(std::function<void(const WebPage &page)> done);
     // "Start Page" on the start page, else the page's address.
     QString PageURL() const;
     // "Start Page" on the start page, else the page's title (its file name when it has none).
@@ -54,7 +59,7 @@ Q_SIGNALS:
     void TitleChange(const QString &strTitle);
     void ShowFavorites();
     void AddFavorite();
-    void DirectImport(const QString &strURL, const QString &strPageTitle, const QString &strText);
+    void DirectImport(const WebPage &page);
 
 protected:
     void showEvent(QShowEvent *event) override;

@@ -97,8 +97,8 @@ void frmMain::connectPanes()
         MsgBox(QStringLiteral("Clip added!"), MsgButtons::OK, MsgIcon::Information);
     });
 
-    // The browser: its page goes into the library through the tree, or into the favorites; the
-    // tree reads the page afresh whenever it imports, and hands the new file back to the list.
+    // The browser: its page, read once, goes into the library through the tree, or into the
+    // favorites; the tree hands the new file back to the list.
     connect(m_ctlView, &ctlView::DirectImport, m_ctlTree, &ctlTree::DirectImport);
     connect(m_ctlView,
             qOverload<const QString &, const QString &, const QString &, const QString &>(&ctlView::PrintInfo), this,
@@ -108,7 +108,6 @@ void frmMain::connectPanes()
     connect(m_ctlView, &ctlView::DropFiles, m_ctlTree, &ctlTree::ImportFiles);
     m_ctlTree->setBrowsedPage({[this] { return m_ctlView->BrowseURL(); },
                                [this] { return m_ctlView->BrowsePageTitle(); },
-                               [this] { return m_ctlView->ImportText(); },
                                [this](const QObject *source) {
                                    const auto *widget = qobject_cast<const QWidget *>(source);
                                    const QWidget *browser = m_ctlView->WebBrowser();

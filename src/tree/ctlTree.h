@@ -1,5 +1,6 @@
 #pragma once
 
+#include "browser/WebPage.h"
 #include "data/GameNames.h"
 #include "data/NodeKey.h"
 
@@ -36,12 +37,11 @@ class ctlTree final : public QWidget, public GameNames
     Q_DISABLE_COPY_MOVE(ctlTree)
 
 public:
-    // What the tree reads of the page that the file view's browser shows; the host supplies it.
+    // What a drop from the browser takes of the page it shows; the host supplies it.
     struct BrowsedPage
     {
         std::function<QString()> URL;
         std::function<QString()> Title;
-        std::function<QString()> Text;
         // Whether a drag's source (null for another program's) is the browser: only then is the
         // browser's page where dropped text comes from.
         std::function<bool(const QObject *)> IsBrowser;
@@ -100,9 +100,8 @@ public Q_SLOTS:
     void AddGame();
     // Adds a game that a selector created, with its caption and its genre's and platform's counts.
     void objSelector_AddGameNode(const QString &strName, const QString &strParentKey, const QString &strKey);
-    // Asks for a game and opens a new file of it with the browsed page. The arguments are those of
-    // the file view's request; the page is read again from the BrowsedPage when the game is chosen.
-    void DirectImport(const QString &strURL, const QString &strPageTitle, const QString &strText);
+    // Asks for a game and opens a new file of it with the page the file view's browser read.
+    void DirectImport(const WebPage &page);
     // Imports files and folders into the game of the node with `strKey` (empty: the selected node),
     // asking which game first when the node is not one, then tells the file list and recounts the
     // game. More than one file, or any left out, is summed up in one message.

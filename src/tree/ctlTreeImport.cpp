@@ -207,25 +207,17 @@ void ctlTree::OLEDragDrop(const QString &strKey, const QString &strText, bool fr
     tvwFiles->SetDropHighlight(nullptr);
 }
 
-void ctlTree::DirectImport(const QString &strURL, const QString &strPageTitle, const QString &strText)
+void ctlTree::DirectImport(const WebPage &page)
 {
-    // The page may have changed since the request was made: what is imported is read once the game
-    // is chosen.
-    Q_UNUSED(strURL)
-    Q_UNUSED(strPageTitle)
-    Q_UNUSED(strText)
     if (objSelector)
         return Prompts::current().Beep();
     NodeKey::GameIds ids;
     QString game;
     if (!chooseGame(currentGame().value_or(NodeKey::GameIds()), QStringLiteral("Import..."), &ids, &game))
         return;
-    const QString text = read(m_page.Text);
-    const QString url = read(m_page.URL);
-    const QString title = read(m_page.Title);
     bool recheck = false;
-    if (confirmNewSource(url, QStringLiteral("Direct Import"), &recheck))
-        openImport(ids, game, url, title, text, recheck);
+    if (confirmNewSource(page.URL, QStringLiteral("Direct Import"), &recheck))
+        openImport(ids, game, page.URL, page.Title, page.Text, recheck);
 }
 
 std::optional<NodeKey::GameIds> ctlTree::currentGame() const

@@ -272,11 +272,6 @@ QString ctlView::BrowsePageTitle() const
     return Browser->PageTitle();
 }
 
-QString ctlView::ImportText()
-{
-    return Browser->ImportText();
-}
-
 void ctlView::resizeEvent(QResizeEvent *event)
 {
     QWidget::resizeEvent(event);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "browser/WebPage.h"
 #include "print/RtfPrintout.h"
 
 #include <QPointer>
@@ -78,11 +79,9 @@ public:
     bool FocusPane();
     // Opens the web page in the browser, whose tab comes to the front first.
     void BrowseNavigate(const QString &strURL);
-    // What the browser shows: its address and title ("Start Page" for both on the start page) and
-    // its text.
+    // What the browser shows: its address and title ("Start Page" for both on the start page).
     QString BrowseURL() const;
     QString BrowsePageTitle() const;
-    QString ImportText();
     // Shows the file with this key ("K_" and its id) and selects its row.
     void SelectFile(const QString &strFileKey);
     int SelectedTab() const;
@@ -134,7 +133,7 @@ Q_SIGNALS:
     void TextShown();
     // From the browser: its page is to be imported, kept as a favorite, or its title changed; the
     // favorites are to be shown or hidden.
-    void DirectImport(const QString &strURL, const QString &strPageTitle, const QString &strText);
+    void DirectImport(const WebPage &page);
     void BrowseTitleChange(const QString &strPageTitle);
     void ShowFavorites();
     void AddFavorite();
