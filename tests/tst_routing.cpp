@@ -3,12 +3,15 @@
 
 #include "LibraryGenerator.h"
 #include "ListClicks.h"
+#include "LocalWebServer.h"
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
 #include "base/AppPath.h"
+#include "browser/ctlBrowser.h"
 #include "browser/frmFavorite.h"
 #include "components/FileViewer.h"
+#include "components/GameSelector.h"
 #include "components/PlatformMaintenance.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
@@ -31,6 +34,7 @@
 #include <QMimeData>
 #include <QPointer>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QSqlQuery>
 #include <QTabBar>
 #include <QTemporaryDir>
@@ -112,6 +116,19 @@ struct Program
         return node ? node->Text() : QString();
     }
     QString title() const { return form->lblCaption()->text(); }
+    QAction *treeAction(const char *name) const { return tree->findChild<QAction *>(QLatin1String(name)); }
+    TreeView *treeView() const { return tree->findChild<TreeView *>(); }
+    QAction *viewAction(const char *name) const { return view->findChild<QAction *>(QLatin1String(name)); }
+    // Answers the game selector the next menu item opens: `choose` picks in it, then OK.
+    static void inSelector(const std::function<void(GameSelector *)> &choose)
+    {
+        QTimer::singleShot(0, [choose] {
+            auto *selector = qobject_cast<GameSelector *>(QApplication::activeModalWidget());
+            QVERIFY(selector);
+            choose(selector);
+            selector->findChild<QPushButton *>(QStringLiteral("cmdOK"))->click();
+        });
+    }
     // A bookmark whose file is not the first of its game, so opening it shows that it is not the
     // game's first file that is selected.
     QString laterBookmark() const
@@ -195,7 +212,7 @@ void tst_routing::usersPath()
     const QString second = program.dir.filePath(QStringLiteral("second.lkb"));
     Program::generate(second, 9);
     program.tree->SelectNode(gameKey);
-    Q_EMIT program.tree->AddFile();
+    program.treeAction("mnuHiddenAddFile")->trigger();
     QPointer<FileViewer> editor = program.view->Editor();
     QVERIFY(editor);
     QTest::keyClicks(editor->findChild<QTextEdit *>(QStringLiteral("rtbText")), QStringLiteral("notes"));
@@ -220,27 +237,30 @@ void tst_routing::treeEvents()
     const auto ids = NodeKey::ParseGame(game);
 
     // A game moved to another platform takes its bookmarks along.
-    const QString moved = NodeKey::Game(ids->GameId, ids->GenreId, ids->PlatformId == 18 ? 19 : 18);
-    QVERIFY(program.exec(QStringLiteral("UPDATE game SET platform_id = %1 WHERE auto_id = %2")
-                             .arg(*NodeKey::Code(moved, 2))
-                             .arg(ids->GameId)));
-    program.tree->objSelector_AddGameNode(QStringLiteral("Moved"), NodeKey::ParentKey(moved), moved);
-    Q_EMIT program.tree->MoveGame(game, moved);
+    program.tree->SelectNode(game);
+    Program::inSelector([](GameSelector *selector) {
+        auto *platforms = selector->findChild<QComboBox *>(QStringLiteral("cboPlatform"));
+        platforms->setCurrentIndex(platforms->currentIndex() == 0 ? 1 : 0);
+    });
+    program.treeAction("mnuHiddenMoveTo")->trigger();
+    const QString moved = program.tree->SelectedKey();
+    QVERIFY(moved != game && *NodeKey::Id(moved, 0) == ids->GameId);
     const QString movedKey = NodeKey::Field(key, 0) + QLatin1Char('|') + moved;
     QVERIFY(bookmarks->Item(movedKey) && bookmarks->Item(movedKey)->SubItem(4) == program.tree->GamePlatform(moved));
 
-    // A deleted game: the title strip, the cover and its bookmarks.
-    program.tree->SelectNode(moved);
-    Q_EMIT program.tree->GameNodeDelete(QStringLiteral("PC - Action"), moved);
-    QVERIFY(program.title() == QStringLiteral("PC - Action") && program.view->IsCovered() &&
-            !bookmarks->Item(movedKey));
+    // A deleted game (the Delete key): the title strip leaves it, the view is covered, its bookmarks go.
+    const QString name = program.tree->GameName(moved);
+    program.prompts.answerMsgBox(MsgResult::Yes);
+    QTest::keyClick(program.treeView(), Qt::Key_Delete);
+    QVERIFY(program.prompts.last().text.contains(name));
+    QVERIFY(!program.title().contains(name) && program.view->IsCovered() && !bookmarks->Item(movedKey));
 
-    // A double-click on a game brings the Files tab to the front; Add File opens a new file.
-    program.view->SelectTab(2);
-    Q_EMIT program.tree->GameNodeDblClick();
-    QCOMPARE(program.view->SelectedTab(), 1);
+    // Enter on a game brings the Files tab to the front; Add File opens a new file.
     program.tree->SelectNode(NodeKey::ParentKey(bookmarks->ItemAt(1)->Key()));
-    Q_EMIT program.tree->AddFile();
+    program.view->SelectTab(2);
+    QTest::keyClick(program.treeView(), Qt::Key_Return);
+    QCOMPARE(program.view->SelectedTab(), 1);
+    program.treeAction("mnuHiddenAddFile")->trigger();
     QVERIFY(program.view->Editor() && program.view->Editor()->CurrentMode() == FileViewer::NewMode);
     program.view->Editor()->close();
 
@@ -256,8 +276,9 @@ void tst_routing::treeEvents()
     QVERIFY(current && NodeKey::Platform(quint8(current->data(0, Qt::UserRole).toUInt())) == platform);
     QPointer<PlatformMaintenance> window = windows.first();
     program.loading.clear();
-    Q_EMIT window->ResetLorekeep();
-    QCOMPARE(program.loading.size(), 2);
+    program.prompts.answerMsgBox(MsgResult::Yes);
+    window->findChild<QPushButton *>(QStringLiteral("cmdRemove"))->click();
+    QTRY_COMPARE(program.loading.size(), 2);
     window->close();
     QTRY_VERIFY(!window);
 }
@@ -270,20 +291,39 @@ void tst_routing::viewEvents()
     const QString game = NodeKey::ParentKey(key);
 
     // Bookmarking is refused (with a message) for a file already bookmarked; an edit and a move
-    // reach the bookmark.
+    // (into a game made in the selector) reach the bookmark and the tree.
     const int count = bookmarks->Count();
+    program.tree->SelectNode(game);
+    ListView *files = program.view->FileList();
+    files->Select(files->Item(NodeKey::Field(key, 0)));
     program.prompts.answerMsgBox(MsgResult::OK);
-    Q_EMIT program.view->Bookmark(1, key, QStringLiteral("Again"));
-    Q_EMIT program.view->UpdateBookmark(4, key, QStringLiteral("Edited"));
+    program.viewAction("mnuFileBookmark")->trigger();
+    program.viewAction("mnuFileEdit")->trigger();
+    FileViewer *editor = program.view->Editor();
+    QVERIFY(editor);
+    editor->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Edited"));
+    editor->findChild<QAction *>(QStringLiteral("cmdSave"))->trigger();
     QCOMPARE(std::tuple(bookmarks->Count(), bookmarks->Item(key)->Text(), bookmarks->Item(key)->SubItem(2)),
              std::tuple(count, QStringLiteral("Edited"), program.tree->GameName(game)));
-    const QString otherGame = NodeKey::ParentKey(bookmarks->ItemAt(bookmarks->Count())->Key());
+    editor->close();
+    Program::inSelector([&program](GameSelector *selector) {
+        program.prompts.answerInput(QStringLiteral("Brand New"));
+        selector->findChild<QPushButton *>(QStringLiteral("cmdNewGame"))->click();
+    });
+    program.viewAction("mnuFileMove")->trigger();
+    const auto ids = NodeKey::ParseGame(game);
+    const QString otherGame =
+        NodeKey::Game(program.count(QStringLiteral("SELECT max(auto_id) FROM game")), ids->GenreId, ids->PlatformId);
     const QString movedKey = NodeKey::Field(key, 0) + QLatin1Char('|') + otherGame;
-    Q_EMIT program.view->MoveBookmark(key, movedKey);
-    QCOMPARE(bookmarks->Item(movedKey)->SubItem(2), program.tree->GameName(otherGame));
+    QVERIFY(bookmarks->Item(movedKey));
+    QCOMPARE(std::pair(bookmarks->Item(movedKey)->SubItem(2), program.tree->GameName(otherGame)),
+             std::pair(QStringLiteral("Brand New"), QStringLiteral("Brand New")));
 
     // A file that is gone: opening its bookmark asks; No keeps the bookmark, Yes deletes it. A search
     // hit to a gone file only says so.
+    program.tree->SelectNode(game);
+    // The game keeps a file, so that its list is not empty.
+    QVERIFY(program.exec(QStringLiteral("INSERT INTO file (game_id) VALUES (%1)").arg(*NodeKey::Id(otherGame, 0))));
     QVERIFY(program.exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(*NodeKey::Id(movedKey, 0))));
     program.prompts.answerMsgBox(MsgResult::No);
     doubleClick(bookmarks, bookmarks->Item(movedKey));
@@ -299,12 +339,9 @@ void tst_routing::viewEvents()
     program.details->AddSearch(*NodeKey::Id(movedKey, 0), QStringLiteral("PC"), QStringLiteral("Gone"), 1,
                                QStringLiteral("Gone"), otherGame, QString());
     program.tree->SelectNode(NodeKey::ParentKey(otherGame));
-    Q_EMIT program.details->SearchSelect(program.details->SearchResults()->ItemAt(1)->Key());
+    program.details->SelectTab(3);
+    doubleClick(program.details->SearchResults(), program.details->SearchResults()->ItemAt(1));
     QCOMPARE(std::tuple(program.prompts.last().buttons, bookmarks->Count()), std::tuple(MsgButtons::OK, left));
-
-    // A new game reaches the tree (a deleted file's count and bookmark: usersPath).
-    Q_EMIT program.view->AddGameNode(QStringLiteral("Brand New"), NodeKey::Genre(1, 18), NodeKey::Game(99999, 1, 18));
-    QCOMPARE(program.tree->GameName(NodeKey::Game(99999, 1, 18)), QStringLiteral("Brand New"));
 }
 
 void tst_routing::findAndOpenHit()
@@ -348,22 +385,15 @@ void tst_routing::browserEvents()
     Program program;
     // The Favorites button brings up the favorites, and hides them when they are what is shown.
     QAction *bottom = program.form->Menu().mnuViewBottom;
+    QAction *favoritesButton =
+        program.view->findChild<ctlBrowser *>()->findChild<QAction *>(QStringLiteral("Favorites"));
     program.details->SelectTab(1);
-    Q_EMIT program.view->ShowFavorites();
+    favoritesButton->trigger();
     QVERIFY(program.details->isVisible() && program.details->SelectedTab() == 2);
-    Q_EMIT program.view->ShowFavorites();
+    favoritesButton->trigger();
     QVERIFY(!program.details->isVisible() && !bottom->isChecked());
-    Q_EMIT program.view->ShowFavorites();
+    favoritesButton->trigger();
     QVERIFY(program.details->isVisible() && bottom->isChecked() && program.details->SelectedTab() == 2);
-
-    // The window's caption follows the page only while the browser tab is shown.
-    program.view->SelectTab(2);
-    Q_EMIT program.view->BrowseTitleChange(QStringLiteral("Some Page"));
-    QCOMPARE(program.form->windowTitle(), QStringLiteral("Lorekeep - Some Page"));
-    program.view->SelectTab(1);
-    Q_EMIT program.view->BrowseTitleChange(QStringLiteral("Other Page"));
-    QCOMPARE(program.form->windowTitle(),
-             QStringLiteral("Lorekeep - [") + modADO::instance().DatabaseName() + QStringLiteral("] - Files"));
 
     // A page that is not a favorite yet gets the dialog, and the new row shows in the list at once;
     // asked again, no second one is stored.
@@ -375,12 +405,28 @@ void tst_routing::browserEvents()
         dialog->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Home"));
         dialog->findChild<QPushButton *>(QStringLiteral("cmdOK"))->click();
     });
+    QAction *addFavorite = program.view->findChild<QAction *>(QStringLiteral("mnuAddURL"));
     program.prompts.answerMsgBox(MsgResult::OK);
-    Q_EMIT program.view->AddFavorite();
+    addFavorite->trigger();
     QVERIFY(favorites->Count() == listed + 1 && favorites->ItemAt(listed + 1)->Text() == QStringLiteral("Start Page"));
     program.prompts.answerMsgBox(MsgResult::OK);
-    Q_EMIT program.view->AddFavorite();
+    addFavorite->trigger();
     QCOMPARE(program.count(QStringLiteral("SELECT count(*) FROM favorites WHERE url = 'Start Page'")), 1);
+
+    // The window's caption follows the page only while the browser tab is shown.
+    LocalWebServer server;
+    server.addPage(QStringLiteral("/some"), "<html><head><title>Some Page</title></head><body>1</body></html>");
+    server.addPage(QStringLiteral("/other"), "<html><head><title>Other Page</title></head><body>2</body></html>");
+    QSignalSpy titles(program.view, &ctlView::BrowseTitleChange);
+    program.view->SelectTab(2);
+    program.view->BrowseNavigate(server.url(QStringLiteral("/some")).toString());
+    QTRY_COMPARE_WITH_TIMEOUT(program.form->windowTitle(), QStringLiteral("Lorekeep - Some Page"), 30000);
+    // Loading goes on in the background while the user turns to the Files tab.
+    program.view->BrowseNavigate(server.url(QStringLiteral("/other")).toString());
+    program.view->SelectTab(1);
+    QTRY_VERIFY_WITH_TIMEOUT(titles.contains(QVariantList{QStringLiteral("Other Page")}), 30000);
+    QCOMPARE(program.form->windowTitle(),
+             QStringLiteral("Lorekeep - [") + modADO::instance().DatabaseName() + QStringLiteral("] - Files"));
 
     // A favorite opens in the browser tab, which comes to the front.
     program.view->SelectTab(1);
