@@ -20,6 +20,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QComboBox>
+#include <QContextMenuEvent>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
@@ -504,7 +505,8 @@ void tst_view::bookmarkQuickAndMenus()
     shelf.view.SelectFile(shelf.key(shelf.review));
     for (int length : {0, 1, 2}) {
         select(0, length);
-        Q_EMIT shelf.view.Viewer()->customContextMenuRequested(QPoint(2, 2));
+        QContextMenuEvent rightClick(QContextMenuEvent::Mouse, QPoint(2, 2));
+        QApplication::sendEvent(shelf.view.Viewer()->viewport(), &rightClick);
         QCOMPARE(
             std::tuple(quickMenu->isVisible(), offered("mnuSelectAll"), offered("mnuSendQuick"), offered("mnuCopy")),
             std::tuple(true, true, length == 2, length > 0));
