@@ -150,10 +150,17 @@ class tst_routing final : public QObject
 private Q_SLOTS:
     void init() { clearSettings(); }
     void usersPath();
-    void treeEvents();
-    void viewEvents();
+    void gameMoveTakesItsBookmarks();
+    void gameDeletedByKey();
+    void gameKeysAndAddFile();
+    void platformsWindowReloadsPanes();
+    void bookmarkEditedAndMoved();
+    void bookmarkOfAGoneFile();
     void findAndOpenHit();
-    void browserEvents();
+    void favoritesButton();
+    void addFavorite();
+    void captionFollowsThePage();
+    void favoriteOpensInTheBrowser();
     void browserImport();
     void fileImport();
     void emptyLibrary();
@@ -228,15 +235,14 @@ void tst_routing::usersPath()
              std::tuple(2, program.count(QStringLiteral("SELECT count(*) FROM bookmarks"))));
 }
 
-void tst_routing::treeEvents()
+void tst_routing::gameMoveTakesItsBookmarks()
 {
+    // A game moved to another platform takes its bookmarks along.
     Program program;
     ListView *bookmarks = program.details->Bookmarks();
     const QString key = bookmarks->ItemAt(1)->Key();
     const QString game = NodeKey::ParentKey(key);
     const auto ids = NodeKey::ParseGame(game);
-
-    // A game moved to another platform takes its bookmarks along.
     program.tree->SelectNode(game);
     Program::inSelector([](GameSelector *selector) {
         auto *platforms = selector->findChild<QComboBox *>(QStringLiteral("cboPlatform"));
@@ -247,25 +253,41 @@ void tst_routing::treeEvents()
     QVERIFY(moved != game && *NodeKey::Id(moved, 0) == ids->GameId);
     const QString movedKey = NodeKey::Field(key, 0) + QLatin1Char('|') + moved;
     QVERIFY(bookmarks->Item(movedKey) && bookmarks->Item(movedKey)->SubItem(4) == program.tree->GamePlatform(moved));
+}
 
-    // A deleted game (the Delete key): the title strip leaves it, the view is covered, its bookmarks go.
-    const QString name = program.tree->GameName(moved);
+void tst_routing::gameDeletedByKey()
+{
+    // The Delete key on a game: the title strip leaves it, the view is covered, its bookmarks go.
+    Program program;
+    ListView *bookmarks = program.details->Bookmarks();
+    const QString key = bookmarks->ItemAt(1)->Key();
+    const QString game = NodeKey::ParentKey(key);
+    program.tree->SelectNode(game);
+    const QString name = program.tree->GameName(game);
     program.prompts.answerMsgBox(MsgResult::Yes);
     QTest::keyClick(program.treeView(), Qt::Key_Delete);
     QVERIFY(program.prompts.last().text.contains(name));
-    QVERIFY(!program.title().contains(name) && program.view->IsCovered() && !bookmarks->Item(movedKey));
+    QVERIFY(!program.title().contains(name) && program.view->IsCovered() && !bookmarks->Item(key));
+}
 
+void tst_routing::gameKeysAndAddFile()
+{
     // Enter on a game brings the Files tab to the front; Add File opens a new file.
-    program.tree->SelectNode(NodeKey::ParentKey(bookmarks->ItemAt(1)->Key()));
+    Program program;
+    program.tree->SelectNode(NodeKey::ParentKey(program.details->Bookmarks()->ItemAt(1)->Key()));
     program.view->SelectTab(2);
     QTest::keyClick(program.treeView(), Qt::Key_Return);
     QCOMPARE(program.view->SelectedTab(), 1);
     program.treeAction("mnuHiddenAddFile")->trigger();
     QVERIFY(program.view->Editor() && program.view->Editor()->CurrentMode() == FileViewer::NewMode);
     program.view->Editor()->close();
+}
 
+void tst_routing::platformsWindowReloadsPanes()
+{
     // Edit > Platforms and the tree's Remove Platform open one window, on the platform Remove
     // Platform was chosen on; a change reloads every pane, closing releases the window.
+    Program program;
     program.form->Menu().mnuMaintPlatforms->trigger();
     const QString platform = NodeKey::Field(program.game(3), 2);
     program.tree->SelectNode(platform);
@@ -283,7 +305,7 @@ void tst_routing::treeEvents()
     QTRY_VERIFY(!window);
 }
 
-void tst_routing::viewEvents()
+void tst_routing::bookmarkEditedAndMoved()
 {
     Program program;
     ListView *bookmarks = program.details->Bookmarks();
@@ -318,27 +340,31 @@ void tst_routing::viewEvents()
     QVERIFY(bookmarks->Item(movedKey));
     QCOMPARE(std::pair(bookmarks->Item(movedKey)->SubItem(2), program.tree->GameName(otherGame)),
              std::pair(QStringLiteral("Brand New"), QStringLiteral("Brand New")));
+}
 
-    // A file that is gone: opening its bookmark asks; No keeps the bookmark, Yes deletes it. A search
-    // hit to a gone file only says so.
-    program.tree->SelectNode(game);
-    // The game keeps a file, so that its list is not empty.
-    QVERIFY(program.exec(QStringLiteral("INSERT INTO file (game_id) VALUES (%1)").arg(*NodeKey::Id(otherGame, 0))));
-    QVERIFY(program.exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(*NodeKey::Id(movedKey, 0))));
+void tst_routing::bookmarkOfAGoneFile()
+{
+    // Opening the bookmark of a file that is gone asks; No keeps the bookmark, Yes deletes it. A
+    // search hit to a gone file only says so.
+    Program program;
+    ListView *bookmarks = program.details->Bookmarks();
+    const QString gone = program.laterBookmark(); // its game keeps a file
+    const QString game = NodeKey::ParentKey(gone);
+    QVERIFY(program.exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(*NodeKey::Id(gone, 0))));
     program.prompts.answerMsgBox(MsgResult::No);
-    doubleClick(bookmarks, bookmarks->Item(movedKey));
-    QVERIFY(program.prompts.last().buttons == MsgButtons::YesNo && bookmarks->Item(movedKey));
+    doubleClick(bookmarks, bookmarks->Item(gone));
+    QVERIFY(program.prompts.last().buttons == MsgButtons::YesNo && bookmarks->Item(gone));
     // Asked again once the user has been elsewhere (the file view does not ask twice in a row).
-    program.tree->SelectNode(NodeKey::ParentKey(otherGame));
+    program.tree->SelectNode(NodeKey::ParentKey(game));
     program.prompts.answerMsgBox(MsgResult::Yes);
-    bookmarks->Select(bookmarks->Item(movedKey));
+    bookmarks->Select(bookmarks->Item(gone));
     QTest::keyClick(bookmarks->ActiveView(), Qt::Key_Return);
-    QVERIFY(!bookmarks->Item(movedKey));
+    QVERIFY(!bookmarks->Item(gone));
     const int left = bookmarks->Count();
     program.prompts.answerMsgBox(MsgResult::OK);
-    program.details->AddSearch(*NodeKey::Id(movedKey, 0), QStringLiteral("PC"), QStringLiteral("Gone"), 1,
-                               QStringLiteral("Gone"), otherGame, QString());
-    program.tree->SelectNode(NodeKey::ParentKey(otherGame));
+    program.details->AddSearch(*NodeKey::Id(gone, 0), QStringLiteral("PC"), QStringLiteral("Gone"), 1,
+                               QStringLiteral("Gone"), game, QString());
+    program.tree->SelectNode(NodeKey::ParentKey(game));
     program.details->SelectTab(3);
     doubleClick(program.details->SearchResults(), program.details->SearchResults()->ItemAt(1));
     QCOMPARE(std::tuple(program.prompts.last().buttons, bookmarks->Count()), std::tuple(MsgButtons::OK, left));
@@ -380,10 +406,11 @@ void tst_routing::findAndOpenHit()
     QVERIFY(program.view->Viewer()->extraSelections().isEmpty());
 }
 
-void tst_routing::browserEvents()
+void tst_routing::favoritesButton()
 {
+    // The Favorites button brings up the favorites, and hides them when they are what is shown; the
+    // pane's own close button hides it through the menu too.
     Program program;
-    // The Favorites button brings up the favorites, and hides them when they are what is shown.
     QAction *bottom = program.form->Menu().mnuViewBottom;
     QAction *favoritesButton =
         program.view->findChild<ctlBrowser *>()->findChild<QAction *>(QStringLiteral("Favorites"));
@@ -394,9 +421,15 @@ void tst_routing::browserEvents()
     QVERIFY(!program.details->isVisible() && !bottom->isChecked());
     favoritesButton->trigger();
     QVERIFY(program.details->isVisible() && bottom->isChecked() && program.details->SelectedTab() == 2);
+    program.details->findChild<QAction *>(QStringLiteral("x"))->trigger();
+    QVERIFY(!program.details->isVisible() && !bottom->isChecked());
+}
 
+void tst_routing::addFavorite()
+{
     // A page that is not a favorite yet gets the dialog, and the new row shows in the list at once;
     // asked again, no second one is stored.
+    Program program;
     ListView *favorites = program.details->Favorites();
     const int listed = favorites->Count();
     QTimer::singleShot(0, [] {
@@ -412,8 +445,12 @@ void tst_routing::browserEvents()
     program.prompts.answerMsgBox(MsgResult::OK);
     addFavorite->trigger();
     QCOMPARE(program.count(QStringLiteral("SELECT count(*) FROM favorites WHERE url = 'Start Page'")), 1);
+}
 
+void tst_routing::captionFollowsThePage()
+{
     // The window's caption follows the page only while the browser tab is shown.
+    Program program;
     LocalWebServer server;
     server.addPage(QStringLiteral("/some"), "<html><head><title>Some Page</title></head><body>1</body></html>");
     server.addPage(QStringLiteral("/other"), "<html><head><title>Other Page</title></head><body>2</body></html>");
@@ -427,15 +464,18 @@ void tst_routing::browserEvents()
     QTRY_VERIFY_WITH_TIMEOUT(titles.contains(QVariantList{QStringLiteral("Other Page")}), 30000);
     QCOMPARE(program.form->windowTitle(),
              QStringLiteral("Lorekeep - [") + modADO::instance().DatabaseName() + QStringLiteral("] - Files"));
+}
 
+void tst_routing::favoriteOpensInTheBrowser()
+{
     // A favorite opens in the browser tab, which comes to the front.
+    Program program;
+    ListView *favorites = program.details->Favorites();
+    program.details->SelectTab(2);
     program.view->SelectTab(1);
     doubleClick(favorites, favorites->ItemAt(1));
     QCOMPARE(program.view->SelectedTab(), 2);
     QTRY_COMPARE(program.view->BrowseURL(), QUrl::fromUserInput(favorites->ItemAt(1)->Tag().toString()).toString());
-    // The pane's own close button hides it through the menu too.
-    program.details->findChild<QAction *>(QStringLiteral("x"))->trigger();
-    QVERIFY(!program.details->isVisible() && !bottom->isChecked());
 }
 
 void tst_routing::browserImport()
