@@ -46,12 +46,18 @@ void tst_store::nameFromPath_data()
     // The file name with every occurrence of its last four characters removed.
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("name");
-    QTest::newRow("home") << "lorekeep.lkb" << "lorekeep";
-    QTest::newRow("spaces") << "/home/ann/My Guides.lkb" << "My Guides";
-    QTest::newRow("extension as name") << "/x/lkb.lkb" << "lkb";
-    QTest::newRow("extension twice") << "a.lkba.lkb" << "aa";
-    QTest::newRow("short") << "/x/ab" << "";
-    QTest::newRow("folder") << "/x/" << "";
+    QTest::newRow("home") << "lorekeep.lkb"
+                          << "lorekeep";
+    QTest::newRow("spaces") << "/home/ann/My Guides.lkb"
+                            << "My Guides";
+    QTest::newRow("extension as name") << "/x/lkb.lkb"
+                                       << "lkb";
+    QTest::newRow("extension twice") << "a.lkba.lkb"
+                                     << "aa";
+    QTest::newRow("short") << "/x/ab"
+                           << "";
+    QTest::newRow("folder") << "/x/"
+                            << "";
 }
 
 void tst_store::nameFromPath()
