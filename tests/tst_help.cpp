@@ -1,8 +1,10 @@
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
+#include "TreeClicks.h"
 #include "base/AppPath.h"
 #include "components/TipOfTheDay.h"
+#include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "platform/HelpViewer.h"
 #include "platform/PackageInstall.h"
@@ -31,6 +33,24 @@ TipOfTheDay *tipWindow(QWidget *form)
     return form->findChild<TipOfTheDay *>();
 }
 
+// The main window on a home with its help pages and one game of one file.
+struct Started
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    qint32 game = home.addGame(1, 1, QStringLiteral("Okami"));
+    std::unique_ptr<frmMain> form;
+
+    Started()
+    {
+        ErrObject err;
+        QVERIFY(HelpPages::Install(home.path(), &err));
+        home.addFile(game, 1, QStringLiteral("Walkthrough"), QStringLiteral("Head east."));
+        QVERIFY(QFile::copy(QStringLiteral(":/bundle/logo.gif"), home.file(QStringLiteral("logo.gif"))));
+        form = startMainWindow();
+    }
+};
+
 } // namespace
 
 class tst_help final : public QObject
@@ -47,7 +67,11 @@ private Q_SLOTS:
     }
     void pagesAreWholeAndInstalledOnce();
     void tipOfTheDay();
-    void menuItemsAndHelpWindow();
+    void printFollowsTheFileShown();
+    void aboutNamesWhatIsLoaded();
+    void helpWindowAndSearch();
+    void checkForUpdates();
+    void menuWithoutAStore();
 };
 
 void tst_help::pagesAreWholeAndInstalledOnce()
@@ -145,31 +169,26 @@ void tst_help::tipOfTheDay()
     }
 }
 
-void tst_help::menuItemsAndHelpWindow()
+void tst_help::printFollowsTheFileShown()
 {
-    TestHome home;
-    ScriptedPrompts prompts;
-    ErrObject err;
-    QVERIFY(HelpPages::Install(home.path(), &err));
-    const qint32 game = home.addGame(1, 1, QStringLiteral("Okami"));
-    home.addFile(game, 1, QStringLiteral("Walkthrough"), QStringLiteral("Head east."));
-    QVERIFY(QFile::copy(QStringLiteral(":/bundle/logo.gif"), home.file(QStringLiteral("logo.gif"))));
-    auto form = startMainWindow();
-    const MainMenu &menu = form->Menu();
-
     // Print and Export act on the file shown, the rest on the open store.
+    Started started;
+    const MainMenu &menu = started.form->Menu();
     const auto printable = [&menu] {
         return std::pair(menu.mnuFilePrint->isEnabled(), menu.mnuFileExportPdf->isEnabled());
     };
     QCOMPARE(printable(), std::pair(false, false));
-    auto *view = form->findChild<ctlView *>();
-    view->SetGame({0, 0, game, {}});
-    view->ListFiles(game, 0);
+    TreeView *tree = started.form->findChild<TreeView *>();
+    QVERIFY(clickNode(tree, NodeKey::Game(started.game, 1, 1)));
     QCOMPARE(printable(), std::pair(true, true));
-    view->Reset();
+    QVERIFY(clickNode(tree, NodeKey::Genre(1, 1)));
     QCOMPARE(printable(), std::pair(false, false));
+}
 
+void tst_help::aboutNamesWhatIsLoaded()
+{
     // About names the version, the libraries actually loaded, and shows the logo.
+    Started started;
     QString version, libraries;
     bool logo = false;
     QTimer::singleShot(0, [&] {
@@ -179,12 +198,18 @@ void tst_help::menuItemsAndHelpWindow()
             about->cmdOK->click();
         }
     });
-    menu.mnuHelpAbout->trigger();
+    started.form->Menu().mnuHelpAbout->trigger();
     QCOMPARE(std::tuple(version, libraries.contains(QString::fromLatin1(qVersion())),
                         libraries.contains(modADO::SqliteVersion()), logo),
              std::tuple(QStringLiteral("Version 1.1.0"), true, true, true));
+}
 
+void tst_help::helpWindowAndSearch()
+{
     // The help stays open beside the main window, on its contents.
+    Started started;
+    const MainMenu &menu = started.form->Menu();
+    ScriptedPrompts &prompts = started.prompts;
     menu.mnuHelpContents->trigger();
     HelpViewer *help = HelpViewer::Current();
     QVERIFY(help && help->isVisible() && help->ContentsList()->topLevelItemCount() > 0 &&
@@ -210,13 +235,20 @@ void tst_help::menuItemsAndHelpWindow()
     QCOMPARE(help->CurrentPage(), HelpPages::SupportPage);
 
     // Without its pages the help says so, titled with the window's caption.
-    QVERIFY(QDir(HelpPages::Folder(home.path())).removeRecursively());
+    QVERIFY(QDir(HelpPages::Folder(started.home.path())).removeRecursively());
     prompts.answerMsgBox(MsgResult::OK);
     menu.mnuHelpContents->trigger();
     QCOMPARE(std::pair(prompts.last().text.contains(QStringLiteral("missing")), prompts.last().title),
-             std::pair(true, form->windowTitle()));
+             std::pair(true, started.form->windowTitle()));
+}
 
-    // Check For Updates without the updater tells the user and hands nothing over.
+void tst_help::checkForUpdates()
+{
+    // Without the updater the user is told and nothing is handed over.
+    Started started;
+    const MainMenu &menu = started.form->Menu();
+    ScriptedPrompts &prompts = started.prompts;
+    TestHome &home = started.home;
     const QString handOver = home.file(QStringLiteral("~udtmp.tmp"));
     prompts.answerMsgBox(MsgResult::OK);
     menu.mnuHelpUpdate->trigger();
@@ -249,14 +281,17 @@ void tst_help::menuItemsAndHelpWindow()
     menu.mnuHelpUpdate->trigger();
     PackageInstall::SetListFile(QString());
     QVERIFY(prompts.last().text.contains(QStringLiteral("Debian package")) && !QFile::exists(handOver));
+}
 
+void tst_help::menuWithoutAStore()
+{
     // Without a store, what needs one is off.
-    form.reset();
-    modADO::instance().Close();
+    TestHome home;
+    ScriptedPrompts prompts;
     QVERIFY(QFile::remove(home.storePath()));
     prompts.answerMsgBox(MsgResult::OK);
     prompts.answerMsgBox(MsgResult::OK);
-    form = startMainWindow();
+    auto form = startMainWindow();
     const MainMenu &bare = form->Menu();
     QCOMPARE(std::tuple(bare.mnuSearchLorekeep->isEnabled(), bare.mnuFileImport->isEnabled(),
                         bare.mnuMaintPlatforms->isEnabled(), bare.mnuToolsCheck->isEnabled(),
