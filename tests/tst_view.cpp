@@ -111,7 +111,10 @@ private Q_SLOTS:
     void sortViewAndWidths();
     void deleteFile();
     void copyAndMove();
-    void bookmarkQuickAndMenus();
+    void bookmarkShortensTheDescription();
+    void fileMenuOffersWebSources();
+    void viewerMenuAndQuickClip();
+    void everyTextCopiesAll();
     void editorRoundTrip();
     void printInfo();
 };
@@ -446,11 +449,10 @@ void tst_view::copyAndMove()
              (QVariantList{shelf.path(shelf.review, shelf.quest), shelf.path(shelf.review, shelf.solo)}));
 }
 
-void tst_view::bookmarkQuickAndMenus()
+void tst_view::bookmarkShortensTheDescription()
 {
     Shelf shelf;
     QSignalSpy bookmarked(&shelf.view, &ctlView::Bookmark);
-    QSignalSpy quick(&shelf.view, &ctlView::SendQuick);
     const QString fifty(50, QLatin1Char('x'));
     QSqlQuery(shelf.home.db())
         .exec(QStringLiteral("UPDATE file SET desc = '") + fifty +
@@ -461,8 +463,16 @@ void tst_view::bookmarkQuickAndMenus()
     shelf.list->ItemAt(1)->setText(fifty + QStringLiteral("y"));
     shelf.trigger("mnuFileBookmark");
     QCOMPARE(bookmarked.last().at(2).toString(), QString(47, QLatin1Char('x')) + QStringLiteral("..."));
+}
 
+void tst_view::fileMenuOffersWebSources()
+{
     // The source's scheme decides whether the menu offers it, in any letter case.
+    Shelf shelf;
+    QSqlQuery(shelf.home.db())
+        .exec(QStringLiteral("UPDATE file SET src = 'HTTP://a.example' WHERE auto_id = ") +
+              QString::number(shelf.guide));
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
     auto *menu = shelf.view.findChild<QMenu *>(QStringLiteral("mnuFile"));
     auto *navigate = shelf.view.findChild<QAction *>(QStringLiteral("mnuNavToSrc"));
     QTreeView *report = shelf.view.findChild<QTreeView *>();
@@ -488,9 +498,15 @@ void tst_view::bookmarkQuickAndMenus()
     auto *addOnly = shelf.view.findChild<QMenu *>(QStringLiteral("mnuAddOnly"));
     QVERIFY(!shelf.list->SelectedItem() && addOnly->isVisible());
     addOnly->hide();
+}
 
+void tst_view::viewerMenuAndQuickClip()
+{
     // The viewer's pop-up offers Quick Clip for a selection of two characters or more, Copy for any
     // selection, and Select All always.
+    Shelf shelf;
+    QSignalSpy quick(&shelf.view, &ctlView::SendQuick);
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
     auto *quickMenu = shelf.view.findChild<QMenu *>(QStringLiteral("mnuQuickMenu"));
     const auto offered = [quickMenu](const char *name) {
         const QAction *action = quickMenu->findChild<QAction *>(QLatin1String(name));
@@ -524,9 +540,14 @@ void tst_view::bookmarkQuickAndMenus()
     select(4, 10);
     shelf.trigger("mnuSendQuick");
     QCOMPARE(quick.last().at(1).toString(), QStringLiteral("review"));
+}
 
+void tst_view::everyTextCopiesAll()
+{
     // Wherever text can be read, read-only or not, Ctrl+A and Ctrl+C copy it all, and (but in the
     // viewer, whose menu is above) the standard pop-up menu with Copy and Select All is kept.
+    Shelf shelf;
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
     ScriptedPrompts prompts;
     ErrObject err;
     QVERIFY(HelpPages::Install(shelf.home.path(), &err));
