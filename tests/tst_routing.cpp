@@ -7,6 +7,7 @@
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
+#include "TreeClicks.h"
 #include "base/AppPath.h"
 #include "browser/ctlBrowser.h"
 #include "browser/frmFavorite.h"
@@ -118,6 +119,7 @@ struct Program
     QString title() const { return form->lblCaption()->text(); }
     QAction *treeAction(const char *name) const { return tree->findChild<QAction *>(QLatin1String(name)); }
     TreeView *treeView() const { return tree->findChild<TreeView *>(); }
+    void click(const QString &key) const { QVERIFY2(clickNode(treeView(), key), qPrintable(key)); }
     QAction *viewAction(const char *name) const { return view->findChild<QAction *>(QLatin1String(name)); }
     // Answers the game selector the next menu item opens: `choose` picks in it, then OK.
     static void inSelector(const std::function<void(GameSelector *)> &choose)
@@ -186,7 +188,7 @@ void tst_routing::usersPath()
             .arg(NodeKey::Field(bookmarkKey, 1)));
     const QString gameKey =
         NodeKey::Game(other.value(0).toInt(), quint8(other.value(2).toUInt()), quint8(other.value(1).toUInt()));
-    program.tree->SelectNode(gameKey);
+    program.click(gameKey);
     QVERIFY(program.view->ListedGameId() == other.value(0).toInt() &&
             program.title().endsWith(QStringLiteral(" - ") + other.value(3).toString()));
 
@@ -218,7 +220,7 @@ void tst_routing::usersPath()
     // then every pane reloads from the other one, in the same order.
     const QString second = program.dir.filePath(QStringLiteral("second.lkb"));
     Program::generate(second, 9);
-    program.tree->SelectNode(gameKey);
+    program.click(gameKey);
     program.treeAction("mnuHiddenAddFile")->trigger();
     QPointer<FileViewer> editor = program.view->Editor();
     QVERIFY(editor);
@@ -243,7 +245,7 @@ void tst_routing::gameMoveTakesItsBookmarks()
     const QString key = bookmarks->ItemAt(1)->Key();
     const QString game = NodeKey::ParentKey(key);
     const auto ids = NodeKey::ParseGame(game);
-    program.tree->SelectNode(game);
+    program.click(game);
     Program::inSelector([](GameSelector *selector) {
         auto *platforms = selector->findChild<QComboBox *>(QStringLiteral("cboPlatform"));
         platforms->setCurrentIndex(platforms->currentIndex() == 0 ? 1 : 0);
@@ -262,7 +264,7 @@ void tst_routing::gameDeletedByKey()
     ListView *bookmarks = program.details->Bookmarks();
     const QString key = bookmarks->ItemAt(1)->Key();
     const QString game = NodeKey::ParentKey(key);
-    program.tree->SelectNode(game);
+    program.click(game);
     const QString name = program.tree->GameName(game);
     program.prompts.answerMsgBox(MsgResult::Yes);
     QTest::keyClick(program.treeView(), Qt::Key_Delete);
@@ -274,7 +276,7 @@ void tst_routing::gameKeysAndAddFile()
 {
     // Enter on a game brings the Files tab to the front; Add File opens a new file.
     Program program;
-    program.tree->SelectNode(NodeKey::ParentKey(program.details->Bookmarks()->ItemAt(1)->Key()));
+    program.click(NodeKey::ParentKey(program.details->Bookmarks()->ItemAt(1)->Key()));
     program.view->SelectTab(2);
     QTest::keyClick(program.treeView(), Qt::Key_Return);
     QCOMPARE(program.view->SelectedTab(), 1);
@@ -290,7 +292,7 @@ void tst_routing::platformsWindowReloadsPanes()
     Program program;
     program.form->Menu().mnuMaintPlatforms->trigger();
     const QString platform = NodeKey::Field(program.game(3), 2);
-    program.tree->SelectNode(platform);
+    program.click(platform);
     program.tree->findChild<QAction *>(QStringLiteral("mnuHiddenPlatformRemove"))->trigger();
     const QList<PlatformMaintenance *> windows = program.form->findChildren<PlatformMaintenance *>();
     QVERIFY(windows.size() == 1 && windows.first()->isVisible());
@@ -315,7 +317,7 @@ void tst_routing::bookmarkEditedAndMoved()
     // Bookmarking is refused (with a message) for a file already bookmarked; an edit and a move
     // (into a game made in the selector) reach the bookmark and the tree.
     const int count = bookmarks->Count();
-    program.tree->SelectNode(game);
+    program.click(game);
     ListView *files = program.view->FileList();
     files->Select(files->Item(NodeKey::Field(key, 0)));
     program.prompts.answerMsgBox(MsgResult::OK);
@@ -355,7 +357,7 @@ void tst_routing::bookmarkOfAGoneFile()
     doubleClick(bookmarks, bookmarks->Item(gone));
     QVERIFY(program.prompts.last().buttons == MsgButtons::YesNo && bookmarks->Item(gone));
     // Asked again once the user has been elsewhere (the file view does not ask twice in a row).
-    program.tree->SelectNode(NodeKey::ParentKey(game));
+    program.click(NodeKey::ParentKey(game));
     program.prompts.answerMsgBox(MsgResult::Yes);
     bookmarks->Select(bookmarks->Item(gone));
     QTest::keyClick(bookmarks->ActiveView(), Qt::Key_Return);
@@ -364,7 +366,7 @@ void tst_routing::bookmarkOfAGoneFile()
     program.prompts.answerMsgBox(MsgResult::OK);
     program.details->AddSearch(*NodeKey::Id(gone, 0), QStringLiteral("PC"), QStringLiteral("Gone"), 1,
                                QStringLiteral("Gone"), game, QString());
-    program.tree->SelectNode(NodeKey::ParentKey(game));
+    program.click(NodeKey::ParentKey(game));
     program.details->SelectTab(3);
     doubleClick(program.details->SearchResults(), program.details->SearchResults()->ItemAt(1));
     QCOMPARE(std::tuple(program.prompts.last().buttons, bookmarks->Count()), std::tuple(MsgButtons::OK, left));
@@ -512,7 +514,7 @@ void tst_routing::browserImport()
 
     // Saved while the list shows another game, the file is counted but not listed there.
     viewer = dropOn(first);
-    program.tree->SelectNode(program.game(1));
+    program.click(program.game(1));
     const int listed = program.view->FileList()->Count();
     QVERIFY(viewer->Save());
     QVERIFY(program.view->FileList()->Count() == listed &&
@@ -527,7 +529,7 @@ void tst_routing::fileImport()
 {
     Program program;
     const QString gameKey = program.game(0);
-    program.tree->SelectNode(gameKey);
+    program.click(gameKey);
     ListView *list = program.view->FileList();
     const int listed = list->Count();
     QTemporaryDir dir;
@@ -603,7 +605,7 @@ void tst_routing::emptyLibrary()
 
     // The root's imports reach the import (its file and folder questions are answered).
     auto *tree = form->findChild<ctlTree *>();
-    tree->SelectNode(QStringLiteral("ROOT"));
+    QVERIFY(clickNode(form->findChild<TreeView *>(), QStringLiteral("ROOT")));
     prompts.answerOpenFiles(std::nullopt);
     tree->findChild<QAction *>(QStringLiteral("mnuRootImport"))->trigger();
     prompts.answerFolder(std::nullopt);
