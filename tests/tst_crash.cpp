@@ -1,7 +1,7 @@
 // Nothing reported saved is lost to a crash: lkimport writes files into a store and prints a line
 // for each committed row; it is killed with SIGKILL after a random number of those lines, and the
-// store must then be whole (SQLite's integrity check) and hold every row that was reported. LOREKEEP_CRASH_KILLS sets
-// the number of kills (scripts/crash-test makes 200).
+// store must then be whole (SQLite's integrity check) and hold every row that was reported.
+// LOREKEEP_CRASH_KILLS sets the number of kills (scripts/crash-test makes 200).
 
 #include "TestHome.h"
 #include "data/GameTable.h"
