@@ -1,10 +1,8 @@
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
-#include "TreeClicks.h"
 #include "base/AppPath.h"
 #include "components/TipOfTheDay.h"
-#include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "platform/HelpViewer.h"
 #include "platform/PackageInstall.h"
@@ -33,19 +31,17 @@ TipOfTheDay *tipWindow(QWidget *form)
     return form->findChild<TipOfTheDay *>();
 }
 
-// The main window on a home with its help pages and one game of one file.
+// The main window on a home with its help pages and logo.
 struct Started
 {
     TestHome home;
     ScriptedPrompts prompts;
-    qint32 game = home.addGame(1, 1, QStringLiteral("Okami"));
     std::unique_ptr<frmMain> form;
 
     Started()
     {
         ErrObject err;
         QVERIFY(HelpPages::Install(home.path(), &err));
-        home.addFile(game, 1, QStringLiteral("Walkthrough"), QStringLiteral("Head east."));
         QVERIFY(QFile::copy(QStringLiteral(":/bundle/logo.gif"), home.file(QStringLiteral("logo.gif"))));
         form = startMainWindow();
     }
@@ -67,7 +63,6 @@ private Q_SLOTS:
     }
     void pagesAreWholeAndInstalledOnce();
     void tipOfTheDay();
-    void printFollowsTheFileShown();
     void aboutNamesWhatIsLoaded();
     void helpWindowAndSearch();
     void checkForUpdates();
@@ -182,22 +177,6 @@ void tst_help::tipOfTheDay()
         QVERIFY(tipWindow(form.get())->lblTip->text().contains(QStringLiteral("cannot be read")));
         tipWindow(form.get())->reject();
     }
-}
-
-void tst_help::printFollowsTheFileShown()
-{
-    // Print and Export act on the file shown, the rest on the open store.
-    Started started;
-    const MainMenu &menu = started.form->Menu();
-    const auto printable = [&menu] {
-        return std::pair(menu.mnuFilePrint->isEnabled(), menu.mnuFileExportPdf->isEnabled());
-    };
-    QCOMPARE(printable(), std::pair(false, false));
-    TreeView *tree = started.form->findChild<TreeView *>();
-    QVERIFY(clickNode(tree, NodeKey::Game(started.game, 1, 1)));
-    QCOMPARE(printable(), std::pair(true, true));
-    QVERIFY(clickNode(tree, NodeKey::Genre(1, 1)));
-    QCOMPARE(printable(), std::pair(false, false));
 }
 
 void tst_help::aboutNamesWhatIsLoaded()

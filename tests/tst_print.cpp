@@ -273,14 +273,17 @@ private Q_SLOTS:
             QVERIFY(letters(out.text(out.pages() - 1), out.pages(), out.pages()).endsWith(QLatin1String("p1200w39")));
         };
 
-        // Nothing listed: nothing to print.
-        QVERIFY(!form->Menu().mnuFilePrint->isEnabled());
+        // Print and Export act on the file shown: nothing listed, nothing to print.
+        const auto printable = [&form] {
+            return form->Menu().mnuFilePrint->isEnabled() && form->Menu().mnuFileExportPdf->isEnabled();
+        };
+        QVERIFY(!form->Menu().mnuFilePrint->isEnabled() && !form->Menu().mnuFileExportPdf->isEnabled());
 
         // A click on the game lists its files, the first one selected.
         auto *view = form->findChild<ctlView *>();
         TreeView *tree = form->findChild<TreeView *>();
         QVERIFY(clickNode(tree, NodeKey::Game(game, 1, 1)));
-        QTRY_VERIFY(form->Menu().mnuFilePrint->isEnabled());
+        QTRY_VERIFY(printable());
         // A cancelled printer dialog is reported as the error it raises.
         prompts.answerPrint(std::nullopt);
         prompts.answerMsgBox(MsgResult::OK);
@@ -318,6 +321,10 @@ private Q_SLOTS:
         prompts.answerPrint(pdfPath);
         view->Editor()->findChild<QAction *>(QStringLiteral("cmdPrint"))->trigger();
         check(QStringLiteral("DeepFieldWalkthroughGuideFileAtlasSourcehttpsexampleorgAtlasp1w0"));
+
+        // Away from the game, no file is shown to print.
+        QVERIFY(clickNode(tree, NodeKey::Genre(1, 1)));
+        QVERIFY(!form->Menu().mnuFilePrint->isEnabled() && !form->Menu().mnuFileExportPdf->isEnabled());
     }
 
     void exportGameToPdf()
