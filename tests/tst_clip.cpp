@@ -2,9 +2,13 @@
 // hand-over of text sent from the viewer.
 
 #include "ScriptedPrompts.h"
+#include "StartMainWindow.h"
 #include "TestHome.h"
+#include "TreeClicks.h"
 #include "clip/ClipFile.h"
 #include "clip/frmClip.h"
+#include "data/NodeKey.h"
+#include "rtf/RtfWriter.h"
 #include "shell/frmMain.h"
 #include "shell/modMain.h"
 #include "system/SettingsStore.h"
@@ -218,15 +222,22 @@ void tst_clip::print()
 void tst_clip::mainWindow()
 {
     TestHome home;
+    const qint32 game = home.addGame(18, 1, QStringLiteral("Doom"));
+    home.addFile(game, 1, QStringLiteral("Notes"),
+                 QString::fromLatin1(RtfWriter::FromPlainText("Sent from the viewer")));
     ScriptedPrompts prompts;
-    frmMain form;
-    modMain::SetMainForm(&form);
-    form.Form_Load();
+    auto main = startMainWindow();
+    frmMain &form = *main;
     auto *view = form.findChild<ctlView *>();
+    QVERIFY(clickNode(form.findChild<TreeView *>(), NodeKey::Game(game, 1, 18)));
+    QTRY_COMPARE(view->Viewer()->toPlainText(), QStringLiteral("Sent from the viewer"));
+    QAction *addQuick = view->findChild<QAction *>(QStringLiteral("mnuAddQuick"));
     prompts.answerMsgBox(MsgResult::OK);
-    Q_EMIT view->SendQuick(heading, QStringLiteral("Sent from the viewer"));
+    addQuick->trigger();
     QCOMPARE(std::pair(readFile(ClipFile::PendingPath()), prompts.shown().size()),
-             std::pair(ClipFile::Record(heading, QStringLiteral("Sent from the viewer")), qsizetype(1)));
+             std::pair(ClipFile::Record(QStringLiteral("Platform: PC\r\nGame: Doom\r\nGenre: Action"),
+                                        QStringLiteral("Sent from the viewer")),
+                       qsizetype(1)));
 
     // Tools > Quick Clip Viewer shows the window, modal, with the clip.
     QString shown;
@@ -244,7 +255,7 @@ void tst_clip::mainWindow()
     // When the clip cannot be written, the user hears so and the text is logged as not added.
     QVERIFY(QFile::remove(ClipFile::PendingPath()) && QDir().mkdir(ClipFile::PendingPath()));
     prompts.answerMsgBox(MsgResult::OK);
-    Q_EMIT view->SendQuick(heading, QStringLiteral("lost?"));
+    addQuick->trigger();
     QVERIFY(prompts.last().text.startsWith(QStringLiteral("The text was not added to the Quick Clips")) &&
             readFile(home.file(QStringLiteral("error.log"))).contains("Source = SendQuick"));
     modMain::SetMainForm(nullptr);

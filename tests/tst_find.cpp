@@ -4,6 +4,7 @@
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
+#include "TreeClicks.h"
 #include "data/NodeKey.h"
 #include "find/QuickFindLog.h"
 #include "find/frmFind.h"
@@ -237,7 +238,7 @@ private Q_SLOTS:
              {std::tuple(desk.quest, 18, 1, "Quest"), std::tuple(desk.racer, 1, 3, "Racer")}) {
             const QString key = NodeKey::Game(game, quint8(genre), quint8(platform));
             QTRY_VERIFY(main->findChild<TreeView *>()->Node(key));
-            main->findChild<ctlTree *>()->SelectNode(key);
+            QVERIFY(clickNode(main->findChild<TreeView *>(), key));
             main->Menu().mnuSearchLorekeep->trigger();
             QPointer<frmFind> form = main->findChild<frmFind *>();
             QTRY_VERIFY(child<QComboBox>(form, "cboFind")->hasFocus());

@@ -5,6 +5,7 @@
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
+#include "TreeClicks.h"
 #include "backup/frmBackups.h"
 #include "browser/frmFavorite.h"
 #include "clip/frmClip.h"
@@ -94,7 +95,7 @@ void tst_keyboard::tabAndF6ReachEveryPane()
     home.addFile(game, 1, QStringLiteral("Walkthrough"));
     auto form = startMainWindow();
     QVERIFY(QTest::qWaitForWindowActive(form.get()));
-    form->findChild<ctlTree *>()->SelectNode(NodeKey::Game(game, 1, 1));
+    QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
     auto *view = form->findChild<ctlView *>();
     auto *details = form->findChild<ctlDetails *>();
     QWidget *tree = form->findChild<QWidget *>(QStringLiteral("tvwFiles"));
@@ -144,7 +145,7 @@ void tst_keyboard::listsAndEditorFromKeys()
     const qint32 file = home.addFile(game, 1, QStringLiteral("Walkthrough"));
     auto form = startMainWindow();
     QVERIFY(QTest::qWaitForWindowActive(form.get()));
-    form->findChild<ctlTree *>()->SelectNode(NodeKey::Game(game, 1, 1));
+    QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
     auto *view = form->findChild<ctlView *>();
 
     // In a file being written Tab is a character; Ctrl+Tab and Ctrl+Shift+Tab move on.
@@ -195,7 +196,7 @@ void tst_keyboard::windowsOpenReadyForKeys()
     const qint32 game = home.addGame(1, 1, QStringLiteral("Royal Kart"));
     home.addFile(game, 1, QStringLiteral("Walkthrough"));
     auto form = startMainWindow();
-    form->findChild<ctlTree *>()->SelectNode(NodeKey::Game(game, 1, 1));
+    QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
     checkWindow(form.get());
     form->findChild<ctlView *>()->SelectTab(2);
     checkWindow(form.get());

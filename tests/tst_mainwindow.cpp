@@ -216,14 +216,14 @@ void tst_mainwindow::splittersAndViewMenu()
     QCOMPARE(form->Layout().imgS2Top, Twips::fromPixelsY(client) - 970);
 
     // The View menu and the panes' own buttons hide and show panes, with the check marks following.
-    QMetaObject::invokeMethod(tree, "HideControl");
+    tree->findChild<QAction *>(QStringLiteral("x"))->trigger(); // the tree's own close button
     QVERIFY(!form->Menu().mnuViewLeft->isChecked() && !tree->isVisible() && !imgS1->isVisible() && view->x() == 0);
     const int detailHeight = form->Layout().detailHeight;
     form->Menu().mnuViewBottom->trigger();
     // The details' height is kept for when they come back.
     QCOMPARE(std::tuple(details->isVisible(), view->geometry().bottom() + 1, form->Layout().detailHeight),
              std::tuple(false, client, detailHeight));
-    QMetaObject::invokeMethod(view, "ShowTree");
+    view->findChild<QAction *>(QStringLiteral("Tree"))->trigger();
     QVERIFY(form->Menu().mnuViewLeft->isChecked() && tree->isVisible());
     form->Menu().mnuViewTop->trigger();
     QVERIFY(!form->findChild<QWidget *>(QStringLiteral("picToolBar"))->isVisible() && tree->y() == 0 &&

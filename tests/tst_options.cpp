@@ -1,8 +1,10 @@
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
+#include "TreeClicks.h"
 #include "base/AppPath.h"
 #include "browser/ctlBrowser.h"
+#include "data/NodeKey.h"
 #include "find/frmFind.h"
 #include "options/frmOptions.h"
 #include "system/SettingsStore.h"
@@ -146,8 +148,7 @@ void tst_options::everyKeyIsReadWithItsDefault()
         QTRY_VERIFY(form->findChild<QDialog *>(QStringLiteral("frmTip")));
         form->findChild<QDialog *>(QStringLiteral("frmTip"))->reject();
         auto *view = form->findChild<ctlView *>();
-        view->SetGame({0, 0, game, {}});
-        view->ListFiles(game, 0);
+        QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
         prompts.answerSaveFile(std::nullopt);
         form->Menu().mnuFileExportPdf->trigger();
         view->SelectTab(2);

@@ -5,6 +5,7 @@
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
+#include "TreeClicks.h"
 #include "components/TipOfTheDay.h"
 #include "data/NodeKey.h"
 #include "details/ctlDetails.h"
@@ -127,7 +128,7 @@ void tst_palette::mainWindowReads()
                  QStringLiteral("{\\rtf1\\ansi\\deff0{\\fonttbl{\\f0 Arial;}}{\\colortbl;\\red0\\green0\\blue0;"
                                 "\\red255\\green0\\blue0;}\\f0\\fs24 Plain words \\cf0 auto words\\par}"));
     auto form = startMainWindow();
-    form->findChild<ctlTree *>()->SelectNode(NodeKey::Game(game, 1, 1));
+    QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
     auto *view = form->findChild<ctlView *>();
     auto *details = form->findChild<ctlDetails *>();
     QVERIFY(!view->IsCovered() && view->Viewer()->toPlainText().startsWith(QLatin1String("Plain words")));

@@ -4,6 +4,8 @@
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
+#include "TreeClicks.h"
+#include "components/FileViewer.h"
 #include "data/NodeKey.h"
 #include "print/PdfExport.h"
 #include "print/RtfPrintout.h"
@@ -16,7 +18,10 @@
 #include "widgets/RichTextLoader.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QDesktopServices>
+#include <QLineEdit>
+#include <QMimeData>
 #include <QPdfBookmarkModel>
 #include <QPdfDocument>
 #include <QProcess>
@@ -264,14 +269,17 @@ private Q_SLOTS:
             QVERIFY(letters(out.text(out.pages() - 1), out.pages(), out.pages()).endsWith(QLatin1String("p1200w39")));
         };
 
-        // Nothing listed: nothing to print.
-        QVERIFY(!form->Menu().mnuFilePrint->isEnabled());
+        // Print and Export act on the file shown: nothing listed, nothing to print.
+        const auto printable = [&form] {
+            return form->Menu().mnuFilePrint->isEnabled() && form->Menu().mnuFileExportPdf->isEnabled();
+        };
+        QVERIFY(!form->Menu().mnuFilePrint->isEnabled() && !form->Menu().mnuFileExportPdf->isEnabled());
 
-        // The game's files listed, the first one selected, as a tree click does.
+        // A click on the game lists its files, the first one selected.
         auto *view = form->findChild<ctlView *>();
-        view->SetGame({0, 0, game, QStringLiteral("Deep Field")});
-        view->ListFiles(game, 0);
-        QTRY_VERIFY(form->Menu().mnuFilePrint->isEnabled());
+        TreeView *tree = form->findChild<TreeView *>();
+        QVERIFY(clickNode(tree, NodeKey::Game(game, 1, 1)));
+        QTRY_VERIFY(printable());
         // A cancelled printer dialog is reported as the error it raises.
         prompts.answerPrint(std::nullopt);
         prompts.answerMsgBox(MsgResult::OK);
@@ -281,30 +289,38 @@ private Q_SLOTS:
         prompts.answerPrint(pdfPath);
         form->Menu().mnuFilePrint->trigger();
         check(QStringLiteral("DeepFieldWalkthroughGuideFileAtlasSourcehttpsexampleorgAtlasp1w0"));
-        // A file window's request: its header, then its text.
+        // Text dropped on the game opens a file window of the tree's; its printout holds its own
+        // header and text, nothing of the printout before.
+        QMimeData data;
+        data.setText(QStringLiteral("second text"));
+        const QPoint at = tree->visualItemRect(tree->Node(NodeKey::Game(game, 1, 1))).center();
+        QDragEnterEvent enter(at, Qt::CopyAction, &data, Qt::LeftButton, {});
+        QApplication::sendEvent(tree->viewport(), &enter);
+        QDropEvent drop(at, Qt::CopyAction, &data, Qt::LeftButton, {});
+        QApplication::sendEvent(tree->viewport(), &drop);
+        QCoreApplication::sendPostedEvents();
+        FileViewer *dropped = form->findChild<ctlTree *>()->findChildren<FileViewer *>().constLast();
+        dropped->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("B file"));
         QFile::remove(pdfPath);
         prompts.answerPrint(pdfPath);
-        Q_EMIT view->PrintInfo(QStringLiteral("Notes"), QStringLiteral("Atlas"), QStringLiteral("src"), rtf);
-        check(QStringLiteral("NotesFileAtlasSourcesrcp1w0"));
+        dropped->findChild<QAction *>(QStringLiteral("cmdPrint"))->trigger();
+        QCOMPARE(body(Pdf(pdfPath).text(0), 1, 1),
+                 words(QStringLiteral("Deep Field File: B file Source: second text")));
 
-        // The tree's file windows print the same way; the buffer is empty after each request, so
-        // a second one does not print the first again.
-        QFile::remove(pdfPath);
-        prompts.answerPrint(pdfPath);
-        Q_EMIT form->findChild<ctlTree *>()->PrintInfo(
-            QStringLiteral("Notes 2"), QStringLiteral("B file"), QStringLiteral("src"),
-            QString::fromLatin1(RtfWriter::FromPlainText(QStringLiteral("second text"))));
-        Pdf second(pdfPath);
-        QCOMPARE(body(second.text(0), 1, 1), words(QStringLiteral("Notes 2 File: B file Source: src second text")));
-
-        // Cancelling a file window's printout forgets its text too.
+        // A cancelled printout forgets its text too: the view's file window then prints its own alone.
         prompts.answerPrint(std::nullopt);
         prompts.answerMsgBox(MsgResult::OK);
-        Q_EMIT view->PrintInfo(QStringLiteral("T"), QStringLiteral("F"), QStringLiteral("S"), QString());
+        dropped->findChild<QAction *>(QStringLiteral("cmdPrint"))->trigger();
         QCOMPARE(prompts.last().title, QStringLiteral("frmMain Error"));
+        view->findChild<QAction *>(QStringLiteral("mnuFileView"))->trigger();
+        QVERIFY(view->Editor());
         prompts.answerPrint(pdfPath);
-        Q_EMIT view->PrintInfo(QStringLiteral("After"), QStringLiteral("F"), QStringLiteral("S"), QString());
-        QCOMPARE(body(Pdf(pdfPath).text(0), 1, 1), words(QStringLiteral("After File: F Source: S")));
+        view->Editor()->findChild<QAction *>(QStringLiteral("cmdPrint"))->trigger();
+        check(QStringLiteral("DeepFieldWalkthroughGuideFileAtlasSourcehttpsexampleorgAtlasp1w0"));
+
+        // Away from the game, no file is shown to print.
+        QVERIFY(clickNode(tree, NodeKey::Genre(1, 1)));
+        QVERIFY(!form->Menu().mnuFilePrint->isEnabled() && !form->Menu().mnuFileExportPdf->isEnabled());
     }
 
     void exportGameToPdf()
@@ -324,7 +340,9 @@ private Q_SLOTS:
         const QString pdfPath = home.file(QStringLiteral("game.pdf"));
         prompts.answerSaveFile(pdfPath);
         prompts.answerChoice(QStringLiteral("Open PDF"));
-        Q_EMIT form->findChild<ctlTree *>()->ExportGame(game, QStringLiteral("Sol Aurum"));
+        QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
+        QAction *exportGame = form->findChild<ctlTree *>()->findChild<QAction *>(QStringLiteral("mnuHiddenExport"));
+        exportGame->trigger();
         QCOMPARE(prompts.shown().at(0).options.FileName, QStringLiteral("Sol Aurum.pdf"));
         // The export says where it went, and offers to open the PDF.
         QCOMPARE(std::tuple(prompts.last().kind, prompts.last().text, m_opened),
@@ -363,23 +381,28 @@ private Q_SLOTS:
         // A folder that cannot be written to is said before any work is done.
         prompts.answerSaveFile(home.file(QStringLiteral("no/such/folder/game.pdf")));
         prompts.answerMsgBox(MsgResult::OK);
-        Q_EMIT form->findChild<ctlTree *>()->ExportGame(game, QStringLiteral("Sol Aurum"));
+        exportGame->trigger();
         QVERIFY(prompts.last().text.startsWith(QStringLiteral("The PDF could not be written:\n\"game.pdf\"")));
 
         // An export cancelled on the way ends without a word; the file is not written.
         QTextDocument huge;
         fillNumbered(&huge, 20000);
         home.addFile(game, 4, QStringLiteral("Huge"), QString::fromLatin1(RtfWriter::FromDocument(huge)));
+        // Listed again, with the new file.
+        QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Genre(1, 1)));
+        QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
         QFile::remove(pdfPath);
         QTimer poll;
         QObject::connect(&poll, &QTimer::timeout, [main = form.get()] {
-            if (auto *progress = main->findChild<QProgressDialog *>(); progress && progress->findChild<QPushButton *>())
-                progress->findChild<QPushButton *>()->click();
+            for (QProgressDialog *progress : main->findChildren<QProgressDialog *>()) {
+                if (progress->isVisible() && progress->findChild<QPushButton *>())
+                    progress->findChild<QPushButton *>()->click();
+            }
         });
         poll.start(50);
         prompts.answerSaveFile(pdfPath);
         const qsizetype shown = prompts.shown().size();
-        Q_EMIT form->findChild<ctlTree *>()->ExportGame(game, QStringLiteral("Sol Aurum"));
+        exportGame->trigger();
         QCOMPARE(std::tuple(prompts.shown().size(), QFile::exists(pdfPath), m_opened.size()),
                  std::tuple(shown + 1, false, qsizetype(1)));
     }

@@ -3,12 +3,16 @@
 
 #include "LibraryGenerator.h"
 #include "ListClicks.h"
+#include "LocalWebServer.h"
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
+#include "TreeClicks.h"
 #include "base/AppPath.h"
+#include "browser/ctlBrowser.h"
 #include "browser/frmFavorite.h"
 #include "components/FileViewer.h"
+#include "components/GameSelector.h"
 #include "components/PlatformMaintenance.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
@@ -31,6 +35,7 @@
 #include <QMimeData>
 #include <QPointer>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QSqlQuery>
 #include <QTabBar>
 #include <QTemporaryDir>
@@ -111,6 +116,20 @@ struct Program
         return node ? node->Text() : QString();
     }
     QString title() const { return form->lblCaption()->text(); }
+    QAction *treeAction(const char *name) const { return tree->findChild<QAction *>(QLatin1String(name)); }
+    TreeView *treeView() const { return tree->findChild<TreeView *>(); }
+    void click(const QString &key) const { QVERIFY2(clickNode(treeView(), key), qPrintable(key)); }
+    QAction *viewAction(const char *name) const { return view->findChild<QAction *>(QLatin1String(name)); }
+    // Answers the game selector the next menu item opens: `choose` picks in it, then OK.
+    static void inSelector(const std::function<void(GameSelector *)> &choose)
+    {
+        QTimer::singleShot(0, [choose] {
+            auto *selector = qobject_cast<GameSelector *>(QApplication::activeModalWidget());
+            QVERIFY(selector);
+            choose(selector);
+            selector->findChild<QPushButton *>(QStringLiteral("cmdOK"))->click();
+        });
+    }
     // A bookmark whose file is not the first of its game, so opening it shows that it is not the
     // game's first file that is selected.
     QString laterBookmark() const
@@ -132,10 +151,17 @@ class tst_routing final : public QObject
 private Q_SLOTS:
     void init() { clearSettings(); }
     void usersPath();
-    void treeEvents();
-    void viewEvents();
+    void gameMoveTakesItsBookmarks();
+    void gameDeletedByKey();
+    void gameKeysAndAddFile();
+    void platformsWindowReloadsPanes();
+    void bookmarkEditedAndMoved();
+    void bookmarkOfAGoneFile();
     void findAndOpenHit();
-    void browserEvents();
+    void favoritesButton();
+    void addFavorite();
+    void captionFollowsThePage();
+    void favoriteOpensInTheBrowser();
     void browserImport();
     void fileImport();
     void emptyLibrary();
@@ -161,7 +187,7 @@ void tst_routing::usersPath()
             .arg(NodeKey::Field(bookmarkKey, 1)));
     const QString gameKey =
         NodeKey::Game(other.value(0).toInt(), quint8(other.value(2).toUInt()), quint8(other.value(1).toUInt()));
-    program.tree->SelectNode(gameKey);
+    program.click(gameKey);
     QVERIFY(program.view->ListedGameId() == other.value(0).toInt() &&
             program.title().endsWith(QStringLiteral(" - ") + other.value(3).toString()));
 
@@ -193,8 +219,8 @@ void tst_routing::usersPath()
     // then every pane reloads from the other one, in the same order.
     const QString second = program.dir.filePath(QStringLiteral("second.lkb"));
     Program::generate(second, 9);
-    program.tree->SelectNode(gameKey);
-    Q_EMIT program.tree->AddFile();
+    program.click(gameKey);
+    program.treeAction("mnuHiddenAddFile")->trigger();
     QPointer<FileViewer> editor = program.view->Editor();
     QVERIFY(editor);
     QTest::keyClicks(editor->findChild<QTextEdit *>(QStringLiteral("rtbText")), QStringLiteral("notes"));
@@ -210,44 +236,62 @@ void tst_routing::usersPath()
              std::tuple(2, program.count(QStringLiteral("SELECT count(*) FROM bookmarks"))));
 }
 
-void tst_routing::treeEvents()
+void tst_routing::gameMoveTakesItsBookmarks()
 {
+    // A game moved to another platform takes its bookmarks along.
     Program program;
     ListView *bookmarks = program.details->Bookmarks();
     const QString key = bookmarks->ItemAt(1)->Key();
     const QString game = NodeKey::ParentKey(key);
     const auto ids = NodeKey::ParseGame(game);
-
-    // A game moved to another platform takes its bookmarks along.
-    const QString moved = NodeKey::Game(ids->GameId, ids->GenreId, ids->PlatformId == 18 ? 19 : 18);
-    QVERIFY(program.exec(QStringLiteral("UPDATE game SET platform_id = %1 WHERE auto_id = %2")
-                             .arg(*NodeKey::Code(moved, 2))
-                             .arg(ids->GameId)));
-    program.tree->objSelector_AddGameNode(QStringLiteral("Moved"), NodeKey::ParentKey(moved), moved);
-    Q_EMIT program.tree->MoveGame(game, moved);
+    program.click(game);
+    Program::inSelector([](GameSelector *selector) {
+        auto *platforms = selector->findChild<QComboBox *>(QStringLiteral("cboPlatform"));
+        platforms->setCurrentIndex(platforms->currentIndex() == 0 ? 1 : 0);
+    });
+    program.treeAction("mnuHiddenMoveTo")->trigger();
+    const QString moved = program.tree->SelectedKey();
+    QVERIFY(moved != game && *NodeKey::Id(moved, 0) == ids->GameId);
     const QString movedKey = NodeKey::Field(key, 0) + QLatin1Char('|') + moved;
     QVERIFY(bookmarks->Item(movedKey) && bookmarks->Item(movedKey)->SubItem(4) == program.tree->GamePlatform(moved));
+}
 
-    // A deleted game: the title strip, the cover and its bookmarks.
-    program.tree->SelectNode(moved);
-    Q_EMIT program.tree->GameNodeDelete(QStringLiteral("PC - Action"), moved);
-    QVERIFY(program.title() == QStringLiteral("PC - Action") && program.view->IsCovered() &&
-            !bookmarks->Item(movedKey));
+void tst_routing::gameDeletedByKey()
+{
+    // The Delete key on a game: the title strip leaves it, the view is covered, its bookmarks go.
+    Program program;
+    ListView *bookmarks = program.details->Bookmarks();
+    const QString key = bookmarks->ItemAt(1)->Key();
+    const QString game = NodeKey::ParentKey(key);
+    program.click(game);
+    const QString name = program.tree->GameName(game);
+    program.prompts.answerMsgBox(MsgResult::Yes);
+    QTest::keyClick(program.treeView(), Qt::Key_Delete);
+    QVERIFY(program.prompts.last().text.contains(name));
+    QVERIFY(!program.title().contains(name) && program.view->IsCovered() && !bookmarks->Item(key));
+}
 
-    // A double-click on a game brings the Files tab to the front; Add File opens a new file.
+void tst_routing::gameKeysAndAddFile()
+{
+    // Enter on a game brings the Files tab to the front; Add File opens a new file.
+    Program program;
+    program.click(NodeKey::ParentKey(program.details->Bookmarks()->ItemAt(1)->Key()));
     program.view->SelectTab(2);
-    Q_EMIT program.tree->GameNodeDblClick();
+    QTest::keyClick(program.treeView(), Qt::Key_Return);
     QCOMPARE(program.view->SelectedTab(), 1);
-    program.tree->SelectNode(NodeKey::ParentKey(bookmarks->ItemAt(1)->Key()));
-    Q_EMIT program.tree->AddFile();
+    program.treeAction("mnuHiddenAddFile")->trigger();
     QVERIFY(program.view->Editor() && program.view->Editor()->CurrentMode() == FileViewer::NewMode);
     program.view->Editor()->close();
+}
 
+void tst_routing::platformsWindowReloadsPanes()
+{
     // Edit > Platforms and the tree's Remove Platform open one window, on the platform Remove
     // Platform was chosen on; a change reloads every pane, closing releases the window.
+    Program program;
     program.form->Menu().mnuMaintPlatforms->trigger();
     const QString platform = NodeKey::Field(program.game(3), 2);
-    program.tree->SelectNode(platform);
+    program.click(platform);
     program.tree->findChild<QAction *>(QStringLiteral("mnuHiddenPlatformRemove"))->trigger();
     const QList<PlatformMaintenance *> windows = program.form->findChildren<PlatformMaintenance *>();
     QVERIFY(windows.size() == 1 && windows.first()->isVisible());
@@ -255,13 +299,14 @@ void tst_routing::treeEvents()
     QVERIFY(current && NodeKey::Platform(quint8(current->data(0, Qt::UserRole).toUInt())) == platform);
     QPointer<PlatformMaintenance> window = windows.first();
     program.loading.clear();
-    Q_EMIT window->ResetLorekeep();
-    QCOMPARE(program.loading.size(), 2);
+    program.prompts.answerMsgBox(MsgResult::Yes);
+    window->findChild<QPushButton *>(QStringLiteral("cmdRemove"))->click();
+    QTRY_COMPARE(program.loading.size(), 2);
     window->close();
     QTRY_VERIFY(!window);
 }
 
-void tst_routing::viewEvents()
+void tst_routing::bookmarkEditedAndMoved()
 {
     Program program;
     ListView *bookmarks = program.details->Bookmarks();
@@ -269,41 +314,61 @@ void tst_routing::viewEvents()
     const QString game = NodeKey::ParentKey(key);
 
     // Bookmarking is refused (with a message) for a file already bookmarked; an edit and a move
-    // reach the bookmark.
+    // (into a game made in the selector) reach the bookmark and the tree.
     const int count = bookmarks->Count();
+    program.click(game);
+    ListView *files = program.view->FileList();
+    files->Select(files->Item(NodeKey::Field(key, 0)));
     program.prompts.answerMsgBox(MsgResult::OK);
-    Q_EMIT program.view->Bookmark(1, key, QStringLiteral("Again"));
-    Q_EMIT program.view->UpdateBookmark(4, key, QStringLiteral("Edited"));
+    program.viewAction("mnuFileBookmark")->trigger();
+    program.viewAction("mnuFileEdit")->trigger();
+    FileViewer *editor = program.view->Editor();
+    QVERIFY(editor);
+    editor->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Edited"));
+    editor->findChild<QAction *>(QStringLiteral("cmdSave"))->trigger();
     QCOMPARE(std::tuple(bookmarks->Count(), bookmarks->Item(key)->Text(), bookmarks->Item(key)->SubItem(2)),
              std::tuple(count, QStringLiteral("Edited"), program.tree->GameName(game)));
-    const QString otherGame = NodeKey::ParentKey(bookmarks->ItemAt(bookmarks->Count())->Key());
+    editor->close();
+    Program::inSelector([&program](GameSelector *selector) {
+        program.prompts.answerInput(QStringLiteral("Brand New"));
+        selector->findChild<QPushButton *>(QStringLiteral("cmdNewGame"))->click();
+    });
+    program.viewAction("mnuFileMove")->trigger();
+    const auto ids = NodeKey::ParseGame(game);
+    const QString otherGame =
+        NodeKey::Game(program.count(QStringLiteral("SELECT max(auto_id) FROM game")), ids->GenreId, ids->PlatformId);
     const QString movedKey = NodeKey::Field(key, 0) + QLatin1Char('|') + otherGame;
-    Q_EMIT program.view->MoveBookmark(key, movedKey);
-    QCOMPARE(bookmarks->Item(movedKey)->SubItem(2), program.tree->GameName(otherGame));
+    QVERIFY(bookmarks->Item(movedKey));
+    QCOMPARE(std::pair(bookmarks->Item(movedKey)->SubItem(2), program.tree->GameName(otherGame)),
+             std::pair(QStringLiteral("Brand New"), QStringLiteral("Brand New")));
+}
 
-    // A file that is gone: opening its bookmark asks; No keeps the bookmark, Yes deletes it. A search
-    // hit to a gone file only says so.
-    QVERIFY(program.exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(*NodeKey::Id(movedKey, 0))));
+void tst_routing::bookmarkOfAGoneFile()
+{
+    // Opening the bookmark of a file that is gone asks; No keeps the bookmark, Yes deletes it. A
+    // search hit to a gone file only says so.
+    Program program;
+    ListView *bookmarks = program.details->Bookmarks();
+    const QString gone = program.laterBookmark(); // its game keeps a file
+    const QString game = NodeKey::ParentKey(gone);
+    QVERIFY(program.exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(*NodeKey::Id(gone, 0))));
     program.prompts.answerMsgBox(MsgResult::No);
-    doubleClick(bookmarks, bookmarks->Item(movedKey));
-    QVERIFY(program.prompts.last().buttons == MsgButtons::YesNo && bookmarks->Item(movedKey));
+    doubleClick(bookmarks, bookmarks->Item(gone));
+    QVERIFY(program.prompts.last().buttons == MsgButtons::YesNo && bookmarks->Item(gone));
     // Asked again once the user has been elsewhere (the file view does not ask twice in a row).
-    program.tree->SelectNode(NodeKey::ParentKey(otherGame));
+    program.click(NodeKey::ParentKey(game));
     program.prompts.answerMsgBox(MsgResult::Yes);
-    bookmarks->Select(bookmarks->Item(movedKey));
+    bookmarks->Select(bookmarks->Item(gone));
     QTest::keyClick(bookmarks->ActiveView(), Qt::Key_Return);
-    QVERIFY(!bookmarks->Item(movedKey));
+    QVERIFY(!bookmarks->Item(gone));
     const int left = bookmarks->Count();
     program.prompts.answerMsgBox(MsgResult::OK);
-    program.details->AddSearch(*NodeKey::Id(movedKey, 0), QStringLiteral("PC"), QStringLiteral("Gone"), 1,
-                               QStringLiteral("Gone"), otherGame, QString());
-    program.tree->SelectNode(NodeKey::ParentKey(otherGame));
-    Q_EMIT program.details->SearchSelect(program.details->SearchResults()->ItemAt(1)->Key());
+    program.details->AddSearch(*NodeKey::Id(gone, 0), QStringLiteral("PC"), QStringLiteral("Gone"), 1,
+                               QStringLiteral("Gone"), game, QString());
+    program.click(NodeKey::ParentKey(game));
+    program.details->SelectTab(3);
+    doubleClick(program.details->SearchResults(), program.details->SearchResults()->ItemAt(1));
     QCOMPARE(std::tuple(program.prompts.last().buttons, bookmarks->Count()), std::tuple(MsgButtons::OK, left));
-
-    // A new game reaches the tree (a deleted file's count and bookmark: usersPath).
-    Q_EMIT program.view->AddGameNode(QStringLiteral("Brand New"), NodeKey::Genre(1, 18), NodeKey::Game(99999, 1, 18));
-    QCOMPARE(program.tree->GameName(NodeKey::Game(99999, 1, 18)), QStringLiteral("Brand New"));
 }
 
 void tst_routing::findAndOpenHit()
@@ -342,30 +407,30 @@ void tst_routing::findAndOpenHit()
     QVERIFY(program.view->Viewer()->extraSelections().isEmpty());
 }
 
-void tst_routing::browserEvents()
+void tst_routing::favoritesButton()
 {
+    // The Favorites button brings up the favorites, and hides them when they are what is shown; the
+    // pane's own close button hides it through the menu too.
     Program program;
-    // The Favorites button brings up the favorites, and hides them when they are what is shown.
     QAction *bottom = program.form->Menu().mnuViewBottom;
+    QAction *favoritesButton =
+        program.view->findChild<ctlBrowser *>()->findChild<QAction *>(QStringLiteral("Favorites"));
     program.details->SelectTab(1);
-    Q_EMIT program.view->ShowFavorites();
+    favoritesButton->trigger();
     QVERIFY(program.details->isVisible() && program.details->SelectedTab() == 2);
-    Q_EMIT program.view->ShowFavorites();
+    favoritesButton->trigger();
     QVERIFY(!program.details->isVisible() && !bottom->isChecked());
-    Q_EMIT program.view->ShowFavorites();
+    favoritesButton->trigger();
     QVERIFY(program.details->isVisible() && bottom->isChecked() && program.details->SelectedTab() == 2);
+    program.details->findChild<QAction *>(QStringLiteral("x"))->trigger();
+    QVERIFY(!program.details->isVisible() && !bottom->isChecked());
+}
 
-    // The window's caption follows the page only while the browser tab is shown.
-    program.view->SelectTab(2);
-    Q_EMIT program.view->BrowseTitleChange(QStringLiteral("Some Page"));
-    QCOMPARE(program.form->windowTitle(), QStringLiteral("Lorekeep - Some Page"));
-    program.view->SelectTab(1);
-    Q_EMIT program.view->BrowseTitleChange(QStringLiteral("Other Page"));
-    QCOMPARE(program.form->windowTitle(),
-             QStringLiteral("Lorekeep - [") + program.form->Store().DatabaseName() + QStringLiteral("] - Files"));
-
+void tst_routing::addFavorite()
+{
     // A page that is not a favorite yet gets the dialog, and the new row shows in the list at once;
     // asked again, no second one is stored.
+    Program program;
     ListView *favorites = program.details->Favorites();
     const int listed = favorites->Count();
     QTimer::singleShot(0, [] {
@@ -374,21 +439,44 @@ void tst_routing::browserEvents()
         dialog->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Home"));
         dialog->findChild<QPushButton *>(QStringLiteral("cmdOK"))->click();
     });
+    QAction *addFavorite = program.view->findChild<QAction *>(QStringLiteral("mnuAddURL"));
     program.prompts.answerMsgBox(MsgResult::OK);
-    Q_EMIT program.view->AddFavorite();
+    addFavorite->trigger();
     QVERIFY(favorites->Count() == listed + 1 && favorites->ItemAt(listed + 1)->Text() == QStringLiteral("Start Page"));
     program.prompts.answerMsgBox(MsgResult::OK);
-    Q_EMIT program.view->AddFavorite();
+    addFavorite->trigger();
     QCOMPARE(program.count(QStringLiteral("SELECT count(*) FROM favorites WHERE url = 'Start Page'")), 1);
+}
 
+void tst_routing::captionFollowsThePage()
+{
+    // The window's caption follows the page only while the browser tab is shown.
+    Program program;
+    LocalWebServer server;
+    server.addPage(QStringLiteral("/some"), "<html><head><title>Some Page</title></head><body>1</body></html>");
+    server.addPage(QStringLiteral("/other"), "<html><head><title>Other Page</title></head><body>2</body></html>");
+    QSignalSpy titles(program.view, &ctlView::BrowseTitleChange);
+    program.view->SelectTab(2);
+    program.view->BrowseNavigate(server.url(QStringLiteral("/some")).toString());
+    QTRY_COMPARE_WITH_TIMEOUT(program.form->windowTitle(), QStringLiteral("Lorekeep - Some Page"), 30000);
+    // Loading goes on in the background while the user turns to the Files tab.
+    program.view->BrowseNavigate(server.url(QStringLiteral("/other")).toString());
+    program.view->SelectTab(1);
+    QTRY_VERIFY_WITH_TIMEOUT(titles.contains(QVariantList{QStringLiteral("Other Page")}), 30000);
+    QCOMPARE(program.form->windowTitle(),
+             QStringLiteral("Lorekeep - [") + program.form->Store().DatabaseName() + QStringLiteral("] - Files"));
+}
+
+void tst_routing::favoriteOpensInTheBrowser()
+{
     // A favorite opens in the browser tab, which comes to the front.
+    Program program;
+    ListView *favorites = program.details->Favorites();
+    program.details->SelectTab(2);
     program.view->SelectTab(1);
     doubleClick(favorites, favorites->ItemAt(1));
     QCOMPARE(program.view->SelectedTab(), 2);
     QTRY_COMPARE(program.view->BrowseURL(), QUrl::fromUserInput(favorites->ItemAt(1)->Tag().toString()).toString());
-    // The pane's own close button hides it through the menu too.
-    program.details->findChild<QAction *>(QStringLiteral("x"))->trigger();
-    QVERIFY(!program.details->isVisible() && !bottom->isChecked());
 }
 
 void tst_routing::browserImport()
@@ -425,7 +513,7 @@ void tst_routing::browserImport()
 
     // Saved while the list shows another game, the file is counted but not listed there.
     viewer = dropOn(first);
-    program.tree->SelectNode(program.game(1));
+    program.click(program.game(1));
     const int listed = program.view->FileList()->Count();
     QVERIFY(viewer->Save());
     QVERIFY(program.view->FileList()->Count() == listed &&
@@ -440,7 +528,7 @@ void tst_routing::fileImport()
 {
     Program program;
     const QString gameKey = program.game(0);
-    program.tree->SelectNode(gameKey);
+    program.click(gameKey);
     ListView *list = program.view->FileList();
     const int listed = list->Count();
     QTemporaryDir dir;
@@ -516,7 +604,7 @@ void tst_routing::emptyLibrary()
 
     // The root's imports reach the import (its file and folder questions are answered).
     auto *tree = form->findChild<ctlTree *>();
-    tree->SelectNode(QStringLiteral("ROOT"));
+    QVERIFY(clickNode(form->findChild<TreeView *>(), QStringLiteral("ROOT")));
     prompts.answerOpenFiles(std::nullopt);
     tree->findChild<QAction *>(QStringLiteral("mnuRootImport"))->trigger();
     prompts.answerFolder(std::nullopt);

@@ -18,6 +18,7 @@ class tst_store final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void nameFromPath_data();
     void nameFromPath();
     void connectRefusesWhatIsNotAStore_data();
     void connectRefusesWhatIsNotAStore();
@@ -40,17 +41,30 @@ static void rawSql(const QString &path, const QStringList &statements)
     QSqlDatabase::removeDatabase(QStringLiteral("raw"));
 }
 
-void tst_store::nameFromPath()
+void tst_store::nameFromPath_data()
 {
     // The file name with every occurrence of its last four characters removed.
-    const QList<QPair<QString, QString>> cases{{"lorekeep.lkb", "lorekeep"},
-                                               {"/home/ann/My Guides.lkb", "My Guides"},
-                                               {"/x/lkb.lkb", "lkb"},
-                                               {"a.lkba.lkb", "aa"},
-                                               {"/x/ab", ""},
-                                               {"/x/", ""}};
-    for (const auto &[path, name] : cases)
-        QCOMPARE(modADO::NameFromPath(path), name);
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("name");
+    QTest::newRow("home") << "lorekeep.lkb"
+                          << "lorekeep";
+    QTest::newRow("spaces") << "/home/ann/My Guides.lkb"
+                            << "My Guides";
+    QTest::newRow("extension as name") << "/x/lkb.lkb"
+                                       << "lkb";
+    QTest::newRow("extension twice") << "a.lkba.lkb"
+                                     << "aa";
+    QTest::newRow("short") << "/x/ab"
+                           << "";
+    QTest::newRow("folder") << "/x/"
+                            << "";
+}
+
+void tst_store::nameFromPath()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, name);
+    QCOMPARE(modADO::NameFromPath(path), name);
 }
 
 void tst_store::connectRefusesWhatIsNotAStore_data()

@@ -20,6 +20,7 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QComboBox>
+#include <QContextMenuEvent>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
@@ -105,12 +106,17 @@ private Q_SLOTS:
     void init() { clearSettings(); }
     void listAdapter();
     void listFiles();
+    void listingOptionsAndBrokenText();
+    void rowClickAndReadOnlyViewer();
     void unreadableFile();
     void longTextShowsWhenRead();
     void sortViewAndWidths();
     void deleteFile();
     void copyAndMove();
-    void bookmarkQuickAndMenus();
+    void bookmarkShortensTheDescription();
+    void fileMenuOffersWebSources();
+    void viewerMenuAndQuickClip();
+    void everyTextCopiesAll();
     void editorRoundTrip();
     void printInfo();
 };
@@ -196,7 +202,6 @@ void tst_view::listAdapter()
 void tst_view::listFiles()
 {
     Shelf shelf;
-    QSignalSpy missing(&shelf.view, &ctlView::NoFileKeyFound);
     shelf.view.SelectFile(shelf.key(shelf.guide)); // nothing listed yet
     QVERIFY(shelf.view.IsCovered() && shelf.view.CurrentFileKey().isEmpty());
     shelf.list_(shelf.quest, QStringLiteral("Quest"));
@@ -224,15 +229,20 @@ void tst_view::listFiles()
     shelf.list_(shelf.solo, QStringLiteral("Solo"));
     QCOMPARE(std::tuple(shelf.caption(), shelf.view.CurrentFileKey(), shelf.shown()),
              std::tuple(QString(" Solo: 1 File."), shelf.key(shelf.only), QString()));
+}
 
+void tst_view::listingOptionsAndBrokenText()
+{
+    Shelf shelf;
+    QSignalSpy missing(&shelf.view, &ctlView::NoFileKeyFound);
     // Told not to, the view selects and shows nothing.
     shelf.list_(shelf.quest, QStringLiteral("Quest"), 1);
     QCOMPARE(std::tuple(shelf.list->Count(), shelf.list->SelectedItem(), shelf.shown(), shelf.caption()),
-             std::tuple(4, static_cast<ListItem *>(nullptr), QString(), QString()));
+             std::tuple(3, static_cast<ListItem *>(nullptr), QString(), QString()));
     // Broken RTF shows what could be read of it.
     shelf.view.SelectFile(shelf.key(shelf.link));
     QCOMPARE(std::tuple(shelf.list->SelectedItem()->Key(), shelf.shown(), shelf.caption()),
-             std::tuple(shelf.key(shelf.link), QString("broken"), QString(" Quest: 4 Files.")));
+             std::tuple(shelf.key(shelf.link), QString("broken"), QString(" Quest: 3 Files.")));
     // The file shown already is not read again.
     QSqlQuery(shelf.home.db()).exec(QStringLiteral("UPDATE file SET txt_rtf = 'changed'"));
     shelf.view.SelectFile(shelf.key(shelf.link));
@@ -242,10 +252,14 @@ void tst_view::listFiles()
     shelf.view.SelectFile(shelf.key(shelf.only));
     shelf.view.SelectFile(shelf.key(shelf.only));
     QCOMPARE(missing, QList<QVariantList>{{shelf.key(shelf.only)}});
+}
 
+void tst_view::rowClickAndReadOnlyViewer()
+{
     // Clicking a row shows its text through the reader.
-    shelf.view.SelectFile(shelf.key(shelf.guide));
-    QCOMPARE(shelf.shown(), QStringLiteral("changed"));
+    Shelf shelf;
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    QSqlQuery(shelf.home.db()).exec(QStringLiteral("UPDATE file SET txt_rtf = 'changed'"));
     ListItem *review = shelf.list->Item(shelf.key(shelf.review));
     QTreeView *report = shelf.view.findChild<QTreeView *>();
     QTest::mouseClick(report->viewport(), Qt::LeftButton, {}, rowCenter(shelf.list, review));
@@ -445,11 +459,10 @@ void tst_view::copyAndMove()
              (QVariantList{shelf.path(shelf.review, shelf.quest), shelf.path(shelf.review, shelf.solo)}));
 }
 
-void tst_view::bookmarkQuickAndMenus()
+void tst_view::bookmarkShortensTheDescription()
 {
     Shelf shelf;
     QSignalSpy bookmarked(&shelf.view, &ctlView::Bookmark);
-    QSignalSpy quick(&shelf.view, &ctlView::SendQuick);
     const QString fifty(50, QLatin1Char('x'));
     QSqlQuery(shelf.home.db())
         .exec(QStringLiteral("UPDATE file SET desc = '") + fifty +
@@ -460,8 +473,16 @@ void tst_view::bookmarkQuickAndMenus()
     shelf.list->ItemAt(1)->setText(fifty + QStringLiteral("y"));
     shelf.trigger("mnuFileBookmark");
     QCOMPARE(bookmarked.last().at(2).toString(), QString(47, QLatin1Char('x')) + QStringLiteral("..."));
+}
 
+void tst_view::fileMenuOffersWebSources()
+{
     // The source's scheme decides whether the menu offers it, in any letter case.
+    Shelf shelf;
+    QSqlQuery(shelf.home.db())
+        .exec(QStringLiteral("UPDATE file SET src = 'HTTP://a.example' WHERE auto_id = ") +
+              QString::number(shelf.guide));
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
     auto *menu = shelf.view.findChild<QMenu *>(QStringLiteral("mnuFile"));
     auto *navigate = shelf.view.findChild<QAction *>(QStringLiteral("mnuNavToSrc"));
     QTreeView *report = shelf.view.findChild<QTreeView *>();
@@ -487,9 +508,15 @@ void tst_view::bookmarkQuickAndMenus()
     auto *addOnly = shelf.view.findChild<QMenu *>(QStringLiteral("mnuAddOnly"));
     QVERIFY(!shelf.list->SelectedItem() && addOnly->isVisible());
     addOnly->hide();
+}
 
+void tst_view::viewerMenuAndQuickClip()
+{
     // The viewer's pop-up offers Quick Clip for a selection of two characters or more, Copy for any
     // selection, and Select All always.
+    Shelf shelf;
+    QSignalSpy quick(&shelf.view, &ctlView::SendQuick);
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
     auto *quickMenu = shelf.view.findChild<QMenu *>(QStringLiteral("mnuQuickMenu"));
     const auto offered = [quickMenu](const char *name) {
         const QAction *action = quickMenu->findChild<QAction *>(QLatin1String(name));
@@ -504,7 +531,9 @@ void tst_view::bookmarkQuickAndMenus()
     shelf.view.SelectFile(shelf.key(shelf.review));
     for (int length : {0, 1, 2}) {
         select(0, length);
-        Q_EMIT shelf.view.Viewer()->customContextMenuRequested(QPoint(2, 2));
+        QContextMenuEvent rightClick(QContextMenuEvent::Mouse, QPoint(2, 2),
+                                     shelf.view.Viewer()->viewport()->mapToGlobal(QPoint(2, 2)));
+        QApplication::sendEvent(shelf.view.Viewer()->viewport(), &rightClick);
         QCOMPARE(
             std::tuple(quickMenu->isVisible(), offered("mnuSelectAll"), offered("mnuSendQuick"), offered("mnuCopy")),
             std::tuple(true, true, length == 2, length > 0));
@@ -522,9 +551,14 @@ void tst_view::bookmarkQuickAndMenus()
     select(4, 10);
     shelf.trigger("mnuSendQuick");
     QCOMPARE(quick.last().at(1).toString(), QStringLiteral("review"));
+}
 
+void tst_view::everyTextCopiesAll()
+{
     // Wherever text can be read, read-only or not, Ctrl+A and Ctrl+C copy it all, and (but in the
     // viewer, whose menu is above) the standard pop-up menu with Copy and Select All is kept.
+    Shelf shelf;
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
     ScriptedPrompts prompts;
     ErrObject err;
     QVERIFY(HelpPages::Install(shelf.home.path(), &err));
