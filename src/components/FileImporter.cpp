@@ -2,21 +2,19 @@
 
 #include "import/FileImport.h"
 #include "import/NativePath.h"
+#include "data/WorkerConnection.h"
 #include "data/modADO.h"
 
 #include <QDir>
-#include <QEventLoop>
 #include <QFileInfo>
-#include <QFutureWatcher>
+#include <QCursor>
 #include <QGuiApplication>
-#include <QProgressDialog>
-#include <QTimer>
-#include <QtConcurrent/QtConcurrentRun>
 
 namespace {
 
-// Shorter work than this shows no dialog at all: it would only flash.
-constexpr int progressDelayMs = 500;
+// The work's stages, as the dialog tells them.
+constexpr int collecting = 0;
+constexpr int importing = 1;
 // A summary longer than this would not fit on the screen; the rest are counted.
 constexpr int listedSkips = 15;
 
@@ -42,92 +40,40 @@ FileImporter::FileImporter(QWidget *window, modADO *store, qint32 gameId)
     : m_window(window), m_store(store), m_gameId(gameId)
 {}
 
-FileImporter::~FileImporter() = default;
-
-template <typename Result> bool FileImporter::await(const QFuture<Result> &future)
+bool FileImporter::importAll(const QStringList &paths, const BackgroundWork::Report &report, ErrObject *err)
 {
-    QFutureWatcher<Result> watcher;
-    QEventLoop loop;
-    connect(&watcher, &QFutureWatcherBase::finished, &loop, &QEventLoop::quit);
-    watcher.setFuture(future);
-    m_loop = &loop;
-    // Until the progress dialog is up nothing blocks the window, so the user's clicks wait; the
-    // dialog, once shown, keeps them from the window itself and takes its own.
-    while (!future.isFinished() && !m_cancelled)
-        loop.exec(m_progress ? QEventLoop::AllEvents : QEventLoop::ExcludeUserInputEvents);
-    m_loop = nullptr;
-    return !m_cancelled;
-}
-
-void FileImporter::showProgress()
-{
-    m_progress = new QProgressDialog(m_window);
-    m_progress->setAttribute(Qt::WA_DeleteOnClose, false);
-    m_progress->setWindowTitle(QStringLiteral("Import Files"));
-    m_progress->setWindowModality(Qt::WindowModal);
-    m_progress->setMinimumDuration(0);
-    m_progress->setAutoReset(false);
-    m_progress->setAutoClose(false);
-    m_progress->setMinimumWidth(420);
-    m_progress->setLabelText(m_label);
-    m_progress->setRange(0, m_total);
-    m_progress->setValue(m_done);
-    connect(m_progress, &QProgressDialog::canceled, this, [this] {
-        m_cancelled = true;
-        if (m_loop)
-            m_loop->quit();
-    });
-    m_progress->show();
-    // The wait under way goes on taking the user's input, now that the dialog guards the window.
-    if (m_loop)
-        m_loop->quit();
-}
-
-bool FileImporter::Run(const QStringList &paths, ErrObject *err)
-{
-    m_imported.clear();
-    m_skipped.clear();
-    m_label = QStringLiteral("Looking for files...");
-    m_total = m_done = 0;
-    m_cancelled = false;
-    m_storeFailure = {};
-    FileImport import(m_store->Connection(), m_gameId);
+    const WorkerConnection connection(m_store->DatabasePath(), WorkerConnection::Access::Write);
+    if (!connection.Open(err))
+        return false;
+    FileImport import(connection.Connection(), m_gameId);
     if (!import.Begin(err))
         return false;
-
-    QGuiApplication::setOverrideCursor(Qt::BusyCursor);
-    QTimer showTimer;
-    showTimer.setSingleShot(true);
-    connect(&showTimer, &QTimer::timeout, this, &FileImporter::showProgress);
-    showTimer.start(progressDelayMs);
-
     QStringList folders;
     for (const QString &path : paths) {
         const QFileInfo info(path);
         if (info.isDir())
             folders << QDir::cleanPath(info.absoluteFilePath());
     }
-    const QFuture<QStringList> collected = QtConcurrent::run(&FileImport::Collect, paths);
-    const QStringList files = await(collected) ? collected.result() : QStringList();
-    for (qsizetype i = 0; i < files.size() && !m_cancelled; ++i) {
+    if (!report({collecting, 0, 0}))
+        return true;
+    const QStringList files = FileImport::Collect(paths);
+    for (qsizetype i = 0; i < files.size(); ++i) {
         const QString &path = files[i];
         const QString name = NativePath::Shown(shownName(path, folders));
-        m_label = QStringLiteral("Importing %1 of %2:\n%3").arg(i + 1).arg(files.size()).arg(name);
-        m_total = int(files.size());
-        m_done = int(i);
-        if (m_progress) {
-            m_progress->setRange(0, m_total);
-            m_progress->setLabelText(m_label);
-            m_progress->setValue(m_done);
+        {
+            const QMutexLocker locked(&m_shownLock);
+            m_shown = name;
         }
+        if (!report({importing, i, files.size()}))
+            break;
         if (import.IsKnown(path)) {
             m_skipped << name + QStringLiteral(": already in this game");
             continue;
         }
-        const QFuture<ImportedFile> converted = QtConcurrent::run(&FileImport::Convert, path, quint8(0));
-        if (!await(converted))
+        ImportedFile file = FileImport::Convert(path, 0);
+        // A Cancel heard during a long conversion leaves that file out too.
+        if (!report({importing, i, files.size()}))
             break;
-        ImportedFile file = converted.result();
         if (!file.Skipped.isEmpty()) {
             m_skipped << name + QStringLiteral(": ") + file.Skipped;
             continue;
@@ -143,11 +89,46 @@ bool FileImporter::Run(const QStringList &paths, ErrObject *err)
         }
         m_imported.append(file.Row);
     }
+    return true;
+}
 
-    showTimer.stop();
-    delete m_progress;
-    m_progress = nullptr;
+bool FileImporter::Run(const QStringList &paths, ErrObject *err)
+{
+    m_imported.clear();
+    m_skipped.clear();
+    m_cancelled = false;
+    m_storeFailure = {};
+    if (m_store->IsReadOnly()) {
+        *err = m_store->ReadOnlyError();
+        return false;
+    }
+    ErrObject workErr;
+    const auto work = [&](const BackgroundWork::Report &report, QString *error) {
+        const bool ok = importAll(paths, report, &workErr);
+        if (!ok)
+            *error = workErr.Description;
+        return ok;
+    };
+    const auto describe = [this](const BackgroundWork::Step &step) {
+        if (step.stage == collecting)
+            return BackgroundWork::Shown{-1, QStringLiteral("Looking for files...")};
+        const QMutexLocker locked(&m_shownLock);
+        return BackgroundWork::Shown{int(step.done * 1000 / std::max<qint64>(step.total, 1)),
+                                     QStringLiteral("Importing %1 of %2:\n%3")
+                                         .arg(step.done + 1)
+                                         .arg(step.total)
+                                         .arg(m_shown)};
+    };
+    QString error;
+    QGuiApplication::setOverrideCursor(Qt::BusyCursor);
+    const BackgroundWork::Outcome outcome =
+        BackgroundWork::Run(m_window, QStringLiteral("Import Files"), work, describe, &error);
     QGuiApplication::restoreOverrideCursor();
+    m_cancelled = outcome == BackgroundWork::Outcome::Cancelled;
+    if (outcome == BackgroundWork::Outcome::Failed) {
+        *err = workErr;
+        return false;
+    }
     return true;
 }
 

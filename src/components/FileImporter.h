@@ -1,35 +1,32 @@
 #pragma once
 
+#include "BackgroundWork.h"
 #include "data/FileTable.h"
 #include "system/ErrObject.h"
 
-#include <QObject>
+#include <QMutex>
 #include <QPointer>
 #include <QSqlDatabase>
 #include <QStringList>
+#include <QWidget>
 
-template <typename T> class QFuture;
-class QEventLoop;
-class QProgressDialog;
-class QWidget;
+
 class modADO;
 
-// Files from disk into one game with the window kept alive: each file is read and converted on a
-// worker thread and stored on the caller's, one transaction per file. Once the work has taken half a
-// second a progress dialog names the file at hand and offers Cancel; at the end Summary() sums up
-// what was imported and what was left out, and why.
-class FileImporter final : public QObject
+// Files from disk into one game with the window kept alive: the files are read, converted and
+// stored on a worker thread (BackgroundWork, on a connection of its own), one transaction per file.
+// Once the work has taken half a second a progress dialog names the file at hand and offers
+// Cancel; at the end Summary() sums up what was imported and what was left out, and why.
+class FileImporter final
 {
-    Q_OBJECT
     Q_DISABLE_COPY_MOVE(FileImporter)
 
 public:
-    // `window` parents the progress dialog; `store` is written on this thread.
+    // `window` parents the progress dialog; `store` is the open store the files go into.
     FileImporter(QWidget *window, modADO *store, qint32 gameId);
-    ~FileImporter() override;
 
     // Imports `paths` (files and folders); returns when done or cancelled. False, with `err`, when
-    // the game cannot take files at all (it is gone, or the store cannot be read).
+    // the game cannot take files at all (it is gone, or the store cannot be read or written).
     bool Run(const QStringList &paths, ErrObject *err);
 
     // The rows stored, in the order of the import, with their new ids.
@@ -45,20 +42,16 @@ public:
     QString Summary() const;
 
 private:
-    // Runs the event loop until the worker's `future` is done; false when the user cancelled first.
-    template <typename Result> bool await(const QFuture<Result> &future);
-    void showProgress();
+    // The worker's part: everything but the dialog.
+    bool importAll(const QStringList &paths, const BackgroundWork::Report &report, ErrObject *err);
 
     QPointer<QWidget> m_window;
     modADO *m_store;
     qint32 m_gameId;
-    QProgressDialog *m_progress = nullptr;
-    QEventLoop *m_loop = nullptr;
     bool m_cancelled = false;
-    // What the dialog shows, kept for when it first appears.
-    QString m_label;
-    int m_total = 0;
-    int m_done = 0;
+    // The file at hand, as the dialog names it; written by the worker, read by the window.
+    mutable QMutex m_shownLock;
+    QString m_shown;
     QVector<FileRow> m_imported;
     QStringList m_skipped;
     ErrObject m_storeFailure;
