@@ -23,6 +23,11 @@
 
 namespace {
 
+ctlTree::NodeChoice choice(const QVariantList &click)
+{
+    return click.at(0).value<ctlTree::NodeChoice>();
+}
+
 // A tree on a store of a few games: PC (18) holds three action games (listed A Quest, Quest Kart,
 // Star Quest), Arcade (19) one puzzle game,
 // and platform 25 and genre 9, which no table knows, hold one game each.
@@ -216,12 +221,16 @@ void tst_tree::nodeClick()
     for (const QString &key : {QString("ROOT"), QString("P_19"), QString("G_4|P_19"), NodeKey::Game(lib.tetra, 4, 19),
                                NodeKey::Game(lib.lost, 9, 25), QString("N_404|G_1|P_1")})
         lib.select(key);
-    QCOMPARE(clicks, (QList<QVariantList>{
-                         {0, 0, 0, "", "Lorekeep", 0},
-                         {19, 0, 0, "", "Arcade", 2},
-                         {19, 4, 0, "", "Arcade - Puzzle", 3},
-                         {19, 4, lib.tetra, "Tetra", "Arcade - Puzzle - Tetra", 4},
-                         {25, 9, lib.lost, "Lost Game", "Unknown Platform 25 - Unknown Genre 9 - Lost Game", 4}}));
+    QList<ctlTree::NodeChoice> chosen;
+    for (const QVariantList &click : clicks)
+        chosen << choice(click);
+    QCOMPARE(chosen,
+             (QList<ctlTree::NodeChoice>{
+                 {NodeKind::Root, 0, 0, 0, "", "Lorekeep"},
+                 {NodeKind::Platform, 19, 0, 0, "", "Arcade"},
+                 {NodeKind::Genre, 19, 4, 0, "", "Arcade - Puzzle"},
+                 {NodeKind::Game, 19, 4, lib.tetra, "Tetra", "Arcade - Puzzle - Tetra"},
+                 {NodeKind::Game, 25, 9, lib.lost, "Lost Game", "Unknown Platform 25 - Unknown Genre 9 - Lost Game"}}));
     QCOMPARE(lib.view->SelectedItem()->Key(), NodeKey::Game(lib.lost, 9, 25));
 
     const QString tetra = NodeKey::Game(lib.tetra, 4, 19);
@@ -255,7 +264,7 @@ void tst_tree::addGame()
     QCOMPARE(lib.home.count("SELECT count(*) FROM game WHERE genre_id = 2 AND platform_id = 18 AND name = '" +
                             QString(name).replace("'", "''") + "'"),
              2);
-    QCOMPARE(std::tuple(lib.text("G_2|P_18"), lib.text("P_18"), clicks.constLast().at(4).toString(),
+    QCOMPARE(std::tuple(lib.text("G_2|P_18"), lib.text("P_18"), choice(clicks.constLast()).Caption,
                         lib.view->SelectedItem()->Text()),
              std::tuple(QStringLiteral("Adventure (2)"), QStringLiteral("PC (5)"), "PC - Adventure - " + name,
                         name + " (0)"));
@@ -473,8 +482,8 @@ void tst_tree::firstGameFromTheRoot()
     const qint32 id = home.count(QStringLiteral("SELECT auto_id FROM game WHERE name = 'Zoë''s \"Quest\"'"));
     const QString key = NodeKey::Game(id, 1, 18);
     QCOMPARE(std::tuple(view->SelectedItem()->Key(), view->Node(key)->Text(), view->Node("P_18")->Text(),
-                        clicks.constLast().at(5).toInt()),
-             std::tuple(key, QString("Zoë's \"Quest\" (0)"), QString("PC (1)"), 4));
+                        choice(clicks.constLast()).Kind),
+             std::tuple(key, QString("Zoë's \"Quest\" (0)"), QString("PC (1)"), NodeKind::Game));
     answer(QStringLiteral("Second"));
     tree.AddGame();
     QCOMPARE(std::tuple(preset.constLast(), home.count("SELECT count(*) FROM game")),
@@ -511,8 +520,8 @@ void tst_tree::refreshFromStore()
     // The selected game deleted elsewhere: the user is taken to its genre, and the panes told.
     runElsewhere(lib.home.storePath(), {QStringLiteral("DELETE FROM game WHERE auto_id = %1").arg(lib.star)});
     QVERIFY(lib.tree.RefreshFromStore());
-    QCOMPARE(std::tuple(lib.view->SelectedItem()->Key(), clicks.constLast().at(5).toInt()),
-             std::tuple(QString("G_1|P_18"), 3));
+    QCOMPARE(std::tuple(lib.view->SelectedItem()->Key(), choice(clicks.constLast()).Kind),
+             std::tuple(QString("G_1|P_18"), NodeKind::Genre));
     QCOMPARE(lib.nodes(), lib.reloaded());
 }
 

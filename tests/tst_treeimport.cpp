@@ -162,7 +162,7 @@ void tst_treeimport::dropOnNodes()
     QCOMPARE(std::tuple(lib.seen, lib.viewers().size(), lib.field("txtSource"), lib.field("txtDesc")),
              std::tuple(QString(), 1, lib.url, lib.title));
     QCOMPARE(std::tuple(lib.editor()->toPlainText(), lib.editor()->document()->blockCount()), std::tuple(dropped, 2));
-    QCOMPARE(std::tuple(clicks.constLast().at(2).toInt(), lib.view->SelectedItem()->Key(), lib.highlight()),
+    QCOMPARE(std::tuple(clicks.constLast().at(0).value<ctlTree::NodeChoice>().GameId, lib.view->SelectedItem()->Key(), lib.highlight()),
              std::tuple(lib.star, game, QString()));
 
     // On a genre: the selector starts there, and the game chosen gets the file. RTF arrives plain.

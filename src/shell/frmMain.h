@@ -4,6 +4,7 @@
 #include "MainMenu.h"
 #include "components/PrintJob.h"
 #include "data/StoreBackup.h"
+#include "tree/ctlTree.h"
 
 #include <QMainWindow>
 #include <QPointer>
@@ -142,8 +143,7 @@ private:
     // frmMainRouting.cpp: how the panes meet.
     enum class Opening { None, Bookmark, SearchHit };
     void connectPanes();
-    void ctlTree_TreeNodeClick(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, const QString &strGame,
-                               const QString &strCaption, qint32 enNodeType);
+    void ctlTree_TreeNodeClick(const ctlTree::NodeChoice &node);
     void ctlTree_RenameGame(const QString &strOldName, const QString &strNewName, const QString &strTreeKey);
     void ctlTree_GameNodeDelete(const QString &strCaption, const QString &strKey);
     // Shows the file (or game) of a bookmark or search hit: its game is listed without selecting

@@ -158,16 +158,14 @@ void frmMain::ctlView_ShowFavorites()
     m_ctlDetails->SelectTab(2);
 }
 
-void frmMain::ctlTree_TreeNodeClick(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, const QString &strGame,
-                                    const QString &strCaption, qint32 enNodeType)
+void frmMain::ctlTree_TreeNodeClick(const ctlTree::NodeChoice &node)
 {
-    m_ctlView->SetGame({bytPlatformId, bytGenreId, lngGameId, strGame});
-    m_lblCaption->setText(strCaption);
-    if (enNodeType >= 0 && enNodeType <= 3) {
+    m_ctlView->SetGame({node.PlatformId, node.GenreId, node.GameId, node.Game});
+    m_lblCaption->setText(node.Caption);
+    if (node.Kind == NodeKind::Game)
+        m_ctlView->ListFiles(node.GameId, m_selectingFromList);
+    else
         m_ctlView->Reset();
-    } else if (enNodeType == 4) {
-        m_ctlView->ListFiles(lngGameId, m_selectingFromList);
-    }
 }
 
 void frmMain::ctlTree_RenameGame(const QString &strOldName, const QString &strNewName, const QString &strTreeKey)

@@ -231,25 +231,21 @@ void ctlTree::tvwFiles_NodeClick(TreeNode *node)
 void ctlTree::nodeClick(TreeNode *node)
 {
     const QString &key = node->Key();
-    quint8 platformId = 0;
-    quint8 genreId = 0;
-    qint32 gameId = 0;
-    QString game;
-    QString caption;
-    qint32 type = 1;
-    switch (NodeKey::Kind(key)) {
+    NodeChoice choice;
+    choice.Kind = NodeKey::Kind(key);
+    switch (choice.Kind) {
     case NodeKind::Root:
-        caption = QStringLiteral("Lorekeep");
-        type = 0;
+        choice.Caption = QStringLiteral("Lorekeep");
         break;
     case NodeKind::Game: {
         const auto ids = NodeKey::ParseGame(key);
         if (!ids)
             return LogError(NodeKey::BadKey(key), module, QStringLiteral("Tree Node Click"), false);
-        std::tie(platformId, genreId, gameId) = std::make_tuple(ids->PlatformId, ids->GenreId, ids->GameId);
-        game = node->Tag();
-        caption = TreeLoader::PlatformTag(platformId) + separator + TreeLoader::GenreTag(genreId) + separator + game;
-        type = 4;
+        std::tie(choice.PlatformId, choice.GenreId, choice.GameId) =
+            std::make_tuple(ids->PlatformId, ids->GenreId, ids->GameId);
+        choice.Game = node->Tag();
+        choice.Caption = TreeLoader::PlatformTag(choice.PlatformId) + separator + TreeLoader::GenreTag(choice.GenreId) +
+                         separator + choice.Game;
         break;
     }
     case NodeKind::Genre: {
@@ -257,24 +253,25 @@ void ctlTree::nodeClick(TreeNode *node)
         const auto platform = NodeKey::Code(key, 1);
         if (!genre || !platform)
             return LogError(NodeKey::BadKey(key), module, QStringLiteral("Tree Node Click"), false);
-        std::tie(platformId, genreId) = std::make_tuple(*platform, *genre);
-        caption = TreeLoader::PlatformTag(platformId) + separator + TreeLoader::GenreTag(genreId);
-        type = 3;
+        std::tie(choice.PlatformId, choice.GenreId) = std::make_tuple(*platform, *genre);
+        choice.Caption = TreeLoader::PlatformTag(choice.PlatformId) + separator + TreeLoader::GenreTag(choice.GenreId);
         break;
     }
     case NodeKind::Platform: {
         const auto platform = NodeKey::Code(key, 0);
         if (!platform)
             return LogError(NodeKey::BadKey(key), module, QStringLiteral("Tree Node Click"), false);
-        platformId = *platform;
-        caption = TreeLoader::PlatformTag(platformId);
-        type = 2;
+        choice.PlatformId = *platform;
+        choice.Caption = TreeLoader::PlatformTag(choice.PlatformId);
         break;
     }
     case NodeKind::File:
-    case NodeKind::Other: caption = node->Text(); break;
+    case NodeKind::Other:
+        choice.Kind = NodeKind::Other;
+        choice.Caption = node->Text();
+        break;
     }
-    Q_EMIT TreeNodeClick(platformId, genreId, gameId, game, caption, type);
+    Q_EMIT TreeNodeClick(choice);
 }
 
 void ctlTree::UpdateGameCaption(const QString &strGameKey, quint8 bytRemove)

@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <tuple>
 
 class FileViewer;
 class GameSelector;
@@ -45,6 +46,25 @@ public:
         // Whether a drag's source (null for another program's) is the browser: only then is the
         // browser's page where dropped text comes from.
         std::function<bool(const QObject *)> IsBrowser;
+    };
+
+    // A node the user chose, as the host hands it on: what it is, the platform, genre and game it
+    // lies in (0 above them), the game's name, and the words of the title strip. A file node or
+    // another of no place counts as Other.
+    struct NodeChoice
+    {
+        NodeKind Kind = NodeKind::Root;
+        quint8 PlatformId = 0;
+        quint8 GenreId = 0;
+        qint32 GameId = 0;
+        QString Game;
+        QString Caption;
+
+        bool operator==(const NodeChoice &other) const
+        {
+            return std::tie(Kind, PlatformId, GenreId, GameId, Game, Caption) ==
+                   std::tie(other.Kind, other.PlatformId, other.GenreId, other.GameId, other.Game, other.Caption);
+        }
     };
 
     explicit ctlTree(QWidget *parent = nullptr);
@@ -108,9 +128,7 @@ public Q_SLOTS:
     void ImportFiles(const QString &strKey, const QStringList &paths);
 
 Q_SIGNALS:
-    // enNodeType: 0 root, 1 other, 2 platform, 3 genre, 4 game.
-    void TreeNodeClick(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, const QString &strGame,
-                       const QString &strCaption, qint32 enNodeType);
+    void TreeNodeClick(const ctlTree::NodeChoice &node);
     void RenameGame(const QString &strOldName, const QString &strNewName, const QString &strTreeKey);
     void MoveGame(const QString &strOldKey, const QString &strNewKey);
     // strCaption names the genre selected after the deletion: "platform - genre".
@@ -226,3 +244,4 @@ private:
     int m_searchPosition = 0;
     bool m_searchHidden = false;
 };
+Q_DECLARE_METATYPE(ctlTree::NodeChoice)
