@@ -66,7 +66,7 @@ struct Pane
     {
         QWebEngineView *web = browser->View();
         if (!web) {
-            view.SelectTab(2);
+            view.SelectTab(ctlView::Tab::Browser);
             web = browser->View();
         }
         QSignalSpy done(web, &QWebEngineView::loadFinished);
@@ -146,7 +146,7 @@ void tst_browser::startPage()
 
     // The engine starts only with the tab.
     QVERIFY(!pane.browser->View());
-    QVERIFY(pane.load([&] { pane.view.SelectTab(2); }));
+    QVERIFY(pane.load([&] { pane.view.SelectTab(ctlView::Tab::Browser); }));
     // This home's folder is not named Lorekeep: the box shows the page's file address.
     QCOMPARE(std::tuple(pane.view.BrowseURL(), pane.view.BrowsePageTitle(), pane.tabText(), pane.view.windowTitle(),
                         pane.address->currentText()),
@@ -188,15 +188,15 @@ void tst_browser::pageHistoryAndImport()
 {
     Pane pane;
     pane.view.InitView();
-    QVERIFY(pane.load([&] { pane.view.SelectTab(2); }));
+    QVERIFY(pane.load([&] { pane.view.SelectTab(ctlView::Tab::Browser); }));
     QVERIFY(!pane.button("Back")->isEnabled() && !pane.button("Forward")->isEnabled());
-    pane.view.SelectTab(1);
+    pane.view.SelectTab(ctlView::Tab::Files);
 
     // Opening an address from elsewhere brings the browser tab to the front.
     const QString guide = server.url(QStringLiteral("/guide")).toString();
     QSignalSpy titles(&pane.view, &ctlView::BrowseTitleChange);
     QVERIFY(pane.load([&] { pane.view.BrowseNavigate(guide); }));
-    QCOMPARE(std::tuple(pane.view.SelectedTab(), pane.view.BrowseURL(), pane.view.BrowsePageTitle(),
+    QCOMPARE(std::tuple(int(pane.view.SelectedTab()), pane.view.BrowseURL(), pane.view.BrowsePageTitle(),
                         pane.address->currentText(), pane.tabText(), titles.last().at(0).toString()),
              std::tuple(2, guide, QStringLiteral("Ninja Drift Guide"), guide, QStringLiteral("Web Browser"),
                         QStringLiteral("Ninja Drift Guide")));
@@ -296,7 +296,7 @@ void tst_browser::pageReachesNoFiles()
     SaveSetting(SettingKeys::BrowsStart, local);
     server.addPage(QStringLiteral("/probe"), probe);
     pane.view.InitView();
-    QVERIFY(pane.load([&] { pane.view.SelectTab(2); }));
+    QVERIFY(pane.load([&] { pane.view.SelectTab(ctlView::Tab::Browser); }));
     QCOMPARE(pane.browser->View()->url(), QUrl::fromLocalFile(local));
     QTRY_COMPARE_WITH_TIMEOUT(pane.browser->View()->title(),
                               QStringLiteral("xhr:refused frame:refused own:shown far:refused"), loadTimeout);
@@ -380,7 +380,7 @@ void tst_browser::addressBox()
     Pane pane;
     ScriptedPrompts prompts;
     pane.view.InitView();
-    QVERIFY(pane.load([&] { pane.view.SelectTab(2); }));
+    QVERIFY(pane.load([&] { pane.view.SelectTab(ctlView::Tab::Browser); }));
     QLineEdit *line = pane.address->lineEdit();
 
     // A click into the box selects the whole address, so that typing replaces it.

@@ -143,15 +143,15 @@ void tst_details::columnsTabsAndWidths()
         // Without the kept layout the stored tab is not brought back, but every change is stored.
         SaveSetting(SettingKeys::DetailSelTab, QStringLiteral("3"));
         desk.details.InitDetails();
-        QCOMPARE(std::tuple(desk.details.SelectedTab(), GetSetting(SettingKeys::DetailSelTab)),
+        QCOMPARE(std::tuple(int(desk.details.SelectedTab()), GetSetting(SettingKeys::DetailSelTab)),
                  std::tuple(1, QString("1")));
-        desk.details.SelectTab(2);
-        desk.details.SelectTab(4);
-        QCOMPARE(std::tuple(desk.details.SelectedTab(), GetSetting(SettingKeys::DetailSelTab)),
+        desk.details.SelectTab(ctlDetails::Tab::Favorites);
+        desk.details.SelectTab(ctlDetails::Tab(4));
+        QCOMPARE(std::tuple(int(desk.details.SelectedTab()), GetSetting(SettingKeys::DetailSelTab)),
                  std::tuple(2, QString("2")));
 
         // The first search rows tell the widths; a long name far down the list does not widen its column.
-        desk.details.SelectTab(3);
+        desk.details.SelectTab(ctlDetails::Tab::SearchResults);
         ListView *list = desk.details.SearchResults();
         const QString longName(200, QLatin1Char('Z'));
         for (qint32 id = 1; id <= 3000; ++id)
@@ -178,7 +178,7 @@ void tst_details::columnsTabsAndWidths()
     QCOMPARE(std::tuple(desk.bookmarks->ColumnWidth(0), desk.details.Favorites()->ColumnWidth(1)), std::tuple(123, 77));
     QVERIFY(qAbs(twips(desk.bookmarks, 1) - 1600) <= 15);
     desk.details.InitDetails();
-    QCOMPARE(desk.details.SelectedTab(), 3);
+    QCOMPARE(int(desk.details.SelectedTab()), 3);
     // Search widths are kept from then on, even for a wider name.
     desk.details.AddSearch(1, snes + snes, QStringLiteral("Q"), 1, QStringLiteral("y"), desk.quest,
                            QStringLiteral("File"));
@@ -365,7 +365,7 @@ void tst_details::favorites()
     QVERIFY(!desk.details.FavoriteCheck(QStringLiteral("https://A.example/")));
     desk.prompts.answerMsgBox(MsgResult::OK);
     QVERIFY(desk.details.FavoriteCheck(QStringLiteral("https://a.example/")));
-    QCOMPARE(std::tuple(desk.details.SelectedTab(), list->SelectedItem(), desk.prompts.shown().size()),
+    QCOMPARE(std::tuple(int(desk.details.SelectedTab()), list->SelectedItem(), desk.prompts.shown().size()),
              std::tuple(2, list->ItemAt(1), qsizetype(1)));
 
     // A double click and Enter send the address, not the title.
@@ -428,7 +428,7 @@ void tst_details::searchResults()
     QCOMPARE(hit, QList<QVariantList>{{QString(QStringLiteral("K_8|") + desk.quest)}});
 
     // The menu comes up only over a selected result; Clear keeps the last field's caption.
-    desk.details.SelectTab(3);
+    desk.details.SelectTab(ctlDetails::Tab::SearchResults);
     auto *menu = desk.details.findChild<QMenu *>(QStringLiteral("mnuSearch"));
     QWidget *viewport = list->ActiveView()->viewport();
     QTest::mouseClick(viewport, Qt::RightButton, {}, {5, viewport->height() - 3});

@@ -131,7 +131,7 @@ void tst_keyboard::tabAndF6ReachEveryPane()
         press(Qt::Key_F6);
         QCOMPARE(focused(), next);
     }
-    view->SelectTab(2);
+    view->SelectTab(ctlView::Tab::Browser);
     bookmarks->setFocus();
     press(Qt::Key_F6);
     QVERIFY(form->findChild<QComboBox *>(QStringLiteral("cboURL"))->hasFocus());
@@ -198,7 +198,7 @@ void tst_keyboard::windowsOpenReadyForKeys()
     auto form = startMainWindow();
     QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
     checkWindow(form.get());
-    form->findChild<ctlView *>()->SelectTab(2);
+    form->findChild<ctlView *>()->SelectTab(ctlView::Tab::Browser);
     checkWindow(form.get());
 
     // Find, opened from its key, takes the keyboard for the phrase.

@@ -257,7 +257,7 @@ void tst_mainwindow::layoutSavedAndRestored()
         auto form = startMainWindow();
         auto *details = form->findChild<ctlDetails *>();
         QCOMPARE(std::tuple(form->Menu().mnuViewLeft->isChecked(), form->findChild<ctlTree *>()->isVisible(),
-                            details->SelectedTab()),
+                            int(details->SelectedTab())),
                  std::tuple(!asked, !asked, asked ? 3 : 1));
         if (asked)
             QCOMPARE(Twips::fromPixelsY(details->height()), 3000);

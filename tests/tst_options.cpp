@@ -151,7 +151,7 @@ void tst_options::everyKeyIsReadWithItsDefault()
         QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
         prompts.answerSaveFile(std::nullopt);
         form->Menu().mnuFileExportPdf->trigger();
-        view->SelectTab(2);
+        view->SelectTab(ctlView::Tab::Browser);
         QTRY_VERIFY(reads.contains(QStringLiteral("BrowseSettings/Popups")));
         form->findChild<ctlBrowser *>()->findChild<QAction *>(QStringLiteral("Search"))->trigger();
         form->Menu().mnuSearchLorekeep->trigger();

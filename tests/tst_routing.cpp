@@ -276,9 +276,9 @@ void tst_routing::gameKeysAndAddFile()
     // Enter on a game brings the Files tab to the front; Add File opens a new file.
     Program program;
     program.click(NodeKey::ParentKey(program.details->Bookmarks()->ItemAt(1)->Key()));
-    program.view->SelectTab(2);
+    program.view->SelectTab(ctlView::Tab::Browser);
     QTest::keyClick(program.treeView(), Qt::Key_Return);
-    QCOMPARE(program.view->SelectedTab(), 1);
+    QCOMPARE(int(program.view->SelectedTab()), 1);
     program.treeAction("mnuHiddenAddFile")->trigger();
     QVERIFY(program.view->Editor() && program.view->Editor()->CurrentMode() == FileViewer::NewMode);
     program.view->Editor()->close();
@@ -366,7 +366,7 @@ void tst_routing::bookmarkOfAGoneFile()
     program.details->AddSearch(*NodeKey::Id(gone, 0), QStringLiteral("PC"), QStringLiteral("Gone"), 1,
                                QStringLiteral("Gone"), game, QString());
     program.click(NodeKey::ParentKey(game));
-    program.details->SelectTab(3);
+    program.details->SelectTab(ctlDetails::Tab::SearchResults);
     doubleClick(program.details->SearchResults(), program.details->SearchResults()->ItemAt(1));
     QCOMPARE(std::tuple(program.prompts.last().buttons, bookmarks->Count()), std::tuple(MsgButtons::OK, left));
 }
@@ -392,7 +392,7 @@ void tst_routing::findAndOpenHit()
     program.prompts.answerMsgBox(MsgResult::OK);
     form->findChild<QPushButton *>(QStringLiteral("cmdFind"))->click();
     ListView *results = program.details->SearchResults();
-    QCOMPARE(std::tuple(program.details->SelectedTab(), results->Count()), std::tuple(3, 1));
+    QCOMPARE(std::tuple(int(program.details->SelectedTab()), results->Count()), std::tuple(3, 1));
     QCOMPARE(program.details->findChild<QLabel *>(QStringLiteral("lblSearchResults"))->text(),
              QStringLiteral(" Search Results: 1 item found."));
 
@@ -415,13 +415,13 @@ void tst_routing::favoritesButton()
     QAction *bottom = program.form->Menu().mnuViewBottom;
     QAction *favoritesButton =
         program.view->findChild<ctlBrowser *>()->findChild<QAction *>(QStringLiteral("Favorites"));
-    program.details->SelectTab(1);
+    program.details->SelectTab(ctlDetails::Tab::Bookmarks);
     favoritesButton->trigger();
-    QVERIFY(program.details->isVisible() && program.details->SelectedTab() == 2);
+    QVERIFY(program.details->isVisible() && int(program.details->SelectedTab()) == 2);
     favoritesButton->trigger();
     QVERIFY(!program.details->isVisible() && !bottom->isChecked());
     favoritesButton->trigger();
-    QVERIFY(program.details->isVisible() && bottom->isChecked() && program.details->SelectedTab() == 2);
+    QVERIFY(program.details->isVisible() && bottom->isChecked() && int(program.details->SelectedTab()) == 2);
     program.details->findChild<QAction *>(QStringLiteral("x"))->trigger();
     QVERIFY(!program.details->isVisible() && !bottom->isChecked());
 }
@@ -456,12 +456,12 @@ void tst_routing::captionFollowsThePage()
     server.addPage(QStringLiteral("/some"), "<html><head><title>Some Page</title></head><body>1</body></html>");
     server.addPage(QStringLiteral("/other"), "<html><head><title>Other Page</title></head><body>2</body></html>");
     QSignalSpy titles(program.view, &ctlView::BrowseTitleChange);
-    program.view->SelectTab(2);
+    program.view->SelectTab(ctlView::Tab::Browser);
     program.view->BrowseNavigate(server.url(QStringLiteral("/some")).toString());
     QTRY_COMPARE_WITH_TIMEOUT(program.form->windowTitle(), QStringLiteral("Lorekeep - Some Page"), 30000);
     // Loading goes on in the background while the user turns to the Files tab.
     program.view->BrowseNavigate(server.url(QStringLiteral("/other")).toString());
-    program.view->SelectTab(1);
+    program.view->SelectTab(ctlView::Tab::Files);
     QTRY_VERIFY_WITH_TIMEOUT(titles.contains(QVariantList{QStringLiteral("Other Page")}), 30000);
     QCOMPARE(program.form->windowTitle(),
              QStringLiteral("Lorekeep - [") + program.form->Store().DatabaseName() + QStringLiteral("] - Files"));
@@ -472,10 +472,10 @@ void tst_routing::favoriteOpensInTheBrowser()
     // A favorite opens in the browser tab, which comes to the front.
     Program program;
     ListView *favorites = program.details->Favorites();
-    program.details->SelectTab(2);
-    program.view->SelectTab(1);
+    program.details->SelectTab(ctlDetails::Tab::Favorites);
+    program.view->SelectTab(ctlView::Tab::Files);
     doubleClick(favorites, favorites->ItemAt(1));
-    QCOMPARE(program.view->SelectedTab(), 2);
+    QCOMPARE(int(program.view->SelectedTab()), 2);
     QTRY_COMPARE(program.view->BrowseURL(), QUrl::fromUserInput(favorites->ItemAt(1)->Tag().toString()).toString());
 }
 
@@ -600,7 +600,7 @@ void tst_routing::emptyLibrary()
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_F6);
     QCOMPARE(QApplication::focusWidget(), tabs);
     form->Menu().mnuViewBrowser->trigger();
-    QVERIFY(view->SelectedTab() == 2 && form->findChild<QComboBox *>(QStringLiteral("cboURL"))->hasFocus());
+    QVERIFY(int(view->SelectedTab()) == 2 && form->findChild<QComboBox *>(QStringLiteral("cboURL"))->hasFocus());
 
     // The root's imports reach the import (its file and folder questions are answered).
     auto *tree = form->findChild<ctlTree *>();

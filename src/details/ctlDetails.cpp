@@ -231,7 +231,7 @@ void ctlDetails::InitDetails()
     const bool keepLayout = SettingNumber(GetSetting(SettingKeys::AppLayout)) == 1L;
     if (keepLayout) {
         if (const auto tab = SettingNumber(GetSetting(SettingKeys::DetailSelTab)))
-            SelectTab(int(*tab));
+            SelectTab(Tab(*tab));
     } else {
         tabChanged();
     }
@@ -244,8 +244,10 @@ void ctlDetails::Reset()
     ClearSearch();
 }
 
-void ctlDetails::SelectTab(int index)
+void ctlDetails::SelectTab(Tab tab)
 {
+    // A setting from elsewhere may name no tab at all.
+    const int index = int(tab);
     if (index < 1 || index > tbsTabs->count())
         return;
     if (tbsTabs->currentIndex() == index - 1)
@@ -259,18 +261,18 @@ bool ctlDetails::FocusPane()
     if (!isVisibleTo(window()))
         return false;
     const std::array<ListView *, 3> lists{lvBookmarks, lvFavorites, lvSearchResults};
-    lists.at(std::size_t(std::clamp(SelectedTab(), 1, 3) - 1))->setFocus(Qt::ShortcutFocusReason);
+    lists.at(std::size_t(std::clamp(int(SelectedTab()), 1, 3) - 1))->setFocus(Qt::ShortcutFocusReason);
     return true;
 }
 
-int ctlDetails::SelectedTab() const
+ctlDetails::Tab ctlDetails::SelectedTab() const
 {
-    return tbsTabs->currentIndex() + 1;
+    return Tab(tbsTabs->currentIndex() + 1);
 }
 
 void ctlDetails::tabChanged()
 {
-    SaveSetting(SettingKeys::DetailSelTab, QString::number(SelectedTab()));
+    SaveSetting(SettingKeys::DetailSelTab, QString::number(int(SelectedTab())));
 }
 
 void ctlDetails::resizeEvent(QResizeEvent *event)

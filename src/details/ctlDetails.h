@@ -44,11 +44,12 @@ public:
     // Empties the three lists; the store is untouched.
     void Reset();
 
-    // Tabs count from 1: 1 Bookmarks, 2 Internet Favorites, 3 Search Results.
-    void SelectTab(int index);
+    // The tabs, numbered from 1 as the layout setting keeps them.
+    enum class Tab { Bookmarks = 1, Favorites = 2, SearchResults = 3 };
+    void SelectTab(Tab tab);
     // Puts the keyboard in the list of the tab shown; false when the pane is hidden.
     bool FocusPane();
-    int SelectedTab() const;
+    Tab SelectedTab() const;
 
     // Bookmarks (ctlDetailsBookmarks.cpp). Keys are file path keys "K_file|N_game|G_genre|P_platform";
     // `PlatformKeys` lists the platforms the tree holds: "|P_3|P_12".

@@ -50,7 +50,7 @@ bool ctlDetails::FavoriteCheck(const QString &URL)
         ListItem *entry = lvFavorites->ItemAt(index);
         if (entry->Text() != URL)
             continue;
-        SelectTab(2);
+        SelectTab(Tab::Favorites);
         lvFavorites->Select(entry);
         MsgBox(QStringLiteral("This favorite already exists!"), MsgButtons::OK, MsgIcon::Exclamation);
         return true;

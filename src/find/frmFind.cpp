@@ -35,6 +35,9 @@
 
 namespace {
 
+// The details pane's tab where the hits are listed.
+constexpr int searchResultsTab = 3;
+
 const QString module = QStringLiteral("frmFind");
 
 // Window and frame heights in twips, without and with the game lists.
@@ -316,7 +319,7 @@ void frmFind::cmdFind_Click()
         return;
     }
     Q_EMIT ClearSearch();
-    Q_EMIT SelectTab(3);
+    Q_EMIT SelectTab(searchResultsTab);
 
     FindRequest request;
     request.Phrase = phrase;

@@ -242,7 +242,7 @@ void frmMain::Form_Activate()
     if (!opened)
         opened = OpenStore(storePath);
     if (opened) {
-        if (m_ctlView->SelectedTab() == 1)
+        if (m_ctlView->SelectedTab() == ctlView::Tab::Files)
             SetFilesCaption();
         m_ctlTree->LoadTree();
     } else {
@@ -401,8 +401,8 @@ void frmMain::Form_Unload()
         BackupJob::RememberClosed(m_store->Connection());
     m_layout.Save();
     SaveSettings({{SettingKeys::TreeSearchText, m_ctlTree->SearchText()},
-                  {SettingKeys::DetailSelTab, QString::number(m_ctlDetails->SelectedTab())},
-                  {SettingKeys::ViewSelTab, QString::number(m_ctlView->SelectedTab())},
+                  {SettingKeys::DetailSelTab, QString::number(int(m_ctlDetails->SelectedTab()))},
+                  {SettingKeys::ViewSelTab, QString::number(int(m_ctlView->SelectedTab()))},
                   {SettingKeys::WindowGeometry, QString::fromLatin1(saveGeometry().toBase64())}});
     modMain::UnloadAll();
 }

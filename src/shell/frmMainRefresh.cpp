@@ -62,6 +62,6 @@ void frmMain::CheckStoreChanges()
 
 void frmMain::mnuViewBrowser_Click()
 {
-    m_ctlView->SelectTab(2);
+    m_ctlView->SelectTab(ctlView::Tab::Browser);
     m_ctlView->FocusPane();
 }

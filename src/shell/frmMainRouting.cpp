@@ -38,7 +38,7 @@ void frmMain::connectPanes()
         m_ctlDetails->MoveBookmark(strOldKey, strNewKey, *m_ctlTree);
     });
     connect(m_ctlTree, &ctlTree::GameNodeDelete, this, &frmMain::ctlTree_GameNodeDelete);
-    connect(m_ctlTree, &ctlTree::GameNodeDblClick, this, [this] { m_ctlView->SelectTab(1); });
+    connect(m_ctlTree, &ctlTree::GameNodeDblClick, this, [this] { m_ctlView->SelectTab(ctlView::Tab::Files); });
     connect(m_ctlTree, &ctlTree::AddFile, m_ctlView, &ctlView::AddNewFile);
     connect(m_ctlTree, &ctlTree::RemovePlatform, this, [this] {
         const QString key = m_ctlTree->SelectedKey();
@@ -116,7 +116,7 @@ void frmMain::connectPanes()
     connect(m_ctlView, &ctlView::AddFavorite, this, &frmMain::ctlView_AddFavorite);
     connect(m_ctlView, &ctlView::ShowFavorites, this, &frmMain::ctlView_ShowFavorites);
     connect(m_ctlView, &ctlView::BrowseTitleChange, this, [this](const QString &strPageTitle) {
-        if (m_ctlView->SelectedTab() == 2)
+        if (m_ctlView->SelectedTab() == ctlView::Tab::Browser)
             setWindowTitle(QStringLiteral("Lorekeep - ") + strPageTitle);
         else
             SetFilesCaption();
@@ -146,7 +146,7 @@ void frmMain::ctlView_AddFavorite()
 void frmMain::ctlView_ShowFavorites()
 {
     // The button shows the favorites, and hides them when they are what the pane already shows.
-    if (m_layout.detailVisible && m_ctlDetails->SelectedTab() == 2) {
+    if (m_layout.detailVisible && m_ctlDetails->SelectedTab() == ctlDetails::Tab::Favorites) {
         m_menu->mnuViewBottom->setChecked(false);
         mnuViewBottom_Click();
         return;
@@ -155,7 +155,7 @@ void frmMain::ctlView_ShowFavorites()
         m_menu->mnuViewBottom->setChecked(true);
         mnuViewBottom_Click();
     }
-    m_ctlDetails->SelectTab(2);
+    m_ctlDetails->SelectTab(ctlDetails::Tab::Favorites);
 }
 
 void frmMain::ctlTree_TreeNodeClick(const ctlTree::NodeChoice &node)
@@ -203,7 +203,7 @@ void frmMain::OpenListItem(const QString &strKey, Opening from)
     }
     m_opening = from;
     m_openingKey = strKey;
-    m_ctlView->SelectTab(1);
+    m_ctlView->SelectTab(ctlView::Tab::Files);
     m_selectingFromList = 1;
     m_ctlTree->SelectNode(gameKey);
     m_selectingFromList = 0;
@@ -262,7 +262,8 @@ void frmMain::mnuSearchLorekeep_Click()
 void frmMain::connectFind(frmFind *form)
 {
     connect(form, &frmFind::ClearSearch, m_ctlDetails, &ctlDetails::ClearSearch);
-    connect(form, &frmFind::SelectTab, m_ctlDetails, &ctlDetails::SelectTab);
+    connect(form, &frmFind::SelectTab, m_ctlDetails,
+            [this](int tab) { m_ctlDetails->SelectTab(ctlDetails::Tab(tab)); });
     connect(form, &frmFind::AddSearch, m_ctlDetails, &ctlDetails::AddSearch);
     connect(form, &frmFind::SearchTitle, m_ctlDetails, &ctlDetails::SearchTitle);
     connect(form, &frmFind::CountHits, m_ctlDetails, &ctlDetails::CountSearchHits);

@@ -52,7 +52,7 @@ void frmMain::StoreOpened()
     // At start-up the first activation loads the panes itself.
     if (!m_activated)
         return;
-    if (m_ctlView->SelectedTab() == 1)
+    if (m_ctlView->SelectedTab() == ctlView::Tab::Files)
         SetFilesCaption();
     ReloadAll();
 }

@@ -120,7 +120,7 @@ ctlView::ctlView(QWidget *parent)
     // The tab of the last session comes back only when the user asked for the layout to be kept.
     if (SettingNumber(GetSetting(SettingKeys::AppLayout)) == 1L) {
         if (const auto tab = SettingNumber(GetSetting(SettingKeys::ViewSelTab)))
-            SelectTab(int(*tab));
+            SelectTab(Tab(*tab));
     }
     Cover(true);
 }
@@ -207,7 +207,7 @@ bool ctlView::FocusPane()
     if (!isVisibleTo(window()))
         return false;
     // With nothing listed the tabs take the keyboard, from where the browser is one key away.
-    if (SelectedTab() == 2)
+    if (SelectedTab() == Tab::Browser)
         Browser->ComboFocus();
     else if (IsCovered())
         tbsTabs->setFocus(Qt::ShortcutFocusReason);
@@ -216,22 +216,23 @@ bool ctlView::FocusPane()
     return true;
 }
 
-void ctlView::SelectTab(int index)
+void ctlView::SelectTab(Tab tab)
 {
-    if (index >= 1 && index <= tbsTabs->count())
-        tbsTabs->setCurrentIndex(index - 1);
+    // A setting from elsewhere may name no tab at all.
+    if (int(tab) >= 1 && int(tab) <= tbsTabs->count())
+        tbsTabs->setCurrentIndex(int(tab) - 1);
 }
 
-int ctlView::SelectedTab() const
+ctlView::Tab ctlView::SelectedTab() const
 {
-    return tbsTabs->currentIndex() + 1;
+    return Tab(tbsTabs->currentIndex() + 1);
 }
 
 void ctlView::tabChanged()
 {
     picTabContainer->setCurrentIndex(tbsTabs->currentIndex());
     // The window's caption names what the pane shows: the page in the browser, else the store.
-    if (SelectedTab() == 2) {
+    if (SelectedTab() == Tab::Browser) {
         Browser->ComboFocus();
         window()->setWindowTitle(title + QStringLiteral(" - ") + Browser->PageTitle());
     } else {
@@ -249,8 +250,8 @@ void ctlView::Browser_TitleChange(const QString &strTitle)
 void ctlView::BrowseNavigate(const QString &strURL)
 {
     // The page loads in the background, so the tab is up before anything of it shows.
-    if (SelectedTab() == 1)
-        SelectTab(2);
+    if (SelectedTab() == Tab::Files)
+        SelectTab(Tab::Browser);
     Browser->BrowseNavigate(strURL);
 }
 

@@ -70,8 +70,9 @@ public:
     void Clear();
     // Forgets the listed game and shows the cover.
     void Reset();
-    // Tabs count from 1: 1 Files, 2 Web Browser.
-    void SelectTab(int index);
+    // The tabs, numbered from 1 as the layout setting keeps them.
+    enum class Tab { Files = 1, Browser = 2 };
+    void SelectTab(Tab tab);
     void Cover(bool blnVisible);
     bool IsCovered() const;
     // Puts the keyboard in the pane: in the file list, in the address line on the browser tab, or
@@ -84,7 +85,7 @@ public:
     QString BrowsePageTitle() const;
     // Shows the file with this key ("K_" and its id) and selects its row.
     void SelectFile(const QString &strFileKey);
-    int SelectedTab() const;
+    Tab SelectedTab() const;
     // " <game>: <n> Files." over the list.
     void SetCaption(const QString &strCaption);
     // Reads the listed game's files again after another program changed the store, keeping the

@@ -296,7 +296,7 @@ void ctlView::mnuNavToSrc_Click()
     if (m_navURL.isEmpty())
         return;
     BrowseNavigate(m_navURL);
-    SelectTab(2);
+    SelectTab(Tab::Browser);
 }
 
 void ctlView::mnuAddQuick_Click(bool selectedOnly)

@@ -108,7 +108,7 @@ int runDetailsSuite(const BenchContext &context)
     details.resize(1000, 300);
     details.show();
     bool measured = measureLoad(context, &store, &details);
-    details.SelectTab(3);
+    details.SelectTab(ctlDetails::Tab::SearchResults);
     measured = measureSearch(context, &details) && measured;
     return measured ? 0 : 1;
 }

@@ -35,7 +35,7 @@ bool searchAndList(Search search, const QSqlDatabase &db, const FindRequest &req
     if (!search(db, request, &hits, &err))
         return false;
     details->ClearSearch();
-    details->SelectTab(3);
+    details->SelectTab(ctlDetails::Tab::SearchResults);
     for (const FindHit &hit : std::as_const(hits))
         details->AddSearch(hit.FileId, modNames::GetPlatformName(hit.PlatformId), hit.GameName, hit.SubCat, hit.Desc,
                            NodeKey::Game(hit.GameId, hit.GenreId, hit.PlatformId), QStringLiteral("File"));
