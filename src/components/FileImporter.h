@@ -6,7 +6,6 @@
 
 #include <QMutex>
 #include <QPointer>
-#include <QSqlDatabase>
 #include <QStringList>
 #include <QWidget>
 

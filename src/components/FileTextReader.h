@@ -3,7 +3,6 @@
 #include "data/FileTable.h"
 #include "system/ErrObject.h"
 
-#include <QSqlDatabase>
 
 class modADO;
 

@@ -2,7 +2,6 @@
 
 #include "data/PlatformTable.h"
 
-#include <QSqlDatabase>
 #include <QString>
 #include <QVector>
 #include <QWidget>

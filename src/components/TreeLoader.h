@@ -3,7 +3,6 @@
 #include "system/ErrObject.h"
 
 #include <QObject>
-#include <QSqlDatabase>
 
 class modADO;
 
