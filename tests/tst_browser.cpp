@@ -1,6 +1,3 @@
-// The browser tab on real pages served from 127.0.0.1: the start page, loading, history, the
-// pop-up blocker, the address box, the page handed over for import, and "Add Favorite".
-
 #include "LocalWebServer.h"
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
@@ -108,7 +105,6 @@ private Q_SLOTS:
     void popups();
     void pageReachesNoFiles();
     void fileRequestRule();
-    void addressReading_data();
     void addressReading();
     void addressBox();
     void favoriteDialog();
@@ -335,44 +331,25 @@ void tst_browser::fileRequestRule()
         QVERIFY2(FileRequestFilter::Allowed(target, type, from) == allowed, qPrintable(target.toString()));
 }
 
-void tst_browser::addressReading_data()
-{
-    // What typed text is taken for; what is refused, and why.
-    QTest::addColumn<QString>("typed");
-    QTest::addColumn<QString>("address");
-    QTest::addColumn<QString>("problem");
-    QTest::newRow("host and port") << " 127.0.0.1:8080/codes "
-                                   << "http://127.0.0.1:8080/codes"
-                                   << "";
-    QTest::newRow("file path") << "/tmp/a b.html"
-                               << "file:///tmp/a b.html"
-                               << "";
-    QTest::newRow("IPv6") << "http://[::1]:8080/"
-                          << "http://[::1]:8080/"
-                          << "";
-    QTest::newRow("broken IPv6") << "http://[::zz"
-                                 << ""
-                                 << "not a valid address";
-    QTest::newRow("no server") << "http://"
-                               << ""
-                               << "names no server after \"http://\"";
-    QTest::newRow("words") << "not an address"
-                           << ""
-                           << "neither a web address nor the path of a file";
-    QTest::newRow("blanks") << "   "
-                            << ""
-                            << "no address";
-}
-
 void tst_browser::addressReading()
 {
-    QFETCH(QString, typed);
-    QFETCH(QString, address);
-    QFETCH(QString, problem);
-    QString said;
-    const QUrl url = BrowserAddress::Read(typed, &said);
-    QCOMPARE(std::tuple(url.toString(), said.isEmpty()), std::tuple(address, problem.isEmpty()));
-    QVERIFY2(said.contains(problem), qPrintable(said));
+    // What typed text is taken for; what is refused, and why.
+    const std::tuple<const char *, const char *, const char *> rows[] = {
+        {" 127.0.0.1:8080/codes ", "http://127.0.0.1:8080/codes", ""},
+        {"/tmp/a b.html", "file:///tmp/a b.html", ""},
+        {"http://[::1]:8080/", "http://[::1]:8080/", ""},
+        {"http://[::zz", "", "not a valid address"},
+        {"http://", "", "names no server after \"http://\""},
+        {"not an address", "", "neither a web address nor the path of a file"},
+        {"   ", "", "no address"},
+    };
+    for (const auto &[typed, address, problem] : rows) {
+        QString said;
+        const QUrl url = BrowserAddress::Read(QString::fromUtf8(typed), &said);
+        QVERIFY2(url.toString() == QLatin1String(address) && said.isEmpty() == !*problem &&
+                     said.contains(QLatin1String(problem)),
+                 typed);
+    }
 }
 
 void tst_browser::addressBox()

@@ -1,6 +1,3 @@
-// Printouts read back: the page routine into PDF files, File > Print and the file windows' print
-// requests through the main window, the PDF exports, and lkrtf --pdf.
-
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
@@ -80,8 +77,7 @@ QStringList body(const QString &page, int number, int total)
     return all.mid(0, all.size() - 4);
 }
 
-// The letters and digits of page `number` of `total`, less the page number that must end it. (The
-// reader gives the text of some fonts a letter a line.)
+// The letters and digits of page `number` of `total`, less the page number that must end it.
 QString letters(QString page, int number, int total)
 {
     page.remove(QRegularExpression(QStringLiteral("[^A-Za-z0-9]")));
@@ -197,22 +193,6 @@ private Q_SLOTS:
         }));
         QCOMPARE(steps.last().done, qint64(out.pages()));
 
-        // Counted beforehand and numbered by the caller, as a printout of several files does.
-        const QString numberedPath = dir.filePath(QStringLiteral("numbered.pdf"));
-        {
-            RtfPrintout counted(rtf, header, 1000);
-            PdfExport pdf(numberedPath);
-            const int pages = counted.CountPages(&pdf.Printer());
-            QCOMPARE(pages, out.pages());
-            pdf.Printer().SetPageNumbers(3, pages + 2);
-            QVERIFY(counted.Print(&pdf.Printer()));
-            QString error;
-            QVERIFY(pdf.Save(&error));
-        }
-        Pdf numbered(numberedPath);
-        QCOMPARE(numbered.pages(), out.pages());
-        letters(numbered.text(numbered.pages() - 1), numbered.pages() + 2, numbered.pages() + 2);
-
         // Cancel stops the counting, and the drawing after it.
         for (const PrintProgress::Phase phase : {PrintProgress::Layout, PrintProgress::Pages}) {
             PdfExport pdf(dir.filePath(QStringLiteral("cancelled.pdf")));
@@ -225,28 +205,6 @@ private Q_SLOTS:
             }));
             QVERIFY(drawnAfterCancel == 0 && pdf.Printer().PageCount() <= (phase == PrintProgress::Layout ? 0 : 1));
         }
-
-        // A text of one part prints as the whole document does.
-        QByteArray shortRtf = rtf;
-        shortRtf.truncate(shortRtf.indexOf("para301 "));
-        shortRtf += "}";
-        const QString wholePath = dir.filePath(QStringLiteral("whole.pdf"));
-        const QString onePartPath = dir.filePath(QStringLiteral("onepart.pdf"));
-        QTextDocument whole;
-        RtfReader::Read(shortRtf, &whole);
-        QCOMPARE(printTo(wholePath, &whole), QString());
-        {
-            PdfExport pdf(onePartPath);
-            RtfPrintout onePart(shortRtf);
-            QVERIFY(onePart.Print(&pdf.Printer()) && !onePart.IsInParts());
-            QString error;
-            QVERIFY(pdf.Save(&error));
-        }
-        Pdf wholeOut(wholePath);
-        Pdf onePartOut(onePartPath);
-        QCOMPARE(onePartOut.pages(), wholeOut.pages());
-        for (int page = 0; page < wholeOut.pages(); ++page)
-            QCOMPARE(onePartOut.text(page), wholeOut.text(page));
     }
 
     void printFromTheMainWindow()
@@ -273,7 +231,7 @@ private Q_SLOTS:
         const auto printable = [&form] {
             return form->Menu().mnuFilePrint->isEnabled() && form->Menu().mnuFileExportPdf->isEnabled();
         };
-        QVERIFY(!form->Menu().mnuFilePrint->isEnabled() && !form->Menu().mnuFileExportPdf->isEnabled());
+        QVERIFY(!printable());
 
         // A click on the game lists its files, the first one selected.
         auto *view = form->findChild<ctlView *>();
@@ -320,7 +278,7 @@ private Q_SLOTS:
 
         // Away from the game, no file is shown to print.
         QVERIFY(clickNode(tree, NodeKey::Genre(1, 1)));
-        QVERIFY(!form->Menu().mnuFilePrint->isEnabled() && !form->Menu().mnuFileExportPdf->isEnabled());
+        QVERIFY(!printable());
     }
 
     void exportGameToPdf()
