@@ -1,13 +1,11 @@
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
-#include "base/AppPath.h"
 #include "components/TipOfTheDay.h"
 #include "data/modADO.h"
 #include "shell/frmAbout.h"
 #include "system/PackageInstall.h"
 #include "system/SettingsStore.h"
-#include "view/ctlView.h"
 #include "widgets/HelpViewer.h"
 
 #include <QApplication>
@@ -65,7 +63,6 @@ private Q_SLOTS:
     void aboutNamesWhatIsLoaded();
     void helpWindowAndSearch();
     void checkForUpdates();
-    void menuWithoutAStore();
 };
 
 void tst_help::pagesAreWholeAndInstalledOnce()
@@ -265,8 +262,6 @@ void tst_help::checkForUpdates()
     const QString list = home.file(QStringLiteral("lorekeep.list"));
     const QString link = home.file(QStringLiteral("linked-program"));
     QVERIFY(QFile::link(QCoreApplication::applicationFilePath(), link));
-    writeFile(list, "/.\n/usr\n/usr/bin\n/usr/bin/lkfind\n");
-    QVERIFY(!PackageInstall::Lists(list, QCoreApplication::applicationFilePath()));
     writeFile(list, "/usr/bin\n" + link.toUtf8() + "\n");
     PackageInstall::SetListFile(list);
     QFile::remove(handOver);
@@ -274,22 +269,6 @@ void tst_help::checkForUpdates()
     menu.mnuHelpUpdate->trigger();
     PackageInstall::SetListFile(QString());
     QVERIFY(prompts.last().text.contains(QStringLiteral("Debian package")) && !QFile::exists(handOver));
-}
-
-void tst_help::menuWithoutAStore()
-{
-    // Without a store, what needs one is off.
-    TestHome home;
-    ScriptedPrompts prompts;
-    QVERIFY(QFile::remove(home.storePath()));
-    prompts.answerMsgBox(MsgResult::OK);
-    prompts.answerMsgBox(MsgResult::OK);
-    auto form = startMainWindow();
-    const MainMenu &bare = form->Menu();
-    QCOMPARE(std::tuple(bare.mnuSearchLorekeep->isEnabled(), bare.mnuFileImport->isEnabled(),
-                        bare.mnuMaintPlatforms->isEnabled(), bare.mnuToolsCheck->isEnabled(),
-                        bare.mnuFileConnect->isEnabled()),
-             std::tuple(false, false, false, false, true));
 }
 
 QTEST_MAIN(tst_help)

@@ -92,6 +92,12 @@ void tst_mainwindow::startWithAndWithoutStore()
     form->Form_Activate();
     QCOMPARE(std::tuple(prompts.shown().size(), prompts.shown()[0].title, form->windowTitle()),
              std::tuple(2, QStringLiteral("modADO Error"), QStringLiteral("Lorekeep")));
+    // What needs a store is off; opening another is not.
+    const MainMenu &bare = form->Menu();
+    QCOMPARE(std::tuple(bare.mnuSearchLorekeep->isEnabled(), bare.mnuFileImport->isEnabled(),
+                        bare.mnuMaintPlatforms->isEnabled(), bare.mnuToolsCheck->isEnabled(),
+                        bare.mnuFileConnect->isEnabled()),
+             std::tuple(false, false, false, false, true));
 }
 
 void tst_mainwindow::openAnotherStore()
