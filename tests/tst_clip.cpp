@@ -1,6 +1,3 @@
-// Quick Clip: the pending clips file, the .qcf files, the window's commands and the main window's
-// hand-over of text sent from the viewer.
-
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"

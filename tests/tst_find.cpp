@@ -1,6 +1,3 @@
-// "Find Files...": its settings, its buttons, every message of a search and what it hands to the
-// Search Results list.
-
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
@@ -10,8 +7,6 @@
 #include "find/frmFind.h"
 #include "shell/MainMenu.h"
 #include "system/SettingsStore.h"
-#include "system/Twips.h"
-#include "tree/ctlTree.h"
 #include "widgets/TreeView.h"
 
 #include <QCheckBox>
@@ -23,8 +18,6 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
-
-#include <tuple>
 
 namespace {
 
@@ -82,12 +75,10 @@ private Q_SLOTS:
         for (const QCheckBox *box : form->findChildren<QCheckBox *>())
             QVERIFY2(box->isChecked() == box->objectName().startsWith(QLatin1String("chkFile")),
                      qPrintable(box->objectName()));
-        // The game lists come with chk1, and the window grows to hold them.
+        // The game lists come with chk1.
         QVERIFY(!child<QComboBox>(form, "cboGame")->isEnabled());
         child(form, "chk1")->click();
-        QCOMPARE(std::tuple(child<QComboBox>(form, "cboGame")->isEnabled(), form->height(),
-                            child<QWidget>(form, "Frame1")->height()),
-                 std::tuple(true, Twips::toPixelsY(3615), Twips::toPixelsY(3285)));
+        QVERIFY(child<QComboBox>(form, "cboGame")->isEnabled());
 
         for (const char *box : {"chkFileCat1", "chkFileCat5", "chkFileField3"})
             child(form, box)->click();
@@ -101,7 +92,6 @@ private Q_SLOTS:
         form = desk.open();
         QVERIFY(!child(form, "chkFileCat1")->isChecked() && !child(form, "chkFileField3")->isChecked());
         QVERIFY(child(form, "chkFileCat6")->isChecked() && !child(form, "chk1")->isChecked());
-        QCOMPARE(form->height(), 187);
         delete form;
     }
     void findButtonAndEnter()

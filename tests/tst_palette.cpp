@@ -1,7 +1,3 @@
-// The real main window under Fusion with a light and with a dark palette: every text it shows must
-// read on its background (4.5:1 or better), the title strip keeps its black-and-white active look,
-// and a file whose RTF gives its text no colour follows the palette instead of staying black.
-
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
@@ -11,7 +7,6 @@
 #include "details/ctlDetails.h"
 #include "shell/frmAbout.h"
 #include "system/Contrast.h"
-#include "tree/ctlTree.h"
 #include "view/ctlView.h"
 #include "widgets/Caption.h"
 #include "widgets/HelpPages.h"
@@ -21,7 +16,6 @@
 #include <QAbstractItemView>
 #include <QAction>
 #include <QApplication>
-#include <QFile>
 #include <QLabel>
 #include <QStyle>
 #include <QTest>
