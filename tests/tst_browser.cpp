@@ -207,7 +207,6 @@ void tst_browser::pageHistoryAndImport()
              qPrintable(text));
 
     // Another page, then back and forward: each button is enabled exactly when its way is open.
-    // (The engine would skip, going back, a page that a script left without the user's click.)
     QVERIFY(pane.load([&] { pane.view.BrowseNavigate(server.url(QStringLiteral("/codes")).toString()); }));
     QCOMPARE(pane.view.BrowsePageTitle(), QStringLiteral("Codes"));
     QTRY_VERIFY(pane.button("Back")->isEnabled() && !pane.button("Forward")->isEnabled());
@@ -235,8 +234,7 @@ void tst_browser::popups()
     };
     QVERIFY(check->isChecked());
 
-    // Blocked: no window, and the switch says so in red bold for three seconds, a red that reads
-    // on the window's colour.
+    // Blocked: no window, and the switch says so in readable red bold for three seconds.
     const QColor plain = check->palette().color(QPalette::WindowText);
     QVERIFY(pane.load([&] { pane.view.BrowseNavigate(server.url(QStringLiteral("/popup")).toString()); }));
     QTRY_COMPARE(check->text(), QStringLiteral("Disabled!"));
@@ -259,9 +257,7 @@ void tst_browser::popups()
 
 void tst_browser::pageReachesNoFiles()
 {
-    // A page that tries to read the store, shows a picture beside it and one of the home's, and tells
-    // in its title what it got: chosen by the user as the start page, with its picture beside it,
-    // and from the web, where it has none.
+    // A probe of the store and of pictures, as the start page and from the web, tells in its title what it got.
     Pane pane;
     ErrObject err;
     QVERIFY2(HomeFolder::Prepare(pane.home.path(), nullptr, &err), qPrintable(err.Description));
@@ -383,8 +379,7 @@ void tst_browser::addressBox()
              qPrintable(prompts.last().text));
     QCOMPARE(std::tuple(pane.address->currentText(), pane.view.BrowseURL()), std::tuple(typed, codes.toString()));
 
-    // A page that cannot be opened is replaced by one naming the address and the reason; the box
-    // keeps the address and the status line says so.
+    // A page that cannot be opened is replaced by one naming address and reason; the box keeps the address.
     const QString failing = QStringLiteral("http://127.0.0.1:1/guide");
     pane.address->setEditText(failing);
     pane.button("Go")->trigger();

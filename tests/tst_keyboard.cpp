@@ -41,16 +41,14 @@ void press(int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
     QTest::keyClick(focused(), Qt::Key(key), modifiers);
 }
 
-// Qt's own helpers inside its widgets, which it names (or not) itself: the button of a line edit
-// and the overflow of a menu bar.
+// Qt's own helpers inside its widgets: the button of a line edit and the overflow of a menu bar.
 bool qtInternal(const QAbstractButton *button)
 {
     return button->objectName().startsWith(QLatin1String("qt_menubar")) ||
            qobject_cast<QLineEdit *>(button->parentWidget());
 }
 
-// A window as the keyboard finds it: the focus on one of its controls, never on a label, and every
-// button it shows reachable by Tab and named, by its text or for screen readers.
+// The focus on a control, never a label; every button shown reachable by Tab and named.
 void checkWindow(QWidget *window)
 {
     QVERIFY(QTest::qWaitForWindowActive(window));

@@ -25,8 +25,7 @@
 
 namespace {
 
-// What a dark desktop hands its programs: dark window and base, light text, and the blue for
-// selections and links that many dark themes use.
+// What a dark desktop hands its programs: dark window and base, light text, and a blue for links.
 QPalette darkPalette()
 {
     QPalette dark(QColor(53, 53, 53), QColor(53, 53, 53));
@@ -89,8 +88,7 @@ private Q_SLOTS:
 
 void tst_palette::contrastMeasure()
 {
-    // The measure itself, since every check below trusts it; and a colour that does not read moves
-    // only as far as it must.
+    // The measure itself, which the checks below trust; a colour that does not read moves only as far as it must.
     QCOMPARE(qRound(ContrastRatio(Qt::black, Qt::white)), 21);
     QVERIFY(qAbs(ContrastRatio(Qt::white, QColor(0x76, 0x76, 0x76)) - 4.54) < 0.01);
     const QColor grey = ReadableOn(QColor(0xaa, 0xaa, 0xaa), Qt::white);
@@ -163,8 +161,7 @@ void tst_palette::mainWindowReads()
     measured[QStringLiteral("about libraries")] =
         widgetContrast(about.findChild<QLabel *>(QStringLiteral("lblLibraries")), &about);
 
-    // The help's links keep to the desktop's link colour where it reads, and are lightened or
-    // darkened where it does not.
+    // The help's links keep the desktop's link colour where it reads, and are changed where it does not.
     form->Menu().mnuHelpContents->trigger();
     QTextBrowser *page = HelpViewer::Current()->Page();
     int link = -1;

@@ -148,8 +148,7 @@ private Q_SLOTS:
 
     void longTextPrintsInParts()
     {
-        // 3,000 paragraphs in parts of 1,000 after a header: each part starts a page, the footer
-        // counts the pages of all parts, every word comes once and in order.
+        // Parts of 1,000 paragraphs after a header: each starts a page, footers count all parts' pages.
         QByteArray rtf = "{\\rtf1\\ansi{\\fonttbl{\\f0 Arial;}}\\f0\\fs20 ";
         QString expected = QStringLiteral("Header");
         for (int i = 1; i <= 3000; ++i) {
@@ -247,8 +246,7 @@ private Q_SLOTS:
         prompts.answerPrint(pdfPath);
         form->Menu().mnuFilePrint->trigger();
         check(QStringLiteral("DeepFieldWalkthroughGuideFileAtlasSourcehttpsexampleorgAtlasp1w0"));
-        // Text dropped on the game opens a file window of the tree's; its printout holds its own
-        // header and text, nothing of the printout before.
+        // A file window of text dropped on the game prints its own header and text, nothing of the one before.
         QMimeData data;
         data.setText(QStringLiteral("second text"));
         const QPoint at = tree->visualItemRect(tree->Node(NodeKey::Game(game, 1, 1))).center();
@@ -308,9 +306,7 @@ private Q_SLOTS:
                             QList<QUrl>{QUrl::fromLocalFile(pdfPath)}));
 
         Pdf out(pdfPath);
-        // Each file listed with the page it starts on, and starting there under its header; every
-        // page numbered in the final order. (The reader splits the contents page's text oddly; its
-        // characters are what counts.)
+        // Each file listed with the page it starts on under its header; every page numbered in the final order.
         for (int page = 0; page < out.pages(); ++page)
             body(out.text(page), page + 1, out.pages());
         const QString contents = out.text(0).remove(QRegularExpression(QStringLiteral("\\s")));
@@ -387,7 +383,6 @@ private Q_SLOTS:
         QVERIFY2(pdf.Save(&error), qPrintable(error));
 
         // Pages break between rows: each row once, whole, in order, and the first page is used.
-        // A cell's text comes out of the PDF a letter a line.
         Pdf out(path);
         QCOMPARE(out.pages(), counted);
         QStringList texts;
