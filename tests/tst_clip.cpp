@@ -57,12 +57,7 @@ void tst_clip::appendAndPending()
     QCOMPARE(readFile(pending), "Platform: PC\r\nGame: Doom\r\nGenre: Shooter\r\n" + equals +
                                     "\r\nline one\r\nline two\r\n" + dots + "\r\n\r\nSecond\r\n" + equals +
                                     "\r\nCaf\xC3\xA9\r\n" + dots + "\r\n\r\n");
-
-    for (const int size : {0, 1, 2}) {
-        writeFile(pending, QByteArray(size, 'x'));
-        QCOMPARE(ClipFile::HasPending(), size == 2);
-    }
-    QVERIFY(ClipFile::Clear());
+    QVERIFY(ClipFile::HasPending() && ClipFile::Clear());
     QVERIFY(!QFile::exists(pending) && !ClipFile::HasPending());
 
     // Clips an older tool wrote in Windows-1252 still read right once new ones follow.

@@ -160,8 +160,7 @@ private Q_SLOTS:
     void bookmarkEditedAndMoved();
     void bookmarkOfAGoneFile();
     void findAndOpenHit();
-    void favoritesButton();
-    void addFavorite();
+    void favorites();
     void captionFollowsThePage();
     void browserImport();
     void fileImport();
@@ -371,31 +370,7 @@ void tst_routing::findAndOpenHit()
     QVERIFY(program.view->Viewer()->extraSelections().isEmpty());
 }
 
-void tst_routing::favoritesButton()
-{
-    // The Favorites button shows the favorites, or hides them when they are shown.
-    Program program;
-    QAction *bottom = program.form->Menu().mnuViewBottom;
-    QAction *favoritesButton =
-        program.view->findChild<ctlBrowser *>()->findChild<QAction *>(QStringLiteral("Favorites"));
-    program.details->SelectTab(ctlDetails::Tab::Bookmarks);
-    favoritesButton->trigger();
-    QVERIFY(program.details->isVisible() && int(program.details->SelectedTab()) == 2);
-    favoritesButton->trigger();
-    QVERIFY(!program.details->isVisible() && !bottom->isChecked());
-    favoritesButton->trigger();
-    QVERIFY(program.details->isVisible() && bottom->isChecked() && int(program.details->SelectedTab()) == 2);
-    // A favorite opens in the browser tab, which comes to the front.
-    ListView *favorites = program.details->Favorites();
-    program.view->SelectTab(ctlView::Tab::Files);
-    doubleClick(favorites, favorites->ItemAt(1));
-    QCOMPARE(int(program.view->SelectedTab()), 2);
-    QTRY_COMPARE(program.view->BrowseURL(), QUrl::fromUserInput(favorites->ItemAt(1)->Tag().toString()).toString());
-    program.details->findChild<QAction *>(QStringLiteral("x"))->trigger();
-    QVERIFY(!program.details->isVisible() && !bottom->isChecked());
-}
-
-void tst_routing::addFavorite()
+void tst_routing::favorites()
 {
     // A new favorite shows in the list at once; asked again, no second one is stored.
     Program program;
@@ -407,13 +382,30 @@ void tst_routing::addFavorite()
         dialog->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Home"));
         dialog->findChild<QPushButton *>(QStringLiteral("cmdOK"))->click();
     });
-    QAction *addFavorite = program.view->findChild<QAction *>(QStringLiteral("mnuAddURL"));
-    program.prompts.answerMsgBox(MsgResult::OK);
-    addFavorite->trigger();
+    for (int time = 0; time < 2; ++time) {
+        program.prompts.answerMsgBox(MsgResult::OK);
+        program.viewAction("mnuAddURL")->trigger();
+    }
     QVERIFY(favorites->Count() == listed + 1 && favorites->ItemAt(listed + 1)->Text() == QStringLiteral("Start Page"));
-    program.prompts.answerMsgBox(MsgResult::OK);
-    addFavorite->trigger();
     QCOMPARE(program.count(QStringLiteral("SELECT count(*) FROM favorites WHERE url = 'Start Page'")), 1);
+
+    // The Favorites button shows the favorites, or hides them when they are shown.
+    QAction *bottom = program.form->Menu().mnuViewBottom;
+    QAction *favoritesButton =
+        program.view->findChild<ctlBrowser *>()->findChild<QAction *>(QStringLiteral("Favorites"));
+    program.details->SelectTab(ctlDetails::Tab::Bookmarks);
+    favoritesButton->trigger();
+    QVERIFY(program.details->isVisible() && int(program.details->SelectedTab()) == 2);
+    favoritesButton->trigger();
+    QVERIFY(!program.details->isVisible() && !bottom->isChecked());
+    favoritesButton->trigger();
+    QVERIFY(program.details->isVisible() && bottom->isChecked() && int(program.details->SelectedTab()) == 2);
+
+    // A favorite opens in the browser tab, which comes to the front.
+    program.view->SelectTab(ctlView::Tab::Files);
+    doubleClick(favorites, favorites->ItemAt(1));
+    QCOMPARE(int(program.view->SelectedTab()), 2);
+    QTRY_COMPARE(program.view->BrowseURL(), QUrl::fromUserInput(favorites->ItemAt(1)->Tag().toString()).toString());
 }
 
 void tst_routing::captionFollowsThePage()
