@@ -75,7 +75,10 @@ private Q_SLOTS:
         for (const QCheckBox *box : form->findChildren<QCheckBox *>())
             QVERIFY2(box->isChecked() == box->objectName().startsWith(QLatin1String("chkFile")),
                      qPrintable(box->objectName()));
-        // The game lists come with chk1.
+        // The game lists come with chk1; the second platform, the PC, first, with its games in name order.
+        QCOMPARE(std::tuple(child<QComboBox>(form, "cboPlatform")->currentText(),
+                            child<QComboBox>(form, "cboGame")->itemText(0), child<QLabel>(form, "Label1")->text()),
+                 std::tuple(QStringLiteral("PC"), QStringLiteral("Maze"), QStringLiteral(" Games: 2")));
         QVERIFY(!child<QComboBox>(form, "cboGame")->isEnabled());
         child(form, "chk1")->click();
         QVERIFY(child<QComboBox>(form, "cboGame")->isEnabled());
@@ -110,73 +113,62 @@ private Q_SLOTS:
         QTRY_VERIFY(form.isNull());
         QCOMPARE(cleared.count(), 0);
     }
-    void noFieldsAndNoRecords()
+    void searches_data()
     {
-        Desk desk;
-        QPointer<frmFind> form = desk.open();
-        QSignalSpy adds(form, &frmFind::AddSearch);
-        for (const char *box : {"chkFileField1", "chkFileField2", "chkFileField3"})
-            child(form, box)->click();
-        desk.prompts.answerMsgBox(MsgResult::OK);
-        search(form, QStringLiteral("Dragon"));
-        QVERIFY(desk.prompts.last().icon == MsgIcon::Exclamation && form && form->isVisible());
-
-        // Only news is searched, and there is none: the window stays for another try.
-        for (const char *box :
-             {"chkFileField1", "chkFileCat1", "chkFileCat2", "chkFileCat3", "chkFileCat4", "chkFileCat6"})
-            child(form, box)->click();
-        desk.prompts.answerMsgBox(MsgResult::OK);
-        search(form, QStringLiteral("Dragon"));
-        QCOMPARE(std::pair(desk.prompts.last().text, desk.prompts.last().icon),
-                 std::pair(QStringLiteral("No records found."), MsgIcon::None));
-        QVERIFY(form && form->isVisible() && adds.isEmpty());
-        delete form;
-    }
-    void caseTitlesAndJoinedFields()
-    {
-        Desk desk;
-        // Lower case finds nothing among files that hold only "Dragon"; the search still finishes.
-        desk.prompts.answerMsgBox(MsgResult::OK);
-        QPointer<frmFind> form = desk.open();
-        QCOMPARE(search(form, QStringLiteral("dragon")), QStringList{QStringLiteral("0 items found.")});
-        QCOMPARE(std::pair(desk.prompts.last().text, desk.prompts.last().icon),
-                 std::pair(QStringLiteral("Finished!"), MsgIcon::Information));
-        QTRY_VERIFY(form.isNull());
-
+        // Boxes clicked from the first settings, the phrase, then what the search told.
+        QTest::addColumn<QStringList>("boxes");
+        QTest::addColumn<QString>("phrase");
+        QTest::addColumn<QString>("title");   // empty: no search ran
+        QTest::addColumn<QString>("message"); // empty: only a warning
+        QTest::addColumn<qint32>("hit");      // 0: none
+        const QString dragon = QStringLiteral("Dragon");
+        QTest::newRow("no fields") << QStringList{"chkFileField1", "chkFileField2", "chkFileField3"} << dragon
+                                   << QString() << QString() << 0;
+        QTest::newRow("only news, none") << QStringList{"chkFileCat1", "chkFileCat2", "chkFileCat3", "chkFileCat4",
+                                                        "chkFileCat6"}
+                                         << dragon << QString() << "No records found." << 0;
+        QTest::newRow("case") << QStringList() << "dragon"
+                              << "0 items found."
+                              << "Finished!" << 0;
         // The description's last word, a blank and the source's start: found across the join.
-        desk.prompts.answerMsgBox(MsgResult::OK);
-        form = desk.open();
-        QSignalSpy adds(form, &frmFind::AddSearch);
-        QCOMPARE(search(form, QStringLiteral("guide https://example.org/Dragon")),
-                 QStringList{QStringLiteral("1 item found.")});
-        QCOMPARE(adds.value(0), (QList<QVariant>{desk.guide, QStringLiteral("PC"), QStringLiteral("Quest"), quint8(1),
-                                                 QStringLiteral("Dragon guide"), NodeKey::Game(desk.quest, 1, 18),
-                                                 QStringLiteral("File")}));
-
-        // Enter runs the search too; with the description alone the join is gone.
-        desk.prompts.answerMsgBox(MsgResult::OK);
-        form = desk.open();
-        child(form, "chkFileField2")->click();
-        QSignalSpy titles(form, &frmFind::SearchTitle);
-        child<QComboBox>(form, "cboFind")->setEditText(QStringLiteral("guide https"));
-        QTest::keyClick(child<QComboBox>(form, "cboFind"), Qt::Key_Enter);
-        QCOMPARE(titles.value(0).value(0).toString(), QStringLiteral("0 items found."));
+        QTest::newRow("join") << QStringList() << "guide https://example.org/Dragon"
+                              << "1 item found."
+                              << "Finished!" << 1;
+        QTest::newRow("description alone") << QStringList{"chkFileField2"} << "guide https"
+                                           << "0 items found."
+                                           << "Finished!" << 0;
+        QTest::newRow("within Maze") << QStringList{"chk1"} << dragon << "1 item found."
+                                     << "Finished!" << 2;
     }
-    void withinGame()
+    void searches()
     {
+        QFETCH(QStringList, boxes);
+        QFETCH(QString, phrase);
+        QFETCH(QString, title);
+        QFETCH(QString, message);
+        QFETCH(qint32, hit);
         Desk desk;
-        frmFind *form = desk.open();
-        // The second platform, the PC, comes up first, with its games in name order.
-        auto *cboGame = child<QComboBox>(form, "cboGame");
-        QCOMPARE(std::tuple(child<QComboBox>(form, "cboPlatform")->currentText(), cboGame->itemText(0),
-                            child<QLabel>(form, "Label1")->text()),
-                 std::tuple(QStringLiteral("PC"), QStringLiteral("Maze"), QStringLiteral(" Games: 2")));
-        child(form, "chk1")->click();
-        cboGame->setCurrentIndex(1);
+        QPointer<frmFind> form = desk.open();
+        for (const QString &box : boxes)
+            child(form, qPrintable(box))->click();
         QSignalSpy adds(form, &frmFind::AddSearch);
+        QSignalSpy titles(form, &frmFind::SearchTitle);
         desk.prompts.answerMsgBox(MsgResult::OK);
-        QCOMPARE(search(form, QStringLiteral("Dragon")), QStringList{QStringLiteral("1 item found.")});
-        QCOMPARE(adds.value(0).value(0).toInt(), desk.guide);
+        child<QComboBox>(form, "cboFind")->setEditText(phrase);
+        QTest::keyClick(child<QComboBox>(form, "cboFind"), Qt::Key_Enter);
+        const PromptRecord told = desk.prompts.last();
+        QCOMPARE(std::tuple(titles.value(0).value(0).toString(), message.isEmpty() ? QString() : told.text,
+                            told.icon == MsgIcon::Exclamation, adds.size()),
+                 std::tuple(title, message, message.isEmpty(), qsizetype(hit ? 1 : 0)));
+        // A search that ran closes the window; one that could not stays for another try.
+        QTRY_COMPARE(form.isNull(), !title.isEmpty());
+        if (hit == 1)
+            QCOMPARE(adds.value(0), (QList<QVariant>{desk.guide, QStringLiteral("PC"), QStringLiteral("Quest"),
+                                                     quint8(1), QStringLiteral("Dragon guide"),
+                                                     NodeKey::Game(desk.quest, 1, 18), QStringLiteral("File")}));
+        else if (hit == 2)
+            QCOMPARE(adds.value(0).value(0).toInt(), desk.codes);
+        delete form;
     }
     void phraseList()
     {
