@@ -22,13 +22,10 @@
 #include <QPdfBookmarkModel>
 #include <QPdfDocument>
 #include <QProcess>
-#include <QProgressDialog>
-#include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextCursor>
 #include <QTextDocument>
-#include <QTimer>
 #include <QUrl>
 
 namespace {
@@ -337,28 +334,6 @@ private Q_SLOTS:
         prompts.answerMsgBox(MsgResult::OK);
         exportGame->trigger();
         QVERIFY(prompts.last().text.startsWith(QStringLiteral("The PDF could not be written:\n\"game.pdf\"")));
-
-        // An export cancelled on the way ends without a word; the file is not written.
-        QTextDocument huge;
-        fillNumbered(&huge, 20000);
-        home.addFile(game, 4, QStringLiteral("Huge"), QString::fromLatin1(RtfWriter::FromDocument(huge)));
-        // Listed again, with the new file.
-        QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Genre(1, 1)));
-        QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
-        QFile::remove(pdfPath);
-        QTimer poll;
-        QObject::connect(&poll, &QTimer::timeout, [main = form.get()] {
-            for (QProgressDialog *progress : main->findChildren<QProgressDialog *>()) {
-                if (progress->isVisible() && progress->findChild<QPushButton *>())
-                    progress->findChild<QPushButton *>()->click();
-            }
-        });
-        poll.start(50);
-        prompts.answerSaveFile(pdfPath);
-        const qsizetype shown = prompts.shown().size();
-        exportGame->trigger();
-        QCOMPARE(std::tuple(prompts.shown().size(), QFile::exists(pdfPath), m_opened.size()),
-                 std::tuple(shown + 1, false, qsizetype(1)));
     }
 
     void longTablePrintsEveryRow()
