@@ -62,6 +62,7 @@ struct Program
     ctlTree *tree = nullptr;
     ctlView *view = nullptr;
     ctlDetails *details = nullptr;
+    ListView *bookmarks = nullptr;
     QStringList loading; // the loading chain's events, in order
 
     Program()
@@ -73,6 +74,7 @@ struct Program
         tree = form->findChild<ctlTree *>();
         view = form->findChild<ctlView *>();
         details = form->findChild<ctlDetails *>();
+        bookmarks = details->Bookmarks();
         QObject::connect(details, &ctlDetails::FavoritesLoaded, [this] {
             const bool treeLoaded = !nodeText(QStringLiteral("ROOT")).isEmpty();
             loading << (treeLoaded ? QStringLiteral("favorites after the tree: ") : QStringLiteral("favorites: ")) +
@@ -161,7 +163,6 @@ private Q_SLOTS:
     void bookmarkOfAGoneFile();
     void findAndOpenHit();
     void favorites();
-    void captionFollowsThePage();
     void browserImport();
     void fileImport();
     void emptyLibrary();
@@ -188,7 +189,7 @@ void tst_routing::usersPath()
             program.title().endsWith(QStringLiteral(" - ") + other.value(3).toString()));
 
     // A bookmark of another game shows its file, not that game's first.
-    ListView *bookmarks = program.details->Bookmarks();
+    ListView *bookmarks = program.bookmarks;
     doubleClick(bookmarks, bookmarks->Item(bookmarkKey));
     const QString fileKey = NodeKey::Field(bookmarkKey, 0);
     const QString bookmarkedGame = NodeKey::ParentKey(bookmarkKey);
@@ -228,7 +229,7 @@ void tst_routing::gameMovedAndDeleted()
 {
     // Enter brings the Files tab up; a moved game takes its bookmarks along, and Delete then takes them.
     Program program;
-    ListView *bookmarks = program.details->Bookmarks();
+    ListView *bookmarks = program.bookmarks;
     const QString key = bookmarks->ItemAt(1)->Key();
     const QString game = NodeKey::ParentKey(key);
     program.click(game);
@@ -276,7 +277,7 @@ void tst_routing::platformsWindowReloadsPanes()
 void tst_routing::bookmarkEditedAndMoved()
 {
     Program program;
-    ListView *bookmarks = program.details->Bookmarks();
+    ListView *bookmarks = program.bookmarks;
     const QString key = bookmarks->ItemAt(1)->Key();
     const QString game = NodeKey::ParentKey(key);
 
@@ -313,7 +314,7 @@ void tst_routing::bookmarkOfAGoneFile()
 {
     // A bookmark of a gone file asks: No keeps it, Yes deletes it. A search hit to a gone file only says so.
     Program program;
-    ListView *bookmarks = program.details->Bookmarks();
+    ListView *bookmarks = program.bookmarks;
     const QString gone = program.laterBookmark(); // its game keeps a file
     const QString game = NodeKey::ParentKey(gone);
     QVERIFY(program.exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(*NodeKey::Id(gone, 0))));
@@ -403,12 +404,8 @@ void tst_routing::favorites()
     doubleClick(favorites, favorites->ItemAt(1));
     QCOMPARE(int(program.view->SelectedTab()), 2);
     QTRY_COMPARE(program.view->BrowseURL(), QUrl::fromUserInput(favorites->ItemAt(1)->Tag().toString()).toString());
-}
 
-void tst_routing::captionFollowsThePage()
-{
     // The window's caption follows the page only while the browser tab is shown.
-    Program program;
     LocalWebServer server;
     server.addPage(QStringLiteral("/some"), "<html><head><title>Some Page</title></head><body>1</body></html>");
     server.addPage(QStringLiteral("/other"), "<html><head><title>Other Page</title></head><body>2</body></html>");
