@@ -12,12 +12,10 @@
 #include "view/ctlView.h"
 
 #include <QAction>
-#include <QApplication>
 #include <QDir>
 #include <QFile>
 #include <QTest>
 #include <QTextEdit>
-#include <QTimer>
 
 namespace {
 

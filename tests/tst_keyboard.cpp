@@ -21,7 +21,6 @@
 
 #include <QAbstractButton>
 #include <QAbstractItemView>
-#include <QAction>
 #include <QApplication>
 #include <QComboBox>
 #include <QLabel>

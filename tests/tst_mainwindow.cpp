@@ -23,8 +23,6 @@
 #include <QPointer>
 #include <QSqlQuery>
 #include <QTest>
-#include <QTextEdit>
-#include <QTimer>
 
 namespace {
 
