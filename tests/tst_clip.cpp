@@ -160,6 +160,10 @@ void tst_clip::badFiles()
     }
     QVERIFY(prompts.last().text.contains(QStringLiteral("50")));
     QVERIFY(readFile(home.file(QStringLiteral("error.log"))).contains("Source = Open Clip"));
+    // Still empty: nothing to print.
+    prompts.answerMsgBox(MsgResult::OK);
+    form.mnuFilePrint_Click();
+    QCOMPARE(prompts.last().text, QStringLiteral("There is nothing to print."));
 }
 
 // Inputs that once broke the reader read as whole characters with LF ends, and the same after a save.
@@ -185,13 +189,6 @@ void tst_clip::print()
 {
     TestHome home;
     ScriptedPrompts prompts;
-    {
-        frmClip empty;
-        empty.Form_Load();
-        prompts.answerMsgBox(MsgResult::OK);
-        empty.mnuFilePrint_Click();
-        QCOMPARE(prompts.last().text, QStringLiteral("There is nothing to print."));
-    }
     ErrObject err;
     QVERIFY(ClipFile::Append(heading, QStringLiteral("A passage worth keeping."), &err));
     frmClip form;

@@ -61,8 +61,7 @@ private Q_SLOTS:
     }
     void pagesAreWholeAndInstalledOnce();
     void tipOfTheDay();
-    void aboutNamesWhatIsLoaded();
-    void helpWindowAndSearch();
+    void helpWindowSearchAndAbout();
     void checkForUpdates();
 };
 
@@ -172,26 +171,7 @@ void tst_help::tipOfTheDay()
     }
 }
 
-void tst_help::aboutNamesWhatIsLoaded()
-{
-    // About names the version, the libraries actually loaded, and shows the logo.
-    Started started;
-    QString version, libraries;
-    bool logo = false;
-    QTimer::singleShot(0, [&] {
-        if (auto *about = qobject_cast<frmAbout *>(QApplication::activeModalWidget())) {
-            std::tie(version, libraries, logo) =
-                std::tuple(about->lblVersion->text(), about->lblLibraries->text(), !about->picIcon->pixmap().isNull());
-            about->cmdOK->click();
-        }
-    });
-    started.form->Menu().mnuHelpAbout->trigger();
-    QCOMPARE(std::tuple(version, libraries.contains(QString::fromLatin1(qVersion())),
-                        libraries.contains(modADO::SqliteVersion()), logo),
-             std::tuple(QStringLiteral("Version 1.1.0"), true, true, true));
-}
-
-void tst_help::helpWindowAndSearch()
+void tst_help::helpWindowSearchAndAbout()
 {
     // The help stays open beside the main window, on its contents.
     Started started;
@@ -220,6 +200,21 @@ void tst_help::helpWindowAndSearch()
     // Online Support is the help's own page.
     menu.mnuLKSupport->trigger();
     QCOMPARE(help->CurrentPage(), HelpPages::SupportPage);
+
+    // About names the version, the libraries actually loaded, and shows the logo.
+    QString version, libraries;
+    bool logo = false;
+    QTimer::singleShot(0, [&] {
+        if (auto *about = qobject_cast<frmAbout *>(QApplication::activeModalWidget())) {
+            std::tie(version, libraries, logo) =
+                std::tuple(about->lblVersion->text(), about->lblLibraries->text(), !about->picIcon->pixmap().isNull());
+            about->cmdOK->click();
+        }
+    });
+    menu.mnuHelpAbout->trigger();
+    QCOMPARE(std::tuple(version, libraries.contains(QString::fromLatin1(qVersion())),
+                        libraries.contains(modADO::SqliteVersion()), logo),
+             std::tuple(QStringLiteral("Version 1.1.0"), true, true, true));
 
     // Without its pages the help says so, titled with the window's caption.
     QVERIFY(QDir(HelpPages::Folder(started.home.path())).removeRecursively());
