@@ -108,11 +108,10 @@ class tst_details : public QObject
 private Q_SLOTS:
     void init() { clearSettings(); }
     void columnsTabsAndWidths();
-    void loadingChain();
     void bookmarkedAndEditedFiles();
     void renamedAndMovedGames();
     void storeFailuresDeleteAndOpen();
-    void favorites();
+    void loadingAndFavorites();
     void searchResults();
 };
 
@@ -180,33 +179,6 @@ void tst_details::columnsTabsAndWidths()
     QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, {header->sectionViewportPosition(2) + 5, 5});
     QCOMPARE(std::tuple(desk.bookmarks->SortKey(), desk.bookmarks->ItemAt(1)->SubItem(2)),
              std::tuple(2, QString("Quest")));
-}
-
-void tst_details::loadingChain()
-{
-    Desk desk;
-    QStringList order;
-    QObject::connect(&desk.details, &ctlDetails::FavoritesLoaded, [&] { order << QStringLiteral("favorites"); });
-    QObject::connect(&desk.details, &ctlDetails::BookmarksLoaded, [&] { order << QStringLiteral("bookmarks"); });
-
-    // An empty favorites table still loads the bookmarks, of the loaded platforms only; P_1 is not P_12.
-    desk.details.LoadFavorites(QStringLiteral("|P_18|P_1"));
-    QCOMPARE(order, (QStringList{QStringLiteral("favorites"), QStringLiteral("bookmarks")}));
-    QCOMPARE(desk.keys(desk.bookmarks),
-             (QStringList{QStringLiteral("K_10|") + desk.quest, QStringLiteral("K_11|") + desk.quest,
-                          QStringLiteral("K_20|") + desk.racer}));
-    const ListItem *laps = desk.bookmarks->ItemAt(3);
-    QCOMPARE(std::tuple(desk.columns(laps), laps->Tag().toInt()),
-             std::tuple(QString("Laps|Review|Racer|Driving|Nintendo Entertainment System").split('|'), desk.laps));
-
-    // A second row for the same file is listed once; no platforms list nothing; Reset empties all.
-    desk.mark(QStringLiteral("K_30|") + desk.puzzler, QStringLiteral("Again"), 6, QStringLiteral("Puzzler"), 4,
-              "Master System");
-    desk.details.LoadBookmarks(QStringLiteral("|P_12"));
-    QCOMPARE(std::tuple(desk.keys(desk.bookmarks), desk.bookmarks->ItemAt(1)->Text()),
-             std::tuple(QStringList{QStringLiteral("K_30|") + desk.puzzler}, QString("Tiles")));
-    desk.details.LoadBookmarks(QString());
-    QCOMPARE(std::tuple(desk.bookmarks->Count(), order.size()), std::tuple(0, qsizetype(4)));
 }
 
 void tst_details::bookmarkedAndEditedFiles()
@@ -324,9 +296,33 @@ void tst_details::storeFailuresDeleteAndOpen()
              std::tuple(0, 0, 3));
 }
 
-void tst_details::favorites()
+void tst_details::loadingAndFavorites()
 {
     Desk desk;
+    QStringList order;
+    QObject::connect(&desk.details, &ctlDetails::FavoritesLoaded, [&] { order << QStringLiteral("favorites"); });
+    QObject::connect(&desk.details, &ctlDetails::BookmarksLoaded, [&] { order << QStringLiteral("bookmarks"); });
+
+    // An empty favorites table still loads the bookmarks, of the loaded platforms only; P_1 is not P_12.
+    desk.details.LoadFavorites(QStringLiteral("|P_18|P_1"));
+    QCOMPARE(order, (QStringList{QStringLiteral("favorites"), QStringLiteral("bookmarks")}));
+    QCOMPARE(desk.keys(desk.bookmarks),
+             (QStringList{QStringLiteral("K_10|") + desk.quest, QStringLiteral("K_11|") + desk.quest,
+                          QStringLiteral("K_20|") + desk.racer}));
+    const ListItem *laps = desk.bookmarks->ItemAt(3);
+    QCOMPARE(std::tuple(desk.columns(laps), laps->Tag().toInt()),
+             std::tuple(QString("Laps|Review|Racer|Driving|Nintendo Entertainment System").split('|'), desk.laps));
+
+    // A second row for the same file is listed once; no platforms list nothing; Reset empties all.
+    desk.mark(QStringLiteral("K_30|") + desk.puzzler, QStringLiteral("Again"), 6, QStringLiteral("Puzzler"), 4,
+              "Master System");
+    desk.details.LoadBookmarks(QStringLiteral("|P_12"));
+    QCOMPARE(std::tuple(desk.keys(desk.bookmarks), desk.bookmarks->ItemAt(1)->Text()),
+             std::tuple(QStringList{QStringLiteral("K_30|") + desk.puzzler}, QString("Tiles")));
+    desk.details.LoadBookmarks(QString());
+    QCOMPARE(std::tuple(desk.bookmarks->Count(), order.size()), std::tuple(0, qsizetype(4)));
+
+    // Favorites listed; a listed address is shown to the user; another letter case is another address.
     ListView *list = desk.details.Favorites();
     qint32 id = 0;
     ErrObject err;
@@ -338,8 +334,6 @@ void tst_details::favorites()
     desk.details.LoadFavorites(QStringLiteral("|P_18"));
     QCOMPARE(std::tuple(desk.keys(list), list->ItemAt(1)->SubItem(1), desk.bookmarks->Count()),
              std::tuple(QStringList{QStringLiteral("K_%1").arg(id)}, QString("A"), 2));
-
-    // A listed address is shown to the user; another letter case is another address.
     QVERIFY(!desk.details.FavoriteCheck(QStringLiteral("https://A.example/")));
     desk.prompts.answerMsgBox(MsgResult::OK);
     QVERIFY(desk.details.FavoriteCheck(QStringLiteral("https://a.example/")));
