@@ -30,22 +30,6 @@ TipOfTheDay *tipWindow(QWidget *form)
     return form->findChild<TipOfTheDay *>();
 }
 
-// The main window on a home with its help pages and logo.
-struct Started
-{
-    TestHome home;
-    ScriptedPrompts prompts;
-    std::unique_ptr<frmMain> form;
-
-    Started()
-    {
-        ErrObject err;
-        QVERIFY(HelpPages::Install(home.path(), &err));
-        QVERIFY(QFile::copy(QStringLiteral(":/bundle/logo.gif"), home.file(QStringLiteral("logo.gif"))));
-        form = startMainWindow();
-    }
-};
-
 } // namespace
 
 class tst_help final : public QObject
@@ -61,8 +45,7 @@ private Q_SLOTS:
     }
     void pagesAreWholeAndInstalledOnce();
     void tipOfTheDay();
-    void helpWindowSearchAndAbout();
-    void checkForUpdates();
+    void helpMenu();
 };
 
 void tst_help::pagesAreWholeAndInstalledOnce()
@@ -171,12 +154,16 @@ void tst_help::tipOfTheDay()
     }
 }
 
-void tst_help::helpWindowSearchAndAbout()
+void tst_help::helpMenu()
 {
     // The help stays open beside the main window, on its contents.
-    Started started;
-    const MainMenu &menu = started.form->Menu();
-    ScriptedPrompts &prompts = started.prompts;
+    TestHome home;
+    ScriptedPrompts prompts;
+    ErrObject err;
+    QVERIFY(HelpPages::Install(home.path(), &err));
+    QVERIFY(QFile::copy(QStringLiteral(":/bundle/logo.gif"), home.file(QStringLiteral("logo.gif"))));
+    auto form = startMainWindow();
+    const MainMenu &menu = form->Menu();
     menu.mnuHelpContents->trigger();
     HelpViewer *help = HelpViewer::Current();
     QVERIFY(help && help->isVisible() && help->ContentsList()->topLevelItemCount() > 0 &&
@@ -216,21 +203,7 @@ void tst_help::helpWindowSearchAndAbout()
                         libraries.contains(modADO::SqliteVersion()), logo),
              std::tuple(QStringLiteral("Version 1.1.0"), true, true, true));
 
-    // Without its pages the help says so, titled with the window's caption.
-    QVERIFY(QDir(HelpPages::Folder(started.home.path())).removeRecursively());
-    prompts.answerMsgBox(MsgResult::OK);
-    menu.mnuHelpContents->trigger();
-    QCOMPARE(std::pair(prompts.last().text.contains(QStringLiteral("missing")), prompts.last().title),
-             std::pair(true, started.form->windowTitle()));
-}
-
-void tst_help::checkForUpdates()
-{
     // Without the updater the user is told and nothing is handed over.
-    Started started;
-    const MainMenu &menu = started.form->Menu();
-    ScriptedPrompts &prompts = started.prompts;
-    TestHome &home = started.home;
     const QString handOver = home.file(QStringLiteral("~udtmp.tmp"));
     prompts.answerMsgBox(MsgResult::OK);
     menu.mnuHelpUpdate->trigger();
@@ -257,6 +230,13 @@ void tst_help::checkForUpdates()
     menu.mnuHelpUpdate->trigger();
     PackageInstall::SetListFile(QString());
     QVERIFY(prompts.last().text.contains(QStringLiteral("Debian package")) && !QFile::exists(handOver));
+
+    // Without its pages the help says so, titled with the window's caption.
+    QVERIFY(QDir(HelpPages::Folder(home.path())).removeRecursively());
+    prompts.answerMsgBox(MsgResult::OK);
+    menu.mnuHelpContents->trigger();
+    QCOMPARE(std::pair(prompts.last().text.contains(QStringLiteral("missing")), prompts.last().title),
+             std::pair(true, form->windowTitle()));
 }
 
 QTEST_MAIN(tst_help)
