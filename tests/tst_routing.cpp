@@ -159,8 +159,7 @@ private Q_SLOTS:
     void usersPath();
     void gameMovedAndDeleted();
     void platformsWindowReloadsPanes();
-    void bookmarkEditedAndMoved();
-    void bookmarkOfAGoneFile();
+    void bookmarksFollowFiles();
     void findAndOpenHit();
     void favorites();
     void browserImport();
@@ -270,10 +269,32 @@ void tst_routing::platformsWindowReloadsPanes()
     QTRY_VERIFY(!window);
 }
 
-void tst_routing::bookmarkEditedAndMoved()
+void tst_routing::bookmarksFollowFiles()
 {
+    // A bookmark of a gone file asks: No keeps it, Yes deletes it. A search hit to a gone file only says so.
     Program program;
     ListView *bookmarks = program.bookmarks;
+    const QString gone = program.laterBookmark(); // its game keeps a file
+    const QString goneGame = NodeKey::ParentKey(gone);
+    QVERIFY(program.exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(*NodeKey::Id(gone, 0))));
+    program.prompts.answerMsgBox(MsgResult::No);
+    doubleClick(bookmarks, bookmarks->Item(gone));
+    QVERIFY(program.prompts.last().buttons == MsgButtons::YesNo && bookmarks->Item(gone));
+    // Asked again once the user has been elsewhere (the file view does not ask twice in a row).
+    program.click(NodeKey::ParentKey(goneGame));
+    program.prompts.answerMsgBox(MsgResult::Yes);
+    bookmarks->Select(bookmarks->Item(gone));
+    QTest::keyClick(bookmarks->ActiveView(), Qt::Key_Return);
+    QVERIFY(!bookmarks->Item(gone));
+    const int left = bookmarks->Count();
+    program.prompts.answerMsgBox(MsgResult::OK);
+    program.details->AddSearch(*NodeKey::Id(gone, 0), QStringLiteral("PC"), QStringLiteral("Gone"), 1,
+                               QStringLiteral("Gone"), goneGame, QString());
+    program.click(NodeKey::ParentKey(goneGame));
+    program.details->SelectTab(ctlDetails::Tab::SearchResults);
+    doubleClick(program.details->SearchResults(), program.details->SearchResults()->ItemAt(1));
+    QCOMPARE(std::tuple(program.prompts.last().buttons, bookmarks->Count()), std::tuple(MsgButtons::OK, left));
+
     const QString key = bookmarks->ItemAt(1)->Key();
     const QString game = NodeKey::ParentKey(key);
 
@@ -304,33 +325,6 @@ void tst_routing::bookmarkEditedAndMoved()
     QVERIFY(bookmarks->Item(movedKey));
     QCOMPARE(std::pair(bookmarks->Item(movedKey)->SubItem(2), program.tree->GameName(otherGame)),
              std::pair(QStringLiteral("Brand New"), QStringLiteral("Brand New")));
-}
-
-void tst_routing::bookmarkOfAGoneFile()
-{
-    // A bookmark of a gone file asks: No keeps it, Yes deletes it. A search hit to a gone file only says so.
-    Program program;
-    ListView *bookmarks = program.bookmarks;
-    const QString gone = program.laterBookmark(); // its game keeps a file
-    const QString game = NodeKey::ParentKey(gone);
-    QVERIFY(program.exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(*NodeKey::Id(gone, 0))));
-    program.prompts.answerMsgBox(MsgResult::No);
-    doubleClick(bookmarks, bookmarks->Item(gone));
-    QVERIFY(program.prompts.last().buttons == MsgButtons::YesNo && bookmarks->Item(gone));
-    // Asked again once the user has been elsewhere (the file view does not ask twice in a row).
-    program.click(NodeKey::ParentKey(game));
-    program.prompts.answerMsgBox(MsgResult::Yes);
-    bookmarks->Select(bookmarks->Item(gone));
-    QTest::keyClick(bookmarks->ActiveView(), Qt::Key_Return);
-    QVERIFY(!bookmarks->Item(gone));
-    const int left = bookmarks->Count();
-    program.prompts.answerMsgBox(MsgResult::OK);
-    program.details->AddSearch(*NodeKey::Id(gone, 0), QStringLiteral("PC"), QStringLiteral("Gone"), 1,
-                               QStringLiteral("Gone"), game, QString());
-    program.click(NodeKey::ParentKey(game));
-    program.details->SelectTab(ctlDetails::Tab::SearchResults);
-    doubleClick(program.details->SearchResults(), program.details->SearchResults()->ItemAt(1));
-    QCOMPARE(std::tuple(program.prompts.last().buttons, bookmarks->Count()), std::tuple(MsgButtons::OK, left));
 }
 
 void tst_routing::findAndOpenHit()
