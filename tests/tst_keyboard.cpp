@@ -91,12 +91,11 @@ class tst_keyboard final : public QObject
 
 private Q_SLOTS:
     void init() { clearSettings(); }
-    void tabAndF6ReachEveryPane();
-    void listsAndEditorFromKeys();
+    void mainWindowByKeys();
     void windowsOpenReadyForKeys();
 };
 
-void tst_keyboard::tabAndF6ReachEveryPane()
+void tst_keyboard::mainWindowByKeys()
 {
     Kart kart;
     frmMain *form = kart.form.get();
@@ -129,20 +128,25 @@ void tst_keyboard::tabAndF6ReachEveryPane()
     };
     QCOMPARE(stops(tree, Qt::NoModifier), (QList<QWidget *>{files, bookmarks, tree}));
     QCOMPARE(stops(tree, Qt::ShiftModifier), (QList<QWidget *>{bookmarks, files, tree}));
-    form->Menu().mnuViewLeft->trigger();
+
+    // Shift+F10 (or the Menu key) brings up the file's menu, as a right click does.
+    for (const auto &[list, menu] :
+         {std::pair<QWidget *, const char *>(view->FileList()->ActiveView(), "mnuFile"),
+          std::pair(form->findChild<QWidget *>(QStringLiteral("tvwFiles")), "mnuHiddenGame")}) {
+        QTest::keyClick(list, Qt::Key_F10, Qt::ShiftModifier);
+        QTRY_VERIFY(QApplication::activePopupWidget());
+        QCOMPARE(QApplication::activePopupWidget()->objectName(), QLatin1String(menu));
+        QApplication::activePopupWidget()->close();
+        QTRY_VERIFY(!QApplication::activePopupWidget());
+    }
+
+    form->Menu().mnuViewLeft->trigger(); // a hidden pane is passed over
     QCOMPARE(stops(files, Qt::NoModifier), (QList<QWidget *>{bookmarks, files, bookmarks}));
     // On the browser tab the view's stop is the address line.
     view->SelectTab(ctlView::Tab::Browser);
     bookmarks->setFocus();
     press(Qt::Key_F6);
     QVERIFY(form->findChild<QComboBox *>(QStringLiteral("cboURL"))->hasFocus());
-}
-
-void tst_keyboard::listsAndEditorFromKeys()
-{
-    Kart kart;
-    frmMain *form = kart.form.get();
-    auto *view = form->findChild<ctlView *>();
 
     // In a file being written Tab is a character; Ctrl+Tab and Ctrl+Shift+Tab move on.
     auto *editor = new FileViewer(form);
@@ -162,17 +166,6 @@ void tst_keyboard::listsAndEditorFromKeys()
              std::pair(editor->findChild<QWidget *>(QStringLiteral("txtSource")), QStringLiteral("\t")));
     kart.prompts.answerMsgBox(MsgResult::No);
     editor->close();
-
-    // Shift+F10 (or the Menu key) brings up the file's menu, as a right click does.
-    for (const auto &[list, menu] :
-         {std::pair<QWidget *, const char *>(view->FileList()->ActiveView(), "mnuFile"),
-          std::pair(form->findChild<QWidget *>(QStringLiteral("tvwFiles")), "mnuHiddenGame")}) {
-        QTest::keyClick(list, Qt::Key_F10, Qt::ShiftModifier);
-        QTRY_VERIFY(QApplication::activePopupWidget());
-        QCOMPARE(QApplication::activePopupWidget()->objectName(), QLatin1String(menu));
-        QApplication::activePopupWidget()->close();
-        QTRY_VERIFY(!QApplication::activePopupWidget());
-    }
 }
 
 void tst_keyboard::windowsOpenReadyForKeys()
