@@ -203,7 +203,7 @@ private Q_SLOTS:
         }
     }
 
-    void printFromTheMainWindow()
+    void printAndExportFromTheMainWindow()
     {
         // Longer than the viewer reads at once: printed from the store's text.
         TestHome home;
@@ -213,6 +213,15 @@ private Q_SLOTS:
         const QString rtf = QString::fromLatin1(RtfWriter::FromDocument(text));
         QVERIFY(rtf.size() > RichTextLoader::threadedLength);
         home.addFile(game, 1, QStringLiteral("Atlas"), rtf);
+        const qint32 sol = home.addGame(1, 1, QStringLiteral("Sol Aurum"));
+        QTextDocument longText;
+        fillNumbered(&longText, 80);
+        home.addFile(sol, 1, QStringLiteral("Guide"), QString::fromLatin1(RtfWriter::FromDocument(longText)));
+        QTextDocument linked;
+        linked.setHtml(QStringLiteral("<p>See <a href=\"http://127.0.0.1/cheats\">the cheats page</a>.</p>"));
+        home.addFile(sol, 2, QStringLiteral("Codes"), QString::fromLatin1(RtfWriter::FromDocument(linked)));
+        home.addFile(sol, 3, QStringLiteral("Review"),
+                     QString::fromLatin1(RtfWriter::FromPlainText(QStringLiteral("Fine."))));
         ScriptedPrompts prompts;
         auto form = startMainWindow();
         const QString pdfPath = home.file(QStringLiteral("print.pdf"));
@@ -274,35 +283,22 @@ private Q_SLOTS:
         // Away from the game, no file is shown to print.
         QVERIFY(clickNode(tree, NodeKey::Genre(1, 1)));
         QVERIFY(!printable());
-    }
 
-    void exportGameToPdf()
-    {
-        TestHome home;
-        const qint32 game = home.addGame(1, 1, QStringLiteral("Sol Aurum"));
-        QTextDocument longText;
-        fillNumbered(&longText, 80);
-        home.addFile(game, 1, QStringLiteral("Guide"), QString::fromLatin1(RtfWriter::FromDocument(longText)));
-        QTextDocument linked;
-        linked.setHtml(QStringLiteral("<p>See <a href=\"http://127.0.0.1/cheats\">the cheats page</a>.</p>"));
-        home.addFile(game, 2, QStringLiteral("Codes"), QString::fromLatin1(RtfWriter::FromDocument(linked)));
-        home.addFile(game, 3, QStringLiteral("Review"),
-                     QString::fromLatin1(RtfWriter::FromPlainText(QStringLiteral("Fine."))));
-        ScriptedPrompts prompts;
-        auto form = startMainWindow();
-        const QString pdfPath = home.file(QStringLiteral("game.pdf"));
-        prompts.answerSaveFile(pdfPath);
+        // A game exported to PDF: a contents page, an outline and the files' links.
+        const QString gamePdf = home.file(QStringLiteral("game.pdf"));
+        const qsizetype asked = prompts.shown().size();
+        prompts.answerSaveFile(gamePdf);
         prompts.answerChoice(QStringLiteral("Open PDF"));
-        QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
+        QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(sol, 1, 1)));
         QAction *exportGame = form->findChild<ctlTree *>()->findChild<QAction *>(QStringLiteral("mnuHiddenExport"));
         exportGame->trigger();
-        QCOMPARE(prompts.shown().at(0).options.FileName, QStringLiteral("Sol Aurum.pdf"));
+        QCOMPARE(prompts.shown().at(asked).options.FileName, QStringLiteral("Sol Aurum.pdf"));
         // The export says where it went, and offers to open the PDF.
         QCOMPARE(std::tuple(prompts.last().kind, prompts.last().text, m_opened),
-                 std::tuple(PromptRecord::Choice, QString(QStringLiteral("Exported to ") + pdfPath),
-                            QList<QUrl>{QUrl::fromLocalFile(pdfPath)}));
+                 std::tuple(PromptRecord::Choice, QString(QStringLiteral("Exported to ") + gamePdf),
+                            QList<QUrl>{QUrl::fromLocalFile(gamePdf)}));
 
-        Pdf out(pdfPath);
+        Pdf out(gamePdf);
         // Each file listed with the page it starts on under its header; every page numbered in the final order.
         for (int page = 0; page < out.pages(); ++page)
             body(out.text(page), page + 1, out.pages());
@@ -327,7 +323,7 @@ private Q_SLOTS:
         QCOMPARE(entries, QStringList({QStringLiteral("Contents"), QStringLiteral("Guide"), QStringLiteral("Codes"),
                                        QStringLiteral("Review")}));
         // Links in the files stay links.
-        QVERIFY(readFile(pdfPath).contains("/URI (http://127.0.0.1/cheats)"));
+        QVERIFY(readFile(gamePdf).contains("/URI (http://127.0.0.1/cheats)"));
 
         // A folder that cannot be written to is said before any work is done.
         prompts.answerSaveFile(home.file(QStringLiteral("no/such/folder/game.pdf")));
