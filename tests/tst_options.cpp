@@ -44,7 +44,6 @@ class tst_options final : public QObject
 private Q_SLOTS:
     void init() { clearSettings(); }
     void loadOkAndCancel();
-    void okAppliesListStyle();
     void everyKeyIsReadWithItsDefault();
 };
 
@@ -93,22 +92,6 @@ void tst_options::loadOkAndCancel()
     }
 }
 
-void tst_options::okAppliesListStyle()
-{
-    TestHome home;
-    ScriptedPrompts prompts;
-    auto form = startMainWindow();
-    ListView *list = form->findChild<ctlView *>()->FileList();
-    QCOMPARE(list->View(), 3);
-    whenModal("frmOptions", [](QDialog *dialog) {
-        auto *options = static_cast<frmOptions *>(dialog);
-        options->optView0->setChecked(true);
-        options->cmdOK->click();
-    });
-    form->Menu().mnuToolsOptions->trigger();
-    QCOMPARE(std::pair(GetSetting(SettingKeys::FileView), list->View()), std::pair(QStringLiteral("0"), 0));
-}
-
 void tst_options::everyKeyIsReadWithItsDefault()
 {
     // Every key of the table is read somewhere, with the table's default where it has one.
@@ -144,6 +127,14 @@ void tst_options::everyKeyIsReadWithItsDefault()
         form->Menu().mnuFileRestore->trigger();
         prompts.answerOpenFiles(std::nullopt);
         form->Menu().mnuFileImport->trigger();
+        // OK in Tools > Options applies the list style at once.
+        whenModal("frmOptions", [](QDialog *dialog) {
+            static_cast<frmOptions *>(dialog)->optView0->setChecked(true);
+            static_cast<frmOptions *>(dialog)->cmdOK->click();
+        });
+        form->Menu().mnuToolsOptions->trigger();
+        QCOMPARE(std::pair(GetSetting(SettingKeys::FileView), view->FileList()->View()),
+                 std::pair(QStringLiteral("0"), 0));
         form->close();
     }
     ObserveSettingReads({});
