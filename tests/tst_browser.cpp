@@ -101,8 +101,7 @@ private Q_SLOTS:
     void initTestCase();
     void init() { clearSettings(); }
     void startPage();
-    void pageHistoryAndImport();
-    void popups();
+    void pageHistoryImportAndPopups();
     void pageReachesNoFiles();
     void fileRequestRule();
     void addressReading();
@@ -179,7 +178,7 @@ void tst_browser::startPage()
     QVERIFY(readFile(pane.home.file(QStringLiteral("error.log"))).contains("InitBrowse"));
 }
 
-void tst_browser::pageHistoryAndImport()
+void tst_browser::pageHistoryImportAndPopups()
 {
     Pane pane;
     pane.view.InitView();
@@ -218,13 +217,9 @@ void tst_browser::pageHistoryAndImport()
     QVERIFY(readFile(pane.home.file(QStringLiteral("error.log"))).contains("/blank"));
     QVERIFY(pane.load([&] { pane.button("Home")->trigger(); }));
     QCOMPARE(pane.view.BrowseURL(), QStringLiteral("Start Page"));
-}
 
-void tst_browser::popups()
-{
-    Pane pane;
+    // Pop-ups: blocked at first, allowed by the switch.
     ScriptedPrompts prompts;
-    pane.view.InitView();
     auto *check = pane.browser->findChild<QCheckBox *>(QStringLiteral("chkPopup"));
     const auto popupWindows = [] {
         const QWidgetList windows = QApplication::topLevelWidgets();
