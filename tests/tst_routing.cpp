@@ -160,7 +160,6 @@ private Q_SLOTS:
     void gameMovedAndDeleted();
     void platformsWindowReloadsPanes();
     void bookmarksFollowFiles();
-    void findAndOpenHit();
     void favorites();
     void browserImport();
     void fileImport();
@@ -199,6 +198,33 @@ void tst_routing::usersPath()
             program.title().endsWith(QStringLiteral(" - Renamed Quest")) &&
             program.view->findChild<QLabel *>(QStringLiteral("lblFiles"))->text().startsWith(" Renamed Quest: "));
     QCOMPARE(bookmarks->Item(bookmarkKey)->SubItem(2), QStringLiteral("Renamed Quest"));
+
+    // A file that is not its game's first, with a word nothing else holds, twice in its text.
+    const qint32 fileId = *NodeKey::Id(bookmarkKey, 0);
+    QVERIFY(program.exec(QStringLiteral("UPDATE file SET sub_cat = 1, txt_rtf = '{\\rtf1\\ansi A Wyvernquill, then "
+                                        "wyvernquill and Wyvernquill.}' WHERE auto_id = %1")
+                             .arg(fileId)));
+
+    // Edit > Find opens one window, however often it is chosen; its hit is found from another game.
+    program.click(gameKey);
+    program.form->Menu().mnuSearchLorekeep->trigger();
+    program.form->Menu().mnuSearchLorekeep->trigger();
+    QCOMPARE(program.form->findChildren<frmFind *>().size(), 1);
+    auto *form = program.form->findChild<frmFind *>();
+    form->findChild<QComboBox *>()->setEditText(QStringLiteral("Wyvernquill"));
+    program.prompts.answerMsgBox(MsgResult::OK);
+    form->findChild<QPushButton *>(QStringLiteral("cmdFind"))->click();
+    ListView *results = program.details->SearchResults();
+    QCOMPARE(std::tuple(int(program.details->SelectedTab()), results->Count()), std::tuple(3, 1));
+
+    // The hit opens selected with the phrase marked, in its case only; another file shown loses the marks.
+    doubleClick(results, results->ItemAt(1));
+    const QList<QTextEdit::ExtraSelection> marks = program.view->Viewer()->extraSelections();
+    QCOMPARE(std::tuple(program.view->CurrentFileKey(), program.view->FileList()->SelectedItem()->Key(), marks.size(),
+                        marks.value(1).cursor.selectedText()),
+             std::tuple(NodeKey::File(fileId), NodeKey::File(fileId), qsizetype(2), QStringLiteral("Wyvernquill")));
+    program.view->SelectFile(program.view->FileList()->ItemAt(1)->Key());
+    QVERIFY(program.view->Viewer()->extraSelections().isEmpty());
 
     // Another store: an unsaved file window is asked about first, Cancel keeps the store; then all reload.
     const QString second = program.dir.filePath(QStringLiteral("second.lkb"));
@@ -325,37 +351,6 @@ void tst_routing::bookmarksFollowFiles()
     QVERIFY(bookmarks->Item(movedKey));
     QCOMPARE(std::pair(bookmarks->Item(movedKey)->SubItem(2), program.tree->GameName(otherGame)),
              std::pair(QStringLiteral("Brand New"), QStringLiteral("Brand New")));
-}
-
-void tst_routing::findAndOpenHit()
-{
-    Program program;
-    // A file that is not its game's first, with a word nothing else holds, twice in its text.
-    const QString key = program.laterBookmark();
-    const qint32 fileId = *NodeKey::Id(key, 0);
-    QVERIFY(program.exec(QStringLiteral("UPDATE file SET sub_cat = 1, txt_rtf = '{\\rtf1\\ansi A Wyvernquill, then "
-                                        "wyvernquill and Wyvernquill.}' WHERE auto_id = %1")
-                             .arg(fileId)));
-
-    // Edit > Find opens one window, however often it is chosen.
-    program.form->Menu().mnuSearchLorekeep->trigger();
-    program.form->Menu().mnuSearchLorekeep->trigger();
-    QCOMPARE(program.form->findChildren<frmFind *>().size(), 1);
-    auto *form = program.form->findChild<frmFind *>();
-    form->findChild<QComboBox *>()->setEditText(QStringLiteral("Wyvernquill"));
-    program.prompts.answerMsgBox(MsgResult::OK);
-    form->findChild<QPushButton *>(QStringLiteral("cmdFind"))->click();
-    ListView *results = program.details->SearchResults();
-    QCOMPARE(std::tuple(int(program.details->SelectedTab()), results->Count()), std::tuple(3, 1));
-
-    // The hit opens selected with the phrase marked, in its case only; another file shown loses the marks.
-    doubleClick(results, results->ItemAt(1));
-    const QList<QTextEdit::ExtraSelection> marks = program.view->Viewer()->extraSelections();
-    QCOMPARE(std::tuple(program.view->CurrentFileKey(), program.view->FileList()->SelectedItem()->Key(), marks.size(),
-                        marks.value(1).cursor.selectedText()),
-             std::tuple(NodeKey::File(fileId), NodeKey::File(fileId), qsizetype(2), QStringLiteral("Wyvernquill")));
-    program.view->SelectFile(program.view->FileList()->ItemAt(1)->Key());
-    QVERIFY(program.view->Viewer()->extraSelections().isEmpty());
 }
 
 void tst_routing::favorites()
