@@ -157,12 +157,10 @@ class tst_routing final : public QObject
 private Q_SLOTS:
     void init() { clearSettings(); }
     void usersPath();
-    void gameMovedAndDeleted();
-    void platformsWindowReloadsPanes();
+    void platformsAndGames();
     void bookmarksFollowFiles();
     void favorites();
-    void browserImport();
-    void fileImport();
+    void imports();
     void emptyLibrary();
 };
 
@@ -246,10 +244,27 @@ void tst_routing::usersPath()
              std::tuple(2, program.count(QStringLiteral("SELECT count(*) FROM bookmarks"))));
 }
 
-void tst_routing::gameMovedAndDeleted()
+void tst_routing::platformsAndGames()
 {
-    // Enter brings the Files tab up; a moved game takes its bookmarks along, and Delete then takes them.
     Program program;
+    // Edit > Platforms and Remove Platform share one window, on that platform; a change reloads every pane.
+    program.form->Menu().mnuMaintPlatforms->trigger();
+    const QString platform = NodeKey::Field(program.game(3), 2);
+    program.click(platform);
+    program.tree->findChild<QAction *>(QStringLiteral("mnuHiddenPlatformRemove"))->trigger();
+    const QList<PlatformMaintenance *> windows = program.form->findChildren<PlatformMaintenance *>();
+    QVERIFY(windows.size() == 1 && windows.first()->isVisible());
+    const QTreeWidgetItem *current = windows.first()->findChild<QTreeWidget *>()->currentItem();
+    QVERIFY(current && NodeKey::Platform(quint8(current->data(0, Qt::UserRole).toUInt())) == platform);
+    QPointer<PlatformMaintenance> window = windows.first();
+    program.loading.clear();
+    program.prompts.answerMsgBox(MsgResult::Yes);
+    window->findChild<QPushButton *>(QStringLiteral("cmdRemove"))->click();
+    QTRY_COMPARE(program.loading.size(), 2);
+    window->close();
+    QTRY_VERIFY(!window);
+
+    // Enter brings the Files tab up; a moved game takes its bookmarks along, and Delete then takes them.
     ListView *bookmarks = program.bookmarks;
     const QString key = bookmarks->ItemAt(1)->Key();
     const QString game = NodeKey::ParentKey(key);
@@ -272,27 +287,6 @@ void tst_routing::gameMovedAndDeleted()
     QTest::keyClick(program.treeView(), Qt::Key_Delete);
     QVERIFY(program.prompts.last().text.contains(name));
     QVERIFY(!program.title().contains(name) && program.view->IsCovered() && !bookmarks->Item(movedKey));
-}
-
-void tst_routing::platformsWindowReloadsPanes()
-{
-    // Edit > Platforms and Remove Platform share one window, on that platform; a change reloads every pane.
-    Program program;
-    program.form->Menu().mnuMaintPlatforms->trigger();
-    const QString platform = NodeKey::Field(program.game(3), 2);
-    program.click(platform);
-    program.tree->findChild<QAction *>(QStringLiteral("mnuHiddenPlatformRemove"))->trigger();
-    const QList<PlatformMaintenance *> windows = program.form->findChildren<PlatformMaintenance *>();
-    QVERIFY(windows.size() == 1 && windows.first()->isVisible());
-    const QTreeWidgetItem *current = windows.first()->findChild<QTreeWidget *>()->currentItem();
-    QVERIFY(current && NodeKey::Platform(quint8(current->data(0, Qt::UserRole).toUInt())) == platform);
-    QPointer<PlatformMaintenance> window = windows.first();
-    program.loading.clear();
-    program.prompts.answerMsgBox(MsgResult::Yes);
-    window->findChild<QPushButton *>(QStringLiteral("cmdRemove"))->click();
-    QTRY_COMPARE(program.loading.size(), 2);
-    window->close();
-    QTRY_VERIFY(!window);
 }
 
 void tst_routing::bookmarksFollowFiles()
@@ -406,47 +400,7 @@ void tst_routing::favorites()
              QStringLiteral("Lorekeep - [") + program.form->Store().DatabaseName() + QStringLiteral("] - Files"));
 }
 
-void tst_routing::browserImport()
-{
-    Program program;
-    TreeView *treeView = program.tree->findChild<TreeView *>();
-    // Text dropped on a game opens a new file of it; saving adds the row and one to the game's count.
-    const auto dropOn = [&](const QString &key) {
-        TreeNode *node = treeView->Node(key);
-        treeView->EnsureVisible(node);
-        QMimeData data;
-        data.setText(QStringLiteral("Drift early on the second lap."));
-        drop(treeView->viewport(), treeView->visualItemRect(node).center(), &data);
-        QCoreApplication::sendPostedEvents();
-        FileViewer *viewer = program.tree->findChildren<FileViewer *>().constLast();
-        viewer->findChild<QComboBox *>(QStringLiteral("cboSubCat"))->setCurrentIndex(1);
-        viewer->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Lap tips"));
-        return viewer;
-    };
-    const QString first = program.game(0);
-    const int files =
-        program.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(*NodeKey::Id(first, 0)));
-    FileViewer *viewer = dropOn(first);
-    QCOMPARE(program.view->ListedGameId(), *NodeKey::Id(first, 0));
-    QVERIFY(viewer->Save());
-    QCOMPARE(std::tuple(program.view->FileList()->SelectedItem()->Key(), program.view->FileList()->Count()),
-             std::tuple(NodeKey::File(program.count(QStringLiteral("SELECT max(auto_id) FROM file"))), files + 1));
-    QVERIFY(program.nodeText(first).endsWith(QStringLiteral(" (%1)").arg(files + 1)));
-
-    // Saved while the list shows another game, the file is counted but not listed there.
-    viewer = dropOn(first);
-    program.click(program.game(1));
-    const int listed = program.view->FileList()->Count();
-    QVERIFY(viewer->Save());
-    QVERIFY(program.view->FileList()->Count() == listed &&
-            program.nodeText(first).endsWith(QStringLiteral(" (%1)").arg(files + 2)));
-    // A file window the import left open with changes is asked about when the program closes.
-    dropOn(first)->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Unsaved"));
-    program.prompts.answerMsgBox(MsgResult::Cancel);
-    QVERIFY(!program.form->close());
-}
-
-void tst_routing::fileImport()
+void tst_routing::imports()
 {
     Program program;
     const QString gameKey = program.game(0);
@@ -499,6 +453,42 @@ void tst_routing::fileImport()
     QCOMPARE(std::tuple(program.nodeText(gameKey).endsWith(QStringLiteral(" (%1)").arg(listed + 4)),
                         program.view->CurrentFileKey(), program.tree->SelectedKey()),
              std::tuple(true, shown, gameKey));
+
+    // Text dropped on a game opens a new file of it; saving adds the row and one to the game's count.
+    TreeView *treeView = program.treeView();
+    const auto dropOn = [&](const QString &key) {
+        TreeNode *node = treeView->Node(key);
+        treeView->EnsureVisible(node);
+        QMimeData data;
+        data.setText(QStringLiteral("Drift early on the second lap."));
+        drop(treeView->viewport(), treeView->visualItemRect(node).center(), &data);
+        QCoreApplication::sendPostedEvents();
+        FileViewer *viewer = program.tree->findChildren<FileViewer *>().constLast();
+        viewer->findChild<QComboBox *>(QStringLiteral("cboSubCat"))->setCurrentIndex(1);
+        viewer->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Lap tips"));
+        return viewer;
+    };
+    const QString first = program.game(0);
+    const int files =
+        program.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(*NodeKey::Id(first, 0)));
+    FileViewer *viewer = dropOn(first);
+    QCOMPARE(program.view->ListedGameId(), *NodeKey::Id(first, 0));
+    QVERIFY(viewer->Save());
+    QCOMPARE(std::tuple(program.view->FileList()->SelectedItem()->Key(), program.view->FileList()->Count()),
+             std::tuple(NodeKey::File(program.count(QStringLiteral("SELECT max(auto_id) FROM file"))), files + 1));
+    QVERIFY(program.nodeText(first).endsWith(QStringLiteral(" (%1)").arg(files + 1)));
+
+    // Saved while the list shows another game, the file is counted but not listed there.
+    viewer = dropOn(first);
+    program.click(program.game(1));
+    const int other = program.view->FileList()->Count();
+    QVERIFY(viewer->Save());
+    QVERIFY(program.view->FileList()->Count() == other &&
+            program.nodeText(first).endsWith(QStringLiteral(" (%1)").arg(files + 2)));
+    // A file window the import left open with changes is asked about when the program closes.
+    dropOn(first)->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Unsaved"));
+    program.prompts.answerMsgBox(MsgResult::Cancel);
+    QVERIFY(!program.form->close());
 }
 
 void tst_routing::emptyLibrary()
