@@ -108,8 +108,7 @@ class tst_details : public QObject
 private Q_SLOTS:
     void init() { clearSettings(); }
     void columnsTabsAndWidths();
-    void bookmarkedAndEditedFiles();
-    void renamedAndMovedGames();
+    void bookmarksFollowFilesAndGames();
     void storeFailuresDeleteAndOpen();
     void loadingAndFavorites();
     void searchResults();
@@ -181,7 +180,7 @@ void tst_details::columnsTabsAndWidths()
              std::tuple(2, QString("Quest")));
 }
 
-void tst_details::bookmarkedAndEditedFiles()
+void tst_details::bookmarksFollowFilesAndGames()
 {
     Desk desk;
     desk.details.LoadBookmarks(QStringLiteral("|P_18|P_1|P_3"));
@@ -207,14 +206,8 @@ void tst_details::bookmarkedAndEditedFiles()
     QCOMPARE(desk.columns(desk.bookmarks->Item(guideKey)).mid(0, 2), QString("Guide, revised|News").split('|'));
     QCOMPARE(std::tuple(desk.row(desk.guide).file, desk.row(desk.guide).sub_cat),
              std::tuple(QString("Guide, revised"), quint8(5)));
-}
 
-void tst_details::renamedAndMovedGames()
-{
     // A renamed game: every bookmark of it, and no other.
-    Desk desk;
-    desk.details.LoadBookmarks(QStringLiteral("|P_18|P_1|P_3"));
-    const QString guideKey = QStringLiteral("K_10|") + desk.quest;
     desk.details.RenameGame(desk.quest, QStringLiteral("Quest II"));
     QCOMPARE(desk.bookmarks->Item(QStringLiteral("K_11|") + desk.quest)->SubItem(2), QStringLiteral("Quest II"));
     QCOMPARE(std::tuple(desk.row(desk.guide).game, desk.row(desk.codes).game, desk.row(desk.laps).game),
@@ -237,12 +230,12 @@ void tst_details::renamedAndMovedGames()
              std::pair(QString("Laps|Review|Quest|Adventure|GameCube").split('|'), lapsMoved));
     desk.prompts.answerMsgBox(MsgResult::OK);
     desk.details.BookmarkFile(3, lapsMoved, QStringLiteral("Laps"), desk.tree);
-    QCOMPARE(desk.home.count(QStringLiteral("SELECT count(*) FROM bookmarks")), 4);
+    QCOMPARE(stored(), 5);
 
     // An unknown key deletes nothing, a file's its bookmark, a game's all but Tiles (on no platform of the tree).
     desk.details.DeleteBookmark(QStringLiteral("K_99|") + moved);
     desk.details.DeleteBookmark(QStringLiteral("N_9|G_1|P_18"));
-    QCOMPARE(desk.bookmarks->Count(), 3);
+    QCOMPARE(desk.bookmarks->Count(), 4);
     desk.details.DeleteBookmark(lapsMoved);
     QCOMPARE(desk.row(desk.laps).auto_id, 0);
     desk.details.DeleteBookmark(moved);
