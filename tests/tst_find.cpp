@@ -1,6 +1,3 @@
-// "Find Files...": its settings, its buttons, every message of a search and what it hands to the
-// Search Results list.
-
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
@@ -10,8 +7,6 @@
 #include "find/frmFind.h"
 #include "shell/MainMenu.h"
 #include "system/SettingsStore.h"
-#include "system/Twips.h"
-#include "tree/ctlTree.h"
 #include "widgets/TreeView.h"
 
 #include <QCheckBox>
@@ -23,8 +18,6 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
-
-#include <tuple>
 
 namespace {
 
@@ -82,12 +75,13 @@ private Q_SLOTS:
         for (const QCheckBox *box : form->findChildren<QCheckBox *>())
             QVERIFY2(box->isChecked() == box->objectName().startsWith(QLatin1String("chkFile")),
                      qPrintable(box->objectName()));
-        // The game lists come with chk1, and the window grows to hold them.
+        // The game lists come with chk1; the second platform, the PC, first, with its games in name order.
+        QCOMPARE(std::tuple(child<QComboBox>(form, "cboPlatform")->currentText(),
+                            child<QComboBox>(form, "cboGame")->itemText(0), child<QLabel>(form, "Label1")->text()),
+                 std::tuple(QStringLiteral("PC"), QStringLiteral("Maze"), QStringLiteral(" Games: 2")));
         QVERIFY(!child<QComboBox>(form, "cboGame")->isEnabled());
         child(form, "chk1")->click();
-        QCOMPARE(std::tuple(child<QComboBox>(form, "cboGame")->isEnabled(), form->height(),
-                            child<QWidget>(form, "Frame1")->height()),
-                 std::tuple(true, Twips::toPixelsY(3615), Twips::toPixelsY(3285)));
+        QVERIFY(child<QComboBox>(form, "cboGame")->isEnabled());
 
         for (const char *box : {"chkFileCat1", "chkFileCat5", "chkFileField3"})
             child(form, box)->click();
@@ -101,19 +95,12 @@ private Q_SLOTS:
         form = desk.open();
         QVERIFY(!child(form, "chkFileCat1")->isChecked() && !child(form, "chkFileField3")->isChecked());
         QVERIFY(child(form, "chkFileCat6")->isChecked() && !child(form, "chk1")->isChecked());
-        QCOMPARE(form->height(), 187);
-        delete form;
-    }
-    void findButtonAndEnter()
-    {
-        Desk desk;
-        QPointer<frmFind> form = desk.open();
+
+        // Find is enabled by a phrase, not by blanks.
         QSignalSpy cleared(form, &frmFind::ClearSearch);
         auto *cboFind = child<QComboBox>(form, "cboFind");
         auto *cmdFind = child<QPushButton>(form, "cmdFind");
-        QTest::keyClicks(cboFind, QStringLiteral("  "));
-        QVERIFY(!cmdFind->isEnabled());
-        QTest::keyClicks(cboFind, QStringLiteral("x"));
+        QTest::keyClicks(cboFind, QStringLiteral(" x"));
         QVERIFY(cmdFind->isEnabled());
         cboFind->setEditText(QStringLiteral("   "));
         QVERIFY(!cmdFind->isEnabled());
@@ -122,73 +109,62 @@ private Q_SLOTS:
         QTRY_VERIFY(form.isNull());
         QCOMPARE(cleared.count(), 0);
     }
-    void noFieldsAndNoRecords()
+    void searches_data()
     {
-        Desk desk;
-        QPointer<frmFind> form = desk.open();
-        QSignalSpy adds(form, &frmFind::AddSearch);
-        for (const char *box : {"chkFileField1", "chkFileField2", "chkFileField3"})
-            child(form, box)->click();
-        desk.prompts.answerMsgBox(MsgResult::OK);
-        search(form, QStringLiteral("Dragon"));
-        QVERIFY(desk.prompts.last().icon == MsgIcon::Exclamation && form && form->isVisible());
-
-        // Only news is searched, and there is none: the window stays for another try.
-        for (const char *box :
-             {"chkFileField1", "chkFileCat1", "chkFileCat2", "chkFileCat3", "chkFileCat4", "chkFileCat6"})
-            child(form, box)->click();
-        desk.prompts.answerMsgBox(MsgResult::OK);
-        search(form, QStringLiteral("Dragon"));
-        QCOMPARE(std::pair(desk.prompts.last().text, desk.prompts.last().icon),
-                 std::pair(QStringLiteral("No records found."), MsgIcon::None));
-        QVERIFY(form && form->isVisible() && adds.isEmpty());
-        delete form;
-    }
-    void caseTitlesAndJoinedFields()
-    {
-        Desk desk;
-        // Lower case finds nothing among files that hold only "Dragon"; the search still finishes.
-        desk.prompts.answerMsgBox(MsgResult::OK);
-        QPointer<frmFind> form = desk.open();
-        QCOMPARE(search(form, QStringLiteral("dragon")), QStringList{QStringLiteral("0 items found.")});
-        QCOMPARE(std::pair(desk.prompts.last().text, desk.prompts.last().icon),
-                 std::pair(QStringLiteral("Finished!"), MsgIcon::Information));
-        QTRY_VERIFY(form.isNull());
-
+        // Boxes clicked from the first settings, the phrase, then what the search told.
+        QTest::addColumn<QStringList>("boxes");
+        QTest::addColumn<QString>("phrase");
+        QTest::addColumn<QString>("title");   // empty: no search ran
+        QTest::addColumn<QString>("message"); // empty: only a warning
+        QTest::addColumn<qint32>("hit");      // 0: none
+        const QString dragon = QStringLiteral("Dragon");
+        QTest::newRow("no fields") << QStringList{"chkFileField1", "chkFileField2", "chkFileField3"} << dragon
+                                   << QString() << QString() << 0;
+        QTest::newRow("only news, none") << QStringList{"chkFileCat1", "chkFileCat2", "chkFileCat3", "chkFileCat4",
+                                                        "chkFileCat6"}
+                                         << dragon << QString() << "No records found." << 0;
+        QTest::newRow("case") << QStringList() << "dragon"
+                              << "0 items found."
+                              << "Finished!" << 0;
         // The description's last word, a blank and the source's start: found across the join.
-        desk.prompts.answerMsgBox(MsgResult::OK);
-        form = desk.open();
-        QSignalSpy adds(form, &frmFind::AddSearch);
-        QCOMPARE(search(form, QStringLiteral("guide https://example.org/Dragon")),
-                 QStringList{QStringLiteral("1 item found.")});
-        QCOMPARE(adds.value(0), (QList<QVariant>{desk.guide, QStringLiteral("PC"), QStringLiteral("Quest"), quint8(1),
-                                                 QStringLiteral("Dragon guide"), NodeKey::Game(desk.quest, 1, 18),
-                                                 QStringLiteral("File")}));
-
-        // Enter runs the search too; with the description alone the join is gone.
-        desk.prompts.answerMsgBox(MsgResult::OK);
-        form = desk.open();
-        child(form, "chkFileField2")->click();
-        QSignalSpy titles(form, &frmFind::SearchTitle);
-        child<QComboBox>(form, "cboFind")->setEditText(QStringLiteral("guide https"));
-        QTest::keyClick(child<QComboBox>(form, "cboFind"), Qt::Key_Enter);
-        QCOMPARE(titles.value(0).value(0).toString(), QStringLiteral("0 items found."));
+        QTest::newRow("join") << QStringList() << "guide https://example.org/Dragon"
+                              << "1 item found."
+                              << "Finished!" << 1;
+        QTest::newRow("description alone") << QStringList{"chkFileField2"} << "guide https"
+                                           << "0 items found."
+                                           << "Finished!" << 0;
+        QTest::newRow("within Maze") << QStringList{"chk1"} << dragon << "1 item found."
+                                     << "Finished!" << 2;
     }
-    void withinGame()
+    void searches()
     {
+        QFETCH(QStringList, boxes);
+        QFETCH(QString, phrase);
+        QFETCH(QString, title);
+        QFETCH(QString, message);
+        QFETCH(qint32, hit);
         Desk desk;
-        frmFind *form = desk.open();
-        // The second platform, the PC, comes up first, with its games in name order.
-        auto *cboGame = child<QComboBox>(form, "cboGame");
-        QCOMPARE(std::tuple(child<QComboBox>(form, "cboPlatform")->currentText(), cboGame->itemText(0),
-                            child<QLabel>(form, "Label1")->text()),
-                 std::tuple(QStringLiteral("PC"), QStringLiteral("Maze"), QStringLiteral(" Games: 2")));
-        child(form, "chk1")->click();
-        cboGame->setCurrentIndex(1);
+        QPointer<frmFind> form = desk.open();
+        for (const QString &box : boxes)
+            child(form, qPrintable(box))->click();
         QSignalSpy adds(form, &frmFind::AddSearch);
+        QSignalSpy titles(form, &frmFind::SearchTitle);
         desk.prompts.answerMsgBox(MsgResult::OK);
-        QCOMPARE(search(form, QStringLiteral("Dragon")), QStringList{QStringLiteral("1 item found.")});
-        QCOMPARE(adds.value(0).value(0).toInt(), desk.guide);
+        child<QComboBox>(form, "cboFind")->setEditText(phrase);
+        QTest::keyClick(child<QComboBox>(form, "cboFind"), Qt::Key_Enter);
+        const PromptRecord told = desk.prompts.last();
+        QCOMPARE(std::tuple(titles.value(0).value(0).toString(), message.isEmpty() ? QString() : told.text,
+                            told.icon == MsgIcon::Exclamation, adds.size()),
+                 std::tuple(title, message, message.isEmpty(), qsizetype(hit ? 1 : 0)));
+        // A search that ran closes the window; one that could not stays for another try.
+        QTRY_COMPARE(form.isNull(), !title.isEmpty());
+        if (hit == 1)
+            QCOMPARE(adds.value(0), (QList<QVariant>{desk.guide, QStringLiteral("PC"), QStringLiteral("Quest"),
+                                                     quint8(1), QStringLiteral("Dragon guide"),
+                                                     NodeKey::Game(desk.quest, 1, 18), QStringLiteral("File")}));
+        else if (hit == 2)
+            QCOMPARE(adds.value(0).value(0).toInt(), desk.codes);
+        delete form;
     }
     void phraseList()
     {
@@ -204,8 +180,7 @@ private Q_SLOTS:
         cboFind->setCurrentIndex(0);
         QVERIFY(child<QPushButton>(form, "cmdFind")->isEnabled());
 
-        // Each phrase searched goes to the top of the log, once, in UTF-8 with CR LF line ends; one
-        // searched again moves up. A search without results counts too.
+        // Each phrase searched goes to the top of the log, once, in UTF-8 with CR LF; even without results.
         desk.prompts.answerMsgBox(MsgResult::OK);
         search(form, QStringLiteral(" Caf\u00e9 "));
         QCOMPARE(readFile(log.fileName()), "Caf\xc3\xa9\r\nDragon guide\r\nFast \r\n");
@@ -234,21 +209,16 @@ private Q_SLOTS:
         Desk desk;
         auto main = startMainWindow();
         // The keyboard is in the phrase box at once; the game lists start on the tree's game.
-        for (const auto &[game, platform, genre, name] :
-             {std::tuple(desk.quest, 18, 1, "Quest"), std::tuple(desk.racer, 1, 3, "Racer")}) {
-            const QString key = NodeKey::Game(game, quint8(genre), quint8(platform));
-            QTRY_VERIFY(main->findChild<TreeView *>()->Node(key));
-            QVERIFY(clickNode(main->findChild<TreeView *>(), key));
-            main->Menu().mnuSearchLorekeep->trigger();
-            QPointer<frmFind> form = main->findChild<frmFind *>();
-            QTRY_VERIFY(child<QComboBox>(form, "cboFind")->hasFocus());
-            child(form, "chk1")->click();
-            QCOMPARE(std::tuple(child<QComboBox>(form, "cboPlatform")->currentData().toInt(),
-                                child<QComboBox>(form, "cboGame")->currentText()),
-                     std::tuple(platform, QString::fromLatin1(name)));
-            child<QPushButton>(form, "cmdCancel")->click();
-            QTRY_VERIFY(form.isNull());
-        }
+        const QString key = NodeKey::Game(desk.racer, 3, 1);
+        QTRY_VERIFY(main->findChild<TreeView *>()->Node(key));
+        QVERIFY(clickNode(main->findChild<TreeView *>(), key));
+        main->Menu().mnuSearchLorekeep->trigger();
+        auto *form = main->findChild<frmFind *>();
+        QTRY_VERIFY(child<QComboBox>(form, "cboFind")->hasFocus());
+        child(form, "chk1")->click();
+        QCOMPARE(std::tuple(child<QComboBox>(form, "cboPlatform")->currentData().toInt(),
+                            child<QComboBox>(form, "cboGame")->currentText()),
+                 std::tuple(1, QStringLiteral("Racer")));
     }
 };
 

@@ -1,7 +1,3 @@
-// The program with the keyboard alone: Tab and F6 reach every pane of the main window, the lists'
-// menus and entries open from keys, an editor lets the focus go on with Ctrl+Tab, every window
-// opens with the keyboard on a control, and no button is left without a name for screen readers.
-
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
@@ -18,7 +14,6 @@
 #include "find/frmFind.h"
 #include "options/frmOptions.h"
 #include "shell/frmAbout.h"
-#include "tree/ctlTree.h"
 #include "view/ctlView.h"
 #include "widgets/HelpPages.h"
 #include "widgets/HelpViewer.h"
@@ -26,13 +21,10 @@
 
 #include <QAbstractButton>
 #include <QAbstractItemView>
-#include <QAction>
 #include <QApplication>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMenu>
-#include <QSignalSpy>
 #include <QTest>
 #include <QTextEdit>
 
@@ -48,16 +40,14 @@ void press(int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
     QTest::keyClick(focused(), Qt::Key(key), modifiers);
 }
 
-// Qt's own helpers inside its widgets, which it names (or not) itself: the button of a line edit
-// and the overflow of a menu bar.
+// Qt's own helpers inside its widgets: the button of a line edit and the overflow of a menu bar.
 bool qtInternal(const QAbstractButton *button)
 {
     return button->objectName().startsWith(QLatin1String("qt_menubar")) ||
            qobject_cast<QLineEdit *>(button->parentWidget());
 }
 
-// A window as the keyboard finds it: the focus on one of its controls, never on a label, and every
-// button it shows reachable by Tab and named, by its text or for screen readers.
+// The focus on a control, never a label; every button shown reachable by Tab and named.
 void checkWindow(QWidget *window)
 {
     QVERIFY(QTest::qWaitForWindowActive(window));
@@ -74,6 +64,25 @@ void checkWindow(QWidget *window)
     }
 }
 
+// The main window on a home with one game and its file, the game clicked.
+struct Kart
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    qint32 game = home.addGame(1, 1, QStringLiteral("Royal Kart"));
+    qint32 file = home.addFile(game, 1, QStringLiteral("Walkthrough"));
+    std::unique_ptr<frmMain> form;
+
+    explicit Kart(bool helpPages = false)
+    {
+        ErrObject err;
+        QVERIFY(!helpPages || HelpPages::Install(home.path(), &err));
+        form = startMainWindow();
+        QVERIFY(QTest::qWaitForWindowActive(form.get()));
+        QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
+    }
+};
+
 } // namespace
 
 class tst_keyboard final : public QObject
@@ -82,20 +91,14 @@ class tst_keyboard final : public QObject
 
 private Q_SLOTS:
     void init() { clearSettings(); }
-    void tabAndF6ReachEveryPane();
-    void listsAndEditorFromKeys();
+    void mainWindowByKeys();
     void windowsOpenReadyForKeys();
 };
 
-void tst_keyboard::tabAndF6ReachEveryPane()
+void tst_keyboard::mainWindowByKeys()
 {
-    TestHome home;
-    ScriptedPrompts prompts;
-    const qint32 game = home.addGame(1, 1, QStringLiteral("Royal Kart"));
-    home.addFile(game, 1, QStringLiteral("Walkthrough"));
-    auto form = startMainWindow();
-    QVERIFY(QTest::qWaitForWindowActive(form.get()));
-    QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
+    Kart kart;
+    frmMain *form = kart.form.get();
     auto *view = form->findChild<ctlView *>();
     auto *details = form->findChild<ctlDetails *>();
     QWidget *tree = form->findChild<QWidget *>(QStringLiteral("tvwFiles"));
@@ -113,58 +116,18 @@ void tst_keyboard::tabAndF6ReachEveryPane()
     for (QWidget *pane : {tree, files, static_cast<QWidget *>(view->Viewer()), bookmarks})
         QVERIFY2(reached.contains(pane), qPrintable(pane->objectName()));
 
-    // F6 goes round tree, files and details, Shift+F6 the other way.
-    tree->setFocus();
-    for (QWidget *next : {files, bookmarks, tree}) {
-        press(Qt::Key_F6);
-        QCOMPARE(focused(), next);
-    }
-    for (QWidget *previous : {bookmarks, files, tree}) {
-        press(Qt::Key_F6, Qt::ShiftModifier);
-        QCOMPARE(focused(), previous);
-    }
-
-    // A hidden pane is passed over; on the browser tab the view's stop is the address line.
-    form->Menu().mnuViewLeft->trigger();
-    files->setFocus();
-    for (QWidget *next : {bookmarks, files}) {
-        press(Qt::Key_F6);
-        QCOMPARE(focused(), next);
-    }
-    view->SelectTab(ctlView::Tab::Browser);
-    bookmarks->setFocus();
-    press(Qt::Key_F6);
-    QVERIFY(form->findChild<QComboBox *>(QStringLiteral("cboURL"))->hasFocus());
-}
-
-void tst_keyboard::listsAndEditorFromKeys()
-{
-    TestHome home;
-    ScriptedPrompts prompts;
-    const qint32 game = home.addGame(1, 1, QStringLiteral("Royal Kart"));
-    const qint32 file = home.addFile(game, 1, QStringLiteral("Walkthrough"));
-    auto form = startMainWindow();
-    QVERIFY(QTest::qWaitForWindowActive(form.get()));
-    QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
-    auto *view = form->findChild<ctlView *>();
-
-    // In a file being written Tab is a character; Ctrl+Tab and Ctrl+Shift+Tab move on.
-    auto *editor = new FileViewer(form.get());
-    editor->Open(FileViewer::NewMode, 1, 1, game, QStringLiteral("Royal Kart"), 0, 1, QString(), QString(), QString());
-    QVERIFY(QTest::qWaitForWindowActive(editor));
-    auto *text = editor->findChild<QTextEdit *>(QStringLiteral("rtbText"));
-    text->setFocus();
-    QTRY_COMPARE(focused(), text);
-    press(Qt::Key_Tab);
-    QCOMPARE(std::pair(focused(), text->toPlainText()), std::pair(static_cast<QWidget *>(text), QStringLiteral("\t")));
-    press(Qt::Key_Tab, Qt::ControlModifier);
-    QVERIFY(focused() != text && editor->isAncestorOf(focused()));
-    text->setFocus();
-    press(Qt::Key_Backtab, Qt::ControlModifier | Qt::ShiftModifier);
-    QCOMPARE(std::pair(focused(), text->toPlainText()),
-             std::pair(editor->findChild<QWidget *>(QStringLiteral("txtSource")), QStringLiteral("\t")));
-    prompts.answerMsgBox(MsgResult::No);
-    editor->close();
+    // F6 goes round tree, files and details, Shift+F6 the other way; a hidden pane is passed over.
+    const auto stops = [](QWidget *from, Qt::KeyboardModifiers modifiers) {
+        from->setFocus();
+        QList<QWidget *> reached;
+        for (int i = 0; i < 3; ++i) {
+            press(Qt::Key_F6, modifiers);
+            reached << focused();
+        }
+        return reached;
+    };
+    QCOMPARE(stops(tree, Qt::NoModifier), (QList<QWidget *>{files, bookmarks, tree}));
+    QCOMPARE(stops(tree, Qt::ShiftModifier), (QList<QWidget *>{bookmarks, files, tree}));
 
     // Shift+F10 (or the Menu key) brings up the file's menu, as a right click does.
     for (const auto &[list, menu] :
@@ -177,49 +140,63 @@ void tst_keyboard::listsAndEditorFromKeys()
         QTRY_VERIFY(!QApplication::activePopupWidget());
     }
 
-    // Enter opens a search result, as a double click does.
-    auto *details = form->findChild<ctlDetails *>();
-    details->AddSearch(file, QStringLiteral("NES"), QStringLiteral("Royal Kart"), 1, QStringLiteral("Walkthrough"),
-                       NodeKey::Game(game, 1, 1), QStringLiteral("File"));
-    QSignalSpy opened(details, &ctlDetails::SearchSelect);
-    details->SearchResults()->Select(details->SearchResults()->ItemAt(1));
-    QTest::keyClick(details->SearchResults()->ActiveView(), Qt::Key_Return);
-    QCOMPARE(opened.size(), 1);
+    form->Menu().mnuViewLeft->trigger(); // a hidden pane is passed over
+    QCOMPARE(stops(files, Qt::NoModifier), (QList<QWidget *>{bookmarks, files, bookmarks}));
+    // On the browser tab the view's stop is the address line.
+    view->SelectTab(ctlView::Tab::Browser);
+    bookmarks->setFocus();
+    press(Qt::Key_F6);
+    QVERIFY(form->findChild<QComboBox *>(QStringLiteral("cboURL"))->hasFocus());
+
+    // In a file being written Tab is a character; Ctrl+Tab and Ctrl+Shift+Tab move on.
+    auto *editor = new FileViewer(form);
+    editor->Open(FileViewer::NewMode, 1, 1, kart.game, QStringLiteral("Royal Kart"), 0, 1, QString(), QString(),
+                 QString());
+    QVERIFY(QTest::qWaitForWindowActive(editor));
+    auto *text = editor->findChild<QTextEdit *>(QStringLiteral("rtbText"));
+    text->setFocus();
+    QTRY_COMPARE(focused(), text);
+    press(Qt::Key_Tab);
+    QCOMPARE(std::pair(focused(), text->toPlainText()), std::pair(static_cast<QWidget *>(text), QStringLiteral("\t")));
+    press(Qt::Key_Tab, Qt::ControlModifier);
+    QVERIFY(focused() != text && editor->isAncestorOf(focused()));
+    text->setFocus();
+    press(Qt::Key_Backtab, Qt::ControlModifier | Qt::ShiftModifier);
+    QCOMPARE(std::pair(focused(), text->toPlainText()),
+             std::pair(editor->findChild<QWidget *>(QStringLiteral("txtSource")), QStringLiteral("\t")));
+    kart.prompts.answerMsgBox(MsgResult::No);
+    editor->close();
 }
 
 void tst_keyboard::windowsOpenReadyForKeys()
 {
-    TestHome home;
-    ScriptedPrompts prompts;
-    ErrObject err;
-    QVERIFY(HelpPages::Install(home.path(), &err));
-    const qint32 game = home.addGame(1, 1, QStringLiteral("Royal Kart"));
-    home.addFile(game, 1, QStringLiteral("Walkthrough"));
-    auto form = startMainWindow();
-    QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
-    checkWindow(form.get());
+    Kart kart(true);
+    frmMain *form = kart.form.get();
+    const qint32 game = kart.game;
+    TestHome &home = kart.home;
+    checkWindow(form);
     form->findChild<ctlView *>()->SelectTab(ctlView::Tab::Browser);
-    checkWindow(form.get());
+    checkWindow(form);
 
     // Find, opened from its key, takes the keyboard for the phrase.
-    QTest::keyClick(form.get(), Qt::Key_F, Qt::ControlModifier);
+    QTest::keyClick(form, Qt::Key_F, Qt::ControlModifier);
     auto *find = form->findChild<frmFind *>();
     QVERIFY(find);
     checkWindow(find);
     QCOMPARE(focused(), find->findChild<QComboBox *>(QStringLiteral("cboFind")));
     find->close();
 
-    frmOptions options(form.get());
-    frmFavorite favorite(QStringLiteral("https://example.org/"), QStringLiteral("Example"), form.get());
-    frmClip clip(form.get());
-    frmBackups backups(home.storePath(), form.get());
-    GameSelector selector(form.get());
+    frmOptions options(form);
+    frmFavorite favorite(QStringLiteral("https://example.org/"), QStringLiteral("Example"), form);
+    frmClip clip(form);
+    frmBackups backups(home.storePath(), form);
+    GameSelector selector(form);
     selector.setStore(&home.store());
     selector.Prepare(1, 1, game, QStringLiteral("Move To..."));
-    PlatformMaintenance platforms(form.get());
+    PlatformMaintenance platforms(form);
     platforms.setStore(&home.store());
-    TipOfTheDay tip(form.get());
-    frmAbout about(form.get());
+    TipOfTheDay tip(form);
+    frmAbout about(form);
     for (QWidget *window : std::initializer_list<QWidget *>{&options, &favorite, &clip, &backups, &selector, &about}) {
         window->show();
         checkWindow(window);
@@ -232,7 +209,7 @@ void tst_keyboard::windowsOpenReadyForKeys()
     checkWindow(&tip);
     tip.close();
 
-    auto *editor = new FileViewer(form.get());
+    auto *editor = new FileViewer(form);
     editor->Open(FileViewer::EditMode, 1, 1, game, QStringLiteral("Royal Kart"), 1, 1, QString(),
                  QStringLiteral("Walkthrough"), QStringLiteral("{\\rtf1 Text}"));
     checkWindow(editor);

@@ -17,16 +17,10 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QSet>
 #include <QTest>
 #include <QTimer>
 
 namespace {
-
-QByteArray settingsBytes()
-{
-    return readFile(SettingsFileName());
-}
 
 // Runs `work` on the modal dialog `name` once it is up, then closes it if `work` left it open.
 void whenModal(const char *name, std::function<void(QDialog *)> work)
@@ -50,7 +44,6 @@ class tst_options final : public QObject
 private Q_SLOTS:
     void init() { clearSettings(); }
     void loadOkAndCancel();
-    void okAppliesListStyle();
     void everyKeyIsReadWithItsDefault();
 };
 
@@ -59,23 +52,11 @@ void tst_options::loadOkAndCancel()
     TestHome home;
     ScriptedPrompts prompts;
     const QString startPage = AppPath() + QStringLiteral("Start.html");
-    {
-        // Nothing stored: the defaults, and OK stores them as the dialog shows them.
-        frmOptions form;
-        QCOMPARE(std::tuple(form.chkAppLayout->isChecked(), form.txtURL->text(), form.optView3->isChecked()),
-                 std::tuple(false, startPage, true));
-        form.cmdOK->click();
-        QCOMPARE(std::tuple(GetSetting(SettingKeys::AppLayout), GetSetting(SettingKeys::BrowsStart),
-                            GetSetting(SettingKeys::FileView)),
-                 std::tuple(QStringLiteral("0"), startPage, QStringLiteral("3")));
-    }
     SaveSetting(SettingKeys::AppLayout, QStringLiteral("1"));
     SaveSetting(SettingKeys::BrowsStart, QStringLiteral("https://example.org/   "));
     SaveSetting(SettingKeys::FileView, QStringLiteral("5"));
     {
-        // A list style the dialog does not offer selects neither button, and OK stores large icons;
-        // the start page is selected and stored without its blanks, and an all-blank one is stored
-        // as the home's page.
+        // A list style not offered selects no button, OK stores large icons; the start page is stored trimmed.
         frmOptions form;
         QVERIFY(form.chkAppLayout->isChecked() && !form.optView3->isChecked() && !form.optView0->isChecked());
         form.show();
@@ -103,34 +84,17 @@ void tst_options::loadOkAndCancel()
         QCOMPARE(form.txtURL->text(), home.file(QStringLiteral("guides.html")));
 
         // Cancel after changing all three writes nothing at all.
-        const QByteArray before = settingsBytes();
+        const QByteArray before = readFile(SettingsFileName());
         form.chkAppLayout->setChecked(false);
         form.optView3->setChecked(true);
         form.cmdCancel->click();
-        QCOMPARE(settingsBytes(), before);
+        QCOMPARE(readFile(SettingsFileName()), before);
     }
-}
-
-void tst_options::okAppliesListStyle()
-{
-    TestHome home;
-    ScriptedPrompts prompts;
-    auto form = startMainWindow();
-    ListView *list = form->findChild<ctlView *>()->FileList();
-    QCOMPARE(list->View(), 3);
-    whenModal("frmOptions", [](QDialog *dialog) {
-        auto *options = static_cast<frmOptions *>(dialog);
-        options->optView0->setChecked(true);
-        options->cmdOK->click();
-    });
-    form->Menu().mnuToolsOptions->trigger();
-    QCOMPARE(std::pair(GetSetting(SettingKeys::FileView), list->View()), std::pair(QStringLiteral("0"), 0));
 }
 
 void tst_options::everyKeyIsReadWithItsDefault()
 {
-    // Walks the program through the places that read settings and checks that each key of the table
-    // is read somewhere, and with the table's default where the table has one.
+    // Every key of the table is read somewhere, with the table's default where it has one.
     TestHome home;
     ScriptedPrompts prompts;
     SaveSetting(SettingKeys::AppLayout, QStringLiteral("1"));
@@ -163,6 +127,14 @@ void tst_options::everyKeyIsReadWithItsDefault()
         form->Menu().mnuFileRestore->trigger();
         prompts.answerOpenFiles(std::nullopt);
         form->Menu().mnuFileImport->trigger();
+        // OK in Tools > Options applies the list style at once.
+        whenModal("frmOptions", [](QDialog *dialog) {
+            static_cast<frmOptions *>(dialog)->optView0->setChecked(true);
+            static_cast<frmOptions *>(dialog)->cmdOK->click();
+        });
+        form->Menu().mnuToolsOptions->trigger();
+        QCOMPARE(std::pair(GetSetting(SettingKeys::FileView), view->FileList()->View()),
+                 std::pair(QStringLiteral("0"), 0));
         form->close();
     }
     ObserveSettingReads({});

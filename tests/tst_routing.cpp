@@ -1,6 +1,3 @@
-// The real main window on a generated library: a user's whole path from start to a file, and every
-// event by which the panes reach each other through the main window.
-
 #include "LibraryGenerator.h"
 #include "ListClicks.h"
 #include "LocalWebServer.h"
@@ -15,7 +12,6 @@
 #include "components/GameSelector.h"
 #include "components/PlatformMaintenance.h"
 #include "data/NodeKey.h"
-#include "data/modADO.h"
 #include "details/ctlDetails.h"
 #include "find/frmFind.h"
 #include "shell/frmMain.h"
@@ -27,7 +23,6 @@
 
 #include <QAction>
 #include <QApplication>
-#include <QCheckBox>
 #include <QComboBox>
 #include <QDialog>
 #include <QLabel>
@@ -47,6 +42,16 @@
 
 namespace {
 
+// Drags `data` onto `target` at `pos` and drops it there; whether the drag was accepted.
+bool drop(QWidget *target, QPoint pos, QMimeData *data)
+{
+    QDragEnterEvent enter(pos, Qt::CopyAction, data, Qt::LeftButton, {});
+    QApplication::sendEvent(target, &enter);
+    QDropEvent dropped(pos, Qt::CopyAction, data, Qt::LeftButton, {});
+    QApplication::sendEvent(target, &dropped);
+    return enter.isAccepted();
+}
+
 // A home with a generated library, and the main window started on it the way the program does.
 struct Program
 {
@@ -57,6 +62,7 @@ struct Program
     ctlTree *tree = nullptr;
     ctlView *view = nullptr;
     ctlDetails *details = nullptr;
+    ListView *bookmarks = nullptr;
     QStringList loading; // the loading chain's events, in order
 
     Program()
@@ -68,6 +74,7 @@ struct Program
         tree = form->findChild<ctlTree *>();
         view = form->findChild<ctlView *>();
         details = form->findChild<ctlDetails *>();
+        bookmarks = details->Bookmarks();
         QObject::connect(details, &ctlDetails::FavoritesLoaded, [this] {
             const bool treeLoaded = !nodeText(QStringLiteral("ROOT")).isEmpty();
             loading << (treeLoaded ? QStringLiteral("favorites after the tree: ") : QStringLiteral("favorites: ")) +
@@ -130,8 +137,7 @@ struct Program
             selector->findChild<QPushButton *>(QStringLiteral("cmdOK"))->click();
         });
     }
-    // A bookmark whose file is not the first of its game, so opening it shows that it is not the
-    // game's first file that is selected.
+    // A bookmark of a file that is not its game's first, so that opening it shows which is selected.
     QString laterBookmark() const
     {
         return query(QStringLiteral("SELECT b.tree_key FROM bookmarks b JOIN file f ON b.tree_key LIKE 'K_' || "
@@ -151,48 +157,31 @@ class tst_routing final : public QObject
 private Q_SLOTS:
     void init() { clearSettings(); }
     void usersPath();
-    void gameMoveTakesItsBookmarks();
-    void gameDeletedByKey();
-    void gameKeysAndAddFile();
-    void platformsWindowReloadsPanes();
-    void bookmarkEditedAndMoved();
-    void bookmarkOfAGoneFile();
-    void findAndOpenHit();
-    void favoritesButton();
-    void addFavorite();
-    void captionFollowsThePage();
-    void favoriteOpensInTheBrowser();
-    void browserImport();
-    void fileImport();
+    void platformsAndGames();
+    void bookmarksFollowFiles();
+    void favorites();
+    void imports();
     void emptyLibrary();
 };
 
 void tst_routing::usersPath()
 {
     Program program;
-    // Start: tree, then favorites, then bookmarks, with the tree's box telling which; then the box
-    // is given back.
+    // Start: tree, then favorites, then bookmarks, with the tree's box telling which; then the box is given back.
     QCOMPARE(program.loading, (QStringList{QStringLiteral("favorites after the tree: Loading Bookmarks..."),
                                            QStringLiteral("bookmarks: Search...")}));
-    QCOMPARE(std::tuple(program.details->Bookmarks()->Count(), program.details->Favorites()->Count()),
-             std::tuple(program.count(QStringLiteral("SELECT count(*) FROM bookmarks")),
-                        program.count(QStringLiteral("SELECT count(*) FROM favorites"))));
 
-    // A game click lists its files and shows the first; the title strip names it.
+    // A click on a bookmarked (so not empty) game lists its files; the title strip names it.
+    ListView *bookmarks = program.bookmarks;
     const QString bookmarkKey = program.laterBookmark();
-    QVERIFY(!bookmarkKey.isEmpty());
-    const QSqlQuery other = program.query(
-        QStringLiteral("SELECT g.auto_id, g.platform_id, g.genre_id, g.name FROM game g WHERE EXISTS (SELECT 1 FROM "
-                       "file WHERE game_id = g.auto_id) AND 'N_' || g.auto_id <> '%1' LIMIT 1")
-            .arg(NodeKey::Field(bookmarkKey, 1)));
-    const QString gameKey =
-        NodeKey::Game(other.value(0).toInt(), quint8(other.value(2).toUInt()), quint8(other.value(1).toUInt()));
+    QString gameKey;
+    for (int row = 1; gameKey.isEmpty() || gameKey == NodeKey::ParentKey(bookmarkKey); ++row)
+        gameKey = NodeKey::ParentKey(bookmarks->ItemAt(row)->Key());
     program.click(gameKey);
-    QVERIFY(program.view->ListedGameId() == other.value(0).toInt() &&
-            program.title().endsWith(QStringLiteral(" - ") + other.value(3).toString()));
+    QVERIFY(program.view->ListedGameId() == *NodeKey::Id(gameKey, 0) &&
+            program.title().endsWith(QStringLiteral(" - ") + program.tree->GameName(gameKey)));
 
     // A bookmark of another game shows its file, not that game's first.
-    ListView *bookmarks = program.details->Bookmarks();
     doubleClick(bookmarks, bookmarks->Item(bookmarkKey));
     const QString fileKey = NodeKey::Field(bookmarkKey, 0);
     const QString bookmarkedGame = NodeKey::ParentKey(bookmarkKey);
@@ -208,15 +197,34 @@ void tst_routing::usersPath()
             program.view->findChild<QLabel *>(QStringLiteral("lblFiles"))->text().startsWith(" Renamed Quest: "));
     QCOMPARE(bookmarks->Item(bookmarkKey)->SubItem(2), QStringLiteral("Renamed Quest"));
 
-    // Deleting the bookmarked file: the game's count and the bookmark follow.
-    const int files = program.view->FileList()->Count();
-    program.prompts.answerMsgBox(MsgResult::Yes);
-    program.view->findChild<QAction *>(QStringLiteral("mnuFileDel"))->trigger();
-    QCOMPARE(std::pair(program.nodeText(bookmarkedGame), bookmarks->Item(bookmarkKey)),
-             std::pair(QStringLiteral("Renamed Quest (%1)").arg(files - 1), static_cast<ListItem *>(nullptr)));
+    // A file that is not its game's first, with a word nothing else holds, twice in its text.
+    const qint32 fileId = *NodeKey::Id(bookmarkKey, 0);
+    QVERIFY(program.exec(QStringLiteral("UPDATE file SET sub_cat = 1, txt_rtf = '{\\rtf1\\ansi A Wyvernquill, then "
+                                        "wyvernquill and Wyvernquill.}' WHERE auto_id = %1")
+                             .arg(fileId)));
 
-    // Another store: an unsaved file window is asked about first, and Cancel keeps the store;
-    // then every pane reloads from the other one, in the same order.
+    // Edit > Find opens one window, however often it is chosen; its hit is found from another game.
+    program.click(gameKey);
+    program.form->Menu().mnuSearchLorekeep->trigger();
+    program.form->Menu().mnuSearchLorekeep->trigger();
+    QCOMPARE(program.form->findChildren<frmFind *>().size(), 1);
+    auto *form = program.form->findChild<frmFind *>();
+    form->findChild<QComboBox *>()->setEditText(QStringLiteral("Wyvernquill"));
+    program.prompts.answerMsgBox(MsgResult::OK);
+    form->findChild<QPushButton *>(QStringLiteral("cmdFind"))->click();
+    ListView *results = program.details->SearchResults();
+    QCOMPARE(std::tuple(int(program.details->SelectedTab()), results->Count()), std::tuple(3, 1));
+
+    // The hit opens selected with the phrase marked, in its case only; another file shown loses the marks.
+    doubleClick(results, results->ItemAt(1));
+    const QList<QTextEdit::ExtraSelection> marks = program.view->Viewer()->extraSelections();
+    QCOMPARE(std::tuple(program.view->CurrentFileKey(), program.view->FileList()->SelectedItem()->Key(), marks.size(),
+                        marks.value(1).cursor.selectedText()),
+             std::tuple(NodeKey::File(fileId), NodeKey::File(fileId), qsizetype(2), QStringLiteral("Wyvernquill")));
+    program.view->SelectFile(program.view->FileList()->ItemAt(1)->Key());
+    QVERIFY(program.view->Viewer()->extraSelections().isEmpty());
+
+    // Another store: an unsaved file window is asked about first, Cancel keeps the store; then all reload.
     const QString second = program.dir.filePath(QStringLiteral("second.lkb"));
     Program::generate(second, 9);
     program.click(gameKey);
@@ -236,59 +244,10 @@ void tst_routing::usersPath()
              std::tuple(2, program.count(QStringLiteral("SELECT count(*) FROM bookmarks"))));
 }
 
-void tst_routing::gameMoveTakesItsBookmarks()
+void tst_routing::platformsAndGames()
 {
-    // A game moved to another platform takes its bookmarks along.
     Program program;
-    ListView *bookmarks = program.details->Bookmarks();
-    const QString key = bookmarks->ItemAt(1)->Key();
-    const QString game = NodeKey::ParentKey(key);
-    const auto ids = NodeKey::ParseGame(game);
-    program.click(game);
-    Program::inSelector([](GameSelector *selector) {
-        auto *platforms = selector->findChild<QComboBox *>(QStringLiteral("cboPlatform"));
-        platforms->setCurrentIndex(platforms->currentIndex() == 0 ? 1 : 0);
-    });
-    program.treeAction("mnuHiddenMoveTo")->trigger();
-    const QString moved = program.tree->SelectedKey();
-    QVERIFY(moved != game && *NodeKey::Id(moved, 0) == ids->GameId);
-    const QString movedKey = NodeKey::Field(key, 0) + QLatin1Char('|') + moved;
-    QVERIFY(bookmarks->Item(movedKey) && bookmarks->Item(movedKey)->SubItem(4) == program.tree->GamePlatform(moved));
-}
-
-void tst_routing::gameDeletedByKey()
-{
-    // The Delete key on a game: the title strip leaves it, the view is covered, its bookmarks go.
-    Program program;
-    ListView *bookmarks = program.details->Bookmarks();
-    const QString key = bookmarks->ItemAt(1)->Key();
-    const QString game = NodeKey::ParentKey(key);
-    program.click(game);
-    const QString name = program.tree->GameName(game);
-    program.prompts.answerMsgBox(MsgResult::Yes);
-    QTest::keyClick(program.treeView(), Qt::Key_Delete);
-    QVERIFY(program.prompts.last().text.contains(name));
-    QVERIFY(!program.title().contains(name) && program.view->IsCovered() && !bookmarks->Item(key));
-}
-
-void tst_routing::gameKeysAndAddFile()
-{
-    // Enter on a game brings the Files tab to the front; Add File opens a new file.
-    Program program;
-    program.click(NodeKey::ParentKey(program.details->Bookmarks()->ItemAt(1)->Key()));
-    program.view->SelectTab(ctlView::Tab::Browser);
-    QTest::keyClick(program.treeView(), Qt::Key_Return);
-    QCOMPARE(int(program.view->SelectedTab()), 1);
-    program.treeAction("mnuHiddenAddFile")->trigger();
-    QVERIFY(program.view->Editor() && program.view->Editor()->CurrentMode() == FileViewer::NewMode);
-    program.view->Editor()->close();
-}
-
-void tst_routing::platformsWindowReloadsPanes()
-{
-    // Edit > Platforms and the tree's Remove Platform open one window, on the platform Remove
-    // Platform was chosen on; a change reloads every pane, closing releases the window.
-    Program program;
+    // Edit > Platforms and Remove Platform share one window, on that platform; a change reloads every pane.
     program.form->Menu().mnuMaintPlatforms->trigger();
     const QString platform = NodeKey::Field(program.game(3), 2);
     program.click(platform);
@@ -304,17 +263,62 @@ void tst_routing::platformsWindowReloadsPanes()
     QTRY_COMPARE(program.loading.size(), 2);
     window->close();
     QTRY_VERIFY(!window);
+
+    // Enter brings the Files tab up; a moved game takes its bookmarks along, and Delete then takes them.
+    ListView *bookmarks = program.bookmarks;
+    const QString key = bookmarks->ItemAt(1)->Key();
+    const QString game = NodeKey::ParentKey(key);
+    program.click(game);
+    program.view->SelectTab(ctlView::Tab::Browser);
+    QTest::keyClick(program.treeView(), Qt::Key_Return);
+    QCOMPARE(int(program.view->SelectedTab()), 1);
+    Program::inSelector([](GameSelector *selector) {
+        auto *platforms = selector->findChild<QComboBox *>(QStringLiteral("cboPlatform"));
+        platforms->setCurrentIndex(platforms->currentIndex() == 0 ? 1 : 0);
+    });
+    program.treeAction("mnuHiddenMoveTo")->trigger();
+    const QString moved = program.tree->SelectedKey();
+    QVERIFY(moved != game && NodeKey::Id(moved, 0) == NodeKey::Id(game, 0));
+    const QString movedKey = NodeKey::Field(key, 0) + QLatin1Char('|') + moved;
+    QVERIFY(bookmarks->Item(movedKey) && bookmarks->Item(movedKey)->SubItem(4) == program.tree->GamePlatform(moved));
+
+    const QString name = program.tree->GameName(moved);
+    program.prompts.answerMsgBox(MsgResult::Yes);
+    QTest::keyClick(program.treeView(), Qt::Key_Delete);
+    QVERIFY(program.prompts.last().text.contains(name));
+    QVERIFY(!program.title().contains(name) && program.view->IsCovered() && !bookmarks->Item(movedKey));
 }
 
-void tst_routing::bookmarkEditedAndMoved()
+void tst_routing::bookmarksFollowFiles()
 {
+    // A bookmark of a gone file asks: No keeps it, Yes deletes it. A search hit to a gone file only says so.
     Program program;
-    ListView *bookmarks = program.details->Bookmarks();
+    ListView *bookmarks = program.bookmarks;
+    const QString gone = program.laterBookmark(); // its game keeps a file
+    const QString goneGame = NodeKey::ParentKey(gone);
+    QVERIFY(program.exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(*NodeKey::Id(gone, 0))));
+    program.prompts.answerMsgBox(MsgResult::No);
+    doubleClick(bookmarks, bookmarks->Item(gone));
+    QVERIFY(program.prompts.last().buttons == MsgButtons::YesNo && bookmarks->Item(gone));
+    // Asked again once the user has been elsewhere (the file view does not ask twice in a row).
+    program.click(NodeKey::ParentKey(goneGame));
+    program.prompts.answerMsgBox(MsgResult::Yes);
+    bookmarks->Select(bookmarks->Item(gone));
+    QTest::keyClick(bookmarks->ActiveView(), Qt::Key_Return);
+    QVERIFY(!bookmarks->Item(gone));
+    const int left = bookmarks->Count();
+    program.prompts.answerMsgBox(MsgResult::OK);
+    program.details->AddSearch(*NodeKey::Id(gone, 0), QStringLiteral("PC"), QStringLiteral("Gone"), 1,
+                               QStringLiteral("Gone"), goneGame, QString());
+    program.click(NodeKey::ParentKey(goneGame));
+    program.details->SelectTab(ctlDetails::Tab::SearchResults);
+    doubleClick(program.details->SearchResults(), program.details->SearchResults()->ItemAt(1));
+    QCOMPARE(std::tuple(program.prompts.last().buttons, bookmarks->Count()), std::tuple(MsgButtons::OK, left));
+
     const QString key = bookmarks->ItemAt(1)->Key();
     const QString game = NodeKey::ParentKey(key);
 
-    // Bookmarking is refused (with a message) for a file already bookmarked; an edit and a move
-    // (into a game made in the selector) reach the bookmark and the tree.
+    // A file bookmarked already is refused; an edit and a move into a new game reach the bookmark and tree.
     const int count = bookmarks->Count();
     program.click(game);
     ListView *files = program.view->FileList();
@@ -343,75 +347,26 @@ void tst_routing::bookmarkEditedAndMoved()
              std::pair(QStringLiteral("Brand New"), QStringLiteral("Brand New")));
 }
 
-void tst_routing::bookmarkOfAGoneFile()
+void tst_routing::favorites()
 {
-    // Opening the bookmark of a file that is gone asks; No keeps the bookmark, Yes deletes it. A
-    // search hit to a gone file only says so.
+    // A new favorite shows in the list at once; asked again, no second one is stored.
     Program program;
-    ListView *bookmarks = program.details->Bookmarks();
-    const QString gone = program.laterBookmark(); // its game keeps a file
-    const QString game = NodeKey::ParentKey(gone);
-    QVERIFY(program.exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(*NodeKey::Id(gone, 0))));
-    program.prompts.answerMsgBox(MsgResult::No);
-    doubleClick(bookmarks, bookmarks->Item(gone));
-    QVERIFY(program.prompts.last().buttons == MsgButtons::YesNo && bookmarks->Item(gone));
-    // Asked again once the user has been elsewhere (the file view does not ask twice in a row).
-    program.click(NodeKey::ParentKey(game));
-    program.prompts.answerMsgBox(MsgResult::Yes);
-    bookmarks->Select(bookmarks->Item(gone));
-    QTest::keyClick(bookmarks->ActiveView(), Qt::Key_Return);
-    QVERIFY(!bookmarks->Item(gone));
-    const int left = bookmarks->Count();
-    program.prompts.answerMsgBox(MsgResult::OK);
-    program.details->AddSearch(*NodeKey::Id(gone, 0), QStringLiteral("PC"), QStringLiteral("Gone"), 1,
-                               QStringLiteral("Gone"), game, QString());
-    program.click(NodeKey::ParentKey(game));
-    program.details->SelectTab(ctlDetails::Tab::SearchResults);
-    doubleClick(program.details->SearchResults(), program.details->SearchResults()->ItemAt(1));
-    QCOMPARE(std::tuple(program.prompts.last().buttons, bookmarks->Count()), std::tuple(MsgButtons::OK, left));
-}
+    ListView *favorites = program.details->Favorites();
+    const int listed = favorites->Count();
+    QTimer::singleShot(0, [] {
+        auto *dialog = qobject_cast<frmFavorite *>(QApplication::activeModalWidget());
+        QVERIFY(dialog);
+        dialog->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Home"));
+        dialog->findChild<QPushButton *>(QStringLiteral("cmdOK"))->click();
+    });
+    for (int time = 0; time < 2; ++time) {
+        program.prompts.answerMsgBox(MsgResult::OK);
+        program.viewAction("mnuAddURL")->trigger();
+    }
+    QVERIFY(favorites->Count() == listed + 1 && favorites->ItemAt(listed + 1)->Text() == QStringLiteral("Start Page"));
+    QCOMPARE(program.count(QStringLiteral("SELECT count(*) FROM favorites WHERE url = 'Start Page'")), 1);
 
-void tst_routing::findAndOpenHit()
-{
-    Program program;
-    // A file that is not its game's first, with a word nothing else holds, twice in its text.
-    const QString key = program.laterBookmark();
-    const qint32 fileId = *NodeKey::Id(key, 0);
-    QVERIFY(program.exec(QStringLiteral("UPDATE file SET sub_cat = 1, txt_rtf = '{\\rtf1\\ansi A Wyvernquill, then "
-                                        "wyvernquill and Wyvernquill.}' WHERE auto_id = %1")
-                             .arg(fileId)));
-
-    // Edit > Find opens one window, however often it is chosen.
-    program.form->Menu().mnuSearchLorekeep->trigger();
-    program.form->Menu().mnuSearchLorekeep->trigger();
-    QCOMPARE(program.form->findChildren<frmFind *>().size(), 1);
-    auto *form = program.form->findChild<frmFind *>();
-    // The texts are searched from the first use on.
-    QVERIFY(form->findChild<QCheckBox *>(QStringLiteral("chkFileField3"))->isChecked());
-    form->findChild<QComboBox *>()->setEditText(QStringLiteral("Wyvernquill"));
-    program.prompts.answerMsgBox(MsgResult::OK);
-    form->findChild<QPushButton *>(QStringLiteral("cmdFind"))->click();
-    ListView *results = program.details->SearchResults();
-    QCOMPARE(std::tuple(int(program.details->SelectedTab()), results->Count()), std::tuple(3, 1));
-    QCOMPARE(program.details->findChild<QLabel *>(QStringLiteral("lblSearchResults"))->text(),
-             QStringLiteral(" Search Results: 1 item found."));
-
-    // The hit opens selected in its game's list with the phrase marked, in its case only; another
-    // file shown loses the marks.
-    doubleClick(results, results->ItemAt(1));
-    const QList<QTextEdit::ExtraSelection> marks = program.view->Viewer()->extraSelections();
-    QCOMPARE(std::tuple(program.view->CurrentFileKey(), program.view->FileList()->SelectedItem()->Key(), marks.size(),
-                        marks.value(1).cursor.selectedText()),
-             std::tuple(NodeKey::File(fileId), NodeKey::File(fileId), qsizetype(2), QStringLiteral("Wyvernquill")));
-    program.view->SelectFile(program.view->FileList()->ItemAt(1)->Key());
-    QVERIFY(program.view->Viewer()->extraSelections().isEmpty());
-}
-
-void tst_routing::favoritesButton()
-{
-    // The Favorites button brings up the favorites, and hides them when they are what is shown; the
-    // pane's own close button hides it through the menu too.
-    Program program;
+    // The Favorites button shows the favorites, or hides them when they are shown.
     QAction *bottom = program.form->Menu().mnuViewBottom;
     QAction *favoritesButton =
         program.view->findChild<ctlBrowser *>()->findChild<QAction *>(QStringLiteral("Favorites"));
@@ -422,36 +377,14 @@ void tst_routing::favoritesButton()
     QVERIFY(!program.details->isVisible() && !bottom->isChecked());
     favoritesButton->trigger();
     QVERIFY(program.details->isVisible() && bottom->isChecked() && int(program.details->SelectedTab()) == 2);
-    program.details->findChild<QAction *>(QStringLiteral("x"))->trigger();
-    QVERIFY(!program.details->isVisible() && !bottom->isChecked());
-}
 
-void tst_routing::addFavorite()
-{
-    // A page that is not a favorite yet gets the dialog, and the new row shows in the list at once;
-    // asked again, no second one is stored.
-    Program program;
-    ListView *favorites = program.details->Favorites();
-    const int listed = favorites->Count();
-    QTimer::singleShot(0, [] {
-        auto *dialog = qobject_cast<frmFavorite *>(QApplication::activeModalWidget());
-        QVERIFY(dialog);
-        dialog->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Home"));
-        dialog->findChild<QPushButton *>(QStringLiteral("cmdOK"))->click();
-    });
-    QAction *addFavorite = program.view->findChild<QAction *>(QStringLiteral("mnuAddURL"));
-    program.prompts.answerMsgBox(MsgResult::OK);
-    addFavorite->trigger();
-    QVERIFY(favorites->Count() == listed + 1 && favorites->ItemAt(listed + 1)->Text() == QStringLiteral("Start Page"));
-    program.prompts.answerMsgBox(MsgResult::OK);
-    addFavorite->trigger();
-    QCOMPARE(program.count(QStringLiteral("SELECT count(*) FROM favorites WHERE url = 'Start Page'")), 1);
-}
+    // A favorite opens in the browser tab, which comes to the front.
+    program.view->SelectTab(ctlView::Tab::Files);
+    doubleClick(favorites, favorites->ItemAt(1));
+    QCOMPARE(int(program.view->SelectedTab()), 2);
+    QTRY_COMPARE(program.view->BrowseURL(), QUrl::fromUserInput(favorites->ItemAt(1)->Tag().toString()).toString());
 
-void tst_routing::captionFollowsThePage()
-{
     // The window's caption follows the page only while the browser tab is shown.
-    Program program;
     LocalWebServer server;
     server.addPage(QStringLiteral("/some"), "<html><head><title>Some Page</title></head><body>1</body></html>");
     server.addPage(QStringLiteral("/other"), "<html><head><title>Other Page</title></head><body>2</body></html>");
@@ -467,34 +400,68 @@ void tst_routing::captionFollowsThePage()
              QStringLiteral("Lorekeep - [") + program.form->Store().DatabaseName() + QStringLiteral("] - Files"));
 }
 
-void tst_routing::favoriteOpensInTheBrowser()
+void tst_routing::imports()
 {
-    // A favorite opens in the browser tab, which comes to the front.
     Program program;
-    ListView *favorites = program.details->Favorites();
-    program.details->SelectTab(ctlDetails::Tab::Favorites);
-    program.view->SelectTab(ctlView::Tab::Files);
-    doubleClick(favorites, favorites->ItemAt(1));
-    QCOMPARE(int(program.view->SelectedTab()), 2);
-    QTRY_COMPARE(program.view->BrowseURL(), QUrl::fromUserInput(favorites->ItemAt(1)->Tag().toString()).toString());
-}
+    const QString gameKey = program.game(0);
+    program.click(gameKey);
+    ListView *list = program.view->FileList();
+    const int listed = list->Count();
+    QTemporaryDir dir;
+    QStringList paths;
+    for (const char *name : {"Part 1.txt", "Part 2.txt", "Maps.txt"}) {
+        paths << dir.filePath(QLatin1String(name));
+        writeFile(paths.constLast(), "A guide of its own.\n");
+    }
 
-void tst_routing::browserImport()
-{
-    Program program;
-    TreeView *treeView = program.tree->findChild<TreeView *>();
-    // Text dropped on a game opens a new file of it; the game is listed, and saving adds the row to
-    // the list and one to the game's count. (A drag from another program brings no description.)
+    // Files dropped on the list go to its game: listed, counted, the last one shown, one summary.
+    QMimeData data;
+    data.setUrls({QUrl::fromLocalFile(paths[0]), QUrl::fromLocalFile(paths[1])});
+    program.prompts.answerMsgBox(MsgResult::OK);
+    QVERIFY(drop(list->ActiveView()->viewport(), list->ActiveView()->viewport()->rect().center(), &data));
+    QCoreApplication::sendPostedEvents();
+    const QString last = NodeKey::File(program.count(QStringLiteral("SELECT max(auto_id) FROM file")));
+    QCOMPARE(std::tuple(program.prompts.last().text, list->Count(), list->SelectedItem()->Key()),
+             std::tuple(QStringLiteral("2 files imported."), listed + 2, last));
+    QTRY_COMPARE(program.view->CurrentFileKey(), last);
+    QVERIFY(program.view->Viewer()->toPlainText() == QStringLiteral("A guide of its own.\n") &&
+            program.nodeText(gameKey).endsWith(QStringLiteral(" (%1)").arg(listed + 2)));
+
+    // File > Import Files imports into the selected game and starts there the next time.
+    program.prompts.answerOpenFiles(QStringList{paths[2]});
+    program.form->Menu().mnuFileImport->trigger();
+    QCOMPARE(list->Count(), listed + 3);
+    program.prompts.answerOpenFiles(std::nullopt);
+    program.form->Menu().mnuFileImport->trigger();
+    QCOMPARE(std::tuple(program.prompts.last().options.InitDir, list->Count()), std::tuple(dir.path(), listed + 3));
+
+    // A file added by another program: not while a dialog is up; then count and list follow, same file shown.
+    const QString shown = list->SelectedItem()->Key();
+    QTRY_COMPARE(program.view->CurrentFileKey(), shown);
+    runElsewhere(program.form->Store().DatabasePath(),
+                 {QStringLiteral("INSERT INTO file (game_id) VALUES (%1)").arg(*NodeKey::Id(gameKey, 0))});
+    int duringDialog = -1;
+    QDialog dialog(program.form.get());
+    QTimer::singleShot(0, &dialog, [&] {
+        program.form->CheckStoreChanges();
+        duringDialog = list->Count();
+        dialog.reject();
+    });
+    dialog.exec();
+    QCOMPARE(duringDialog, listed + 3);
+    QTRY_COMPARE(list->Count(), listed + 4);
+    QCOMPARE(std::tuple(program.nodeText(gameKey).endsWith(QStringLiteral(" (%1)").arg(listed + 4)),
+                        program.view->CurrentFileKey(), program.tree->SelectedKey()),
+             std::tuple(true, shown, gameKey));
+
+    // Text dropped on a game opens a new file of it; saving adds the row and one to the game's count.
+    TreeView *treeView = program.treeView();
     const auto dropOn = [&](const QString &key) {
         TreeNode *node = treeView->Node(key);
         treeView->EnsureVisible(node);
-        const QPoint pos = treeView->visualItemRect(node).center();
         QMimeData data;
         data.setText(QStringLiteral("Drift early on the second lap."));
-        QDragEnterEvent enter(pos, Qt::CopyAction, &data, Qt::LeftButton, {});
-        QApplication::sendEvent(treeView->viewport(), &enter);
-        QDropEvent drop(pos, Qt::CopyAction, &data, Qt::LeftButton, {});
-        QApplication::sendEvent(treeView->viewport(), &drop);
+        drop(treeView->viewport(), treeView->visualItemRect(node).center(), &data);
         QCoreApplication::sendPostedEvents();
         FileViewer *viewer = program.tree->findChildren<FileViewer *>().constLast();
         viewer->findChild<QComboBox *>(QStringLiteral("cboSubCat"))->setCurrentIndex(1);
@@ -514,76 +481,14 @@ void tst_routing::browserImport()
     // Saved while the list shows another game, the file is counted but not listed there.
     viewer = dropOn(first);
     program.click(program.game(1));
-    const int listed = program.view->FileList()->Count();
+    const int other = program.view->FileList()->Count();
     QVERIFY(viewer->Save());
-    QVERIFY(program.view->FileList()->Count() == listed &&
+    QVERIFY(program.view->FileList()->Count() == other &&
             program.nodeText(first).endsWith(QStringLiteral(" (%1)").arg(files + 2)));
     // A file window the import left open with changes is asked about when the program closes.
     dropOn(first)->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Unsaved"));
     program.prompts.answerMsgBox(MsgResult::Cancel);
     QVERIFY(!program.form->close());
-}
-
-void tst_routing::fileImport()
-{
-    Program program;
-    const QString gameKey = program.game(0);
-    program.click(gameKey);
-    ListView *list = program.view->FileList();
-    const int listed = list->Count();
-    QTemporaryDir dir;
-    QStringList paths;
-    for (const char *name : {"Part 1.txt", "Part 2.txt", "Maps.txt"}) {
-        paths << dir.filePath(QLatin1String(name));
-        writeFile(paths.constLast(), "A guide of its own.\n");
-    }
-
-    // Files dropped on the list go to its game: listed, counted, the last one shown, one summary.
-    QMimeData data;
-    data.setUrls({QUrl::fromLocalFile(paths[0]), QUrl::fromLocalFile(paths[1])});
-    QWidget *viewport = list->ActiveView()->viewport();
-    const QPoint pos = viewport->rect().center();
-    QDragEnterEvent enter(pos, Qt::CopyAction, &data, Qt::LeftButton, {});
-    QApplication::sendEvent(viewport, &enter);
-    QVERIFY(enter.isAccepted());
-    QDropEvent drop(pos, Qt::CopyAction, &data, Qt::LeftButton, {});
-    QApplication::sendEvent(viewport, &drop);
-    program.prompts.answerMsgBox(MsgResult::OK);
-    QCoreApplication::sendPostedEvents();
-    const QString last = NodeKey::File(program.count(QStringLiteral("SELECT max(auto_id) FROM file")));
-    QCOMPARE(std::tuple(program.prompts.last().text, list->Count(), list->SelectedItem()->Key()),
-             std::tuple(QStringLiteral("2 files imported."), listed + 2, last));
-    QTRY_COMPARE(program.view->CurrentFileKey(), last);
-    QVERIFY(program.view->Viewer()->toPlainText() == QStringLiteral("A guide of its own.\n") &&
-            program.nodeText(gameKey).endsWith(QStringLiteral(" (%1)").arg(listed + 2)));
-
-    // File > Import Files imports into the selected game and starts there the next time.
-    program.prompts.answerOpenFiles(QStringList{paths[2]});
-    program.form->Menu().mnuFileImport->trigger();
-    QCOMPARE(list->Count(), listed + 3);
-    program.prompts.answerOpenFiles(std::nullopt);
-    program.form->Menu().mnuFileImport->trigger();
-    QCOMPARE(std::tuple(program.prompts.last().options.InitDir, list->Count()), std::tuple(dir.path(), listed + 3));
-
-    // A file added by another program: not while a dialog is up; once it is gone, the count and the
-    // list follow, the same file shown.
-    const QString shown = list->SelectedItem()->Key();
-    QTRY_COMPARE(program.view->CurrentFileKey(), shown);
-    runElsewhere(program.form->Store().DatabasePath(),
-                 {QStringLiteral("INSERT INTO file (game_id) VALUES (%1)").arg(*NodeKey::Id(gameKey, 0))});
-    int duringDialog = -1;
-    QDialog dialog(program.form.get());
-    QTimer::singleShot(0, &dialog, [&] {
-        program.form->CheckStoreChanges();
-        duringDialog = list->Count();
-        dialog.reject();
-    });
-    dialog.exec();
-    QCOMPARE(duringDialog, listed + 3);
-    QTRY_COMPARE(list->Count(), listed + 4);
-    QCOMPARE(std::tuple(program.nodeText(gameKey).endsWith(QStringLiteral(" (%1)").arg(listed + 4)),
-                        program.view->CurrentFileKey(), program.tree->SelectedKey()),
-             std::tuple(true, shown, gameKey));
 }
 
 void tst_routing::emptyLibrary()
@@ -596,9 +501,6 @@ void tst_routing::emptyLibrary()
     auto *view = form->findChild<ctlView *>();
     auto *tabs = view->findChild<QTabBar *>(QStringLiteral("tbsTabs"));
     QVERIFY(view->IsCovered() && tabs->isVisible());
-    form->findChild<TreeView *>()->setFocus();
-    QTest::keyClick(QApplication::focusWidget(), Qt::Key_F6);
-    QCOMPARE(QApplication::focusWidget(), tabs);
     form->Menu().mnuViewBrowser->trigger();
     QVERIFY(int(view->SelectedTab()) == 2 && form->findChild<QComboBox *>(QStringLiteral("cboURL"))->hasFocus());
 
