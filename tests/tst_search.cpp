@@ -3,12 +3,12 @@
 
 #include "LibraryGenerator.h"
 #include "TestHome.h"
-#include "import/FileImport.h"
 #include "data/FileSearch.h"
 #include "data/FileTable.h"
 #include "data/FindIndex.h"
 #include "data/GameTable.h"
 #include "data/modADO.h"
+#include "import/FileImport.h"
 #include "rtf/RtfReader.h"
 
 #include <QProcess>
@@ -28,6 +28,25 @@ QList<qint32> ids(const QVector<FindHit> &hits)
     QList<qint32> out;
     for (const FindHit &hit : hits)
         out << hit.FileId;
+    return out;
+}
+
+// lkfind's exit code, output and error output.
+std::tuple<int, QString, QString> runLkfind(const QStringList &args)
+{
+    QProcess tool;
+    tool.start(QStringLiteral(LKFIND_EXE), args);
+    tool.waitForFinished(120000);
+    return {tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1,
+            QString::fromUtf8(tool.readAllStandardOutput()), QString::fromUtf8(tool.readAllStandardError())};
+}
+
+// The ids as lkfind prints them.
+QString lines(const QVector<FindHit> &hits)
+{
+    QString out;
+    for (const qint32 id : ids(hits))
+        out += QString::number(id) + QLatin1Char('\n');
     return out;
 }
 
@@ -89,7 +108,6 @@ class tst_search final : public QObject
 private Q_SLOTS:
     void indexMatchesScan();
     void olderStoreGetsAnIndex();
-    void damagedIndexIsMadeAnew();
     void lkfind();
     void lkfindEdgeCases();
     void indexBatchesBoundedByText();
@@ -170,15 +188,11 @@ void tst_search::indexMatchesScan()
     after << QStringLiteral("Zoë walk") << QStringLiteral("brand new") << QStringLiteral("sword of été")
           << QStringLiteral("elsewhere") << QStringLiteral("plain words") << QStringLiteral("naïve");
     compare(db, after, "after writes");
-    FindRequest request;
-    request.Phrase = QStringLiteral("brand} new");
-    QVector<FindHit> hits;
-    QVERIFY(FileSearch::Find(db, request, &hits, &err));
-    QVERIFY2(hits.isEmpty(), "markup is not searched");
-    request.Phrase = QStringLiteral("brand new");
-    request.Text = true;
-    QVERIFY(FileSearch::Find(db, request, &hits, &err));
-    QCOMPARE(ids(hits), QList<qint32>{low});
+    // Markup is not searched.
+    QVector<FindHit> markup, words;
+    QVERIFY(FileSearch::Find(db, {QStringLiteral("brand} new"), true, true, true, {}}, &markup, &err) &&
+            FileSearch::Find(db, {QStringLiteral("brand new"), true, true, true, {}}, &words, &err));
+    QCOMPARE(std::pair(ids(markup), ids(words)), std::pair(QList<qint32>(), QList<qint32>{low}));
 }
 
 void tst_search::olderStoreGetsAnIndex()
@@ -208,26 +222,6 @@ void tst_search::olderStoreGetsAnIndex()
     QVERIFY(FindIndex::Pending(db, &pending, &err) && pending == 0);
 }
 
-void tst_search::damagedIndexIsMadeAnew()
-{
-    // A damaged index is made anew; that search scans and says so.
-    Library library;
-    const QSqlDatabase db = library.db();
-    ErrObject err;
-    QVERIFY(FindIndex::Rebuild(db, &err));
-    QVERIFY(QSqlQuery(db).exec(QStringLiteral("DELETE FROM find_text_data")));
-    FindRequest request;
-    request.Phrase = QStringLiteral("the");
-    request.Text = true;
-    QVector<FindHit> hits, scanned;
-    IndexRepair repair;
-    QVERIFY(FileSearch::Find(db, request, &hits, &err, &repair) && repair.Tried && repair.Done);
-    QVERIFY(FileSearch::Scan(db, request, &scanned, &err));
-    QCOMPARE(ids(hits), ids(scanned));
-    QVERIFY(FileSearch::Find(db, request, &hits, &err, &repair) && !repair.Tried);
-    QCOMPARE(ids(hits), ids(scanned));
-}
-
 void tst_search::lkfind()
 {
     Library library;
@@ -235,11 +229,9 @@ void tst_search::lkfind()
     QSqlQuery row(QStringLiteral("SELECT auto_id, game_id, desc FROM file ORDER BY auto_id LIMIT 1 OFFSET 7"), db);
     QVERIFY(row.next());
     const auto run = [&](const QStringList &args, QString *out) {
-        QProcess tool;
-        tool.start(QStringLiteral(LKFIND_EXE), args);
-        tool.waitForFinished(120000);
-        *out = QString::fromUtf8(tool.readAllStandardOutput());
-        return tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1;
+        const auto [code, output, err] = runLkfind(args);
+        *out = output;
+        return code;
     };
     const QStringList store = {QStringLiteral("--store"), library.path};
     QString out;
@@ -252,10 +244,7 @@ void tst_search::lkfind()
     ErrObject err;
     QVERIFY(FileSearch::Find(db, request, &hits, &err) && ids(hits).contains(row.value(0).toInt()));
     QCOMPARE(run(store + QStringList{phrase}, &out), 0);
-    QString expected;
-    for (const qint32 id : ids(hits))
-        expected += QString::number(id) + QLatin1Char('\n');
-    QCOMPARE(out, expected);
+    QCOMPARE(out, lines(hits));
     QCOMPARE(run(store + QStringList{QStringLiteral("--fields"), QStringLiteral("desc"), QStringLiteral("--game"),
                                      row.value(1).toString(), QStringLiteral("--cats"), QStringLiteral("1,2,3,4,5,6"),
                                      phrase},
@@ -275,12 +264,9 @@ void tst_search::lkfindEdgeCases()
     Library library;
     QSqlDatabase db = library.db();
     const auto run = [&](const QString &phrase, QString *err) {
-        QProcess tool;
-        tool.start(QStringLiteral(LKFIND_EXE), {QStringLiteral("--store"), library.path, phrase});
-        tool.waitForFinished(120000);
-        *err = QString::fromUtf8(tool.readAllStandardError());
-        return std::tuple(tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1,
-                          QString::fromUtf8(tool.readAllStandardOutput()));
+        const auto [code, out, errors] = runLkfind({QStringLiteral("--store"), library.path, phrase});
+        *err = errors;
+        return std::tuple(code, out);
     };
     const QString add = QStringLiteral("INSERT INTO file (auto_id, game_id, sub_cat, src, desc, txt_rtf) "
                                        "SELECT %1, auto_id, 1, '', '%2', '' FROM game LIMIT 1");
@@ -294,17 +280,15 @@ void tst_search::lkfindEdgeCases()
     QCOMPARE(run(QStringLiteral("  ce\t  "), &err), std::tuple(0, tabbed));
     QCOMPARE(run(QStringLiteral("ce\t\n"), &err), std::tuple(0, QString()));
 
-    // A broken index that another program's write lock keeps from being rebuilt: the ids come from
-    // reading every file, and lkfind does not claim a rebuild.
+    // A broken index that another program's lock keeps from being rebuilt: the ids come from a scan,
+    // and lkfind claims no rebuild; once the lock goes, the index is made anew.
     FindRequest request;
     request.Phrase = QStringLiteral("the");
     request.Text = true;
     QVector<FindHit> scanned;
     ErrObject scanErr;
     QVERIFY(FileSearch::Scan(db, request, &scanned, &scanErr));
-    QString expected;
-    for (const qint32 id : ids(scanned))
-        expected += QString::number(id) + QLatin1Char('\n');
+    const QString expected = lines(scanned);
     QVERIFY2(query.exec(QStringLiteral("DELETE FROM find_text_data")), qPrintable(query.lastError().text()));
     {
         QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("locker"));
