@@ -1,6 +1,5 @@
 #include "TestHome.h"
 #include "data/BookmarkTable.h"
-#include "data/FavoriteTable.h"
 #include "data/FileSearch.h"
 #include "data/FileTable.h"
 #include "data/GameTable.h"
@@ -23,7 +22,7 @@ private Q_SLOTS:
     void connectRefusesWhatIsNotAStore();
     void lockedAndReadOnlyStores();
     void gamesAndFiles();
-    void bookmarksAndFavorites();
+    void bookmarks();
     void damagedPageFailsTheRead();
 };
 
@@ -197,39 +196,28 @@ void tst_store::gamesAndFiles()
     QVERIFY(!FileTable::List(home.db(), zelda, &files, &err) && err.Number == ErrNumber::NoConnection);
 }
 
-void tst_store::bookmarksAndFavorites()
+void tst_store::bookmarks()
 {
     TestHome home;
     ErrObject err;
-    BookmarkRow bookmark{0, "K_7|N_3|G_2|P_5", "Zelda", "Guide", "Nintendo 64", 1, 2};
-    qint32 first = 0, second = 0;
-    QVERIFY(BookmarkTable::Add(home.db(), bookmark, &first, &err));
-    QVERIFY(BookmarkTable::Add(home.db(), bookmark, &second, &err));
+    qint32 id = 0;
+    QVERIFY(BookmarkTable::Add(home.db(), {0, "K_7|N_3|G_2|P_5", "Zelda", "Guide", "Nintendo 64", 1, 2}, &id, &err));
 
-    // Moving a game rewrites key, platform and genre only; moving a file also the game.
-    QVERIFY(
-        BookmarkTable::MoveGame(home.db(), first, QStringLiteral("K_7|N_3|G_4|P_18"), QStringLiteral("PC"), 4, &err));
-    QVERIFY(BookmarkTable::MoveFile(home.db(), second, QStringLiteral("K_7|N_9|G_1|P_6"), QStringLiteral("Tetris"),
+    // Moving a file rewrites its key, game, platform and genre.
+    QVERIFY(BookmarkTable::MoveFile(home.db(), id, QStringLiteral("K_7|N_9|G_1|P_6"), QStringLiteral("Tetris"),
                                     QStringLiteral("Game Boy"), 1, &err));
     QVector<BookmarkRow> rows;
     QVERIFY(BookmarkTable::Load(home.db(), &rows, &err));
-    QCOMPARE(std::tuple(rows.at(0).tree_key, rows.at(0).game, rows.at(0).file, rows.at(0).platform, rows.at(0).genre),
-             std::tuple(QStringLiteral("K_7|N_3|G_4|P_18"), QStringLiteral("Zelda"), QStringLiteral("Guide"),
-                        QStringLiteral("PC"), quint8(4)));
-    QCOMPARE(std::tuple(rows.at(1).game, rows.at(1).sub_cat), std::tuple(QStringLiteral("Tetris"), quint8(1)));
+    QCOMPARE(std::tuple(rows.at(0).tree_key, rows.at(0).game, rows.at(0).file, rows.at(0).platform, rows.at(0).genre,
+                        rows.at(0).sub_cat),
+             std::tuple(QStringLiteral("K_7|N_9|G_1|P_6"), QStringLiteral("Tetris"), QStringLiteral("Guide"),
+                        QStringLiteral("Game Boy"), quint8(1), quint8(1)));
 
     bool deleted = false;
-    QVERIFY(BookmarkTable::Delete(home.db(), first, &deleted, &err) && deleted);
-    QVERIFY(BookmarkTable::Delete(home.db(), first, &deleted, &err) && !deleted);
-    QVERIFY(!BookmarkTable::RenameGame(home.db(), first, QStringLiteral("x"), &err) &&
+    QVERIFY(BookmarkTable::Delete(home.db(), id, &deleted, &err) && deleted);
+    QVERIFY(BookmarkTable::Delete(home.db(), id, &deleted, &err) && !deleted);
+    QVERIFY(!BookmarkTable::RenameGame(home.db(), id, QStringLiteral("x"), &err) &&
             err.Number == ErrNumber::NoCurrentRecord);
-
-    // Strings never set are stored as empty texts, not refused.
-    qint32 favorite = 0;
-    QVERIFY2(FavoriteTable::Add(home.db(), {}, &favorite, &err), qPrintable(err.Description));
-    QVector<FavoriteRow> favorites;
-    QVERIFY(FavoriteTable::Load(home.db(), &favorites, &err) && favorites.size() == 1 && favorites.at(0).url.isEmpty());
-    QVERIFY(FavoriteTable::Delete(home.db(), favorite, &deleted, &err) && deleted);
 }
 
 void tst_store::damagedPageFailsTheRead()
