@@ -5,18 +5,14 @@
 #include "StartMainWindow.h"
 #include "TestHome.h"
 #include "backup/frmBackups.h"
-#include "base/AppPath.h"
 #include "components/BackupJob.h"
 #include "data/ClosedCounts.h"
 #include "data/FileTable.h"
-#include "data/FindIndex.h"
 #include "data/GameTable.h"
 #include "data/HomeFolder.h"
 #include "data/StoreBackup.h"
 #include "data/StoreError.h"
-#include "system/SettingKeys.h"
 #include "system/SettingsStore.h"
-#include "tree/ctlTree.h"
 
 #include <QAction>
 #include <QApplication>
@@ -272,13 +268,8 @@ void tst_backup::awkwardStores()
     QSqlQuery limit(full.db());
     QVERIFY(limit.exec(QStringLiteral("PRAGMA page_count")) && limit.next());
     QVERIFY(limit.exec(QStringLiteral("PRAGMA max_page_count = %1").arg(limit.value(0).toInt() + 2)));
-    FileRow row;
-    row.game_id = game;
-    row.sub_cat = 1;
-    row.desc = QStringLiteral("Huge");
-    row.txt_rtf = QString(200000, QLatin1Char('x'));
     qint32 id = 0;
-    QVERIFY(!FileTable::Add(full.db(), row, &id, &err));
+    QVERIFY(!FileTable::Add(full.db(), {0, game, 1, {}, QStringLiteral("Huge"), QString(200000, u'x')}, &id, &err));
     QVERIFY2(err.Description.contains(QStringLiteral("is full")), qPrintable(err.Description));
     QCOMPARE(std::pair(full.count(QStringLiteral("SELECT count(*) FROM game")),
                        full.count(QStringLiteral("SELECT count(*) FROM file"))),

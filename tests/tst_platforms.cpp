@@ -3,7 +3,6 @@
 #include "components/PlatformMaintenance.h"
 
 #include <QComboBox>
-#include <QFile>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QSqlQuery>

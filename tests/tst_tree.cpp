@@ -2,7 +2,6 @@
 #include "TestHome.h"
 #include "components/GameSelector.h"
 #include "data/NodeKey.h"
-#include "system/NaturalOrder.h"
 #include "system/SettingsStore.h"
 #include "tree/ctlTree.h"
 #include "widgets/TreeView.h"
@@ -15,9 +14,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
-#include <QSettings>
 #include <QSignalSpy>
-#include <QSqlQuery>
 #include <QTest>
 #include <QTimer>
 
