@@ -26,19 +26,6 @@ private Q_SLOTS:
     void damagedPageFailsTheRead();
 };
 
-// Runs statements on `path` through a connection of its own, as another program would.
-static void rawSql(const QString &path, const QStringList &statements)
-{
-    {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("raw"));
-        db.setDatabaseName(path);
-        QSqlQuery query((db.open(), db));
-        for (const QString &statement : statements)
-            QVERIFY2(query.exec(statement), qPrintable(statement));
-    }
-    QSqlDatabase::removeDatabase(QStringLiteral("raw"));
-}
-
 void tst_store::nameFromPath()
 {
     // The file name with every occurrence of its last four characters removed.
@@ -79,10 +66,11 @@ void tst_store::connectRefusesWhatIsNotAStore()
         QVERIFY(file.open(QIODevice::WriteOnly) &&
                 file.write(QByteArray("Level 1\r\n").repeated(kind == QLatin1String("text") ? 300 : 0)) >= 0);
     else if (kind == QLatin1String("other"))
-        rawSql(path, {QStringLiteral("CREATE TABLE notes (id INTEGER, body TEXT)")});
+        runElsewhere(path, {QStringLiteral("CREATE TABLE notes (id INTEGER, body TEXT)")});
     else if (kind == QLatin1String("column")) {
         QVERIFY(QFile::copy(home.storePath(), path));
-        rawSql(path, {QStringLiteral("DROP TABLE favorites"), QStringLiteral("CREATE TABLE favorites (auto_id, url)")});
+        runElsewhere(path,
+                     {QStringLiteral("DROP TABLE favorites"), QStringLiteral("CREATE TABLE favorites (auto_id, url)")});
     }
     file.close();
     const QByteArray before = readFile(path);

@@ -217,21 +217,14 @@ void tst_tree::addGame()
     lib.trigger("mnuAddGame");
     QCOMPARE(std::tuple(prompts.beeps(), lib.home.count("SELECT count(*) FROM game")), std::tuple(2, 5));
 
-    // Quotes and non-ASCII reach the store as typed; a second game of the same name is its own.
+    // Quotes and non-ASCII reach the store as typed, trimmed, and the tree as a reload shows them.
     QSignalSpy clicks(&lib.tree, &ctlTree::TreeNodeClick);
     const QString name = QStringLiteral("Robert's \"Zoë\"; DROP TABLE game; --");
     prompts.answerInput(QStringLiteral("  ") + name + QStringLiteral(" "));
-    prompts.answerInput(name);
     lib.trigger("mnuAddGame");
-    lib.select("G_2|P_18");
-    lib.trigger("mnuAddGame");
-    QCOMPARE(lib.home.count("SELECT count(*) FROM game WHERE genre_id = 2 AND platform_id = 18 AND name = '" +
-                            QString(name).replace("'", "''") + "'"),
-             2);
-    QCOMPARE(std::tuple(lib.text("G_2|P_18"), lib.text("P_18"), choice(clicks.constLast()).Caption,
-                        lib.view->SelectedItem()->Text()),
-             std::tuple(QStringLiteral("Adventure (2)"), QStringLiteral("PC (5)"), "PC - Adventure - " + name,
-                        name + " (0)"));
+    QCOMPARE(std::pair(choice(clicks.constLast()).Caption, lib.view->SelectedItem()->Text()),
+             std::pair(QString("PC - Adventure - " + name), QString(name + " (0)")));
+    QCOMPARE(lib.nodes(), lib.reloaded());
 }
 
 void tst_tree::renameGame()
@@ -290,12 +283,9 @@ void tst_tree::moveGame()
         std::tuple(QVariantList({old, moved_to}), 38, QStringLiteral("P_3"), moved_to));
     QCOMPARE(lib.nodes(), lib.reloaded());
 
-    // The last game of platform 25 moved into PC, then to another genre there: platform 25 and
-    // the emptied genre go, PC stays, as a reload would show it.
+    // The last game of platform 25 moved into PC: platform 25 goes, as a reload would show it.
     lib.select(NodeKey::Game(lib.lost, 9, 25));
     choose(17, 1, true);
-    lib.trigger("mnuHiddenMoveTo");
-    choose(17, 2, true);
     lib.trigger("mnuHiddenMoveTo");
     QCOMPARE(lib.nodes(), lib.reloaded());
 }
