@@ -31,9 +31,6 @@ private Q_SLOTS:
 
 void tst_platform::settingsRoundTripAndHandEdits()
 {
-    QCOMPARE(GetSetting(QStringLiteral("Nowhere"), QStringLiteral("Nothing"), QStringLiteral("fallback")),
-             QStringLiteral("fallback"));
-
     // Values keep their exact text: blanks, commas, quotes, backslashes, non-ASCII.
     const QString tricky = QStringLiteral(" Walkthrough\\Guide, \"Zelda\" – ゼルダ; =[x] ");
     SaveSetting(SettingKeys::TreeSearchText, tricky);
