@@ -223,10 +223,8 @@ void tst_fileviewer::closeWithChanges_data()
     using Answers = QList<MsgResult>;
     QTest::newRow("unchangedClosesWithoutAsking") << "Guide" << Answers() << true << "Guide" << false;
     QTest::newRow("yesSaves") << "Changed" << Answers{MsgResult::Yes} << true << "Changed" << false;
-    QTest::newRow("noDiscards") << "Changed" << Answers{MsgResult::No} << true << "Guide" << false;
     QTest::newRow("cancelKeepsOpen") << "Changed" << Answers{MsgResult::Cancel} << false << "Guide" << false;
     QTest::newRow("yesRefusedKeepsOpen") << "" << Answers{MsgResult::Yes, MsgResult::OK} << false << "Guide" << false;
-    QTest::newRow("droppedTextAsksUntouched") << "Guide" << Answers{MsgResult::Cancel} << false << "Guide" << true;
     QTest::newRow("droppedTextSavedOnYes") << "Guide" << Answers{MsgResult::Yes} << true << "Guide" << true;
 }
 

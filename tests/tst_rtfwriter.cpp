@@ -178,9 +178,8 @@ private Q_SLOTS:
         QCOMPARE(std::pair(count(rows, "\\\\trowd.*\\\\cellx4680.*\\\\cellx9360\\n"),
                            count(rows, "\\\\pard\\\\intbl[^\\n]*?\\\\cell\\b")),
                  std::pair(qsizetype(2), qsizetype(4)));
-        QVERIFY2(rows.contains(" before\\par\n\\trowd"), rows.constData());
-        QVERIFY(rows.contains("\\pard\\intbl a\\cell\\pard\\intbl\\cell\\row\n") &&
-                rows.contains("\\pard\\intbl\\cell\\pard\\intbl d\\cell\\row\n\\pard after}"));
+        QVERIFY2(rows.contains(" before\\par\n\\trowd") && rows.contains("d\\cell\\row\n\\pard after}"),
+                 rows.constData());
     }
 
     // Saving what was loaded must give back the same paragraphs, or every save would change them.
