@@ -9,7 +9,6 @@
 
 #include <QDeadlineTimer>
 #include <QDir>
-#include <QFile>
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QSqlQuery>
@@ -21,24 +20,6 @@ namespace {
 constexpr int defaultKills = 20;
 // Rows per round; each kill falls somewhere among them.
 constexpr int filesPerRound = 600;
-
-struct Reported
-{
-    QString path;
-    qint64 id = 0;
-};
-
-// The rows lkimport reported before it died; a line cut off by the kill was not reported.
-QVector<Reported> reportedRows(const QByteArray &output)
-{
-    QVector<Reported> rows;
-    for (const QByteArray &line : output.split('\n')) {
-        const QList<QByteArray> fields = line.split('\t');
-        if (fields.size() == 3)
-            rows.append({QString::fromUtf8(fields.at(0)), fields.at(1).toLongLong()});
-    }
-    return rows;
-}
 
 } // namespace
 
@@ -61,19 +42,16 @@ void tst_crash::killedWriterLosesNothing()
     ErrObject err;
     QVERIFY2(Schema::CreateStore(storePath, &err), qPrintable(err.Description));
     QVERIFY(QDir().mkpath(source));
-    for (int n = 0; n < filesPerRound; ++n) {
-        QFile file(QStringLiteral("%1/guide %2.txt").arg(source).arg(n));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(QByteArray("Level ") + QByteArray::number(n) + QByteArray(2000, '.') + "\r\nThe end.\r\n");
-    }
+    for (int n = 0; n < filesPerRound; ++n)
+        writeFile(QStringLiteral("%1/guide %2.txt").arg(source).arg(n),
+                  "Level " + QByteArray::number(n) + QByteArray(2000, '.') + "\r\nThe end.\r\n");
 
     // Each kill falls after a random number of reported rows, so where it lands in the import does
     // not depend on how fast the machine writes.
     QRandomGenerator random(20261123);
     qint64 reportedTotal = 0;
     for (int round = 0; round < kills; ++round) {
-        // Each round writes into a game of its own, made while no writer runs.
-        qint32 game = 0;
+        qint32 game = 0; // a game of its own per round, made while no writer runs
         {
             modADO store(QStringLiteral("crash-setup"));
             QVERIFY2(store.Open(storePath, &err), qPrintable(err.Description));
@@ -82,7 +60,6 @@ void tst_crash::killedWriterLosesNothing()
 
         const int killAt = int(random.bounded(1, filesPerRound));
         QProcess writer;
-        writer.setProcessChannelMode(QProcess::SeparateChannels);
         writer.start(QStringLiteral(LKIMPORT_EXE),
                      {QStringLiteral("--store"), storePath, QStringLiteral("--game"), QString::number(game), source});
         QVERIFY(writer.waitForStarted());
@@ -97,7 +74,9 @@ void tst_crash::killedWriterLosesNothing()
         writer.kill(); // SIGKILL: no handler runs, nothing is flushed or closed
         QVERIFY(writer.waitForFinished(10000));
         output += writer.readAllStandardOutput();
-        const QVector<Reported> rows = reportedRows(output);
+        // A line cut off by the kill was not reported.
+        QList<QByteArray> rows = output.split('\n');
+        rows.removeIf([](const QByteArray &line) { return line.count('\t') != 2; });
         QVERIFY(rows.size() >= killAt);
         reportedTotal += rows.size();
 
@@ -108,12 +87,13 @@ void tst_crash::killedWriterLosesNothing()
         QVERIFY(query.exec(QStringLiteral("PRAGMA integrity_check")) && query.next());
         QCOMPARE(query.value(0).toString(), QStringLiteral("ok"));
         query.prepare(QStringLiteral("SELECT src FROM file WHERE auto_id = ? AND game_id = ?"));
-        for (const Reported &row : rows) {
-            query.addBindValue(row.id);
+        for (const QByteArray &row : rows) {
+            const QList<QByteArray> fields = row.split('\t');
+            query.addBindValue(fields[1].toLongLong());
             query.addBindValue(game);
             QVERIFY2(query.exec() && query.next(),
-                     qPrintable(QStringLiteral("round %1: row %2 (%3) is lost").arg(round).arg(row.id).arg(row.path)));
-            QCOMPARE(query.value(0).toString(), row.path);
+                     qPrintable(QStringLiteral("round %1: %2 is lost").arg(round).arg(row)));
+            QCOMPARE(query.value(0).toString(), QString::fromUtf8(fields[0]));
         }
     }
     qInfo("%d kills, %lld rows reported and found", kills, reportedTotal);

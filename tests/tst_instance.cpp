@@ -1,5 +1,6 @@
 // One Lorekeep per home: the guard in this process, then the real program started twice on one home.
 
+#include "TestHome.h"
 #include "system/SingleInstance.h"
 
 #include <QDir>
@@ -25,7 +26,6 @@ private Q_SLOTS:
 void tst_instance::oneOwnerPerHome()
 {
     QTemporaryDir scratch;
-    QVERIFY(scratch.isValid());
     const QString home = scratch.filePath(QStringLiteral("home"));
     SingleInstance first(home);
     QVERIFY(first.Acquire() == Outcome::Owner && QFile::exists(home + QLatin1Char('/') + SingleInstance::LockFileName));
@@ -73,7 +73,6 @@ void tst_instance::oneOwnerPerHome()
 void tst_instance::secondProgramRaisesFirst()
 {
     QTemporaryDir scratch;
-    QVERIFY(scratch.isValid());
     const QString home = scratch.filePath(QStringLiteral("home"));
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("XDG_CONFIG_HOME"), scratch.filePath(QStringLiteral("config")));
@@ -86,26 +85,19 @@ void tst_instance::secondProgramRaisesFirst()
     first.start(QStringLiteral(LOREKEEP_EXE), arguments);
     QVERIFY2(first.waitForStarted(), qPrintable(first.errorString()));
     QByteArray firstLog;
-    const auto firstSays = [&](const char *words) {
-        firstLog += first.readAllStandardError();
-        return firstLog.contains(words);
-    };
     // The error log's banner is written when the window is up.
     QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(home + QStringLiteral("/error.log")), 30000);
-    const auto contents = [&](const QString &name) {
-        QFile f(home + QLatin1Char('/') + name);
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    };
-    const QByteArray store = contents(QStringLiteral("lorekeep.lkb"));
-    const QByteArray log = contents(QStringLiteral("error.log"));
+    const QByteArray store = readFile(home + QStringLiteral("/lorekeep.lkb"));
+    const QByteArray log = readFile(home + QStringLiteral("/error.log"));
 
     QProcess second;
     second.setProcessEnvironment(env);
     second.start(QStringLiteral(LOREKEEP_EXE), arguments);
     QVERIFY(second.waitForFinished(15000));
     QCOMPARE(std::pair(second.exitStatus(), second.exitCode()), std::pair(QProcess::NormalExit, 0));
-    QTRY_VERIFY_WITH_TIMEOUT(firstSays("asks for the window"), 5000);
-    QCOMPARE(std::tuple(first.state(), contents(QStringLiteral("lorekeep.lkb")), contents(QStringLiteral("error.log"))),
+    QTRY_VERIFY_WITH_TIMEOUT((firstLog += first.readAllStandardError()).contains("asks for the window"), 5000);
+    QCOMPARE(std::tuple(first.state(), readFile(home + QStringLiteral("/lorekeep.lkb")),
+                        readFile(home + QStringLiteral("/error.log"))),
              std::tuple(QProcess::Running, store, log));
 
     // A killed program leaves its lock and socket behind; the next start takes both over.

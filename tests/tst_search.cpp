@@ -3,12 +3,12 @@
 
 #include "LibraryGenerator.h"
 #include "TestHome.h"
-#include "import/FileImport.h"
 #include "data/FileSearch.h"
 #include "data/FileTable.h"
 #include "data/FindIndex.h"
 #include "data/GameTable.h"
 #include "data/modADO.h"
+#include "import/FileImport.h"
 #include "rtf/RtfReader.h"
 
 #include <QProcess>
@@ -28,6 +28,25 @@ QList<qint32> ids(const QVector<FindHit> &hits)
     QList<qint32> out;
     for (const FindHit &hit : hits)
         out << hit.FileId;
+    return out;
+}
+
+// lkfind's exit code, output and error output.
+std::tuple<int, QString, QString> runLkfind(const QStringList &args)
+{
+    QProcess tool;
+    tool.start(QStringLiteral(LKFIND_EXE), args);
+    tool.waitForFinished(120000);
+    return {tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1,
+            QString::fromUtf8(tool.readAllStandardOutput()), QString::fromUtf8(tool.readAllStandardError())};
+}
+
+// The ids as lkfind prints them.
+QString lines(const QVector<FindHit> &hits)
+{
+    QString out;
+    for (const qint32 id : ids(hits))
+        out += QString::number(id) + QLatin1Char('\n');
     return out;
 }
 
@@ -89,9 +108,7 @@ class tst_search final : public QObject
 private Q_SLOTS:
     void indexMatchesScan();
     void olderStoreGetsAnIndex();
-    void damagedIndexIsMadeAnew();
     void lkfind();
-    void lkfindEdgeCases();
     void indexBatchesBoundedByText();
 
 private:
@@ -170,15 +187,11 @@ void tst_search::indexMatchesScan()
     after << QStringLiteral("Zoë walk") << QStringLiteral("brand new") << QStringLiteral("sword of été")
           << QStringLiteral("elsewhere") << QStringLiteral("plain words") << QStringLiteral("naïve");
     compare(db, after, "after writes");
-    FindRequest request;
-    request.Phrase = QStringLiteral("brand} new");
-    QVector<FindHit> hits;
-    QVERIFY(FileSearch::Find(db, request, &hits, &err));
-    QVERIFY2(hits.isEmpty(), "markup is not searched");
-    request.Phrase = QStringLiteral("brand new");
-    request.Text = true;
-    QVERIFY(FileSearch::Find(db, request, &hits, &err));
-    QCOMPARE(ids(hits), QList<qint32>{low});
+    // Markup is not searched.
+    QVector<FindHit> markup, words;
+    QVERIFY(FileSearch::Find(db, {QStringLiteral("brand} new"), true, true, true, {}}, &markup, &err) &&
+            FileSearch::Find(db, {QStringLiteral("brand new"), true, true, true, {}}, &words, &err));
+    QCOMPARE(std::pair(ids(markup), ids(words)), std::pair(QList<qint32>(), QList<qint32>{low}));
 }
 
 void tst_search::olderStoreGetsAnIndex()
@@ -197,133 +210,74 @@ void tst_search::olderStoreGetsAnIndex()
     db = library.db();
     qint64 pending = 0;
     QVERIFY(FindIndex::Available(db) && FindIndex::Pending(db, &pending, &err) && pending == 600);
-    {
-        // Read and let go: a statement still open would keep the index from being dropped below.
-        QSqlQuery version(QStringLiteral("PRAGMA user_version"), db);
-        QVERIFY(version.next() && version.value(0).toInt() == FindIndex::SchemaVersion);
-    }
     qint64 done = 0;
     QVERIFY(FindIndex::Update(db, 250, &done, &err) && done == 250);
     compare(db, library.phrases(2).mid(0, 60), "rebuilt store");
     QVERIFY(FindIndex::Pending(db, &pending, &err) && pending == 0);
 }
 
-void tst_search::damagedIndexIsMadeAnew()
-{
-    // A damaged index is made anew; that search scans and says so.
-    Library library;
-    const QSqlDatabase db = library.db();
-    ErrObject err;
-    QVERIFY(FindIndex::Rebuild(db, &err));
-    QVERIFY(QSqlQuery(db).exec(QStringLiteral("DELETE FROM find_text_data")));
-    FindRequest request;
-    request.Phrase = QStringLiteral("the");
-    request.Text = true;
-    QVector<FindHit> hits, scanned;
-    IndexRepair repair;
-    QVERIFY(FileSearch::Find(db, request, &hits, &err, &repair) && repair.Tried && repair.Done);
-    QVERIFY(FileSearch::Scan(db, request, &scanned, &err));
-    QCOMPARE(ids(hits), ids(scanned));
-    QVERIFY(FileSearch::Find(db, request, &hits, &err, &repair) && !repair.Tried);
-    QCOMPARE(ids(hits), ids(scanned));
-}
-
+// lkfind prints the ids the search finds; and what once fooled it: a phrase ending in a tab, an index
+// that cannot be rebuilt, an id past 32 bits.
 void tst_search::lkfind()
 {
     Library library;
-    const QSqlDatabase db = library.db();
+    QSqlDatabase db = library.db();
+    QString err;
+    const auto run = [&](const QStringList &args) {
+        const auto [code, out, errors] = runLkfind(QStringList{QStringLiteral("--store"), library.path} + args);
+        err = errors;
+        return std::tuple(code, out);
+    };
     QSqlQuery row(QStringLiteral("SELECT auto_id, game_id, desc FROM file ORDER BY auto_id LIMIT 1 OFFSET 7"), db);
     QVERIFY(row.next());
-    const auto run = [&](const QStringList &args, QString *out) {
-        QProcess tool;
-        tool.start(QStringLiteral(LKFIND_EXE), args);
-        tool.waitForFinished(120000);
-        *out = QString::fromUtf8(tool.readAllStandardOutput());
-        return tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1;
-    };
-    const QStringList store = {QStringLiteral("--store"), library.path};
-    QString out;
-    // Ids ascending, one per line, as the search finds them.
-    const QString phrase = row.value(2).toString();
-    FindRequest request;
-    request.Phrase = phrase;
-    request.Text = true;
+    const QString id = row.value(0).toString(), game = row.value(1).toString(), phrase = row.value(2).toString();
+    row.finish(); // an open statement would keep the index from being dropped below
     QVector<FindHit> hits;
-    ErrObject err;
-    QVERIFY(FileSearch::Find(db, request, &hits, &err) && ids(hits).contains(row.value(0).toInt()));
-    QCOMPARE(run(store + QStringList{phrase}, &out), 0);
-    QString expected;
-    for (const qint32 id : ids(hits))
-        expected += QString::number(id) + QLatin1Char('\n');
-    QCOMPARE(out, expected);
-    QCOMPARE(run(store + QStringList{QStringLiteral("--fields"), QStringLiteral("desc"), QStringLiteral("--game"),
-                                     row.value(1).toString(), QStringLiteral("--cats"), QStringLiteral("1,2,3,4,5,6"),
-                                     phrase},
-                 &out),
-             0);
-    QVERIFY(out.split(QLatin1Char('\n'), Qt::SkipEmptyParts).contains(row.value(0).toString()));
-    // Nothing found is no failure; a phrase with wildcards and quotes means itself.
-    QCOMPARE(run(store + QStringList{QStringLiteral("*\"%_[]'")}, &out), 0);
-    QVERIFY(out.isEmpty());
-    QCOMPARE(run(store + QStringList{QStringLiteral("--fields"), QStringLiteral("body"), phrase}, &out), 2);
-    QCOMPARE(run({QStringLiteral("--store"), library.dir.filePath(QStringLiteral("none.lkb")), phrase}, &out), 2);
-}
+    ErrObject findErr;
+    QVERIFY(FileSearch::Find(db, {phrase, true, true, true, {}}, &hits, &findErr) && ids(hits).contains(id.toInt()));
+    QCOMPARE(run({phrase}), std::tuple(0, lines(hits)));
+    const auto [code, inGame] = run({QStringLiteral("--fields"), QStringLiteral("desc"), QStringLiteral("--game"), game,
+                                     QStringLiteral("--cats"), QStringLiteral("1,2,3,4,5,6"), phrase});
+    QVERIFY(code == 0 && inGame.split(QLatin1Char('\n')).contains(id));
+    // Nothing found is no failure; a phrase with wildcards and quotes means itself; bad arguments fail.
+    QCOMPARE(run({QStringLiteral("*\"%_[]'")}), std::tuple(0, QString()));
+    QCOMPARE(std::get<0>(run({QStringLiteral("--fields"), QStringLiteral("body"), phrase})), 2);
+    QCOMPARE(std::get<0>(runLkfind({QStringLiteral("--store"), library.dir.filePath("none.lkb"), phrase})), 2);
 
-// What once fooled lkfind: a phrase ending in a tab, an index that cannot be rebuilt, an id past 32 bits.
-void tst_search::lkfindEdgeCases()
-{
-    Library library;
-    QSqlDatabase db = library.db();
-    const auto run = [&](const QString &phrase, QString *err) {
-        QProcess tool;
-        tool.start(QStringLiteral(LKFIND_EXE), {QStringLiteral("--store"), library.path, phrase});
-        tool.waitForFinished(120000);
-        *err = QString::fromUtf8(tool.readAllStandardError());
-        return std::tuple(tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1,
-                          QString::fromUtf8(tool.readAllStandardOutput()));
-    };
+    // Blanks at the ends go, as in the dialog; a tab or a line break is part of the phrase.
     const QString add = QStringLiteral("INSERT INTO file (auto_id, game_id, sub_cat, src, desc, txt_rtf) "
                                        "SELECT %1, auto_id, 1, '', '%2', '' FROM game LIMIT 1");
     QSqlQuery query(db);
     QVERIFY(query.exec(add.arg(QStringLiteral("NULL"), QStringLiteral("Pla ce\tmark"))));
     const QString tabbed = query.lastInsertId().toString() + QLatin1Char('\n');
-    QString err;
-
-    // Blanks at the ends go, as in the dialog; a tab or a line break is part of the phrase.
     QCOMPARE(FileSearch::TrimBlanks(QStringLiteral("  ce\t \n ")), QStringLiteral("ce\t \n"));
-    QCOMPARE(run(QStringLiteral("  ce\t  "), &err), std::tuple(0, tabbed));
-    QCOMPARE(run(QStringLiteral("ce\t\n"), &err), std::tuple(0, QString()));
+    QCOMPARE(run({QStringLiteral("  ce\t  ")}), std::tuple(0, tabbed));
+    QCOMPARE(run({QStringLiteral("ce\t\n")}), std::tuple(0, QString()));
 
-    // A broken index that another program's write lock keeps from being rebuilt: the ids come from
-    // reading every file, and lkfind does not claim a rebuild.
-    FindRequest request;
-    request.Phrase = QStringLiteral("the");
-    request.Text = true;
+    // A broken index that another program's lock keeps from being rebuilt: the ids come from a scan,
+    // and lkfind claims no rebuild; once the lock goes, the index is made anew.
     QVector<FindHit> scanned;
-    ErrObject scanErr;
-    QVERIFY(FileSearch::Scan(db, request, &scanned, &scanErr));
-    QString expected;
-    for (const qint32 id : ids(scanned))
-        expected += QString::number(id) + QLatin1Char('\n');
+    QVERIFY(FileSearch::Scan(db, {QStringLiteral("the"), true, true, true, {}}, &scanned, &findErr));
+    const QString expected = lines(scanned);
     QVERIFY2(query.exec(QStringLiteral("DELETE FROM find_text_data")), qPrintable(query.lastError().text()));
     {
         QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("locker"));
         other.setDatabaseName(library.path);
         QSqlQuery lock((other.open(), other));
         QVERIFY(lock.exec(QStringLiteral("BEGIN IMMEDIATE")));
-        QCOMPARE(run(request.Phrase, &err), std::tuple(0, expected));
+        QCOMPARE(run({QStringLiteral("the")}), std::tuple(0, expected));
         QVERIFY2(err.contains(QStringLiteral("could not be rebuilt")) &&
                      !err.contains(QStringLiteral("has been rebuilt")),
                  qPrintable(err));
         QVERIFY(lock.exec(QStringLiteral("ROLLBACK")));
     }
     QSqlDatabase::removeDatabase(QStringLiteral("locker"));
-    QCOMPARE(run(request.Phrase, &err), std::tuple(0, expected));
+    QCOMPARE(run({QStringLiteral("the")}), std::tuple(0, expected));
     QVERIFY2(err.contains(QStringLiteral("has been rebuilt")), qPrintable(err));
 
     // An id set by hand beyond 32 bits is named, never printed as some other number.
     QVERIFY(query.exec(add.arg(QStringLiteral("9223372036854775807"), QStringLiteral("Zyzzyva"))));
-    QCOMPARE(run(QStringLiteral("Zyzzyva"), &err), std::tuple(2, QString()));
+    QCOMPARE(run({QStringLiteral("Zyzzyva")}), std::tuple(2, QString()));
     QVERIFY2(err.contains(QStringLiteral("9223372036854775807")), qPrintable(err));
 }
 

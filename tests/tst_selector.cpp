@@ -33,7 +33,6 @@ class tst_selector final : public QObject
 
 private Q_SLOTS:
     void listsPresetsAndOrder();
-    void newGame_data();
     void newGame();
     void completeSelectOnce_data();
     void completeSelectOnce();
@@ -48,7 +47,6 @@ void tst_selector::listsPresetsAndOrder()
     const qint32 halo = home.addGame(17, 1, QStringLiteral("Halo"));
     GameSelector selector;
     selector.setStore(&home.store());
-    // The lists' rows and codes are used by tst_tree's and tst_treeimport's moves.
     auto *platforms = child<QComboBox>(selector, "cboPlatform");
     auto *genres = child<QComboBox>(selector, "cboGenre");
 
@@ -70,44 +68,35 @@ void tst_selector::listsPresetsAndOrder()
     }
 }
 
-void tst_selector::newGame_data()
-{
-    QTest::addColumn<std::optional<QString>>("answer");
-    QTest::addColumn<QString>("added"); // empty when nothing may be added
-    QTest::addColumn<int>("row");       // where it shows among "Game 2" and "Game 10"
-    const QString odd = QStringLiteral("Ōkami: \"Director's\" Cut ") + QString(300, QLatin1Char('x'));
-    QTest::newRow("answered") << std::optional<QString>(QStringLiteral("  Game 3 ")) << QStringLiteral("Game 3") << 1;
-    QTest::newRow("quotesNonAsciiLong") << std::optional<QString>(odd + QLatin1Char(' ')) << odd << 2;
-    QTest::newRow("sameNameAsExisting") << std::optional<QString>(QStringLiteral("Game 10"))
-                                        << QStringLiteral("Game 10") << 2;
-    QTest::newRow("cancelled") << std::optional<QString>() << QString() << -1;
-    QTest::newRow("blank") << std::optional<QString>(QStringLiteral(" \t ")) << QString() << -1;
-}
-
 void tst_selector::newGame()
 {
-    QFETCH(std::optional<QString>, answer);
-    QFETCH(QString, added);
-    QFETCH(int, row);
-    TestHome home;
-    ScriptedPrompts prompts;
-    home.addGame(9, 8, QStringLiteral("Game 10"));
-    home.addGame(9, 8, QStringLiteral("Game 2"));
-    GameSelector selector;
-    selector.setStore(&home.store());
-    QSignalSpy spy(&selector, &GameSelector::AddGameNode);
-    selector.Prepare(9, 8, 0, QStringLiteral("Pick"));
-    prompts.answerInput(answer);
-    child(selector, "cmdNewGame")->click();
-    QCOMPARE(std::tuple(home.count(QStringLiteral("SELECT COUNT(*) FROM game")), spy.count(), prompts.beeps()),
-             added.isEmpty() ? std::tuple(2, 0, 1) : std::tuple(3, 1, 0));
-    if (added.isEmpty())
-        return;
-    const auto *list = child<QListWidget>(selector, "lstGames");
-    QCOMPARE(std::pair(list->selectedItems(), list->item(row)->text()),
-             std::pair(QList<QListWidgetItem *>({list->item(row)}), added));
-    const qint32 id = list->item(row)->data(Qt::UserRole).toInt();
-    QCOMPARE(spy[0], QVariantList({added, QStringLiteral("G_8|P_9"), QStringLiteral("N_%1|G_8|P_9").arg(id)}));
+    // The answer; the name added, empty when nothing may be; where it shows among "Game 2" and "Game 10".
+    const QString odd = QStringLiteral("Ōkami: \"Director's\" Cut ") + QString(300, QLatin1Char('x'));
+    const std::tuple<std::optional<QString>, QString, int> cases[] = {{QStringLiteral("  Game 3 "), "Game 3", 1},
+                                                                      {odd + QLatin1Char(' '), odd, 2},
+                                                                      {QStringLiteral("Game 10"), "Game 10", 2},
+                                                                      {QStringLiteral(" \t "), {}, -1}};
+    for (const auto &[answer, added, row] : cases) {
+        TestHome home;
+        ScriptedPrompts prompts;
+        home.addGame(9, 8, QStringLiteral("Game 10"));
+        home.addGame(9, 8, QStringLiteral("Game 2"));
+        GameSelector selector;
+        selector.setStore(&home.store());
+        QSignalSpy spy(&selector, &GameSelector::AddGameNode);
+        selector.Prepare(9, 8, 0, QStringLiteral("Pick"));
+        prompts.answerInput(answer);
+        child(selector, "cmdNewGame")->click();
+        QCOMPARE(std::tuple(home.count(QStringLiteral("SELECT COUNT(*) FROM game")), spy.count(), prompts.beeps()),
+                 added.isEmpty() ? std::tuple(2, 0, 1) : std::tuple(3, 1, 0));
+        if (added.isEmpty())
+            continue;
+        const auto *list = child<QListWidget>(selector, "lstGames");
+        const qint32 id = list->item(row)->data(Qt::UserRole).toInt();
+        QCOMPARE(std::tuple(list->selectedItems(), list->item(row)->text(), spy[0]),
+                 std::tuple(QList<QListWidgetItem *>({list->item(row)}), added,
+                            QVariantList({added, QStringLiteral("G_8|P_9"), QStringLiteral("N_%1|G_8|P_9").arg(id)})));
+    }
 }
 
 void tst_selector::completeSelectOnce_data()
@@ -116,7 +105,7 @@ void tst_selector::completeSelectOnce_data()
     QTest::addColumn<bool>("cancel");
     for (const char *how : {"ok", "doubleClick", "placeOnly"})
         QTest::newRow(how) << QString::fromLatin1(how) << false;
-    for (const char *how : {"cancelButton", "escape", "closeBox"})
+    for (const char *how : {"cancelButton", "escape"})
         QTest::newRow(how) << QString::fromLatin1(how) << true;
 }
 
@@ -146,8 +135,6 @@ void tst_selector::completeSelectOnce()
         QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, pos);
     } else if (how == QLatin1String("escape")) {
         QTest::keyClick(&selector, Qt::Key_Escape);
-    } else if (how == QLatin1String("closeBox")) {
-        selector.close();
     } else {
         child(selector, cancel ? "cmdCancel" : "cmdOK")->click();
     }

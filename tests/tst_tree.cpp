@@ -2,7 +2,6 @@
 #include "TestHome.h"
 #include "components/GameSelector.h"
 #include "data/NodeKey.h"
-#include "system/NaturalOrder.h"
 #include "system/SettingsStore.h"
 #include "tree/ctlTree.h"
 #include "widgets/TreeView.h"
@@ -15,9 +14,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
-#include <QSettings>
 #include <QSignalSpy>
-#include <QSqlQuery>
 #include <QTest>
 #include <QTimer>
 
@@ -28,9 +25,8 @@ ctlTree::NodeChoice choice(const QVariantList &click)
     return click.at(0).value<ctlTree::NodeChoice>();
 }
 
-// A tree on a store of a few games: PC (18) holds three action games (listed A Quest, Quest Kart,
-// Star Quest), Arcade (19) one puzzle game,
-// and platform 25 and genre 9, which no table knows, hold one game each.
+// PC (18) holds three action games (A Quest, Quest Kart, Star Quest), Arcade (19) one puzzle game,
+// and platform 25 and genre 9, which no table knows, one game.
 struct Library
 {
     TestHome home;
@@ -84,7 +80,6 @@ class tst_tree final : public QObject
 private Q_SLOTS:
     void init() { clearSettings(); }
     void nodeKeys();
-    void naturalOrder();
     void adapter();
     void load();
     void nodeClick();
@@ -106,9 +101,6 @@ void tst_tree::nodeKeys()
              std::tuple(QStringLiteral("N_2147483647|G_8|P_255"),
                         QStringLiteral("K_-2147483648|N_2147483647|G_8|P_255"), QStringLiteral("G_8|P_255"),
                         QStringLiteral("P_255"), QString()));
-    QCOMPARE(std::tuple(NodeKey::Id(NodeKey::File(-2147483647 - 1), 0), NodeKey::Id(game, 0), NodeKey::Code(game, 2)),
-             std::tuple(std::optional<qint32>(-2147483647 - 1), std::optional<qint32>(2147483647),
-                        std::optional<quint8>(255)));
     // Whole fields only: platform 1 is not within platform 12's keys.
     const QString path = NodeKey::FilePath(5, NodeKey::Game(1, 2, 12));
     QVERIFY(NodeKey::Within(path, NodeKey::Game(1, 2, 12)) && NodeKey::Within(path, QStringLiteral("P_12")));
@@ -117,21 +109,11 @@ void tst_tree::nodeKeys()
     // Out of range, not a number, or missing: no value rather than a wrong one.
     QVERIFY(!NodeKey::Id(QStringLiteral("N_2147483648"), 0) && !NodeKey::Code(QStringLiteral("G_256|P_1"), 0));
     QVERIFY(!NodeKey::Code(QStringLiteral("G_x|P_1"), 0) && !NodeKey::Code(QStringLiteral("P_3"), 1));
-    const auto ids = NodeKey::ParseGame(game);
-    QVERIFY(ids && ids->GameId == 2147483647 && ids->GenreId == 8 && ids->PlatformId == 255);
-    QVERIFY(!NodeKey::ParseGame(QStringLiteral("N_1|G_1")));
     const QList<std::pair<QString, NodeKind>> kinds = {
         {"ROOT", NodeKind::Root}, {"P_1", NodeKind::Platform}, {"G_1|P_1", NodeKind::Genre}, {game, NodeKind::Game},
         {"K_1", NodeKind::File},  {"root", NodeKind::Other},   {"X_1", NodeKind::Other},     {"P", NodeKind::Other}};
     for (const auto &[key, kind] : kinds)
         QVERIFY2(NodeKey::Kind(key) == kind, qPrintable(key));
-}
-
-void tst_tree::naturalOrder()
-{
-    QStringList names = {"Zelda", "game 10", "Game 2", "Ébène", "eagle", "game 02", "Game 1", "zelda"};
-    std::sort(names.begin(), names.end(), NaturalLess);
-    QCOMPARE(names, QStringList({"eagle", "Ébène", "Game 1", "Game 2", "game 02", "game 10", "Zelda", "zelda"}));
 }
 
 void tst_tree::adapter()
@@ -141,25 +123,17 @@ void tst_tree::adapter()
     QAbstractItemModelTester tester(view.model(), QAbstractItemModelTester::FailureReportingMode::QtTest);
     ErrObject err;
     QVERIFY(view.Add({}, TreeView::Child, "ROOT", "Root", {}, {}, {}, &err));
-    QVERIFY(!view.Add({}, TreeView::Child, "ROOT", "Again", {}, {}, {}, &err));
-    QCOMPARE(err.Number, ErrNumber::KeyNotUnique);
-    QVERIFY(!view.Add("P_9", TreeView::Child, "G_1|P_9", "Lost", {}, {}, {}, &err));
-    QCOMPARE(err.Number, ErrNumber::ElementNotFound);
+    QVERIFY(!view.Add({}, TreeView::Child, "ROOT", "Again", {}, {}, {}, &err) && err.Number == ErrNumber::KeyNotUnique);
     TreeNode *parent = view.Add("ROOT", TreeView::Child, "P_1", "Parent", {}, {}, {}, &err);
     for (const char *name : {"b 10", "a", "b 9"})
         view.Add("P_1", TreeView::Child, name, name, {}, {}, QLatin1String(name), &err);
-    view.Add("b 10", TreeView::Previous, "first", "first", {}, {}, "first", &err);
-    QCOMPARE(parent->Child(0)->Key(), QStringLiteral("first"));
-    view.Remove("first", &err);
     view.SortChildren(parent);
-    view.Add("P_1", TreeView::Child, "b 1", "b 1", {}, {}, "b 1", &err);
-    QCOMPARE(parent->Child(1)->Key(), QStringLiteral("b 1"));
 
     // Renaming the selected node moves it without a click and keeps it selected.
     QSignalSpy clicks(&view, &TreeView::NodeClick);
     view.Select(view.Node("a"));
     view.SetTag(view.Node("a"), "c");
-    QCOMPARE(std::tuple(parent->Child(3)->Key(), view.SelectedItem()->Key(), clicks.size()),
+    QCOMPARE(std::tuple(parent->Child(2)->Key(), view.SelectedItem()->Key(), clicks.size()),
              std::tuple(QString("a"), QString("a"), 0));
     // The keyboard moves the selection as a click does.
     view.setFocus();
@@ -176,11 +150,10 @@ void tst_tree::adapter()
     QCOMPARE(std::tuple(clicks.size(), parent->isExpanded()), std::tuple(0, !expanded));
 
     // Removing a parent forgets its children and renumbers the collection.
-    QCOMPARE(view.Count(), 6);
+    QCOMPARE(view.Count(), 5);
     QVERIFY(view.Remove("P_1", &err));
-    QCOMPARE(std::tuple(view.Count(), view.NodeAt(1)->Key()), std::tuple(1, QString("ROOT")));
-    QVERIFY(!view.Node("b 9"));
-    QVERIFY(!view.Remove("P_1", &err));
+    QCOMPARE(std::tuple(view.Count(), view.NodeAt(1)->Key(), view.Node("b 9")),
+             std::tuple(1, QString("ROOT"), nullptr));
 }
 
 void tst_tree::load()
@@ -194,9 +167,8 @@ void tst_tree::load()
                         lib.text("G_9|P_25"), lib.view->Node("P_25")->Children()),
              std::tuple(8, QString("Action (3)"), QString("Adventure (0)"), QString("Unknown Genre 9 (1)"), 1));
     const TreeNode *action = lib.view->Node("G_1|P_18");
-    QCOMPARE(std::tuple(action->Child(0)->Text(), action->Child(1)->Tag(), action->Child(2)->Tag()),
-             std::tuple(QString("A Quest (0)"), QString("Quest Kart"), QString("Star Quest")));
-    QCOMPARE(lib.text(lib.pc(lib.star)), QStringLiteral("Star Quest (2)"));
+    QCOMPARE(std::tuple(action->Child(0)->Text(), action->Child(1)->Tag(), action->Child(2)->Text()),
+             std::tuple(QString("A Quest (0)"), QString("Quest Kart"), QString("Star Quest (2)")));
 
     QSignalSpy favorites(&lib.tree, &ctlTree::LoadFavorites);
     lib.tree.LoadTree();
@@ -205,13 +177,6 @@ void tst_tree::load()
     SaveSetting(SettingKeys::TreeSearchText, QStringLiteral("Loading Tree..."));
     lib.tree.FinishLoad();
     QCOMPARE(lib.tree.Search_Text(), QStringLiteral("Search..."));
-
-    TestHome empty;
-    ctlTree tree;
-    tree.setStore(&empty.store());
-    QSignalSpy none(&tree, &ctlTree::LoadFavorites);
-    tree.LoadTree();
-    QCOMPARE(none.value(0).value(0).toString(), QString());
 }
 
 void tst_tree::nodeClick()
@@ -224,13 +189,12 @@ void tst_tree::nodeClick()
     QList<ctlTree::NodeChoice> chosen;
     for (const QVariantList &click : clicks)
         chosen << choice(click);
-    QCOMPARE(chosen,
-             (QList<ctlTree::NodeChoice>{
-                 {NodeKind::Root, 0, 0, 0, "", "Lorekeep"},
-                 {NodeKind::Platform, 19, 0, 0, "", "Arcade"},
-                 {NodeKind::Genre, 19, 4, 0, "", "Arcade - Puzzle"},
-                 {NodeKind::Game, 19, 4, lib.tetra, "Tetra", "Arcade - Puzzle - Tetra"},
-                 {NodeKind::Game, 25, 9, lib.lost, "Lost Game", "Unknown Platform 25 - Unknown Genre 9 - Lost Game"}}));
+    QCOMPARE(chosen, (QList<ctlTree::NodeChoice>{{NodeKind::Root, 0, 0, 0, "", "Lorekeep"},
+                                                 {NodeKind::Platform, 19, 0, 0, "", "Arcade"},
+                                                 {NodeKind::Genre, 19, 4, 0, "", "Arcade - Puzzle"},
+                                                 {NodeKind::Game, 19, 4, lib.tetra, "Tetra", "Arcade - Puzzle - Tetra"},
+                                                 {NodeKind::Game, 25, 9, lib.lost, "Lost Game",
+                                                  "Unknown Platform 25 - Unknown Genre 9 - Lost Game"}}));
     QCOMPARE(lib.view->SelectedItem()->Key(), NodeKey::Game(lib.lost, 9, 25));
 
     const QString tetra = NodeKey::Game(lib.tetra, 4, 19);
@@ -253,21 +217,14 @@ void tst_tree::addGame()
     lib.trigger("mnuAddGame");
     QCOMPARE(std::tuple(prompts.beeps(), lib.home.count("SELECT count(*) FROM game")), std::tuple(2, 5));
 
-    // Quotes and non-ASCII reach the store as typed; a second game of the same name is its own.
+    // Quotes and non-ASCII reach the store as typed, trimmed, and the tree as a reload shows them.
     QSignalSpy clicks(&lib.tree, &ctlTree::TreeNodeClick);
     const QString name = QStringLiteral("Robert's \"Zoë\"; DROP TABLE game; --");
     prompts.answerInput(QStringLiteral("  ") + name + QStringLiteral(" "));
-    prompts.answerInput(name);
     lib.trigger("mnuAddGame");
-    lib.select("G_2|P_18");
-    lib.trigger("mnuAddGame");
-    QCOMPARE(lib.home.count("SELECT count(*) FROM game WHERE genre_id = 2 AND platform_id = 18 AND name = '" +
-                            QString(name).replace("'", "''") + "'"),
-             2);
-    QCOMPARE(std::tuple(lib.text("G_2|P_18"), lib.text("P_18"), choice(clicks.constLast()).Caption,
-                        lib.view->SelectedItem()->Text()),
-             std::tuple(QStringLiteral("Adventure (2)"), QStringLiteral("PC (5)"), "PC - Adventure - " + name,
-                        name + " (0)"));
+    QCOMPARE(std::pair(choice(clicks.constLast()).Caption, lib.view->SelectedItem()->Text()),
+             std::pair(QString("PC - Adventure - " + name), QString(name + " (0)")));
+    QCOMPARE(lib.nodes(), lib.reloaded());
 }
 
 void tst_tree::renameGame()
@@ -321,20 +278,14 @@ void tst_tree::moveGame()
     choose(2, 7, true);
     lib.trigger("mnuHiddenMoveTo");
     const QString moved_to = NodeKey::Game(lib.star, 8, 3);
-    QCOMPARE(std::tuple(moved.value(0), place(), lib.text("P_18"), lib.text("G_1|P_18"), lib.view->Node(old)),
-             std::tuple(QVariantList({old, moved_to}), 38, QString("PC (2)"), QString("Action (2)"),
-                        static_cast<TreeNode *>(nullptr)));
-    QCOMPARE(std::tuple(lib.text("P_3"), lib.text("G_8|P_3"), lib.text(moved_to), lib.view->Node("P_3")->Children()),
-             std::tuple(QString("GameCube (1)"), QString("Strategy (1)"), QString("Star Quest (2)"), 8));
-    QCOMPARE(std::pair(lib.view->Node("ROOT")->Child(0)->Key(), lib.view->SelectedItem()->Key()),
-             std::pair(QStringLiteral("P_3"), moved_to));
+    QCOMPARE(
+        std::tuple(moved.value(0), place(), lib.view->Node("ROOT")->Child(0)->Key(), lib.view->SelectedItem()->Key()),
+        std::tuple(QVariantList({old, moved_to}), 38, QStringLiteral("P_3"), moved_to));
+    QCOMPARE(lib.nodes(), lib.reloaded());
 
-    // The last game of platform 25 moved into PC, then to another genre there: platform 25 and
-    // the emptied genre go, PC stays, as a reload would show it.
+    // The last game of platform 25 moved into PC: platform 25 goes, as a reload would show it.
     lib.select(NodeKey::Game(lib.lost, 9, 25));
     choose(17, 1, true);
-    lib.trigger("mnuHiddenMoveTo");
-    choose(17, 2, true);
     lib.trigger("mnuHiddenMoveTo");
     QCOMPARE(lib.nodes(), lib.reloaded());
 }
@@ -355,11 +306,10 @@ void tst_tree::deleteGame()
 
     prompts.answerMsgBox(MsgResult::Yes);
     lib.trigger("mnuHiddenDelete");
-    QCOMPARE(deleted.value(0), QVariantList({"PC - Action", key}));
-    QCOMPARE(std::tuple(lib.home.count("SELECT count(*) FROM file"), lib.home.count("SELECT count(*) FROM game")),
-             std::tuple(0, 4));
-    QCOMPARE(std::tuple(lib.text("G_1|P_18"), lib.text("P_18"), lib.view->SelectedItem()->Key()),
-             std::tuple(QString("Action (2)"), QString("PC (2)"), QString("G_1|P_18")));
+    QCOMPARE(std::tuple(deleted.value(0), lib.home.count("SELECT count(*) FROM file"),
+                        lib.home.count("SELECT count(*) FROM game"), lib.view->SelectedItem()->Key()),
+             std::tuple(QVariantList({"PC - Action", key}), 0, 4, QString("G_1|P_18")));
+    QCOMPARE(lib.nodes(), lib.reloaded());
 
     // The last game of a platform: the platform goes too, and the root is selected.
     lib.select(NodeKey::Game(lib.tetra, 4, 19));
@@ -377,8 +327,7 @@ void tst_tree::storeFailureLeavesTree()
     const QString key = lib.pc(lib.star);
     lib.select(key);
     lib.home.store().Close();
-    QSignalSpy renamed(&lib.tree, &ctlTree::RenameGame);
-    QSignalSpy deleted(&lib.tree, &ctlTree::GameNodeDelete);
+    const QStringList before = lib.nodes();
     prompts.answerInput(QStringLiteral("New Name"));
     prompts.answerMsgBox(MsgResult::OK);
     lib.trigger("mnuHiddenRename");
@@ -387,8 +336,7 @@ void tst_tree::storeFailureLeavesTree()
     prompts.answerMsgBox(MsgResult::OK);
     lib.trigger("mnuHiddenDelete");
     QVERIFY(prompts.last().text.contains(QStringLiteral("Delete Game")));
-    QCOMPARE(std::tuple(renamed.size(), deleted.size(), lib.text(key), lib.text("P_18")),
-             std::tuple(0, 0, QString("Star Quest (2)"), QString("PC (3)")));
+    QCOMPARE(lib.nodes(), before);
 
     // A tree load on a closed store says so and leaves an empty tree and a usable box.
     prompts.answerMsgBox(MsgResult::OK);
@@ -409,8 +357,8 @@ void tst_tree::search()
     };
     QCOMPARE(press(QStringLiteral("Search...")), QString());
     QCOMPARE(press(QStringLiteral(" QUEST ")), QStringLiteral("A Quest"));
-    QCOMPARE(GetSetting(SettingKeys::LastSearchText), QStringLiteral("QUEST"));
-    QCOMPARE(press(), QStringLiteral("Quest Kart"));
+    QCOMPARE(std::pair(GetSetting(SettingKeys::LastSearchText), press()),
+             std::pair(QString("QUEST"), QString("Quest Kart")));
     prompts.answerMsgBox(MsgResult::OK);
     press(); // "Star Quest" only contains the text: the search is over
     QCOMPARE(prompts.last().text, QStringLiteral("Finished searching tree."));
@@ -442,14 +390,13 @@ void tst_tree::firstGameFromTheRoot()
     auto *view = tree.findChild<TreeView *>(QStringLiteral("tvwFiles"));
     auto *addGame = tree.findChild<QAction *>("mnuRootAddGame");
 
-    // The root has a menu of its own; its imports are greyed out while no host listens.
+    // The root has a menu of its own.
     const QPoint root = view->visualItemRect(view->Node("ROOT")).center();
     QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, root);
     QContextMenuEvent rightClick(QContextMenuEvent::Mouse, root, view->viewport()->mapToGlobal(root));
     QApplication::sendEvent(view->viewport(), &rightClick);
     auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
     QVERIFY(menu && menu->actions().contains(addGame));
-    QVERIFY(!tree.findChild<QAction *>("mnuRootImport")->isEnabled());
     menu->close();
 
     // OK only with a name, a platform and a genre, the name trimmed; from a game the dialog starts
