@@ -262,7 +262,7 @@ bool ctlView::lvFiles_DropEvent(QEvent *event)
 
 void ctlView::SelectFile(const QString &strFileKey)
 {
-    if (strFileKey == m_currentFileKey)
+    if (strFileKey == m_currentFileKey || CurrentGame().GameId == 0)
         return;
     // A key that names no file is quiet: the caller asked for a file that may be gone, and only a
     // file the list does not hold is worth telling the host about. A store that fails to give the
