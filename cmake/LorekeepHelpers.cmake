@@ -14,6 +14,24 @@ function(lorekeep_add_test name)
     ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QTWEBENGINE_CHROMIUM_FLAGS=--no-sandbox --disable-gpu;XDG_CONFIG_HOME=${scratch}/config;XDG_DATA_HOME=${scratch}/data;LOREKEEP_HOME=${scratch}/home")
 endfunction()
 
+# lorekeep_add_shared_test(name)
+# Runs the test `name` again on a shared library: inside a throwaway PostgreSQL cluster made by
+# pg_virtualenv (which also sets PGHOST, PGUSER, PGPASSWORD, ...) and removed afterwards. The test's
+# TestHome then makes its stores there. One cluster at a time: they would race for a port.
+function(lorekeep_add_shared_test name)
+  find_program(LOREKEEP_PG_VIRTUALENV pg_virtualenv)
+  if(NOT LOREKEEP_PG_VIRTUALENV)
+    message(WARNING "pg_virtualenv not found (Debian package postgresql): ${name} runs on store files only")
+    return()
+  endif()
+  add_test(NAME ${name}_shared COMMAND ${LOREKEEP_PG_VIRTUALENV} $<TARGET_FILE:${name}>)
+  get_test_property(${name} ENVIRONMENT environment)
+  set_tests_properties(${name}_shared PROPERTIES
+    TIMEOUT 300
+    RESOURCE_LOCK postgresql
+    ENVIRONMENT "${environment};LOREKEEP_TEST_STORE=postgresql")
+endfunction()
+
 # lorekeep_add_layer(folder)
 # The static library lorekeep_<folder> of every source in src/<folder>/, so that a file belongs to the
 # library of the folder it lies in. Headers are named from src/ ("data/modADO.h"). The folder's own

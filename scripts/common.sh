@@ -7,7 +7,7 @@ LOREKEEP_BUILD=${LOREKEEP_BUILD:-$LOREKEEP_ROOT/build}
 # Debian packages the build, the tests and the program need.
 LOREKEEP_PACKAGES=(
   cmake ninja-build g++ pkg-config
-  qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite libgl-dev
+  qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite libqt6sql6-psql libgl-dev
   qt6-webengine-dev qt6-pdf-dev
   libuchardet-dev libsqlite3-dev
   fonts-dejavu-core

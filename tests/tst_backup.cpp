@@ -11,7 +11,7 @@
 #include "data/GameTable.h"
 #include "data/HomeFolder.h"
 #include "data/StoreBackup.h"
-#include "data/StoreError.h"
+#include "store/StoreError.h"
 #include "system/SettingsStore.h"
 
 #include <QAction>

@@ -5,7 +5,7 @@
 
 #include "TestHome.h"
 #include "data/GameTable.h"
-#include "data/Schema.h"
+#include "store/Schema.h"
 
 #include <QDeadlineTimer>
 #include <QDir>

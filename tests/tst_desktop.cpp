@@ -1,5 +1,5 @@
 #include "TestHome.h"
-#include "data/Schema.h"
+#include "store/Schema.h"
 
 #include <QDir>
 #include <QFile>

@@ -25,7 +25,7 @@ const QHash<QString, QStringList> &layers()
 {
     static const QHash<QString, QStringList> table = [] {
         const QStringList chain = {QStringLiteral("system"), QStringLiteral("base"), QStringLiteral("rtf"),
-                                   QStringLiteral("data"), QStringLiteral("import"), QStringLiteral("widgets"),
+                                   QStringLiteral("store"), QStringLiteral("data"), QStringLiteral("import"), QStringLiteral("widgets"),
                                    QStringLiteral("print"), QStringLiteral("components"),
                                    // The browser is a control that the file view holds, not a pane of its own.
                                    QStringLiteral("browser")};
@@ -33,7 +33,7 @@ const QHash<QString, QStringList> &layers()
         for (int i = 0; i < chain.size(); ++i)
             below.insert(chain[i], chain.mid(0, i));
         below.insert(QStringLiteral("tools"),
-                     {QStringLiteral("system"), QStringLiteral("base"), QStringLiteral("rtf"), QStringLiteral("data"),
+                     {QStringLiteral("system"), QStringLiteral("base"), QStringLiteral("rtf"), QStringLiteral("store"), QStringLiteral("data"),
                       QStringLiteral("import"), QStringLiteral("print")});
         for (const QString &pane : panes)
             below.insert(pane, chain);

@@ -1,7 +1,7 @@
 #include "LibraryGenerator.h"
 
-#include "data/Schema.h"
-#include "data/StoreError.h"
+#include "store/Schema.h"
+#include "store/StoreError.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
 

@@ -3,7 +3,7 @@
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
 #include "data/ClosedCounts.h"
-#include "data/StoreError.h"
+#include "store/StoreError.h"
 #include "data/modADO.h"
 #include "system/Prompts.h"
 #include "system/SettingKeys.h"

@@ -2,7 +2,7 @@
 
 #include "import/FileImport.h"
 #include "import/NativePath.h"
-#include "data/WorkerConnection.h"
+#include "store/WorkerConnection.h"
 #include "data/modADO.h"
 
 #include <QDir>

@@ -1,6 +1,6 @@
 #include "FileTextReader.h"
 
-#include "data/StoreError.h"
+#include "store/StoreError.h"
 #include "data/modADO.h"
 
 bool FileTextReader::Load(qint32 lngFileId, ErrObject *err)

@@ -5,7 +5,7 @@
 #include "base/ErrorLog.h"
 #include "data/FileTable.h"
 #include "data/ShortDesc.h"
-#include "data/StoreTransaction.h"
+#include "store/StoreTransaction.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
 #include "rtf/RtfWriter.h"

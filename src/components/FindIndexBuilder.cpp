@@ -5,8 +5,8 @@
 
 #include "base/ErrorLog.h"
 #include "data/FindIndex.h"
-#include "data/StoreError.h"
-#include "data/WorkerConnection.h"
+#include "store/StoreError.h"
+#include "store/WorkerConnection.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "PdfExporter.h"
 
 #include "data/FileTable.h"
-#include "data/WorkerConnection.h"
+#include "store/WorkerConnection.h"
 #include "print/PdfExport.h"
 #include "rtf/RtfReader.h"
 

@@ -1,7 +1,7 @@
 #include "BookmarkTable.h"
 
-#include "StoreError.h"
-#include "StoreQuery.h"
+#include "store/StoreError.h"
+#include "store/StoreQuery.h"
 
 namespace {
 
@@ -46,9 +46,9 @@ bool BookmarkTable::Read(const QSqlDatabase &db, qint32 id, BookmarkRow *row, bo
 bool BookmarkTable::Add(const QSqlDatabase &db, const BookmarkRow &row, qint32 *newId, ErrObject *err)
 {
     StoreQuery query(db);
-    if (!query.run(QStringLiteral("INSERT INTO bookmarks (tree_key, game, file, platform, sub_cat, genre) "
-                                  "VALUES (?, ?, ?, ?, ?, ?)"),
-                   {row.tree_key, row.game, row.file, row.platform, row.sub_cat, row.genre}, err))
+    if (!query.insert(QStringLiteral("INSERT INTO bookmarks (tree_key, game, file, platform, sub_cat, genre) "
+                                     "VALUES (?, ?, ?, ?, ?, ?)"),
+                      {row.tree_key, row.game, row.file, row.platform, row.sub_cat, row.genre}, err))
         return false;
     *newId = query.insertedId();
     return true;

@@ -1,12 +1,12 @@
 #include "FavoriteTable.h"
 
-#include "StoreQuery.h"
+#include "store/StoreQuery.h"
 
 bool FavoriteTable::Load(const QSqlDatabase &db, QVector<FavoriteRow> *rows, ErrObject *err)
 {
     rows->clear();
     StoreQuery query(db);
-    return query.run(QStringLiteral("SELECT auto_id, url, title, desc FROM favorites"), err) &&
+    return query.run(QStringLiteral("SELECT auto_id, url, title, \"desc\" FROM favorites"), err) &&
            query.forEachRow(
                [&] {
                    rows->append({query.id(0), query.text(1), query.text(2), query.text(3)});
@@ -17,8 +17,8 @@ bool FavoriteTable::Load(const QSqlDatabase &db, QVector<FavoriteRow> *rows, Err
 bool FavoriteTable::Add(const QSqlDatabase &db, const FavoriteRow &row, qint32 *newId, ErrObject *err)
 {
     StoreQuery query(db);
-    if (!query.run(QStringLiteral("INSERT INTO favorites (url, title, desc) VALUES (?, ?, ?)"),
-                   {row.url, row.title, row.desc}, err))
+    if (!query.insert(QStringLiteral("INSERT INTO favorites (url, title, \"desc\") VALUES (?, ?, ?)"),
+                      {row.url, row.title, row.desc}, err))
         return false;
     *newId = query.insertedId();
     return true;

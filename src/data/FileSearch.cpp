@@ -2,9 +2,10 @@
 
 #include "FindIndex.h"
 #include "GameIndex.h"
-#include "StoreError.h"
-#include "StoreQuery.h"
 #include "rtf/RtfReader.h"
+#include "store/StoreAddress.h"
+#include "store/StoreError.h"
+#include "store/StoreQuery.h"
 
 #include <QLoggingCategory>
 
@@ -28,7 +29,7 @@ QString joinedColumns(const FindRequest &request)
 {
     QStringList columns;
     if (request.Desc)
-        columns << QStringLiteral("t.desc");
+        columns << QStringLiteral("t.\"desc\"");
     if (request.Src)
         columns << QStringLiteral("t.src");
     if (request.Text)
@@ -69,6 +70,30 @@ QString trigramQuery(const QString &phrase)
     return trigrams.join(QStringLiteral(" AND "));
 }
 
+// The same candidates on a shared library: each run of the phrase of three characters or more (a
+// run lies inside one field) is somewhere in the row's fields, which PostgreSQL's trigram index
+// over the joined fields answers. Its values go to `values`; empty when no run is long enough.
+QStringList runTerms(const QString &phrase, QVariantList *values)
+{
+    // The longest runs make a candidate rarest; a few are enough.
+    constexpr int maxRuns = 8;
+    QStringList runs;
+    for (const QString &run : phrase.split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
+        if (run.toUcs4().size() >= 3 && !runs.contains(run))
+            runs << run;
+    }
+    std::stable_sort(runs.begin(), runs.end(), [](const QString &a, const QString &b) { return a.size() > b.size(); });
+    QStringList terms;
+    for (QString run : runs.mid(0, maxRuns)) {
+        run.replace(QLatin1Char('\\'), QStringLiteral("\\\\"))
+            .replace(QLatin1Char('%'), QStringLiteral("\\%"))
+            .replace(QLatin1Char('_'), QStringLiteral("\\_"));
+        terms << QStringLiteral("(t.\"desc\" || ' ' || t.src || ' ' || t.body) LIKE ?");
+        values->append(QString(QLatin1Char('%') + run + QLatin1Char('%')));
+    }
+    return terms;
+}
+
 FindHit hitOf(const StoreQuery &query)
 {
     FindHit hit;
@@ -82,7 +107,8 @@ FindHit hitOf(const StoreQuery &query)
     return hit;
 }
 
-const QString hitColumns = QStringLiteral("f.auto_id, f.game_id, f.sub_cat, f.desc, g.name, g.platform_id, g.genre_id");
+const QString hitColumns =
+    QStringLiteral("f.auto_id, f.game_id, f.sub_cat, f.\"desc\", g.name, g.platform_id, g.genre_id");
 
 // Ids are 32-bit in the program; a row given a larger one by hand would be misread as another file.
 ErrObject idOutOfRange(const QSqlDatabase &db, qint64 id)
@@ -99,11 +125,17 @@ bool indexedFind(const QSqlDatabase &db, const FindRequest &request, QVector<Fin
                  qint64 *badId)
 {
     QVariantList values;
-    const QString check = QStringLiteral("instr(") + joinedColumns(request) + QStringLiteral(", ?) > 0");
+    const bool shared = StoreAddress::IsShared(db);
+    const QString check = (shared ? QStringLiteral("strpos(") : QStringLiteral("instr(")) + joinedColumns(request) +
+                          QStringLiteral(", ?) > 0");
     const QString match = trigramQuery(request.Phrase);
     QString from = QStringLiteral("find_text t CROSS JOIN file f ON f.auto_id = t.rowid");
     QStringList where;
-    if (request.Criteria.GameId != 0) {
+    if (shared) {
+        from = QStringLiteral("find_text t JOIN file f ON f.auto_id = t.file_id");
+        if (request.Criteria.GameId == 0)
+            where = runTerms(request.Phrase, &values);
+    } else if (request.Criteria.GameId != 0) {
         // One game's files are few: each is checked through the index's copy of its text.
         from = QStringLiteral("file f CROSS JOIN find_text t ON t.rowid = f.auto_id");
     } else if (!match.isEmpty()) {
@@ -183,9 +215,11 @@ bool FileSearch::Occurrences(const QSqlDatabase &db, const FindRequest &request,
     const bool indexed = FindIndex::Available(db);
     if (indexed && !FindIndex::Update(db, -1, nullptr, err))
         return false;
-    const QString select = indexed ? QStringLiteral("SELECT t.rowid, ") + joinedColumns(request) +
-                                         QStringLiteral(" FROM find_text t WHERE t.rowid IN (")
-                                   : QStringLiteral("SELECT auto_id, desc, src, txt_rtf FROM file WHERE auto_id IN (");
+    const QString key = QStringLiteral("t.") + FindIndex::KeyColumn(db);
+    const QString select = indexed
+                               ? QStringLiteral("SELECT ") + key + QStringLiteral(", ") + joinedColumns(request) +
+                                     QStringLiteral(" FROM find_text t WHERE ") + key + QStringLiteral(" IN (")
+                               : QStringLiteral("SELECT auto_id, \"desc\", src, txt_rtf FROM file WHERE auto_id IN (");
     // A statement takes a limited number of values: the ids go in slices.
     constexpr qsizetype slice = 500;
     for (qsizetype first = 0; first < fileIds.size(); first += slice) {
@@ -273,7 +307,8 @@ bool FileSearch::Find(const QSqlDatabase &db, const FindRequest &request, QVecto
         }
         hits->clear();
     }
-    if (failure.Number == ErrNumber::StoreLocked || failure.Number == ErrNumber::StoreReadOnly) {
+    if (failure.Number == ErrNumber::StoreLocked || failure.Number == ErrNumber::StoreReadOnly ||
+        failure.Number == ErrNumber::StoreUnreachable) {
         *err = failure;
         return false;
     }

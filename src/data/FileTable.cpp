@@ -1,14 +1,14 @@
 #include "FileTable.h"
 
-#include "StoreError.h"
-#include "StoreQuery.h"
+#include "store/StoreError.h"
+#include "store/StoreQuery.h"
 
 #include <QStringList>
 
 namespace {
 
-const QString selectFiles = QStringLiteral("SELECT auto_id, game_id, sub_cat, src, desc, txt_rtf FROM file");
-const QString selectHeads = QStringLiteral("SELECT auto_id, game_id, sub_cat, src, desc, '' FROM file");
+const QString selectFiles = QStringLiteral("SELECT auto_id, game_id, sub_cat, src, \"desc\", txt_rtf FROM file");
+const QString selectHeads = QStringLiteral("SELECT auto_id, game_id, sub_cat, src, \"desc\", '' FROM file");
 
 FileRow fileRow(const StoreQuery &query)
 {
@@ -95,8 +95,9 @@ bool FileTable::GameOf(const QSqlDatabase &db, qint32 id, qint32 *gameId, bool *
 bool FileTable::Add(const QSqlDatabase &db, const FileRow &row, qint32 *newId, ErrObject *err)
 {
     StoreQuery query(db);
-    if (!query.run(QStringLiteral("INSERT INTO file (game_id, sub_cat, src, desc, txt_rtf) VALUES (?, ?, ?, ?, ?)"),
-                   {row.game_id, row.sub_cat, row.src, row.desc, row.txt_rtf}, err))
+    if (!query.insert(
+            QStringLiteral("INSERT INTO file (game_id, sub_cat, src, \"desc\", txt_rtf) VALUES (?, ?, ?, ?, ?)"),
+            {row.game_id, row.sub_cat, row.src, row.desc, row.txt_rtf}, err))
         return false;
     *newId = query.insertedId();
     return true;
@@ -105,8 +106,9 @@ bool FileTable::Add(const QSqlDatabase &db, const FileRow &row, qint32 *newId, E
 bool FileTable::Update(const QSqlDatabase &db, const FileRow &row, ErrObject *err)
 {
     StoreQuery query(db);
-    return query.run(QStringLiteral("UPDATE file SET sub_cat = ?, src = ?, desc = ?, txt_rtf = ? WHERE auto_id = ?"),
-                     {row.sub_cat, row.src, row.desc, row.txt_rtf, row.auto_id}, err) &&
+    return query.run(
+               QStringLiteral("UPDATE file SET sub_cat = ?, src = ?, \"desc\" = ?, txt_rtf = ? WHERE auto_id = ?"),
+               {row.sub_cat, row.src, row.desc, row.txt_rtf, row.auto_id}, err) &&
            changedOne(query, row.auto_id, err);
 }
 
@@ -114,9 +116,9 @@ bool FileTable::Copy(const QSqlDatabase &db, qint32 id, qint32 gameId, qint32 *n
 {
     // One statement, so the text never leaves the store and a copy is whole or not there.
     StoreQuery query(db);
-    if (!query.run(QStringLiteral("INSERT INTO file (game_id, sub_cat, src, desc, txt_rtf) "
-                                  "SELECT ?, sub_cat, src, desc, txt_rtf FROM file WHERE auto_id = ?"),
-                   {gameId, id}, err) ||
+    if (!query.insert(QStringLiteral("INSERT INTO file (game_id, sub_cat, src, \"desc\", txt_rtf) "
+                                     "SELECT ?, sub_cat, src, \"desc\", txt_rtf FROM file WHERE auto_id = ?"),
+                      {gameId, id}, err) ||
         !changedOne(query, id, err))
         return false;
     *newId = query.insertedId();
@@ -140,7 +142,7 @@ bool FileTable::FindBySource(const QSqlDatabase &db, const QString &src, SourceM
                              ErrObject *err)
 {
     StoreQuery query(db);
-    if (!query.run(QStringLiteral("SELECT file.auto_id, file.desc, game.auto_id, game.name, game.platform_id "
+    if (!query.run(QStringLiteral("SELECT file.auto_id, file.\"desc\", game.auto_id, game.name, game.platform_id "
                                   "FROM file JOIN game ON game.auto_id = file.game_id "
                                   "WHERE file.src = ? ORDER BY file.auto_id LIMIT 1"),
                    {src}, err) ||

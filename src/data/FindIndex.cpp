@@ -1,10 +1,11 @@
 #include "FindIndex.h"
 
-#include "Schema.h"
-#include "StoreError.h"
-#include "StoreQuery.h"
-#include "StoreTransaction.h"
 #include "rtf/RtfReader.h"
+#include "store/Schema.h"
+#include "store/StoreAddress.h"
+#include "store/StoreError.h"
+#include "store/StoreQuery.h"
+#include "store/StoreTransaction.h"
 
 #include <QSqlError>
 #include <QSqlQuery>
@@ -60,6 +61,14 @@ bool FindIndex::Available(const QSqlDatabase &db)
     // All five parts: without a trigger the index would fall behind unnoticed.
     StoreQuery query(db);
     bool found = false;
+    if (StoreAddress::IsShared(db))
+        return query.run(
+                   QStringLiteral("SELECT to_regclass('find_text') IS NOT NULL AND to_regclass('find_pending') IS "
+                                  "NOT NULL AND (SELECT count(*) FROM pg_trigger WHERE tgrelid = 'file'::regclass "
+                                  "AND tgname IN ('find_file_insert', 'find_file_update', "
+                                  "'find_file_delete')) = 3"),
+                   nullptr) &&
+               query.firstRow(&found, nullptr) && found && query.value(0).toBool();
     return query.run(QStringLiteral("SELECT count(*) FROM sqlite_master WHERE name IN ('find_text', "
                                     "'find_pending', 'find_file_insert', 'find_file_update', "
                                     "'find_file_delete')"),
@@ -69,7 +78,15 @@ bool FindIndex::Available(const QSqlDatabase &db)
 
 bool FindIndex::Ensure(const QSqlDatabase &db, ErrObject *err)
 {
-    return Available(db) || runAll(db, Schema::Statements(indexResource), err);
+    if (Available(db))
+        return true;
+    if (!StoreAddress::IsShared(db))
+        return runAll(db, Schema::Statements(indexResource), err);
+    // A shared library gets its index with its tables; one that lost it was changed by hand.
+    *err = {ErrNumber::StoreFailed, QStringLiteral("The shared library \"%1\" lacks its search index (the tables "
+                                                   "find_text and find_pending and the triggers on file).")
+                                        .arg(StoreError::storePath(db))};
+    return false;
 }
 
 bool FindIndex::Pending(const QSqlDatabase &db, qint64 *count, ErrObject *err)
@@ -92,9 +109,10 @@ bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, Er
         {
             // The plain text is made before the write lock is taken, so other readers wait less.
             StoreQuery read(db);
-            if (!read.run(QStringLiteral("SELECT p.file_id, f.auto_id, f.desc, f.src, f.txt_rtf FROM find_pending p "
-                                         "LEFT JOIN file f ON f.auto_id = p.file_id ORDER BY p.file_id LIMIT ?"),
-                          {batch}, err))
+            if (!read.run(
+                    QStringLiteral("SELECT p.file_id, f.auto_id, f.\"desc\", f.src, f.txt_rtf FROM find_pending p "
+                                   "LEFT JOIN file f ON f.auto_id = p.file_id ORDER BY p.file_id LIMIT ?"),
+                    {batch}, err))
                 return false;
             qint64 chars = 0;
             // At least one file per batch, however big; the rest wait for the next batch.
@@ -115,8 +133,9 @@ bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, Er
         if (!transaction.begin(err))
             return false;
         QSqlQuery remove(db), insert(db), dequeue(db);
-        remove.prepare(QStringLiteral("DELETE FROM find_text WHERE rowid = ?"));
-        insert.prepare(QStringLiteral("INSERT INTO find_text (rowid, desc, src, body) VALUES (?, ?, ?, ?)"));
+        const QString key = KeyColumn(db);
+        remove.prepare(QStringLiteral("DELETE FROM find_text WHERE %1 = ?").arg(key));
+        insert.prepare(QStringLiteral("INSERT INTO find_text (%1, \"desc\", src, body) VALUES (?, ?, ?, ?)").arg(key));
         dequeue.prepare(QStringLiteral("DELETE FROM find_pending WHERE file_id = ?"));
         for (const Queued &file : std::as_const(queued)) {
             remove.addBindValue(file.id);
@@ -147,8 +166,19 @@ bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, Er
     return true;
 }
 
+QString FindIndex::KeyColumn(const QSqlDatabase &db)
+{
+    return StoreAddress::IsShared(db) ? QStringLiteral("file_id") : QStringLiteral("rowid");
+}
+
 bool FindIndex::Rebuild(const QSqlDatabase &db, ErrObject *err)
 {
+    if (StoreAddress::IsShared(db))
+        return runAll(
+            db,
+            {QStringLiteral("TRUNCATE find_text"),
+             QStringLiteral("INSERT INTO find_pending (file_id) SELECT auto_id FROM file ON CONFLICT DO NOTHING")},
+            err);
     // Whatever is left of a broken index goes, triggers included, and comes back whole.
     const QStringList drops = {QStringLiteral("DROP TRIGGER IF EXISTS find_file_insert"),
                                QStringLiteral("DROP TRIGGER IF EXISTS find_file_update"),

@@ -1,6 +1,6 @@
 #include "GameIndex.h"
 
-#include "StoreQuery.h"
+#include "store/StoreQuery.h"
 
 QString GameIndex::Statement()
 {

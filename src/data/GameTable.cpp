@@ -1,8 +1,8 @@
 #include "GameTable.h"
 
-#include "StoreError.h"
-#include "StoreQuery.h"
-#include "StoreTransaction.h"
+#include "store/StoreError.h"
+#include "store/StoreQuery.h"
+#include "store/StoreTransaction.h"
 
 namespace {
 
@@ -20,8 +20,8 @@ bool GameTable::Add(const QSqlDatabase &db, quint8 platformId, quint8 genreId, c
                     ErrObject *err)
 {
     StoreQuery query(db);
-    if (!query.run(QStringLiteral("INSERT INTO game (platform_id, genre_id, name) VALUES (?, ?, ?)"),
-                   {platformId, genreId, name}, err))
+    if (!query.insert(QStringLiteral("INSERT INTO game (platform_id, genre_id, name) VALUES (?, ?, ?)"),
+                      {platformId, genreId, name}, err))
         return false;
     *newId = query.insertedId();
     return true;

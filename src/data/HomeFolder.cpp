@@ -1,7 +1,7 @@
 #include "HomeFolder.h"
 
-#include "Schema.h"
 #include "StoreBackup.h"
+#include "store/Schema.h"
 #include "system/SingleInstance.h"
 
 #include <QDir>

@@ -1,8 +1,8 @@
 #include "PlatformTable.h"
 
-#include "StoreQuery.h"
-#include "StoreTransaction.h"
 #include "modNames.h"
+#include "store/StoreQuery.h"
+#include "store/StoreTransaction.h"
 
 #include <QHash>
 
@@ -39,7 +39,7 @@ bool PlatformTable::List(const QSqlDatabase &db, QVector<PlatformCount> *rows, E
     StoreQuery games(db);
     if (!games.run(QStringLiteral("SELECT code, count(*), sum(files) FROM (SELECT ") + platformCode +
                        QStringLiteral(" AS code, (SELECT count(*) FROM file f WHERE f.game_id = g.auto_id) AS files "
-                                      "FROM game g) GROUP BY code"),
+                                      "FROM game g) AS counted GROUP BY code"),
                    err))
         return false;
     if (!games.forEachRow(

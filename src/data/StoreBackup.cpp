@@ -1,10 +1,10 @@
 #include "StoreBackup.h"
 
 #include "FindIndex.h"
-#include "Schema.h"
-#include "StoreError.h"
-#include "StoreQuery.h"
 #include "modADO.h"
+#include "store/Schema.h"
+#include "store/StoreError.h"
+#include "store/StoreQuery.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,12 +1,15 @@
 #include "modADO.h"
 
 #include "FindIndex.h"
-#include "Schema.h"
-#include "StoreError.h"
+#include "store/Schema.h"
+#include "store/SharedStore.h"
+#include "store/StoreAddress.h"
+#include "store/StoreError.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QLoggingCategory>
+#include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QTimer>
@@ -22,16 +25,8 @@ namespace {
 
 // How long a statement waits for another program's lock before it reports the store as locked.
 constexpr int busyTimeoutMs = 1500;
-
-// mode=rw and mode=ro open an existing file only: a store is never created by opening it.
-// immutable=1 reads the file as it stands, with no locks and no log, for a read-only folder.
-QString storeUri(const QString &path, modADO::OpenMode mode)
-{
-    const char *query = mode == modADO::OpenMode::Write  ? "?mode=rw"
-                        : mode == modADO::OpenMode::Read ? "?mode=ro"
-                                                         : "?mode=ro&immutable=1";
-    return QStringLiteral("file:") + QString::fromUtf8(QUrl::toPercentEncoding(path, "/")) + QLatin1String(query);
-}
+// How long the first of a burst of a shared library's announcements waits for the rest.
+constexpr int announceDelayMs = 150;
 
 } // namespace
 
@@ -48,6 +43,8 @@ modADO::~modADO()
 
 QString modADO::NameFromPath(const QString &path)
 {
+    if (StoreAddress::IsShared(path))
+        return StoreAddress::ShortName(path);
     const QString fileName = path.split(QLatin1Char('/')).constLast();
     const QString tail = fileName.right(4);
     if (tail.isEmpty())
@@ -57,6 +54,8 @@ QString modADO::NameFromPath(const QString &path)
 
 bool modADO::Open(const QString &path, ErrObject *err)
 {
+    if (StoreAddress::IsShared(path))
+        return openShared(path, err);
     const QFileInfo info(path);
     if (!info.exists()) {
         *err = {ErrNumber::StoreNotFound, QStringLiteral("Could not find the store \"%1\".").arg(path)};
@@ -80,21 +79,75 @@ bool modADO::Open(const QString &path, ErrObject *err)
     OpenMode mode = OpenMode::Write;
     if (!readOnly.isEmpty())
         mode = QFileInfo::exists(path + QStringLiteral("-wal")) ? OpenMode::Read : OpenMode::Immutable;
-    const bool ok = openAs(path, mode, err);
+    if (!openAs(path, mode, err)) {
+        QSqlDatabase::removeDatabase(m_spareName);
+        return false;
+    }
+    takeSpare(path, readOnly);
+    return true;
+}
+
+bool modADO::openShared(const QString &uri, ErrObject *err)
+{
+    QString readOnly;
+    bool ok = StoreAddress::AddConnection(m_spareName, uri, StoreAddress::Access::Write, busyTimeoutMs, err);
+    if (ok) {
+        QSqlDatabase db = QSqlDatabase::database(m_spareName, false);
+        ok = db.open();
+        if (!ok)
+            *err = StoreError::fromSql(db.lastError(), uri);
+        ok = ok && SharedStore::Prepare(db, StoreAddress::WithoutPassword(uri), &readOnly, err);
+        if (!ok)
+            db.close();
+    }
     if (!ok) {
         QSqlDatabase::removeDatabase(m_spareName);
         return false;
     }
+    takeSpare(uri, readOnly);
+    // Other desktops' changes are announced by the server, not found by asking.
+    QSqlDriver *driver = Connection().driver();
+    if (driver->subscribeToNotification(QLatin1String(SharedStore::ChangedChannel))) {
+        connect(driver, &QSqlDriver::notification, this,
+                [this](const QString &, QSqlDriver::NotificationSource source, const QVariant &) {
+                    if (source == QSqlDriver::OtherSource)
+                        noticeChange();
+                });
+    } else {
+        qCWarning(lcStore) << "changes made elsewhere will not be seen:" << driver->lastError().text();
+    }
+    return true;
+}
+
+void modADO::takeSpare(const QString &path, const QString &readOnlyReason)
+{
     Close();
     std::swap(m_connectionName, m_spareName);
     m_registered = true;
     m_path = path;
     m_name = NameFromPath(path);
-    m_readOnlyReason = readOnly;
+    m_readOnlyReason = readOnlyReason;
     m_dataVersion = -1;
+    m_announced = false;
     ChangedElsewhere();
     Q_EMIT storeChanged();
-    return true;
+}
+
+void modADO::noticeChange()
+{
+    m_announced = true;
+    // Announcements come one per table and transaction: a burst of them is one refresh.
+    if (!m_announceDelay) {
+        m_announceDelay = new QTimer(this);
+        m_announceDelay->setSingleShot(true);
+        m_announceDelay->setInterval(announceDelayMs);
+        connect(m_announceDelay, &QTimer::timeout, this, [this] {
+            if (ChangedElsewhere())
+                Q_EMIT writtenElsewhere();
+        });
+    }
+    if (!m_announceDelay->isActive())
+        m_announceDelay->start();
 }
 
 QString modADO::ReadOnlyReason(const QString &path)
@@ -109,9 +162,11 @@ QString modADO::ReadOnlyReason(const QString &path)
 
 bool modADO::openAs(const QString &path, OpenMode mode, ErrObject *err)
 {
-    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_spareName);
-    db.setDatabaseName(storeUri(path, mode));
-    db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=%1").arg(busyTimeoutMs));
+    // mode=rw and mode=ro open an existing file only: a store is never created by opening it.
+    // Immutable reads the file as it stands, with no locks and no log, for a read-only folder.
+    if (!StoreAddress::AddConnection(m_spareName, path, mode, busyTimeoutMs, err))
+        return false;
+    QSqlDatabase db = QSqlDatabase::database(m_spareName, false);
     bool ok = db.open();
     if (!ok)
         *err = StoreError::fromSql(db.lastError(), path);
@@ -181,6 +236,9 @@ bool modADO::CanWrite(ErrObject *err) const
     }
     // Taking the write lock says whether another program holds it; a read-only file only refuses
     // the write itself, so one is made (the version number, to the same value) and rolled back.
+    // A server's locks are taken row by row, as a change needs them.
+    if (StoreAddress::IsShared(db))
+        return true;
     QSqlQuery query(db);
     if (!query.exec(QStringLiteral("PRAGMA user_version")) || !query.next()) {
         *err = StoreError::fromSql(query.lastError(), db);
@@ -200,7 +258,7 @@ ErrObject modADO::ReadOnlyError() const
     return {ErrNumber::StoreReadOnly,
             QStringLiteral("The store \"%1\" is read-only (%2), so changes cannot be saved. You can read everything "
                            "in it; to change it, make it writable or open a copy of it.")
-                .arg(m_path, m_readOnlyReason)};
+                .arg(StoreAddress::WithoutPassword(m_path), m_readOnlyReason)};
 }
 
 bool modADO::IsOpen() const
@@ -212,6 +270,8 @@ bool modADO::ChangedElsewhere()
 {
     if (!IsOpen())
         return false;
+    if (StoreAddress::IsShared(Connection()))
+        return std::exchange(m_announced, false);
     QSqlQuery query(Connection());
     if (!query.exec(QStringLiteral("PRAGMA data_version")) || !query.next())
         return false;
@@ -230,7 +290,9 @@ void modADO::WatchOtherWriters(int intervalMs)
                 Q_EMIT writtenElsewhere();
         });
     }
-    m_watch->start(intervalMs);
+    // A shared library announces its changes; the server is not asked.
+    if (!StoreAddress::IsShared(Connection()))
+        m_watch->start(intervalMs);
 }
 
 QSqlDatabase modADO::Connection() const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "store/StoreAddress.h"
 #include "system/ErrObject.h"
 
 #include <QObject>
@@ -61,7 +62,7 @@ public:
     // by a newer Lorekeep.
     static bool CheckVersion(const QSqlDatabase &db, const QString &path, ErrObject *err);
 
-    enum class OpenMode { Write, Read, Immutable };
+    using OpenMode = StoreAddress::Access;
 
 Q_SIGNALS:
     // A store was opened in the place of the one before (or the same one again, after a restore):
@@ -72,6 +73,11 @@ Q_SIGNALS:
 
 private:
     bool openAs(const QString &path, OpenMode mode, ErrObject *err);
+    bool openShared(const QString &uri, ErrObject *err);
+    // Makes the connection just opened the store's, in the place of the one before.
+    void takeSpare(const QString &path, const QString &readOnlyReason);
+    // A shared library's server announced another desktop's change.
+    void noticeChange();
 
     // The store is opened under a second name and swapped in on success; these alternate.
     QString m_connectionName;
@@ -83,4 +89,7 @@ private:
     // SQLite's data_version as this connection last saw it; -1 until read.
     qint64 m_dataVersion = -1;
     QTimer *m_watch = nullptr;
+    // Whether the server announced a change not yet taken by ChangedElsewhere.
+    bool m_announced = false;
+    QTimer *m_announceDelay = nullptr;
 };

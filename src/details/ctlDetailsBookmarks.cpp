@@ -7,7 +7,7 @@
 #include "data/BookmarkTable.h"
 #include "data/GameNames.h"
 #include "data/NodeKey.h"
-#include "data/StoreTransaction.h"
+#include "store/StoreTransaction.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
 #include "system/Prompts.h"

@@ -1,11 +1,12 @@
 #include "FileImport.h"
 
 #include "FileConversion.h"
-#include "data/GameTable.h"
 #include "NativePath.h"
-#include "data/StoreError.h"
-#include "data/StoreQuery.h"
-#include "data/StoreTransaction.h"
+#include "data/GameTable.h"
+#include "store/StoreAddress.h"
+#include "store/StoreError.h"
+#include "store/StoreQuery.h"
+#include "store/StoreTransaction.h"
 #include "system/NaturalOrder.h"
 
 #include <QDir>
@@ -93,8 +94,13 @@ void collectFolder(const QString &folder, QStringList *files)
 bool idsLeft(const QSqlDatabase &db, ErrObject *err)
 {
     StoreQuery query(db);
-    if (!query.run(QStringLiteral("SELECT max(coalesce((SELECT max(auto_id) FROM file), 0), "
-                                  "coalesce((SELECT seq FROM sqlite_sequence WHERE name = 'file'), 0))"),
+    // The last id given, even to a file since deleted: ids are never reused.
+    const bool shared = StoreAddress::IsShared(db);
+    const QString lastGiven = shared
+                                  ? QStringLiteral("pg_sequence_last_value(pg_get_serial_sequence('file', 'auto_id'))")
+                                  : QStringLiteral("(SELECT seq FROM sqlite_sequence WHERE name = 'file')");
+    if (!query.run(QStringLiteral("SELECT %1(coalesce((SELECT max(auto_id) FROM file), 0), coalesce(%2, 0))")
+                       .arg(shared ? QStringLiteral("greatest") : QStringLiteral("max"), lastGiven),
                    err))
         return false;
     bool found = false;

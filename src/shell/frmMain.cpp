@@ -7,7 +7,7 @@
 #include "clip/frmClip.h"
 #include "components/BackupJob.h"
 #include "data/HomeFolder.h"
-#include "data/StoreError.h"
+#include "store/StoreError.h"
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
 #include "modMain.h"

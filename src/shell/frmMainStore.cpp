@@ -7,7 +7,7 @@
 #include "base/ErrorLog.h"
 #include "components/BackupJob.h"
 #include "data/HomeFolder.h"
-#include "data/StoreError.h"
+#include "store/StoreError.h"
 #include "data/modADO.h"
 #include "system/Prompts.h"
 #include "tree/ctlTree.h"

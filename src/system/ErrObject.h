@@ -35,6 +35,8 @@ constexpr long StoreNotLorekeep = 3078;
 constexpr long StoreNotADatabase = 3343;
 constexpr long StoreDamaged = 3049;       // the file is a store, but its pages are broken
 constexpr long StoreTooNew = 3041;        // written by a newer Lorekeep than this one
+constexpr long StoreUnreachable = 3151;   // a shared library's server cannot be reached
+constexpr long StoreLoginRefused = 3029;  // the server refused the user name or the password
 constexpr long StoreFailed = -2147467259; // any other failure reported by the store
 constexpr long NoConnection = 3704;       // an operation on the store while none is open
 } // namespace ErrNumber

@@ -4,13 +4,15 @@
 #include "data/FileTable.h"
 #include "data/GameTable.h"
 #include "data/HomeFolder.h"
-#include "data/Schema.h"
+#include "store/Schema.h"
+#include "store/StoreAddress.h"
 
 #include <QFile>
 #include <QSettings>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QTest>
+#include <QUuid>
 
 namespace {
 
@@ -18,11 +20,27 @@ int g_homes = 0;
 
 } // namespace
 
+bool TestHome::Shared()
+{
+    return qEnvironmentVariable("LOREKEEP_TEST_STORE") == QLatin1String("postgresql");
+}
+
+QString TestHome::NewDatabase()
+{
+    const QString name = QStringLiteral("lk_") + QUuid::createUuid().toString(QUuid::Id128).left(16);
+    // The server, the user and the password come from libpq's environment.
+    runElsewhere(QStringLiteral("postgresql:///postgres"), {QStringLiteral("CREATE DATABASE ") + name});
+    return QStringLiteral("postgresql:///") + name;
+}
+
 TestHome::TestHome()
     : m_store(std::make_unique<modADO>(QStringLiteral("test-home-%1").arg(++g_homes))), m_previousHome(AppPath())
 {
+    if (Shared())
+        m_shared = NewDatabase();
     ErrObject err;
-    if (!m_dir.isValid() || !Schema::CreateStore(storePath(), &err) || !m_store->Open(storePath(), &err))
+    // A shared library's tables are made by its first open.
+    if (!m_dir.isValid() || (!Shared() && !Schema::CreateStore(storePath(), &err)) || !m_store->Open(storePath(), &err))
         QTest::qFail(qPrintable(QStringLiteral("cannot make a test home: ") + err.Description), __FILE__, __LINE__);
     SetAppPath(m_dir.path());
 }
@@ -40,6 +58,8 @@ QString TestHome::path() const
 
 QString TestHome::storePath() const
 {
+    if (!m_shared.isEmpty())
+        return m_shared;
     return path() + HomeFolder::StoreFileName;
 }
 
@@ -145,9 +165,18 @@ void writeFile(const QString &path, const QByteArray &bytes)
 void runElsewhere(const QString &path, const QStringList &statements)
 {
     {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("elsewhere"));
-        db.setDatabaseName(path);
-        QVERIFY(db.open());
+        QSqlDatabase db;
+        if (StoreAddress::IsShared(path)) {
+            ErrObject err;
+            QVERIFY2(
+                StoreAddress::AddConnection(QStringLiteral("elsewhere"), path, StoreAddress::Access::Write, 5000, &err),
+                qPrintable(err.Description));
+            db = QSqlDatabase::database(QStringLiteral("elsewhere"), false);
+        } else {
+            db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("elsewhere"));
+            db.setDatabaseName(path);
+        }
+        QVERIFY2(db.open(), qPrintable(db.lastError().text()));
         for (const QString &sql : statements)
             QVERIFY2(QSqlQuery(db).exec(sql), qPrintable(sql));
     }

@@ -16,12 +16,14 @@ void clearSettings();
 QByteArray readFile(const QString &path);
 // Writes `bytes` as the whole file; failing to fails the test.
 void writeFile(const QString &path, const QByteArray &bytes);
-// Runs `statements` on a connection of its own to the store at `path`, as another program would;
-// one that fails fails the test.
+// Runs `statements` on a connection of its own to the store at `path` (a file or a URI), as another
+// program would; one that fails fails the test.
 void runElsewhere(const QString &path, const QStringList &statements);
 
 // A temporary home with a fresh empty store, opened on a connection of its own and made the
-// program's home for the test's lifetime. Failing to make it fails the test.
+// program's home for the test's lifetime. Failing to make it fails the test. Run with
+// LOREKEEP_TEST_STORE=postgresql (inside pg_virtualenv), the store is a shared library instead: a
+// new database on the server that libpq's environment names, dropped afterwards.
 class TestHome final
 {
 public:
@@ -29,7 +31,14 @@ public:
     ~TestHome();
     Q_DISABLE_COPY_MOVE(TestHome)
 
+    // Whether this run's stores are shared libraries.
+    static bool Shared();
+    // A new empty database on the test server, as a connection URI; fails the test when it cannot
+    // be made. It is dropped with the cluster.
+    static QString NewDatabase();
+
     QString path() const; // ends in "/"
+    // The store file, or the shared library's URI.
     QString storePath() const;
     QString file(const QString &name) const { return path() + name; }
     modADO &store() { return *m_store; }
@@ -47,6 +56,7 @@ public:
 
 private:
     QTemporaryDir m_dir;
+    QString m_shared;
     std::unique_ptr<modADO> m_store;
     QString m_previousHome;
 };

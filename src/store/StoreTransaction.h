@@ -24,5 +24,7 @@ public:
 private:
     QSqlDatabase m_db;
     Lock m_lock;
+    // Whether the lock is SQLite's own, taken by the statement that begins.
+    bool m_sqliteLock;
     bool m_active = false;
 };

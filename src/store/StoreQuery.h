@@ -17,6 +17,9 @@ public:
 
     bool run(const QString &sql, const QVariantList &values, ErrObject *err);
     bool run(const QString &sql, ErrObject *err) { return run(sql, {}, err); }
+    // Runs an INSERT of one row (or none) into a table keyed by auto_id; insertedId then gives
+    // the new row's id, rowsAffected whether there was one.
+    bool insert(const QString &sql, const QVariantList &values, ErrObject *err);
 
     // Calls `row` for each row the statement gives, the columns read through value() and the like.
     // A step that fails half-way (a damaged page, a lock, a read error) returns false with `err`

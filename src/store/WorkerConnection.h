@@ -12,7 +12,7 @@ class WorkerConnection final
 public:
     enum class Access { Read, Write };
 
-    // Opens the existing store at `path`; Open tells whether that worked.
+    // Opens the existing store at `path` (a file or a shared library's address); Open tells whether that worked.
     WorkerConnection(const QString &path, Access access);
     ~WorkerConnection();
     WorkerConnection(const WorkerConnection &) = delete;
@@ -24,5 +24,5 @@ public:
 
 private:
     QString m_name;
-    QString m_path;
+    ErrObject m_failure;
 };

@@ -19,9 +19,9 @@ struct TableCheck
 // Every column the program reads or writes, by table.
 constexpr TableCheck tableChecks[] = {
     {"game", "auto_id, platform_id, genre_id, name, notes"},
-    {"file", "auto_id, game_id, sub_cat, src, desc, txt_rtf"},
+    {"file", "auto_id, game_id, sub_cat, src, \"desc\", txt_rtf"},
     {"bookmarks", "auto_id, tree_key, game, file, platform, sub_cat, genre"},
-    {"favorites", "auto_id, url, title, desc"},
+    {"favorites", "auto_id, url, title, \"desc\""},
 };
 
 bool runAll(QSqlDatabase &db, const QStringList &statements, QSqlError *error)

@@ -1,5 +1,6 @@
 #include "StoreQuery.h"
 
+#include "StoreAddress.h"
 #include "StoreError.h"
 
 #include <QLoggingCategory>
@@ -9,7 +10,10 @@ Q_LOGGING_CATEGORY(lcStore, "lorekeep.store")
 
 StoreQuery::StoreQuery(const QSqlDatabase &db) : m_db(db), m_query(db)
 {
-    m_query.setForwardOnly(true);
+    // A file's rows are read one by one as the loop asks for them. PostgreSQL's driver would drop
+    // the rest of a forward-only result as soon as another statement ran on the connection, and
+    // report the loop as done: there the whole result is taken at once.
+    m_query.setForwardOnly(!StoreAddress::IsShared(db));
 }
 
 bool StoreQuery::run(const QString &sql, const QVariantList &values, ErrObject *err)
@@ -32,13 +36,23 @@ bool StoreQuery::run(const QString &sql, const QVariantList &values, ErrObject *
     }
     if (ok) {
         m_rowsAffected = m_query.numRowsAffected();
-        m_insertedId = m_query.lastInsertId().toInt();
     } else {
         qCDebug(lcStore) << "statement failed:" << sql << m_query.lastError();
         if (err)
             *err = StoreError::fromSql(m_query.lastError(), m_db);
     }
     return ok;
+}
+
+bool StoreQuery::insert(const QString &sql, const QVariantList &values, ErrObject *err)
+{
+    // Both kinds of store tell the id the row was given the same way.
+    bool found = false;
+    if (!run(sql + QStringLiteral(" RETURNING auto_id"), values, err) || !firstRow(&found, err))
+        return false;
+    m_rowsAffected = found ? 1 : 0;
+    m_insertedId = found ? m_query.value(0).toInt() : 0;
+    return true;
 }
 
 bool StoreQuery::step(bool *found, ErrObject *err)

@@ -1,5 +1,6 @@
 #include "StoreTransaction.h"
 
+#include "StoreAddress.h"
 #include "StoreError.h"
 
 #include <QSqlError>
@@ -18,13 +19,15 @@ bool run(const QSqlDatabase &db, const char *statement, QSqlError *error = nullp
 
 } // namespace
 
-StoreTransaction::StoreTransaction(const QSqlDatabase &db, Lock lock) : m_db(db), m_lock(lock) {}
+StoreTransaction::StoreTransaction(const QSqlDatabase &db, Lock lock)
+    : m_db(db), m_lock(lock), m_sqliteLock(lock == Lock::Immediate && !StoreAddress::IsShared(db))
+{}
 
 StoreTransaction::~StoreTransaction()
 {
     if (!m_active)
         return;
-    if (m_lock == Lock::Immediate)
+    if (m_sqliteLock)
         run(m_db, "ROLLBACK");
     else
         m_db.rollback();
@@ -38,11 +41,17 @@ bool StoreTransaction::begin(ErrObject *err)
         return false;
     }
     QSqlError error;
-    if (m_lock == Lock::Immediate) {
+    if (m_sqliteLock) {
         m_active = run(m_db, "BEGIN IMMEDIATE", &error);
     } else {
         m_active = m_db.transaction();
         error = m_db.lastError();
+        // A server has no lock of the whole library; Lorekeep's desktops take one of their own
+        // (keyed by the store's application id), which the commit or rollback releases.
+        if (m_active && m_lock == Lock::Immediate && !run(m_db, "SELECT pg_advisory_xact_lock(1280000561)", &error)) {
+            m_db.rollback();
+            m_active = false;
+        }
     }
     if (!m_active && err)
         *err = StoreError::fromSql(error, m_db);
@@ -55,7 +64,7 @@ bool StoreTransaction::commit(ErrObject *err)
         return false;
     QSqlError error;
     const bool committed =
-        m_lock == Lock::Immediate ? run(m_db, "COMMIT", &error) : (m_db.commit() || (error = m_db.lastError(), false));
+        m_sqliteLock ? run(m_db, "COMMIT", &error) : (m_db.commit() || (error = m_db.lastError(), false));
     if (!committed) {
         if (err)
             *err = StoreError::fromSql(error, m_db);

@@ -1,10 +1,10 @@
 #include "WorkerConnection.h"
 
+#include "StoreAddress.h"
 #include "StoreError.h"
 
 #include <QAtomicInt>
 #include <QSqlError>
-#include <QUrl>
 
 namespace {
 
@@ -17,28 +17,31 @@ constexpr int busyTimeoutMs = 5000;
 } // namespace
 
 WorkerConnection::WorkerConnection(const QString &path, Access access)
-    : m_name(QStringLiteral("worker-%1").arg(counter.fetchAndAddRelaxed(1))), m_path(path)
+    : m_name(QStringLiteral("worker-%1").arg(counter.fetchAndAddRelaxed(1)))
 {
-    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_name);
-    // mode=rw and mode=ro open an existing file only: a store is never created here.
-    db.setDatabaseName(QStringLiteral("file:") + QString::fromUtf8(QUrl::toPercentEncoding(path, "/")) +
-                       (access == Access::Write ? QStringLiteral("?mode=rw") : QStringLiteral("?mode=ro")));
-    db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=%1").arg(busyTimeoutMs));
-    db.open();
+    // A store file is opened as it exists, never created here.
+    if (!StoreAddress::AddConnection(m_name, path,
+                                     access == Access::Write ? StoreAddress::Access::Write : StoreAddress::Access::Read,
+                                     busyTimeoutMs, &m_failure))
+        return;
+    QSqlDatabase db = QSqlDatabase::database(m_name, false);
+    if (!db.open())
+        m_failure = StoreError::fromSql(db.lastError(), path);
 }
 
 WorkerConnection::~WorkerConnection()
 {
+    if (!QSqlDatabase::contains(m_name))
+        return;
     QSqlDatabase::database(m_name, false).close();
     QSqlDatabase::removeDatabase(m_name);
 }
 
 bool WorkerConnection::Open(ErrObject *err) const
 {
-    const QSqlDatabase db = Connection();
-    if (db.isOpen())
+    if (Connection().isOpen())
         return true;
-    *err = StoreError::fromSql(db.lastError(), m_path);
+    *err = m_failure.Number != 0 ? m_failure : StoreError::noConnection();
     return false;
 }
 

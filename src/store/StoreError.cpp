@@ -1,5 +1,7 @@
 #include "StoreError.h"
 
+#include "StoreAddress.h"
+
 #include <QFile>
 #include <QUrl>
 
@@ -48,10 +50,44 @@ QString databaseText(const QSqlError &error)
     return text.isEmpty() ? QStringLiteral("unknown error") : text;
 }
 
+// What a PostgreSQL server reports, by its SQLSTATE or, for a connection that failed before any
+// state, by libpq's words.
+ErrObject sharedError(const QSqlError &error, const QString &name)
+{
+    const QString state = error.nativeErrorCode();
+    const QString text = databaseText(error);
+    const QString library = QStringLiteral("The shared library %1").arg(name);
+    if (state == QLatin1String("28P01") || state == QLatin1String("28000") ||
+        text.contains(QLatin1String("password authentication failed")) ||
+        text.contains(QLatin1String("no password supplied")) || text.contains(QLatin1String("authentication failed")))
+        return {ErrNumber::StoreLoginRefused,
+                QStringLiteral("%1 refused the user name or the password: %2").arg(library, text)};
+    if (state == QLatin1String("3D000") ||
+        (text.contains(QLatin1String("database \"")) && text.contains(QLatin1String("does not exist"))))
+        return {ErrNumber::StoreNotFound, QStringLiteral("%1 does not exist on its server: %2").arg(library, text)};
+    if (state == QLatin1String("42501") || state == QLatin1String("25006"))
+        return {ErrNumber::StoreReadOnly,
+                QStringLiteral("%1 may only be read with your rights, so the change was not saved (%2).")
+                    .arg(library, text)};
+    if (state == QLatin1String("55P03") || state == QLatin1String("40P01") || state == QLatin1String("40001"))
+        return {
+            ErrNumber::StoreLocked,
+            QStringLiteral("%1 is busy with another desktop's change. Try again in a moment (%2).").arg(library, text)};
+    if (state == QLatin1String("53100"))
+        return {ErrNumber::StoreFailed,
+                QStringLiteral("The disk of the server holding %1 is full, so the change was not saved.").arg(name)};
+    if (state.startsWith(QLatin1String("08")) || state.startsWith(QLatin1String("57P")) ||
+        (state.isEmpty() && error.type() == QSqlError::ConnectionError))
+        return {ErrNumber::StoreUnreachable, QStringLiteral("%1 cannot be reached: %2").arg(library, text)};
+    return {ErrNumber::StoreFailed, QStringLiteral("%1 reported an error: %2").arg(library, text)};
+}
+
 } // namespace
 
 ErrObject StoreError::fromSql(const QSqlError &error, const QString &storePath)
 {
+    if (StoreAddress::IsShared(storePath))
+        return sharedError(error, QLatin1Char('"') + StoreAddress::WithoutPassword(storePath) + QLatin1Char('"'));
     bool numeric = false;
     const int code = error.nativeErrorCode().toInt(&numeric) & 0xff;
     const QString name =
@@ -114,6 +150,8 @@ ErrObject StoreError::noRow(const char *table, qint64 id)
 
 QString StoreError::storePath(const QSqlDatabase &db)
 {
+    if (StoreAddress::IsShared(db))
+        return StoreAddress::Build(db.hostName(), db.port(), db.databaseName(), db.userName(), QString());
     QString name = db.databaseName();
     if (!name.startsWith(QLatin1String("file:")))
         return name;
