@@ -32,7 +32,7 @@ function(lorekeep_install_desktop_files)
   install(FILES ${res}/icons/lorekeep.svg DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps)
   install(FILES ${res}/icons/lorekeep.svg DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/mimetypes
           RENAME application-x-lorekeep-store.svg)
-  foreach(page lorekeep lkrtf lkimport lkfind)
+  foreach(page lorekeep lkrtf lkimport lkfind lkcopy)
     install(FILES ${PROJECT_SOURCE_DIR}/docs/man/${page}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   endforeach()
 endfunction()

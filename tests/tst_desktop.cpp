@@ -121,11 +121,11 @@ void tst_desktop::debianPackage()
 
     QCOMPARE(run(QStringLiteral("dpkg-deb"), {QStringLiteral("-I"), package}, &output), 0);
     for (const char *field : {"Package: lorekeep", "Version: 1.1.0", "Architecture: amd64", "libqt6webenginewidgets6",
-                              "libqt6sql6-sqlite", "qt6-qpa-plugins", "libsqlite3-0", "libuchardet0"})
+                              "libqt6sql6-sqlite", "libqt6sql6-psql", "qt6-qpa-plugins", "libsqlite3-0", "libuchardet0"})
         QVERIFY2(output.contains(field), field);
     QCOMPARE(run(QStringLiteral("dpkg-deb"), {QStringLiteral("-c"), package}, &output), 0);
     for (const char *file :
-         {"bin/lorekeep", "bin/lkrtf", "bin/lkimport", "bin/lkfind", "applications/org.lorekeep",
+         {"bin/lorekeep", "bin/lkrtf", "bin/lkimport", "bin/lkfind", "bin/lkcopy", "man1/lkcopy.1", "applications/org.lorekeep",
           "metainfo/org.lorekeep", "mime/packages/org.lorekeep", "man1/lorekeep.1", "apps/lorekeep.png",
           "mimetypes/application-x-lorekeep-store.png", "doc/lorekeep/copyright"})
         QVERIFY2(output.contains(file), file);
