@@ -407,6 +407,12 @@ void tst_routing::imports()
     program.click(gameKey);
     ListView *list = program.view->FileList();
     const int listed = list->Count();
+    const auto counted = [&](int files) {
+        return program.nodeText(gameKey).endsWith(QStringLiteral(" (%1)").arg(files));
+    };
+    const auto newest = [&] {
+        return NodeKey::File(program.count(QStringLiteral("SELECT max(auto_id) FROM file")));
+    };
     QTemporaryDir dir;
     QStringList paths;
     for (const char *name : {"Part 1.txt", "Part 2.txt", "Maps.txt"}) {
@@ -420,12 +426,10 @@ void tst_routing::imports()
     program.prompts.answerMsgBox(MsgResult::OK);
     QVERIFY(drop(list->ActiveView()->viewport(), list->ActiveView()->viewport()->rect().center(), &data));
     QCoreApplication::sendPostedEvents();
-    const QString last = NodeKey::File(program.count(QStringLiteral("SELECT max(auto_id) FROM file")));
-    QCOMPARE(std::tuple(program.prompts.last().text, list->Count(), list->SelectedItem()->Key()),
-             std::tuple(QStringLiteral("2 files imported."), listed + 2, last));
-    QTRY_COMPARE(program.view->CurrentFileKey(), last);
-    QVERIFY(program.view->Viewer()->toPlainText() == QStringLiteral("A guide of its own.\n") &&
-            program.nodeText(gameKey).endsWith(QStringLiteral(" (%1)").arg(listed + 2)));
+    QCOMPARE(std::tuple(program.prompts.last().text, list->Count(), list->SelectedItem()->Key(), counted(listed + 2)),
+             std::tuple(QStringLiteral("2 files imported."), listed + 2, newest(), true));
+    QTRY_COMPARE(program.view->CurrentFileKey(), newest());
+    QCOMPARE(program.view->Viewer()->toPlainText(), QStringLiteral("A guide of its own.\n"));
 
     // File > Import Files imports into the selected game and starts there the next time.
     program.prompts.answerOpenFiles(QStringList{paths[2]});
@@ -450,43 +454,36 @@ void tst_routing::imports()
     dialog.exec();
     QCOMPARE(duringDialog, listed + 3);
     QTRY_COMPARE(list->Count(), listed + 4);
-    QCOMPARE(std::tuple(program.nodeText(gameKey).endsWith(QStringLiteral(" (%1)").arg(listed + 4)),
-                        program.view->CurrentFileKey(), program.tree->SelectedKey()),
+    QCOMPARE(std::tuple(counted(listed + 4), program.view->CurrentFileKey(), program.tree->SelectedKey()),
              std::tuple(true, shown, gameKey));
 
-    // Text dropped on a game opens a new file of it; saving adds the row and one to the game's count.
+    // Text dropped on the game opens a new file of it; saving adds the row and one to the game's count.
     TreeView *treeView = program.treeView();
-    const auto dropOn = [&](const QString &key) {
-        TreeNode *node = treeView->Node(key);
-        treeView->EnsureVisible(node);
+    const auto dropText = [&] {
+        treeView->EnsureVisible(treeView->Node(gameKey));
         QMimeData data;
         data.setText(QStringLiteral("Drift early on the second lap."));
-        drop(treeView->viewport(), treeView->visualItemRect(node).center(), &data);
+        drop(treeView->viewport(), treeView->visualItemRect(treeView->Node(gameKey)).center(), &data);
         QCoreApplication::sendPostedEvents();
         FileViewer *viewer = program.tree->findChildren<FileViewer *>().constLast();
         viewer->findChild<QComboBox *>(QStringLiteral("cboSubCat"))->setCurrentIndex(1);
         viewer->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Lap tips"));
         return viewer;
     };
-    const QString first = program.game(0);
-    const int files =
-        program.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(*NodeKey::Id(first, 0)));
-    FileViewer *viewer = dropOn(first);
-    QCOMPARE(program.view->ListedGameId(), *NodeKey::Id(first, 0));
+    FileViewer *viewer = dropText();
+    QCOMPARE(program.view->ListedGameId(), *NodeKey::Id(gameKey, 0));
     QVERIFY(viewer->Save());
-    QCOMPARE(std::tuple(program.view->FileList()->SelectedItem()->Key(), program.view->FileList()->Count()),
-             std::tuple(NodeKey::File(program.count(QStringLiteral("SELECT max(auto_id) FROM file"))), files + 1));
-    QVERIFY(program.nodeText(first).endsWith(QStringLiteral(" (%1)").arg(files + 1)));
+    QCOMPARE(std::tuple(list->SelectedItem()->Key(), list->Count(), counted(listed + 5)),
+             std::tuple(newest(), listed + 5, true));
 
     // Saved while the list shows another game, the file is counted but not listed there.
-    viewer = dropOn(first);
+    viewer = dropText();
     program.click(program.game(1));
-    const int other = program.view->FileList()->Count();
+    const int other = list->Count();
     QVERIFY(viewer->Save());
-    QVERIFY(program.view->FileList()->Count() == other &&
-            program.nodeText(first).endsWith(QStringLiteral(" (%1)").arg(files + 2)));
+    QVERIFY(list->Count() == other && counted(listed + 6));
     // A file window the import left open with changes is asked about when the program closes.
-    dropOn(first)->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Unsaved"));
+    dropText()->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Unsaved"));
     program.prompts.answerMsgBox(MsgResult::Cancel);
     QVERIFY(!program.form->close());
 }

@@ -116,6 +116,7 @@ void tst_tree::nodeKeys()
         QVERIFY2(NodeKey::Kind(key) == kind, qPrintable(key));
 }
 
+// Renaming and removing nodes are checked through the tree's commands, against a fresh load.
 void tst_tree::adapter()
 {
     TreeView view;
@@ -129,17 +130,13 @@ void tst_tree::adapter()
         view.Add("P_1", TreeView::Child, name, name, {}, {}, QLatin1String(name), &err);
     view.SortChildren(parent);
 
-    // Renaming the selected node moves it without a click and keeps it selected.
+    // The keyboard moves the selection as a click does, in natural order.
     QSignalSpy clicks(&view, &TreeView::NodeClick);
     view.Select(view.Node("a"));
-    view.SetTag(view.Node("a"), "c");
-    QCOMPARE(std::tuple(parent->Child(2)->Key(), view.SelectedItem()->Key(), clicks.size()),
-             std::tuple(QString("a"), QString("a"), 0));
-    // The keyboard moves the selection as a click does.
     view.setFocus();
-    QTest::keyClick(&view, Qt::Key_Up);
-    QCOMPARE(clicks.size(), 1);
-    QCOMPARE(clicks.at(0).at(0).value<TreeNode *>()->Key(), QStringLiteral("b 10"));
+    QTest::keyClick(&view, Qt::Key_Down);
+    QCOMPARE(std::pair(clicks.size(), clicks.at(0).at(0).value<TreeNode *>()->Key()),
+             std::pair(qsizetype(1), QString("b 9")));
 
     // A press on a node's arrow opens or closes it and is no click, even on the selected node.
     clicks.clear();
@@ -148,12 +145,6 @@ void tst_tree::adapter()
     const QRect rect = view.visualItemRect(parent);
     QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, {rect.left() - view.indentation() / 2, rect.center().y()});
     QCOMPARE(std::tuple(clicks.size(), parent->isExpanded()), std::tuple(0, !expanded));
-
-    // Removing a parent forgets its children and renumbers the collection.
-    QCOMPARE(view.Count(), 5);
-    QVERIFY(view.Remove("P_1", &err));
-    QCOMPARE(std::tuple(view.Count(), view.NodeAt(1)->Key(), view.Node("b 9")),
-             std::tuple(1, QString("ROOT"), nullptr));
 }
 
 void tst_tree::load()
@@ -198,9 +189,9 @@ void tst_tree::nodeClick()
     QCOMPARE(lib.view->SelectedItem()->Key(), NodeKey::Game(lib.lost, 9, 25));
 
     const QString tetra = NodeKey::Game(lib.tetra, 4, 19);
-    QCOMPARE(std::tuple(lib.tree.GameName(tetra), lib.tree.GameGenre(tetra), lib.tree.GamePlatform(tetra)),
-             std::tuple(QString("Tetra"), QString("Puzzle"), QString("Arcade")));
-    QCOMPARE(lib.tree.GamePlatform("N_404|G_1|P_1"), QString());
+    QCOMPARE(std::tuple(lib.tree.GameName(tetra), lib.tree.GameGenre(tetra), lib.tree.GamePlatform(tetra),
+                        lib.tree.GamePlatform("N_404|G_1|P_1")),
+             std::tuple(QString("Tetra"), QString("Puzzle"), QString("Arcade"), QString()));
     lib.home.addFile(lib.tetra, 3, QStringLiteral("Review"));
     lib.tree.UpdateGameCaption(tetra, 0);
     QCOMPARE(lib.text(tetra), QStringLiteral("Tetra (1)"));

@@ -113,7 +113,6 @@ private Q_SLOTS:
     void viewerMenuAndQuickClip();
     void everyTextCopiesAll();
     void editorRoundTrip();
-    void printInfo();
 };
 
 void tst_view::listAdapter()
@@ -211,10 +210,12 @@ void tst_view::listAndShowFiles()
 
     shelf.list_(shelf.empty, QStringLiteral("Empty"));
     QCOMPARE(std::tuple(shelf.caption(), shelf.shown()), std::tuple(QString(" Empty: 0 Files."), QString()));
-    // A file without any text lists and shows as empty.
+    // A file without any text lists and shows as empty, and leaves nothing to print.
     shelf.list_(shelf.solo, QStringLiteral("Solo"));
-    QCOMPARE(std::tuple(shelf.caption(), shelf.view.CurrentFileKey(), shelf.shown()),
-             std::tuple(QString(" Solo: 1 File."), shelf.key(shelf.only), QString()));
+    QTextDocument printout(QStringLiteral("kept"));
+    QCOMPARE(std::tuple(shelf.caption(), shelf.view.CurrentFileKey(), shelf.shown(), shelf.view.PrintInfo(&printout),
+                        printout.toPlainText()),
+             std::tuple(QString(" Solo: 1 File."), shelf.key(shelf.only), QString(), false, QString("kept")));
 
     // Told not to, the view selects and shows nothing.
     QSignalSpy missing(&shelf.view, &ctlView::NoFileKeyFound);
@@ -494,7 +495,6 @@ void tst_view::viewerMenuAndQuickClip()
         quickMenu->hide();
     }
     // Quick Clips get the game's header and the text, whole or selected.
-    shelf.view.SelectFile(shelf.key(shelf.review));
     shelf.trigger("mnuAddQuick");
     const QString header = QStringLiteral("Platform: PC\r\nGame: Quest\r\nGenre: Action");
     QCOMPARE(quick.last(), (QVariantList{header, QStringLiteral("The review.")}));
@@ -570,22 +570,6 @@ void tst_view::editorRoundTrip()
     QCOMPARE(std::tuple(shelf.view.Editor()->CurrentMode(),
                         shelf.view.Editor()->findChild<QTextEdit *>(QStringLiteral("rtbText"))->toPlainText()),
              std::tuple(quint8(FileViewer::ViewMode), QString("First look, revised")));
-}
-
-void tst_view::printInfo()
-{
-    Shelf shelf;
-    QTextDocument target;
-    target.setPlainText(QStringLiteral("kept"));
-    shelf.list_(shelf.solo, QStringLiteral("Solo"));
-    QVERIFY(!shelf.view.PrintInfo(&target) && target.toPlainText() == QStringLiteral("kept")); // no text in the file
-
-    target.clear();
-    shelf.list_(shelf.quest, QStringLiteral("Quest"));
-    QVERIFY(shelf.view.PrintInfo(&target));
-    QCOMPARE(target.toPlainText(),
-             QStringLiteral(
-                 "Quest - Walkthrough\\Guide\nFile: Zeta guide\nSource: https://example.org/Zeta guide\n\nThe guide."));
 }
 
 QTEST_MAIN(tst_view)
