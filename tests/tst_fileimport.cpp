@@ -1,24 +1,17 @@
 // Files from disk into the library: what each kind of file becomes, the rules for folders and
 // duplicates, the window's import with its progress and summary, and the lkimport tool.
 
-#include "ScriptedPrompts.h"
 #include "TestHome.h"
 #include "components/FileImporter.h"
-#include "data/NodeKey.h"
 #include "import/FileImport.h"
 #include "rtf/HtmlNesting.h"
 #include "rtf/ImportedHtml.h"
 #include "rtf/RtfReader.h"
 #include "system/TextDecoder.h"
-#include "tree/ctlTree.h"
-#include "widgets/TreeView.h"
 
-#include <QApplication>
-#include <QMimeData>
 #include <QProcess>
 #include <QProgressDialog>
 #include <QPushButton>
-#include <QSignalSpy>
 #include <QSqlQuery>
 #include <QStringEncoder>
 #include <QTest>
@@ -73,7 +66,6 @@ private Q_SLOTS:
     void nesting();
     void importedLinks();
     void foldersAndDuplicates();
-    void dropOnTree();
     void progressAndCancel();
     void lkimport();
     void lkimportNamesAndStores();
@@ -323,43 +315,6 @@ void tst_fileimport::foldersAndDuplicates()
     // A game that is gone takes nothing.
     FileImport gone(home.db(), 9999);
     QVERIFY(!gone.Begin(&err) && err.Number == ErrNumber::NoCurrentRecord);
-}
-
-void tst_fileimport::dropOnTree()
-{
-    TestHome home;
-    ScriptedPrompts prompts; // an unexpected message fails the test
-    const qint32 star = home.addGame(18, 1, QStringLiteral("Star Quest"));
-    home.addFile(star, 1, QStringLiteral("Old"));
-    QTemporaryDir dir;
-    const QString cheats = write(dir, QStringLiteral("Cheats.txt"), encoded(faqHeader, "windows-1252"));
-
-    ctlTree tree;
-    tree.setStore(&home.store());
-    tree.resize(300, 500);
-    tree.show();
-    tree.LoadTree();
-    auto *view = tree.findChild<TreeView *>(QStringLiteral("tvwFiles"));
-    TreeNode *node = view->Node(NodeKey::Game(star, 1, 18));
-    view->EnsureVisible(node);
-    const QPoint pos = view->visualItemRect(node).center();
-    QSignalSpy added(&tree, &ctlTree::AddToView);
-
-    // A file manager's drag: the source is let go, the import follows; one file that goes in says
-    // nothing, it shows in the list.
-    QMimeData data;
-    data.setUrls({QUrl::fromLocalFile(cheats)});
-    QDragEnterEvent enter(pos, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
-    QApplication::sendEvent(view->viewport(), &enter);
-    QDropEvent event(pos, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
-    QApplication::sendEvent(view->viewport(), &event);
-    QCOMPARE(event.dropAction(), Qt::IgnoreAction); // a file manager would delete a moved source
-    QCoreApplication::sendPostedEvents();
-    QCOMPARE(std::tuple(added.size(), added.value(0).mid(1, 3),
-                        home.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(star)),
-                        node->Text().endsWith(QStringLiteral("(2)")), view->DropHighlight()),
-             std::tuple(qsizetype(1), QVariantList({QStringLiteral("Cheats"), cheats, quint8(2)}), 2, true,
-                        static_cast<TreeNode *>(nullptr)));
 }
 
 void tst_fileimport::progressAndCancel()

@@ -125,7 +125,7 @@ private Q_SLOTS:
     void pageAlreadyInLibrary();
     void longParagraph();
     void dropFromOtherPrograms();
-    void importFolder();
+    void importFiles();
 };
 
 void tst_treeimport::dropOnNodes()
@@ -261,7 +261,7 @@ void tst_treeimport::dropFromOtherPrograms()
     QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")), std::tuple(lib.url, lib.title));
 }
 
-void tst_treeimport::importFolder()
+void tst_treeimport::importFiles()
 {
     // A folder imported on the root: the summary names files by their place in the folder.
     Library lib;
@@ -275,6 +275,19 @@ void tst_treeimport::importFolder()
     QCOMPARE(std::pair(lib.seen, lib.prompts.last().text),
              std::pair(QStringLiteral("Import Folder... 1/1"),
                        QStringLiteral("1 file imported, 1 skipped:\n\nmaps/box.gif: not a text file")));
+
+    // A file manager's drag onto a game: the source is let go (a moved source would be deleted), the
+    // import follows, and one file that goes in says nothing: it shows in the list.
+    QSignalSpy added(&lib.tree, &ctlTree::AddToView);
+    const QString cheats = dir.filePath("Cheats.txt");
+    writeFile(cheats, "Level 1: up, up, down.\n");
+    const QString star = NodeKey::Game(lib.star, 1, 18);
+    QCOMPARE(lib.drop(lib.at(star), "text/uri-list", QUrl::fromLocalFile(cheats).toEncoded()), Qt::IgnoreAction);
+    QCOMPARE(std::tuple(added.size(), added.value(0).mid(1, 3),
+                        lib.home.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(lib.star)),
+                        lib.view->Node(star)->Text(), lib.highlight()),
+             std::tuple(qsizetype(1), QVariantList({QStringLiteral("Cheats"), cheats, quint8(2)}), 2,
+                        QStringLiteral("Star Quest (2)"), QString()));
 }
 
 QTEST_MAIN(tst_treeimport)
