@@ -256,26 +256,20 @@ void tst_browser::pageReachesNoFiles()
     ErrObject err;
     QVERIFY2(HomeFolder::Prepare(pane.home.path(), nullptr, &err), qPrintable(err.Description));
     QTemporaryDir pages;
-    const QByteArray store = "'" + QUrl::fromLocalFile(pane.home.storePath()).toEncoded() + "'";
-    const QByteArray far = QUrl::fromLocalFile(pane.home.file(QStringLiteral("logo.gif"))).toEncoded();
+    // STORE stands for the store's address, FAR for a picture's outside the page's folder.
     const QByteArray probe =
-        "<html><body><script>var said = {}, order = ['xhr', 'frame', 'own', 'far'];"
-        "function tell(how, what) { said[how] = what; if (Object.keys(said).length == order.length)"
-        "  document.title = order.map(function(k) { return k + ':' + said[k]; }).join(' '); }"
-        "var x = new XMLHttpRequest(); x.onload = function() { tell('xhr', 'read ' + x.responseText.length); };"
-        "x.onerror = function() { tell('xhr', 'refused'); };"
-        "try { x.open('GET', " +
-        store +
-        "); x.send(); } catch (e) { tell('xhr', 'refused'); }"
-        "window.addEventListener('load', function() { try { var t = frames[0].document.body.textContent;"
-        "  tell('frame', t.length > 100 ? 'read ' + t.length : 'refused'); } catch (e) { tell('frame', 'refused'); } "
-        "});"
-        "</script><img src=\"logo.gif\" onload=\"tell('own','shown')\" onerror=\"tell('own','refused')\">"
-        "<img src=\"" +
-        far +
-        "\" onload=\"tell('far','shown')\" onerror=\"tell('far','refused')\">"
-        "<iframe src=" +
-        store + "></iframe></body></html>";
+        QByteArray(R"html(<html><body><script>var said = {}, order = ['xhr', 'frame', 'own', 'far'];
+function tell(how, what) { said[how] = what; if (Object.keys(said).length == order.length)
+  document.title = order.map(function(k) { return k + ':' + said[k]; }).join(' '); }
+var x = new XMLHttpRequest(); x.onload = function() { tell('xhr', 'read ' + x.responseText.length); };
+x.onerror = function() { tell('xhr', 'refused'); };
+try { x.open('GET', 'STORE'); x.send(); } catch (e) { tell('xhr', 'refused'); }
+window.addEventListener('load', function() { try { var t = frames[0].document.body.textContent;
+  tell('frame', t.length > 100 ? 'read ' + t.length : 'refused'); } catch (e) { tell('frame', 'refused'); } });
+</script><img src="logo.gif" onload="tell('own','shown')" onerror="tell('own','refused')">
+<img src="FAR" onload="tell('far','shown')" onerror="tell('far','refused')"><iframe src='STORE'></iframe></body></html>)html")
+            .replace("STORE", QUrl::fromLocalFile(pane.home.storePath()).toEncoded())
+            .replace("FAR", QUrl::fromLocalFile(pane.home.file(QStringLiteral("logo.gif"))).toEncoded());
     const QString local = pages.filePath(QStringLiteral("probe.html"));
     writeFile(local, probe);
     QVERIFY(QFile::copy(QStringLiteral(":/bundle/logo.gif"), pages.filePath(QStringLiteral("logo.gif"))));
