@@ -309,12 +309,6 @@ void tst_fileimport::foldersAndDuplicates()
     ImportedFile file = FileImport::Convert(files[0]);
     QVERIFY(import.Store(&file, &err) && import.IsKnown(files[0]));
     QCOMPARE(home.count(QStringLiteral("SELECT game_id FROM file WHERE auto_id = %1").arg(file.Row.auto_id)), game);
-    FileImport again(home.db(), game);
-    QVERIFY(again.Begin(&err) && again.IsKnown(files[0]));
-
-    // A game that is gone takes nothing.
-    FileImport gone(home.db(), 9999);
-    QVERIFY(!gone.Begin(&err) && err.Number == ErrNumber::NoCurrentRecord);
 }
 
 void tst_fileimport::progressAndCancel()
