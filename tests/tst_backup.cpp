@@ -101,8 +101,7 @@ class tst_backup final : public QObject
 private Q_SLOTS:
     void init() { clearSettings(); }
     void backupsAreConsistentCopies();
-    void rotation();
-    void leftoversOfACutBackup();
+    void rotationAndLeftovers();
     void restore();
     void awkwardStores();
     void readOnlyStores();
@@ -160,7 +159,7 @@ void tst_backup::backupsAreConsistentCopies()
     QVERIFY(err.Description.contains(QStringLiteral("backup folder")));
 }
 
-void tst_backup::rotation()
+void tst_backup::rotationAndLeftovers()
 {
     QTemporaryDir dir;
     const QDateTime base(QDate(2026, 3, 1), QTime(9, 0));
@@ -181,10 +180,7 @@ void tst_backup::rotation()
                         QFileInfo::exists(dir.filePath(QStringLiteral("notes.lkb")))),
              std::tuple(qsizetype(4), base.addDays(5), base.addDays(3), QStringLiteral("damaged"), qsizetype(1), base,
                         qsizetype(5), true));
-}
 
-void tst_backup::leftoversOfACutBackup()
-{
     // What a backup killed part-way leaves is never offered and goes at the next start; the user's files stay.
     TestHome home;
     home.addGame(5, 1, QStringLiteral("Zelda"));

@@ -103,8 +103,7 @@ private Q_SLOTS:
     void startPage();
     void pageHistoryImportAndPopups();
     void pageReachesNoFiles();
-    void fileRequestRule();
-    void addressReading();
+    void filesAndAddressesAllowed();
     void addressBox();
     void favoriteDialog();
 
@@ -285,7 +284,7 @@ window.addEventListener('load', function() { try { var t = frames[0].document.bo
                               QStringLiteral("xhr:refused frame:refused own:refused far:refused"), loadTimeout);
 }
 
-void tst_browser::fileRequestRule()
+void tst_browser::filesAndAddressesAllowed()
 {
     // Which files a page may load, and as what; pageReachesNoFiles sees the engine hold to it.
     using Info = QWebEngineUrlRequestInfo;
@@ -310,12 +309,9 @@ void tst_browser::fileRequestRule()
     };
     for (const auto &[target, type, from, allowed] : rows)
         QVERIFY2(FileRequestFilter::Allowed(target, type, from) == allowed, qPrintable(target.toString()));
-}
 
-void tst_browser::addressReading()
-{
     // What typed text is taken for; what is refused, and why.
-    const std::tuple<const char *, const char *, const char *> rows[] = {
+    const std::tuple<const char *, const char *, const char *> typings[] = {
         {" 127.0.0.1:8080/codes ", "http://127.0.0.1:8080/codes", ""},
         {"/tmp/a b.html", "file:///tmp/a b.html", ""},
         {"http://[::1]:8080/", "http://[::1]:8080/", ""},
@@ -324,7 +320,7 @@ void tst_browser::addressReading()
         {"not an address", "", "neither a web address nor the path of a file"},
         {"   ", "", "no address"},
     };
-    for (const auto &[typed, address, problem] : rows) {
+    for (const auto &[typed, address, problem] : typings) {
         QString said;
         const QUrl url = BrowserAddress::Read(QString::fromUtf8(typed), &said);
         QVERIFY2(url.toString() == QLatin1String(address) && said.isEmpty() == !*problem &&

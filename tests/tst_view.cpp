@@ -110,8 +110,7 @@ private Q_SLOTS:
     void deleteFile();
     void copyAndMove();
     void fileMenuOffersWebSources();
-    void viewerMenuAndQuickClip();
-    void everyTextCopiesAll();
+    void viewerMenusAndKeys();
     void editorRoundTrip();
 };
 
@@ -466,7 +465,7 @@ void tst_view::fileMenuOffersWebSources()
     addOnly->hide();
 }
 
-void tst_view::viewerMenuAndQuickClip()
+void tst_view::viewerMenusAndKeys()
 {
     // The viewer's pop-up: Quick Clip for two characters or more, Copy for any selection, Select All always.
     Shelf shelf;
@@ -499,13 +498,8 @@ void tst_view::viewerMenuAndQuickClip()
     shelf.trigger("mnuSendQuick");
     QCOMPARE(quick.last(),
              (QVariantList{QStringLiteral("Platform: PC\r\nGame: Quest\r\nGenre: Action"), QStringLiteral("review")}));
-}
 
-void tst_view::everyTextCopiesAll()
-{
     // In the viewer and the file window Ctrl+A and Ctrl+C copy all; the file window keeps the standard menu.
-    Shelf shelf;
-    shelf.list_(shelf.quest, QStringLiteral("Quest"));
     ScriptedPrompts prompts;
     shelf.trigger("mnuFileView");
     for (QTextEdit *text :
