@@ -100,9 +100,8 @@ class tst_backup final : public QObject
 
 private Q_SLOTS:
     void init() { clearSettings(); }
-    void backupsAreConsistentCopies();
+    void backupsMadeAndRestored();
     void rotationAndLeftovers();
-    void restore();
     void awkwardStores();
     void readOnlyStores();
     void identicalBackupsAreNotRepeated();
@@ -110,12 +109,12 @@ private Q_SLOTS:
     void damagedStoreAfterRestores();
 };
 
-void tst_backup::backupsAreConsistentCopies()
+void tst_backup::backupsMadeAndRestored()
 {
     TestHome home;
     const qint32 game = home.addGame(5, 1, QStringLiteral("Zelda"));
     // Larger than one step of the copy, so that Cancel has a step to stop at.
-    home.addFile(game, 1, QStringLiteral("Walkthrough"), QString(6 << 20, QLatin1Char('w')));
+    const qint32 file = home.addFile(game, 1, QStringLiteral("Walkthrough"), QString(6 << 20, QLatin1Char('w')));
     const QString folder = StoreBackup::Folder(home.path());
 
     // Another program is half-way through a change: the copy holds the store as committed.
@@ -151,6 +150,33 @@ void tst_backup::backupsAreConsistentCopies()
                                [](qint64, qint64) { return false; }));
     QCOMPARE(std::pair(err.Number, QDir(folder).entryList(QDir::Files).size()),
              std::pair(StoreBackup::Cancelled, qsizetype(1)));
+
+    // Restored, changes after the backup go; the program's own connection sees the restored store.
+    QString backup;
+    err.Clear();
+    QVERIFY(StoreBackup::Make(home.storePath(), folder, QString(), &backup, &err));
+    ErrObject ignored;
+    QVERIFY(GameTable::Rename(home.db(), game, QStringLiteral("Zelda II"), &ignored));
+    QVERIFY(FileTable::Delete(home.db(), file, &ignored));
+    home.addGame(1, 1, QStringLiteral("Doom"));
+    QVERIFY2(StoreBackup::Restore(backup, home.storePath(), &err), qPrintable(err.Description));
+    QCOMPARE(std::tuple(home.count(QStringLiteral("SELECT count(*) FROM game WHERE name = 'Zelda'")),
+                        home.count(QStringLiteral("SELECT count(*) FROM game")),
+                        home.count(QStringLiteral("SELECT count(*) FROM file"))),
+             std::tuple(1, 2, 1)); // Zelda, and the game committed during the first backup
+
+    // A damaged backup is refused and the store is not touched.
+    QString broken;
+    QVERIFY(StoreBackup::Make(home.storePath(), folder, QStringLiteral("manual"), &broken, &err));
+    damage(broken, 4096, QFileInfo(broken).size() - 4096);
+    QStringList problems;
+    QVERIFY(!StoreBackup::Check(broken, &problems, &err) && !problems.isEmpty());
+    QCOMPARE(err.Number, ErrNumber::StoreDamaged);
+    home.store().Close();
+    const QByteArray before = readFile(home.storePath());
+    QVERIFY(!StoreBackup::Restore(broken, home.storePath(), &err));
+    QVERIFY(err.Description.startsWith(QStringLiteral("The backup cannot be restored.")) &&
+            readFile(home.storePath()) == before);
 
     // A folder that cannot be made is said so, not taken for success.
     writeFile(home.file(QStringLiteral("blocker")), {});
@@ -203,41 +229,6 @@ void tst_backup::rotationAndLeftovers()
     QCOMPARE(
         folder.entryList(QDir::Files, QDir::Name),
         QStringList({QFileInfo(made).fileName(), QStringLiteral("lorekeep.lkb.part"), QStringLiteral("notes.part")}));
-}
-
-void tst_backup::restore()
-{
-    TestHome home;
-    const qint32 game = home.addGame(5, 1, QStringLiteral("Zelda"));
-    const qint32 file = home.addFile(game, 1, QStringLiteral("Walkthrough"));
-    const QString folder = StoreBackup::Folder(home.path());
-    QString backup;
-    ErrObject err;
-    QVERIFY(StoreBackup::Make(home.storePath(), folder, QString(), &backup, &err));
-
-    // Changes after the backup go; the program's own connection sees the restored store.
-    ErrObject ignored;
-    QVERIFY(GameTable::Rename(home.db(), game, QStringLiteral("Zelda II"), &ignored));
-    QVERIFY(FileTable::Delete(home.db(), file, &ignored));
-    home.addGame(1, 1, QStringLiteral("Doom"));
-    QVERIFY2(StoreBackup::Restore(backup, home.storePath(), &err), qPrintable(err.Description));
-    QCOMPARE(std::tuple(home.count(QStringLiteral("SELECT count(*) FROM game WHERE name = 'Zelda'")),
-                        home.count(QStringLiteral("SELECT count(*) FROM game")),
-                        home.count(QStringLiteral("SELECT count(*) FROM file"))),
-             std::tuple(1, 1, 1));
-
-    // A damaged backup is refused and the store is not touched.
-    QString broken;
-    QVERIFY(StoreBackup::Make(home.storePath(), folder, QStringLiteral("manual"), &broken, &err));
-    damage(broken, 4096, QFileInfo(broken).size() - 4096);
-    QStringList problems;
-    QVERIFY(!StoreBackup::Check(broken, &problems, &err) && !problems.isEmpty());
-    QCOMPARE(err.Number, ErrNumber::StoreDamaged);
-    home.store().Close();
-    const QByteArray before = readFile(home.storePath());
-    QVERIFY(!StoreBackup::Restore(broken, home.storePath(), &err));
-    QVERIFY(err.Description.startsWith(QStringLiteral("The backup cannot be restored.")) &&
-            readFile(home.storePath()) == before);
 }
 
 void tst_backup::awkwardStores()
@@ -391,13 +382,9 @@ void tst_backup::damagedStoreAfterRestores()
     startMainWindow()->close();
     const BackupInfo daily = StoreBackup::List(folder).at(0);
 
-    // The first start of the day backed the store up, this second one does not again; Tools > Check
-    // Library finds the store sound.
+    // The first start of the day backed the store up, this second one does not again.
     auto form = startMainWindow();
     QVERIFY(StoreBackup::List(folder).size() == 2 && BackupJob::UpToDate(home.storePath()));
-    prompts.answerMsgBox(MsgResult::OK);
-    form->Menu().mnuToolsCheck->trigger();
-    QVERIFY(prompts.last().text.contains(QStringLiteral("is sound")));
 
     // Restore yesterday's (asked once more: it holds fewer), then the day's backup back again.
     int marked = 0;
@@ -453,6 +440,10 @@ void tst_backup::damagedStoreAfterRestores()
                 .text.contains(
                     QStringLiteral("fewer games than your library had when it was last closed: 3 games and 1 file")));
     QCOMPARE(std::pair(marked, gamesIn(home.storePath())), std::pair(4, 2));
+    // Tools > Check Library finds the restored store sound.
+    prompts.answerMsgBox(MsgResult::OK);
+    form->Menu().mnuToolsCheck->trigger();
+    QVERIFY(prompts.last().text.contains(QStringLiteral("is sound")));
     form->close();
 }
 

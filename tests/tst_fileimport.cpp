@@ -62,13 +62,10 @@ private Q_SLOTS:
     void encodings_data();
     void encodings();
     void otherKinds();
-    void unreadableFiles();
-    void nesting();
-    void importedLinks();
+    void importedHtml();
     void foldersAndDuplicates();
     void progressAndCancel();
     void lkimport();
-    void lkimportNamesAndStores();
     void concurrentImports();
     void fuzzedInputs();
 };
@@ -181,11 +178,8 @@ void tst_fileimport::otherKinds()
     QCOMPARE(std::pair(FileImport::SubCategoryFor(QStringLiteral("GameShark CODES")),
                        FileImport::SubCategoryFor(QStringLiteral("E3 Preview"))),
              std::pair(quint8(2), quint8(4)));
-}
 
-void tst_fileimport::unreadableFiles()
-{
-    QTemporaryDir dir;
+    // What holds no text is left out, with the reason.
     const std::tuple<const char *, QByteArray, const char *> bad[] = {
         {"cover.png", QByteArray("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16) + QByteArray(64, 'x'), "not a text file"},
         {"setup.txt", QByteArray("MZ\x90\0\3\0\0\0", 8).repeated(50), "not a text file"},
@@ -209,8 +203,9 @@ void tst_fileimport::unreadableFiles()
              std::pair(QStringLiteral("not a regular file"), QStringLiteral("not found")));
 }
 
-// Markup nested past the cap keeps its text without its tags; what is no nesting is left alone.
-void tst_fileimport::nesting()
+// Web pages: markup nested past the cap keeps its text without its tags, what is no nesting is left
+// alone; and the links that stay.
+void tst_fileimport::importedHtml()
 {
     const auto times = [](const char *text, int n) {
         return QString::fromLatin1(text).repeated(n);
@@ -250,12 +245,9 @@ void tst_fileimport::nesting()
         const ImportedFile file = FileImport::Convert(write(dir, QStringLiteral("deep.html"), bytes));
         QCOMPARE(std::tuple(file.Skipped, plainOf(file).count(QLatin1String("level"))), std::tuple(QString(), 20000));
     }
-}
 
-// Only web, mail and FTP links stay links, relative ones only on a web page. In the document a link
-// that is kept leads to its full address, one that is not is text.
-void tst_fileimport::importedLinks()
-{
+    // Only web, mail and FTP links stay links, relative ones only on a web page. In the document a
+    // link that is kept leads to its full address, one that is not is text.
     const QString site = QStringLiteral("https://games.example/guides/index.html");
     const QString links[][3] = {{"http://games.example/a?b=1", {}, "http://games.example/a?b=1"},
                                 {"mailto:author@games.example", {}, "mailto:author@games.example"},
@@ -401,17 +393,12 @@ void tst_fileimport::lkimport()
                         home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id)),
                         home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id + 1))),
              std::tuple(files, 1, 6));
-}
 
-// Names that once forged lines or vanished: every line has three fields and an escaped path, and a
-// name that is not UTF-8 is imported, shown with U+FFFD, and found when named directly; then a
-// store whose ids are used up.
-void tst_fileimport::lkimportNamesAndStores()
-{
-    TestHome home;
-    const qint32 game = home.addGame(18, 1, QStringLiteral("Star Quest"));
-    QTemporaryDir dir;
-    const QByteArray folder = QFile::encodeName(dir.path()) + '/';
+    // Names that once forged lines or vanished: every line has three fields and an escaped path, and
+    // a name that is not UTF-8 is imported, shown with U+FFFD, and found when named directly; then a
+    // store whose ids are used up.
+    QTemporaryDir odd;
+    const QByteArray folder = QFile::encodeName(odd.path()) + '/';
     const std::pair<QByteArray, QByteArray> names[] = {{"back\\slash.txt", "back\\\\slash.txt"},
                                                        {"bad\xff\xfe.txt", "bad\\xFF\\xFE.txt"},
                                                        {"caf\xc3\xa9.txt", "caf\xc3\xa9.txt"},
@@ -423,9 +410,7 @@ void tst_fileimport::lkimportNamesAndStores()
         QVERIFY(file && std::fputs("Boss strategy\n", file) >= 0 && std::fclose(file) == 0);
         expected << folder + escaped;
     }
-    const QString base = QStringLiteral("--store '%1' --game %2 ").arg(home.storePath()).arg(game);
-    QByteArray out, err;
-    QCOMPARE(runLkimport(base + QLatin1Char('\'') + dir.path() + QLatin1Char('\''), &out, &err), 0);
+    QCOMPARE(runLkimport(base + QLatin1Char('\'') + odd.path() + QLatin1Char('\''), &out, &err), 0);
     QCOMPARE(err, QByteArray());
     for (const QByteArray &line : out.split('\n').mid(0, std::size(names))) {
         const QList<QByteArray> fields = line.split('\t');
@@ -437,19 +422,19 @@ void tst_fileimport::lkimportNamesAndStores()
     QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file WHERE desc = 'bad\uFFFD\uFFFD'")), 1);
 
     // Named directly: found, and the error line is escaped the same way.
-    QCOMPARE(runLkimport(base + QStringLiteral("\"$(printf '%1/bad\\377\\376.txt')\"").arg(dir.path()), &out, &err), 0);
+    QCOMPARE(runLkimport(base + QStringLiteral("\"$(printf '%1/bad\\377\\376.txt')\"").arg(odd.path()), &out, &err), 0);
     QCOMPARE(std::tuple(out, err),
              std::tuple(QByteArray(), "lkimport: " + folder + "bad\\xFF\\xFE.txt: already in this game\n"));
 
     const QString guide =
-        base + QLatin1Char('\'') + write(dir, QStringLiteral("guide.txt"), "Guide\n") + QLatin1Char('\'');
+        base + QLatin1Char('\'') + write(odd, QStringLiteral("guide.txt"), "Guide\n") + QLatin1Char('\'');
     runElsewhere(home.storePath(), {QStringLiteral("INSERT INTO file (auto_id, game_id, sub_cat, src, desc, txt_rtf) "
                                                    "VALUES (9223372036854775807, %1, 1, '', 'last', '')")
                                         .arg(game)});
     const int usedUp = runLkimport(guide, &out, &err);
     QVERIFY2(err.contains("used up the file ids") && !err.contains("full"), err.constData());
     QCOMPARE(std::tuple(usedUp, out, home.count(QStringLiteral("SELECT count(*) FROM file"))),
-             std::tuple(1, QByteArray(), int(std::size(names)) + 1));
+             std::tuple(1, QByteArray(), files + int(std::size(names)) + 1));
 }
 
 // Two lkimports of one folder started together store each file once, round after round.

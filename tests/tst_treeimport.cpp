@@ -123,8 +123,7 @@ private Q_SLOTS:
     void dropOnNodes();
     void directImportAndSave();
     void pageAlreadyInLibrary();
-    void longParagraph();
-    void dropFromOtherPrograms();
+    void otherSourcesAndLongText();
     void importFiles();
 };
 
@@ -227,22 +226,7 @@ void tst_treeimport::pageAlreadyInLibrary()
     QCOMPARE(std::tuple(lib.prompts.shown().size(), lib.viewers().size()), std::tuple(2, 2));
 }
 
-void tst_treeimport::longParagraph()
-{
-    // Far longer than a window's worth: it arrives whole, in short paragraphs, never broken inside a character.
-    Library lib;
-    const QString text =
-        QStringLiteral("walkthrough ").repeated(2500) + QStringLiteral("x") + QStringLiteral("😀").repeated(8000);
-    lib.drop(lib.at(NodeKey::Game(lib.star, 1, 18)), "text/plain", text.toUtf8());
-    QString joined;
-    for (QTextBlock block = lib.editor()->document()->begin(); block.isValid(); block = block.next()) {
-        QVERIFY(block.length() <= 10001 && QStringView(block.text()).isValidUtf16());
-        joined += block.text();
-    }
-    QCOMPARE(joined, text);
-}
-
-void tst_treeimport::dropFromOtherPrograms()
+void tst_treeimport::otherSourcesAndLongText()
 {
     // The browser's page is not the source of text dragged from elsewhere: the drag's own link is, or nothing.
     Library lib;
@@ -259,6 +243,17 @@ void tst_treeimport::dropFromOtherPrograms()
     lib.fromBrowser = true;
     lib.drop(game, "text/plain", "from the page", 0, {QUrl("https://faqs.example/")});
     QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")), std::tuple(lib.url, lib.title));
+
+    // Far longer than a window's worth: it arrives whole, in short paragraphs, never broken inside a character.
+    const QString text =
+        QStringLiteral("walkthrough ").repeated(2500) + QStringLiteral("x") + QStringLiteral("😀").repeated(8000);
+    lib.drop(lib.at(NodeKey::Game(lib.star, 1, 18)), "text/plain", text.toUtf8());
+    QString joined;
+    for (QTextBlock block = lib.editor()->document()->begin(); block.isValid(); block = block.next()) {
+        QVERIFY(block.length() <= 10001 && QStringView(block.text()).isValidUtf16());
+        joined += block.text();
+    }
+    QCOMPARE(joined, text);
 }
 
 void tst_treeimport::importFiles()
