@@ -130,10 +130,6 @@ void tst_fileimport::otherKinds()
                         QString::fromLatin1(QByteArray(rtf).replace("\xe2\xe5\xf2", "\\'e2\\'e5\\'f2")),
                         QStringLiteral("При вет\n"), QStringLiteral("Boss Review"), quint8(3)));
 
-    // An editor's UTF-8 mark goes: escaped, it would stand before "{\rtf" and hide the document.
-    file = FileImport::Convert(write(dir, QStringLiteral("marked.rtf"), "\xEF\xBB\xBF{\\rtf1 Caf\xE9}"));
-    QCOMPARE(file.Row.txt_rtf, QStringLiteral("{\\rtf1 Caf\\'e9}"));
-
     // A truncated one keeps what the reader makes of it, as a document of its own.
     file = FileImport::Convert(write(dir, QStringLiteral("cut.rtf"), "{\\rtf1 Hello {\\b bold"));
     QCOMPARE(std::pair(RtfReader::IsWhole(file.Row.txt_rtf.toLatin1()), plainOf(file).trimmed()),

@@ -43,11 +43,10 @@ class tst_options final : public QObject
 
 private Q_SLOTS:
     void init() { clearSettings(); }
-    void loadOkAndCancel();
-    void everyKeyIsReadWithItsDefault();
+    void windowAndEveryKey();
 };
 
-void tst_options::loadOkAndCancel()
+void tst_options::windowAndEveryKey()
 {
     TestHome home;
     ScriptedPrompts prompts;
@@ -88,13 +87,8 @@ void tst_options::loadOkAndCancel()
         form.cmdCancel->click();
         QCOMPARE(readFile(SettingsFileName()), before);
     }
-}
 
-void tst_options::everyKeyIsReadWithItsDefault()
-{
     // Every key of the table is read somewhere, with the table's default where it has one.
-    TestHome home;
-    ScriptedPrompts prompts;
     SaveSetting(SettingKeys::AppLayout, QStringLiteral("1"));
     QMultiHash<QString, QString> reads;
     ObserveSettingReads([&reads](const QString &section, const QString &key, const QString &defaultValue) {

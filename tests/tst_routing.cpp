@@ -157,9 +157,7 @@ class tst_routing final : public QObject
 private Q_SLOTS:
     void init() { clearSettings(); }
     void usersPath();
-    void platformsAndGames();
-    void bookmarksFollowFiles();
-    void favorites();
+    void platformsGamesAndBookmarks();
     void imports();
     void emptyLibrary();
 };
@@ -242,115 +240,8 @@ void tst_routing::usersPath()
     QTRY_VERIFY(!editor);
     QCOMPARE(std::tuple(program.loading.size(), program.details->Bookmarks()->Count()),
              std::tuple(2, program.count(QStringLiteral("SELECT count(*) FROM bookmarks"))));
-}
 
-void tst_routing::platformsAndGames()
-{
-    Program program;
-    // Edit > Platforms and Remove Platform share one window, on that platform; a change reloads every pane.
-    program.form->Menu().mnuMaintPlatforms->trigger();
-    const QString platform = NodeKey::Field(program.game(3), 2);
-    program.click(platform);
-    program.tree->findChild<QAction *>(QStringLiteral("mnuHiddenPlatformRemove"))->trigger();
-    const QList<PlatformMaintenance *> windows = program.form->findChildren<PlatformMaintenance *>();
-    QVERIFY(windows.size() == 1 && windows.first()->isVisible());
-    const QTreeWidgetItem *current = windows.first()->findChild<QTreeWidget *>()->currentItem();
-    QVERIFY(current && NodeKey::Platform(quint8(current->data(0, Qt::UserRole).toUInt())) == platform);
-    QPointer<PlatformMaintenance> window = windows.first();
-    program.loading.clear();
-    program.prompts.answerMsgBox(MsgResult::Yes);
-    window->findChild<QPushButton *>(QStringLiteral("cmdRemove"))->click();
-    QTRY_COMPARE(program.loading.size(), 2);
-    window->close();
-    QTRY_VERIFY(!window);
-
-    // Enter brings the Files tab up; a moved game takes its bookmarks along, and Delete then takes them.
-    ListView *bookmarks = program.bookmarks;
-    const QString key = bookmarks->ItemAt(1)->Key();
-    const QString game = NodeKey::ParentKey(key);
-    program.click(game);
-    program.view->SelectTab(ctlView::Tab::Browser);
-    QTest::keyClick(program.treeView(), Qt::Key_Return);
-    QCOMPARE(int(program.view->SelectedTab()), 1);
-    Program::inSelector([](GameSelector *selector) {
-        auto *platforms = selector->findChild<QComboBox *>(QStringLiteral("cboPlatform"));
-        platforms->setCurrentIndex(platforms->currentIndex() == 0 ? 1 : 0);
-    });
-    program.treeAction("mnuHiddenMoveTo")->trigger();
-    const QString moved = program.tree->SelectedKey();
-    QVERIFY(moved != game && NodeKey::Id(moved, 0) == NodeKey::Id(game, 0));
-    const QString movedKey = NodeKey::Field(key, 0) + QLatin1Char('|') + moved;
-    QVERIFY(bookmarks->Item(movedKey) && bookmarks->Item(movedKey)->SubItem(4) == program.tree->GamePlatform(moved));
-
-    const QString name = program.tree->GameName(moved);
-    program.prompts.answerMsgBox(MsgResult::Yes);
-    QTest::keyClick(program.treeView(), Qt::Key_Delete);
-    QVERIFY(program.prompts.last().text.contains(name));
-    QVERIFY(!program.title().contains(name) && program.view->IsCovered() && !bookmarks->Item(movedKey));
-}
-
-void tst_routing::bookmarksFollowFiles()
-{
-    // A bookmark of a gone file asks: No keeps it, Yes deletes it. A search hit to a gone file only says so.
-    Program program;
-    ListView *bookmarks = program.bookmarks;
-    const QString gone = program.laterBookmark(); // its game keeps a file
-    const QString goneGame = NodeKey::ParentKey(gone);
-    QVERIFY(program.exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(*NodeKey::Id(gone, 0))));
-    program.prompts.answerMsgBox(MsgResult::No);
-    doubleClick(bookmarks, bookmarks->Item(gone));
-    QVERIFY(program.prompts.last().buttons == MsgButtons::YesNo && bookmarks->Item(gone));
-    // Asked again once the user has been elsewhere (the file view does not ask twice in a row).
-    program.click(NodeKey::ParentKey(goneGame));
-    program.prompts.answerMsgBox(MsgResult::Yes);
-    bookmarks->Select(bookmarks->Item(gone));
-    QTest::keyClick(bookmarks->ActiveView(), Qt::Key_Return);
-    QVERIFY(!bookmarks->Item(gone));
-    const int left = bookmarks->Count();
-    program.prompts.answerMsgBox(MsgResult::OK);
-    program.details->AddSearch(*NodeKey::Id(gone, 0), QStringLiteral("PC"), QStringLiteral("Gone"), 1,
-                               QStringLiteral("Gone"), goneGame, QString());
-    program.click(NodeKey::ParentKey(goneGame));
-    program.details->SelectTab(ctlDetails::Tab::SearchResults);
-    doubleClick(program.details->SearchResults(), program.details->SearchResults()->ItemAt(1));
-    QCOMPARE(std::tuple(program.prompts.last().buttons, bookmarks->Count()), std::tuple(MsgButtons::OK, left));
-
-    const QString key = bookmarks->ItemAt(1)->Key();
-    const QString game = NodeKey::ParentKey(key);
-
-    // A file bookmarked already is refused; an edit and a move into a new game reach the bookmark and tree.
-    const int count = bookmarks->Count();
-    program.click(game);
-    ListView *files = program.view->FileList();
-    files->Select(files->Item(NodeKey::Field(key, 0)));
-    program.prompts.answerMsgBox(MsgResult::OK);
-    program.viewAction("mnuFileBookmark")->trigger();
-    program.viewAction("mnuFileEdit")->trigger();
-    FileViewer *editor = program.view->Editor();
-    QVERIFY(editor);
-    editor->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Edited"));
-    editor->findChild<QAction *>(QStringLiteral("cmdSave"))->trigger();
-    QCOMPARE(std::tuple(bookmarks->Count(), bookmarks->Item(key)->Text(), bookmarks->Item(key)->SubItem(2)),
-             std::tuple(count, QStringLiteral("Edited"), program.tree->GameName(game)));
-    editor->close();
-    Program::inSelector([&program](GameSelector *selector) {
-        program.prompts.answerInput(QStringLiteral("Brand New"));
-        selector->findChild<QPushButton *>(QStringLiteral("cmdNewGame"))->click();
-    });
-    program.viewAction("mnuFileMove")->trigger();
-    const auto ids = NodeKey::ParseGame(game);
-    const QString otherGame =
-        NodeKey::Game(program.count(QStringLiteral("SELECT max(auto_id) FROM game")), ids->GenreId, ids->PlatformId);
-    const QString movedKey = NodeKey::Field(key, 0) + QLatin1Char('|') + otherGame;
-    QVERIFY(bookmarks->Item(movedKey));
-    QCOMPARE(std::pair(bookmarks->Item(movedKey)->SubItem(2), program.tree->GameName(otherGame)),
-             std::pair(QStringLiteral("Brand New"), QStringLiteral("Brand New")));
-}
-
-void tst_routing::favorites()
-{
     // A new favorite shows in the list at once; asked again, no second one is stored.
-    Program program;
     ListView *favorites = program.details->Favorites();
     const int listed = favorites->Count();
     QTimer::singleShot(0, [] {
@@ -398,6 +289,103 @@ void tst_routing::favorites()
     QTRY_VERIFY_WITH_TIMEOUT(titles.contains(QVariantList{QStringLiteral("Other Page")}), 30000);
     QCOMPARE(program.form->windowTitle(),
              QStringLiteral("Lorekeep - [") + program.form->Store().DatabaseName() + QStringLiteral("] - Files"));
+}
+
+void tst_routing::platformsGamesAndBookmarks()
+{
+    Program program;
+    // Edit > Platforms and Remove Platform share one window, on that platform; a change reloads every pane.
+    program.form->Menu().mnuMaintPlatforms->trigger();
+    const QString platform = NodeKey::Field(program.game(3), 2);
+    program.click(platform);
+    program.tree->findChild<QAction *>(QStringLiteral("mnuHiddenPlatformRemove"))->trigger();
+    const QList<PlatformMaintenance *> windows = program.form->findChildren<PlatformMaintenance *>();
+    QVERIFY(windows.size() == 1 && windows.first()->isVisible());
+    const QTreeWidgetItem *current = windows.first()->findChild<QTreeWidget *>()->currentItem();
+    QVERIFY(current && NodeKey::Platform(quint8(current->data(0, Qt::UserRole).toUInt())) == platform);
+    QPointer<PlatformMaintenance> window = windows.first();
+    program.loading.clear();
+    program.prompts.answerMsgBox(MsgResult::Yes);
+    window->findChild<QPushButton *>(QStringLiteral("cmdRemove"))->click();
+    QTRY_COMPARE(program.loading.size(), 2);
+    window->close();
+    QTRY_VERIFY(!window);
+
+    // Enter brings the Files tab up; a moved game takes its bookmarks along, and Delete then takes them.
+    ListView *bookmarks = program.bookmarks;
+    const QString key = bookmarks->ItemAt(1)->Key();
+    const QString game = NodeKey::ParentKey(key);
+    program.click(game);
+    program.view->SelectTab(ctlView::Tab::Browser);
+    QTest::keyClick(program.treeView(), Qt::Key_Return);
+    QCOMPARE(int(program.view->SelectedTab()), 1);
+    Program::inSelector([](GameSelector *selector) {
+        auto *platforms = selector->findChild<QComboBox *>(QStringLiteral("cboPlatform"));
+        platforms->setCurrentIndex(platforms->currentIndex() == 0 ? 1 : 0);
+    });
+    program.treeAction("mnuHiddenMoveTo")->trigger();
+    const QString moved = program.tree->SelectedKey();
+    QVERIFY(moved != game && NodeKey::Id(moved, 0) == NodeKey::Id(game, 0));
+    const QString movedKey = NodeKey::Field(key, 0) + QLatin1Char('|') + moved;
+    QVERIFY(bookmarks->Item(movedKey) && bookmarks->Item(movedKey)->SubItem(4) == program.tree->GamePlatform(moved));
+
+    const QString name = program.tree->GameName(moved);
+    program.prompts.answerMsgBox(MsgResult::Yes);
+    QTest::keyClick(program.treeView(), Qt::Key_Delete);
+    QVERIFY(program.prompts.last().text.contains(name));
+    QVERIFY(!program.title().contains(name) && program.view->IsCovered() && !bookmarks->Item(movedKey));
+
+    // A bookmark of a gone file asks: No keeps it, Yes deletes it. A search hit to a gone file only says so.
+    const QString gone = program.laterBookmark(); // its game keeps a file
+    const QString goneGame = NodeKey::ParentKey(gone);
+    QVERIFY(program.exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(*NodeKey::Id(gone, 0))));
+    program.prompts.answerMsgBox(MsgResult::No);
+    doubleClick(bookmarks, bookmarks->Item(gone));
+    QVERIFY(program.prompts.last().buttons == MsgButtons::YesNo && bookmarks->Item(gone));
+    // Asked again once the user has been elsewhere (the file view does not ask twice in a row).
+    program.click(NodeKey::ParentKey(goneGame));
+    program.prompts.answerMsgBox(MsgResult::Yes);
+    bookmarks->Select(bookmarks->Item(gone));
+    QTest::keyClick(bookmarks->ActiveView(), Qt::Key_Return);
+    QVERIFY(!bookmarks->Item(gone));
+    const int left = bookmarks->Count();
+    program.prompts.answerMsgBox(MsgResult::OK);
+    program.details->AddSearch(*NodeKey::Id(gone, 0), QStringLiteral("PC"), QStringLiteral("Gone"), 1,
+                               QStringLiteral("Gone"), goneGame, QString());
+    program.click(NodeKey::ParentKey(goneGame));
+    program.details->SelectTab(ctlDetails::Tab::SearchResults);
+    doubleClick(program.details->SearchResults(), program.details->SearchResults()->ItemAt(1));
+    QCOMPARE(std::tuple(program.prompts.last().buttons, bookmarks->Count()), std::tuple(MsgButtons::OK, left));
+
+    // A file bookmarked already is refused; an edit and a move into a new game reach the bookmark and tree.
+    const QString fileKey = bookmarks->ItemAt(1)->Key();
+    const QString fileGame = NodeKey::ParentKey(fileKey);
+    const int count = bookmarks->Count();
+    program.click(fileGame);
+    ListView *files = program.view->FileList();
+    files->Select(files->Item(NodeKey::Field(fileKey, 0)));
+    program.prompts.answerMsgBox(MsgResult::OK);
+    program.viewAction("mnuFileBookmark")->trigger();
+    program.viewAction("mnuFileEdit")->trigger();
+    FileViewer *editor = program.view->Editor();
+    QVERIFY(editor);
+    editor->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Edited"));
+    editor->findChild<QAction *>(QStringLiteral("cmdSave"))->trigger();
+    QCOMPARE(std::tuple(bookmarks->Count(), bookmarks->Item(fileKey)->Text(), bookmarks->Item(fileKey)->SubItem(2)),
+             std::tuple(count, QStringLiteral("Edited"), program.tree->GameName(fileGame)));
+    editor->close();
+    Program::inSelector([&program](GameSelector *selector) {
+        program.prompts.answerInput(QStringLiteral("Brand New"));
+        selector->findChild<QPushButton *>(QStringLiteral("cmdNewGame"))->click();
+    });
+    program.viewAction("mnuFileMove")->trigger();
+    const auto ids = NodeKey::ParseGame(fileGame);
+    const QString otherGame =
+        NodeKey::Game(program.count(QStringLiteral("SELECT max(auto_id) FROM game")), ids->GenreId, ids->PlatformId);
+    const QString movedFile = NodeKey::Field(fileKey, 0) + QLatin1Char('|') + otherGame;
+    QVERIFY(bookmarks->Item(movedFile));
+    QCOMPARE(std::pair(bookmarks->Item(movedFile)->SubItem(2), program.tree->GameName(otherGame)),
+             std::pair(QStringLiteral("Brand New"), QStringLiteral("Brand New")));
 }
 
 void tst_routing::imports()
