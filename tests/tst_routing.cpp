@@ -158,7 +158,6 @@ private Q_SLOTS:
     void init() { clearSettings(); }
     void usersPath();
     void platformsGamesAndBookmarks();
-    void imports();
     void emptyLibrary();
 };
 
@@ -289,6 +288,91 @@ void tst_routing::usersPath()
     QTRY_VERIFY_WITH_TIMEOUT(titles.contains(QVariantList{QStringLiteral("Other Page")}), 30000);
     QCOMPARE(program.form->windowTitle(),
              QStringLiteral("Lorekeep - [") + program.form->Store().DatabaseName() + QStringLiteral("] - Files"));
+
+    // Imports, into the store opened last.
+    const QString imported = program.game(0);
+    program.click(imported);
+    ListView *list = program.view->FileList();
+    const int before = list->Count();
+    const auto counted = [&](int files) {
+        return program.nodeText(imported).endsWith(QStringLiteral(" (%1)").arg(files));
+    };
+    const auto newest = [&] {
+        return NodeKey::File(program.count(QStringLiteral("SELECT max(auto_id) FROM file")));
+    };
+    QTemporaryDir dir;
+    QStringList paths;
+    for (const char *name : {"Part 1.txt", "Part 2.txt", "Maps.txt"}) {
+        paths << dir.filePath(QLatin1String(name));
+        writeFile(paths.constLast(), "A guide of its own.\n");
+    }
+
+    // Files dropped on the list go to its game: before, counted, the last one shown, one summary.
+    QMimeData data;
+    data.setUrls({QUrl::fromLocalFile(paths[0]), QUrl::fromLocalFile(paths[1])});
+    program.prompts.answerMsgBox(MsgResult::OK);
+    QVERIFY(drop(list->ActiveView()->viewport(), list->ActiveView()->viewport()->rect().center(), &data));
+    QCoreApplication::sendPostedEvents();
+    QCOMPARE(std::tuple(program.prompts.last().text, list->Count(), list->SelectedItem()->Key(), counted(before + 2)),
+             std::tuple(QStringLiteral("2 files imported."), before + 2, newest(), true));
+    QTRY_COMPARE(program.view->CurrentFileKey(), newest());
+    QCOMPARE(program.view->Viewer()->toPlainText(), QStringLiteral("A guide of its own.\n"));
+
+    // File > Import Files imports into the selected game and starts there the next time.
+    program.prompts.answerOpenFiles(QStringList{paths[2]});
+    program.form->Menu().mnuFileImport->trigger();
+    QCOMPARE(list->Count(), before + 3);
+    program.prompts.answerOpenFiles(std::nullopt);
+    program.form->Menu().mnuFileImport->trigger();
+    QCOMPARE(std::tuple(program.prompts.last().options.InitDir, list->Count()), std::tuple(dir.path(), before + 3));
+
+    // A file added by another program: not while a dialog is up; then count and list follow, same file shown.
+    const QString shown = list->SelectedItem()->Key();
+    QTRY_COMPARE(program.view->CurrentFileKey(), shown);
+    runElsewhere(program.form->Store().DatabasePath(),
+                 {QStringLiteral("INSERT INTO file (game_id) VALUES (%1)").arg(*NodeKey::Id(imported, 0))});
+    int duringDialog = -1;
+    QDialog dialog(program.form.get());
+    QTimer::singleShot(0, &dialog, [&] {
+        program.form->CheckStoreChanges();
+        duringDialog = list->Count();
+        dialog.reject();
+    });
+    dialog.exec();
+    QCOMPARE(duringDialog, before + 3);
+    QTRY_COMPARE(list->Count(), before + 4);
+    QCOMPARE(std::tuple(counted(before + 4), program.view->CurrentFileKey(), program.tree->SelectedKey()),
+             std::tuple(true, shown, imported));
+
+    // Text dropped on the game opens a new file of it; saving adds the row and one to the game's count.
+    TreeView *treeView = program.treeView();
+    const auto dropText = [&] {
+        treeView->EnsureVisible(treeView->Node(imported));
+        QMimeData data;
+        data.setText(QStringLiteral("Drift early on the second lap."));
+        drop(treeView->viewport(), treeView->visualItemRect(treeView->Node(imported)).center(), &data);
+        QCoreApplication::sendPostedEvents();
+        FileViewer *viewer = program.tree->findChildren<FileViewer *>().constLast();
+        viewer->findChild<QComboBox *>(QStringLiteral("cboSubCat"))->setCurrentIndex(1);
+        viewer->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Lap tips"));
+        return viewer;
+    };
+    FileViewer *viewer = dropText();
+    QCOMPARE(program.view->ListedGameId(), *NodeKey::Id(imported, 0));
+    QVERIFY(viewer->Save());
+    QCOMPARE(std::tuple(list->SelectedItem()->Key(), list->Count(), counted(before + 5)),
+             std::tuple(newest(), before + 5, true));
+
+    // Saved while the list shows another game, the file is counted but not before there.
+    viewer = dropText();
+    program.click(program.game(1));
+    const int other = list->Count();
+    QVERIFY(viewer->Save());
+    QVERIFY(list->Count() == other && counted(before + 6));
+    // A file window the import left open with changes is asked about when the program closes.
+    dropText()->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Unsaved"));
+    program.prompts.answerMsgBox(MsgResult::Cancel);
+    QVERIFY(!program.form->close());
 }
 
 void tst_routing::platformsGamesAndBookmarks()
@@ -386,94 +470,6 @@ void tst_routing::platformsGamesAndBookmarks()
     QVERIFY(bookmarks->Item(movedFile));
     QCOMPARE(std::pair(bookmarks->Item(movedFile)->SubItem(2), program.tree->GameName(otherGame)),
              std::pair(QStringLiteral("Brand New"), QStringLiteral("Brand New")));
-}
-
-void tst_routing::imports()
-{
-    Program program;
-    const QString gameKey = program.game(0);
-    program.click(gameKey);
-    ListView *list = program.view->FileList();
-    const int listed = list->Count();
-    const auto counted = [&](int files) {
-        return program.nodeText(gameKey).endsWith(QStringLiteral(" (%1)").arg(files));
-    };
-    const auto newest = [&] {
-        return NodeKey::File(program.count(QStringLiteral("SELECT max(auto_id) FROM file")));
-    };
-    QTemporaryDir dir;
-    QStringList paths;
-    for (const char *name : {"Part 1.txt", "Part 2.txt", "Maps.txt"}) {
-        paths << dir.filePath(QLatin1String(name));
-        writeFile(paths.constLast(), "A guide of its own.\n");
-    }
-
-    // Files dropped on the list go to its game: listed, counted, the last one shown, one summary.
-    QMimeData data;
-    data.setUrls({QUrl::fromLocalFile(paths[0]), QUrl::fromLocalFile(paths[1])});
-    program.prompts.answerMsgBox(MsgResult::OK);
-    QVERIFY(drop(list->ActiveView()->viewport(), list->ActiveView()->viewport()->rect().center(), &data));
-    QCoreApplication::sendPostedEvents();
-    QCOMPARE(std::tuple(program.prompts.last().text, list->Count(), list->SelectedItem()->Key(), counted(listed + 2)),
-             std::tuple(QStringLiteral("2 files imported."), listed + 2, newest(), true));
-    QTRY_COMPARE(program.view->CurrentFileKey(), newest());
-    QCOMPARE(program.view->Viewer()->toPlainText(), QStringLiteral("A guide of its own.\n"));
-
-    // File > Import Files imports into the selected game and starts there the next time.
-    program.prompts.answerOpenFiles(QStringList{paths[2]});
-    program.form->Menu().mnuFileImport->trigger();
-    QCOMPARE(list->Count(), listed + 3);
-    program.prompts.answerOpenFiles(std::nullopt);
-    program.form->Menu().mnuFileImport->trigger();
-    QCOMPARE(std::tuple(program.prompts.last().options.InitDir, list->Count()), std::tuple(dir.path(), listed + 3));
-
-    // A file added by another program: not while a dialog is up; then count and list follow, same file shown.
-    const QString shown = list->SelectedItem()->Key();
-    QTRY_COMPARE(program.view->CurrentFileKey(), shown);
-    runElsewhere(program.form->Store().DatabasePath(),
-                 {QStringLiteral("INSERT INTO file (game_id) VALUES (%1)").arg(*NodeKey::Id(gameKey, 0))});
-    int duringDialog = -1;
-    QDialog dialog(program.form.get());
-    QTimer::singleShot(0, &dialog, [&] {
-        program.form->CheckStoreChanges();
-        duringDialog = list->Count();
-        dialog.reject();
-    });
-    dialog.exec();
-    QCOMPARE(duringDialog, listed + 3);
-    QTRY_COMPARE(list->Count(), listed + 4);
-    QCOMPARE(std::tuple(counted(listed + 4), program.view->CurrentFileKey(), program.tree->SelectedKey()),
-             std::tuple(true, shown, gameKey));
-
-    // Text dropped on the game opens a new file of it; saving adds the row and one to the game's count.
-    TreeView *treeView = program.treeView();
-    const auto dropText = [&] {
-        treeView->EnsureVisible(treeView->Node(gameKey));
-        QMimeData data;
-        data.setText(QStringLiteral("Drift early on the second lap."));
-        drop(treeView->viewport(), treeView->visualItemRect(treeView->Node(gameKey)).center(), &data);
-        QCoreApplication::sendPostedEvents();
-        FileViewer *viewer = program.tree->findChildren<FileViewer *>().constLast();
-        viewer->findChild<QComboBox *>(QStringLiteral("cboSubCat"))->setCurrentIndex(1);
-        viewer->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Lap tips"));
-        return viewer;
-    };
-    FileViewer *viewer = dropText();
-    QCOMPARE(program.view->ListedGameId(), *NodeKey::Id(gameKey, 0));
-    QVERIFY(viewer->Save());
-    QCOMPARE(std::tuple(list->SelectedItem()->Key(), list->Count(), counted(listed + 5)),
-             std::tuple(newest(), listed + 5, true));
-
-    // Saved while the list shows another game, the file is counted but not listed there.
-    viewer = dropText();
-    program.click(program.game(1));
-    const int other = list->Count();
-    QVERIFY(viewer->Save());
-    QVERIFY(list->Count() == other && counted(listed + 6));
-    // A file window the import left open with changes is asked about when the program closes.
-    dropText()->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Unsaved"));
-    program.prompts.answerMsgBox(MsgResult::Cancel);
-    QVERIFY(!program.form->close());
 }
 
 void tst_routing::emptyLibrary()
