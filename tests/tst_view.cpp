@@ -106,11 +106,9 @@ private Q_SLOTS:
     void listAndShowFiles();
     void unreadableFile();
     void longTextShowsWhenRead();
-    void sortViewAndWidths();
     void deleteFile();
     void copyAndMove();
-    void fileMenuOffersWebSources();
-    void viewerMenusAndKeys();
+    void menus();
     void editorRoundTrip();
 };
 
@@ -243,6 +241,35 @@ void tst_view::listAndShowFiles()
     QTest::keyClicks(shelf.view.Viewer(), QStringLiteral("typed"));
     QCOMPARE(shelf.shown(), QStringLiteral("changed"));
     QVERIFY(!QFile::exists(shelf.home.file(QStringLiteral("error.log"))));
+
+    // The view style and the column widths as the settings say.
+    const auto widths = [&] {
+        return QList<int>{shelf.list->ColumnWidth(0), shelf.list->ColumnWidth(1), shelf.list->ColumnWidth(2)};
+    };
+    const auto pixels = [](int a, int b, int c) {
+        return QList<int>{Twips::toPixelsX(a), Twips::toPixelsX(b), Twips::toPixelsX(c)};
+    };
+    shelf.view.InitView();
+    QCOMPARE(std::tuple(widths(), shelf.list->View()), std::tuple(pixels(3980, 2900, 2270), int(ListView::Report)));
+    SaveSetting(SettingKeys::AppLayout, QStringLiteral("1"));
+    SaveSetting(SettingKeys::FileView, QStringLiteral("0"));
+    shelf.view.InitView();
+    SaveSetting(SettingKeys::FileView, QStringLiteral("seven"));
+    shelf.view.Re_View();
+    QCOMPARE(std::tuple(widths(), shelf.list->View()), std::tuple(pixels(3800, 2699, 1640), int(ListView::Icon)));
+    SaveSetting(SettingKeys::FileView, QStringLiteral("3"));
+    shelf.view.Re_View();
+
+    // A click on "Source" sorts by source, also for games listed later; the first row by that order is the one shown.
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    auto *header = shelf.view.findChild<QTreeView *>()->header();
+    QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
+                      QPoint(header->sectionViewportPosition(1) + 5, header->height() / 2));
+    QVERIFY(shelf.list->Sorted() && shelf.list->SortKey() == 1);
+    shelf.view.Reset();
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    QCOMPARE(std::tuple(shelf.list->ItemAt(4)->Key(), shelf.view.CurrentFileKey()),
+             std::tuple(shelf.key(shelf.review), shelf.list->ItemAt(1)->Key()));
 }
 
 void tst_view::unreadableFile()
@@ -313,38 +340,6 @@ void tst_view::longTextShowsWhenRead()
     QVERIFY(loader && loader->IsLoading());
     shelf.view.Clear();
     QCOMPARE(std::pair(loader->IsLoading(), shelf.shown()), std::pair(false, QString()));
-}
-
-void tst_view::sortViewAndWidths()
-{
-    Shelf shelf;
-    const auto widths = [&] {
-        return QList<int>{shelf.list->ColumnWidth(0), shelf.list->ColumnWidth(1), shelf.list->ColumnWidth(2)};
-    };
-    const auto pixels = [](int a, int b, int c) {
-        return QList<int>{Twips::toPixelsX(a), Twips::toPixelsX(b), Twips::toPixelsX(c)};
-    };
-    shelf.view.InitView();
-    QCOMPARE(std::tuple(widths(), shelf.list->View()), std::tuple(pixels(3980, 2900, 2270), int(ListView::Report)));
-    SaveSetting(SettingKeys::AppLayout, QStringLiteral("1"));
-    SaveSetting(SettingKeys::FileView, QStringLiteral("0"));
-    shelf.view.InitView();
-    SaveSetting(SettingKeys::FileView, QStringLiteral("seven"));
-    shelf.view.Re_View();
-    QCOMPARE(std::tuple(widths(), shelf.list->View()), std::tuple(pixels(3800, 2699, 1640), int(ListView::Icon)));
-    SaveSetting(SettingKeys::FileView, QStringLiteral("3"));
-    shelf.view.Re_View();
-
-    // A click on "Source" sorts by source, also for games listed later; the first row by that order is the one shown.
-    shelf.list_(shelf.quest, QStringLiteral("Quest"));
-    auto *header = shelf.view.findChild<QTreeView *>()->header();
-    QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
-                      QPoint(header->sectionViewportPosition(1) + 5, header->height() / 2));
-    QVERIFY(shelf.list->Sorted() && shelf.list->SortKey() == 1);
-    shelf.view.Reset();
-    shelf.list_(shelf.quest, QStringLiteral("Quest"));
-    QCOMPARE(std::tuple(shelf.list->ItemAt(3)->Key(), shelf.view.CurrentFileKey()),
-             std::tuple(shelf.key(shelf.review), shelf.list->ItemAt(1)->Key()));
 }
 
 void tst_view::deleteFile()
@@ -422,7 +417,7 @@ void tst_view::copyAndMove()
              (QVariantList{shelf.path(shelf.review, shelf.quest), shelf.path(shelf.review, shelf.solo)}));
 }
 
-void tst_view::fileMenuOffersWebSources()
+void tst_view::menus()
 {
     // The source's scheme decides whether the menu offers it, in any letter case.
     Shelf shelf;
@@ -463,14 +458,9 @@ void tst_view::fileMenuOffersWebSources()
     auto *addOnly = shelf.view.findChild<QMenu *>(QStringLiteral("mnuAddOnly"));
     QVERIFY(!shelf.list->SelectedItem() && addOnly->isVisible());
     addOnly->hide();
-}
 
-void tst_view::viewerMenusAndKeys()
-{
     // The viewer's pop-up: Quick Clip for two characters or more, Copy for any selection, Select All always.
-    Shelf shelf;
     QSignalSpy quick(&shelf.view, &ctlView::SendQuick);
-    shelf.list_(shelf.quest, QStringLiteral("Quest"));
     auto *quickMenu = shelf.view.findChild<QMenu *>(QStringLiteral("mnuQuickMenu"));
     const auto offered = [quickMenu](const char *name) {
         const QAction *action = quickMenu->findChild<QAction *>(QLatin1String(name));
