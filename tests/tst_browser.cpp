@@ -104,8 +104,7 @@ private Q_SLOTS:
     void pageHistoryImportAndPopups();
     void pageReachesNoFiles();
     void filesAndAddressesAllowed();
-    void addressBox();
-    void favoriteDialog();
+    void addressBoxAndFavorites();
 
 private:
     LocalWebServer server;
@@ -329,7 +328,7 @@ void tst_browser::filesAndAddressesAllowed()
     }
 }
 
-void tst_browser::addressBox()
+void tst_browser::addressBoxAndFavorites()
 {
     Pane pane;
     ScriptedPrompts prompts;
@@ -371,24 +370,18 @@ void tst_browser::addressBox()
     const QString page = pane.imported().Text;
     QVERIFY2(page.contains(failing) && page.contains(QStringLiteral("another kind of service")), qPrintable(page));
     QCOMPARE(prompts.shown().size(), 1);
-}
 
-void tst_browser::favoriteDialog()
-{
-    TestHome home;
-    ScriptedPrompts prompts;
+    // A favorite: everything is stored trimmed; the message quotes the stored title.
     const QUrl url = server.url(QStringLiteral("/guide"));
-
-    // Everything is stored trimmed; the message quotes the stored title.
     {
         frmFavorite dialog(QStringLiteral(" ") + url.toString(), QStringLiteral("  Ninja Drift Guide "));
-        dialog.setStore(&home.store());
+        dialog.setStore(&pane.home.store());
         QSignalSpy added(&dialog, &frmFavorite::AddFavorite);
         prompts.answerMsgBox(MsgResult::OK);
         dialog.findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral(" Best guide  "));
         dialog.findChild<QPushButton *>(QStringLiteral("cmdOK"))->click();
         QCOMPARE(dialog.result(), int(QDialog::Accepted));
-        QSqlQuery row(QStringLiteral("SELECT 'K_' || auto_id, url, title, desc FROM favorites"), home.db());
+        QSqlQuery row(QStringLiteral("SELECT 'K_' || auto_id, url, title, desc FROM favorites"), pane.home.db());
         QVERIFY(row.next());
         const QVariantList expected{row.value(0).toString(), url.toString(), QStringLiteral("Ninja Drift Guide"),
                                     QStringLiteral("Best guide")};
@@ -399,13 +392,13 @@ void tst_browser::favoriteDialog()
 
     // A store that refuses the row: the user is told, and the dialog stays for another try.
     frmFavorite dialog(QStringLiteral("Start Page"), QStringLiteral("Start Page"));
-    dialog.setStore(&home.store());
-    QSqlQuery(home.db()).exec(QStringLiteral("DROP TABLE favorites"));
+    dialog.setStore(&pane.home.store());
+    QSqlQuery(pane.home.db()).exec(QStringLiteral("DROP TABLE favorites"));
     prompts.answerMsgBox(MsgResult::OK);
     dialog.show();
     dialog.findChild<QPushButton *>(QStringLiteral("cmdOK"))->click();
     QCOMPARE(std::pair(dialog.isVisible(), prompts.last().icon), std::pair(true, MsgIcon::Critical));
-    QVERIFY(readFile(home.file(QStringLiteral("error.log"))).contains("cmdOK_Click"));
+    QVERIFY(readFile(pane.home.file(QStringLiteral("error.log"))).contains("cmdOK_Click"));
 }
 
 QTEST_MAIN(tst_browser)
