@@ -63,8 +63,7 @@ private Q_SLOTS:
     void encodings();
     void otherKinds();
     void importedHtml();
-    void foldersAndDuplicates();
-    void progressAndCancel();
+    void importsAndTheirFolders();
     void lkimport();
     void concurrentImports();
     void fuzzedInputs();
@@ -265,41 +264,7 @@ void tst_fileimport::importedHtml()
     }
 }
 
-void tst_fileimport::foldersAndDuplicates()
-{
-    TestHome home;
-    const qint32 game = home.addGame(18, 1, QStringLiteral("Star Quest"));
-    QTemporaryDir dir;
-    QDir root(dir.path());
-    QVERIFY(root.mkpath(QStringLiteral("faqs/part 2")) && root.mkpath(QStringLiteral("faqs/.hidden")) &&
-            root.mkpath(QStringLiteral("faqs/page_files")));
-    for (const char *name : {"faqs/Guide 10.txt", "faqs/Guide 9.txt", "faqs/part 2/Maps.txt", "faqs/.notes.txt",
-                             "faqs/.hidden/x.txt", "faqs/page.html", "faqs/page_files/style.txt"})
-        write(dir, QLatin1String(name), "text\n");
-
-    // Files before sub-folders, numbers by value; hidden entries and a saved page's resources stay out.
-    const QString faqs = dir.filePath(QStringLiteral("faqs"));
-    const QStringList files =
-        FileImport::Collect({faqs + QStringLiteral("/"), dir.filePath(QStringLiteral("nothing"))});
-    QCOMPARE(files, (QStringList{faqs + QStringLiteral("/Guide 9.txt"), faqs + QStringLiteral("/Guide 10.txt"),
-                                 faqs + QStringLiteral("/page.html"), faqs + QStringLiteral("/part 2/Maps.txt"),
-                                 dir.filePath(QStringLiteral("nothing"))}));
-
-    // A file whose path is already a source of the game is known; one of another game is not.
-    const qint32 other = home.addGame(18, 1, QStringLiteral("Other"));
-    QSqlQuery(QStringLiteral("UPDATE file SET src = '%1' WHERE auto_id = %2")
-                  .arg(files[0])
-                  .arg(home.addFile(other, 1, QStringLiteral("Elsewhere"))),
-              home.db());
-    FileImport import(home.db(), game);
-    ErrObject err;
-    QVERIFY(import.Begin(&err) && !import.IsKnown(files[0]));
-    ImportedFile file = FileImport::Convert(files[0]);
-    QVERIFY(import.Store(&file, &err) && import.IsKnown(files[0]));
-    QCOMPARE(home.count(QStringLiteral("SELECT game_id FROM file WHERE auto_id = %1").arg(file.Row.auto_id)), game);
-}
-
-void tst_fileimport::progressAndCancel()
+void tst_fileimport::importsAndTheirFolders()
 {
     TestHome home;
     const qint32 game = home.addGame(18, 1, QStringLiteral("Star Quest"));
@@ -332,6 +297,34 @@ void tst_fileimport::progressAndCancel()
     QCOMPARE(std::tuple(label, home.count(QStringLiteral("SELECT count(*) FROM file")), importer.Summary()),
              std::tuple(QStringLiteral("Importing 1 of 6:\na big guide.html"), 0,
                         QStringLiteral("The import was cancelled.\n\n0 files imported.")));
+
+    // What a folder gives, and the files a game holds already.
+    QDir root(dir.path());
+    QVERIFY(root.mkpath(QStringLiteral("faqs/part 2")) && root.mkpath(QStringLiteral("faqs/.hidden")) &&
+            root.mkpath(QStringLiteral("faqs/page_files")));
+    for (const char *name : {"faqs/Guide 10.txt", "faqs/Guide 9.txt", "faqs/part 2/Maps.txt", "faqs/.notes.txt",
+                             "faqs/.hidden/x.txt", "faqs/page.html", "faqs/page_files/style.txt"})
+        write(dir, QLatin1String(name), "text\n");
+
+    // Files before sub-folders, numbers by value; hidden entries and a saved page's resources stay out.
+    const QString faqs = dir.filePath(QStringLiteral("faqs"));
+    const QStringList files =
+        FileImport::Collect({faqs + QStringLiteral("/"), dir.filePath(QStringLiteral("nothing"))});
+    QCOMPARE(files, (QStringList{faqs + QStringLiteral("/Guide 9.txt"), faqs + QStringLiteral("/Guide 10.txt"),
+                                 faqs + QStringLiteral("/page.html"), faqs + QStringLiteral("/part 2/Maps.txt"),
+                                 dir.filePath(QStringLiteral("nothing"))}));
+
+    // A file whose path is already a source of the game is known; one of another game is not.
+    const qint32 other = home.addGame(18, 1, QStringLiteral("Other"));
+    QSqlQuery(QStringLiteral("UPDATE file SET src = '%1' WHERE auto_id = %2")
+                  .arg(files[0])
+                  .arg(home.addFile(other, 1, QStringLiteral("Elsewhere"))),
+              home.db());
+    FileImport import(home.db(), game);
+    QVERIFY(import.Begin(&err) && !import.IsKnown(files[0]));
+    ImportedFile file = FileImport::Convert(files[0]);
+    QVERIFY(import.Store(&file, &err) && import.IsKnown(files[0]));
+    QCOMPARE(home.count(QStringLiteral("SELECT game_id FROM file WHERE auto_id = %1").arg(file.Row.auto_id)), game);
 }
 
 namespace {
