@@ -104,8 +104,7 @@ private Q_SLOTS:
     void rotationAndLeftovers();
     void awkwardStores();
     void readOnlyStores();
-    void identicalBackupsAreNotRepeated();
-    void choosingTheBackupToOffer();
+    void backupsToOfferAndRepeat();
     void damagedStoreAfterRestores();
 };
 
@@ -301,31 +300,7 @@ void tst_backup::readOnlyStores()
     QVERIFY(!QFileInfo::exists(path + QStringLiteral("-wal")));
 }
 
-void tst_backup::identicalBackupsAreNotRepeated()
-{
-    ScriptedPrompts prompts;
-    TestHome home;
-    const qint32 game = home.addGame(5, 1, QStringLiteral("Zelda"));
-    // Back Up Now: not made again while the store, pages still in its log, is as the newest backup
-    // holds it, but made after a change in its bytes only and after one in its size.
-    const auto backUp = [&home] {
-        QString made, error;
-        bool reused = false;
-        const auto outcome =
-            BackupJob::Make(nullptr, home.storePath(), QStringLiteral("manual"), &made, &error, true, &reused);
-        return std::tuple(outcome == BackgroundWork::Outcome::Done, reused, made);
-    };
-    const auto first = backUp();
-    QCOMPARE(backUp(), std::tuple(true, true, std::get<2>(first)));
-    ErrObject err;
-    QVERIFY(GameTable::Rename(home.db(), game, QStringLiteral("Zelde"), &err));
-    const bool renamedReused = std::get<1>(backUp());
-    home.addGame(1, 1, QString(3000, QLatin1Char('D')));
-    QCOMPARE(std::tuple(std::get<0>(first), std::get<1>(first), renamedReused, std::get<1>(backUp())),
-             std::tuple(true, false, false, false));
-}
-
-void tst_backup::choosingTheBackupToOffer()
+void tst_backup::backupsToOfferAndRepeat()
 {
     TestHome home;
     const QString folder = StoreBackup::Folder(home.path());
@@ -337,7 +312,7 @@ void tst_backup::choosingTheBackupToOffer()
         made = backdate(made, when, note);
     };
     make(today.addDays(-1), QString());
-    home.addGame(5, 1, QStringLiteral("Zelda"));
+    const qint32 game = home.addGame(5, 1, QStringLiteral("Zelda"));
     make(today, QStringLiteral("before indexing"));
     make(today.addSecs(10), QStringLiteral("before restore"));
     make(today.addSecs(20), QStringLiteral("damaged"));
@@ -363,6 +338,24 @@ void tst_backup::choosingTheBackupToOffer()
     QCOMPARE(std::pair(closed->Games, closed->Files), std::pair(qint64(3), qint64(40)));
     writeFile(QDir(folder).filePath(ClosedCounts::FileName), "{ not json");
     QVERIFY(!BackupJob::LastClosed(home.storePath()));
+
+    ScriptedPrompts prompts;
+    // Back Up Now: not made again while the store, pages still in its log, is as the newest backup
+    // holds it, but made after a change in its bytes only and after one in its size.
+    const auto backUp = [&home] {
+        QString made, error;
+        bool reused = false;
+        const auto outcome =
+            BackupJob::Make(nullptr, home.storePath(), QStringLiteral("manual"), &made, &error, true, &reused);
+        return std::tuple(outcome == BackgroundWork::Outcome::Done, reused, made);
+    };
+    const auto first = backUp();
+    QCOMPARE(backUp(), std::tuple(true, true, std::get<2>(first)));
+    QVERIFY(GameTable::Rename(home.db(), game, QStringLiteral("Zelde"), &err));
+    const bool renamedReused = std::get<1>(backUp());
+    home.addGame(1, 1, QString(3000, QLatin1Char('D')));
+    QCOMPARE(std::tuple(std::get<0>(first), std::get<1>(first), renamedReused, std::get<1>(backUp())),
+             std::tuple(true, false, false, false));
 }
 
 void tst_backup::damagedStoreAfterRestores()
