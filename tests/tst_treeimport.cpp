@@ -122,7 +122,6 @@ class tst_treeimport final : public QObject
 private Q_SLOTS:
     void dropOnNodes();
     void directImportAndSave();
-    void otherSourcesAndLongText();
     void importFiles();
 };
 
@@ -164,6 +163,32 @@ void tst_treeimport::dropOnNodes()
     lib.drop(empty, "text/plain", "x", lib.star);
     QCOMPARE(std::tuple(lib.seen, lib.viewers().size()), std::tuple(QString(), 2));
     QVERIFY(readFile(lib.home.file("error.log")).contains("OLEDragDrop"));
+
+    // The browser's page is not the source of text dragged from elsewhere: the drag's own link is, or nothing.
+    lib.fromBrowser = false;
+    const QPoint tetra = lib.at(NodeKey::Game(lib.tetra, 4, 19));
+    lib.drop(tetra, "text/plain", "plain");
+    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")), std::tuple(QString(), QString()));
+    lib.drop(tetra, "text/plain", "linked", 0, {QUrl("https://faqs.example/tetra?x=1")});
+    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc"), lib.editor()->toPlainText()),
+             std::tuple(QString("https://faqs.example/tetra?x=1"), QString(), QString("linked")));
+    lib.drop(tetra, "text/plain", "moz", 0, {}, QStringLiteral("https://m.example/a\nMoz Title"));
+    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")),
+             std::tuple(QString("https://m.example/a"), QString("Moz Title")));
+    lib.fromBrowser = true;
+    lib.drop(tetra, "text/plain", "from the page", 0, {QUrl("https://faqs.example/")});
+    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")), std::tuple(lib.url, lib.title));
+
+    // Far longer than a window's worth: it arrives whole, in short paragraphs, never broken inside a character.
+    const QString text =
+        QStringLiteral("walkthrough ").repeated(2500) + QStringLiteral("x") + QStringLiteral("😀").repeated(8000);
+    lib.drop(lib.at(NodeKey::Game(lib.star, 1, 18)), "text/plain", text.toUtf8());
+    QString joined;
+    for (QTextBlock block = lib.editor()->document()->begin(); block.isValid(); block = block.next()) {
+        QVERIFY(block.length() <= 10001 && QStringView(block.text()).isValidUtf16());
+        joined += block.text();
+    }
+    QCOMPARE(joined, text);
 }
 
 void tst_treeimport::directImportAndSave()
@@ -220,36 +245,6 @@ void tst_treeimport::directImportAndSave()
     lib.url = QStringLiteral("Start Page");
     lib.drop(lib.at(NodeKey::Game(lib.tetra, 4, 19)), "text/plain", "again");
     QCOMPARE(std::tuple(lib.prompts.shown().size(), lib.viewers().size()), std::tuple(3, 4));
-}
-
-void tst_treeimport::otherSourcesAndLongText()
-{
-    // The browser's page is not the source of text dragged from elsewhere: the drag's own link is, or nothing.
-    Library lib;
-    lib.fromBrowser = false;
-    const QPoint game = lib.at(NodeKey::Game(lib.tetra, 4, 19));
-    lib.drop(game, "text/plain", "plain");
-    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")), std::tuple(QString(), QString()));
-    lib.drop(game, "text/plain", "linked", 0, {QUrl("https://faqs.example/tetra?x=1")});
-    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc"), lib.editor()->toPlainText()),
-             std::tuple(QString("https://faqs.example/tetra?x=1"), QString(), QString("linked")));
-    lib.drop(game, "text/plain", "moz", 0, {}, QStringLiteral("https://m.example/a\nMoz Title"));
-    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")),
-             std::tuple(QString("https://m.example/a"), QString("Moz Title")));
-    lib.fromBrowser = true;
-    lib.drop(game, "text/plain", "from the page", 0, {QUrl("https://faqs.example/")});
-    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")), std::tuple(lib.url, lib.title));
-
-    // Far longer than a window's worth: it arrives whole, in short paragraphs, never broken inside a character.
-    const QString text =
-        QStringLiteral("walkthrough ").repeated(2500) + QStringLiteral("x") + QStringLiteral("😀").repeated(8000);
-    lib.drop(lib.at(NodeKey::Game(lib.star, 1, 18)), "text/plain", text.toUtf8());
-    QString joined;
-    for (QTextBlock block = lib.editor()->document()->begin(); block.isValid(); block = block.next()) {
-        QVERIFY(block.length() <= 10001 && QStringView(block.text()).isValidUtf16());
-        joined += block.text();
-    }
-    QCOMPARE(joined, text);
 }
 
 void tst_treeimport::importFiles()
