@@ -104,8 +104,7 @@ private Q_SLOTS:
     void init() { clearSettings(); }
     void listAdapter();
     void listAndShowFiles();
-    void unreadableFile();
-    void longTextShowsWhenRead();
+    void longAndUnreadableTexts();
     void deleteFile();
     void copyAndMove();
     void menus();
@@ -272,34 +271,7 @@ void tst_view::listAndShowFiles()
              std::tuple(shelf.key(shelf.review), shelf.list->ItemAt(1)->Key()));
 }
 
-void tst_view::unreadableFile()
-{
-    Shelf shelf;
-    ScriptedPrompts prompts;
-    shelf.list_(shelf.quest, QStringLiteral("Quest"));
-    const QString shown = shelf.view.CurrentFileKey();
-    const QList<qint32> damaged = shelf.home.addDamagedFiles(shelf.empty, 3000);
-    QVERIFY(!damaged.isEmpty());
-
-    // A damaged file is told and logged; the view keeps the file it showed, and a second try reads again.
-    for (int attempt = 1; attempt <= 2; ++attempt) {
-        prompts.answerMsgBox(MsgResult::OK);
-        shelf.view.SelectFile(shelf.key(damaged.first()));
-        QCOMPARE(prompts.shown().size(), attempt);
-        QVERIFY(prompts.last().text.startsWith(QStringLiteral("SelectFile Error: 3049")));
-        QCOMPARE(std::tuple(shelf.view.CurrentFileKey(), shelf.list->SelectedItem()->Key(), shelf.shown()),
-                 std::tuple(shown, shown, QStringLiteral("The guide.")));
-    }
-    QVERIFY(readFile(shelf.home.file(QStringLiteral("error.log"))).contains("SelectFile"));
-
-    // A game whose list runs into the page is told too, not listed short.
-    prompts.answerMsgBox(MsgResult::OK);
-    shelf.list_(shelf.empty, QStringLiteral("Empty"));
-    QVERIFY(prompts.last().text.startsWith(QStringLiteral("ListFiles Error: 3049")));
-    QCOMPARE(shelf.list->Count(), 0);
-}
-
-void tst_view::longTextShowsWhenRead()
+void tst_view::longAndUnreadableTexts()
 {
     Shelf shelf; // two tables long enough to be read on a worker thread
     const auto table = [](int rows, const char *end) -> QString {
@@ -340,6 +312,30 @@ void tst_view::longTextShowsWhenRead()
     QVERIFY(loader && loader->IsLoading());
     shelf.view.Clear();
     QCOMPARE(std::pair(loader->IsLoading(), shelf.shown()), std::pair(false, QString()));
+
+    // Files the store cannot read.
+    ScriptedPrompts prompts;
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    const QString kept = shelf.view.CurrentFileKey();
+    const QList<qint32> damaged = shelf.home.addDamagedFiles(shelf.empty, 3000);
+    QVERIFY(!damaged.isEmpty());
+
+    // A damaged file is told and logged; the view keeps the file it showed, and a second try reads again.
+    for (int attempt = 1; attempt <= 2; ++attempt) {
+        prompts.answerMsgBox(MsgResult::OK);
+        shelf.view.SelectFile(shelf.key(damaged.first()));
+        QCOMPARE(prompts.shown().size(), attempt);
+        QVERIFY(prompts.last().text.startsWith(QStringLiteral("SelectFile Error: 3049")));
+        QCOMPARE(std::tuple(shelf.view.CurrentFileKey(), shelf.list->SelectedItem()->Key(), shelf.shown()),
+                 std::tuple(kept, kept, QStringLiteral("The guide.")));
+    }
+    QVERIFY(readFile(shelf.home.file(QStringLiteral("error.log"))).contains("SelectFile"));
+
+    // A game whose list runs into the page is told too, not listed short.
+    prompts.answerMsgBox(MsgResult::OK);
+    shelf.list_(shelf.empty, QStringLiteral("Empty"));
+    QVERIFY(prompts.last().text.startsWith(QStringLiteral("ListFiles Error: 3049")));
+    QCOMPARE(shelf.list->Count(), 0);
 }
 
 void tst_view::deleteFile()
