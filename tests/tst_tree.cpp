@@ -79,8 +79,7 @@ class tst_tree final : public QObject
 
 private Q_SLOTS:
     void init() { clearSettings(); }
-    void nodeKeys();
-    void adapter();
+    void keysAndWidget();
     void loadAndClick();
     void addAndRenameGame();
     void moveGame();
@@ -90,7 +89,7 @@ private Q_SLOTS:
     void search();
 };
 
-void tst_tree::nodeKeys()
+void tst_tree::keysAndWidget()
 {
     const QString game = NodeKey::Game(2147483647, 8, 255);
     QCOMPARE(std::tuple(game, NodeKey::FilePath(-2147483647 - 1, game), NodeKey::ParentKey(game),
@@ -111,11 +110,9 @@ void tst_tree::nodeKeys()
         {"K_1", NodeKind::File},  {"root", NodeKind::Other},   {"X_1", NodeKind::Other},     {"P", NodeKind::Other}};
     for (const auto &[key, kind] : kinds)
         QVERIFY2(NodeKey::Kind(key) == kind, qPrintable(key));
-}
 
-// Renaming and removing nodes are checked through the tree's commands, against a fresh load.
-void tst_tree::adapter()
-{
+    // The tree widget; renaming and removing nodes are checked through the tree's commands, against a
+    // fresh load.
     TreeView view;
     view.show();
     QAbstractItemModelTester tester(view.model(), QAbstractItemModelTester::FailureReportingMode::QtTest);
