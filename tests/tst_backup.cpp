@@ -102,8 +102,7 @@ private Q_SLOTS:
     void init() { clearSettings(); }
     void backupsMadeAndRestored();
     void rotationAndLeftovers();
-    void awkwardStores();
-    void readOnlyStores();
+    void newerFullAndReadOnlyStores();
     void backupsToOfferAndRepeat();
     void damagedStoreAfterRestores();
 };
@@ -230,7 +229,7 @@ void tst_backup::rotationAndLeftovers()
         QStringList({QFileInfo(made).fileName(), QStringLiteral("lorekeep.lkb.part"), QStringLiteral("notes.part")}));
 }
 
-void tst_backup::awkwardStores()
+void tst_backup::newerFullAndReadOnlyStores()
 {
     TestHome home;
     home.addGame(5, 1, QStringLiteral("Zelda"));
@@ -259,45 +258,44 @@ void tst_backup::awkwardStores()
     QCOMPARE(std::pair(full.count(QStringLiteral("SELECT count(*) FROM game")),
                        full.count(QStringLiteral("SELECT count(*) FROM file"))),
              std::pair(1, 0));
-}
 
-void tst_backup::readOnlyStores()
-{
-    TestHome home;
-    const qint32 game = home.addGame(5, 1, QStringLiteral("Zelda"));
-    home.store().Close();
-    const QString path = home.storePath();
-    if (!setImmutable(path, true))
+    // A read-only store, where the file system can make one for the superuser.
+    err.Clear();
+    TestHome locked;
+    const qint32 zelda = locked.addGame(5, 1, QStringLiteral("Zelda"));
+    locked.store().Close();
+    const QString file = locked.storePath();
+    if (!setImmutable(file, true))
         QSKIP("this file system cannot make a file read-only for the superuser");
-    const QByteArray before = readFile(path);
+    const QByteArray before = readFile(file);
     struct Undo
     {
         QString path;
         ~Undo() { setImmutable(path, false); }
-    } undo{path};
+    } undo{file};
 
     // Read-only is said at opening; reading works, a change is refused with the same words.
-    modADO store(QStringLiteral("readonly"));
-    ErrObject err;
-    QVERIFY2(store.Open(path, &err), qPrintable(err.Description));
-    QVERIFY(store.IsReadOnly() && store.ReadOnlyError().Description.contains(QStringLiteral("the file is read-only")));
+    modADO opened(QStringLiteral("readonly"));
+    QVERIFY2(opened.Open(file, &err), qPrintable(err.Description));
+    QVERIFY(opened.IsReadOnly() &&
+            opened.ReadOnlyError().Description.contains(QStringLiteral("the file is read-only")));
     GameRow row;
     bool found = false;
-    QVERIFY(GameTable::Read(store.Connection(), game, &row, &found, &err) && found);
-    QVERIFY(!store.CanWrite(&err) && err.Number == ErrNumber::StoreReadOnly);
-    QVERIFY(!GameTable::Rename(store.Connection(), game, QStringLiteral("Zelda II"), &err));
-    store.Close();
-    QVERIFY(readFile(path) == before);
+    QVERIFY(GameTable::Read(opened.Connection(), zelda, &row, &found, &err) && found);
+    QVERIFY(!opened.CanWrite(&err) && err.Number == ErrNumber::StoreReadOnly);
+    QVERIFY(!GameTable::Rename(opened.Connection(), zelda, QStringLiteral("Zelda II"), &err));
+    opened.Close();
+    QVERIFY(readFile(file) == before);
 
     // A folder that cannot be written: the store is read the same way, and no log appears.
-    setImmutable(path, false);
-    undo.path = home.path();
-    QVERIFY(setImmutable(home.path(), true));
-    QVERIFY2(store.Open(path, &err), qPrintable(err.Description));
-    QVERIFY(store.ReadOnlyError().Description.contains(QStringLiteral("its folder")));
-    QVERIFY(GameTable::Read(store.Connection(), game, &row, &found, &err) && found);
-    store.Close();
-    QVERIFY(!QFileInfo::exists(path + QStringLiteral("-wal")));
+    setImmutable(file, false);
+    undo.path = locked.path();
+    QVERIFY(setImmutable(locked.path(), true));
+    QVERIFY2(opened.Open(file, &err), qPrintable(err.Description));
+    QVERIFY(opened.ReadOnlyError().Description.contains(QStringLiteral("its folder")));
+    QVERIFY(GameTable::Read(opened.Connection(), zelda, &row, &found, &err) && found);
+    opened.Close();
+    QVERIFY(!QFileInfo::exists(file + QStringLiteral("-wal")));
 }
 
 void tst_backup::backupsToOfferAndRepeat()
