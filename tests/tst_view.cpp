@@ -105,10 +105,9 @@ private Q_SLOTS:
     void listAdapter();
     void listAndShowFiles();
     void longAndUnreadableTexts();
-    void deleteFile();
+    void writeAndDelete();
     void copyAndMove();
     void menus();
-    void editorRoundTrip();
 };
 
 void tst_view::listAdapter()
@@ -338,11 +337,52 @@ void tst_view::longAndUnreadableTexts()
     QCOMPARE(shelf.list->Count(), 0);
 }
 
-void tst_view::deleteFile()
+void tst_view::writeAndDelete()
 {
     ScriptedPrompts prompts;
     Shelf shelf;
     QSignalSpy counts(&shelf.view, &ctlView::UpdateGameNode);
+    shelf.list_(shelf.solo, QStringLiteral("Solo"));
+
+    shelf.view.AddNewFile();
+    FileViewer *editor = shelf.view.Editor();
+    QVERIFY(editor && editor->isVisible() && editor->CurrentMode() == FileViewer::NewMode);
+    editor->findChild<QComboBox *>(QStringLiteral("cboSubCat"))->setCurrentIndex(3);
+    editor->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Sneak peek"));
+    auto *text = editor->findChild<QTextEdit *>(QStringLiteral("rtbText"));
+    text->setFocus();
+    QTest::keyClicks(text, QStringLiteral("First look"));
+    QVERIFY(editor->Save());
+    ListItem *added = shelf.list->SelectedItem();
+    QVERIFY(added);
+    QCOMPARE(
+        std::tuple(added->Text(), added->SubItem(2), shelf.shown(), shelf.caption(), shelf.files(shelf.solo)),
+        std::tuple(QString("Sneak peek"), QString("Preview"), QString("First look"), QString(" Solo: 2 Files."), 2));
+    QCOMPARE(counts.first(), (QVariantList{NodeKey::Game(shelf.solo, 1, 18), 0}));
+    editor->close();
+
+    // Edited, the row and the text follow what was stored.
+    shelf.trigger("mnuFileEdit");
+    editor = shelf.view.Editor();
+    text = editor->findChild<QTextEdit *>(QStringLiteral("rtbText"));
+    QCOMPARE(std::pair(editor->CurrentMode(), text->toPlainText()),
+             std::pair(quint8(FileViewer::EditMode), QStringLiteral("First look")));
+    text->moveCursor(QTextCursor::End);
+    QTest::keyClicks(text, QStringLiteral(", revised"));
+    editor->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QString(60, QLatin1Char('d')));
+    QVERIFY(editor->Save());
+    QCOMPARE(std::tuple(added->Text(), shelf.shown()),
+             std::tuple(QString(60, QLatin1Char('d')), QString("First look, revised")));
+    editor->close();
+
+    // A double click opens the viewer only to read.
+    doubleClick(shelf.list, added);
+    QCOMPARE(std::tuple(shelf.view.Editor()->CurrentMode(),
+                        shelf.view.Editor()->findChild<QTextEdit *>(QStringLiteral("rtbText"))->toPlainText()),
+             std::tuple(quint8(FileViewer::ViewMode), QString("First look, revised")));
+
+    // Deleted, a file leaves the list and the store, after the user said so.
+    counts.clear();
     QSignalSpy bookmarks(&shelf.view, &ctlView::DeleteBookmark);
     shelf.list_(shelf.quest, QStringLiteral("Quest"));
     shelf.view.SelectFile(shelf.key(shelf.review));
@@ -500,51 +540,6 @@ void tst_view::menus()
         if (text != shelf.view.Viewer())
             QCOMPARE(text->contextMenuPolicy(), Qt::DefaultContextMenu);
     }
-}
-
-void tst_view::editorRoundTrip()
-{
-    ScriptedPrompts prompts;
-    Shelf shelf;
-    QSignalSpy counts(&shelf.view, &ctlView::UpdateGameNode);
-    shelf.list_(shelf.solo, QStringLiteral("Solo"));
-
-    shelf.view.AddNewFile();
-    FileViewer *editor = shelf.view.Editor();
-    QVERIFY(editor && editor->isVisible() && editor->CurrentMode() == FileViewer::NewMode);
-    editor->findChild<QComboBox *>(QStringLiteral("cboSubCat"))->setCurrentIndex(3);
-    editor->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Sneak peek"));
-    auto *text = editor->findChild<QTextEdit *>(QStringLiteral("rtbText"));
-    text->setFocus();
-    QTest::keyClicks(text, QStringLiteral("First look"));
-    QVERIFY(editor->Save());
-    ListItem *added = shelf.list->SelectedItem();
-    QVERIFY(added);
-    QCOMPARE(
-        std::tuple(added->Text(), added->SubItem(2), shelf.shown(), shelf.caption(), shelf.files(shelf.solo)),
-        std::tuple(QString("Sneak peek"), QString("Preview"), QString("First look"), QString(" Solo: 2 Files."), 2));
-    QCOMPARE(counts.first(), (QVariantList{NodeKey::Game(shelf.solo, 1, 18), 0}));
-    editor->close();
-
-    // Edited, the row and the text follow what was stored.
-    shelf.trigger("mnuFileEdit");
-    editor = shelf.view.Editor();
-    text = editor->findChild<QTextEdit *>(QStringLiteral("rtbText"));
-    QCOMPARE(std::pair(editor->CurrentMode(), text->toPlainText()),
-             std::pair(quint8(FileViewer::EditMode), QStringLiteral("First look")));
-    text->moveCursor(QTextCursor::End);
-    QTest::keyClicks(text, QStringLiteral(", revised"));
-    editor->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QString(60, QLatin1Char('d')));
-    QVERIFY(editor->Save());
-    QCOMPARE(std::tuple(added->Text(), shelf.shown()),
-             std::tuple(QString(60, QLatin1Char('d')), QString("First look, revised")));
-    editor->close();
-
-    // A double click opens the viewer only to read.
-    doubleClick(shelf.list, added);
-    QCOMPARE(std::tuple(shelf.view.Editor()->CurrentMode(),
-                        shelf.view.Editor()->findChild<QTextEdit *>(QStringLiteral("rtbText"))->toPlainText()),
-             std::tuple(quint8(FileViewer::ViewMode), QString("First look, revised")));
 }
 
 QTEST_MAIN(tst_view)
