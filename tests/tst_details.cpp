@@ -116,9 +116,6 @@ private Q_SLOTS:
 
 void tst_details::columnsTabsAndWidths()
 {
-    const auto twips = [](const ListView *list, int column) {
-        return Twips::fromPixelsX(list->ColumnWidth(column));
-    };
     const QString snes = QStringLiteral("Super Nintendo Entertainment System");
     QList<int> fitted;
     {
@@ -162,7 +159,7 @@ void tst_details::columnsTabsAndWidths()
     SaveSetting(SettingKeys::DetailSelTab, QStringLiteral("3"));
     Desk desk;
     QCOMPARE(std::tuple(desk.bookmarks->ColumnWidth(0), desk.details.Favorites()->ColumnWidth(1)), std::tuple(123, 77));
-    QVERIFY(qAbs(twips(desk.bookmarks, 1) - 1600) <= 15);
+    QVERIFY(qAbs(Twips::fromPixelsX(desk.bookmarks->ColumnWidth(1)) - 1600) <= 15);
     desk.details.InitDetails();
     QCOMPARE(int(desk.details.SelectedTab()), 3);
     // Search widths are kept from then on, even for a wider name.
@@ -378,11 +375,7 @@ void tst_details::searchResults()
     const qint32 second = desk.home.addFile(game, 1, QStringLiteral("b"), QStringLiteral("{\\rtf1 none\\par}"));
     add(first, 1, QStringLiteral("aaaa"), QStringLiteral("File"));
     add(second, 1, QStringLiteral("b"), QStringLiteral("File"));
-    FindRequest request;
-    request.Phrase = QStringLiteral("aa");
-    request.Src = false;
-    request.Text = true;
-    desk.details.CountSearchHits(request);
+    desk.details.CountSearchHits({QStringLiteral("aa"), true, false, true, {}});
     QTRY_COMPARE(list->ItemAt(4)->SubItem(4), QStringLiteral("0"));
     QCOMPARE(std::tuple(list->ItemAt(3)->SubItem(4), list->ItemAt(1)->SubItem(4)), std::tuple(QString("4"), QString()));
     desk.details.SearchTitle(QStringLiteral("2 items found."));
