@@ -204,9 +204,8 @@ void tst_details::bookmarksFollowFilesAndGames()
     QCOMPARE(std::tuple(desk.row(desk.guide).file, desk.row(desk.guide).sub_cat),
              std::tuple(QString("Guide, revised"), quint8(5)));
 
-    // A renamed game: every bookmark of it, and no other.
+    // A renamed game: every stored bookmark of it, and no other (the list's is tst_routing's).
     desk.details.RenameGame(desk.quest, QStringLiteral("Quest II"));
-    QCOMPARE(desk.bookmarks->Item(QStringLiteral("K_11|") + desk.quest)->SubItem(2), QStringLiteral("Quest II"));
     QCOMPARE(std::tuple(desk.row(desk.guide).game, desk.row(desk.codes).game, desk.row(desk.laps).game),
              std::tuple(QString("Quest II"), QString("Quest II"), QString("Racer")));
 

@@ -22,8 +22,6 @@ private Q_SLOTS:
     void initTestCase() { QFile::remove(SettingsFileName()); }
     void settingsRoundTripAndHandEdits();
     void conversions();
-    void twips();
-    void fileFilters();
     void deferredIcons();
     void qtMessageBoxAnswers_data();
     void qtMessageBoxAnswers();
@@ -90,11 +88,8 @@ void tst_platform::conversions()
     for (const auto &[text, number, boolean] : cases)
         QCOMPARE(std::pair(SettingNumber(QLatin1String(text)), SettingBool(QLatin1String(text))),
                  std::pair(number, boolean));
-}
 
-void tst_platform::twips()
-{
-    // Rounds to the nearest, both signs; a screen without DPI gives 0, never a division by zero.
+    // Twips round to the nearest, both signs; a screen without DPI gives 0, never a division by zero.
     QCOMPARE(
         std::tuple(Twips::toPixels(7, 96), Twips::toPixels(8, 96), Twips::toPixels(-375, 96), Twips::fromPixels(5, 0)),
         std::tuple(0, 1, -25, 0));
@@ -106,10 +101,8 @@ void tst_platform::twips()
     for (const char *text : {"1440.4", "0", "2e9", "-1", "wide"})
         widths << SettingWidth(QLatin1String(text));
     QCOMPARE(widths, (QList<std::optional<int>>{1440, 0, 1000000, std::nullopt, std::nullopt}));
-}
 
-void tst_platform::fileFilters()
-{
+    // File dialog filters as the older program wrote them, in Qt's form.
     QCOMPARE(std::tuple(Prompts::qtFilter(QStringLiteral("HTML Files *.htm*|*.htm*|Text|*.txt;*.log")),
                         Prompts::qtFilter(QStringLiteral("(*.qcf)|*.qcf|")), Prompts::qtFilter(QString())),
              std::tuple(QStringLiteral("HTML Files *.htm* (*.htm*);;Text (*.txt *.log)"),

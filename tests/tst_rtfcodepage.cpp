@@ -11,7 +11,6 @@ class tst_rtfcodepage final : public QObject
 
 private Q_SLOTS:
     void singleBytePages();
-    void charsets();
     void doubleByteFraming();
     void doubleByteCharacters();
 };
@@ -30,16 +29,12 @@ void tst_rtfcodepage::singleBytePages()
     QCOMPARE(
         std::tuple(unknown.codePage(), unknown.decode("\x80\xE9"), unknown.isDoubleByte(), unknown.isLeadByte(0x81)),
         std::tuple(12345, QStringLiteral("€é"), false, false));
-}
 
-void tst_rtfcodepage::charsets()
-{
-    using RtfCodePage::FromCharset;
-    // The symbol and Mac sets, a double-byte one, one that names no page, the OEM ones, and unknowns.
+    // Font charsets: the symbol and Mac sets, a double-byte one, one that names no page, the OEM ones, and unknowns.
     const QList<std::pair<int, int>> rows = {{2, 42},    {77, 10000}, {128, 932}, {130, 0},
                                              {254, 437}, {255, 850},  {3, 0},     {-1, 0}};
     for (const auto &[charset, codePage] : rows)
-        QCOMPARE(FromCharset(charset), codePage);
+        QCOMPARE(RtfCodePage::FromCharset(charset), codePage);
 }
 
 // How bytes group into characters does not depend on the system knowing the page.
