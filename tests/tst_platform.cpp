@@ -23,7 +23,6 @@ private Q_SLOTS:
     void settingsRoundTripAndHandEdits();
     void conversions();
     void deferredIcons();
-    void qtMessageBoxAnswers_data();
     void qtMessageBoxAnswers();
 };
 
@@ -109,36 +108,29 @@ void tst_platform::conversions()
                         QStringLiteral("(*.qcf) (*.qcf)"), QString()));
 }
 
-void tst_platform::qtMessageBoxAnswers_data()
-{
-    QTest::addColumn<int>("buttons");
-    QTest::addColumn<int>("click"); // the button to click; NoButton presses Esc
-    QTest::addColumn<int>("answer");
-    QTest::newRow("yesNoYes") << int(MsgButtons::YesNo) << int(QMessageBox::Yes) << int(MsgResult::Yes);
-    QTest::newRow("yesNoEscapeIsNo") << int(MsgButtons::YesNo) << int(QMessageBox::NoButton) << int(MsgResult::No);
-    QTest::newRow("yesNoCancelEscapeIsCancel")
-        << int(MsgButtons::YesNoCancel) << int(QMessageBox::NoButton) << int(MsgResult::Cancel);
-    QTest::newRow("okEscapeIsOk") << int(MsgButtons::OK) << int(QMessageBox::NoButton) << int(MsgResult::OK);
-}
-
 void tst_platform::qtMessageBoxAnswers()
 {
-    QFETCH(int, buttons);
-    QFETCH(int, click);
-    QFETCH(int, answer);
-    QString seenText;
-    QTimer::singleShot(0, this, [&] {
-        auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-        QVERIFY(box);
-        seenText = box->windowTitle() + QLatin1Char('|') + box->text();
-        if (click == QMessageBox::NoButton)
-            QTest::keyClick(box, Qt::Key_Escape);
-        else
-            box->button(QMessageBox::StandardButton(click))->click();
-    });
-    const MsgResult result = QtPrompts().MsgBox(QStringLiteral("Line one.\r\n\r\nLine two."), MsgButtons(buttons),
-                                                MsgIcon::Exclamation, QStringLiteral("Lorekeep"));
-    QCOMPARE(std::pair(int(result), seenText), std::pair(answer, QStringLiteral("Lorekeep|Line one.\n\nLine two.")));
+    // The buttons, the one clicked (NoButton presses Esc), the answer.
+    const std::tuple<MsgButtons, QMessageBox::StandardButton, MsgResult> cases[] = {
+        {MsgButtons::YesNo, QMessageBox::Yes, MsgResult::Yes},
+        {MsgButtons::YesNo, QMessageBox::NoButton, MsgResult::No},
+        {MsgButtons::YesNoCancel, QMessageBox::NoButton, MsgResult::Cancel},
+        {MsgButtons::OK, QMessageBox::NoButton, MsgResult::OK}};
+    for (const auto &[buttons, click, answer] : cases) {
+        QString seenText;
+        QTimer::singleShot(0, this, [&, click = click] {
+            auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+            QVERIFY(box);
+            seenText = box->windowTitle() + QLatin1Char('|') + box->text();
+            if (click == QMessageBox::NoButton)
+                QTest::keyClick(box, Qt::Key_Escape);
+            else
+                box->button(click)->click();
+        });
+        const MsgResult result = QtPrompts().MsgBox(QStringLiteral("Line one.\r\n\r\nLine two."), buttons,
+                                                    MsgIcon::Exclamation, QStringLiteral("Lorekeep"));
+        QCOMPARE(std::pair(result, seenText), std::pair(answer, QStringLiteral("Lorekeep|Line one.\n\nLine two.")));
+    }
 }
 
 QTEST_MAIN(tst_platform)

@@ -43,7 +43,6 @@ struct Pdf
     }
     int pages() const { return document.pageCount(); }
     QString text(int page) { return document.getAllText(page).text(); }
-    QRectF textBounds(int page) { return document.getAllText(page).boundingRectangle(); }
 };
 
 // A document of numbered paragraphs of a few lines each.
@@ -114,7 +113,7 @@ private Q_SLOTS:
         QVERIFY(out.pages() > 3);
         QString all;
         for (int page = 0; page < out.pages(); ++page) {
-            const QRectF bounds = out.textBounds(page);
+            const QRectF bounds = out.document.getAllText(page).boundingRectangle();
             QVERIFY2(a4Body.adjusted(-0.5, -0.5, 0.5, 0.5).contains(bounds),
                      qPrintable(QStringLiteral("page %1: ").arg(page + 1) + QDebug::toString(bounds)));
             all += letters(out.text(page), page + 1, out.pages());
