@@ -5,7 +5,6 @@
 #include "data/NodeKey.h"
 #include "find/QuickFindLog.h"
 #include "find/frmFind.h"
-#include "shell/MainMenu.h"
 #include "system/SettingsStore.h"
 #include "widgets/TreeView.h"
 
@@ -117,24 +116,18 @@ private Q_SLOTS:
         QTest::addColumn<QString>("title");   // empty: no search ran
         QTest::addColumn<QString>("message"); // empty: only a warning
         QTest::addColumn<qint32>("hit");      // 0: none
-        const QString dragon = QStringLiteral("Dragon");
-        QTest::newRow("no fields") << QStringList{"chkFileField1", "chkFileField2", "chkFileField3"} << dragon
-                                   << QString() << QString() << 0;
-        QTest::newRow("only news, none") << QStringList{"chkFileCat1", "chkFileCat2", "chkFileCat3", "chkFileCat4",
-                                                        "chkFileCat6"}
-                                         << dragon << QString() << "No records found." << 0;
-        QTest::newRow("case") << QStringList() << "dragon"
-                              << "0 items found."
-                              << "Finished!" << 0;
+        const auto row = [](const char *name, const QStringList &boxes, const char *phrase, const char *title,
+                            const char *message, qint32 hit) {
+            QTest::newRow(name) << boxes << QString(phrase) << QString(title) << QString(message) << hit;
+        };
+        row("no fields", {"chkFileField1", "chkFileField2", "chkFileField3"}, "Dragon", "", "", 0);
+        row("only news, none", {"chkFileCat1", "chkFileCat2", "chkFileCat3", "chkFileCat4", "chkFileCat6"}, "Dragon",
+            "", "No records found.", 0);
+        row("case", {}, "dragon", "0 items found.", "Finished!", 0);
         // The description's last word, a blank and the source's start: found across the join.
-        QTest::newRow("join") << QStringList() << "guide https://example.org/Dragon"
-                              << "1 item found."
-                              << "Finished!" << 1;
-        QTest::newRow("description alone") << QStringList{"chkFileField2"} << "guide https"
-                                           << "0 items found."
-                                           << "Finished!" << 0;
-        QTest::newRow("within Maze") << QStringList{"chk1"} << dragon << "1 item found."
-                                     << "Finished!" << 2;
+        row("join", {}, "guide https://example.org/Dragon", "1 item found.", "Finished!", 1);
+        row("description alone", {"chkFileField2"}, "guide https", "0 items found.", "Finished!", 0);
+        row("within Maze", {"chk1"}, "Dragon", "1 item found.", "Finished!", 2);
     }
     void searches()
     {

@@ -1,4 +1,3 @@
-#include "ScriptedPrompts.h"
 #include "TestHome.h"
 #include "system/SettingsStore.h"
 #include "system/Twips.h"
