@@ -100,24 +100,19 @@ class tst_backup final : public QObject
 
 private Q_SLOTS:
     void init() { clearSettings(); }
-    void backupsAreConsistentCopies();
-    void rotation();
-    void leftoversOfACutBackup();
-    void restore();
-    void awkwardStores();
-    void readOnlyStores();
-    void mainWindow();
-    void identicalBackupsAreNotRepeated();
-    void choosingTheBackupToOffer();
+    void backupsMadeAndRestored();
+    void rotationAndLeftovers();
+    void newerFullAndReadOnlyStores();
+    void backupsToOfferAndRepeat();
     void damagedStoreAfterRestores();
 };
 
-void tst_backup::backupsAreConsistentCopies()
+void tst_backup::backupsMadeAndRestored()
 {
     TestHome home;
     const qint32 game = home.addGame(5, 1, QStringLiteral("Zelda"));
     // Larger than one step of the copy, so that Cancel has a step to stop at.
-    home.addFile(game, 1, QStringLiteral("Walkthrough"), QString(6 << 20, QLatin1Char('w')));
+    const qint32 file = home.addFile(game, 1, QStringLiteral("Walkthrough"), QString(6 << 20, QLatin1Char('w')));
     const QString folder = StoreBackup::Folder(home.path());
 
     // Another program is half-way through a change: the copy holds the store as committed.
@@ -154,6 +149,33 @@ void tst_backup::backupsAreConsistentCopies()
     QCOMPARE(std::pair(err.Number, QDir(folder).entryList(QDir::Files).size()),
              std::pair(StoreBackup::Cancelled, qsizetype(1)));
 
+    // Restored, changes after the backup go; the program's own connection sees the restored store.
+    QString backup;
+    err.Clear();
+    QVERIFY(StoreBackup::Make(home.storePath(), folder, QString(), &backup, &err));
+    ErrObject ignored;
+    QVERIFY(GameTable::Rename(home.db(), game, QStringLiteral("Zelda II"), &ignored));
+    QVERIFY(FileTable::Delete(home.db(), file, &ignored));
+    home.addGame(1, 1, QStringLiteral("Doom"));
+    QVERIFY2(StoreBackup::Restore(backup, home.storePath(), &err), qPrintable(err.Description));
+    QCOMPARE(std::tuple(home.count(QStringLiteral("SELECT count(*) FROM game WHERE name = 'Zelda'")),
+                        home.count(QStringLiteral("SELECT count(*) FROM game")),
+                        home.count(QStringLiteral("SELECT count(*) FROM file"))),
+             std::tuple(1, 2, 1)); // Zelda, and the game committed during the first backup
+
+    // A damaged backup is refused and the store is not touched.
+    QString broken;
+    QVERIFY(StoreBackup::Make(home.storePath(), folder, QStringLiteral("manual"), &broken, &err));
+    damage(broken, 4096, QFileInfo(broken).size() - 4096);
+    QStringList problems;
+    QVERIFY(!StoreBackup::Check(broken, &problems, &err) && !problems.isEmpty());
+    QCOMPARE(err.Number, ErrNumber::StoreDamaged);
+    home.store().Close();
+    const QByteArray before = readFile(home.storePath());
+    QVERIFY(!StoreBackup::Restore(broken, home.storePath(), &err));
+    QVERIFY(err.Description.startsWith(QStringLiteral("The backup cannot be restored.")) &&
+            readFile(home.storePath()) == before);
+
     // A folder that cannot be made is said so, not taken for success.
     writeFile(home.file(QStringLiteral("blocker")), {});
     QVERIFY(
@@ -161,7 +183,7 @@ void tst_backup::backupsAreConsistentCopies()
     QVERIFY(err.Description.contains(QStringLiteral("backup folder")));
 }
 
-void tst_backup::rotation()
+void tst_backup::rotationAndLeftovers()
 {
     QTemporaryDir dir;
     const QDateTime base(QDate(2026, 3, 1), QTime(9, 0));
@@ -171,21 +193,18 @@ void tst_backup::rotation()
         names << StoreBackup::FileName(QStringLiteral("lorekeep"), base.addDays(day), QString());
     for (const QString &name : names)
         writeFile(dir.filePath(name), {});
-    const QVector<BackupInfo> mine = StoreBackup::List(dir.path(), QStringLiteral("my games"));
-    QCOMPARE(std::tuple(StoreBackup::List(dir.path()).size(), mine.size(), mine.value(0).Made),
-             std::tuple(qsizetype(8), qsizetype(1), base));
 
-    // The newest three are kept; the copy of a damaged store and other stores' backups stay.
+    // The newest three are kept; the copy of a damaged store and other stores' backups stay, and a
+    // file that is no backup is neither listed nor touched.
     StoreBackup::Rotate(dir.path(), QStringLiteral("lorekeep"), 3);
     const QVector<BackupInfo> left = StoreBackup::List(dir.path(), QStringLiteral("lorekeep"));
-    QCOMPARE(std::tuple(left.size(), left.value(0).Made, left.value(2).Made, left.value(3).Note,
-                        StoreBackup::List(dir.path(), QStringLiteral("my games")).size(),
+    const QVector<BackupInfo> mine = StoreBackup::List(dir.path(), QStringLiteral("my games"));
+    QCOMPARE(std::tuple(left.size(), left.value(0).Made, left.value(2).Made, left.value(3).Note, mine.size(),
+                        mine.value(0).Made, StoreBackup::List(dir.path()).size(),
                         QFileInfo::exists(dir.filePath(QStringLiteral("notes.lkb")))),
-             std::tuple(qsizetype(4), base.addDays(5), base.addDays(3), QStringLiteral("damaged"), qsizetype(1), true));
-}
+             std::tuple(qsizetype(4), base.addDays(5), base.addDays(3), QStringLiteral("damaged"), qsizetype(1), base,
+                        qsizetype(5), true));
 
-void tst_backup::leftoversOfACutBackup()
-{
     // What a backup killed part-way leaves is never offered and goes at the next start; the user's files stay.
     TestHome home;
     home.addGame(5, 1, QStringLiteral("Zelda"));
@@ -210,42 +229,7 @@ void tst_backup::leftoversOfACutBackup()
         QStringList({QFileInfo(made).fileName(), QStringLiteral("lorekeep.lkb.part"), QStringLiteral("notes.part")}));
 }
 
-void tst_backup::restore()
-{
-    TestHome home;
-    const qint32 game = home.addGame(5, 1, QStringLiteral("Zelda"));
-    const qint32 file = home.addFile(game, 1, QStringLiteral("Walkthrough"));
-    const QString folder = StoreBackup::Folder(home.path());
-    QString backup;
-    ErrObject err;
-    QVERIFY(StoreBackup::Make(home.storePath(), folder, QString(), &backup, &err));
-
-    // Changes after the backup go; the program's own connection sees the restored store.
-    ErrObject ignored;
-    QVERIFY(GameTable::Rename(home.db(), game, QStringLiteral("Zelda II"), &ignored));
-    QVERIFY(FileTable::Delete(home.db(), file, &ignored));
-    home.addGame(1, 1, QStringLiteral("Doom"));
-    QVERIFY2(StoreBackup::Restore(backup, home.storePath(), &err), qPrintable(err.Description));
-    QCOMPARE(std::tuple(home.count(QStringLiteral("SELECT count(*) FROM game WHERE name = 'Zelda'")),
-                        home.count(QStringLiteral("SELECT count(*) FROM game")),
-                        home.count(QStringLiteral("SELECT count(*) FROM file"))),
-             std::tuple(1, 1, 1));
-
-    // A damaged backup is refused and the store is not touched.
-    QString broken;
-    QVERIFY(StoreBackup::Make(home.storePath(), folder, QStringLiteral("manual"), &broken, &err));
-    damage(broken, 4096, QFileInfo(broken).size() - 4096);
-    QStringList problems;
-    QVERIFY(!StoreBackup::Check(broken, &problems, &err) && !problems.isEmpty());
-    QCOMPARE(err.Number, ErrNumber::StoreDamaged);
-    home.store().Close();
-    const QByteArray before = readFile(home.storePath());
-    QVERIFY(!StoreBackup::Restore(broken, home.storePath(), &err));
-    QVERIFY(err.Description.startsWith(QStringLiteral("The backup cannot be restored.")) &&
-            readFile(home.storePath()) == before);
-}
-
-void tst_backup::awkwardStores()
+void tst_backup::newerFullAndReadOnlyStores()
 {
     TestHome home;
     home.addGame(5, 1, QStringLiteral("Zelda"));
@@ -274,92 +258,47 @@ void tst_backup::awkwardStores()
     QCOMPARE(std::pair(full.count(QStringLiteral("SELECT count(*) FROM game")),
                        full.count(QStringLiteral("SELECT count(*) FROM file"))),
              std::pair(1, 0));
-}
 
-void tst_backup::readOnlyStores()
-{
-    TestHome home;
-    const qint32 game = home.addGame(5, 1, QStringLiteral("Zelda"));
-    home.store().Close();
-    const QString path = home.storePath();
-    if (!setImmutable(path, true))
+    // A read-only store, where the file system can make one for the superuser.
+    err.Clear();
+    TestHome locked;
+    const qint32 zelda = locked.addGame(5, 1, QStringLiteral("Zelda"));
+    locked.store().Close();
+    const QString file = locked.storePath();
+    if (!setImmutable(file, true))
         QSKIP("this file system cannot make a file read-only for the superuser");
-    const QByteArray before = readFile(path);
+    const QByteArray before = readFile(file);
     struct Undo
     {
         QString path;
         ~Undo() { setImmutable(path, false); }
-    } undo{path};
+    } undo{file};
 
     // Read-only is said at opening; reading works, a change is refused with the same words.
-    modADO store(QStringLiteral("readonly"));
-    ErrObject err;
-    QVERIFY2(store.Open(path, &err), qPrintable(err.Description));
-    QVERIFY(store.IsReadOnly() && store.ReadOnlyError().Description.contains(QStringLiteral("the file is read-only")));
+    modADO opened(QStringLiteral("readonly"));
+    QVERIFY2(opened.Open(file, &err), qPrintable(err.Description));
+    QVERIFY(opened.IsReadOnly() &&
+            opened.ReadOnlyError().Description.contains(QStringLiteral("the file is read-only")));
     GameRow row;
     bool found = false;
-    QVERIFY(GameTable::Read(store.Connection(), game, &row, &found, &err) && found);
-    QVERIFY(!store.CanWrite(&err) && err.Number == ErrNumber::StoreReadOnly);
-    QVERIFY(!GameTable::Rename(store.Connection(), game, QStringLiteral("Zelda II"), &err));
-    store.Close();
-    QVERIFY(readFile(path) == before);
+    QVERIFY(GameTable::Read(opened.Connection(), zelda, &row, &found, &err) && found);
+    QVERIFY(!opened.CanWrite(&err) && err.Number == ErrNumber::StoreReadOnly);
+    QVERIFY(!GameTable::Rename(opened.Connection(), zelda, QStringLiteral("Zelda II"), &err));
+    opened.Close();
+    QVERIFY(readFile(file) == before);
 
     // A folder that cannot be written: the store is read the same way, and no log appears.
-    setImmutable(path, false);
-    undo.path = home.path();
-    QVERIFY(setImmutable(home.path(), true));
-    QVERIFY2(store.Open(path, &err), qPrintable(err.Description));
-    QVERIFY(store.ReadOnlyError().Description.contains(QStringLiteral("its folder")));
-    QVERIFY(GameTable::Read(store.Connection(), game, &row, &found, &err) && found);
-    store.Close();
-    QVERIFY(!QFileInfo::exists(path + QStringLiteral("-wal")));
+    setImmutable(file, false);
+    undo.path = locked.path();
+    QVERIFY(setImmutable(locked.path(), true));
+    QVERIFY2(opened.Open(file, &err), qPrintable(err.Description));
+    QVERIFY(opened.ReadOnlyError().Description.contains(QStringLiteral("its folder")));
+    QVERIFY(GameTable::Read(opened.Connection(), zelda, &row, &found, &err) && found);
+    opened.Close();
+    QVERIFY(!QFileInfo::exists(file + QStringLiteral("-wal")));
 }
 
-void tst_backup::mainWindow()
-{
-    ScriptedPrompts prompts;
-    TestHome home;
-    home.addGame(5, 1, QStringLiteral("Zelda"));
-    home.store().Close();
-
-    // The first start of the day backs the store up, and a second start does not again.
-    {
-        auto form = startMainWindow();
-        QVERIFY(StoreBackup::List(BackupJob::Folder()).size() == 1 && BackupJob::UpToDate(home.storePath()));
-        prompts.answerMsgBox(MsgResult::OK); // Tools > Check Library on a sound store
-        form->Menu().mnuToolsCheck->trigger();
-        QVERIFY(prompts.last().text.contains(QStringLiteral("is sound")));
-        form->close();
-    }
-    startMainWindow()->close();
-    QCOMPARE(StoreBackup::List(BackupJob::Folder()).size(), 1);
-}
-
-void tst_backup::identicalBackupsAreNotRepeated()
-{
-    ScriptedPrompts prompts;
-    TestHome home;
-    const qint32 game = home.addGame(5, 1, QStringLiteral("Zelda"));
-    // Back Up Now: not made again while the store, pages still in its log, is as the newest backup
-    // holds it, but made after a change in its bytes only and after one in its size.
-    const auto backUp = [&home] {
-        QString made, error;
-        bool reused = false;
-        const auto outcome =
-            BackupJob::Make(nullptr, home.storePath(), QStringLiteral("manual"), &made, &error, true, &reused);
-        return std::tuple(outcome == BackgroundWork::Outcome::Done, reused, made);
-    };
-    const auto first = backUp();
-    QCOMPARE(backUp(), std::tuple(true, true, std::get<2>(first)));
-    ErrObject err;
-    QVERIFY(GameTable::Rename(home.db(), game, QStringLiteral("Zelde"), &err));
-    const bool renamedReused = std::get<1>(backUp());
-    home.addGame(1, 1, QString(3000, QLatin1Char('D')));
-    QCOMPARE(std::tuple(std::get<0>(first), std::get<1>(first), renamedReused, std::get<1>(backUp())),
-             std::tuple(true, false, false, false));
-}
-
-void tst_backup::choosingTheBackupToOffer()
+void tst_backup::backupsToOfferAndRepeat()
 {
     TestHome home;
     const QString folder = StoreBackup::Folder(home.path());
@@ -371,7 +310,7 @@ void tst_backup::choosingTheBackupToOffer()
         made = backdate(made, when, note);
     };
     make(today.addDays(-1), QString());
-    home.addGame(5, 1, QStringLiteral("Zelda"));
+    const qint32 game = home.addGame(5, 1, QStringLiteral("Zelda"));
     make(today, QStringLiteral("before indexing"));
     make(today.addSecs(10), QStringLiteral("before restore"));
     make(today.addSecs(20), QStringLiteral("damaged"));
@@ -397,6 +336,24 @@ void tst_backup::choosingTheBackupToOffer()
     QCOMPARE(std::pair(closed->Games, closed->Files), std::pair(qint64(3), qint64(40)));
     writeFile(QDir(folder).filePath(ClosedCounts::FileName), "{ not json");
     QVERIFY(!BackupJob::LastClosed(home.storePath()));
+
+    ScriptedPrompts prompts;
+    // Back Up Now: not made again while the store, pages still in its log, is as the newest backup
+    // holds it, but made after a change in its bytes only and after one in its size.
+    const auto backUp = [&home] {
+        QString made, error;
+        bool reused = false;
+        const auto outcome =
+            BackupJob::Make(nullptr, home.storePath(), QStringLiteral("manual"), &made, &error, true, &reused);
+        return std::tuple(outcome == BackgroundWork::Outcome::Done, reused, made);
+    };
+    const auto first = backUp();
+    QCOMPARE(backUp(), std::tuple(true, true, std::get<2>(first)));
+    QVERIFY(GameTable::Rename(home.db(), game, QStringLiteral("Zelde"), &err));
+    const bool renamedReused = std::get<1>(backUp());
+    home.addGame(1, 1, QString(3000, QLatin1Char('D')));
+    QCOMPARE(std::tuple(std::get<0>(first), std::get<1>(first), renamedReused, std::get<1>(backUp())),
+             std::tuple(true, false, false, false));
 }
 
 void tst_backup::damagedStoreAfterRestores()
@@ -416,8 +373,11 @@ void tst_backup::damagedStoreAfterRestores()
     startMainWindow()->close();
     const BackupInfo daily = StoreBackup::List(folder).at(0);
 
-    // Restore yesterday's (asked once more: it holds fewer), then the day's backup back again.
+    // The first start of the day backed the store up, this second one does not again.
     auto form = startMainWindow();
+    QVERIFY(StoreBackup::List(folder).size() == 2 && BackupJob::UpToDate(home.storePath()));
+
+    // Restore yesterday's (asked once more: it holds fewer), then the day's backup back again.
     int marked = 0;
     const auto restore = [&](const QDateTime &made, const QList<MsgResult> &answers) {
         for (MsgResult answer : answers)
@@ -471,6 +431,10 @@ void tst_backup::damagedStoreAfterRestores()
                 .text.contains(
                     QStringLiteral("fewer games than your library had when it was last closed: 3 games and 1 file")));
     QCOMPARE(std::pair(marked, gamesIn(home.storePath())), std::pair(4, 2));
+    // Tools > Check Library finds the restored store sound.
+    prompts.answerMsgBox(MsgResult::OK);
+    form->Menu().mnuToolsCheck->trigger();
+    QVERIFY(prompts.last().text.contains(QStringLiteral("is sound")));
     form->close();
 }
 

@@ -88,7 +88,6 @@ void tst_clip::addTo()
         prompts.answerMsgBox(MsgResult::OK);
         item(form, "mnuAddTo")->trigger();
         // Trimmed of blanks but keeping the line ends that part records; the pending file goes.
-        QVERIFY(record.endsWith("\r\n\r\n"));
         QCOMPARE(std::tuple(readFile(fresh), QFile::exists(ClipFile::PendingPath()), form.Text(),
                             item(form, "mnuAddTo")->isEnabled()),
                  std::tuple(record.mid(2), false, QString(), false));

@@ -1,24 +1,17 @@
 // Files from disk into the library: what each kind of file becomes, the rules for folders and
 // duplicates, the window's import with its progress and summary, and the lkimport tool.
 
-#include "ScriptedPrompts.h"
 #include "TestHome.h"
 #include "components/FileImporter.h"
-#include "data/NodeKey.h"
 #include "import/FileImport.h"
 #include "rtf/HtmlNesting.h"
 #include "rtf/ImportedHtml.h"
 #include "rtf/RtfReader.h"
 #include "system/TextDecoder.h"
-#include "tree/ctlTree.h"
-#include "widgets/TreeView.h"
 
-#include <QApplication>
-#include <QMimeData>
 #include <QProcess>
 #include <QProgressDialog>
 #include <QPushButton>
-#include <QSignalSpy>
 #include <QSqlQuery>
 #include <QStringEncoder>
 #include <QTest>
@@ -69,14 +62,9 @@ private Q_SLOTS:
     void encodings_data();
     void encodings();
     void otherKinds();
-    void unreadableFiles();
-    void nesting();
-    void importedLinks();
-    void foldersAndDuplicates();
-    void dropOnTree();
-    void progressAndCancel();
+    void importedHtml();
+    void importsAndTheirFolders();
     void lkimport();
-    void lkimportNamesAndStores();
     void concurrentImports();
     void fuzzedInputs();
 };
@@ -141,10 +129,6 @@ void tst_fileimport::otherKinds()
                         QString::fromLatin1(QByteArray(rtf).replace("\xe2\xe5\xf2", "\\'e2\\'e5\\'f2")),
                         QStringLiteral("При вет\n"), QStringLiteral("Boss Review"), quint8(3)));
 
-    // An editor's UTF-8 mark goes: escaped, it would stand before "{\rtf" and hide the document.
-    file = FileImport::Convert(write(dir, QStringLiteral("marked.rtf"), "\xEF\xBB\xBF{\\rtf1 Caf\xE9}"));
-    QCOMPARE(file.Row.txt_rtf, QStringLiteral("{\\rtf1 Caf\\'e9}"));
-
     // A truncated one keeps what the reader makes of it, as a document of its own.
     file = FileImport::Convert(write(dir, QStringLiteral("cut.rtf"), "{\\rtf1 Hello {\\b bold"));
     QCOMPARE(std::pair(RtfReader::IsWhole(file.Row.txt_rtf.toLatin1()), plainOf(file).trimmed()),
@@ -189,11 +173,8 @@ void tst_fileimport::otherKinds()
     QCOMPARE(std::pair(FileImport::SubCategoryFor(QStringLiteral("GameShark CODES")),
                        FileImport::SubCategoryFor(QStringLiteral("E3 Preview"))),
              std::pair(quint8(2), quint8(4)));
-}
 
-void tst_fileimport::unreadableFiles()
-{
-    QTemporaryDir dir;
+    // What holds no text is left out, with the reason.
     const std::tuple<const char *, QByteArray, const char *> bad[] = {
         {"cover.png", QByteArray("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16) + QByteArray(64, 'x'), "not a text file"},
         {"setup.txt", QByteArray("MZ\x90\0\3\0\0\0", 8).repeated(50), "not a text file"},
@@ -217,8 +198,9 @@ void tst_fileimport::unreadableFiles()
              std::pair(QStringLiteral("not a regular file"), QStringLiteral("not found")));
 }
 
-// Markup nested past the cap keeps its text without its tags; what is no nesting is left alone.
-void tst_fileimport::nesting()
+// Web pages: markup nested past the cap keeps its text without its tags, what is no nesting is left
+// alone; and the links that stay.
+void tst_fileimport::importedHtml()
 {
     const auto times = [](const char *text, int n) {
         return QString::fromLatin1(text).repeated(n);
@@ -258,12 +240,9 @@ void tst_fileimport::nesting()
         const ImportedFile file = FileImport::Convert(write(dir, QStringLiteral("deep.html"), bytes));
         QCOMPARE(std::tuple(file.Skipped, plainOf(file).count(QLatin1String("level"))), std::tuple(QString(), 20000));
     }
-}
 
-// Only web, mail and FTP links stay links, relative ones only on a web page. In the document a link
-// that is kept leads to its full address, one that is not is text.
-void tst_fileimport::importedLinks()
-{
+    // Only web, mail and FTP links stay links, relative ones only on a web page. In the document a
+    // link that is kept leads to its full address, one that is not is text.
     const QString site = QStringLiteral("https://games.example/guides/index.html");
     const QString links[][3] = {{"http://games.example/a?b=1", {}, "http://games.example/a?b=1"},
                                 {"mailto:author@games.example", {}, "mailto:author@games.example"},
@@ -285,84 +264,7 @@ void tst_fileimport::importedLinks()
     }
 }
 
-void tst_fileimport::foldersAndDuplicates()
-{
-    TestHome home;
-    const qint32 game = home.addGame(18, 1, QStringLiteral("Star Quest"));
-    QTemporaryDir dir;
-    QDir root(dir.path());
-    QVERIFY(root.mkpath(QStringLiteral("faqs/part 2")) && root.mkpath(QStringLiteral("faqs/.hidden")) &&
-            root.mkpath(QStringLiteral("faqs/page_files")));
-    for (const char *name : {"faqs/Guide 10.txt", "faqs/Guide 9.txt", "faqs/part 2/Maps.txt", "faqs/.notes.txt",
-                             "faqs/.hidden/x.txt", "faqs/page.html", "faqs/page_files/style.txt"})
-        write(dir, QLatin1String(name), "text\n");
-
-    // Files before sub-folders, numbers by value; hidden entries and a saved page's resources stay out.
-    const QString faqs = dir.filePath(QStringLiteral("faqs"));
-    const QStringList files =
-        FileImport::Collect({faqs + QStringLiteral("/"), dir.filePath(QStringLiteral("nothing"))});
-    QCOMPARE(files, (QStringList{faqs + QStringLiteral("/Guide 9.txt"), faqs + QStringLiteral("/Guide 10.txt"),
-                                 faqs + QStringLiteral("/page.html"), faqs + QStringLiteral("/part 2/Maps.txt"),
-                                 dir.filePath(QStringLiteral("nothing"))}));
-
-    // A file whose path is already a source of the game is known; one of another game is not.
-    const qint32 other = home.addGame(18, 1, QStringLiteral("Other"));
-    QSqlQuery(QStringLiteral("UPDATE file SET src = '%1' WHERE auto_id = %2")
-                  .arg(files[0])
-                  .arg(home.addFile(other, 1, QStringLiteral("Elsewhere"))),
-              home.db());
-    FileImport import(home.db(), game);
-    ErrObject err;
-    QVERIFY(import.Begin(&err) && !import.IsKnown(files[0]));
-    ImportedFile file = FileImport::Convert(files[0]);
-    QVERIFY(import.Store(&file, &err) && import.IsKnown(files[0]));
-    QCOMPARE(home.count(QStringLiteral("SELECT game_id FROM file WHERE auto_id = %1").arg(file.Row.auto_id)), game);
-    FileImport again(home.db(), game);
-    QVERIFY(again.Begin(&err) && again.IsKnown(files[0]));
-
-    // A game that is gone takes nothing.
-    FileImport gone(home.db(), 9999);
-    QVERIFY(!gone.Begin(&err) && err.Number == ErrNumber::NoCurrentRecord);
-}
-
-void tst_fileimport::dropOnTree()
-{
-    TestHome home;
-    ScriptedPrompts prompts; // an unexpected message fails the test
-    const qint32 star = home.addGame(18, 1, QStringLiteral("Star Quest"));
-    home.addFile(star, 1, QStringLiteral("Old"));
-    QTemporaryDir dir;
-    const QString cheats = write(dir, QStringLiteral("Cheats.txt"), encoded(faqHeader, "windows-1252"));
-
-    ctlTree tree;
-    tree.setStore(&home.store());
-    tree.resize(300, 500);
-    tree.show();
-    tree.LoadTree();
-    auto *view = tree.findChild<TreeView *>(QStringLiteral("tvwFiles"));
-    TreeNode *node = view->Node(NodeKey::Game(star, 1, 18));
-    view->EnsureVisible(node);
-    const QPoint pos = view->visualItemRect(node).center();
-    QSignalSpy added(&tree, &ctlTree::AddToView);
-
-    // A file manager's drag: the source is let go, the import follows; one file that goes in says
-    // nothing, it shows in the list.
-    QMimeData data;
-    data.setUrls({QUrl::fromLocalFile(cheats)});
-    QDragEnterEvent enter(pos, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
-    QApplication::sendEvent(view->viewport(), &enter);
-    QDropEvent event(pos, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
-    QApplication::sendEvent(view->viewport(), &event);
-    QCOMPARE(event.dropAction(), Qt::IgnoreAction); // a file manager would delete a moved source
-    QCoreApplication::sendPostedEvents();
-    QCOMPARE(std::tuple(added.size(), added.value(0).mid(1, 3),
-                        home.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(star)),
-                        node->Text().endsWith(QStringLiteral("(2)")), view->DropHighlight()),
-             std::tuple(qsizetype(1), QVariantList({QStringLiteral("Cheats"), cheats, quint8(2)}), 2, true,
-                        static_cast<TreeNode *>(nullptr)));
-}
-
-void tst_fileimport::progressAndCancel()
+void tst_fileimport::importsAndTheirFolders()
 {
     TestHome home;
     const qint32 game = home.addGame(18, 1, QStringLiteral("Star Quest"));
@@ -395,6 +297,34 @@ void tst_fileimport::progressAndCancel()
     QCOMPARE(std::tuple(label, home.count(QStringLiteral("SELECT count(*) FROM file")), importer.Summary()),
              std::tuple(QStringLiteral("Importing 1 of 6:\na big guide.html"), 0,
                         QStringLiteral("The import was cancelled.\n\n0 files imported.")));
+
+    // What a folder gives, and the files a game holds already.
+    QDir root(dir.path());
+    QVERIFY(root.mkpath(QStringLiteral("faqs/part 2")) && root.mkpath(QStringLiteral("faqs/.hidden")) &&
+            root.mkpath(QStringLiteral("faqs/page_files")));
+    for (const char *name : {"faqs/Guide 10.txt", "faqs/Guide 9.txt", "faqs/part 2/Maps.txt", "faqs/.notes.txt",
+                             "faqs/.hidden/x.txt", "faqs/page.html", "faqs/page_files/style.txt"})
+        write(dir, QLatin1String(name), "text\n");
+
+    // Files before sub-folders, numbers by value; hidden entries and a saved page's resources stay out.
+    const QString faqs = dir.filePath(QStringLiteral("faqs"));
+    const QStringList files =
+        FileImport::Collect({faqs + QStringLiteral("/"), dir.filePath(QStringLiteral("nothing"))});
+    QCOMPARE(files, (QStringList{faqs + QStringLiteral("/Guide 9.txt"), faqs + QStringLiteral("/Guide 10.txt"),
+                                 faqs + QStringLiteral("/page.html"), faqs + QStringLiteral("/part 2/Maps.txt"),
+                                 dir.filePath(QStringLiteral("nothing"))}));
+
+    // A file whose path is already a source of the game is known; one of another game is not.
+    const qint32 other = home.addGame(18, 1, QStringLiteral("Other"));
+    QSqlQuery(QStringLiteral("UPDATE file SET src = '%1' WHERE auto_id = %2")
+                  .arg(files[0])
+                  .arg(home.addFile(other, 1, QStringLiteral("Elsewhere"))),
+              home.db());
+    FileImport import(home.db(), game);
+    QVERIFY(import.Begin(&err) && !import.IsKnown(files[0]));
+    ImportedFile file = FileImport::Convert(files[0]);
+    QVERIFY(import.Store(&file, &err) && import.IsKnown(files[0]));
+    QCOMPARE(home.count(QStringLiteral("SELECT game_id FROM file WHERE auto_id = %1").arg(file.Row.auto_id)), game);
 }
 
 namespace {
@@ -452,17 +382,12 @@ void tst_fileimport::lkimport()
                         home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id)),
                         home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id + 1))),
              std::tuple(files, 1, 6));
-}
 
-// Names that once forged lines or vanished: every line has three fields and an escaped path, and a
-// name that is not UTF-8 is imported, shown with U+FFFD, and found when named directly; then a
-// store whose ids are used up.
-void tst_fileimport::lkimportNamesAndStores()
-{
-    TestHome home;
-    const qint32 game = home.addGame(18, 1, QStringLiteral("Star Quest"));
-    QTemporaryDir dir;
-    const QByteArray folder = QFile::encodeName(dir.path()) + '/';
+    // Names that once forged lines or vanished: every line has three fields and an escaped path, and
+    // a name that is not UTF-8 is imported, shown with U+FFFD, and found when named directly; then a
+    // store whose ids are used up.
+    QTemporaryDir odd;
+    const QByteArray folder = QFile::encodeName(odd.path()) + '/';
     const std::pair<QByteArray, QByteArray> names[] = {{"back\\slash.txt", "back\\\\slash.txt"},
                                                        {"bad\xff\xfe.txt", "bad\\xFF\\xFE.txt"},
                                                        {"caf\xc3\xa9.txt", "caf\xc3\xa9.txt"},
@@ -474,9 +399,7 @@ void tst_fileimport::lkimportNamesAndStores()
         QVERIFY(file && std::fputs("Boss strategy\n", file) >= 0 && std::fclose(file) == 0);
         expected << folder + escaped;
     }
-    const QString base = QStringLiteral("--store '%1' --game %2 ").arg(home.storePath()).arg(game);
-    QByteArray out, err;
-    QCOMPARE(runLkimport(base + QLatin1Char('\'') + dir.path() + QLatin1Char('\''), &out, &err), 0);
+    QCOMPARE(runLkimport(base + QLatin1Char('\'') + odd.path() + QLatin1Char('\''), &out, &err), 0);
     QCOMPARE(err, QByteArray());
     for (const QByteArray &line : out.split('\n').mid(0, std::size(names))) {
         const QList<QByteArray> fields = line.split('\t');
@@ -488,19 +411,19 @@ void tst_fileimport::lkimportNamesAndStores()
     QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file WHERE desc = 'bad\uFFFD\uFFFD'")), 1);
 
     // Named directly: found, and the error line is escaped the same way.
-    QCOMPARE(runLkimport(base + QStringLiteral("\"$(printf '%1/bad\\377\\376.txt')\"").arg(dir.path()), &out, &err), 0);
+    QCOMPARE(runLkimport(base + QStringLiteral("\"$(printf '%1/bad\\377\\376.txt')\"").arg(odd.path()), &out, &err), 0);
     QCOMPARE(std::tuple(out, err),
              std::tuple(QByteArray(), "lkimport: " + folder + "bad\\xFF\\xFE.txt: already in this game\n"));
 
     const QString guide =
-        base + QLatin1Char('\'') + write(dir, QStringLiteral("guide.txt"), "Guide\n") + QLatin1Char('\'');
+        base + QLatin1Char('\'') + write(odd, QStringLiteral("guide.txt"), "Guide\n") + QLatin1Char('\'');
     runElsewhere(home.storePath(), {QStringLiteral("INSERT INTO file (auto_id, game_id, sub_cat, src, desc, txt_rtf) "
                                                    "VALUES (9223372036854775807, %1, 1, '', 'last', '')")
                                         .arg(game)});
     const int usedUp = runLkimport(guide, &out, &err);
     QVERIFY2(err.contains("used up the file ids") && !err.contains("full"), err.constData());
     QCOMPARE(std::tuple(usedUp, out, home.count(QStringLiteral("SELECT count(*) FROM file"))),
-             std::tuple(1, QByteArray(), int(std::size(names)) + 1));
+             std::tuple(1, QByteArray(), files + int(std::size(names)) + 1));
 }
 
 // Two lkimports of one folder started together store each file once, round after round.

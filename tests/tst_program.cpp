@@ -51,10 +51,8 @@ void tst_program::startsAndClosesCleanly()
     QProcess lorekeep;
     QVERIFY2(start(lorekeep, scratch, {QStringLiteral("--home"), home}), qPrintable(lorekeep.errorString()));
 
-    // The log's banner is written when the window is first activated.
+    // The log's banner is written when the window is first activated (what a new home holds is tst_home's).
     QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(home + QStringLiteral("/error.log")), 30000);
-    for (const char *name : {"lorekeep.lkb", "logo.gif", "vbar.gif", "tips.txt", "QuickClip"})
-        QVERIFY2(QFile::exists(home + QLatin1Char('/') + QLatin1String(name)), name);
     QCOMPARE(lorekeep.state(), QProcess::Running);
 
     lorekeep.terminate();

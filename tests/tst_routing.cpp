@@ -157,10 +157,7 @@ class tst_routing final : public QObject
 private Q_SLOTS:
     void init() { clearSettings(); }
     void usersPath();
-    void platformsAndGames();
-    void bookmarksFollowFiles();
-    void favorites();
-    void imports();
+    void platformsGamesAndBookmarks();
     void emptyLibrary();
 };
 
@@ -242,115 +239,8 @@ void tst_routing::usersPath()
     QTRY_VERIFY(!editor);
     QCOMPARE(std::tuple(program.loading.size(), program.details->Bookmarks()->Count()),
              std::tuple(2, program.count(QStringLiteral("SELECT count(*) FROM bookmarks"))));
-}
 
-void tst_routing::platformsAndGames()
-{
-    Program program;
-    // Edit > Platforms and Remove Platform share one window, on that platform; a change reloads every pane.
-    program.form->Menu().mnuMaintPlatforms->trigger();
-    const QString platform = NodeKey::Field(program.game(3), 2);
-    program.click(platform);
-    program.tree->findChild<QAction *>(QStringLiteral("mnuHiddenPlatformRemove"))->trigger();
-    const QList<PlatformMaintenance *> windows = program.form->findChildren<PlatformMaintenance *>();
-    QVERIFY(windows.size() == 1 && windows.first()->isVisible());
-    const QTreeWidgetItem *current = windows.first()->findChild<QTreeWidget *>()->currentItem();
-    QVERIFY(current && NodeKey::Platform(quint8(current->data(0, Qt::UserRole).toUInt())) == platform);
-    QPointer<PlatformMaintenance> window = windows.first();
-    program.loading.clear();
-    program.prompts.answerMsgBox(MsgResult::Yes);
-    window->findChild<QPushButton *>(QStringLiteral("cmdRemove"))->click();
-    QTRY_COMPARE(program.loading.size(), 2);
-    window->close();
-    QTRY_VERIFY(!window);
-
-    // Enter brings the Files tab up; a moved game takes its bookmarks along, and Delete then takes them.
-    ListView *bookmarks = program.bookmarks;
-    const QString key = bookmarks->ItemAt(1)->Key();
-    const QString game = NodeKey::ParentKey(key);
-    program.click(game);
-    program.view->SelectTab(ctlView::Tab::Browser);
-    QTest::keyClick(program.treeView(), Qt::Key_Return);
-    QCOMPARE(int(program.view->SelectedTab()), 1);
-    Program::inSelector([](GameSelector *selector) {
-        auto *platforms = selector->findChild<QComboBox *>(QStringLiteral("cboPlatform"));
-        platforms->setCurrentIndex(platforms->currentIndex() == 0 ? 1 : 0);
-    });
-    program.treeAction("mnuHiddenMoveTo")->trigger();
-    const QString moved = program.tree->SelectedKey();
-    QVERIFY(moved != game && NodeKey::Id(moved, 0) == NodeKey::Id(game, 0));
-    const QString movedKey = NodeKey::Field(key, 0) + QLatin1Char('|') + moved;
-    QVERIFY(bookmarks->Item(movedKey) && bookmarks->Item(movedKey)->SubItem(4) == program.tree->GamePlatform(moved));
-
-    const QString name = program.tree->GameName(moved);
-    program.prompts.answerMsgBox(MsgResult::Yes);
-    QTest::keyClick(program.treeView(), Qt::Key_Delete);
-    QVERIFY(program.prompts.last().text.contains(name));
-    QVERIFY(!program.title().contains(name) && program.view->IsCovered() && !bookmarks->Item(movedKey));
-}
-
-void tst_routing::bookmarksFollowFiles()
-{
-    // A bookmark of a gone file asks: No keeps it, Yes deletes it. A search hit to a gone file only says so.
-    Program program;
-    ListView *bookmarks = program.bookmarks;
-    const QString gone = program.laterBookmark(); // its game keeps a file
-    const QString goneGame = NodeKey::ParentKey(gone);
-    QVERIFY(program.exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(*NodeKey::Id(gone, 0))));
-    program.prompts.answerMsgBox(MsgResult::No);
-    doubleClick(bookmarks, bookmarks->Item(gone));
-    QVERIFY(program.prompts.last().buttons == MsgButtons::YesNo && bookmarks->Item(gone));
-    // Asked again once the user has been elsewhere (the file view does not ask twice in a row).
-    program.click(NodeKey::ParentKey(goneGame));
-    program.prompts.answerMsgBox(MsgResult::Yes);
-    bookmarks->Select(bookmarks->Item(gone));
-    QTest::keyClick(bookmarks->ActiveView(), Qt::Key_Return);
-    QVERIFY(!bookmarks->Item(gone));
-    const int left = bookmarks->Count();
-    program.prompts.answerMsgBox(MsgResult::OK);
-    program.details->AddSearch(*NodeKey::Id(gone, 0), QStringLiteral("PC"), QStringLiteral("Gone"), 1,
-                               QStringLiteral("Gone"), goneGame, QString());
-    program.click(NodeKey::ParentKey(goneGame));
-    program.details->SelectTab(ctlDetails::Tab::SearchResults);
-    doubleClick(program.details->SearchResults(), program.details->SearchResults()->ItemAt(1));
-    QCOMPARE(std::tuple(program.prompts.last().buttons, bookmarks->Count()), std::tuple(MsgButtons::OK, left));
-
-    const QString key = bookmarks->ItemAt(1)->Key();
-    const QString game = NodeKey::ParentKey(key);
-
-    // A file bookmarked already is refused; an edit and a move into a new game reach the bookmark and tree.
-    const int count = bookmarks->Count();
-    program.click(game);
-    ListView *files = program.view->FileList();
-    files->Select(files->Item(NodeKey::Field(key, 0)));
-    program.prompts.answerMsgBox(MsgResult::OK);
-    program.viewAction("mnuFileBookmark")->trigger();
-    program.viewAction("mnuFileEdit")->trigger();
-    FileViewer *editor = program.view->Editor();
-    QVERIFY(editor);
-    editor->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Edited"));
-    editor->findChild<QAction *>(QStringLiteral("cmdSave"))->trigger();
-    QCOMPARE(std::tuple(bookmarks->Count(), bookmarks->Item(key)->Text(), bookmarks->Item(key)->SubItem(2)),
-             std::tuple(count, QStringLiteral("Edited"), program.tree->GameName(game)));
-    editor->close();
-    Program::inSelector([&program](GameSelector *selector) {
-        program.prompts.answerInput(QStringLiteral("Brand New"));
-        selector->findChild<QPushButton *>(QStringLiteral("cmdNewGame"))->click();
-    });
-    program.viewAction("mnuFileMove")->trigger();
-    const auto ids = NodeKey::ParseGame(game);
-    const QString otherGame =
-        NodeKey::Game(program.count(QStringLiteral("SELECT max(auto_id) FROM game")), ids->GenreId, ids->PlatformId);
-    const QString movedKey = NodeKey::Field(key, 0) + QLatin1Char('|') + otherGame;
-    QVERIFY(bookmarks->Item(movedKey));
-    QCOMPARE(std::pair(bookmarks->Item(movedKey)->SubItem(2), program.tree->GameName(otherGame)),
-             std::pair(QStringLiteral("Brand New"), QStringLiteral("Brand New")));
-}
-
-void tst_routing::favorites()
-{
     // A new favorite shows in the list at once; asked again, no second one is stored.
-    Program program;
     ListView *favorites = program.details->Favorites();
     const int listed = favorites->Count();
     QTimer::singleShot(0, [] {
@@ -398,15 +288,18 @@ void tst_routing::favorites()
     QTRY_VERIFY_WITH_TIMEOUT(titles.contains(QVariantList{QStringLiteral("Other Page")}), 30000);
     QCOMPARE(program.form->windowTitle(),
              QStringLiteral("Lorekeep - [") + program.form->Store().DatabaseName() + QStringLiteral("] - Files"));
-}
 
-void tst_routing::imports()
-{
-    Program program;
-    const QString gameKey = program.game(0);
-    program.click(gameKey);
+    // Imports, into the store opened last.
+    const QString imported = program.game(0);
+    program.click(imported);
     ListView *list = program.view->FileList();
-    const int listed = list->Count();
+    const int before = list->Count();
+    const auto counted = [&](int files) {
+        return program.nodeText(imported).endsWith(QStringLiteral(" (%1)").arg(files));
+    };
+    const auto newest = [&] {
+        return NodeKey::File(program.count(QStringLiteral("SELECT max(auto_id) FROM file")));
+    };
     QTemporaryDir dir;
     QStringList paths;
     for (const char *name : {"Part 1.txt", "Part 2.txt", "Maps.txt"}) {
@@ -414,32 +307,30 @@ void tst_routing::imports()
         writeFile(paths.constLast(), "A guide of its own.\n");
     }
 
-    // Files dropped on the list go to its game: listed, counted, the last one shown, one summary.
+    // Files dropped on the list go to its game: before, counted, the last one shown, one summary.
     QMimeData data;
     data.setUrls({QUrl::fromLocalFile(paths[0]), QUrl::fromLocalFile(paths[1])});
     program.prompts.answerMsgBox(MsgResult::OK);
     QVERIFY(drop(list->ActiveView()->viewport(), list->ActiveView()->viewport()->rect().center(), &data));
     QCoreApplication::sendPostedEvents();
-    const QString last = NodeKey::File(program.count(QStringLiteral("SELECT max(auto_id) FROM file")));
-    QCOMPARE(std::tuple(program.prompts.last().text, list->Count(), list->SelectedItem()->Key()),
-             std::tuple(QStringLiteral("2 files imported."), listed + 2, last));
-    QTRY_COMPARE(program.view->CurrentFileKey(), last);
-    QVERIFY(program.view->Viewer()->toPlainText() == QStringLiteral("A guide of its own.\n") &&
-            program.nodeText(gameKey).endsWith(QStringLiteral(" (%1)").arg(listed + 2)));
+    QCOMPARE(std::tuple(program.prompts.last().text, list->Count(), list->SelectedItem()->Key(), counted(before + 2)),
+             std::tuple(QStringLiteral("2 files imported."), before + 2, newest(), true));
+    QTRY_COMPARE(program.view->CurrentFileKey(), newest());
+    QCOMPARE(program.view->Viewer()->toPlainText(), QStringLiteral("A guide of its own.\n"));
 
     // File > Import Files imports into the selected game and starts there the next time.
     program.prompts.answerOpenFiles(QStringList{paths[2]});
     program.form->Menu().mnuFileImport->trigger();
-    QCOMPARE(list->Count(), listed + 3);
+    QCOMPARE(list->Count(), before + 3);
     program.prompts.answerOpenFiles(std::nullopt);
     program.form->Menu().mnuFileImport->trigger();
-    QCOMPARE(std::tuple(program.prompts.last().options.InitDir, list->Count()), std::tuple(dir.path(), listed + 3));
+    QCOMPARE(std::tuple(program.prompts.last().options.InitDir, list->Count()), std::tuple(dir.path(), before + 3));
 
     // A file added by another program: not while a dialog is up; then count and list follow, same file shown.
     const QString shown = list->SelectedItem()->Key();
     QTRY_COMPARE(program.view->CurrentFileKey(), shown);
     runElsewhere(program.form->Store().DatabasePath(),
-                 {QStringLiteral("INSERT INTO file (game_id) VALUES (%1)").arg(*NodeKey::Id(gameKey, 0))});
+                 {QStringLiteral("INSERT INTO file (game_id) VALUES (%1)").arg(*NodeKey::Id(imported, 0))});
     int duringDialog = -1;
     QDialog dialog(program.form.get());
     QTimer::singleShot(0, &dialog, [&] {
@@ -448,47 +339,137 @@ void tst_routing::imports()
         dialog.reject();
     });
     dialog.exec();
-    QCOMPARE(duringDialog, listed + 3);
-    QTRY_COMPARE(list->Count(), listed + 4);
-    QCOMPARE(std::tuple(program.nodeText(gameKey).endsWith(QStringLiteral(" (%1)").arg(listed + 4)),
-                        program.view->CurrentFileKey(), program.tree->SelectedKey()),
-             std::tuple(true, shown, gameKey));
+    QCOMPARE(duringDialog, before + 3);
+    QTRY_COMPARE(list->Count(), before + 4);
+    QCOMPARE(std::tuple(counted(before + 4), program.view->CurrentFileKey(), program.tree->SelectedKey()),
+             std::tuple(true, shown, imported));
 
-    // Text dropped on a game opens a new file of it; saving adds the row and one to the game's count.
+    // Text dropped on the game opens a new file of it; saving adds the row and one to the game's count.
     TreeView *treeView = program.treeView();
-    const auto dropOn = [&](const QString &key) {
-        TreeNode *node = treeView->Node(key);
-        treeView->EnsureVisible(node);
+    const auto dropText = [&] {
+        treeView->EnsureVisible(treeView->Node(imported));
         QMimeData data;
         data.setText(QStringLiteral("Drift early on the second lap."));
-        drop(treeView->viewport(), treeView->visualItemRect(node).center(), &data);
+        drop(treeView->viewport(), treeView->visualItemRect(treeView->Node(imported)).center(), &data);
         QCoreApplication::sendPostedEvents();
         FileViewer *viewer = program.tree->findChildren<FileViewer *>().constLast();
         viewer->findChild<QComboBox *>(QStringLiteral("cboSubCat"))->setCurrentIndex(1);
         viewer->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Lap tips"));
         return viewer;
     };
-    const QString first = program.game(0);
-    const int files =
-        program.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(*NodeKey::Id(first, 0)));
-    FileViewer *viewer = dropOn(first);
-    QCOMPARE(program.view->ListedGameId(), *NodeKey::Id(first, 0));
+    FileViewer *viewer = dropText();
+    QCOMPARE(program.view->ListedGameId(), *NodeKey::Id(imported, 0));
     QVERIFY(viewer->Save());
-    QCOMPARE(std::tuple(program.view->FileList()->SelectedItem()->Key(), program.view->FileList()->Count()),
-             std::tuple(NodeKey::File(program.count(QStringLiteral("SELECT max(auto_id) FROM file"))), files + 1));
-    QVERIFY(program.nodeText(first).endsWith(QStringLiteral(" (%1)").arg(files + 1)));
+    QCOMPARE(std::tuple(list->SelectedItem()->Key(), list->Count(), counted(before + 5)),
+             std::tuple(newest(), before + 5, true));
 
-    // Saved while the list shows another game, the file is counted but not listed there.
-    viewer = dropOn(first);
+    // Saved while the list shows another game, the file is counted but not before there.
+    viewer = dropText();
     program.click(program.game(1));
-    const int other = program.view->FileList()->Count();
+    const int other = list->Count();
     QVERIFY(viewer->Save());
-    QVERIFY(program.view->FileList()->Count() == other &&
-            program.nodeText(first).endsWith(QStringLiteral(" (%1)").arg(files + 2)));
+    QVERIFY(list->Count() == other && counted(before + 6));
     // A file window the import left open with changes is asked about when the program closes.
-    dropOn(first)->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Unsaved"));
+    dropText()->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Unsaved"));
     program.prompts.answerMsgBox(MsgResult::Cancel);
     QVERIFY(!program.form->close());
+}
+
+void tst_routing::platformsGamesAndBookmarks()
+{
+    Program program;
+    // Edit > Platforms and Remove Platform share one window, on that platform; a change reloads every pane.
+    program.form->Menu().mnuMaintPlatforms->trigger();
+    const QString platform = NodeKey::Field(program.game(3), 2);
+    program.click(platform);
+    program.tree->findChild<QAction *>(QStringLiteral("mnuHiddenPlatformRemove"))->trigger();
+    const QList<PlatformMaintenance *> windows = program.form->findChildren<PlatformMaintenance *>();
+    QVERIFY(windows.size() == 1 && windows.first()->isVisible());
+    const QTreeWidgetItem *current = windows.first()->findChild<QTreeWidget *>()->currentItem();
+    QVERIFY(current && NodeKey::Platform(quint8(current->data(0, Qt::UserRole).toUInt())) == platform);
+    QPointer<PlatformMaintenance> window = windows.first();
+    program.loading.clear();
+    program.prompts.answerMsgBox(MsgResult::Yes);
+    window->findChild<QPushButton *>(QStringLiteral("cmdRemove"))->click();
+    QTRY_COMPARE(program.loading.size(), 2);
+    window->close();
+    QTRY_VERIFY(!window);
+
+    // Enter brings the Files tab up; a moved game takes its bookmarks along, and Delete then takes them.
+    ListView *bookmarks = program.bookmarks;
+    const QString key = bookmarks->ItemAt(1)->Key();
+    const QString game = NodeKey::ParentKey(key);
+    program.click(game);
+    program.view->SelectTab(ctlView::Tab::Browser);
+    QTest::keyClick(program.treeView(), Qt::Key_Return);
+    QCOMPARE(int(program.view->SelectedTab()), 1);
+    Program::inSelector([](GameSelector *selector) {
+        auto *platforms = selector->findChild<QComboBox *>(QStringLiteral("cboPlatform"));
+        platforms->setCurrentIndex(platforms->currentIndex() == 0 ? 1 : 0);
+    });
+    program.treeAction("mnuHiddenMoveTo")->trigger();
+    const QString moved = program.tree->SelectedKey();
+    QVERIFY(moved != game && NodeKey::Id(moved, 0) == NodeKey::Id(game, 0));
+    const QString movedKey = NodeKey::Field(key, 0) + QLatin1Char('|') + moved;
+    QVERIFY(bookmarks->Item(movedKey) && bookmarks->Item(movedKey)->SubItem(4) == program.tree->GamePlatform(moved));
+
+    const QString name = program.tree->GameName(moved);
+    program.prompts.answerMsgBox(MsgResult::Yes);
+    QTest::keyClick(program.treeView(), Qt::Key_Delete);
+    QVERIFY(program.prompts.last().text.contains(name));
+    QVERIFY(!program.title().contains(name) && program.view->IsCovered() && !bookmarks->Item(movedKey));
+
+    // A bookmark of a gone file asks: No keeps it, Yes deletes it. A search hit to a gone file only says so.
+    const QString gone = program.laterBookmark(); // its game keeps a file
+    const QString goneGame = NodeKey::ParentKey(gone);
+    QVERIFY(program.exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(*NodeKey::Id(gone, 0))));
+    program.prompts.answerMsgBox(MsgResult::No);
+    doubleClick(bookmarks, bookmarks->Item(gone));
+    QVERIFY(program.prompts.last().buttons == MsgButtons::YesNo && bookmarks->Item(gone));
+    // Asked again once the user has been elsewhere (the file view does not ask twice in a row).
+    program.click(NodeKey::ParentKey(goneGame));
+    program.prompts.answerMsgBox(MsgResult::Yes);
+    bookmarks->Select(bookmarks->Item(gone));
+    QTest::keyClick(bookmarks->ActiveView(), Qt::Key_Return);
+    QVERIFY(!bookmarks->Item(gone));
+    const int left = bookmarks->Count();
+    program.prompts.answerMsgBox(MsgResult::OK);
+    program.details->AddSearch(*NodeKey::Id(gone, 0), QStringLiteral("PC"), QStringLiteral("Gone"), 1,
+                               QStringLiteral("Gone"), goneGame, QString());
+    program.click(NodeKey::ParentKey(goneGame));
+    program.details->SelectTab(ctlDetails::Tab::SearchResults);
+    doubleClick(program.details->SearchResults(), program.details->SearchResults()->ItemAt(1));
+    QCOMPARE(std::tuple(program.prompts.last().buttons, bookmarks->Count()), std::tuple(MsgButtons::OK, left));
+
+    // A file bookmarked already is refused; an edit and a move into a new game reach the bookmark and tree.
+    const QString fileKey = bookmarks->ItemAt(1)->Key();
+    const QString fileGame = NodeKey::ParentKey(fileKey);
+    const int count = bookmarks->Count();
+    program.click(fileGame);
+    ListView *files = program.view->FileList();
+    files->Select(files->Item(NodeKey::Field(fileKey, 0)));
+    program.prompts.answerMsgBox(MsgResult::OK);
+    program.viewAction("mnuFileBookmark")->trigger();
+    program.viewAction("mnuFileEdit")->trigger();
+    FileViewer *editor = program.view->Editor();
+    QVERIFY(editor);
+    editor->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Edited"));
+    editor->findChild<QAction *>(QStringLiteral("cmdSave"))->trigger();
+    QCOMPARE(std::tuple(bookmarks->Count(), bookmarks->Item(fileKey)->Text(), bookmarks->Item(fileKey)->SubItem(2)),
+             std::tuple(count, QStringLiteral("Edited"), program.tree->GameName(fileGame)));
+    editor->close();
+    Program::inSelector([&program](GameSelector *selector) {
+        program.prompts.answerInput(QStringLiteral("Brand New"));
+        selector->findChild<QPushButton *>(QStringLiteral("cmdNewGame"))->click();
+    });
+    program.viewAction("mnuFileMove")->trigger();
+    const auto ids = NodeKey::ParseGame(fileGame);
+    const QString otherGame =
+        NodeKey::Game(program.count(QStringLiteral("SELECT max(auto_id) FROM game")), ids->GenreId, ids->PlatformId);
+    const QString movedFile = NodeKey::Field(fileKey, 0) + QLatin1Char('|') + otherGame;
+    QVERIFY(bookmarks->Item(movedFile));
+    QCOMPARE(std::pair(bookmarks->Item(movedFile)->SubItem(2), program.tree->GameName(otherGame)),
+             std::pair(QStringLiteral("Brand New"), QStringLiteral("Brand New")));
 }
 
 void tst_routing::emptyLibrary()

@@ -144,10 +144,10 @@ void tst_selector::completeSelectOnce()
     const qint32 game = cancel || how == QLatin1String("placeOnly") ? preset : other;
     const QVariantList expected = cancel ? QVariantList({5, 1, game, true}) : QVariantList({6, 3, game, false});
     QCOMPARE(spy, QList<QVariantList>{expected});
-    QCOMPARE(std::tuple(selector.PlatformId(), selector.GenreId(), selector.GameId(), selector.Cancelled()),
-             std::tuple(quint8(expected[0].toInt()), quint8(expected[1].toInt()), game, cancel));
     const char *name = game == other ? "Tetris" : how == QLatin1String("placeOnly") ? "Banjo" : "";
-    QCOMPARE(selector.GameName(), QString::fromLatin1(name));
+    QCOMPARE(std::tuple(selector.PlatformId(), selector.GenreId(), selector.GameId(), selector.Cancelled(),
+                        selector.GameName()),
+             std::tuple(quint8(expected[0].toInt()), quint8(expected[1].toInt()), game, cancel, QLatin1String(name)));
 }
 
 void tst_selector::brokenStore()

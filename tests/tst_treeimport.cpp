@@ -122,10 +122,7 @@ class tst_treeimport final : public QObject
 private Q_SLOTS:
     void dropOnNodes();
     void directImportAndSave();
-    void pageAlreadyInLibrary();
-    void longParagraph();
-    void dropFromOtherPrograms();
-    void importFolder();
+    void importFiles();
 };
 
 void tst_treeimport::dropOnNodes()
@@ -166,6 +163,32 @@ void tst_treeimport::dropOnNodes()
     lib.drop(empty, "text/plain", "x", lib.star);
     QCOMPARE(std::tuple(lib.seen, lib.viewers().size()), std::tuple(QString(), 2));
     QVERIFY(readFile(lib.home.file("error.log")).contains("OLEDragDrop"));
+
+    // The browser's page is not the source of text dragged from elsewhere: the drag's own link is, or nothing.
+    lib.fromBrowser = false;
+    const QPoint tetra = lib.at(NodeKey::Game(lib.tetra, 4, 19));
+    lib.drop(tetra, "text/plain", "plain");
+    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")), std::tuple(QString(), QString()));
+    lib.drop(tetra, "text/plain", "linked", 0, {QUrl("https://faqs.example/tetra?x=1")});
+    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc"), lib.editor()->toPlainText()),
+             std::tuple(QString("https://faqs.example/tetra?x=1"), QString(), QString("linked")));
+    lib.drop(tetra, "text/plain", "moz", 0, {}, QStringLiteral("https://m.example/a\nMoz Title"));
+    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")),
+             std::tuple(QString("https://m.example/a"), QString("Moz Title")));
+    lib.fromBrowser = true;
+    lib.drop(tetra, "text/plain", "from the page", 0, {QUrl("https://faqs.example/")});
+    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")), std::tuple(lib.url, lib.title));
+
+    // Far longer than a window's worth: it arrives whole, in short paragraphs, never broken inside a character.
+    const QString text =
+        QStringLiteral("walkthrough ").repeated(2500) + QStringLiteral("x") + QStringLiteral("😀").repeated(8000);
+    lib.drop(lib.at(NodeKey::Game(lib.star, 1, 18)), "text/plain", text.toUtf8());
+    QString joined;
+    for (QTextBlock block = lib.editor()->document()->begin(); block.isValid(); block = block.next()) {
+        QVERIFY(block.length() <= 10001 && QStringView(block.text()).isValidUtf16());
+        joined += block.text();
+    }
+    QCOMPARE(joined, text);
 }
 
 void tst_treeimport::directImportAndSave()
@@ -204,64 +227,27 @@ void tst_treeimport::directImportAndSave()
     QCOMPARE(std::tuple(lib.view->Node(NodeKey::Game(lib.star, 1, 18))->Text(),
                         lib.view->Node(NodeKey::Game(lib.tetra, 4, 19))->Text()),
              std::tuple(QString("Star Quest (2)"), QString("Tetra (1)")));
-}
 
-void tst_treeimport::pageAlreadyInLibrary()
-{
-    Library lib;
+    // A page the library holds already is asked about before its window opens.
     lib.url = QStringLiteral("https://example.org/Guide");
     lib.prompts.answerMsgBox(MsgResult::No);
     lib.answer(lib.tetra);
     lib.tree.DirectImport({lib.url, {}, {}});
     QCOMPARE(std::tuple(lib.prompts.shown().size(), lib.viewers().size(), lib.prompts.last().text),
              std::tuple(
-                 1, 0, QString("This page is already in Lorekeep as \"Guide\" in Star Quest (PC).  Import it again?")));
+                 2, 2, QString("This page is already in Lorekeep as \"Guide\" in Star Quest (PC).  Import it again?")));
     lib.prompts.answerMsgBox(MsgResult::Yes);
     lib.drop(lib.at(NodeKey::Game(lib.tetra, 4, 19)), "text/plain", "again");
-    QCOMPARE(std::tuple(lib.viewers().size(), lib.editor()->toPlainText()), std::tuple(1, QString("again")));
+    QCOMPARE(std::tuple(lib.viewers().size(), lib.editor()->toPlainText()), std::tuple(3, QString("again")));
 
     // The start page asks nothing (an unexpected question fails the test).
     QVERIFY(QSqlQuery(lib.home.db()).exec("UPDATE file SET src = 'Start Page'"));
     lib.url = QStringLiteral("Start Page");
     lib.drop(lib.at(NodeKey::Game(lib.tetra, 4, 19)), "text/plain", "again");
-    QCOMPARE(std::tuple(lib.prompts.shown().size(), lib.viewers().size()), std::tuple(2, 2));
+    QCOMPARE(std::tuple(lib.prompts.shown().size(), lib.viewers().size()), std::tuple(3, 4));
 }
 
-void tst_treeimport::longParagraph()
-{
-    // Far longer than a window's worth: it arrives whole, in short paragraphs, never broken inside a character.
-    Library lib;
-    const QString text =
-        QStringLiteral("walkthrough ").repeated(2500) + QStringLiteral("x") + QStringLiteral("😀").repeated(8000);
-    lib.drop(lib.at(NodeKey::Game(lib.star, 1, 18)), "text/plain", text.toUtf8());
-    QString joined;
-    for (QTextBlock block = lib.editor()->document()->begin(); block.isValid(); block = block.next()) {
-        QVERIFY(block.length() <= 10001 && QStringView(block.text()).isValidUtf16());
-        joined += block.text();
-    }
-    QCOMPARE(joined, text);
-}
-
-void tst_treeimport::dropFromOtherPrograms()
-{
-    // The browser's page is not the source of text dragged from elsewhere: the drag's own link is, or nothing.
-    Library lib;
-    lib.fromBrowser = false;
-    const QPoint game = lib.at(NodeKey::Game(lib.tetra, 4, 19));
-    lib.drop(game, "text/plain", "plain");
-    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")), std::tuple(QString(), QString()));
-    lib.drop(game, "text/plain", "linked", 0, {QUrl("https://faqs.example/tetra?x=1")});
-    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc"), lib.editor()->toPlainText()),
-             std::tuple(QString("https://faqs.example/tetra?x=1"), QString(), QString("linked")));
-    lib.drop(game, "text/plain", "moz", 0, {}, QStringLiteral("https://m.example/a\nMoz Title"));
-    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")),
-             std::tuple(QString("https://m.example/a"), QString("Moz Title")));
-    lib.fromBrowser = true;
-    lib.drop(game, "text/plain", "from the page", 0, {QUrl("https://faqs.example/")});
-    QCOMPARE(std::tuple(lib.field("txtSource"), lib.field("txtDesc")), std::tuple(lib.url, lib.title));
-}
-
-void tst_treeimport::importFolder()
+void tst_treeimport::importFiles()
 {
     // A folder imported on the root: the summary names files by their place in the folder.
     Library lib;
@@ -275,6 +261,19 @@ void tst_treeimport::importFolder()
     QCOMPARE(std::pair(lib.seen, lib.prompts.last().text),
              std::pair(QStringLiteral("Import Folder... 1/1"),
                        QStringLiteral("1 file imported, 1 skipped:\n\nmaps/box.gif: not a text file")));
+
+    // A file manager's drag onto a game: the source is let go (a moved source would be deleted), the
+    // import follows, and one file that goes in says nothing: it shows in the list.
+    QSignalSpy added(&lib.tree, &ctlTree::AddToView);
+    const QString cheats = dir.filePath("Cheats.txt");
+    writeFile(cheats, "Level 1: up, up, down.\n");
+    const QString star = NodeKey::Game(lib.star, 1, 18);
+    QCOMPARE(lib.drop(lib.at(star), "text/uri-list", QUrl::fromLocalFile(cheats).toEncoded()), Qt::IgnoreAction);
+    QCOMPARE(std::tuple(added.size(), added.value(0).mid(1, 3),
+                        lib.home.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(lib.star)),
+                        lib.view->Node(star)->Text(), lib.highlight()),
+             std::tuple(qsizetype(1), QVariantList({QStringLiteral("Cheats"), cheats, quint8(2)}), 2,
+                        QStringLiteral("Star Quest (2)"), QString()));
 }
 
 QTEST_MAIN(tst_treeimport)

@@ -104,16 +104,10 @@ private Q_SLOTS:
     void init() { clearSettings(); }
     void listAdapter();
     void listAndShowFiles();
-    void unreadableFile();
-    void longTextShowsWhenRead();
-    void sortViewAndWidths();
-    void deleteFile();
+    void longAndUnreadableTexts();
+    void writeAndDelete();
     void copyAndMove();
-    void fileMenuOffersWebSources();
-    void viewerMenuAndQuickClip();
-    void everyTextCopiesAll();
-    void editorRoundTrip();
-    void printInfo();
+    void menus();
 };
 
 void tst_view::listAdapter()
@@ -211,10 +205,12 @@ void tst_view::listAndShowFiles()
 
     shelf.list_(shelf.empty, QStringLiteral("Empty"));
     QCOMPARE(std::tuple(shelf.caption(), shelf.shown()), std::tuple(QString(" Empty: 0 Files."), QString()));
-    // A file without any text lists and shows as empty.
+    // A file without any text lists and shows as empty, and leaves nothing to print.
     shelf.list_(shelf.solo, QStringLiteral("Solo"));
-    QCOMPARE(std::tuple(shelf.caption(), shelf.view.CurrentFileKey(), shelf.shown()),
-             std::tuple(QString(" Solo: 1 File."), shelf.key(shelf.only), QString()));
+    QTextDocument printout(QStringLiteral("kept"));
+    QCOMPARE(std::tuple(shelf.caption(), shelf.view.CurrentFileKey(), shelf.shown(), shelf.view.PrintInfo(&printout),
+                        printout.toPlainText()),
+             std::tuple(QString(" Solo: 1 File."), shelf.key(shelf.only), QString(), false, QString("kept")));
 
     // Told not to, the view selects and shows nothing.
     QSignalSpy missing(&shelf.view, &ctlView::NoFileKeyFound);
@@ -243,36 +239,38 @@ void tst_view::listAndShowFiles()
     QTest::keyClicks(shelf.view.Viewer(), QStringLiteral("typed"));
     QCOMPARE(shelf.shown(), QStringLiteral("changed"));
     QVERIFY(!QFile::exists(shelf.home.file(QStringLiteral("error.log"))));
-}
 
-void tst_view::unreadableFile()
-{
-    Shelf shelf;
-    ScriptedPrompts prompts;
+    // The view style and the column widths as the settings say.
+    const auto widths = [&] {
+        return QList<int>{shelf.list->ColumnWidth(0), shelf.list->ColumnWidth(1), shelf.list->ColumnWidth(2)};
+    };
+    const auto pixels = [](int a, int b, int c) {
+        return QList<int>{Twips::toPixelsX(a), Twips::toPixelsX(b), Twips::toPixelsX(c)};
+    };
+    shelf.view.InitView();
+    QCOMPARE(std::tuple(widths(), shelf.list->View()), std::tuple(pixels(3980, 2900, 2270), int(ListView::Report)));
+    SaveSetting(SettingKeys::AppLayout, QStringLiteral("1"));
+    SaveSetting(SettingKeys::FileView, QStringLiteral("0"));
+    shelf.view.InitView();
+    SaveSetting(SettingKeys::FileView, QStringLiteral("seven"));
+    shelf.view.Re_View();
+    QCOMPARE(std::tuple(widths(), shelf.list->View()), std::tuple(pixels(3800, 2699, 1640), int(ListView::Icon)));
+    SaveSetting(SettingKeys::FileView, QStringLiteral("3"));
+    shelf.view.Re_View();
+
+    // A click on "Source" sorts by source, also for games listed later; the first row by that order is the one shown.
     shelf.list_(shelf.quest, QStringLiteral("Quest"));
-    const QString shown = shelf.view.CurrentFileKey();
-    const QList<qint32> damaged = shelf.home.addDamagedFiles(shelf.empty, 3000);
-    QVERIFY(!damaged.isEmpty());
-
-    // A damaged file is told and logged; the view keeps the file it showed, and a second try reads again.
-    for (int attempt = 1; attempt <= 2; ++attempt) {
-        prompts.answerMsgBox(MsgResult::OK);
-        shelf.view.SelectFile(shelf.key(damaged.first()));
-        QCOMPARE(prompts.shown().size(), attempt);
-        QVERIFY(prompts.last().text.startsWith(QStringLiteral("SelectFile Error: 3049")));
-        QCOMPARE(std::tuple(shelf.view.CurrentFileKey(), shelf.list->SelectedItem()->Key(), shelf.shown()),
-                 std::tuple(shown, shown, QStringLiteral("The guide.")));
-    }
-    QVERIFY(readFile(shelf.home.file(QStringLiteral("error.log"))).contains("SelectFile"));
-
-    // A game whose list runs into the page is told too, not listed short.
-    prompts.answerMsgBox(MsgResult::OK);
-    shelf.list_(shelf.empty, QStringLiteral("Empty"));
-    QVERIFY(prompts.last().text.startsWith(QStringLiteral("ListFiles Error: 3049")));
-    QCOMPARE(shelf.list->Count(), 0);
+    auto *header = shelf.view.findChild<QTreeView *>()->header();
+    QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
+                      QPoint(header->sectionViewportPosition(1) + 5, header->height() / 2));
+    QVERIFY(shelf.list->Sorted() && shelf.list->SortKey() == 1);
+    shelf.view.Reset();
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    QCOMPARE(std::tuple(shelf.list->ItemAt(4)->Key(), shelf.view.CurrentFileKey()),
+             std::tuple(shelf.key(shelf.review), shelf.list->ItemAt(1)->Key()));
 }
 
-void tst_view::longTextShowsWhenRead()
+void tst_view::longAndUnreadableTexts()
 {
     Shelf shelf; // two tables long enough to be read on a worker thread
     const auto table = [](int rows, const char *end) -> QString {
@@ -313,45 +311,78 @@ void tst_view::longTextShowsWhenRead()
     QVERIFY(loader && loader->IsLoading());
     shelf.view.Clear();
     QCOMPARE(std::pair(loader->IsLoading(), shelf.shown()), std::pair(false, QString()));
+
+    // Files the store cannot read.
+    ScriptedPrompts prompts;
+    shelf.list_(shelf.quest, QStringLiteral("Quest"));
+    const QString kept = shelf.view.CurrentFileKey();
+    const QList<qint32> damaged = shelf.home.addDamagedFiles(shelf.empty, 3000);
+    QVERIFY(!damaged.isEmpty());
+
+    // A damaged file is told and logged; the view keeps the file it showed, and a second try reads again.
+    for (int attempt = 1; attempt <= 2; ++attempt) {
+        prompts.answerMsgBox(MsgResult::OK);
+        shelf.view.SelectFile(shelf.key(damaged.first()));
+        QCOMPARE(prompts.shown().size(), attempt);
+        QVERIFY(prompts.last().text.startsWith(QStringLiteral("SelectFile Error: 3049")));
+        QCOMPARE(std::tuple(shelf.view.CurrentFileKey(), shelf.list->SelectedItem()->Key(), shelf.shown()),
+                 std::tuple(kept, kept, QStringLiteral("The guide.")));
+    }
+    QVERIFY(readFile(shelf.home.file(QStringLiteral("error.log"))).contains("SelectFile"));
+
+    // A game whose list runs into the page is told too, not listed short.
+    prompts.answerMsgBox(MsgResult::OK);
+    shelf.list_(shelf.empty, QStringLiteral("Empty"));
+    QVERIFY(prompts.last().text.startsWith(QStringLiteral("ListFiles Error: 3049")));
+    QCOMPARE(shelf.list->Count(), 0);
 }
 
-void tst_view::sortViewAndWidths()
-{
-    Shelf shelf;
-    const auto widths = [&] {
-        return QList<int>{shelf.list->ColumnWidth(0), shelf.list->ColumnWidth(1), shelf.list->ColumnWidth(2)};
-    };
-    const auto pixels = [](int a, int b, int c) {
-        return QList<int>{Twips::toPixelsX(a), Twips::toPixelsX(b), Twips::toPixelsX(c)};
-    };
-    shelf.view.InitView();
-    QCOMPARE(std::tuple(widths(), shelf.list->View()), std::tuple(pixels(3980, 2900, 2270), int(ListView::Report)));
-    SaveSetting(SettingKeys::AppLayout, QStringLiteral("1"));
-    SaveSetting(SettingKeys::FileView, QStringLiteral("0"));
-    shelf.view.InitView();
-    SaveSetting(SettingKeys::FileView, QStringLiteral("seven"));
-    shelf.view.Re_View();
-    QCOMPARE(std::tuple(widths(), shelf.list->View()), std::tuple(pixels(3800, 2699, 1640), int(ListView::Icon)));
-    SaveSetting(SettingKeys::FileView, QStringLiteral("3"));
-    shelf.view.Re_View();
-
-    // A click on "Source" sorts by source, also for games listed later; the first row by that order is the one shown.
-    shelf.list_(shelf.quest, QStringLiteral("Quest"));
-    auto *header = shelf.view.findChild<QTreeView *>()->header();
-    QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
-                      QPoint(header->sectionViewportPosition(1) + 5, header->height() / 2));
-    QVERIFY(shelf.list->Sorted() && shelf.list->SortKey() == 1);
-    shelf.view.Reset();
-    shelf.list_(shelf.quest, QStringLiteral("Quest"));
-    QCOMPARE(std::tuple(shelf.list->ItemAt(3)->Key(), shelf.view.CurrentFileKey()),
-             std::tuple(shelf.key(shelf.review), shelf.list->ItemAt(1)->Key()));
-}
-
-void tst_view::deleteFile()
+void tst_view::writeAndDelete()
 {
     ScriptedPrompts prompts;
     Shelf shelf;
     QSignalSpy counts(&shelf.view, &ctlView::UpdateGameNode);
+    shelf.list_(shelf.solo, QStringLiteral("Solo"));
+
+    shelf.view.AddNewFile();
+    FileViewer *editor = shelf.view.Editor();
+    QVERIFY(editor && editor->isVisible() && editor->CurrentMode() == FileViewer::NewMode);
+    editor->findChild<QComboBox *>(QStringLiteral("cboSubCat"))->setCurrentIndex(3);
+    editor->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Sneak peek"));
+    auto *text = editor->findChild<QTextEdit *>(QStringLiteral("rtbText"));
+    text->setFocus();
+    QTest::keyClicks(text, QStringLiteral("First look"));
+    QVERIFY(editor->Save());
+    ListItem *added = shelf.list->SelectedItem();
+    QVERIFY(added);
+    QCOMPARE(
+        std::tuple(added->Text(), added->SubItem(2), shelf.shown(), shelf.caption(), shelf.files(shelf.solo)),
+        std::tuple(QString("Sneak peek"), QString("Preview"), QString("First look"), QString(" Solo: 2 Files."), 2));
+    QCOMPARE(counts.first(), (QVariantList{NodeKey::Game(shelf.solo, 1, 18), 0}));
+    editor->close();
+
+    // Edited, the row and the text follow what was stored.
+    shelf.trigger("mnuFileEdit");
+    editor = shelf.view.Editor();
+    text = editor->findChild<QTextEdit *>(QStringLiteral("rtbText"));
+    QCOMPARE(std::pair(editor->CurrentMode(), text->toPlainText()),
+             std::pair(quint8(FileViewer::EditMode), QStringLiteral("First look")));
+    text->moveCursor(QTextCursor::End);
+    QTest::keyClicks(text, QStringLiteral(", revised"));
+    editor->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QString(60, QLatin1Char('d')));
+    QVERIFY(editor->Save());
+    QCOMPARE(std::tuple(added->Text(), shelf.shown()),
+             std::tuple(QString(60, QLatin1Char('d')), QString("First look, revised")));
+    editor->close();
+
+    // A double click opens the viewer only to read.
+    doubleClick(shelf.list, added);
+    QCOMPARE(std::tuple(shelf.view.Editor()->CurrentMode(),
+                        shelf.view.Editor()->findChild<QTextEdit *>(QStringLiteral("rtbText"))->toPlainText()),
+             std::tuple(quint8(FileViewer::ViewMode), QString("First look, revised")));
+
+    // Deleted, a file leaves the list and the store, after the user said so.
+    counts.clear();
     QSignalSpy bookmarks(&shelf.view, &ctlView::DeleteBookmark);
     shelf.list_(shelf.quest, QStringLiteral("Quest"));
     shelf.view.SelectFile(shelf.key(shelf.review));
@@ -422,7 +453,7 @@ void tst_view::copyAndMove()
              (QVariantList{shelf.path(shelf.review, shelf.quest), shelf.path(shelf.review, shelf.solo)}));
 }
 
-void tst_view::fileMenuOffersWebSources()
+void tst_view::menus()
 {
     // The source's scheme decides whether the menu offers it, in any letter case.
     Shelf shelf;
@@ -463,14 +494,9 @@ void tst_view::fileMenuOffersWebSources()
     auto *addOnly = shelf.view.findChild<QMenu *>(QStringLiteral("mnuAddOnly"));
     QVERIFY(!shelf.list->SelectedItem() && addOnly->isVisible());
     addOnly->hide();
-}
 
-void tst_view::viewerMenuAndQuickClip()
-{
     // The viewer's pop-up: Quick Clip for two characters or more, Copy for any selection, Select All always.
-    Shelf shelf;
     QSignalSpy quick(&shelf.view, &ctlView::SendQuick);
-    shelf.list_(shelf.quest, QStringLiteral("Quest"));
     auto *quickMenu = shelf.view.findChild<QMenu *>(QStringLiteral("mnuQuickMenu"));
     const auto offered = [quickMenu](const char *name) {
         const QAction *action = quickMenu->findChild<QAction *>(QLatin1String(name));
@@ -493,21 +519,13 @@ void tst_view::viewerMenuAndQuickClip()
             std::tuple(true, true, length == 2, length > 0));
         quickMenu->hide();
     }
-    // Quick Clips get the game's header and the text, whole or selected.
-    shelf.view.SelectFile(shelf.key(shelf.review));
-    shelf.trigger("mnuAddQuick");
-    const QString header = QStringLiteral("Platform: PC\r\nGame: Quest\r\nGenre: Action");
-    QCOMPARE(quick.last(), (QVariantList{header, QStringLiteral("The review.")}));
+    // A Quick Clip of a selection takes only the selected text under the game's header.
     select(4, 10);
     shelf.trigger("mnuSendQuick");
-    QCOMPARE(quick.last().at(1).toString(), QStringLiteral("review"));
-}
+    QCOMPARE(quick.last(),
+             (QVariantList{QStringLiteral("Platform: PC\r\nGame: Quest\r\nGenre: Action"), QStringLiteral("review")}));
 
-void tst_view::everyTextCopiesAll()
-{
     // In the viewer and the file window Ctrl+A and Ctrl+C copy all; the file window keeps the standard menu.
-    Shelf shelf;
-    shelf.list_(shelf.quest, QStringLiteral("Quest"));
     ScriptedPrompts prompts;
     shelf.trigger("mnuFileView");
     for (QTextEdit *text :
@@ -522,70 +540,6 @@ void tst_view::everyTextCopiesAll()
         if (text != shelf.view.Viewer())
             QCOMPARE(text->contextMenuPolicy(), Qt::DefaultContextMenu);
     }
-}
-
-void tst_view::editorRoundTrip()
-{
-    ScriptedPrompts prompts;
-    Shelf shelf;
-    QSignalSpy counts(&shelf.view, &ctlView::UpdateGameNode);
-    QSignalSpy updated(&shelf.view, &ctlView::UpdateBookmark);
-    shelf.list_(shelf.solo, QStringLiteral("Solo"));
-
-    shelf.view.AddNewFile();
-    FileViewer *editor = shelf.view.Editor();
-    QVERIFY(editor && editor->isVisible() && editor->CurrentMode() == FileViewer::NewMode);
-    editor->findChild<QComboBox *>(QStringLiteral("cboSubCat"))->setCurrentIndex(3);
-    editor->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Sneak peek"));
-    auto *text = editor->findChild<QTextEdit *>(QStringLiteral("rtbText"));
-    text->setFocus();
-    QTest::keyClicks(text, QStringLiteral("First look"));
-    QVERIFY(editor->Save());
-    ListItem *added = shelf.list->SelectedItem();
-    QVERIFY(added);
-    QCOMPARE(
-        std::tuple(added->Text(), added->SubItem(2), shelf.shown(), shelf.caption(), shelf.files(shelf.solo)),
-        std::tuple(QString("Sneak peek"), QString("Preview"), QString("First look"), QString(" Solo: 2 Files."), 2));
-    QCOMPARE(counts.first(), (QVariantList{NodeKey::Game(shelf.solo, 1, 18), 0}));
-    editor->close();
-
-    // Edited, the row, the text and the bookmark follow what was stored.
-    shelf.trigger("mnuFileEdit");
-    editor = shelf.view.Editor();
-    text = editor->findChild<QTextEdit *>(QStringLiteral("rtbText"));
-    QCOMPARE(std::pair(editor->CurrentMode(), text->toPlainText()),
-             std::pair(quint8(FileViewer::EditMode), QStringLiteral("First look")));
-    text->moveCursor(QTextCursor::End);
-    QTest::keyClicks(text, QStringLiteral(", revised"));
-    editor->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QString(60, QLatin1Char('d')));
-    QVERIFY(editor->Save());
-    QCOMPARE(std::tuple(added->Text(), shelf.shown()),
-             std::tuple(QString(60, QLatin1Char('d')), QString("First look, revised")));
-    const QString path = shelf.path(NodeKey::Id(added->Key(), 0).value(), shelf.solo);
-    QCOMPARE(updated.first(), (QVariantList{4, path, QString(QString(47, QLatin1Char('d')) + QStringLiteral("..."))}));
-    editor->close();
-
-    // A double click opens the viewer only to read.
-    doubleClick(shelf.list, added);
-    QCOMPARE(std::tuple(shelf.view.Editor()->CurrentMode(),
-                        shelf.view.Editor()->findChild<QTextEdit *>(QStringLiteral("rtbText"))->toPlainText()),
-             std::tuple(quint8(FileViewer::ViewMode), QString("First look, revised")));
-}
-
-void tst_view::printInfo()
-{
-    Shelf shelf;
-    QTextDocument target;
-    target.setPlainText(QStringLiteral("kept"));
-    shelf.list_(shelf.solo, QStringLiteral("Solo"));
-    QVERIFY(!shelf.view.PrintInfo(&target) && target.toPlainText() == QStringLiteral("kept")); // no text in the file
-
-    target.clear();
-    shelf.list_(shelf.quest, QStringLiteral("Quest"));
-    QVERIFY(shelf.view.PrintInfo(&target));
-    QCOMPARE(target.toPlainText(),
-             QStringLiteral(
-                 "Quest - Walkthrough\\Guide\nFile: Zeta guide\nSource: https://example.org/Zeta guide\n\nThe guide."));
 }
 
 QTEST_MAIN(tst_view)
