@@ -1,11 +1,15 @@
 #include "TestHome.h"
+#include "data/BookmarkTable.h"
+#include "data/FileSearch.h"
 #include "data/FileTable.h"
 #include "data/GameTable.h"
 #include "data/modADO.h"
 #include "store/StoreAddress.h"
 
+#include <QProcess>
 #include <QSignalSpy>
 #include <QSqlQuery>
+#include <QSqlRecord>
 #include <QTest>
 
 // A library shared on a PostgreSQL server. Addresses are checked on every run; the rest needs the
@@ -19,6 +23,7 @@ private Q_SLOTS:
     void opensOnlyItsOwnDatabase();
     void rightsAndLogins();
     void changesMadeElsewhere();
+    void lkcopyMovesWholeLibraries();
 };
 
 namespace {
@@ -158,6 +163,89 @@ void tst_shared::changesMadeElsewhere()
     int files = 0;
     ErrObject err;
     QVERIFY(FileTable::Count(home.db(), game, &files, &err) && files == 2);
+}
+
+namespace {
+
+// lkcopy's exit code and its output and error output together.
+std::pair<int, QString> lkcopy(const QString &source, const QString &dest)
+{
+    QProcess tool;
+    tool.start(QStringLiteral(LKCOPY_EXE), {source, dest});
+    tool.waitForFinished(120000);
+    return {tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1,
+            QString::fromUtf8(tool.readAllStandardOutput() + tool.readAllStandardError())};
+}
+
+// What a library holds, as a user would compare two: ids, names, texts, keys, and Find's answer.
+QStringList contents(const QSqlDatabase &db)
+{
+    QStringList out;
+    QSqlQuery query(db);
+    for (const char *sql : {"SELECT auto_id, platform_id, genre_id, name, coalesce(notes, '-') FROM game",
+                            "SELECT auto_id, game_id, sub_cat, src, \"desc\", txt_rtf FROM file",
+                            "SELECT auto_id, tree_key, game, file, platform, sub_cat, genre FROM bookmarks",
+                            "SELECT auto_id, url, title, \"desc\" FROM favorites"}) {
+        query.exec(QString::fromLatin1(sql) + QStringLiteral(" ORDER BY auto_id"));
+        while (query.next()) {
+            QStringList row;
+            for (int i = 0; i < query.record().count(); ++i)
+                row << query.value(i).toString();
+            out << row.join(QLatin1Char('|'));
+        }
+    }
+    QVector<FindHit> hits;
+    ErrObject err;
+    FileSearch::Find(db, {QStringLiteral("na\u00efve"), true, true, true, {}}, &hits, &err);
+    out << QString::number(hits.size());
+    return out;
+}
+
+} // namespace
+
+void tst_shared::lkcopyMovesWholeLibraries()
+{
+    TestHome home;
+    ErrObject err;
+    const qint32 game = home.addGame(5, 1, QStringLiteral("Zoë's \"Quest\""));
+    home.addFile(game, 1, QStringLiteral("Guide"), QStringLiteral("{\\rtf1\\ansi A na\\'efve hero.\\par}"));
+    const qint32 last = home.addFile(game, 2, QStringLiteral("Codes"));
+    qint32 mark = 0;
+    QVERIFY(BookmarkTable::Add(
+        home.db(),
+        {0, QStringLiteral("K_1|N_1|G_5"), QStringLiteral("Zoë"), QStringLiteral("Guide"), QStringLiteral("PC"), 1, 1},
+        &mark, &err));
+    QVERIFY(FileTable::Delete(home.db(), last, &err));
+    const QStringList before = contents(home.db());
+
+    // Through a file into a new store of the home's kind (from a server and back to one on a shared
+    // run): every row with its id, and the ids given so far are not given again.
+    const QString middle = home.file(QStringLiteral("middle.lkb"));
+    const QString back = TestHome::Shared() ? TestHome::NewDatabase() : home.file(QStringLiteral("back.lkb"));
+    const std::pair<int, QString> copied{0, QStringLiteral("copied 1 games, 1 files, 1 bookmarks, 0 favorites\n")};
+    QCOMPARE(lkcopy(home.storePath(), middle), copied);
+    QCOMPARE(lkcopy(middle, back), copied);
+    modADO copy(QStringLiteral("copy"));
+    QVERIFY2(copy.Open(back, &err), qPrintable(err.Description));
+    QCOMPARE(contents(copy.Connection()), before);
+    QVERIFY(FileTable::Add(copy.Connection(), {0, game, 1, {}, QStringLiteral("New"), {}}, &mark, &err) && mark > last);
+
+    // A destination that is not new is refused untouched; so are a missing source and bad arguments.
+    QCOMPARE(lkcopy(home.storePath(), back).first, 2);
+    QCOMPARE(contents(copy.Connection()).size(), before.size() + 1);
+    QCOMPARE(lkcopy(home.file(QStringLiteral("none.lkb")), home.file(QStringLiteral("x.lkb"))).first, 2);
+    QCOMPARE(lkcopy(home.storePath(), QStringLiteral("postgresql://host:port/x")).first, 2);
+    QVERIFY(!QFileInfo::exists(home.file(QStringLiteral("x.lkb"))));
+    if (!TestHome::Shared())
+        return;
+
+    // A row the server cannot take (a text with a NUL, which a file holds) fails the copy part-way:
+    // the database is left empty.
+    runElsewhere(middle, {QStringLiteral("INSERT INTO file (game_id, txt_rtf) VALUES (1, 'a' || char(0) || 'b')")});
+    const QString refused = TestHome::NewDatabase();
+    const auto [code, said] = lkcopy(middle, refused);
+    QVERIFY2(code == 1 && said.contains(QStringLiteral("Nothing was written")), qPrintable(said));
+    QCOMPARE(tableCount(refused), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_shared)

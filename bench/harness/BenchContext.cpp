@@ -3,6 +3,7 @@
 #include "BenchReport.h"
 #include "BenchTimer.h"
 #include "data/modADO.h"
+#include "store/StoreAddress.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -23,6 +24,14 @@ bool BenchContext::openStore(modADO *store) const
 
 bool BenchContext::openCopy(QTemporaryDir *work, modADO *store, QString *copyPath) const
 {
+    // A shared library is not copied (that would take longer than the measuring): the suite
+    // measures on it, and what it writes stays there.
+    if (StoreAddress::IsShared(m_storePath)) {
+        note(QStringLiteral("measured on the shared library itself, which keeps what the suite writes."));
+        if (copyPath)
+            *copyPath = m_storePath;
+        return openStore(store);
+    }
     const QFileInfo original(m_storePath);
     const QString copy = work->filePath(QStringLiteral("copy.lkb"));
     if (!work->isValid() || !QFile::copy(original.absoluteFilePath(), copy)) {

@@ -21,7 +21,8 @@ public:
     // Opens the store on `store`; when that fails, says why on standard error.
     bool openStore(modADO *store) const;
     // Copies the store into `work`, a folder made beside it (so on the same disk, where commits cost
-    // what they cost the user), and opens the copy on `store`: for suites that write.
+    // what they cost the user), and opens the copy on `store`: for suites that write. A shared
+    // library is opened as it is.
     bool openCopy(QTemporaryDir *work, modADO *store, QString *copyPath = nullptr) const;
     // Times `ours`, then `baseline`, and prints the line "suite/name ...". False, with a note on
     // standard error, when either returns false: nothing was measured then. `tidyOurs` runs untimed

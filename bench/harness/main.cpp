@@ -4,8 +4,8 @@
 #include "Suite.h"
 #include "data/modADO.h"
 
-#include <QCommandLineParser>
 #include <QApplication>
+#include <QCommandLineParser>
 
 #include <cstdio>
 
@@ -46,8 +46,9 @@ int main(int argc, char *argv[])
         suiteList());
     const QCommandLineOption helpOption = parser.addHelpOption();
     const QCommandLineOption listOption(QStringLiteral("list"), QStringLiteral("List the suites."));
-    const QCommandLineOption storeOption(QStringLiteral("store"), QStringLiteral("The store to measure on."),
-                                         QStringLiteral("FILE"));
+    const QCommandLineOption storeOption(
+        QStringLiteral("store"), QStringLiteral("The store to measure on: a .lkb file or a postgresql:// address."),
+        QStringLiteral("STORE"));
     const QCommandLineOption runsOption(
         QStringLiteral("runs"),
         QStringLiteral("Timed runs of each operation (default %1).").arg(BenchTimer::DefaultRuns), QStringLiteral("N"));
@@ -74,7 +75,7 @@ int main(int argc, char *argv[])
     if (!suite)
         return usageError(parser, QStringLiteral("there is no suite \"%1\".").arg(names.constFirst()));
     if (!parser.isSet(storeOption) || parser.value(storeOption).isEmpty())
-        return usageError(parser, QStringLiteral("--store FILE is required."));
+        return usageError(parser, QStringLiteral("--store FILE (or a postgresql:// address) is required."));
     int runs = BenchTimer::DefaultRuns;
     if (parser.isSet(runsOption)) {
         bool ok = false;

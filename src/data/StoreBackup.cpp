@@ -3,6 +3,7 @@
 #include "FindIndex.h"
 #include "modADO.h"
 #include "store/Schema.h"
+#include "store/StoreAddress.h"
 #include "store/StoreError.h"
 #include "store/StoreQuery.h"
 
@@ -503,6 +504,9 @@ bool StoreBackup::Check(const QString &path, QStringList *problems, ErrObject *e
 
 bool StoreBackup::QuickCheck(const QSqlDatabase &db, ErrObject *err)
 {
+    // A server keeps its own pages whole.
+    if (StoreAddress::IsShared(db))
+        return true;
     StoreQuery query(db);
     bool found = false;
     if (!query.run(QStringLiteral("PRAGMA quick_check(1)"), err) || !query.firstRow(&found, err))

@@ -63,8 +63,10 @@ int main(int argc, char *argv[])
         "shows it."));
     parser.addHelpOption();
     parser.addVersionOption();
-    const QCommandLineOption storeOption(QStringLiteral("store"), QStringLiteral("The Lorekeep store."),
-                                         QStringLiteral("STORE.lkb"));
+    const QCommandLineOption storeOption(
+        QStringLiteral("store"),
+        QStringLiteral("The Lorekeep store: a .lkb file or a shared library's postgresql:// address."),
+        QStringLiteral("STORE"));
     const QCommandLineOption fieldsOption(QStringLiteral("fields"),
                                           QStringLiteral("The fields to search (default: desc,src,text)."),
                                           QStringLiteral("desc,src,text"));

@@ -6,10 +6,10 @@
 // already in the game, 1 when some were left out or failed, 2 when the store or the game cannot be
 // used (nothing is written then).
 #include "base/Version.h"
-#include "import/FileImport.h"
-#include "import/NativePath.h"
 #include "data/StoreBackup.h"
 #include "data/modADO.h"
+#include "import/FileImport.h"
+#include "import/NativePath.h"
 
 #include <QCommandLineParser>
 #include <QGuiApplication>
@@ -55,8 +55,10 @@ int main(int argc, char *argv[])
                        "imported with everything inside them; files the game already has are passed over."));
     parser.addHelpOption();
     parser.addVersionOption();
-    const QCommandLineOption storeOption(QStringLiteral("store"), QStringLiteral("The Lorekeep store."),
-                                         QStringLiteral("STORE.lkb"));
+    const QCommandLineOption storeOption(
+        QStringLiteral("store"),
+        QStringLiteral("The Lorekeep store: a .lkb file or a shared library's postgresql:// address."),
+        QStringLiteral("STORE"));
     const QCommandLineOption gameOption(QStringLiteral("game"), QStringLiteral("The id of the game to add files to."),
                                         QStringLiteral("GAME_ID"));
     const QCommandLineOption subCatOption(

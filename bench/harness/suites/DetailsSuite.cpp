@@ -54,7 +54,7 @@ bool measureLoad(const BenchContext &context, modADO *store, ctlDetails *details
         return readRows(db,
                         QStringLiteral("SELECT auto_id, tree_key, game, file, platform, sub_cat, genre FROM bookmarks"),
                         7, &rows) &&
-               readRows(db, QStringLiteral("SELECT auto_id, url, title, desc FROM favorites"), 4, &rows) &&
+               readRows(db, QStringLiteral("SELECT auto_id, url, title, \"desc\" FROM favorites"), 4, &rows) &&
                rows == bookmarks + favorites;
     };
     return context.compare(QStringLiteral("load"), ours, baseline);

@@ -13,7 +13,7 @@
 
 namespace {
 
-const QString selectFiles = QStringLiteral("SELECT auto_id, game_id, sub_cat, src, desc, txt_rtf FROM file WHERE ");
+const QString selectFiles = QStringLiteral("SELECT auto_id, game_id, sub_cat, src, \"desc\", txt_rtf FROM file WHERE ");
 
 // Reads every column of every row the statement gives, as the store's own reader does.
 bool readRows(const QSqlDatabase &db, const QString &statement, int *rows)

@@ -9,6 +9,7 @@
 #include "data/modADO.h"
 #include "data/modNames.h"
 #include "details/ctlDetails.h"
+#include "store/StoreAddress.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -57,7 +58,8 @@ QString rarePhrase(const QSqlDatabase &db, qint64 files, FindRequest request)
     for (int attempt = 0; attempt < 200; ++attempt) {
         QSqlQuery query(db);
         const qint64 id = 1 + qint64(random.bounded(quint32(files)));
-        if (!query.exec(QStringLiteral("SELECT body FROM find_text WHERE rowid = ") + QString::number(id)) ||
+        if (!query.exec(
+                QStringLiteral("SELECT body FROM find_text WHERE %1 = %2").arg(FindIndex::KeyColumn(db)).arg(id)) ||
             !query.next())
             continue;
         const QString body = query.value(0).toString();
@@ -108,10 +110,11 @@ int runFindSuite(const BenchContext &context)
             return FileSearch::Scan(db, everything, &scanned, &err);
         };
         measured = once.compare(QStringLiteral("index-build"), build, scan) && measured;
-        context.note(QStringLiteral("index-build: %1 files; the store went from %2 MB without the index to %3 MB")
-                         .arg(files)
-                         .arg(before / 1048576)
-                         .arg(QFileInfo(copy).size() / 1048576));
+        if (!StoreAddress::IsShared(copy))
+            context.note(QStringLiteral("index-build: %1 files; the store went from %2 MB without the index to %3 MB")
+                             .arg(files)
+                             .arg(before / 1048576)
+                             .arg(QFileInfo(copy).size() / 1048576));
     }
 
     ctlDetails details;

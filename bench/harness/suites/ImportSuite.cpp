@@ -4,8 +4,8 @@
 // commits cost what they cost the user and the store itself is left as it was.
 
 #include "BenchContext.h"
-#include "import/FileImport.h"
 #include "data/modADO.h"
+#include "import/FileImport.h"
 #include "rtf/RtfWriter.h"
 
 #include <QDir>
@@ -112,7 +112,7 @@ int runImportSuite(const BenchContext &context)
     const auto baseline = [&] {
         QSqlQuery insert(db);
         insert.prepare(
-            QStringLiteral("INSERT INTO file (game_id, sub_cat, src, desc, txt_rtf) VALUES (?, ?, ?, ?, ?)"));
+            QStringLiteral("INSERT INTO file (game_id, sub_cat, src, \"desc\", txt_rtf) VALUES (?, ?, ?, ?, ?)"));
         for (const FileRow &row : std::as_const(converted)) {
             if (!db.transaction())
                 return false;

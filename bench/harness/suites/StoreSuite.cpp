@@ -8,7 +8,7 @@
 
 namespace {
 
-const QString bareColumns = QStringLiteral("SELECT auto_id, game_id, sub_cat, src, desc, txt_rtf FROM file");
+const QString bareColumns = QStringLiteral("SELECT auto_id, game_id, sub_cat, src, \"desc\", txt_rtf FROM file");
 
 // One row read the way the bare baseline reads it: every column converted, nothing else.
 FileRow bareRow(const QSqlQuery &query)
