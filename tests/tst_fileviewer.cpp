@@ -98,6 +98,7 @@ private Q_SLOTS:
     void closeWithChanges_data();
     void closeWithChanges();
     void storeFailure();
+    void editedElsewhere();
     void hugeText();
 };
 
@@ -262,7 +263,7 @@ void tst_fileviewer::storeFailure()
     Window w;
     const qint32 id = w.home.addFile(w.game, 1, QStringLiteral("Guide"));
     w.open(FileViewer::EditMode, id);
-    QSqlQuery(w.home.db()).exec(QStringLiteral("DELETE FROM file"));
+    QVERIFY(QSqlQuery(w.home.db()).exec(QStringLiteral("DROP TABLE file")));
     QTest::keyClicks(w.text(), QStringLiteral("More "));
     w.prompts.answerMsgBox(MsgResult::OK);
     QVERIFY(!w.viewer->Save());
@@ -282,6 +283,94 @@ void tst_fileviewer::storeFailure()
 
     QCOMPARE(QString::fromUtf8(readFile(w.home.file(QStringLiteral("viewer.log")))).count(QStringLiteral("FileViewer")),
              2);
+}
+
+void tst_fileviewer::editedElsewhere()
+{
+    // The other desktop is a connection of its own to the same store file or shared library.
+    Window w;
+    const auto elsewhere = [&](const QString &sql, qint32 id) {
+        runElsewhere(w.home.storePath(), {sql.arg(id)});
+    };
+    const auto type = [&](const char *text) {
+        w.text()->moveCursor(QTextCursor::End);
+        QTest::keyClicks(w.text(), QLatin1String(text));
+    };
+    const qint32 theirs = w.home.addFile(w.game, 1, QStringLiteral("Guide"), QStringLiteral("{\\rtf1 Ours}"));
+    w.open(FileViewer::EditMode, theirs);
+    QSignalSpy added(w.viewer, &FileViewer::AddFile);
+    QSignalSpy edited(w.viewer, &FileViewer::SaveEdit);
+    elsewhere(
+        QStringLiteral("UPDATE file SET \"desc\" = 'Their guide', txt_rtf = '{\\rtf1 Theirs}' WHERE auto_id = %1"),
+        theirs);
+    type(" mine");
+
+    // Cancel (and Esc) writes nothing and keeps the edit.
+    w.prompts.answerChoice(QStringLiteral("Cancel"));
+    QVERIFY(!w.viewer->Save());
+    QCOMPARE(std::tuple(w.prompts.last().text.section(QLatin1Char('\n'), 0, 0), w.prompts.last().choices.size(),
+                        w.stored(theirs).desc, w.viewer->IsDirty()),
+             std::tuple(QStringLiteral("The file \"Guide\" of Star Quest was changed elsewhere since you opened it."),
+                        qsizetype(4), QStringLiteral("Their guide"), true));
+
+    // Save As New File keeps both; the window holds the new one, and the list hears of both.
+    w.prompts.answerChoice(QStringLiteral("Save As New File"));
+    QVERIFY(w.viewer->Save());
+    const qint32 mine = w.viewer->FileId();
+    QCOMPARE(std::tuple(plain(w.stored(theirs).txt_rtf), plain(w.stored(mine).txt_rtf), w.stored(mine).game_id,
+                        added.size(), added.last().at(3).toInt(), edited.last().at(3).toString(), w.viewer->IsDirty()),
+             std::tuple(QStringLiteral("Theirs"), QStringLiteral("Ours mine"), w.game, qsizetype(1), mine,
+                        QStringLiteral("Their guide"), false));
+
+    // Overwrite puts this window's text over the other one.
+    elsewhere(QStringLiteral("UPDATE file SET sub_cat = 2 WHERE auto_id = %1"), mine);
+    type(" again");
+    w.prompts.answerChoice(QStringLiteral("Overwrite"));
+    QVERIFY(w.viewer->Save());
+    QCOMPARE(std::pair(w.stored(mine).sub_cat, plain(w.stored(mine).txt_rtf)),
+             std::pair(quint8(1), QStringLiteral("Ours mine again")));
+
+    // Discard shows the other version, which a later save no longer calls a conflict.
+    elsewhere(QStringLiteral("UPDATE file SET src = 'elsewhere' WHERE auto_id = %1"), mine);
+    type(" lost");
+    w.prompts.answerChoice(QStringLiteral("Discard"));
+    QVERIFY(!w.viewer->Save());
+    QTRY_COMPARE(w.text()->toPlainText(), QStringLiteral("Ours mine again"));
+    QCOMPARE(std::pair(w.field("txtSource")->text(), w.viewer->IsDirty()),
+             std::pair(QStringLiteral("elsewhere"), false));
+    type(" kept");
+    QVERIFY(w.viewer->Save());
+    QCOMPARE(std::pair(w.prompts.shown().size(), w.stored(mine).src),
+             std::pair(qsizetype(4), QStringLiteral("elsewhere")));
+
+    // Deleted elsewhere: No keeps editing; Yes stores the text as a new file, unless the game went too.
+    elsewhere(QStringLiteral("DELETE FROM file WHERE auto_id = %1"), mine);
+    type(" orphan");
+    w.prompts.answerMsgBox(MsgResult::No);
+    QVERIFY(!w.viewer->Save() && w.viewer->IsDirty());
+    QCOMPARE(w.prompts.last().text, QStringLiteral("The file \"Guide\" of Star Quest was deleted elsewhere.  Save your "
+                                                   "text as a new file?"));
+    w.prompts.answerMsgBox(MsgResult::Yes);
+    QVERIFY(w.viewer->Save());
+    const qint32 saved = w.viewer->FileId();
+    QCOMPARE(std::pair(plain(w.stored(saved).txt_rtf), added.size()),
+             std::pair(QStringLiteral("Ours mine again kept orphan"), qsizetype(2)));
+    elsewhere(QStringLiteral("DELETE FROM game WHERE auto_id = %1"), w.game);
+    elsewhere(QStringLiteral("DELETE FROM file WHERE auto_id = %1"), saved);
+    type("!");
+    w.prompts.answerMsgBox(MsgResult::Yes);
+    w.prompts.answerMsgBox(MsgResult::OK);
+    QVERIFY(!w.viewer->Save() && w.viewer->IsDirty());
+    QCOMPARE(w.home.count(QStringLiteral("SELECT COUNT(*) FROM file")), 1);
+
+    // Closing: Discard closes the window as the user asked, and writes nothing.
+    w.open(FileViewer::EditMode, theirs);
+    elsewhere(QStringLiteral("UPDATE file SET \"desc\" = 'Third' WHERE auto_id = %1"), theirs);
+    type(" closing");
+    w.prompts.answerMsgBox(MsgResult::Yes);
+    w.prompts.answerChoice(QStringLiteral("Discard"));
+    QVERIFY(w.viewer->close());
+    QCOMPARE(plain(w.stored(theirs).txt_rtf), QStringLiteral("Theirs"));
 }
 
 void tst_fileviewer::hugeText()

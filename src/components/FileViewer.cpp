@@ -1,11 +1,7 @@
 #include "FileViewer.h"
 
 #include "RichTextToolBar.h"
-#include "TreeLoader.h"
-#include "base/ErrorLog.h"
-#include "data/FileTable.h"
 #include "data/ShortDesc.h"
-#include "store/StoreTransaction.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
 #include "rtf/RtfWriter.h"
@@ -32,8 +28,6 @@
 #include <QVBoxLayout>
 
 namespace {
-
-const QString moduleName = QStringLiteral("FileViewer");
 
 QAction *command(QToolBar *bar, const char *name, const QString &text, const QIcon &icon)
 {
@@ -174,6 +168,8 @@ void FileViewer::Open(quint8 bytMode, quint8 bytPlatformId, quint8 bytGenreId, q
     txtDesc->setText(strDesc);
     txtSource->setText(strSource);
     m_storedRtf = strTextRTF;
+    m_storedSubCat = bytSubCat;
+    m_storedSource = strSource;
     LoadText(strTextRTF);
     m_loading = false;
 
@@ -190,91 +186,6 @@ void FileViewer::Open(quint8 bytMode, quint8 bytPlatformId, quint8 bytGenreId, q
         cboSubCat->setFocus();
     else
         rtbText->setFocus();
-}
-
-QString FileViewer::AlreadyStoredPrompt(const SourceMatch &match)
-{
-    return QStringLiteral("This page is already in Lorekeep as \"") + match.Desc + QStringLiteral("\" in ") +
-           match.GameName + QStringLiteral(" (") + TreeLoader::PlatformTag(match.PlatformId) +
-           QStringLiteral(").  Import it again?");
-}
-
-// True with `newId` 0 when the user chose not to store a page found stored meanwhile.
-bool FileViewer::AddRow(const FileRow &row, qint32 *newId, ErrObject *err)
-{
-    *newId = 0;
-    if (!m_askIfSourceStored || row.src.isEmpty())
-        return FileTable::Add(m_store->Connection(), row, newId, err);
-    SourceMatch match;
-    bool found = false;
-    {
-        // The write lock is taken before the check, so no other import can store the page between.
-        StoreTransaction transaction(m_store->Connection(), StoreTransaction::Lock::Immediate);
-        if (!transaction.begin(err) || !FileTable::FindBySource(m_store->Connection(), row.src, &match, &found, err))
-            return false;
-        if (!found)
-            return FileTable::Add(m_store->Connection(), row, newId, err) && transaction.commit(err);
-    }
-    if (MsgBox(AlreadyStoredPrompt(match), MsgButtons::YesNo, MsgIcon::Question) != MsgResult::Yes)
-        return true;
-    m_askIfSourceStored = false;
-    return FileTable::Add(m_store->Connection(), row, newId, err);
-}
-
-bool FileViewer::Save()
-{
-    if (m_mode == ViewMode)
-        return false;
-    const quint8 subCat = SelectedSubCat();
-    const QString source = txtSource->text().trimmed();
-    const QString desc = txtDesc->text().trimmed();
-    if (subCat == 0)
-        return Refuse(QStringLiteral("Please choose a category for this file."), cboSubCat);
-    if (desc.isEmpty())
-        return Refuse(QStringLiteral("Please enter a description for this file."), txtDesc);
-
-    FileRow row;
-    row.auto_id = m_fileId;
-    row.game_id = m_gameId;
-    row.sub_cat = subCat;
-    row.src = source;
-    row.desc = desc;
-    row.txt_rtf = DocumentRtf();
-    ErrObject err;
-    qint32 newId = 0;
-    const bool added = m_mode == NewMode;
-    const bool stored = added ? AddRow(row, &newId, &err) : FileTable::Update(m_store->Connection(), row, &err);
-    if (added && stored && newId == 0)
-        return false;
-    if (!stored) {
-        ReportStoreFailure(err, m_errorLog, moduleName, QStringLiteral("Save"),
-                           QStringLiteral("The file could not be saved"),
-                           QStringLiteral("The store did not accept the file."));
-        return false;
-    }
-
-    if (added) {
-        // From now on the window holds a stored file: saving again rewrites that row.
-        m_fileId = newId;
-        m_mode = EditMode;
-        ApplyMode();
-    }
-    m_desc = desc;
-    m_loading = true;
-    if (txtDesc->text() != desc)
-        txtDesc->setText(desc);
-    if (txtSource->text() != source)
-        txtSource->setText(source);
-    m_loading = false;
-    m_storedRtf = row.txt_rtf;
-    SetDirty(false);
-    UpdateTitle();
-
-    if (added)
-        Q_EMIT AddFile(m_platformId, m_genreId, m_gameId, m_fileId, subCat, source, desc, row.txt_rtf);
-    else
-        Q_EMIT SaveEdit(m_fileId, subCat, source, desc, row.txt_rtf);
-    return true;
 }
 
 void FileViewer::ApplyColor(const QColor &color)
@@ -297,7 +208,9 @@ void FileViewer::closeEvent(QCloseEvent *event)
         switch (MsgBox(QStringLiteral("Do you want to save the changes to this file?"), MsgButtons::YesNoCancel,
                        MsgIcon::Question)) {
         case MsgResult::Yes:
-            if (!Save()) {
+            // Discarding the changes for someone else's version closes as well: that is what the
+            // user was doing.
+            if (Store(true) == SaveOutcome::NotStored) {
                 event->ignore();
                 return;
             }

@@ -51,7 +51,9 @@ public:
     qint32 FileId() const { return m_fileId; }
     bool IsDirty() const { return m_dirty; }
 
-    // False when nothing was stored: input refused, the store failed, or the window only views.
+    // False when nothing was stored: input refused, the store failed, the window only views, or the
+    // file changed elsewhere since it was opened and the user did not choose to save over it or
+    // beside it.
     bool Save();
     // Closes the open file windows that are children of `owner`, each asking about unsaved
     // changes; false when the user kept one open.
@@ -70,6 +72,19 @@ protected:
     void closeEvent(QCloseEvent *event) override;
 
 private:
+    enum class SaveOutcome : quint8 { Stored, NotStored, Discarded };
+    enum class Rewrite : quint8 { Stored, Changed, Deleted, Failed };
+
+    SaveOutcome Store(bool closing);
+    Rewrite RewriteIfUnchanged(const FileRow &row, FileRow *current, ErrObject *err);
+    SaveOutcome ChangedElsewhere(const FileRow &row, const FileRow &current, bool closing);
+    SaveOutcome DeletedElsewhere(const FileRow &row);
+    bool SaveAsNew(FileRow row);
+    void Stored(const FileRow &row, bool added);
+    void ShowStored(const FileRow &current, bool closing);
+    void ReportFailure(const ErrObject &err);
+    // "The file "..." of <game>", as the questions about it name it.
+    QString NamedFile() const;
     void ApplyMode();
     void UpdateTitle();
     void MarkDirty();
@@ -111,8 +126,11 @@ private:
     // read-only meanwhile, and saving and printing take this instead of what is shown.
     QString m_wholeText;
     RichTextLoader *m_textLoader; // after rtbText, whose document it fills
-    // The text as last loaded or stored.
+    // The text, sub-category and source as last loaded or stored: with m_desc, what a save expects
+    // to find in the store, or someone else changed the file meanwhile.
     QString m_storedRtf;
+    quint8 m_storedSubCat = 0;
+    QString m_storedSource;
     bool m_dirty = false;
     bool m_askIfSourceStored = false;
     bool m_loading = false;

@@ -112,6 +112,20 @@ bool FileTable::Update(const QSqlDatabase &db, const FileRow &row, ErrObject *er
            changedOne(query, row.auto_id, err);
 }
 
+bool FileTable::UpdateIfUnchanged(const QSqlDatabase &db, const FileRow &row, const FileRow &loaded, bool *updated,
+                                  ErrObject *err)
+{
+    StoreQuery query(db);
+    if (!query.run(QStringLiteral("UPDATE file SET sub_cat = ?, src = ?, \"desc\" = ?, txt_rtf = ? WHERE auto_id = ? "
+                                  "AND sub_cat = ? AND src = ? AND \"desc\" = ? AND txt_rtf = ?"),
+                   {row.sub_cat, row.src, row.desc, row.txt_rtf, row.auto_id, loaded.sub_cat, loaded.src, loaded.desc,
+                    loaded.txt_rtf},
+                   err))
+        return false;
+    *updated = query.rowsAffected() > 0;
+    return true;
+}
+
 bool FileTable::Copy(const QSqlDatabase &db, qint32 id, qint32 gameId, qint32 *newId, ErrObject *err)
 {
     // One statement, so the text never leaves the store and a copy is whole or not there.

@@ -61,6 +61,11 @@ public:
     static bool Add(const QSqlDatabase &db, const FileRow &row, qint32 *newId, ErrObject *err);
     // Rewrites the sub-category, source, description and text of the file `row.auto_id`.
     static bool Update(const QSqlDatabase &db, const FileRow &row, ErrObject *err);
+    // The same, but only while the file's sub-category, source, description and text are still
+    // those of `loaded`: the check and the write are one statement, so no other program's write can
+    // fall between them. `updated` is false when the row is gone or reads otherwise.
+    static bool UpdateIfUnchanged(const QSqlDatabase &db, const FileRow &row, const FileRow &loaded, bool *updated,
+                                  ErrObject *err);
     // Adds a copy of file `id` to game `gameId` and returns the copy's id in `newId`.
     static bool Copy(const QSqlDatabase &db, qint32 id, qint32 gameId, qint32 *newId, ErrObject *err);
     static bool Move(const QSqlDatabase &db, qint32 id, qint32 gameId, ErrObject *err);
