@@ -24,7 +24,8 @@ function(lorekeep_add_shared_test name)
     message(WARNING "pg_virtualenv not found (Debian package postgresql): ${name} runs on store files only")
     return()
   endif()
-  add_test(NAME ${name}_shared COMMAND ${LOREKEEP_PG_VIRTUALENV} $<TARGET_FILE:${name}>)
+  # -t: a cluster in a temporary folder even as root, so that two test runs do not meet.
+  add_test(NAME ${name}_shared COMMAND ${LOREKEEP_PG_VIRTUALENV} -t $<TARGET_FILE:${name}>)
   get_test_property(${name} ENVIRONMENT environment)
   set_tests_properties(${name}_shared PROPERTIES
     TIMEOUT 300
