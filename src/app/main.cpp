@@ -107,9 +107,8 @@ int main(int argc, char *argv[])
     // Named as the user gave it, relative to where Lorekeep was started; a shared library's address
     // is no path and is kept as it is.
     const QString argument = parser.positionalArguments().value(0);
-    const QString startFile = argument.isEmpty() || StoreAddress::IsShared(argument)
-                                  ? argument
-                                  : QFileInfo(argument).absoluteFilePath();
+    const QString startFile =
+        argument.isEmpty() || StoreAddress::IsShared(argument) ? argument : QFileInfo(argument).absoluteFilePath();
 
     QtPrompts prompts;
     Prompts::install(&prompts);

@@ -263,11 +263,12 @@ void frmBackups::cmdRestore_Click()
         return;
     if (StoreAddress::IsShared(m_storePath)) {
         // Everyone who shares the library would lose what they wrote since the copy was made.
-        MsgBox(QStringLiteral("A backup cannot be restored over the shared library \"%1\": it would replace the "
-                              "library on its server for everyone who uses it.\n\nTo use the copy, open it with "
-                              "File > Open Lorekeep; to share it again, open it and copy it into a new empty database "
-                              "with File > Copy Library To...\n\nTo bring the shared library back as it was, ask the server's "
-                              "administrator for its own backups.")
+        MsgBox(QStringLiteral(
+                   "A backup cannot be restored over the shared library \"%1\": it would replace the "
+                   "library on its server for everyone who uses it.\n\nTo use the copy, open it with "
+                   "File > Open Lorekeep; to share it again, open it and copy it into a new empty database "
+                   "with File > Copy Library To...\n\nTo bring the shared library back as it was, ask the server's "
+                   "administrator for its own backups.")
                    .arg(modADO::NameFromPath(m_storePath)),
                MsgButtons::OK, MsgIcon::Information, QStringLiteral("Restore From Backup"));
         return;

@@ -3,9 +3,9 @@
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
 #include "data/ClosedCounts.h"
-#include "store/StoreError.h"
 #include "data/modADO.h"
 #include "store/StoreAddress.h"
+#include "store/StoreError.h"
 #include "store/WorkerConnection.h"
 #include "system/Prompts.h"
 #include "system/SettingKeys.h"
@@ -122,11 +122,10 @@ BackgroundWork::Outcome BackupJob::Copy(QWidget *window, const QString &title, c
                    StoreCopy::Copy(connection.Connection(), dest, reportAs(report, Copying), counts, err);
         },
         [](const BackgroundWork::Step &step) {
-            return step.total <= 0 ? BackgroundWork::Shown{-1, QStringLiteral("Copying the library...")}
-                                   : bar(QStringLiteral("Copying the library: %L1 of %L2 rows...")
-                                             .arg(step.done)
-                                             .arg(step.total),
-                                         step);
+            return step.total <= 0
+                       ? BackgroundWork::Shown{-1, QStringLiteral("Copying the library...")}
+                       : bar(QStringLiteral("Copying the library: %L1 of %L2 rows...").arg(step.done).arg(step.total),
+                             step);
         },
         error);
 }
@@ -151,8 +150,7 @@ BackgroundWork::Outcome BackupJob::Make(QWidget *window, const QString &storePat
             path = QDir(folder).filePath(StoreBackup::FileName(name, now, note).chopped(4) +
                                          QStringLiteral(" (%1).lkb").arg(n));
         CopyCounts counts;
-        const BackgroundWork::Outcome outcome =
-            Copy(window, QStringLiteral("Backup"), storePath, path, &counts, error);
+        const BackgroundWork::Outcome outcome = Copy(window, QStringLiteral("Backup"), storePath, path, &counts, error);
         if (outcome == BackgroundWork::Outcome::Done) {
             if (made)
                 *made = path;

@@ -70,7 +70,8 @@ void frmMain::OpenStoreFile(const QString &path)
 
 void frmMain::RememberChosen(const QString &path)
 {
-    SaveSetting(SettingKeys::LastShared, StoreAddress::IsShared(path) ? StoreAddress::WithoutPassword(path) : QString());
+    SaveSetting(SettingKeys::LastShared,
+                StoreAddress::IsShared(path) ? StoreAddress::WithoutPassword(path) : QString());
 }
 
 QString frmMain::WithSessionPassword(const QString &address) const
@@ -88,12 +89,17 @@ bool frmMain::AskAgain(QString *address, const ErrObject &err)
     const QString question = m_activated
                                  ? QStringLiteral("Try again, or enter the password?")
                                  : QStringLiteral("Try again, enter the password, or open the home library instead?");
+    // The store's messages name the library already, most of them.
+    const QString shown = StoreAddress::WithoutPassword(*address);
+    const QString why =
+        err.Description.contains(shown)
+            ? err.Description
+            : QStringLiteral("Lorekeep could not open the shared library \"%1\".\n\n%2").arg(shown, err.Description);
     for (;;) {
-        const int answer = Prompts::current().Choose(
-            QStringLiteral("Lorekeep could not open the shared library \"%1\".\n\n%2\n\n%3")
-                .arg(StoreAddress::WithoutPassword(*address), err.Description, question),
-            {QStringLiteral("&Retry"), QStringLiteral("&Enter Password..."), giveUp}, MsgIcon::Exclamation,
-            QStringLiteral("Open Shared Library"));
+        const int answer =
+            Prompts::current().Choose(why + QStringLiteral("\n\n") + question,
+                                      {QStringLiteral("&Retry"), QStringLiteral("&Enter Password..."), giveUp},
+                                      MsgIcon::Exclamation, QStringLiteral("Open Shared Library"));
         if (answer == 0)
             return true;
         if (answer != 1)
@@ -104,10 +110,10 @@ bool frmMain::AskAgain(QString *address, const ErrObject &err)
         int port = 0;
         StoreAddress::Parts(*address, &host, &port, &database, &user);
         const std::optional<QString> password = Prompts::current().PasswordBox(
-            user.isEmpty() ? QStringLiteral("Your password for the shared library \"%1\":")
-                                 .arg(modADO::NameFromPath(*address))
-                           : QStringLiteral("The password of \"%1\" for the shared library \"%2\":")
-                                 .arg(user, modADO::NameFromPath(*address)),
+            user.isEmpty()
+                ? QStringLiteral("Your password for the shared library \"%1\":").arg(modADO::NameFromPath(*address))
+                : QStringLiteral("The password of \"%1\" for the shared library \"%2\":")
+                      .arg(user, modADO::NameFromPath(*address)),
             QStringLiteral("Enter Password"));
         if (!password)
             continue;
