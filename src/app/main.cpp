@@ -4,6 +4,7 @@
 #include "data/HomeFolder.h"
 #include "shell/frmMain.h"
 #include "shell/modMain.h"
+#include "store/StoreAddress.h"
 #include "system/SingleInstance.h"
 #include "system/TerminationSignals.h"
 #include "widgets/HelpPages.h"
@@ -103,10 +104,11 @@ int main(int argc, char *argv[])
     }
     QApplication::setDesktopFileName(QStringLiteral("org.lorekeep.Lorekeep"));
     QApplication::setWindowIcon(frmMain::ProgramIcon());
-    // Named as the user gave it, relative to where Lorekeep was started.
-    const QString startFile = parser.positionalArguments().isEmpty()
-                                  ? QString()
-                                  : QFileInfo(parser.positionalArguments().constFirst()).absoluteFilePath();
+    // Named as the user gave it, relative to where Lorekeep was started; a shared library's address
+    // is no path and is kept as it is.
+    const QString argument = parser.positionalArguments().value(0);
+    const QString startFile =
+        argument.isEmpty() || StoreAddress::IsShared(argument) ? argument : QFileInfo(argument).absoluteFilePath();
 
     QtPrompts prompts;
     Prompts::install(&prompts);

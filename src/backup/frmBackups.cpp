@@ -2,6 +2,7 @@
 
 #include "components/BackupJob.h"
 #include "data/modADO.h"
+#include "store/StoreAddress.h"
 #include "system/Prompts.h"
 #include "system/SettingKeys.h"
 #include "system/SettingsStore.h"
@@ -180,10 +181,14 @@ void frmBackups::Refresh()
     m_lastClosed = BackupJob::LastClosed(m_storePath);
     const QLocale locale;
     QString about =
-        QStringLiteral("Lorekeep keeps copies of your library in %1: one on the first start of each day, and one "
-                       "before every change of many files. Restoring one keeps your library as it is now as one "
-                       "more backup.")
-            .arg(QDir::toNativeSeparators(BackupJob::Folder()));
+        StoreAddress::IsShared(m_storePath)
+            ? QStringLiteral("The shared library \"%1\" is backed up by its server. Back Up Now keeps a copy of it as "
+                             "a Lorekeep file in %2, which File > Open Lorekeep opens.")
+                  .arg(modADO::NameFromPath(m_storePath), QDir::toNativeSeparators(BackupJob::Folder()))
+            : QStringLiteral("Lorekeep keeps copies of your library in %1: one on the first start of each day, and "
+                             "one before every change of many files. Restoring one keeps your library as it is now "
+                             "as one more backup.")
+                  .arg(QDir::toNativeSeparators(BackupJob::Folder()));
     if (m_lastClosed)
         about += QStringLiteral(" When last closed, your library held %1; a backup holding fewer is marked.")
                      .arg(CountsText(*m_lastClosed));
@@ -256,6 +261,18 @@ void frmBackups::cmdRestore_Click()
     const int row = lvwBackups->indexOfTopLevelItem(lvwBackups->currentItem());
     if (row < 0 || row >= m_backups.size())
         return;
+    if (StoreAddress::IsShared(m_storePath)) {
+        // Everyone who shares the library would lose what they wrote since the copy was made.
+        MsgBox(QStringLiteral(
+                   "A backup cannot be restored over the shared library \"%1\": it would replace the "
+                   "library on its server for everyone who uses it.\n\nTo use the copy, open it with "
+                   "File > Open Lorekeep; to share it again, open it and copy it into a new empty database "
+                   "with File > Copy Library To...\n\nTo bring the shared library back as it was, ask the server's "
+                   "administrator for its own backups.")
+                   .arg(modADO::NameFromPath(m_storePath)),
+               MsgButtons::OK, MsgIcon::Information, QStringLiteral("Restore From Backup"));
+        return;
+    }
     const BackupInfo backup = m_backups.at(row);
     // Counted in the list already, or now: a count each on a backup is quick.
     std::optional<BackupContents> contents = m_contents.value(row);

@@ -3,13 +3,16 @@
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
 #include "data/ClosedCounts.h"
-#include "store/StoreError.h"
 #include "data/modADO.h"
+#include "store/StoreAddress.h"
+#include "store/StoreError.h"
+#include "store/WorkerConnection.h"
 #include "system/Prompts.h"
 #include "system/SettingKeys.h"
 #include "system/SettingsStore.h"
 
 #include <QDateTime>
+#include <QDir>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -48,7 +51,7 @@ BackgroundWork::Outcome run(QWidget *window, const QString &title, const StoreWo
     if (outcome == BackgroundWork::Outcome::Done)
         return outcome;
     // Work that stopped without an error of its own was cancelled.
-    if (!err.isError() || err.Number == StoreBackup::Cancelled)
+    if (!err.isError() || err.Number == StoreBackup::Cancelled || err.Number == StoreCopy::Stopped)
         return BackgroundWork::Outcome::Cancelled;
     *error = err.Description;
     return BackgroundWork::Outcome::Failed;
@@ -108,10 +111,54 @@ int BackupJob::Keep()
                                 1, 999));
 }
 
+BackgroundWork::Outcome BackupJob::Copy(QWidget *window, const QString &title, const QString &source,
+                                        const QString &dest, CopyCounts *counts, QString *error)
+{
+    return run(
+        window, title,
+        [&](const BackgroundWork::Report &report, ErrObject *err) {
+            const WorkerConnection connection(source, WorkerConnection::Access::Read);
+            return connection.Open(err) &&
+                   StoreCopy::Copy(connection.Connection(), dest, reportAs(report, Copying), counts, err);
+        },
+        [](const BackgroundWork::Step &step) {
+            return step.total <= 0
+                       ? BackgroundWork::Shown{-1, QStringLiteral("Copying the library...")}
+                       : bar(QStringLiteral("Copying the library: %L1 of %L2 rows...").arg(step.done).arg(step.total),
+                             step);
+        },
+        error);
+}
+
 BackgroundWork::Outcome BackupJob::Make(QWidget *window, const QString &storePath, const QString &note, QString *made,
                                         QString *error, bool rotate, bool *reused)
 {
     const QString folder = Folder();
+    if (reused)
+        *reused = false;
+    if (StoreAddress::IsShared(storePath)) {
+        // The server keeps the library itself; what is kept here is a copy of it as a store file,
+        // named as the other backups so that it lists and rotates with them.
+        if (!QDir().mkpath(folder)) {
+            *error = QStringLiteral("The backup folder \"%1\" cannot be made.").arg(QDir::toNativeSeparators(folder));
+            return BackgroundWork::Outcome::Failed;
+        }
+        const QString name = modADO::NameFromPath(storePath);
+        const QDateTime now = QDateTime::currentDateTime();
+        QString path = QDir(folder).filePath(StoreBackup::FileName(name, now, note));
+        for (int n = 2; QFileInfo::exists(path); ++n)
+            path = QDir(folder).filePath(StoreBackup::FileName(name, now, note).chopped(4) +
+                                         QStringLiteral(" (%1).lkb").arg(n));
+        CopyCounts counts;
+        const BackgroundWork::Outcome outcome = Copy(window, QStringLiteral("Backup"), storePath, path, &counts, error);
+        if (outcome == BackgroundWork::Outcome::Done) {
+            if (made)
+                *made = path;
+            if (rotate)
+                StoreBackup::Rotate(folder, name, Keep());
+        }
+        return outcome;
+    }
     const QVector<BackupInfo> backups = soundBackups(storePath);
     bool held = false;
     const BackgroundWork::Outcome outcome = run(
@@ -146,12 +193,12 @@ BackgroundWork::Outcome BackupJob::Make(QWidget *window, const QString &storePat
 
 bool BackupJob::UpToDate(const QString &storePath)
 {
-    return holdsStore(soundBackups(storePath), storePath);
+    return !StoreAddress::IsShared(storePath) && holdsStore(soundBackups(storePath), storePath);
 }
 
 void BackupJob::Daily(QWidget *window, const QString &storePath)
 {
-    if (!writable(storePath))
+    if (StoreAddress::IsShared(storePath) || !writable(storePath))
         return;
     const QVector<BackupInfo> backups = soundBackups(storePath);
     if (StoreBackup::MadeOn(backups, QDate::currentDate()) || holdsStore(backups, storePath))
@@ -165,6 +212,8 @@ void BackupJob::Daily(QWidget *window, const QString &storePath)
 
 bool BackupJob::Before(QWidget *window, const QSqlDatabase &db, const QString &note)
 {
+    if (StoreAddress::IsShared(db))
+        return true;
     const QString storePath = StoreError::storePath(db);
     if (!writable(storePath) || UpToDate(storePath))
         return true;
@@ -254,6 +303,10 @@ std::optional<BackupContents> BackupJob::LastClosed(const QString &storePath)
 
 void BackupJob::RememberClosed(const QSqlDatabase &db)
 {
+    // The counts warn of a file backup holding less than the store had; a shared library is not
+    // restored from here.
+    if (StoreAddress::IsShared(db))
+        return;
     BackupContents counts;
     ErrObject err;
     if (!StoreBackup::Count(db, &counts, &err) ||

@@ -2,6 +2,7 @@
 
 #include "BackgroundWork.h"
 #include "data/StoreBackup.h"
+#include "data/StoreCopy.h"
 
 #include <QSqlDatabase>
 #include <QString>
@@ -22,7 +23,8 @@ struct BackupChoice
 };
 
 // The store's backups, made and brought back with the window alive (BackgroundWork), and the
-// checks that decide when one is due.
+// checks that decide when one is due. A shared library is kept safe by its server: it has no day's
+// backup and no backup before a change, and Back Up Now keeps a copy of it as a ".lkb" file.
 class BackupJob final
 {
 public:
@@ -37,6 +39,12 @@ public:
     // same store under way is waited for first.
     static BackgroundWork::Outcome Make(QWidget *window, const QString &storePath, const QString &note, QString *made,
                                         QString *error, bool rotate = true, bool *reused = nullptr);
+
+    // Copies the whole library at `source` (a file or a shared library's address) into the new
+    // store `dest`, a ".lkb" path or an empty shared library, through StoreCopy on a worker
+    // thread with progress and Cancel; `counts` receives what it took.
+    static BackgroundWork::Outcome Copy(QWidget *window, const QString &title, const QString &source,
+                                        const QString &dest, CopyCounts *counts, QString *error);
 
     // Whether the newest backup of the store already holds it as it is: made after the store's
     // file and its log were last written.

@@ -255,6 +255,12 @@ bool modADO::CanWrite(ErrObject *err) const
 
 ErrObject modADO::ReadOnlyError() const
 {
+    if (StoreAddress::IsShared(m_path))
+        return {ErrNumber::StoreReadOnly,
+                QStringLiteral("The shared library \"%1\" is open read-only: %2. You can read everything in it; to "
+                               "change it, ask its owner to give your role the right to write, or open it as a "
+                               "role that has it.")
+                    .arg(m_name, m_readOnlyReason)};
     return {ErrNumber::StoreReadOnly,
             QStringLiteral("The store \"%1\" is read-only (%2), so changes cannot be saved. You can read everything "
                            "in it; to change it, make it writable or open a copy of it.")

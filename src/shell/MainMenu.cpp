@@ -37,6 +37,10 @@ MainMenu::MainMenu(QMenuBar *bar)
 {
     mnuFile = addMenu(bar, "mnuFile", "&File");
     mnuFileConnect = addItem(mnuFile, "mnuFileConnect", "&Open Lorekeep", QKeySequence::Open);
+    mnuFileOpenShared = addItem(mnuFile, "mnuFileOpenShared", "Open S&hared Library...");
+    mnuFileRecent = mnuFile->addMenu(QStringLiteral("Open Re&cent"));
+    mnuFileRecent->setObjectName(QStringLiteral("mnuFileRecent"));
+    mnuFileRecent->menuAction()->setObjectName(QStringLiteral("mnuFileRecent"));
     mnuFile->addSeparator();
     mnuFileImport = addItem(mnuFile, "mnuFileImport", "&Import Files...", QKeySequence(Qt::CTRL | Qt::Key_I));
     mnuFileImportFolder =
@@ -46,6 +50,7 @@ MainMenu::MainMenu(QMenuBar *bar)
     mnuFileExportPdf =
         addItem(mnuFile, "mnuFileExportPdf", "&Export to PDF...", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_E));
     mnuFile->addSeparator();
+    mnuFileCopy = addItem(mnuFile, "mnuFileCopy", "Cop&y Library To...");
     mnuFileRestore = addItem(mnuFile, "mnuFileRestore", "&Restore From Backup...");
     mnuFile->addSeparator();
     mnuFileExit = addItem(mnuFile, "mnuFileExit", "E&xit", QKeySequence::Quit);

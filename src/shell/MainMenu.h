@@ -13,10 +13,14 @@ public:
 
     QMenu *mnuFile;
     QAction *mnuFileConnect;
+    QAction *mnuFileOpenShared;
+    // The stores opened last; the main window fills it.
+    QMenu *mnuFileRecent;
     QAction *mnuFileImport;
     QAction *mnuFileImportFolder;
     QAction *mnuFilePrint;
     QAction *mnuFileExportPdf;
+    QAction *mnuFileCopy;
     QAction *mnuFileRestore;
     QAction *mnuFileExit;
 

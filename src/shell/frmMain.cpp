@@ -7,10 +7,11 @@
 #include "clip/frmClip.h"
 #include "components/BackupJob.h"
 #include "data/HomeFolder.h"
-#include "store/StoreError.h"
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
 #include "modMain.h"
+#include "store/StoreAddress.h"
+#include "store/StoreError.h"
 #include "system/Contrast.h"
 #include "system/Prompts.h"
 #include "system/SettingsStore.h"
@@ -78,6 +79,7 @@ frmMain::frmMain(QWidget *parent) : QMainWindow(parent)
     };
     buildWindow();
     connectMenu();
+    FillRecent();
     connectPanes();
     watchStore();
     UpdateMenus();
@@ -156,6 +158,8 @@ void frmMain::buildWindow()
 void frmMain::connectMenu()
 {
     connect(m_menu->mnuFileConnect, &QAction::triggered, this, &frmMain::mnuFileConnect_Click);
+    connect(m_menu->mnuFileOpenShared, &QAction::triggered, this, &frmMain::mnuFileOpenShared_Click);
+    connect(m_menu->mnuFileCopy, &QAction::triggered, this, &frmMain::mnuFileCopy_Click);
     connect(m_menu->mnuFileImport, &QAction::triggered, this, [this] { mnuFileImport_Click(false); });
     connect(m_menu->mnuFileImportFolder, &QAction::triggered, this, [this] { mnuFileImport_Click(true); });
     connect(m_menu->mnuFilePrint, &QAction::triggered, this, &frmMain::mnuFilePrint_Click);
@@ -234,10 +238,16 @@ void frmMain::Form_Activate()
     StartLog();
     QString storePath = AppPath() + HomeFolder::StoreFileName;
     bool opened = false;
-    if (!m_startFile.isEmpty() && !IsClipFile(m_startFile)) {
-        opened = OpenStore(m_startFile);
+    // A store named at start, or else the shared library the user opened last, in the place of
+    // the home's own; the home's is opened when it fails.
+    const bool named = !m_startFile.isEmpty() && !IsClipFile(m_startFile);
+    const QString first = named ? m_startFile : GetSetting(SettingKeys::LastShared);
+    if (!first.isEmpty()) {
+        opened = OpenStore(first);
         if (opened)
-            storePath = m_startFile;
+            storePath = m_store->DatabasePath();
+        if (opened && named)
+            RememberChosen(storePath);
     }
     if (!opened)
         opened = OpenStore(storePath);
@@ -266,9 +276,11 @@ void frmMain::Form_Activate()
 void frmMain::UpdateMenus()
 {
     const bool open = m_store->IsOpen();
-    for (QAction *item : {m_menu->mnuFileImport, m_menu->mnuFileImportFolder, m_menu->mnuEditAddGame,
-                          m_menu->mnuMaintPlatforms, m_menu->mnuSearchLorekeep, m_menu->mnuToolsCheck})
+    for (QAction *item : {m_menu->mnuFileImport, m_menu->mnuFileImportFolder, m_menu->mnuFileCopy,
+                          m_menu->mnuEditAddGame, m_menu->mnuMaintPlatforms, m_menu->mnuSearchLorekeep})
         item->setEnabled(open);
+    // The check is SQLite's; a server checks its own databases.
+    m_menu->mnuToolsCheck->setEnabled(open && !StoreAddress::IsShared(m_store->DatabasePath()));
     const bool text = !m_ctlView->Viewer()->document()->isEmpty();
     m_menu->mnuFilePrint->setEnabled(text);
     m_menu->mnuFileExportPdf->setEnabled(text);
@@ -296,20 +308,13 @@ void frmMain::mnuFileConnect_Click()
     FileDialogOptions options;
     options.Title = QStringLiteral("Select Lorekeep...");
     options.Filter = QStringLiteral("Lorekeep Files *.lkb|*.lkb");
-    options.InitDir = store.DatabasePath().isEmpty() ? AppPath() : QFileInfo(store.DatabasePath()).absolutePath();
+    options.InitDir = store.DatabasePath().isEmpty() || StoreAddress::IsShared(store.DatabasePath())
+                          ? AppPath()
+                          : QFileInfo(store.DatabasePath()).absolutePath();
     const std::optional<QString> path = Prompts::current().GetOpenFileName(options);
     if (!path)
         return;
     OpenStoreFile(*path);
-}
-
-void frmMain::OpenStoreFile(const QString &path)
-{
-    // The store that is open already is not reopened; a store that fails to open has been reported.
-    // A file window still open would save into the store that is going away: the user is asked
-    // about each first, and may keep the store by cancelling.
-    if (path != m_store->DatabasePath() && m_ctlView->CloseEditors() && m_ctlTree->CloseEditors())
-        OpenStore(path);
 }
 
 bool frmMain::IsClipFile(const QString &path)

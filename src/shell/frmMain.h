@@ -4,8 +4,10 @@
 #include "MainMenu.h"
 #include "components/PrintJob.h"
 #include "data/StoreBackup.h"
+#include "system/ErrObject.h"
 #include "tree/ctlTree.h"
 
+#include <QHash>
 #include <QMainWindow>
 #include <QPointer>
 
@@ -82,6 +84,9 @@ Q_SIGNALS:
 
 public Q_SLOTS:
     void mnuFileConnect_Click();
+    // frmMainShared.cpp: File > Open Shared Library, Open Recent and Copy Library To.
+    void mnuFileOpenShared_Click();
+    void mnuFileCopy_Click();
     // Asks for files, or a folder, and imports them into the game of the tree's selected node.
     void mnuFileImport_Click(bool folder);
     // Opens the platform-maintenance window, or brings up the one that is open.
@@ -179,8 +184,22 @@ private:
     void openPlatforms(std::optional<quint8> platformId);
     void watchStore();
     void SetFilesCaption();
-    // File > Open Lorekeep once the file is chosen.
+    // File > Open Lorekeep once the file is chosen; also a shared library's address. A store the
+    // user opens is the one the next start opens when it is a shared library.
     void OpenStoreFile(const QString &path);
+    // frmMainShared.cpp: the list of File > Open Recent, from the settings; adding the store just
+    // opened to it, and taking out one that is gone.
+    void FillRecent();
+    // The store the user chose was opened: the next start opens it too if it is a shared library.
+    void RememberChosen(const QString &path);
+    void AddRecent(const QString &path);
+    void RemoveRecent(const QString &path);
+    // A shared library's address with the password typed for it this session, when it has none.
+    QString WithSessionPassword(const QString &address) const;
+    // A shared library did not open: says why and asks what to do. True with `address` to try
+    // again (with the password the user typed); false to give up, or at start to open the home's
+    // store instead.
+    bool AskAgain(QString *address, const ErrObject &err);
     void OpenClipFile(const QString &path);
     bool Form_QueryUnload();
     void Form_Unload();
@@ -240,4 +259,6 @@ private:
 
     std::function<void()> m_showClipWindow;
     QString m_startFile;
+    // Passwords typed this session, by the shared library's address without one; never saved.
+    QHash<QString, QString> m_passwords;
 };

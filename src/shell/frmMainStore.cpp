@@ -7,8 +7,9 @@
 #include "base/ErrorLog.h"
 #include "components/BackupJob.h"
 #include "data/HomeFolder.h"
-#include "store/StoreError.h"
 #include "data/modADO.h"
+#include "store/StoreAddress.h"
+#include "store/StoreError.h"
 #include "system/Prompts.h"
 #include "tree/ctlTree.h"
 #include "view/ctlView.h"
@@ -31,18 +32,33 @@ QString frmMain::StorePath() const
 bool frmMain::OpenStore(const QString &path)
 {
     modADO &store = *m_store;
+    const bool shared = StoreAddress::IsShared(path);
+    QString address = WithSessionPassword(path);
     // Another store is about to take its place: this is the store's clean close.
-    if (store.IsOpen() && store.DatabasePath() != path && !m_damageOffered)
+    if (store.IsOpen() && store.DatabasePath() != address && !m_damageOffered)
         BackupJob::RememberClosed(store.Connection());
-    ErrObject err;
-    if (store.Open(path, &err)) {
-        if (store.IsReadOnly())
-            MsgBox(store.ReadOnlyError().Description, MsgButtons::OK, MsgIcon::Information);
-        return true;
+    for (;;) {
+        ErrObject err;
+        if (store.Open(address, &err)) {
+            if (shared && !StoreAddress::Password(address).isEmpty())
+                m_passwords.insert(StoreAddress::WithoutPassword(address), StoreAddress::Password(address));
+            AddRecent(address);
+            if (store.IsReadOnly())
+                MsgBox(store.ReadOnlyError().Description, MsgButtons::OK, MsgIcon::Information);
+            return true;
+        }
+        UpdateMenus();
+        // A server that is down or a password that is wrong are the user's to settle: the choice
+        // below says what went wrong.
+        LogError(err, QStringLiteral("modADO"), QStringLiteral("Connect"), !shared);
+        if (!shared) {
+            if (err.Number == ErrNumber::StoreNotFound)
+                RemoveRecent(path);
+            return err.Number == ErrNumber::StoreDamaged && OfferRestore(path);
+        }
+        if (!AskAgain(&address, err))
+            return false;
     }
-    UpdateMenus();
-    LogError(err, QStringLiteral("modADO"), QStringLiteral("Connect"), true);
-    return err.Number == ErrNumber::StoreDamaged && OfferRestore(path);
 }
 
 void frmMain::StoreOpened()

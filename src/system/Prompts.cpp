@@ -46,6 +46,12 @@ int Prompts::Choose(const QString &prompt, const QStringList &choices, MsgIcon, 
     return int(choices.size()) - 1;
 }
 
+std::optional<QString> Prompts::PasswordBox(const QString &prompt, const QString &title)
+{
+    QTextStream(stderr) << title << ": " << prompt << Qt::endl;
+    return std::nullopt;
+}
+
 QList<MsgResult> Prompts::answersOf(MsgButtons buttons)
 {
     switch (buttons) {

@@ -37,6 +37,9 @@ public:
     // The text entered, or nothing when the box was cancelled.
     virtual std::optional<QString> InputBox(const QString &prompt, const QString &title,
                                             const QString &defaultText) = 0;
+    // A password, typed where it is not shown; nothing when the box was cancelled. Until a
+    // program's prompts answer it, nothing.
+    virtual std::optional<QString> PasswordBox(const QString &prompt, const QString &title);
     // The chosen path, or nothing when the dialog was cancelled.
     virtual std::optional<QString> GetOpenFileName(const FileDialogOptions &options) = 0;
     virtual std::optional<QString> GetSaveFileName(const FileDialogOptions &options) = 0;

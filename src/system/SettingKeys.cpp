@@ -114,6 +114,8 @@ QList<SettingKey> All()
                           ImportFolder,
                           BackupsKeep,
                           ExportFolder,
+                          RecentStores,
+                          LastShared,
                           WindowGeometry};
     const auto append = [&all](const auto &keys) {
         all.append(QList<SettingKey>(keys.begin(), keys.end()));

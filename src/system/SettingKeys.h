@@ -65,6 +65,13 @@ constexpr SettingKey BackupsKeep{"Backups", "Keep", "10"};
 // The folder File > Export to PDF and Export Game to PDF open in: the one a PDF was last written to.
 constexpr SettingKey ExportFolder{"Settings", "ExportFolder", ""};
 
+// File > Open Recent: the stores opened last, newest first, one a line; a shared library's address
+// is kept without its password.
+constexpr SettingKey RecentStores{"Recent", "Stores", ""};
+// The address (without its password) of the shared library the user opened last, which a start
+// without a file opens in the place of the home's store; empty once the user opened a store file.
+constexpr SettingKey LastShared{"Recent", "SharedLibrary", ""};
+
 // The main window's size, position and maximised state, kept apart from the preferences above
 // (base64 of QWidget::saveGeometry; empty until the window first closes).
 constexpr SettingKey WindowGeometry{"MainWindow", "Geometry", ""};

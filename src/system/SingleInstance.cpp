@@ -177,7 +177,11 @@ void SingleInstance::serve(QLocalSocket *socket)
         const qsizetype tab = line.indexOf('\t');
         if ((tab < 0 ? line : line.left(tab)) == activateRequest) {
             const QString file = tab < 0 ? QString() : QUrl::fromPercentEncoding(line.mid(tab + 1));
-            qCInfo(lcInstance) << "a later start on" << m_home << "asks for the window" << file;
+            // A shared library's address may hold its password, which no log keeps.
+            const QString logged = file.contains(QLatin1String("://"))
+                                       ? QUrl(file, QUrl::TolerantMode).toString(QUrl::RemovePassword)
+                                       : file;
+            qCInfo(lcInstance) << "a later start on" << m_home << "asks for the window" << logged;
             Q_EMIT ActivationRequested(file);
             // Answered only once the window is up front: the answer tells the other start that
             // this process still responds.

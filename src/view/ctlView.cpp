@@ -236,7 +236,8 @@ void ctlView::tabChanged()
         Browser->ComboFocus();
         window()->setWindowTitle(title + QStringLiteral(" - ") + Browser->PageTitle());
     } else {
-        window()->setWindowTitle(FilesCaption(m_store->DatabaseName()));
+        window()->setWindowTitle(FilesCaption(m_store->DatabaseName() +
+                                              (m_store->IsReadOnly() ? QStringLiteral(" (read-only)") : QString())));
     }
 }
 

@@ -10,6 +10,7 @@ public:
     MsgResult MsgBox(const QString &prompt, MsgButtons buttons, MsgIcon icon, const QString &title) override;
     int Choose(const QString &prompt, const QStringList &choices, MsgIcon icon, const QString &title) override;
     std::optional<QString> InputBox(const QString &prompt, const QString &title, const QString &defaultText) override;
+    std::optional<QString> PasswordBox(const QString &prompt, const QString &title) override;
     std::optional<QString> GetOpenFileName(const FileDialogOptions &options) override;
     std::optional<QString> GetSaveFileName(const FileDialogOptions &options) override;
     std::optional<QStringList> GetOpenFileNames(const FileDialogOptions &options) override;

@@ -28,6 +28,11 @@ void ScriptedPrompts::answerInput(std::optional<QString> text)
     m_answers.append({PromptRecord::Input, MsgResult::OK, std::move(text)});
 }
 
+void ScriptedPrompts::answerPassword(std::optional<QString> password)
+{
+    m_answers.append({PromptRecord::Password, MsgResult::OK, std::move(password)});
+}
+
 void ScriptedPrompts::answerOpenFile(std::optional<QString> path)
 {
     m_answers.append({PromptRecord::OpenFile, MsgResult::OK, std::move(path)});
@@ -99,6 +104,11 @@ std::optional<QString> ScriptedPrompts::InputBox(const QString &prompt, const QS
                                                  const QString &defaultText)
 {
     return askText({PromptRecord::Input, prompt, title, MsgButtons::OK, MsgIcon::None, defaultText, {}});
+}
+
+std::optional<QString> ScriptedPrompts::PasswordBox(const QString &prompt, const QString &title)
+{
+    return askText({PromptRecord::Password, prompt, title});
 }
 
 std::optional<QString> ScriptedPrompts::GetOpenFileName(const FileDialogOptions &options)

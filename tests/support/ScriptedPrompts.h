@@ -11,7 +11,7 @@
 // One prompt the program showed, as the user would have seen it.
 struct PromptRecord
 {
-    enum Kind { Message, Choice, Input, OpenFile, SaveFile, OpenFiles, Folder, Print };
+    enum Kind { Message, Choice, Input, Password, OpenFile, SaveFile, OpenFiles, Folder, Print };
     Kind kind = Message;
     QString text; // the message or the input box's prompt; the file dialog's title
     QString title;
@@ -36,6 +36,7 @@ public:
     // A Choose box: the button whose caption starts with `choice`.
     void answerChoice(const QString &choice);
     void answerInput(std::optional<QString> text);
+    void answerPassword(std::optional<QString> password);
     void answerOpenFile(std::optional<QString> path);
     void answerSaveFile(std::optional<QString> path);
     void answerOpenFiles(std::optional<QStringList> paths);
@@ -50,6 +51,7 @@ public:
     MsgResult MsgBox(const QString &prompt, MsgButtons buttons, MsgIcon icon, const QString &title) override;
     int Choose(const QString &prompt, const QStringList &choices, MsgIcon icon, const QString &title) override;
     std::optional<QString> InputBox(const QString &prompt, const QString &title, const QString &defaultText) override;
+    std::optional<QString> PasswordBox(const QString &prompt, const QString &title) override;
     std::optional<QString> GetOpenFileName(const FileDialogOptions &options) override;
     std::optional<QString> GetSaveFileName(const FileDialogOptions &options) override;
     std::optional<QStringList> GetOpenFileNames(const FileDialogOptions &options) override;
