@@ -160,8 +160,8 @@ void tst_help::helpMenu()
     TestHome home;
     ScriptedPrompts prompts;
     ErrObject err;
-    QVERIFY(HelpPages::Install(home.path(), &err));
-    QVERIFY(QFile::copy(QStringLiteral(":/bundle/logo.gif"), home.file(QStringLiteral("logo.gif"))));
+    QVERIFY(HelpPages::Install(home.path(), &err) &&
+            QFile::copy(QStringLiteral(":/bundle/logo.gif"), home.file(QStringLiteral("logo.gif"))));
     auto form = startMainWindow();
     const MainMenu &menu = form->Menu();
     menu.mnuHelpContents->trigger();

@@ -367,8 +367,7 @@ void tst_routing::usersPath()
     viewer = dropText();
     program.click(program.game(1));
     const int other = list->Count();
-    QVERIFY(viewer->Save());
-    QVERIFY(list->Count() == other && counted(before + 6));
+    QVERIFY(viewer->Save() && list->Count() == other && counted(before + 6));
     // A file window the import left open with changes is asked about when the program closes.
     dropText()->findChild<QLineEdit *>(QStringLiteral("txtDesc"))->setText(QStringLiteral("Unsaved"));
     program.prompts.answerMsgBox(MsgResult::Cancel);
@@ -416,8 +415,8 @@ void tst_routing::platformsGamesAndBookmarks()
     const QString name = program.tree->GameName(moved);
     program.prompts.answerMsgBox(MsgResult::Yes);
     QTest::keyClick(program.treeView(), Qt::Key_Delete);
-    QVERIFY(program.prompts.last().text.contains(name));
-    QVERIFY(!program.title().contains(name) && program.view->IsCovered() && !bookmarks->Item(movedKey));
+    QVERIFY(program.prompts.last().text.contains(name) && !program.title().contains(name) &&
+            program.view->IsCovered() && !bookmarks->Item(movedKey));
 
     // A bookmark of a gone file asks: No keeps it, Yes deletes it. A search hit to a gone file only says so.
     const QString gone = program.laterBookmark(); // its game keeps a file
