@@ -243,7 +243,6 @@ void tst_browser::pageHistoryImportAndPopups()
     QVERIFY(pane.load([&] { pane.button("Refresh")->trigger(); }));
     QTRY_COMPARE(popupWindows(), 1);
     QCOMPARE(check->text(), QStringLiteral("Disable Pop-Ups"));
-    QVERIFY(prompts.shown().isEmpty());
 }
 
 void tst_browser::pageReachesNoFiles()
@@ -368,7 +367,6 @@ void tst_browser::addressBoxAndFavorites()
                  std::tuple(failing, failing, QStringLiteral("The page could not be opened.")));
     const QString page = pane.imported().Text;
     QVERIFY2(page.contains(failing) && page.contains(QStringLiteral("another kind of service")), qPrintable(page));
-    QCOMPARE(prompts.shown().size(), 1);
 
     // A favorite: everything is stored trimmed; the message quotes the stored title.
     const QUrl url = server.url(QStringLiteral("/guide"));

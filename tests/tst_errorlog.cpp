@@ -80,8 +80,7 @@ void tst_errorlog::logErrorShowsTheRecordWhenAsked()
     QTest::ignoreMessage(QtWarningMsg,
                          QRegularExpression(QStringLiteral("cannot write the error log .* record was dropped")));
     LogError({75, QStringLiteral("Path/File access error")}, QStringLiteral("frmClip"), QStringLiteral("Save Clip"),
-             true);
-    QCOMPARE(prompts.shown().size(), 2);
+             true); // the answer queued for it is taken, or ScriptedPrompts fails the test
 }
 
 QTEST_GUILESS_MAIN(tst_errorlog)

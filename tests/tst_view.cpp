@@ -3,6 +3,7 @@
 #include "TestHome.h"
 #include "components/FileViewer.h"
 #include "components/GameSelector.h"
+#include "cutE_Modal.h"
 #include "data/NodeKey.h"
 #include "rtf/RtfWriter.h"
 #include "system/SettingsStore.h"
@@ -28,7 +29,6 @@
 #include <QTest>
 #include <QTextBlock>
 #include <QTextEdit>
-#include <QTimer>
 #include <QTreeView>
 
 namespace {
@@ -82,9 +82,7 @@ struct Shelf
     // Confirms (or cancels) the selector that the next command opens with the game `name`.
     static void choose(const QString &name, bool confirm = true)
     {
-        QTimer::singleShot(0, [=] {
-            auto *selector = qobject_cast<GameSelector *>(QApplication::activeModalWidget());
-            QVERIFY(selector);
+        whenModal<GameSelector>(nullptr, [=](GameSelector *selector) {
             auto *games = selector->findChild<QListWidget *>(QStringLiteral("lstGames"));
             const auto found = games->findItems(name, Qt::MatchExactly);
             QCOMPARE(found.size(), 1);
