@@ -281,8 +281,8 @@ void tst_backup::newerFullAndReadOnlyStores()
     GameRow row;
     bool found = false;
     QVERIFY(GameTable::Read(opened.Connection(), zelda, &row, &found, &err) && found);
-    QVERIFY(!opened.CanWrite(&err) && err.Number == ErrNumber::StoreReadOnly);
-    QVERIFY(!GameTable::Rename(opened.Connection(), zelda, QStringLiteral("Zelda II"), &err));
+    QVERIFY(!opened.CanWrite(&err) && err.Number == ErrNumber::StoreReadOnly &&
+            !GameTable::Rename(opened.Connection(), zelda, QStringLiteral("Zelda II"), &err));
     opened.Close();
     QVERIFY(readFile(file) == before);
 
@@ -291,8 +291,8 @@ void tst_backup::newerFullAndReadOnlyStores()
     undo.path = locked.path();
     QVERIFY(setImmutable(locked.path(), true));
     QVERIFY2(opened.Open(file, &err), qPrintable(err.Description));
-    QVERIFY(opened.ReadOnlyError().Description.contains(QStringLiteral("its folder")));
-    QVERIFY(GameTable::Read(opened.Connection(), zelda, &row, &found, &err) && found);
+    QVERIFY(opened.ReadOnlyError().Description.contains(QStringLiteral("its folder")) &&
+            GameTable::Read(opened.Connection(), zelda, &row, &found, &err) && found);
     opened.Close();
     QVERIFY(!QFileInfo::exists(file + QStringLiteral("-wal")));
 }
