@@ -2,7 +2,7 @@
 #include "StartMainWindow.h"
 #include "TestHome.h"
 #include "components/TipOfTheDay.h"
-#include "cutE_Modal.h"
+#include "WhenModal.h"
 #include "data/modADO.h"
 #include "shell/frmAbout.h"
 #include "system/PackageInstall.h"

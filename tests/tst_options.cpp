@@ -4,7 +4,7 @@
 #include "TreeClicks.h"
 #include "base/AppPath.h"
 #include "browser/ctlBrowser.h"
-#include "cutE_Modal.h"
+#include "WhenModal.h"
 #include "data/NodeKey.h"
 #include "find/frmFind.h"
 #include "options/frmOptions.h"

@@ -11,7 +11,7 @@
 #include "components/FileViewer.h"
 #include "components/GameSelector.h"
 #include "components/PlatformMaintenance.h"
-#include "cutE_Modal.h"
+#include "WhenModal.h"
 #include "data/NodeKey.h"
 #include "details/ctlDetails.h"
 #include "find/frmFind.h"

@@ -1,7 +1,7 @@
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
 #include "components/GameSelector.h"
-#include "cutE_Modal.h"
+#include "WhenModal.h"
 #include "data/NodeKey.h"
 #include "system/SettingsStore.h"
 #include "tree/ctlTree.h"

@@ -3,7 +3,7 @@
 #include "TestHome.h"
 #include "components/FileViewer.h"
 #include "components/GameSelector.h"
-#include "cutE_Modal.h"
+#include "WhenModal.h"
 #include "data/NodeKey.h"
 #include "rtf/RtfWriter.h"
 #include "system/SettingsStore.h"
