@@ -31,8 +31,7 @@ namespace {
 void damage(const QString &path, qint64 offset, qint64 length)
 {
     QFile file(path);
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    QVERIFY(file.seek(offset));
+    QVERIFY(file.open(QIODevice::ReadWrite) && file.seek(offset));
     QCOMPARE(file.write(QByteArray(int(length), '\xA5')), length);
 }
 
@@ -121,8 +120,8 @@ void tst_backup::backupsMadeAndRestored()
         other.setDatabaseName(home.storePath());
         QVERIFY(other.open());
         QSqlQuery write(other);
-        QVERIFY(write.exec(QStringLiteral("BEGIN IMMEDIATE")));
-        QVERIFY(write.exec(QStringLiteral("INSERT INTO game (platform_id, genre_id, name) VALUES (5, 1, 'Half')")));
+        QVERIFY(write.exec(QStringLiteral("BEGIN IMMEDIATE")) &&
+                write.exec(QStringLiteral("INSERT INTO game (platform_id, genre_id, name) VALUES (5, 1, 'Half')")));
         QString made;
         ErrObject err;
         int reports = 0;
@@ -154,8 +153,8 @@ void tst_backup::backupsMadeAndRestored()
     err.Clear();
     QVERIFY(StoreBackup::Make(home.storePath(), folder, QString(), &backup, &err));
     ErrObject ignored;
-    QVERIFY(GameTable::Rename(home.db(), game, QStringLiteral("Zelda II"), &ignored));
-    QVERIFY(FileTable::Delete(home.db(), file, &ignored));
+    QVERIFY(GameTable::Rename(home.db(), game, QStringLiteral("Zelda II"), &ignored) &&
+            FileTable::Delete(home.db(), file, &ignored));
     home.addGame(1, 1, QStringLiteral("Doom"));
     QVERIFY2(StoreBackup::Restore(backup, home.storePath(), &err), qPrintable(err.Description));
     QCOMPARE(std::tuple(home.count(QStringLiteral("SELECT count(*) FROM game WHERE name = 'Zelda'")),
@@ -250,8 +249,8 @@ void tst_backup::newerFullAndReadOnlyStores()
     TestHome full;
     const qint32 game = full.addGame(5, 1, QStringLiteral("Doom"));
     QSqlQuery limit(full.db());
-    QVERIFY(limit.exec(QStringLiteral("PRAGMA page_count")) && limit.next());
-    QVERIFY(limit.exec(QStringLiteral("PRAGMA max_page_count = %1").arg(limit.value(0).toInt() + 2)));
+    QVERIFY(limit.exec(QStringLiteral("PRAGMA page_count")) && limit.next() &&
+            limit.exec(QStringLiteral("PRAGMA max_page_count = %1").arg(limit.value(0).toInt() + 2)));
     qint32 id = 0;
     QVERIFY(!FileTable::Add(full.db(), {0, game, 1, {}, QStringLiteral("Huge"), QString(200000, u'x')}, &id, &err));
     QVERIFY2(err.Description.contains(QStringLiteral("is full")), qPrintable(err.Description));
@@ -282,8 +281,8 @@ void tst_backup::newerFullAndReadOnlyStores()
     GameRow row;
     bool found = false;
     QVERIFY(GameTable::Read(opened.Connection(), zelda, &row, &found, &err) && found);
-    QVERIFY(!opened.CanWrite(&err) && err.Number == ErrNumber::StoreReadOnly);
-    QVERIFY(!GameTable::Rename(opened.Connection(), zelda, QStringLiteral("Zelda II"), &err));
+    QVERIFY(!opened.CanWrite(&err) && err.Number == ErrNumber::StoreReadOnly &&
+            !GameTable::Rename(opened.Connection(), zelda, QStringLiteral("Zelda II"), &err));
     opened.Close();
     QVERIFY(readFile(file) == before);
 
@@ -292,8 +291,8 @@ void tst_backup::newerFullAndReadOnlyStores()
     undo.path = locked.path();
     QVERIFY(setImmutable(locked.path(), true));
     QVERIFY2(opened.Open(file, &err), qPrintable(err.Description));
-    QVERIFY(opened.ReadOnlyError().Description.contains(QStringLiteral("its folder")));
-    QVERIFY(GameTable::Read(opened.Connection(), zelda, &row, &found, &err) && found);
+    QVERIFY(opened.ReadOnlyError().Description.contains(QStringLiteral("its folder")) &&
+            GameTable::Read(opened.Connection(), zelda, &row, &found, &err) && found);
     opened.Close();
     QVERIFY(!QFileInfo::exists(file + QStringLiteral("-wal")));
 }
@@ -329,8 +328,8 @@ void tst_backup::backupsToOfferAndRepeat()
     QVERIFY(!BackupJob::NewestGood(nullptr, home.storePath()));
 
     // Counts at the last clean close, one entry per store; a damaged file forgets, never misleads.
-    QVERIFY(ClosedCounts::Remember(folder, home.storePath(), {3, 40}, &err));
-    QVERIFY(ClosedCounts::Remember(folder, home.file(QStringLiteral("other.lkb")), {1, 1}, &err));
+    QVERIFY(ClosedCounts::Remember(folder, home.storePath(), {3, 40}, &err) &&
+            ClosedCounts::Remember(folder, home.file(QStringLiteral("other.lkb")), {1, 1}, &err));
     const std::optional<BackupContents> closed = BackupJob::LastClosed(home.storePath());
     QVERIFY(closed);
     QCOMPARE(std::pair(closed->Games, closed->Files), std::pair(qint64(3), qint64(40)));

@@ -48,28 +48,21 @@ void tst_clip::appendAndPending()
     TestHome home;
     const QString pending = ClipFile::PendingPath();
     ErrObject err;
-    QVERIFY(!ClipFile::HasPending());
-    QVERIFY(ClipFile::Append(heading, QStringLiteral("line one\nline two"), &err));
-    QVERIFY(ClipFile::Append(QStringLiteral("Second"), QStringLiteral("Caf\u00e9"), &err));
+    QVERIFY(!ClipFile::HasPending() && ClipFile::Append(heading, QStringLiteral("line one\nline two"), &err) &&
+            ClipFile::Append(QStringLiteral("Second"), QStringLiteral("Caf\u00e9"), &err));
     const QByteArray equals(30, '='), dots(30, '.');
     QCOMPARE(readFile(pending), "Platform: PC\r\nGame: Doom\r\nGenre: Shooter\r\n" + equals +
                                     "\r\nline one\r\nline two\r\n" + dots + "\r\n\r\nSecond\r\n" + equals +
                                     "\r\nCaf\xC3\xA9\r\n" + dots + "\r\n\r\n");
-    QVERIFY(ClipFile::HasPending() && ClipFile::Clear());
-    QVERIFY(!QFile::exists(pending) && !ClipFile::HasPending());
+    QVERIFY(ClipFile::HasPending() && ClipFile::Clear() && !QFile::exists(pending) && !ClipFile::HasPending());
 
     // Clips an older tool wrote in Windows-1252 still read right once new ones follow.
     writeFile(pending, "Caf\xE9\r\n");
     QVERIFY(ClipFile::Append(QStringLiteral("H"), QStringLiteral("\u00e9t\u00e9"), &err));
     QString text;
-    QVERIFY(ClipFile::ReadPending(&text, &err));
-    QVERIFY(text.startsWith(QStringLiteral("Caf\u00e9\nH\n")) && text.contains(QStringLiteral("\n\u00e9t\u00e9\n")));
-
-    // A folder where the file should be: a clear error and nothing written.
-    QVERIFY(ClipFile::Clear());
-    QVERIFY(QDir().mkdir(pending));
-    QVERIFY(!ClipFile::Append(heading, QStringLiteral("text"), &err) &&
-            err.Description.contains(QStringLiteral("is a folder")));
+    QVERIFY(ClipFile::ReadPending(&text, &err) && text.startsWith(QStringLiteral("Caf\u00e9\nH\n")) &&
+            text.contains(QStringLiteral("\n\u00e9t\u00e9\n")));
+    // A folder where the file should be is mainWindow's.
 }
 
 void tst_clip::addTo()
@@ -157,8 +150,8 @@ void tst_clip::badFiles()
         QVERIFY2(prompts.last().text.contains(QLatin1String(says)), qPrintable(prompts.last().text));
         QCOMPARE(form.windowTitle(), QStringLiteral("Quick Clip Viewer"));
     }
-    QVERIFY(prompts.last().text.contains(QStringLiteral("50")));
-    QVERIFY(readFile(home.file(QStringLiteral("error.log"))).contains("Source = Open Clip"));
+    QVERIFY(prompts.last().text.contains(QStringLiteral("50")) &&
+            readFile(home.file(QStringLiteral("error.log"))).contains("Source = Open Clip"));
     // Still empty: nothing to print.
     prompts.answerMsgBox(MsgResult::OK);
     form.mnuFilePrint_Click();
@@ -223,11 +216,12 @@ void tst_clip::mainWindow()
                                         QStringLiteral("Sent from the viewer")),
                        qsizetype(1)));
 
-    // When the clip cannot be written, the user hears so and the text is logged as not added.
+    // A folder where the clip file should be: the user hears why, nothing is written, the text is logged as not added.
     QVERIFY(QFile::remove(ClipFile::PendingPath()) && QDir().mkdir(ClipFile::PendingPath()));
     prompts.answerMsgBox(MsgResult::OK);
     addQuick->trigger();
     QVERIFY(prompts.last().text.startsWith(QStringLiteral("The text was not added to the Quick Clips")) &&
+            prompts.last().text.contains(QStringLiteral("is a folder")) && QDir(ClipFile::PendingPath()).isEmpty() &&
             readFile(home.file(QStringLiteral("error.log"))).contains("Source = SendQuick"));
     modMain::SetMainForm(nullptr);
 }

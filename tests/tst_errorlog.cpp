@@ -24,8 +24,8 @@ void tst_errorlog::bannerAndRecordsByteForByte()
     log.setLocale(QLocale(QLocale::English, QLocale::UnitedStates));
     log.setClock([] { return QDateTime(QDate(2026, 11, 3), QTime(21, 5, 7)); });
 
-    QVERIFY(log.Write({0, QStringLiteral("not an error")}, QStringLiteral("ctlTree"), QStringLiteral("Load Tree")));
-    QVERIFY(!QFile::exists(path) && log.StartLog());
+    QVERIFY(log.Write({0, QStringLiteral("not an error")}, QStringLiteral("ctlTree"), QStringLiteral("Load Tree")) &&
+            !QFile::exists(path) && log.StartLog());
     QVERIFY(log.Write({-2147467259, QStringLiteral("first line\r\nsecond line")}, QStringLiteral("modADO"),
                       QStringLiteral("Connect")));
     QVERIFY(log.StartLog()); // the banner comes once only
@@ -80,8 +80,7 @@ void tst_errorlog::logErrorShowsTheRecordWhenAsked()
     QTest::ignoreMessage(QtWarningMsg,
                          QRegularExpression(QStringLiteral("cannot write the error log .* record was dropped")));
     LogError({75, QStringLiteral("Path/File access error")}, QStringLiteral("frmClip"), QStringLiteral("Save Clip"),
-             true);
-    QCOMPARE(prompts.shown().size(), 2);
+             true); // the answer queued for it is taken, or ScriptedPrompts fails the test
 }
 
 QTEST_GUILESS_MAIN(tst_errorlog)

@@ -86,8 +86,7 @@ void tst_keyboard::windowsByKeys()
     QVERIFY(HelpPages::Install(home.path(), &err));
     const auto started = startMainWindow();
     frmMain *form = started.get();
-    QVERIFY(QTest::qWaitForWindowActive(form));
-    QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
+    QVERIFY(QTest::qWaitForWindowActive(form) && clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
     auto *view = form->findChild<ctlView *>();
     auto *details = form->findChild<ctlDetails *>();
     QWidget *tree = form->findChild<QWidget *>(QStringLiteral("tvwFiles"));

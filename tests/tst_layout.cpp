@@ -33,6 +33,7 @@ void tst_layout::splitterLimits_data()
     QTest::newRow("vertical at the limits stays") << 1000 << 3000 << SW << 1000 << 3000;
     QTest::newRow("horizontal just above the top limit") << 3720 << 999 << SW << 3720 << 970;
     QTest::newRow("horizontal at the top limit stays") << 3720 << 1000 << SW << 3720 << 1000;
+    QTest::newRow("horizontal dragged to the bottom edge") << 3720 << SH - 10 << SW << 3720 << SH - 970;
     QTest::newRow("too narrow for both limits: the right wins") << 1500 << 3000 << 1800 << 800 << 3000;
 }
 

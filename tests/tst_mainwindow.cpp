@@ -176,12 +176,11 @@ void tst_mainwindow::splittersAndViewMenu()
     auto *view = form->findChild<ctlView *>();
     auto *details = form->findChild<ctlDetails *>();
     auto *imgS1 = form->findChild<QWidget *>(QStringLiteral("imgS1"));
-    auto *imgS2 = form->findChild<QWidget *>(QStringLiteral("imgS2"));
     auto *indicator = form->findChild<QWidget *>(QStringLiteral("picSplitter"));
     const int client = form->centralWidget()->height();
-    QCOMPARE(details->geometry().bottom() + 1, client);
 
     // Dragging the vertical bar far left: only the indicator follows; on release the bar is held at 1000.
+    // (Where each bar stops, and how the panes meet them, is tst_layout's.)
     press(imgS1, QEvent::MouseButtonPress, {3, 10});
     QVERIFY(indicator->isVisible());
     press(imgS1, QEvent::MouseMove, {-200, 10});
@@ -190,12 +189,6 @@ void tst_mainwindow::splittersAndViewMenu()
     press(imgS1, QEvent::MouseButtonRelease, {-200, 10});
     QVERIFY(!indicator->isVisible());
     QCOMPARE(std::tuple(form->Layout().imgS1Left, view->x()), std::tuple(1000, Twips::toPixelsX(1030)));
-
-    // The horizontal bar dragged into the bottom margin stops 970 above the client bottom.
-    press(imgS2, QEvent::MouseButtonPress, {10, 3});
-    press(imgS2, QEvent::MouseMove, {10, 500});
-    press(imgS2, QEvent::MouseButtonRelease, {10, 500});
-    QCOMPARE(form->Layout().imgS2Top, Twips::fromPixelsY(client) - 970);
 
     // The View menu and the panes' own buttons hide and show panes, with the check marks following.
     tree->findChild<QAction *>(QStringLiteral("x"))->trigger(); // the tree's own close button

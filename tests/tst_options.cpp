@@ -4,6 +4,7 @@
 #include "TreeClicks.h"
 #include "base/AppPath.h"
 #include "browser/ctlBrowser.h"
+#include "WhenModal.h"
 #include "data/NodeKey.h"
 #include "find/frmFind.h"
 #include "options/frmOptions.h"
@@ -11,31 +12,12 @@
 #include "view/ctlView.h"
 #include "widgets/ListView.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QFile>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTest>
-#include <QTimer>
-
-namespace {
-
-// Runs `work` on the modal dialog `name` once it is up, then closes it if `work` left it open.
-void whenModal(const char *name, std::function<void(QDialog *)> work)
-{
-    QTimer::singleShot(0, [name, work] {
-        auto *dialog = qobject_cast<QDialog *>(QApplication::activeModalWidget());
-        QVERIFY(dialog);
-        QCOMPARE(dialog->objectName(), QLatin1String(name));
-        work(dialog);
-        if (dialog->isVisible())
-            dialog->reject();
-    });
-}
-
-} // namespace
 
 class tst_options final : public QObject
 {
@@ -115,8 +97,6 @@ void tst_options::windowAndEveryKey()
         form->findChild<frmFind *>()->close();
         whenModal("frmClip", [](QDialog *) {});
         form->Menu().mnuViewQuickClip->trigger();
-        whenModal("frmBackups", [](QDialog *) {});
-        form->Menu().mnuFileRestore->trigger();
         prompts.answerOpenFiles(std::nullopt);
         form->Menu().mnuFileImport->trigger();
         // OK in Tools > Options applies the list style at once.
