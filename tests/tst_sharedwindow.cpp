@@ -4,14 +4,19 @@
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
+#include "TreeClicks.h"
+#include "WhenModal.h"
 #include "backup/frmBackups.h"
 #include "base/AppPath.h"
 #include "components/BackupJob.h"
 #include "data/HomeFolder.h"
+#include "data/NodeKey.h"
 #include "data/StoreCopy.h"
 #include "shell/frmSharedLibrary.h"
 #include "store/Schema.h"
 #include "system/SettingsStore.h"
+#include "view/ctlView.h"
+#include "widgets/ListView.h"
 
 #include <QAction>
 #include <QApplication>
@@ -19,25 +24,15 @@
 #include <QDir>
 #include <QLineEdit>
 #include <QMenu>
+#include <QProcess>
 #include <QPushButton>
 #include <QSqlQuery>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 #include <QTreeWidget>
 
 namespace {
-
-// Runs `work` on the modal dialog T once it is up, then closes it if `work` left it open.
-template <typename T> void whenModal(std::function<void(T *)> work)
-{
-    QTimer::singleShot(0, [work] {
-        auto *dialog = qobject_cast<T *>(QApplication::activeModalWidget());
-        QVERIFY(dialog);
-        work(dialog);
-        if (dialog->isVisible())
-            dialog->reject();
-    });
-}
 
 // Types the test server's parts into the connection dialog, as a user would, and clicks OK.
 void typeAddress(frmSharedLibrary *dialog, const QString &database)
@@ -84,6 +79,7 @@ private Q_SLOTS:
     void sharedLibraryInTheWindow();
     void sharedLibraryAtStart();
     void copyLibrary();
+    void liveFromAnotherProgram();
 };
 
 void tst_sharedwindow::recentStores()
@@ -133,7 +129,7 @@ void tst_sharedwindow::sharedLibraryInTheWindow()
     home.addFile(home.addGame(1, 1, QStringLiteral("Zelda")), 1, QStringLiteral("Walkthrough"));
     const QString database = modADO::NameFromPath(home.storePath()), password = qEnvironmentVariable("PGPASSWORD");
     auto form = startMainWindow();
-    whenModal<frmSharedLibrary>([&](frmSharedLibrary *dialog) {
+    whenModal<frmSharedLibrary>(nullptr, [&](frmSharedLibrary *dialog) {
         QCOMPARE(std::pair(dialog->txtPassword->echoMode(), dialog->txtPort->text()),
                  std::pair(QLineEdit::Password, QStringLiteral("5432")));
         typeAddress(dialog, database);
@@ -147,14 +143,14 @@ void tst_sharedwindow::sharedLibraryInTheWindow()
     const QByteArray settings = readFile(SettingsFileName());
     QVERIFY(settings.contains(database.toUtf8()) && !settings.contains(password.toUtf8()));
     QVERIFY(!form->Menu().mnuToolsCheck->isEnabled());
-    whenModal<frmSharedLibrary>([&](frmSharedLibrary *dialog) {
+    whenModal<frmSharedLibrary>(nullptr, [&](frmSharedLibrary *dialog) {
         QCOMPARE(std::pair(dialog->txtDatabase->text(), dialog->txtPassword->text()), std::pair(database, password));
     });
     form->Menu().mnuFileOpenShared->trigger();
 
     // Back Up Now keeps a .lkb copy that lists with the backups; none is restored over the library.
     prompts.answerMsgBox(MsgResult::OK);
-    whenModal<frmBackups>([](frmBackups *dialog) {
+    whenModal<frmBackups>(nullptr, [](frmBackups *dialog) {
         QTest::mouseClick(dialog->cmdBackUpNow, Qt::LeftButton);
         QCOMPARE(dialog->lvwBackups->topLevelItem(0)->text(frmBackups::KindColumn), QStringLiteral("Manual"));
         QTest::mouseClick(dialog->cmdRestore, Qt::LeftButton);
@@ -241,11 +237,44 @@ void tst_sharedwindow::copyLibrary()
     form->Menu().mnuFileConnect->trigger();
     const QString empty = TestHome::NewDatabase();
     prompts.answerChoice(QStringLiteral("Shared Library"));
-    whenModal<frmSharedLibrary>([&](frmSharedLibrary *dialog) { typeAddress(dialog, StoreAddress::ShortName(empty)); });
+    whenModal<frmSharedLibrary>(nullptr,
+                                [&](frmSharedLibrary *dialog) { typeAddress(dialog, StoreAddress::ShortName(empty)); });
     prompts.answerMsgBox(MsgResult::OK);
     form->Menu().mnuFileCopy->trigger();
     QVERIFY(prompts.last().text.startsWith(QStringLiteral("Copied 1 games, 1 files")));
     QCOMPARE(gamesIn(empty), 1);
+}
+
+// Another program writes to the library: within about a second the window shows it.
+void tst_sharedwindow::liveFromAnotherProgram()
+{
+    if (!TestHome::Shared())
+        QSKIP("needs the PostgreSQL server of the shared run");
+    TestHome home;
+    ScriptedPrompts prompts;
+    const qint32 game = home.addGame(1, 1, QStringLiteral("Zelda"));
+    const qint32 gone = home.addGame(1, 1, QStringLiteral("Metroid"));
+    home.addFile(game, 1, QStringLiteral("Walkthrough"));
+    auto form = startMainWindow(home.storePath());
+    auto *tree = form->findChild<TreeView *>(QStringLiteral("tvwFiles"));
+    auto *list = form->findChild<ctlView *>()->findChild<ListView *>();
+    const QString key = NodeKey::Game(game, 1, 1);
+    QVERIFY(clickNode(tree, key));
+    QTRY_COMPARE(list->Count(), 1);
+
+    // lkimport adds two files to the game shown; a second connection renames it and deletes another.
+    QTemporaryDir dir;
+    for (const char *name : {"Part 1.txt", "Part 2.txt"})
+        writeFile(dir.filePath(QLatin1String(name)), "A guide.\n");
+    QProcess lkimport;
+    lkimport.start(QStringLiteral(LKIMPORT_EXE), {QStringLiteral("--store"), home.storePath(), QStringLiteral("--game"),
+                                                  QString::number(game), dir.path()});
+    QVERIFY(lkimport.waitForFinished(30000) && lkimport.exitCode() == 0);
+    QTRY_COMPARE_WITH_TIMEOUT(list->Count(), 3, 3000);
+    runElsewhere(home.storePath(), {QStringLiteral("UPDATE game SET name = 'Zelda II' WHERE auto_id = %1").arg(game),
+                                    QStringLiteral("DELETE FROM game WHERE auto_id = %1").arg(gone)});
+    QTRY_VERIFY_WITH_TIMEOUT(tree->Node(key) && tree->Node(key)->text(0).startsWith(QStringLiteral("Zelda II")), 3000);
+    QVERIFY(!tree->Node(NodeKey::Game(gone, 1, 1)));
 }
 
 QTEST_MAIN(tst_sharedwindow)

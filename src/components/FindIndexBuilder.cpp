@@ -6,7 +6,6 @@
 #include "base/ErrorLog.h"
 #include "data/FindIndex.h"
 #include "store/StoreAddress.h"
-#include "store/StoreError.h"
 #include "store/WorkerConnection.h"
 
 namespace {
@@ -34,10 +33,8 @@ bool FindIndexBuilder::Build(QWidget *window, const QSqlDatabase &db)
     if (pending >= backupFiles && !BackupJob::Before(window, db, QStringLiteral("before indexing")))
         return false;
     // The index is written on a connection of the work's own, on its thread; the window's stays idle.
-    // A shared library's password may be one the user typed, which only the connection holds.
-    QString storePath = StoreError::storePath(db);
-    if (StoreAddress::IsShared(db))
-        storePath = StoreAddress::WithPassword(storePath, db.password());
+    // The store as it was opened: a shared library's address keeps its password and parameters.
+    const QString storePath = StoreAddress::Name(db);
     ErrObject workErr;
     const auto work = [&](const BackgroundWork::Report &report, QString *error) {
         const WorkerConnection store(storePath, WorkerConnection::Access::Write);

@@ -324,6 +324,10 @@ bool StoreCopy::Copy(const QSqlDatabase &source, const QString &dest, const Prog
         if (!ok)
             *err = StoreError::fromSql(db.lastError(), target);
         ok = ok && copyInto(source, db, progress, counts, err);
+        // A server plans its reads from statistics, and answers a count from the index alone once
+        // it knows every row is visible: both are made now rather than when it gets round to them.
+        if (ok && shared)
+            QSqlQuery(db).exec(QStringLiteral("VACUUM (ANALYZE)"));
         db.close();
     }
     QSqlDatabase::removeDatabase(name);

@@ -1,6 +1,8 @@
 #include "StoreAddress.h"
 
 #include <QFileInfo>
+#include <QHash>
+#include <QMutex>
 #include <QRegularExpression>
 #include <QStringList>
 #include <QUrl>
@@ -8,6 +10,21 @@
 namespace {
 
 const QString sqliteDriver = QStringLiteral("QSQLITE");
+
+// The store each connection was added for, by connection name; connections are made on several
+// threads.
+QMutex namesLock;
+QHash<QString, QString> &names()
+{
+    static QHash<QString, QString> byConnection;
+    return byConnection;
+}
+
+void remember(const QString &connectionName, const QString &name)
+{
+    const QMutexLocker locked(&namesLock);
+    names().insert(connectionName, name);
+}
 const QString postgresDriver = QStringLiteral("QPSQL");
 
 // A connection URI taken apart as libpq reads one:
@@ -249,6 +266,7 @@ QString ShortName(const QString &name)
 bool AddConnection(const QString &connectionName, const QString &name, Access access, int busyTimeoutMs, ErrObject *err)
 {
     if (!IsShared(name)) {
+        remember(connectionName, name);
         QSqlDatabase db = QSqlDatabase::addDatabase(sqliteDriver, connectionName);
         db.setDatabaseName(sqliteUri(name, access));
         db.setConnectOptions(QStringLiteral("QSQLITE_OPEN_URI;QSQLITE_BUSY_TIMEOUT=%1").arg(busyTimeoutMs));
@@ -295,6 +313,7 @@ bool AddConnection(const QString &connectionName, const QString &name, Access ac
     if (access != Access::Write)
         serverOptions += QStringLiteral(" -c default_transaction_read_only=on");
     options << QStringLiteral("options=") + quotedOption(serverOptions);
+    remember(connectionName, name);
     QSqlDatabase db = QSqlDatabase::addDatabase(postgresDriver, connectionName);
     if (uri.hosts.size() > 1) {
         options << QStringLiteral("host=") + quotedOption(uri.hosts.join(QLatin1Char(',')));
@@ -308,6 +327,12 @@ bool AddConnection(const QString &connectionName, const QString &name, Access ac
     db.setPassword(uri.password);
     db.setConnectOptions(options.join(QLatin1Char(';')));
     return true;
+}
+
+QString Name(const QSqlDatabase &db)
+{
+    const QMutexLocker locked(&namesLock);
+    return names().value(db.connectionName());
 }
 
 } // namespace StoreAddress

@@ -39,5 +39,8 @@ enum class Access { Write, Read, Immutable };
 // program's lock before it fails as locked.
 bool AddConnection(const QString &connectionName, const QString &name, Access access, int busyTimeoutMs,
                    ErrObject *err);
+// The store a connection made by AddConnection was added for, as it was given (a shared library's
+// address with its password and every parameter): what a worker thread's own connection opens.
+QString Name(const QSqlDatabase &db);
 
 } // namespace StoreAddress

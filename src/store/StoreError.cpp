@@ -150,8 +150,11 @@ ErrObject StoreError::noRow(const char *table, qint64 id)
 
 QString StoreError::storePath(const QSqlDatabase &db)
 {
-    if (StoreAddress::IsShared(db))
-        return StoreAddress::Build(db.hostName(), db.port(), db.databaseName(), db.userName(), QString());
+    if (StoreAddress::IsShared(db)) {
+        const QString name = StoreAddress::Name(db);
+        return name.isEmpty() ? StoreAddress::Build(db.hostName(), db.port(), db.databaseName(), db.userName(), {})
+                              : StoreAddress::WithoutPassword(name);
+    }
     QString name = db.databaseName();
     if (!name.startsWith(QLatin1String("file:")))
         return name;
