@@ -4,6 +4,7 @@
 #include "data/FileTable.h"
 #include "data/GameTable.h"
 #include "data/modADO.h"
+#include "store/SharedStore.h"
 #include "store/StoreAddress.h"
 
 #include <QProcess>
@@ -133,6 +134,10 @@ void tst_shared::rightsAndLogins()
             !reader.ReadOnlyError().Description.contains(QStringLiteral("read only@")));
     QVERIFY(!GameTable::Rename(reader.Connection(), game, QStringLiteral("Link"), &err) &&
             err.Number == ErrNumber::StoreReadOnly);
+    // Without the trigram index, a role that may not add it is given the line its owner runs.
+    runElsewhere(home.storePath(), {QStringLiteral("DROP EXTENSION pg_trgm CASCADE")});
+    QVERIFY(!SharedStore::HasTrigrams(reader.Connection()) && !SharedStore::EnsureTrigrams(reader.Connection(), &err));
+    QVERIFY2(err.Description.endsWith(QStringLiteral("CREATE EXTENSION pg_trgm;")), qPrintable(err.Description));
 
     // A wrong password, a database that is not there and a server that does not answer each get
     // their own error, which the start uses to offer the right way out.

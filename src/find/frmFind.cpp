@@ -4,6 +4,8 @@
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
 #include "components/FindIndexBuilder.h"
+#include "store/SharedStore.h"
+#include "store/StoreAddress.h"
 #include "data/FileSearch.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
@@ -20,6 +22,7 @@
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QGuiApplication>
+#include <QSet>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
@@ -359,6 +362,16 @@ void frmFind::cmdFind_Click()
     // Files waiting for the index (changed by another program, or left when its building was
     // stopped) are indexed with the progress shown, not inside a search that seems to hang.
     FindIndexBuilder::Build(this, db);
+    // A shared library without its trigram index is searched by reading every file: said once per
+    // library and session, with the line its owner can run.
+    static QSet<QString> toldSlow;
+    if (StoreAddress::IsShared(db) && !toldSlow.contains(StoreAddress::Name(db))) {
+        ErrObject slow;
+        if (!SharedStore::EnsureTrigrams(db, &slow)) {
+            toldSlow.insert(StoreAddress::Name(db));
+            MsgBox(slow.Description, MsgButtons::OK, MsgIcon::Information, QStringLiteral("Find Files"));
+        }
+    }
     QVector<FindHit> hits;
     IndexRepair repair;
     QGuiApplication::setOverrideCursor(Qt::WaitCursor);
