@@ -55,7 +55,8 @@ QString databaseText(const QSqlError &error)
 ErrObject sharedError(const QSqlError &error, const QString &name)
 {
     const QString state = error.nativeErrorCode();
-    const QString text = databaseText(error);
+    // libpq breaks its lines and indents its hints: one paragraph reads better in a message box.
+    const QString text = databaseText(error).simplified();
     const QString library = QStringLiteral("The shared library %1").arg(name);
     if (state == QLatin1String("28P01") || state == QLatin1String("28000") ||
         text.contains(QLatin1String("password authentication failed")) ||
