@@ -100,9 +100,16 @@ void tst_shared::opensOnlyItsOwnDatabase()
     QVERIFY2(said.contains(QStringLiteral("\"notes\"")), qPrintable(said));
     QCOMPARE(tableCount(other), 1);
 
-    // An empty one becomes a library on its first open, and opens again as one.
+    // An empty one becomes a library on its first open, and opens again as one; libpq's parameters
+    // in the address reach the server.
     const QString fresh = TestHome::NewDatabase();
     QCOMPARE(openFails(fresh), 0L);
+    modADO tagged(QStringLiteral("tagged"));
+    ErrObject err;
+    QVERIFY2(tagged.Open(fresh + QStringLiteral("?application_name=guide%20desk&sslmode=disable"), &err),
+             qPrintable(err.Description));
+    QSqlQuery name(QStringLiteral("SELECT current_setting('application_name')"), tagged.Connection());
+    QVERIFY(name.next() && name.value(0).toString() == QStringLiteral("guide desk"));
     QCOMPARE(tableCount(fresh), 6);
     QCOMPARE(openFails(fresh), 0L);
 
