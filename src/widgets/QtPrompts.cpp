@@ -73,6 +73,23 @@ std::optional<QString> firstOf(const std::optional<QStringList> &paths)
     return paths ? std::optional<QString>(paths->constFirst()) : std::nullopt;
 }
 
+// A line of text asked for in a box of its own; none when the user cancels.
+std::optional<QString> askText(const QString &prompt, const QString &title, const QString &defaultText,
+                               QLineEdit::EchoMode echo)
+{
+    QInputDialog dialog(dialogParent());
+    dialog.setWindowTitle(title);
+    dialog.setLabelText(prompt);
+    dialog.setTextValue(defaultText);
+    dialog.setTextEchoMode(echo);
+    QGuiApplication::setOverrideCursor(Qt::ArrowCursor);
+    const bool accepted = dialog.exec() == QDialog::Accepted;
+    QGuiApplication::restoreOverrideCursor();
+    if (!accepted)
+        return std::nullopt;
+    return dialog.textValue();
+}
+
 } // namespace
 
 MsgResult QtPrompts::MsgBox(const QString &prompt, MsgButtons buttons, MsgIcon icon, const QString &title)
@@ -116,30 +133,12 @@ int QtPrompts::Choose(const QString &prompt, const QStringList &choices, MsgIcon
 
 std::optional<QString> QtPrompts::InputBox(const QString &prompt, const QString &title, const QString &defaultText)
 {
-    QInputDialog dialog(dialogParent());
-    dialog.setWindowTitle(title);
-    dialog.setLabelText(prompt);
-    dialog.setTextValue(defaultText);
-    QGuiApplication::setOverrideCursor(Qt::ArrowCursor);
-    const bool accepted = dialog.exec() == QDialog::Accepted;
-    QGuiApplication::restoreOverrideCursor();
-    if (!accepted)
-        return std::nullopt;
-    return dialog.textValue();
+    return askText(prompt, title, defaultText, QLineEdit::Normal);
 }
 
 std::optional<QString> QtPrompts::PasswordBox(const QString &prompt, const QString &title)
 {
-    QInputDialog dialog(dialogParent());
-    dialog.setWindowTitle(title);
-    dialog.setLabelText(prompt);
-    dialog.setTextEchoMode(QLineEdit::Password);
-    QGuiApplication::setOverrideCursor(Qt::ArrowCursor);
-    const bool accepted = dialog.exec() == QDialog::Accepted;
-    QGuiApplication::restoreOverrideCursor();
-    if (!accepted)
-        return std::nullopt;
-    return dialog.textValue();
+    return askText(prompt, title, QString(), QLineEdit::Password);
 }
 
 std::optional<QString> QtPrompts::GetOpenFileName(const FileDialogOptions &options)
