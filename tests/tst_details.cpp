@@ -226,6 +226,11 @@ void tst_details::bookmarksFollowFilesAndGames()
     desk.details.BookmarkFile(3, lapsMoved, QStringLiteral("Laps"), desk.tree);
     QCOMPARE(stored(), 5);
 
+    // Loaded again, the list keeps the order they were added in, rewritten rows too.
+    const QStringList listed = desk.keys(desk.bookmarks);
+    desk.details.LoadBookmarks(QStringLiteral("|P_18|P_1|P_3"));
+    QCOMPARE(desk.keys(desk.bookmarks), listed);
+
     // An unknown key deletes nothing, a file's its bookmark, a game's all but Tiles (on no platform of the tree).
     desk.details.DeleteBookmark(QStringLiteral("K_99|") + moved);
     desk.details.DeleteBookmark(QStringLiteral("N_9|G_1|P_18"));
