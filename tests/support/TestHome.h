@@ -66,7 +66,8 @@ public:
     bool changedElsewhere();
     // Gives game `gameId` `files` files of a few KB of text each, overwrites a leaf page of table
     // `file` in the middle of the store with garbage, as a bad sector would, and opens the store
-    // again. Returns the ids of the files that page held, which can no longer be read.
+    // again. Returns the ids of the files that page held, which can no longer be read. A store
+    // file's only: a shared library's pages are its server's.
     QList<qint32> addDamagedFiles(qint32 gameId, int files);
 
 private:
