@@ -226,6 +226,11 @@ void tst_details::bookmarksFollowFilesAndGames()
     desk.details.BookmarkFile(3, lapsMoved, QStringLiteral("Laps"), desk.tree);
     QCOMPARE(stored(), 5);
 
+    // Loaded again, the list keeps the order they were added in, rewritten rows too.
+    const QStringList listed = desk.keys(desk.bookmarks);
+    desk.details.LoadBookmarks(QStringLiteral("|P_18|P_1|P_3"));
+    QCOMPARE(desk.keys(desk.bookmarks), listed);
+
     // An unknown key deletes nothing, a file's its bookmark, a game's all but Tiles (on no platform of the tree).
     desk.details.DeleteBookmark(QStringLiteral("K_99|") + moved);
     desk.details.DeleteBookmark(QStringLiteral("N_9|G_1|P_18"));
@@ -243,9 +248,8 @@ void tst_details::storeFailuresDeleteAndOpen()
     desk.details.LoadBookmarks(QStringLiteral("|P_18|P_1"));
 
     // One refused row of a game's move leaves every row and entry as it was.
-    desk.exec(QStringLiteral("CREATE TRIGGER refuse BEFORE UPDATE ON bookmarks WHEN old.auto_id = %1 "
-                             "BEGIN SELECT RAISE(ABORT, 'bookmark locked'); END")
-                  .arg(desk.codes));
+    refuseWrites(desk.home.db(), QStringLiteral("refuse"), QStringLiteral("bookmarks"), QStringLiteral("UPDATE"),
+                 QStringLiteral("old.auto_id = %1").arg(desk.codes), QStringLiteral("bookmark locked"));
     desk.prompts.answerMsgBox(MsgResult::OK);
     desk.details.MoveBookmark(desk.quest, QStringLiteral("N_1|G_2|P_3"), desk.tree);
     QVERIFY(desk.prompts.last().text.contains(QStringLiteral("bookmark locked")) &&
@@ -255,7 +259,7 @@ void tst_details::storeFailuresDeleteAndOpen()
     QVERIFY(logged.contains("ctlDetails") && logged.contains("MoveBookmark"));
 
     // A bookmark whose row has gone from the store leaves the list when it is next changed.
-    desk.exec(QStringLiteral("DROP TRIGGER refuse"));
+    allowWrites(desk.home.db(), QStringLiteral("refuse"), QStringLiteral("bookmarks"));
     desk.exec(QStringLiteral("DELETE FROM bookmarks WHERE auto_id = %1").arg(desk.guide));
     desk.details.RenameGame(desk.quest, QStringLiteral("Quest II"));
     QVERIFY(!desk.bookmarks->Item(QStringLiteral("K_10|") + desk.quest) && desk.bookmarks->Count() == 2);

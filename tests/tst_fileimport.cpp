@@ -408,7 +408,7 @@ void tst_fileimport::lkimport()
     }
     std::sort(seen.begin(), seen.end());
     QCOMPARE(std::tuple(seen, out.count('\n')), std::tuple(expected, qsizetype(std::size(names))));
-    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file WHERE desc = 'bad\uFFFD\uFFFD'")), 1);
+    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file WHERE \"desc\" = 'bad\uFFFD\uFFFD'")), 1);
 
     // Named directly: found, and the error line is escaped the same way.
     QCOMPARE(runLkimport(base + QStringLiteral("\"$(printf '%1/bad\\377\\376.txt')\"").arg(odd.path()), &out, &err), 0);
@@ -417,8 +417,8 @@ void tst_fileimport::lkimport()
 
     const QString guide =
         base + QLatin1Char('\'') + write(odd, QStringLiteral("guide.txt"), "Guide\n") + QLatin1Char('\'');
-    runElsewhere(home.storePath(), {QStringLiteral("INSERT INTO file (auto_id, game_id, sub_cat, src, desc, txt_rtf) "
-                                                   "VALUES (9223372036854775807, %1, 1, '', 'last', '')")
+    runElsewhere(home.storePath(), {QStringLiteral("INSERT INTO file (auto_id, game_id, sub_cat, src, \"desc\", txt_rtf) "
+                                                   "VALUES (2147483647, %1, 1, '', 'last', '')")
                                         .arg(game)});
     const int usedUp = runLkimport(guide, &out, &err);
     QVERIFY2(err.contains("used up the file ids") && !err.contains("full"), err.constData());

@@ -199,7 +199,7 @@ private Q_SLOTS:
     void editFindFromTheMainWindow()
     {
         Desk desk;
-        auto main = startMainWindow();
+        auto main = startMainWindow(desk.home.storePath());
         // The game lists start on the tree's game (the keyboard's place is tst_keyboard's).
         const QString key = NodeKey::Game(desk.racer, 3, 1);
         QTRY_VERIFY(main->findChild<TreeView *>()->Node(key));

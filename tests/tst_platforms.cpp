@@ -64,10 +64,13 @@ struct Library
     QString dump()
     {
         QSqlQuery query(home.db());
-        query.exec(QStringLiteral("SELECT (SELECT group_concat(auto_id || ' ' || platform_id || ' ' || genre_id, ', ') "
-                                  "FROM game) || ' / ' || (SELECT group_concat(auto_id || ' ' || game_id, ', ') FROM "
-                                  "file) || ' / ' || (SELECT group_concat(tree_key || ' ' || platform || ' ' || genre, "
-                                  "', ') FROM bookmarks)"));
+        query.exec(QStringLiteral("SELECT (SELECT %1 FROM game) || ' / ' || (SELECT %2 FROM file) || ' / ' || "
+                                  "(SELECT %3 FROM bookmarks)")
+                       .arg(joinedSql(QStringLiteral("auto_id || ' ' || platform_id || ' ' || genre_id"),
+                                      QStringLiteral("auto_id")),
+                            joinedSql(QStringLiteral("auto_id || ' ' || game_id"), QStringLiteral("auto_id")),
+                            joinedSql(QStringLiteral("tree_key || ' ' || platform || ' ' || genre"),
+                                      QStringLiteral("auto_id"))));
         return query.next() ? query.value(0).toString() : QString();
     }
 };
@@ -157,11 +160,10 @@ void tst_platforms::storeFailureRollsBack()
     const QString before = library.dump();
     const QStringList shown = library.rows();
     // The last NES bookmark refuses, after the games moved or the files and games went.
-    for (const char *when : {"UPDATE", "DELETE"})
-        library.exec(
-            QString::asprintf("CREATE TRIGGER refuse%s BEFORE %s ON bookmarks WHEN old.tree_key LIKE 'K_%d|%%' "
-                              "BEGIN SELECT RAISE(ABORT, 'bookmark refused %s'); END",
-                              when, when, library.map, when));
+    for (const QString &when : {QStringLiteral("UPDATE"), QStringLiteral("DELETE")})
+        refuseWrites(library.home.db(), QStringLiteral("refuse") + when, QStringLiteral("bookmarks"), when,
+                     QStringLiteral("old.tree_key LIKE 'K_%1|%'").arg(library.map),
+                     QStringLiteral("bookmark refused ") + when);
     for (const char *button : {"cmdMove", "cmdRemove"}) {
         library.select(nes, 17);
         library.prompts.answerMsgBox(MsgResult::Yes);

@@ -213,7 +213,7 @@ private Q_SLOTS:
         home.addFile(sol, 3, QStringLiteral("Review"),
                      QString::fromLatin1(RtfWriter::FromPlainText(QStringLiteral("Fine."))));
         ScriptedPrompts prompts;
-        auto form = startMainWindow();
+        auto form = startMainWindow(home.storePath());
         const QString pdfPath = home.file(QStringLiteral("print.pdf"));
         const auto check = [&](const QString &header) {
             Pdf out(pdfPath);

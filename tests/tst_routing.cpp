@@ -69,9 +69,12 @@ struct Program
     Program()
     {
         SetAppPath(dir.path());
-        generate(AppPath() + QStringLiteral("lorekeep.lkb"), 5);
+        const QString file = AppPath() + QStringLiteral("lorekeep.lkb");
+        generate(file, 5);
         form = std::make_unique<frmMain>();
         modMain::SetMainForm(form.get());
+        if (TestHome::Shared())
+            form->setStartFile(TestHome::CopyToServer(file));
         tree = form->findChild<ctlTree *>();
         view = form->findChild<ctlView *>();
         details = form->findChild<ctlDetails *>();
@@ -468,7 +471,7 @@ void tst_routing::emptyLibrary()
     // A new home: the browser is one key away, and the first game is added or imported from the root.
     TestHome home;
     ScriptedPrompts prompts;
-    auto form = startMainWindow();
+    auto form = startMainWindow(home.storePath());
     QVERIFY(QTest::qWaitForWindowActive(form.get()));
     auto *view = form->findChild<ctlView *>();
     auto *tabs = view->findChild<QTabBar *>(QStringLiteral("tbsTabs"));

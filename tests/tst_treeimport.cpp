@@ -216,7 +216,7 @@ void tst_treeimport::directImportAndSave()
     }
     QVERIFY(lib.prompts.last().text.endsWith(QStringLiteral("Import it again?")));
     QSqlQuery row(lib.home.db());
-    QVERIFY(row.exec("SELECT auto_id, src, desc, txt_rtf FROM file WHERE game_id = " + QString::number(lib.tetra)));
+    QVERIFY(row.exec("SELECT auto_id, src, \"desc\", txt_rtf FROM file WHERE game_id = " + QString::number(lib.tetra)));
     QVERIFY(row.next());
     QCOMPARE(std::tuple(row.value(1).toString(), row.value(2).toString(),
                         RtfReader::PlainText(row.value(3).toString().toLatin1()).trimmed()),

@@ -30,7 +30,8 @@ bool BookmarkTable::Load(const QSqlDatabase &db, QVector<BookmarkRow> *rows, Err
 {
     rows->clear();
     StoreQuery query(db);
-    return query.run(selectBookmarks, err) && query.forEachRow([&] { rows->append(bookmarkRow(query)); }, err);
+    // In the order they were added, whichever kind of store keeps them.
+    return query.run(selectBookmarks + QStringLiteral(" ORDER BY auto_id"), err) && query.forEachRow([&] { rows->append(bookmarkRow(query)); }, err);
 }
 
 bool BookmarkTable::Read(const QSqlDatabase &db, qint32 id, BookmarkRow *row, bool *found, ErrObject *err)

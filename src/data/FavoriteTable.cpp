@@ -6,7 +6,8 @@ bool FavoriteTable::Load(const QSqlDatabase &db, QVector<FavoriteRow> *rows, Err
 {
     rows->clear();
     StoreQuery query(db);
-    return query.run(QStringLiteral("SELECT auto_id, url, title, \"desc\" FROM favorites"), err) &&
+    // In the order they were added, whichever kind of store keeps them.
+    return query.run(QStringLiteral("SELECT auto_id, url, title, \"desc\" FROM favorites ORDER BY auto_id"), err) &&
            query.forEachRow(
                [&] {
                    rows->append({query.id(0), query.text(1), query.text(2), query.text(3)});

@@ -27,7 +27,9 @@ bool listFiles(const QSqlDatabase &db, const QString &select, qint32 gameId, QVe
 {
     rows->clear();
     StoreQuery query(db);
-    return query.run(select + QStringLiteral(" WHERE game_id = ?"), {gameId}, err) &&
+    // In the order they were added, which a shared library's server does not keep by itself: a
+    // row it rewrites moves to the end of its table.
+    return query.run(select + QStringLiteral(" WHERE game_id = ? ORDER BY auto_id"), {gameId}, err) &&
            query.forEachRow([&] { rows->append(fileRow(query)); }, err);
 }
 

@@ -4,11 +4,13 @@
 #include "data/FileTable.h"
 #include "data/GameTable.h"
 #include "data/HomeFolder.h"
+#include "data/StoreCopy.h"
 #include "store/Schema.h"
 #include "store/StoreAddress.h"
 
 #include <QFile>
 #include <QSettings>
+#include <QSignalSpy>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QTest>
@@ -31,6 +33,17 @@ QString TestHome::NewDatabase()
     // The server, the user and the password come from libpq's environment.
     runElsewhere(QStringLiteral("postgresql:///postgres"), {QStringLiteral("CREATE DATABASE ") + name});
     return QStringLiteral("postgresql:///") + name;
+}
+
+QString TestHome::CopyToServer(const QString &file)
+{
+    const QString database = NewDatabase();
+    modADO source(QStringLiteral("test-copy-source"));
+    ErrObject err;
+    CopyCounts copied;
+    if (!source.Open(file, &err) || !StoreCopy::Copy(source.Connection(), database, {}, &copied, &err))
+        QTest::qFail(qPrintable(QStringLiteral("cannot copy %1: %2").arg(file, err.Description)), __FILE__, __LINE__);
+    return database;
 }
 
 TestHome::TestHome()
@@ -91,6 +104,15 @@ int TestHome::count(const QString &sql) const
 {
     QSqlQuery query(db());
     return query.exec(sql) && query.next() ? query.value(0).toInt() : -1;
+}
+
+bool TestHome::changedElsewhere()
+{
+    if (!Shared())
+        return m_store->ChangedElsewhere();
+    // The announcements of one burst of commits come as one signal, which takes them.
+    QSignalSpy announced(m_store.get(), &modADO::writtenElsewhere);
+    return announced.wait(5000);
 }
 
 QList<qint32> TestHome::addDamagedFiles(qint32 gameId, int files)
@@ -181,4 +203,55 @@ void runElsewhere(const QString &path, const QStringList &statements)
             QVERIFY2(QSqlQuery(db).exec(sql), qPrintable(sql));
     }
     QSqlDatabase::removeDatabase(QStringLiteral("elsewhere"));
+}
+
+namespace {
+
+bool onServer(const QSqlDatabase &db)
+{
+    return db.driverName() == QLatin1String("QPSQL");
+}
+
+} // namespace
+
+void refuseWrites(const QSqlDatabase &db, const QString &name, const QString &table, const QString &event,
+                  const QString &when, const QString &message)
+{
+    QString quoted = message;
+    quoted.replace(QLatin1Char('\''), QLatin1String("''"));
+    QStringList sql;
+    if (onServer(db)) {
+        sql << QStringLiteral("CREATE FUNCTION %1() RETURNS trigger LANGUAGE plpgsql AS "
+                              "$$ BEGIN RAISE EXCEPTION '%2'; END $$")
+                   .arg(name, quoted)
+            << QStringLiteral("CREATE TRIGGER %1 BEFORE %2 ON %3 FOR EACH ROW %4 EXECUTE FUNCTION %1()")
+                   .arg(name, event, table, when.isEmpty() ? QString() : QStringLiteral("WHEN (%1)").arg(when));
+    } else {
+        sql << QStringLiteral("CREATE TRIGGER %1 BEFORE %2 ON %3 %4 BEGIN SELECT RAISE(ABORT, '%5'); END")
+                   .arg(name, event, table, when.isEmpty() ? QString() : QStringLiteral("WHEN ") + when, quoted);
+    }
+    for (const QString &statement : sql) {
+        QSqlQuery query(db);
+        QVERIFY2(query.exec(statement), qPrintable(query.lastError().text()));
+    }
+}
+
+void allowWrites(const QSqlDatabase &db, const QString &name, const QString &table)
+{
+    const QStringList sql = onServer(db) ? QStringList{QStringLiteral("DROP TRIGGER %1 ON %2").arg(name, table),
+                                                       QStringLiteral("DROP FUNCTION %1()").arg(name)}
+                                         : QStringList{QStringLiteral("DROP TRIGGER %1").arg(name)};
+    for (const QString &statement : sql) {
+        QSqlQuery query(db);
+        QVERIFY2(query.exec(statement), qPrintable(query.lastError().text()));
+    }
+}
+
+QString joinedSql(const QString &value, const QString &order)
+{
+    // SQLite's group_concat (before 3.44) takes no order: it joins the rows as it reads them, which
+    // for a whole table is in the order of its key.
+    if (TestHome::Shared())
+        return QStringLiteral("string_agg((%1)::text, ', ' ORDER BY %2)").arg(value, order);
+    return QStringLiteral("group_concat(%1, ', ')").arg(value);
 }
