@@ -5,6 +5,7 @@
 #include "data/modADO.h"
 #include "store/StoreAddress.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
@@ -63,6 +64,13 @@ bool BenchContext::compare(const QString &name, const std::function<bool()> &our
     }
     BenchReport::print(m_suite, name, *oursMs, *baselineMs);
     return true;
+}
+
+QString BenchContext::scratchTemplate(const QString &name) const
+{
+    const QString folder =
+        StoreAddress::IsShared(m_storePath) ? QDir::tempPath() : QFileInfo(m_storePath).absolutePath();
+    return folder + QStringLiteral("/lorekeep-bench-") + name + QStringLiteral("-XXXXXX");
 }
 
 void BenchContext::note(const QString &text) const

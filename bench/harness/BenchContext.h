@@ -29,6 +29,9 @@ public:
     // after each call of `ours`, `tidyBaseline` after each call of `baseline`.
     bool compare(const QString &name, const std::function<bool()> &ours, const std::function<bool()> &baseline,
                  const std::function<void()> &tidyOurs = {}, const std::function<void()> &tidyBaseline = {}) const;
+    // The template of a scratch folder for QTemporaryDir: beside a store file (on the same disk,
+    // where writes cost what they cost the user), in the temporary folder for a shared library.
+    QString scratchTemplate(const QString &name) const;
     // A note on standard error, prefixed with the program and the suite.
     void note(const QString &text) const;
 

@@ -80,7 +80,7 @@ QString rarePhrase(const QSqlDatabase &db, qint64 files, FindRequest request)
 
 int runFindSuite(const BenchContext &context)
 {
-    QTemporaryDir work(QFileInfo(context.storePath()).absolutePath() + QStringLiteral("/lorekeep-bench-find-XXXXXX"));
+    QTemporaryDir work(context.scratchTemplate(QStringLiteral("find")));
     modADO store(QStringLiteral("bench-find"));
     QString copy;
     if (!context.openCopy(&work, &store, &copy))

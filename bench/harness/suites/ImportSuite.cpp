@@ -63,7 +63,7 @@ qint32 firstGame(const QSqlDatabase &db)
 
 int runImportSuite(const BenchContext &context)
 {
-    QTemporaryDir work(QFileInfo(context.storePath()).absolutePath() + QStringLiteral("/lorekeep-bench-import-XXXXXX"));
+    QTemporaryDir work(context.scratchTemplate(QStringLiteral("import")));
     modADO store(QStringLiteral("bench-import"));
     if (!context.openCopy(&work, &store))
         return 1;

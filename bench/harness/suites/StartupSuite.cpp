@@ -9,6 +9,7 @@
 #include "details/ctlDetails.h"
 #include "shell/frmMain.h"
 #include "shell/modMain.h"
+#include "store/StoreAddress.h"
 #include "system/SettingsStore.h"
 #include "tree/ctlTree.h"
 #include "widgets/HelpPages.h"
@@ -26,12 +27,14 @@ int runStartupSuite(const BenchContext &context)
 {
     // A home of its own, holding the store under the program's file name, and settings of its own,
     // so the runs neither read nor change the user's.
+    // A shared library is given to the window as the program's FILE argument gives it.
     QTemporaryDir home;
     QTemporaryDir config;
     qputenv("XDG_CONFIG_HOME", QFile::encodeName(config.path()));
+    const bool shared = StoreAddress::IsShared(context.storePath());
     if (!home.isValid() || !config.isValid() ||
-        !QFile::link(QFileInfo(context.storePath()).absoluteFilePath(),
-                     home.filePath(QStringLiteral("lorekeep.lkb")))) {
+        (!shared && !QFile::link(QFileInfo(context.storePath()).absoluteFilePath(),
+                                 home.filePath(QStringLiteral("lorekeep.lkb"))))) {
         context.note(QStringLiteral("load-chain: cannot make a home for the store; not measured."));
         return 1;
     }
@@ -52,6 +55,8 @@ int runStartupSuite(const BenchContext &context)
     const auto ours = [&] {
         window = std::make_unique<frmMain>();
         modMain::SetMainForm(window.get());
+        if (shared)
+            window->setStartFile(context.storePath());
         QSignalSpy loaded(window->findChild<ctlDetails *>(), &ctlDetails::BookmarksLoaded);
         window->Form_Load();
         window->show();
