@@ -93,6 +93,31 @@ void tst_fileimport::encodings_data()
                                                "\xFF\xFE" + encoded(faqHeader + QStringLiteral("a"), "UTF-16LE") +
                                                QByteArray("\x00\xDC", 2) + encoded(QStringLiteral("b\n"), "UTF-16LE"))
                                         << "utf-16le";
+    // What the detector alone gets wrong. Korean in its Windows page (letters EUC-KR lacks) and in
+    // EUC-KR; 7-bit ISO-2022-JP, valid ASCII; a Windows text whose only 8-bit bytes are quotes.
+    const QString korean = faqHeader + QStringLiteral("젤다의 전설 공략\n제1장: 숲의 신전에서 열쇠를 얻으세요. 보스는 "
+                                                      "거대한 식물입니다.\n화살로 눈을 맞추면 쉽게 이깁니다.\n")
+                                           .repeated(3);
+    QTest::newRow("euckr") << korean << encoded(korean, "euc-kr") << "euc-kr";
+    const QString cp949 = korean + QStringLiteral("똠방각하 뷁 햏\n");
+    QTest::newRow("cp949") << cp949 << encoded(cp949, "windows-949") << "cp949";
+    const QString japanese = faqHeader + QStringLiteral("森の神殿に入ったら、まず左の部屋で鍵を手に入れよう。\n"
+                                                        "ボスは巨大な植物だ。矢で目を狙え。\n")
+                                             .repeated(3);
+    QTest::newRow("iso2022jp") << japanese << encoded(japanese, "iso-2022-jp") << "iso-2022-jp";
+    const QString quotes =
+        faqHeader + QStringLiteral("The guard says “No entry” – ignore him, it’s a trick.\n").repeated(4);
+    QTest::newRow("windowsQuotesOnly") << quotes << encoded(quotes, "windows-1252") << "windows-1252";
+    // Code page 437, which the detector does not know: a DOS FAQ's frames and rules, or only its
+    // accented letters.
+    const QString banner = QStringLiteral("╔") + QString(40, u'═') + QStringLiteral("╗\n║ FINAL FANTASY VII FAQ") +
+                           QString(18, u' ') + QStringLiteral("║\n╚") + QString(40, u'═') + QStringLiteral("╝\n") +
+                           faqHeader + QStringLiteral("░▒▓ Materia ▓▒░\n");
+    QTest::newRow("dosFrames") << banner << encoded(banner, "ibm437") << "ibm437";
+    const QString french = faqHeader + QStringLiteral("Au début, allez à gauche. Le maître de l'épée donne une clé; "
+                                                      "la forêt est au nord.\n")
+                                           .repeated(2);
+    QTest::newRow("dosAccents") << french << encoded(french, "ibm437") << "ibm437";
     // A DOS end-of-file mark is not text.
     QTest::newRow("dosEndMark") << western << QByteArray(encoded(western, "windows-1252") + '\x1A') << "windows-1252";
     // Four bytes the detector takes for a Mac page: too little to trust over Windows-1252.
@@ -417,9 +442,10 @@ void tst_fileimport::lkimport()
 
     const QString guide =
         base + QLatin1Char('\'') + write(odd, QStringLiteral("guide.txt"), "Guide\n") + QLatin1Char('\'');
-    runElsewhere(home.storePath(), {QStringLiteral("INSERT INTO file (auto_id, game_id, sub_cat, src, \"desc\", txt_rtf) "
-                                                   "VALUES (2147483647, %1, 1, '', 'last', '')")
-                                        .arg(game)});
+    runElsewhere(home.storePath(),
+                 {QStringLiteral("INSERT INTO file (auto_id, game_id, sub_cat, src, \"desc\", txt_rtf) "
+                                 "VALUES (2147483647, %1, 1, '', 'last', '')")
+                      .arg(game)});
     const int usedUp = runLkimport(guide, &out, &err);
     QVERIFY2(err.contains("used up the file ids") && !err.contains("full"), err.constData());
     QCOMPARE(std::tuple(usedUp, out, home.count(QStringLiteral("SELECT count(*) FROM file"))),

@@ -56,7 +56,18 @@ QString usualName(QString name)
     // ISO-8859-1 has control codes; old files labelled either mean the Windows page.
     if (name == QLatin1String("iso-8859-1") || name == QLatin1String("ascii") || name == QLatin1String("us-ascii"))
         return QStringLiteral("windows-1252");
+    // Korean's Windows page goes by these names too; ICU's "cp949" is IBM's, which lacks the
+    // letters Windows added to EUC-KR.
+    if (name == QLatin1String("uhc") || name == QLatin1String("ks_c_5601-1987") || name == QLatin1String("ms949"))
+        return QStringLiteral("cp949");
     return name;
+}
+
+// The converter's name for an encoding's usual one.
+QByteArray converterName(const QString &name)
+{
+    const QString usual = usualName(name);
+    return usual == QLatin1String("cp949") ? QByteArray("windows-949") : usual.toLatin1();
 }
 
 // Single-byte pages a detector names reliably even on a short text: a wrong one of these costs a
@@ -91,7 +102,7 @@ bool replaceLoneSurrogates(QString *text)
 // byte was valid in that encoding.
 bool decodeWith(QByteArrayView bytes, const QString &name, QString *text, bool *clean = nullptr)
 {
-    QStringDecoder decoder(usualName(name).toLatin1().constData());
+    QStringDecoder decoder(converterName(name).constData());
     if (!decoder.isValid())
         return false;
     *text = decoder.decode(bytes);
@@ -175,6 +186,85 @@ qsizetype nonAsciiBytes(QByteArrayView bytes)
     return std::count_if(bytes.begin(), bytes.end(), [](char c) { return uchar(c) >= 0x80; });
 }
 
+// ISO-2022-JP and ISO-2022-KR are 7-bit: valid ASCII, so valid UTF-8, and told apart only by the
+// escape sequences that switch to the double-byte set. Empty when there are none.
+QString iso2022(QByteArrayView bytes)
+{
+    if (nonAsciiBytes(bytes) > 0)
+        return {};
+    for (const char *jis : {"\x1B$B", "\x1B$@", "\x1B$(D", "\x1B(J", "\x1B(I"}) {
+        if (bytes.contains(QByteArrayView(jis)))
+            return QStringLiteral("iso-2022-jp");
+    }
+    return bytes.contains(QByteArrayView("\x1B$)C")) ? QStringLiteral("iso-2022-kr") : QString();
+}
+
+// Code page 437, the DOS page of old FAQs, which the detector does not know (and takes for EUC-JP
+// or a Windows page). Its box drawing (0xB0-0xDF) draws rules of one byte repeated and frames whose
+// sides stand apart from the text they enclose, which no language's letters at those bytes do;
+// without boxes, its accented letters (0x80-0xA5) stand alone inside Latin words, where a Windows
+// page has punctuation at most and a multibyte page never a single byte.
+bool looksLikeDos(QByteArrayView bytes)
+{
+    const auto box = [](uchar c) {
+        return c >= 0xB0 && c <= 0xDF;
+    };
+    const auto letter = [](uchar c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+    };
+    // Bytes that Windows pages use inside words too: quotes and dashes.
+    const auto dosLetter = [](uchar c) {
+        return c >= 0x80 && c <= 0xA5 && c != 0x91 && c != 0x92 && c != 0x96 && c != 0x97;
+    };
+    const QByteArrayView sample = bytes.first(std::min(bytes.size(), sampleLength));
+    const auto at = [&](qsizetype i) {
+        return i >= 0 && i < sample.size() ? uchar(sample[i]) : uchar(' ');
+    };
+    qsizetype ruled = 0, framed = 0, inWords = 0, lone = 0, nonAscii = 0, high = 0, run = 0;
+    for (qsizetype i = 0; i < sample.size(); ++i) {
+        const uchar c = at(i);
+        if (c < 0x80)
+            continue;
+        ++nonAscii;
+        high += c >= 0xE0;
+        lone += at(i - 1) < 0x80 && at(i + 1) < 0x80;
+        inWords += dosLetter(c) && letter(at(i - 1)) && letter(at(i + 1));
+        run = box(c) && at(i - 1) == c ? run + 1 : 1;
+        ruled += run == 4 ? 4 : run > 4;
+    }
+    for (qsizetype start = 0; start < sample.size();) {
+        qsizetype end = sample.indexOf('\n', start);
+        end = end < 0 ? sample.size() : end;
+        const QByteArray line = QByteArray::fromRawData(sample.data() + start, end - start).trimmed();
+        framed += line.size() > 4 && box(uchar(line.front())) && box(uchar(line.back())) && line[1] == ' ' &&
+                  line[line.size() - 2] == ' ';
+        start = end + 1;
+    }
+    // Greek letters and signs (0xE0 up) are rare in a DOS text, common in the pages it is taken for.
+    return high * 10 < nonAscii && (ruled >= 8 || framed >= 2 || (inWords >= 3 && lone == nonAscii));
+}
+
+// What the detector's name becomes: a name Qt decodes by, and for a single-byte guess made on
+// punctuation alone (curly quotes, dashes, which every Windows page has at the same bytes) the
+// Windows page of Western text, since the detector then guesses among pages by chance.
+QString settledGuess(QString guess, QByteArrayView bytes)
+{
+    guess = usualName(guess);
+    if (guess == QLatin1String("cp949") || guess == QLatin1String("euc-kr")) {
+        QString text;
+        return decodeStrict(bytes, QStringLiteral("euc-kr"), &text) ? QStringLiteral("euc-kr")
+                                                                    : QStringLiteral("cp949");
+    }
+    if (!singleBytePage(guess))
+        return guess;
+    static constexpr uchar shared[] = {0x82, 0x84, 0x85, 0x86, 0x87, 0x89, 0x8B, 0x91,
+                                       0x92, 0x93, 0x94, 0x95, 0x96, 0x97, 0x99, 0x9B};
+    const bool punctuationOnly = std::all_of(bytes.begin(), bytes.end(), [](char c) {
+        return uchar(c) < 0x80 || std::find(std::begin(shared), std::end(shared), uchar(c)) != std::end(shared);
+    });
+    return punctuationOnly ? QStringLiteral("windows-1252") : guess;
+}
+
 } // namespace
 
 namespace TextDecoder {
@@ -254,12 +344,21 @@ Decoded Decode(QByteArrayView bytes)
         return out;
     }
     const QByteArrayView content = withoutPadding(bytes);
+    if (const QString jis = iso2022(content); !jis.isEmpty() && decodeStrict(content, jis, &out.Text)) {
+        out.Encoding = jis;
+        return out;
+    }
     if (decodeStrict(content, QStringLiteral("utf-8"), &out.Text)) {
         out.Encoding = QStringLiteral("utf-8");
         return out;
     }
+    if (looksLikeDos(content)) {
+        out.Encoding = QStringLiteral("ibm437");
+        DecodeAs(content, out.Encoding, &out.Text);
+        return out;
+    }
 
-    QString guess = usualName(detectorGuess(detectorSample(content)));
+    QString guess = settledGuess(detectorGuess(detectorSample(content)), content);
     const bool enoughEvidence = nonAsciiBytes(content) >= evidenceBytes;
     if (guess.isEmpty() || (!enoughEvidence && !singleBytePage(guess)) || !decodeStrict(content, guess, &out.Text)) {
         guess = QStringLiteral("windows-1252");
