@@ -9,12 +9,10 @@
 // on a shared library, a table with PostgreSQL's trigram index over it.
 // Triggers in the store queue every added or changed file (whoever changes it, the sqlite3 shell
 // included) and drop deleted ones; Update brings the queued files in, since their plain text is the
-// RTF reader's to make. The store's user_version is 2 once it has the index.
+// RTF reader's to make. The store's user_version is Schema::Version once it has the index.
 class FindIndex final
 {
 public:
-    static constexpr int SchemaVersion = 2;
-
     // Adds the index to a store that lacks it, every file queued; nothing when it is there.
     static bool Ensure(const QSqlDatabase &db, ErrObject *err);
     // Whether the store has the index.

@@ -199,16 +199,7 @@ bool modADO::CheckVersion(const QSqlDatabase &db, const QString &path, ErrObject
         *err = StoreError::fromSql(query.lastError(), path);
         return false;
     }
-    const int version = query.value(0).toInt();
-    if (version <= FindIndex::SchemaVersion)
-        return true;
-    *err = {ErrNumber::StoreTooNew,
-            QStringLiteral("The store \"%1\" was written by a newer version of Lorekeep (store version %2; this "
-                           "version reads up to %3). Open it with that version; the file is left as it is.")
-                .arg(path)
-                .arg(version)
-                .arg(FindIndex::SchemaVersion)};
-    return false;
+    return Schema::CheckVersion(query.value(0).toInt(), path, err);
 }
 
 void modADO::Close()

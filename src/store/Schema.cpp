@@ -1,5 +1,6 @@
 #include "Schema.h"
 
+#include "StoreAddress.h"
 #include "StoreError.h"
 
 #include <QFile>
@@ -111,6 +112,21 @@ bool Schema::CreateStore(const QString &path, ErrObject *err)
         return false;
     }
     return true;
+}
+
+bool Schema::CheckVersion(int version, const QString &shown, ErrObject *err)
+{
+    if (version <= Version)
+        return true;
+    const bool shared = StoreAddress::IsShared(shown);
+    *err = {ErrNumber::StoreTooNew,
+            QStringLiteral("The %1 \"%2\" was written by a newer version of Lorekeep (store version %3; this "
+                           "version reads up to %4). Open it with that version; the %5 is left as it is.")
+                .arg(shared ? QStringLiteral("library") : QStringLiteral("store"), shown)
+                .arg(version)
+                .arg(Version)
+                .arg(shared ? QStringLiteral("library") : QStringLiteral("file"))};
+    return false;
 }
 
 bool Schema::Verify(const QSqlDatabase &db, const QString &storePath, ErrObject *err)

@@ -11,6 +11,14 @@
 class Schema final
 {
 public:
+    // The version of the layout this Lorekeep writes: a store file's user_version, a shared
+    // library's comment on its table file. 2 since the search index.
+    static constexpr int Version = 2;
+
+    // Whether this Lorekeep reads a store of layout `version`: false, with the reason, for one
+    // written by a newer Lorekeep. `shown` names the store in the message.
+    static bool CheckVersion(int version, const QString &shown, ErrObject *err);
+
     // The statements of a bundled SQL file (the schema unless told), in order.
     static QStringList Statements(const QString &resource = QStringLiteral(":/bundle/schema.sql"));
 

@@ -67,21 +67,12 @@ bool checkVersion(const QSqlDatabase &db, const QString &shown, ErrObject *err)
     const QRegularExpressionMatch match = number.match(found ? query.text(0) : QString());
     if (!match.hasMatch()) {
         *err = {ErrNumber::StoreNotLorekeep,
-                QStringLiteral("The database %1 holds tables named as Lorekeep's, but they were not made by "
+                QStringLiteral("The database \"%1\" holds tables named as Lorekeep's, but they were not made by "
                                "Lorekeep. It is left as it is.")
                     .arg(shown)};
         return false;
     }
-    const int version = match.captured(1).toInt();
-    if (version <= SharedStore::SchemaVersion)
-        return true;
-    *err = {ErrNumber::StoreTooNew,
-            QStringLiteral("The library %1 was written by a newer version of Lorekeep (store version %2; this "
-                           "version reads up to %3). Open it with that version; the library is left as it is.")
-                .arg(shown)
-                .arg(version)
-                .arg(SharedStore::SchemaVersion)};
-    return false;
+    return Schema::CheckVersion(match.captured(1).toInt(), shown, err);
 }
 
 // Why the role the library was opened as cannot change it; empty when it can.
@@ -133,7 +124,7 @@ bool Prepare(const QSqlDatabase &db, const QString &shown, QString *readOnlyReas
                 .arg(named, others.isEmpty() ? tables.join(QStringLiteral(", ")) : others.join(QStringLiteral(", ")))};
         return false;
     }
-    return checkVersion(db, named, err) && Schema::Verify(db, shown, err) && readRights(db, readOnlyReason, err);
+    return checkVersion(db, shown, err) && Schema::Verify(db, shown, err) && readRights(db, readOnlyReason, err);
 }
 
 bool HasTrigrams(const QSqlDatabase &db)

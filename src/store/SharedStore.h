@@ -10,8 +10,6 @@
 // role's rights read.
 namespace SharedStore {
 
-// The version of the layout this Lorekeep writes (as a store file's user_version).
-constexpr int SchemaVersion = 2;
 // The channel on which every change is announced to the other desktops.
 constexpr const char *ChangedChannel = "lorekeep_changed";
 
