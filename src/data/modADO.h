@@ -51,6 +51,8 @@ public:
     QSqlDatabase Connection() const;
     QString DatabasePath() const { return m_path; }
     QString DatabaseName() const { return m_name; }
+    // The name as the window's caption shows it: " (read-only)" added when the store takes no changes.
+    QString CaptionName() const { return IsReadOnly() ? m_name + QStringLiteral(" (read-only)") : m_name; }
 
     // The file name (after the last "/") with every occurrence of its last four characters removed:
     // "lorekeep.lkb" gives "lorekeep".

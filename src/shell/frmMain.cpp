@@ -297,9 +297,7 @@ void frmMain::changeEvent(QEvent *event)
 
 void frmMain::SetFilesCaption()
 {
-    const modADO &store = *m_store;
-    setWindowTitle(
-        FilesCaption(store.DatabaseName() + (store.IsReadOnly() ? QStringLiteral(" (read-only)") : QString())));
+    setWindowTitle(FilesCaption(m_store->CaptionName()));
 }
 
 void frmMain::mnuFileConnect_Click()

@@ -236,8 +236,7 @@ void ctlView::tabChanged()
         Browser->ComboFocus();
         window()->setWindowTitle(title + QStringLiteral(" - ") + Browser->PageTitle());
     } else {
-        window()->setWindowTitle(FilesCaption(m_store->DatabaseName() +
-                                              (m_store->IsReadOnly() ? QStringLiteral(" (read-only)") : QString())));
+        window()->setWindowTitle(FilesCaption(m_store->CaptionName()));
     }
 }
 
