@@ -10,6 +10,7 @@
 namespace {
 
 const QString sqliteDriver = QStringLiteral("QSQLITE");
+const QString postgresDriver = QStringLiteral("QPSQL");
 
 // The store each connection was added for, by connection name; connections are made on several
 // threads.
@@ -25,7 +26,6 @@ void remember(const QString &connectionName, const QString &name)
     const QMutexLocker locked(&namesLock);
     names().insert(connectionName, name);
 }
-const QString postgresDriver = QStringLiteral("QPSQL");
 
 // A connection URI taken apart as libpq reads one:
 // postgresql://[user[:password]@][host[:port][,...]][/database][?param=value&...]
