@@ -98,11 +98,8 @@ public:
             const auto flush = [&] {
                 if (count == 0)
                     return true;
-                QStringList rowsSql;
-                for (int i = 0; i < count; ++i)
-                    rowsSql << oneRow;
                 QSqlQuery write(m_dest);
-                if (!write.prepare(insert + rowsSql.join(QStringLiteral(", "))))
+                if (!write.prepare(insert + QString(oneRow + QStringLiteral(", ")).repeated(count).chopped(2)))
                     return fail(write, m_destName, err);
                 for (const QVariant &value : std::as_const(values))
                     write.addBindValue(value);
@@ -115,9 +112,9 @@ public:
                 chars = 0;
                 return !m_progress || m_progress(m_done, m_total) || stopped(err);
             };
-            int read_ = 0;
+            int seen = 0;
             while (read.next()) {
-                ++read_;
+                ++seen;
                 last = read.value(0).toLongLong();
                 for (int column = 0; column < from.columns.size(); ++column) {
                     const QVariant value = read.value(column);
@@ -133,7 +130,7 @@ public:
                 return fail(read, m_sourceName, err);
             if (!flush())
                 return false;
-            if (read_ < pageRows)
+            if (seen < pageRows)
                 return true;
         }
     }
