@@ -168,23 +168,15 @@ void tst_store::gamesAndFiles()
 
     // A game goes with its three files in one transaction: when the game row cannot go, its files
     // stay too.
-    if (TestHome::Shared()) {
-        QSqlQuery(home.db()).exec(QStringLiteral("CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS "
-                                                 "$$ BEGIN RAISE EXCEPTION 'refused'; END $$"));
-        QSqlQuery(home.db()).exec(
-            QStringLiteral("CREATE TRIGGER refuse BEFORE DELETE ON game FOR EACH ROW EXECUTE FUNCTION refuse()"));
-    } else {
-        QSqlQuery(home.db()).exec(QStringLiteral("CREATE TRIGGER refuse BEFORE DELETE ON game BEGIN "
-                                                 "SELECT RAISE(ABORT, 'refused'); END"));
-    }
+    refuseWrites(home.db(), QStringLiteral("refuse"), QStringLiteral("game"), QStringLiteral("DELETE"), {},
+                 QStringLiteral("refused"));
     int deleted = -1;
     QVERIFY(!GameTable::Delete(home.db(), mario, &deleted, &err) &&
             err.Description.contains(QStringLiteral("refused")));
     int count = 0;
     QVERIFY(FileTable::Count(home.db(), mario, &count, &err) && count == 3);
 
-    QSqlQuery(home.db()).exec(TestHome::Shared() ? QStringLiteral("DROP TRIGGER refuse ON game")
-                                                 : QStringLiteral("DROP TRIGGER refuse"));
+    allowWrites(home.db(), QStringLiteral("refuse"), QStringLiteral("game"));
     QVERIFY(GameTable::Delete(home.db(), mario, &deleted, &err) && FileTable::Count(home.db(), mario, &count, &err));
     QCOMPARE(std::pair(deleted, count), std::pair(3, 0));
 }
