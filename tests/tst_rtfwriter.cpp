@@ -69,11 +69,9 @@ private Q_SLOTS:
         mono.setFontFamilies({QStringLiteral("Mono Test")});
         mono.setFontPointSize(14);
         mono.setFontFixedPitch(true);
-        cursor.insertText(QStringLiteral("p "));
-        cursor.insertText(QStringLiteral("B"), bold());
-        cursor.insertText(QStringLiteral("BI"), italic);
-        cursor.insertText(QStringLiteral("U"), underline);
-        cursor.insertText(QStringLiteral("M"), mono);
+        for (const auto &[text, format] : {std::pair("p ", QTextCharFormat()), std::pair("B", bold()),
+                                           std::pair("BI", italic), std::pair("U", underline), std::pair("M", mono)})
+            cursor.insertText(QLatin1String(text), format);
         cursor.insertBlock();
         cursor.insertText(QStringLiteral("again"), mono);
         const QByteArray rtf = RtfWriter::FromDocument(document);
@@ -100,10 +98,9 @@ private Q_SLOTS:
         red.setForeground(QColor(255, 0, 0));
         blue.setForeground(QColor(0, 0, 255));
         marked.setBackground(QColor(255, 255, 0));
-        cursor.insertText(QStringLiteral("r"), red);
-        cursor.insertText(QStringLiteral("b"), blue);
-        cursor.insertText(QStringLiteral("m"), marked);
-        cursor.insertText(QStringLiteral("r"), red);
+        for (const auto &[text, format] :
+             {std::pair("r", red), std::pair("b", blue), std::pair("m", marked), std::pair("r", red)})
+            cursor.insertText(QLatin1String(text), format);
         const QByteArray rtf = RtfWriter::FromDocument(document);
         QVERIFY(
             rtf.contains("{\\colortbl;\\red255\\green0\\blue0;\\red0\\green0\\blue255;\\red255\\green255\\blue0;}"));
@@ -114,9 +111,9 @@ private Q_SLOTS:
         QTextCharFormat link = bold();
         link.setAnchor(true);
         link.setAnchorHref(QStringLiteral("https://example.org/?q=\"x\""));
-        cursor.insertText(QStringLiteral("see "));
-        cursor.insertText(QStringLiteral("here"), link);
-        cursor.insertText(QStringLiteral(" now"), bold());
+        for (const auto &[text, format] :
+             {std::pair("see ", QTextCharFormat()), std::pair("here", link), std::pair(" now", bold())})
+            cursor.insertText(QLatin1String(text), format);
         const QByteArray field = RtfWriter::FromDocument(linked);
         QVERIFY2(field.contains(
                      "{\\field{\\*\\fldinst{HYPERLINK \"https://example.org/?q=%22x%22\"}}{\\fldrslt{\\b here}}}"),
