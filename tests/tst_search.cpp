@@ -109,7 +109,6 @@ private Q_SLOTS:
     void indexMatchesScan();
     void olderStoreGetsAnIndex();
     void lkfind();
-    void indexBatchesBoundedByText();
 
 private:
     // Every phrase through the index and the scan, over field and criteria combinations.
@@ -216,6 +215,26 @@ void tst_search::olderStoreGetsAnIndex()
     QVERIFY(FindIndex::Update(db, 250, &done, &err) && done == 250);
     compare(db, library.phrases(2).mid(0, 60), "rebuilt store");
     QVERIFY(FindIndex::Pending(db, &pending, &err) && pending == 0);
+
+    // Files of a few megabytes each are indexed a few at a time, not 200 at once: each batch is one
+    // commit, so the commits are counted.
+    QSqlQuery add(db);
+    QVERIFY(add.prepare(QStringLiteral("INSERT INTO file (game_id, sub_cat, src, desc, txt_rtf) "
+                                       "SELECT auto_id, 1, '', 'big', ? FROM game LIMIT 1")));
+    add.addBindValue(QString(QStringLiteral("{\\rtf1 ") + QString(3'000'000, u'q') + QStringLiteral("}")));
+    for (int i = 0; i < 4; ++i)
+        QVERIFY(add.exec());
+    int commits = 0;
+    auto *handle = *static_cast<sqlite3 **>(db.driver()->handle().data());
+    sqlite3_commit_hook(
+        handle, [](void *count) { return ++*static_cast<int *>(count), 0; }, &commits);
+    done = 0;
+    const bool updated = FindIndex::Update(db, -1, &done, &err);
+    sqlite3_commit_hook(handle, nullptr, nullptr);
+    QVERIFY2(updated, qPrintable(err.Description));
+    QVector<FindHit> hits;
+    QVERIFY(FileSearch::Find(db, {QString(50, u'q'), true, true, true, {}}, &hits, &err));
+    QCOMPARE(std::tuple(done, commits, hits.size()), std::tuple(qint64(4), 4, qsizetype(4)));
 }
 
 // lkfind prints the ids the search finds; and what once fooled it: a phrase ending in a tab, an index
@@ -286,38 +305,6 @@ void tst_search::lkfind()
     QVERIFY(query.exec(add.arg(QStringLiteral("9223372036854775807"), QStringLiteral("Zyzzyva"))));
     QCOMPARE(run({QStringLiteral("Zyzzyva")}), std::tuple(2, QString()));
     QVERIFY2(err.contains(QStringLiteral("9223372036854775807")), qPrintable(err));
-}
-
-// Files of a few megabytes each are indexed a few at a time, not 200 at once: each batch is one
-// commit, so the commits are counted.
-void tst_search::indexBatchesBoundedByText()
-{
-    if (TestHome::Shared())
-        QSKIP("a store file's own index");
-    Library library;
-    QSqlDatabase db = library.db();
-    ErrObject err;
-    QVERIFY(FindIndex::Update(db, -1, nullptr, &err));
-    QSqlQuery add(db);
-    QVERIFY(add.prepare(QStringLiteral("INSERT INTO file (game_id, sub_cat, src, desc, txt_rtf) "
-                                       "SELECT auto_id, 1, '', 'big', ? FROM game LIMIT 1")));
-    add.addBindValue(QString(QStringLiteral("{\\rtf1 ") + QString(3'000'000, u'q') + QStringLiteral("}")));
-    for (int i = 0; i < 4; ++i)
-        QVERIFY(add.exec());
-    int commits = 0;
-    auto *handle = *static_cast<sqlite3 **>(db.driver()->handle().data());
-    sqlite3_commit_hook(
-        handle, [](void *count) { return ++*static_cast<int *>(count), 0; }, &commits);
-    qint64 done = 0;
-    const bool updated = FindIndex::Update(db, -1, &done, &err);
-    sqlite3_commit_hook(handle, nullptr, nullptr);
-    QVERIFY2(updated, qPrintable(err.Description));
-    FindRequest request;
-    request.Phrase = QString(50, u'q');
-    request.Text = true;
-    QVector<FindHit> hits;
-    QVERIFY(FileSearch::Find(db, request, &hits, &err));
-    QCOMPARE(std::tuple(done, commits, hits.size()), std::tuple(qint64(4), 4, qsizetype(4)));
 }
 
 QTEST_MAIN(tst_search)
