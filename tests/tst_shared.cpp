@@ -21,8 +21,7 @@ class tst_shared final : public QObject
 
 private Q_SLOTS:
     void addresses();
-    void opensOnlyItsOwnDatabase();
-    void rightsAndLogins();
+    void opensItsOwnDatabaseWithItsRights();
     void changesMadeElsewhere();
     void lkcopyMovesWholeLibraries();
 };
@@ -88,7 +87,7 @@ void tst_shared::addresses()
              qPrintable(said));
 }
 
-void tst_shared::opensOnlyItsOwnDatabase()
+void tst_shared::opensItsOwnDatabaseWithItsRights()
 {
     if (!TestHome::Shared())
         QSKIP("needs the PostgreSQL server of the shared run");
@@ -119,12 +118,7 @@ void tst_shared::opensOnlyItsOwnDatabase()
     QVERIFY2(said.contains(QStringLiteral("store version 9")), qPrintable(said));
     runElsewhere(fresh, {QStringLiteral("COMMENT ON TABLE file IS NULL")});
     QCOMPARE(openFails(fresh), ErrNumber::StoreNotLorekeep);
-}
 
-void tst_shared::rightsAndLogins()
-{
-    if (!TestHome::Shared())
-        QSKIP("needs the PostgreSQL server of the shared run");
     TestHome home;
     const qint32 game = home.addGame(5, 1, QStringLiteral("Zelda"));
     const QString database = StoreAddress::ShortName(home.storePath());
@@ -135,7 +129,6 @@ void tst_shared::rightsAndLogins()
     const QString asReader =
         StoreAddress::Build(host, port.toInt(), database, QStringLiteral("reader"), QStringLiteral("read only"));
     modADO reader(QStringLiteral("reader"));
-    ErrObject err;
     QVERIFY2(reader.Open(asReader, &err), qPrintable(err.Description));
     QVERIFY(reader.IsReadOnly() && reader.ReadOnlyError().Description.contains(QStringLiteral("\"reader\"")) &&
             !reader.ReadOnlyError().Description.contains(QStringLiteral("read only@")));
