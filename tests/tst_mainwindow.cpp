@@ -45,8 +45,7 @@ private Q_SLOTS:
     void openAnotherStore();
     void exitQuestion_data();
     void exitQuestion();
-    void splittersAndViewMenu();
-    void layoutSavedAndRestored();
+    void splittersViewMenuAndSavedLayout();
     void splashAndMain();
     void firstStartOfAnOlderStore();
 };
@@ -166,7 +165,7 @@ void tst_mainwindow::exitQuestion()
                  std::tuple(QStringLiteral("1"), QStringLiteral("True"), false));
 }
 
-void tst_mainwindow::splittersAndViewMenu()
+void tst_mainwindow::splittersViewMenuAndSavedLayout()
 {
     TestHome home;
     auto form = startMainWindow();
@@ -208,17 +207,14 @@ void tst_mainwindow::splittersAndViewMenu()
     form->resize(300, 200);
     QCOMPARE(std::tuple(Twips::fromPixelsX(form->width()), Twips::fromPixelsY(form->height())),
              std::tuple(MainLayout::MinWindowWidth, MainLayout::MinWindowHeight));
-}
+    form->close();
 
-void tst_mainwindow::layoutSavedAndRestored()
-{
     // The layout saved at exit is only brought back when the user asked for it.
-    TestHome home;
     for (const bool asked : {false, true}) {
         SaveSetting(SettingKeys::LayoutTree, QStringLiteral("False"));
         SaveSetting(SettingKeys::LayoutDetailHeight, QStringLiteral("3000"));
         SaveSetting(SettingKeys::AppLayout, asked ? QStringLiteral("1") : QStringLiteral("0"));
-        auto form = startMainWindow();
+        form = startMainWindow();
         const int height = Twips::fromPixelsY(form->findChild<ctlDetails *>()->height());
         QCOMPARE(std::tuple(form->Menu().mnuViewLeft->isChecked(), form->findChild<ctlTree *>()->isVisible(),
                             height == 3000),
