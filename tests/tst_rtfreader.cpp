@@ -44,8 +44,7 @@ private Q_SLOTS:
     void formatsParagraphsTablesAndLinks();
     void longTableIsReadWhole();
     void longTextIsReadInParts();
-    void badInputIsBounded();
-    void realWorldSamples();
+    void badAndRealWorldInput();
 };
 
 void tst_rtfreader::plainText()
@@ -290,7 +289,7 @@ void tst_rtfreader::longTextIsReadInParts()
     QCOMPARE(std::pair(calls, document.toPlainText().count(QLatin1Char('\n'))), std::pair(2, qsizetype(2)));
 }
 
-void tst_rtfreader::badInputIsBounded()
+void tst_rtfreader::badAndRealWorldInput()
 {
     // Truncated anywhere: what was read so far is kept.
     const QByteArray sample = "{\\rtf1{\\fonttbl{\\f0 Arial;}}{\\colortbl;\\red1\\green2\\blue3;}\\pard\\b Boss\\b0 "
@@ -317,10 +316,7 @@ void tst_rtfreader::badInputIsBounded()
     RtfReader::Read(deep, &document);
     QCOMPARE(std::pair(RtfReader::PlainText(deep), document.toPlainText()),
              std::pair(QStringLiteral("deep out"), QStringLiteral("deep out")));
-}
 
-void tst_rtfreader::realWorldSamples()
-{
     // Documents against the text a word processor shows for them, word by word; inputs that once broke the reader.
     const QDir samples(QStringLiteral(LOREKEEP_FIXTURES "/rtf"));
     const QStringList files = samples.entryList({QStringLiteral("*.rtf")}, QDir::Files, QDir::Name);
