@@ -18,9 +18,8 @@ private Q_SLOTS:
     void nameFromPath();
     void connectRefusesWhatIsNotAStore_data();
     void connectRefusesWhatIsNotAStore();
-    void lockedAndReadOnlyStores();
+    void locksReadOnlyAndDamage();
     void gamesAndFiles();
-    void damagedPageFailsTheRead();
 };
 
 void tst_store::nameFromPath()
@@ -89,10 +88,10 @@ void tst_store::connectRefusesWhatIsNotAStore()
     QVERIFY(QSqlQuery(QStringLiteral("SELECT COUNT(*) FROM game"), store.Connection()).next());
 }
 
-void tst_store::lockedAndReadOnlyStores()
+void tst_store::locksReadOnlyAndDamage()
 {
     if (TestHome::Shared())
-        QSKIP("a store file's own locks");
+        QSKIP("a store file's own locks and pages");
     // The superuser writes through file permissions, so the read-only message is checked on the code.
     const QSqlError readOnly({}, QStringLiteral("attempt to write a readonly database"), QSqlError::StatementError,
                              QStringLiteral("8"));
@@ -127,6 +126,45 @@ void tst_store::lockedAndReadOnlyStores()
     other = QSqlDatabase();
     QSqlDatabase::removeDatabase(QStringLiteral("other"));
     QVERIFY(GameTable::Read(home.db(), game, &row, &found, &err) && row.name == QStringLiteral("Doom"));
+
+    // A page of the store overwritten, as a bad sector would leave it; nothing else has it open.
+    second.Close();
+    const qint32 intact = home.addGame(18, 1, QStringLiteral("Intact"));
+    const qint32 intactFile = home.addFile(intact, 1, QStringLiteral("Guide"));
+    const qint32 big = home.addGame(18, 1, QStringLiteral("Big"));
+    QStringList told;
+    StoreError::setDamageHandler([&told](const QString &path) { told << path; });
+    const QList<qint32> damaged = home.addDamagedFiles(big, 3000);
+    QVERIFY(!damaged.isEmpty() && damaged.size() < 100);
+
+    // Every read that meets the page half-way fails as damaged instead of ending early as success.
+    // (A file's own read and the game's list of heads are the view's, checked from there.)
+    const auto isDamaged = [&](bool ok, const ErrObject &err) {
+        return !ok && err.Number == ErrNumber::StoreDamaged && err.Description.contains(home.storePath());
+    };
+    QVector<FileRow> rows;
+    ErrObject e1, e2, e3, e4;
+    QSet<QString> sources;
+    int visited = 0;
+    QVector<FindHit> hits;
+    QVERIFY(isDamaged(FileTable::List(home.db(), big, &rows, &e1), e1) &&
+            isDamaged(FileTable::Sources(home.db(), big, &sources, &e2), e2) &&
+            isDamaged(FileSearch::Scan(home.db(), {QStringLiteral("File"), true, false, false, {}}, &hits, &e3), e3));
+    QVERIFY(isDamaged(FileTable::Find(
+                          home.db(), {}, [&visited](const FileRow &) { return ++visited, true; }, &e4),
+                      e4) &&
+            visited > 0);
+    QVERIFY(!told.isEmpty() && told.constLast() == home.storePath());
+    StoreError::setDamageHandler({});
+
+    // What lies elsewhere still reads, and a visit that stops before the page is a success.
+    FileRow file;
+    QVERIFY(FileTable::List(home.db(), intact, &rows, &err) && rows.size() == 1 && rows.at(0).auto_id == intactFile);
+    QVERIFY(FileTable::Read(home.db(), damaged.first() - 1, &file, &found, &err) && found);
+    visited = 0;
+    QVERIFY(FileTable::Find(
+        home.db(), {big, {}}, [&visited](const FileRow &) { return ++visited < 10; }, &err));
+    QCOMPARE(visited, 10);
 }
 
 void tst_store::gamesAndFiles()
@@ -179,50 +217,6 @@ void tst_store::gamesAndFiles()
     allowWrites(home.db(), QStringLiteral("refuse"), QStringLiteral("game"));
     QVERIFY(GameTable::Delete(home.db(), mario, &deleted, &err) && FileTable::Count(home.db(), mario, &count, &err));
     QCOMPARE(std::pair(deleted, count), std::pair(3, 0));
-}
-
-void tst_store::damagedPageFailsTheRead()
-{
-    if (TestHome::Shared())
-        QSKIP("a store file's own pages");
-    TestHome home;
-    const qint32 intact = home.addGame(18, 1, QStringLiteral("Intact"));
-    const qint32 intactFile = home.addFile(intact, 1, QStringLiteral("Guide"));
-    const qint32 big = home.addGame(18, 1, QStringLiteral("Big"));
-    QStringList told;
-    StoreError::setDamageHandler([&told](const QString &path) { told << path; });
-    const QList<qint32> damaged = home.addDamagedFiles(big, 3000);
-    QVERIFY(!damaged.isEmpty() && damaged.size() < 100);
-
-    // Every read that meets the page half-way fails as damaged instead of ending early as success.
-    // (A file's own read and the game's list of heads are the view's, checked from there.)
-    const auto isDamaged = [&](bool ok, const ErrObject &err) {
-        return !ok && err.Number == ErrNumber::StoreDamaged && err.Description.contains(home.storePath());
-    };
-    QVector<FileRow> rows;
-    ErrObject err, e1, e2, e3, e4;
-    QSet<QString> sources;
-    int visited = 0;
-    QVector<FindHit> hits;
-    QVERIFY(isDamaged(FileTable::List(home.db(), big, &rows, &e1), e1) &&
-            isDamaged(FileTable::Sources(home.db(), big, &sources, &e2), e2) &&
-            isDamaged(FileSearch::Scan(home.db(), {QStringLiteral("File"), true, false, false, {}}, &hits, &e3), e3));
-    QVERIFY(isDamaged(FileTable::Find(
-                          home.db(), {}, [&visited](const FileRow &) { return ++visited, true; }, &e4),
-                      e4) &&
-            visited > 0);
-    QVERIFY(!told.isEmpty() && told.constLast() == home.storePath());
-    StoreError::setDamageHandler({});
-
-    // What lies elsewhere still reads, and a visit that stops before the page is a success.
-    FileRow row;
-    bool found = false;
-    QVERIFY(FileTable::List(home.db(), intact, &rows, &err) && rows.size() == 1 && rows.at(0).auto_id == intactFile);
-    QVERIFY(FileTable::Read(home.db(), damaged.first() - 1, &row, &found, &err) && found);
-    visited = 0;
-    QVERIFY(FileTable::Find(
-        home.db(), {big, {}}, [&visited](const FileRow &) { return ++visited < 10; }, &err));
-    QCOMPARE(visited, 10);
 }
 
 QTEST_GUILESS_MAIN(tst_store)
