@@ -57,7 +57,7 @@ private Q_SLOTS:
                 count(RtfWriter::FromPlainText(QString()), "\\\\par\\b") == 0);
     }
 
-    void writesOnlyTheChangesBetweenRuns()
+    void writesCharacterFormatsAsChangesBetweenRuns()
     {
         QTextDocument document;
         QTextCursor cursor(&document);
@@ -87,13 +87,10 @@ private Q_SLOTS:
         QCOMPARE(std::pair(read.firstBlock().begin().fragment().charFormat().fontFixedPitch(),
                            read.lastBlock().begin().fragment().charFormat().fontFixedPitch()),
                  std::pair(false, true));
-    }
 
-    // Colours are indexed in order of first use; links are fields.
-    void writesColoursAndLinks()
-    {
-        QTextDocument document;
-        QTextCursor cursor(&document);
+        // Colours are indexed in order of first use; links are fields.
+        QTextDocument colours;
+        cursor = QTextCursor(&colours);
         QTextCharFormat red, blue, marked;
         red.setForeground(QColor(255, 0, 0));
         blue.setForeground(QColor(0, 0, 255));
@@ -101,10 +98,10 @@ private Q_SLOTS:
         for (const auto &[text, format] :
              {std::pair("r", red), std::pair("b", blue), std::pair("m", marked), std::pair("r", red)})
             cursor.insertText(QLatin1String(text), format);
-        const QByteArray rtf = RtfWriter::FromDocument(document);
-        QVERIFY(
-            rtf.contains("{\\colortbl;\\red255\\green0\\blue0;\\red0\\green0\\blue255;\\red255\\green255\\blue0;}"));
-        QVERIFY2(rtf.contains("\\cf1 r\\cf2 b\\cf0\\highlight3 m\\cf1\\highlight0 r}"), rtf.constData());
+        const QByteArray coloured = RtfWriter::FromDocument(colours);
+        QVERIFY(coloured.contains(
+            "{\\colortbl;\\red255\\green0\\blue0;\\red0\\green0\\blue255;\\red255\\green255\\blue0;}"));
+        QVERIFY2(coloured.contains("\\cf1 r\\cf2 b\\cf0\\highlight3 m\\cf1\\highlight0 r}"), coloured.constData());
 
         QTextDocument linked;
         cursor = QTextCursor(&linked);
