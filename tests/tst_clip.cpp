@@ -37,8 +37,7 @@ private Q_SLOTS:
     void appendAndPending();
     void addTo();
     void openAndSave();
-    void badFiles();
-    void print();
+    void badFilesAndPrinting();
     void mainWindow();
 };
 
@@ -144,7 +143,7 @@ void tst_clip::openAndSave()
              std::pair(QStringLiteral("Fixedsys"), false));
 }
 
-void tst_clip::badFiles()
+void tst_clip::badFilesAndPrinting()
 {
     TestHome home;
     ScriptedPrompts prompts;
@@ -169,24 +168,20 @@ void tst_clip::badFiles()
     prompts.answerMsgBox(MsgResult::OK);
     form.mnuFilePrint_Click();
     QCOMPARE(prompts.last().text, QStringLiteral("There is nothing to print."));
-}
 
-void tst_clip::print()
-{
-    TestHome home;
-    ScriptedPrompts prompts;
+    // With a clip, it prints.
     ErrObject err;
     QVERIFY(ClipFile::Append(heading, QStringLiteral("A passage worth keeping."), &err));
-    frmClip form;
-    form.Form_Load();
+    frmClip clip;
+    clip.Form_Load();
     const QString pdf = home.file(QStringLiteral("out.pdf"));
     prompts.answerPrint(pdf);
-    item(form, "mnuFilePrint")->trigger();
+    item(clip, "mnuFilePrint")->trigger();
     QVERIFY(readFile(pdf).startsWith("%PDF"));
 
     // A cancelled printer dialog is logged, not shown.
     prompts.answerPrint(std::nullopt);
-    form.mnuFilePrint_Click();
+    clip.mnuFilePrint_Click();
     QVERIFY(readFile(home.file(QStringLiteral("error.log"))).contains("Cancel was selected."));
 }
 

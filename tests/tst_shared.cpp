@@ -21,8 +21,7 @@ class tst_shared final : public QObject
 
 private Q_SLOTS:
     void addresses();
-    void opensItsOwnDatabaseWithItsRights();
-    void changesMadeElsewhere();
+    void opensItsOwnDatabaseWithItsRightsAndHearsOthers();
     void lkcopyMovesWholeLibraries();
 };
 
@@ -87,7 +86,7 @@ void tst_shared::addresses()
              qPrintable(said));
 }
 
-void tst_shared::opensItsOwnDatabaseWithItsRights()
+void tst_shared::opensItsOwnDatabaseWithItsRightsAndHearsOthers()
 {
     if (!TestHome::Shared())
         QSKIP("needs the PostgreSQL server of the shared run");
@@ -146,18 +145,10 @@ void tst_shared::opensItsOwnDatabaseWithItsRights()
              ErrNumber::StoreNotFound);
     QCOMPARE(openFails(StoreAddress::Build(QStringLiteral("127.0.0.1"), 1, database, QString(), QString())),
              ErrNumber::StoreUnreachable);
-}
 
-void tst_shared::changesMadeElsewhere()
-{
-    if (!TestHome::Shared())
-        QSKIP("needs the PostgreSQL server of the shared run");
-    TestHome home;
-    const qint32 game = home.addGame(5, 1, QStringLiteral("Zelda"));
+    // Changes another desktop makes are told, a burst of them once.
     home.store().WatchOtherWriters(5000);
     QSignalSpy told(&home.store(), &modADO::writtenElsewhere);
-
-    // Another desktop's changes are told, a burst of them once.
     home.addFile(game, 1, QStringLiteral("Own guide"));
     runElsewhere(home.storePath(), {QStringLiteral("INSERT INTO file (game_id, \"desc\") VALUES (%1, 'A')").arg(game),
                                     QStringLiteral("UPDATE game SET name = 'Zelda II'")});
@@ -166,7 +157,6 @@ void tst_shared::changesMadeElsewhere()
     QVERIFY(told.wait(3000));
     QCOMPARE(told.size(), 2);
     int files = 0;
-    ErrObject err;
     QVERIFY(FileTable::Count(home.db(), game, &files, &err) && files == 2);
 }
 
