@@ -35,8 +35,7 @@ class tst_clip final : public QObject
 private Q_SLOTS:
     void init() { clearSettings(); }
     void appendAndPending();
-    void addTo();
-    void openAndSave();
+    void addToOpenAndSave();
     void badFilesAndPrinting();
     void mainWindow();
 };
@@ -77,7 +76,7 @@ void tst_clip::appendAndPending()
     }
 }
 
-void tst_clip::addTo()
+void tst_clip::addToOpenAndSave()
 {
     TestHome home;
     ScriptedPrompts prompts;
@@ -109,37 +108,32 @@ void tst_clip::addTo()
     QCOMPARE(prompts.shown().at(prompts.shown().size() - 2).text,
              QStringLiteral("Are you sure you wish to add the Quick Clip contents to ") + fresh + QLatin1Char('?'));
     QCOMPARE(readFile(fresh), "old\r\ncontent\r\n" + ClipFile::Record(QStringLiteral("H2"), QStringLiteral("second")));
-}
 
-void tst_clip::openAndSave()
-{
-    TestHome home;
-    ScriptedPrompts prompts;
-    ErrObject err;
+    // A clip file opened, and saved over itself.
     QVERIFY(ClipFile::Append(QStringLiteral("H"), QStringLiteral("pending"), &err));
     const QString old = home.file(QStringLiteral("old.qcf"));
     writeFile(old, "Caf\xE9\r\nmenu");
-    frmClip form;
-    form.Form_Load();
-    QVERIFY(item(form, "mnuFileClear")->isEnabled());
+    frmClip viewer;
+    viewer.Form_Load();
+    QVERIFY(item(viewer, "mnuFileClear")->isEnabled());
 
     prompts.answerOpenFile(old);
-    item(form, "mnuFileOpen")->trigger();
-    QCOMPARE(std::tuple(prompts.last().options.InitDir, form.windowTitle(),
-                        form.findChild<QTextEdit *>(QStringLiteral("txtRTF"))->toPlainText(),
-                        item(form, "mnuFileClear")->isEnabled()),
+    item(viewer, "mnuFileOpen")->trigger();
+    QCOMPARE(std::tuple(prompts.last().options.InitDir, viewer.windowTitle(),
+                        viewer.findChild<QTextEdit *>(QStringLiteral("txtRTF"))->toPlainText(),
+                        item(viewer, "mnuFileClear")->isEnabled()),
              std::tuple(home.file(QStringLiteral("QuickClip")), QStringLiteral("Quick Clip Viewer - old.qcf"),
                         QStringLiteral("Caf\u00e9\nmenu"), false));
 
     // Saved over the old file as UTF-8; the pending clips stay unsaved.
     prompts.answerSaveFile(old);
     prompts.answerMsgBox(MsgResult::Yes);
-    item(form, "mnuFileSaveAs")->trigger();
+    item(viewer, "mnuFileSaveAs")->trigger();
     QCOMPARE(std::tuple(prompts.last().text.startsWith(old), readFile(old), ClipFile::HasPending()),
              std::tuple(true, QByteArray("Caf\xC3\xA9\r\nmenu"), true));
 
-    item(form, "mnuFontFixedsys")->trigger();
-    QCOMPARE(std::pair(GetSetting(SettingKeys::QCFont), item(form, "mnuFontCourierNew")->isChecked()),
+    item(viewer, "mnuFontFixedsys")->trigger();
+    QCOMPARE(std::pair(GetSetting(SettingKeys::QCFont), item(viewer, "mnuFontCourierNew")->isChecked()),
              std::pair(QStringLiteral("Fixedsys"), false));
 }
 

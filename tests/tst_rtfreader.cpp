@@ -40,14 +40,13 @@ class tst_rtfreader final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void plainText();
-    void formatsParagraphsTablesAndLinks();
+    void plainTextFormatsParagraphsTablesAndLinks();
     void longTableIsReadWhole();
     void longTextIsReadInParts();
     void badAndRealWorldInput();
 };
 
-void tst_rtfreader::plainText()
+void tst_rtfreader::plainTextFormatsParagraphsTablesAndLinks()
 {
     const std::pair<const char *, QString> cases[] = {
         {"{\\rtf1\\ansi First\\par Second\\line third\\tab x}", QStringLiteral("First\nSecond\nthird\tx")},
@@ -105,10 +104,7 @@ void tst_rtfreader::plainText()
                     "{\\fldrslt p}}}",
                     &link);
     QCOMPARE(formatOf(link, QStringLiteral("π")).anchorHref(), QStringLiteral("http://a.b"));
-}
 
-void tst_rtfreader::formatsParagraphsTablesAndLinks()
-{
     QTextDocument document;
     RtfReader::Read("{\\rtf1\\deff0{\\fonttbl{\\f0 Times New Roman;}{\\f1 Courier New;}}"
                     "{\\colortbl;\\red255\\green0\\blue0;\\red0\\green0\\blue255;}"
@@ -156,8 +152,8 @@ void tst_rtfreader::formatsParagraphsTablesAndLinks()
     QCOMPARE(std::tuple(table->rows(), table->columns(), table->cellAt(1, 1).firstCursorPosition().block().text()),
              std::tuple(2, 2, QStringLiteral("99 lives")));
 
-    const QTextCharFormat link = formatOf(paragraphs, QStringLiteral("the FAQ"));
-    QCOMPARE(std::tuple(link.isAnchor(), link.fontUnderline(), link.anchorHref(),
+    const QTextCharFormat anchor = formatOf(paragraphs, QStringLiteral("the FAQ"));
+    QCOMPARE(std::tuple(anchor.isAnchor(), anchor.fontUnderline(), anchor.anchorHref(),
                         formatOf(paragraphs, QStringLiteral(".")).isAnchor()),
              std::tuple(true, true, QStringLiteral("https://example.org/faq"), false));
 }
