@@ -20,8 +20,7 @@ class tst_platform final : public QObject
 private Q_SLOTS:
     void initTestCase() { QFile::remove(SettingsFileName()); }
     void settingsAndConversions();
-    void deferredIcons();
-    void qtMessageBoxAnswers();
+    void iconsAndMessageBoxes();
 };
 
 void tst_platform::settingsAndConversions()
@@ -81,7 +80,7 @@ void tst_platform::settingsAndConversions()
                         QStringLiteral("(*.qcf) (*.qcf)"), QString()));
 }
 
-void tst_platform::deferredIcons()
+void tst_platform::iconsAndMessageBoxes()
 {
     QTemporaryDir dir;
     const auto png = [&](int size, QColor colour) {
@@ -101,10 +100,7 @@ void tst_platform::deferredIcons()
     // A file that is not there is an icon that draws nothing, not a failure.
     const QIcon missing = DeferredIcon(dir.filePath(QStringLiteral("absent.png")));
     QVERIFY(missing.pixmap(QSize(16, 16), 1.0).isNull() && DeferredIcon(QList<std::pair<QString, QSize>>{}).isNull());
-}
 
-void tst_platform::qtMessageBoxAnswers()
-{
     // The buttons, the one clicked (NoButton presses Esc), the answer.
     const std::tuple<MsgButtons, QMessageBox::StandardButton, MsgResult> cases[] = {
         {MsgButtons::YesNo, QMessageBox::Yes, MsgResult::Yes},
