@@ -35,11 +35,8 @@ class tst_clip final : public QObject
 private Q_SLOTS:
     void init() { clearSettings(); }
     void appendAndPending();
-    void addTo();
-    void openAndSave();
-    void badFiles();
-    void fuzzedInputs();
-    void print();
+    void addToOpenAndSave();
+    void badFilesAndPrinting();
     void mainWindow();
 };
 
@@ -63,9 +60,23 @@ void tst_clip::appendAndPending()
     QVERIFY(ClipFile::ReadPending(&text, &err) && text.startsWith(QStringLiteral("Caf\u00e9\nH\n")) &&
             text.contains(QStringLiteral("\n\u00e9t\u00e9\n")));
     // A folder where the file should be is mainWindow's.
+
+    // Inputs that once broke the reader read as whole characters with LF ends, and the same after a save.
+    const QDir crashers(QStringLiteral(LOREKEEP_FIXTURES "/clip-crashers"));
+    const QStringList names = crashers.entryList({QStringLiteral("*.qcf")}, QDir::Files);
+    QVERIFY(!names.isEmpty());
+    for (const QString &name : names) {
+        text.clear();
+        QVERIFY(ClipFile::Read(crashers.filePath(name), &text, &err));
+        QVERIFY2(text.isValidUtf16() && !text.contains(QLatin1Char('\r')), qPrintable(name));
+        const QString copy = home.file(name);
+        QString again;
+        QVERIFY(ClipFile::Save(copy, text, &err) && ClipFile::Read(copy, &again, &err));
+        QCOMPARE(again, text);
+    }
 }
 
-void tst_clip::addTo()
+void tst_clip::addToOpenAndSave()
 {
     TestHome home;
     ScriptedPrompts prompts;
@@ -97,41 +108,36 @@ void tst_clip::addTo()
     QCOMPARE(prompts.shown().at(prompts.shown().size() - 2).text,
              QStringLiteral("Are you sure you wish to add the Quick Clip contents to ") + fresh + QLatin1Char('?'));
     QCOMPARE(readFile(fresh), "old\r\ncontent\r\n" + ClipFile::Record(QStringLiteral("H2"), QStringLiteral("second")));
-}
 
-void tst_clip::openAndSave()
-{
-    TestHome home;
-    ScriptedPrompts prompts;
-    ErrObject err;
+    // A clip file opened, and saved over itself.
     QVERIFY(ClipFile::Append(QStringLiteral("H"), QStringLiteral("pending"), &err));
     const QString old = home.file(QStringLiteral("old.qcf"));
     writeFile(old, "Caf\xE9\r\nmenu");
-    frmClip form;
-    form.Form_Load();
-    QVERIFY(item(form, "mnuFileClear")->isEnabled());
+    frmClip viewer;
+    viewer.Form_Load();
+    QVERIFY(item(viewer, "mnuFileClear")->isEnabled());
 
     prompts.answerOpenFile(old);
-    item(form, "mnuFileOpen")->trigger();
-    QCOMPARE(std::tuple(prompts.last().options.InitDir, form.windowTitle(),
-                        form.findChild<QTextEdit *>(QStringLiteral("txtRTF"))->toPlainText(),
-                        item(form, "mnuFileClear")->isEnabled()),
+    item(viewer, "mnuFileOpen")->trigger();
+    QCOMPARE(std::tuple(prompts.last().options.InitDir, viewer.windowTitle(),
+                        viewer.findChild<QTextEdit *>(QStringLiteral("txtRTF"))->toPlainText(),
+                        item(viewer, "mnuFileClear")->isEnabled()),
              std::tuple(home.file(QStringLiteral("QuickClip")), QStringLiteral("Quick Clip Viewer - old.qcf"),
                         QStringLiteral("Caf\u00e9\nmenu"), false));
 
     // Saved over the old file as UTF-8; the pending clips stay unsaved.
     prompts.answerSaveFile(old);
     prompts.answerMsgBox(MsgResult::Yes);
-    item(form, "mnuFileSaveAs")->trigger();
+    item(viewer, "mnuFileSaveAs")->trigger();
     QCOMPARE(std::tuple(prompts.last().text.startsWith(old), readFile(old), ClipFile::HasPending()),
              std::tuple(true, QByteArray("Caf\xC3\xA9\r\nmenu"), true));
 
-    item(form, "mnuFontFixedsys")->trigger();
-    QCOMPARE(std::pair(GetSetting(SettingKeys::QCFont), item(form, "mnuFontCourierNew")->isChecked()),
+    item(viewer, "mnuFontFixedsys")->trigger();
+    QCOMPARE(std::pair(GetSetting(SettingKeys::QCFont), item(viewer, "mnuFontCourierNew")->isChecked()),
              std::pair(QStringLiteral("Fixedsys"), false));
 }
 
-void tst_clip::badFiles()
+void tst_clip::badFilesAndPrinting()
 {
     TestHome home;
     ScriptedPrompts prompts;
@@ -156,43 +162,20 @@ void tst_clip::badFiles()
     prompts.answerMsgBox(MsgResult::OK);
     form.mnuFilePrint_Click();
     QCOMPARE(prompts.last().text, QStringLiteral("There is nothing to print."));
-}
 
-// Inputs that once broke the reader read as whole characters with LF ends, and the same after a save.
-void tst_clip::fuzzedInputs()
-{
-    TestHome home;
-    const QDir crashers(QStringLiteral(LOREKEEP_FIXTURES "/clip-crashers"));
-    const QStringList names = crashers.entryList({QStringLiteral("*.qcf")}, QDir::Files);
-    QVERIFY(!names.isEmpty());
-    ErrObject err;
-    for (const QString &name : names) {
-        QString text;
-        QVERIFY(ClipFile::Read(crashers.filePath(name), &text, &err));
-        QVERIFY2(text.isValidUtf16() && !text.contains(QLatin1Char('\r')), qPrintable(name));
-        const QString copy = home.file(name);
-        QString again;
-        QVERIFY(ClipFile::Save(copy, text, &err) && ClipFile::Read(copy, &again, &err));
-        QCOMPARE(again, text);
-    }
-}
-
-void tst_clip::print()
-{
-    TestHome home;
-    ScriptedPrompts prompts;
+    // With a clip, it prints.
     ErrObject err;
     QVERIFY(ClipFile::Append(heading, QStringLiteral("A passage worth keeping."), &err));
-    frmClip form;
-    form.Form_Load();
+    frmClip clip;
+    clip.Form_Load();
     const QString pdf = home.file(QStringLiteral("out.pdf"));
     prompts.answerPrint(pdf);
-    item(form, "mnuFilePrint")->trigger();
+    item(clip, "mnuFilePrint")->trigger();
     QVERIFY(readFile(pdf).startsWith("%PDF"));
 
     // A cancelled printer dialog is logged, not shown.
     prompts.answerPrint(std::nullopt);
-    form.mnuFilePrint_Click();
+    clip.mnuFilePrint_Click();
     QVERIFY(readFile(home.file(QStringLiteral("error.log"))).contains("Cancel was selected."));
 }
 

@@ -110,8 +110,7 @@ private Q_SLOTS:
     void columnsTabsAndWidths();
     void bookmarksFollowFilesAndGames();
     void storeFailuresDeleteAndOpen();
-    void loadingAndFavorites();
-    void searchResults();
+    void loadingFavoritesAndSearchResults();
 };
 
 void tst_details::columnsTabsAndWidths()
@@ -280,7 +279,7 @@ void tst_details::storeFailuresDeleteAndOpen()
              std::tuple(0, 0, 3));
 }
 
-void tst_details::loadingAndFavorites()
+void tst_details::loadingFavoritesAndSearchResults()
 {
     Desk desk;
     QStringList order;
@@ -344,21 +343,18 @@ void tst_details::loadingAndFavorites()
     desk.prompts.answerMsgBox(MsgResult::Yes);
     desk.key(list, list->ItemAt(1), Qt::Key_Delete);
     QCOMPARE(list->Count(), 1);
-}
 
-void tst_details::searchResults()
-{
-    Desk desk;
-    ListView *list = desk.details.SearchResults();
+    // Search results, listed as Find adds them.
+    ListView *results = desk.details.SearchResults();
     auto *header = desk.details.findChild<QLabel *>(QStringLiteral("lblSearchResults"));
-    const auto add = [&](qint32 id, quint8 subCat, const QString &desc, const QString &field) {
+    const auto addResult = [&](qint32 id, quint8 subCat, const QString &desc, const QString &field) {
         desk.details.AddSearch(id, QStringLiteral("PC"), QStringLiteral("Quest"), subCat, desc, desk.quest, field);
     };
-    add(7, 1, QStringLiteral("Guide"), QString());
-    QCOMPARE(list->ColumnCaption(3), QStringLiteral("Search Field"));
+    addResult(7, 1, QStringLiteral("Guide"), QString());
+    QCOMPARE(results->ColumnCaption(3), QStringLiteral("Search Field"));
     for (int time = 0; time < 2; ++time)
-        add(8, 2, QStringLiteral("Codes"), QStringLiteral("File"));
-    QCOMPARE(std::tuple(desk.keys(list), list->ColumnCaption(3), list->ItemAt(2)->SubItem(2)),
+        addResult(8, 2, QStringLiteral("Codes"), QStringLiteral("File"));
+    QCOMPARE(std::tuple(desk.keys(results), results->ColumnCaption(3), results->ItemAt(2)->SubItem(2)),
              std::tuple(QStringList{QStringLiteral("K_7|") + desk.quest, QStringLiteral("K_8|") + desk.quest},
                         QString("File"), QString("Cheat\\Hint\\Code")));
     // The Hits column follows: occurrences in the searched text, without overlapping.
@@ -366,26 +362,27 @@ void tst_details::searchResults()
     const qint32 first =
         desk.home.addFile(game, 1, QStringLiteral("aaaa"), QStringLiteral("{\\rtf1 aa {\\b a}a\\par}"));
     const qint32 second = desk.home.addFile(game, 1, QStringLiteral("b"), QStringLiteral("{\\rtf1 none\\par}"));
-    add(first, 1, QStringLiteral("aaaa"), QStringLiteral("File"));
-    add(second, 1, QStringLiteral("b"), QStringLiteral("File"));
+    addResult(first, 1, QStringLiteral("aaaa"), QStringLiteral("File"));
+    addResult(second, 1, QStringLiteral("b"), QStringLiteral("File"));
     desk.details.CountSearchHits({QStringLiteral("aa"), true, false, true, {}});
-    QTRY_COMPARE(list->ItemAt(4)->SubItem(4), QStringLiteral("0"));
-    QCOMPARE(std::tuple(list->ItemAt(3)->SubItem(4), list->ItemAt(1)->SubItem(4)), std::tuple(QString("4"), QString()));
+    QTRY_COMPARE(results->ItemAt(4)->SubItem(4), QStringLiteral("0"));
+    QCOMPARE(std::tuple(results->ItemAt(3)->SubItem(4), results->ItemAt(1)->SubItem(4)),
+             std::tuple(QString("4"), QString()));
     desk.details.SearchTitle(QStringLiteral("2 items found."));
     QCOMPARE(header->text(), QStringLiteral(" Search Results: 2 items found."));
 
     // The menu comes up only over a selected result; Clear keeps the last field's caption.
     desk.details.SelectTab(ctlDetails::Tab::SearchResults);
     auto *menu = desk.details.findChild<QMenu *>(QStringLiteral("mnuSearch"));
-    QWidget *viewport = list->ActiveView()->viewport();
+    QWidget *viewport = results->ActiveView()->viewport();
     QTest::mouseClick(viewport, Qt::RightButton, {}, {5, viewport->height() - 3});
-    QVERIFY(!list->SelectedItem() && !menu->isVisible());
-    list->Select(list->ItemAt(1));
-    QTest::mouseClick(viewport, Qt::RightButton, {}, rowCenter(list, list->ItemAt(1)));
+    QVERIFY(!results->SelectedItem() && !menu->isVisible());
+    results->Select(results->ItemAt(1));
+    QTest::mouseClick(viewport, Qt::RightButton, {}, rowCenter(results, results->ItemAt(1)));
     QVERIFY(menu->isVisible());
     menu->hide();
     desk.details.findChild<QAction *>(QStringLiteral("mnuSearchClear"))->trigger();
-    QCOMPARE(std::tuple(list->Count(), header->text(), list->ColumnCaption(3)),
+    QCOMPARE(std::tuple(results->Count(), header->text(), results->ColumnCaption(3)),
              std::tuple(0, QString(" Search Results:"), QString("File")));
 }
 

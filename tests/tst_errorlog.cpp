@@ -12,20 +12,19 @@ class tst_errorlog final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void bannerAndRecordsByteForByte();
-    void logErrorShowsTheRecordWhenAsked();
+    void bannerRecordsAndMessages();
 };
 
-void tst_errorlog::bannerAndRecordsByteForByte()
+void tst_errorlog::bannerRecordsAndMessages()
 {
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("error.log"));
-    ErrorLog log(path);
+    TestHome home;
+    const QString own = home.file(QStringLiteral("own.log"));
+    ErrorLog log(own);
     log.setLocale(QLocale(QLocale::English, QLocale::UnitedStates));
     log.setClock([] { return QDateTime(QDate(2026, 11, 3), QTime(21, 5, 7)); });
 
     QVERIFY(log.Write({0, QStringLiteral("not an error")}, QStringLiteral("ctlTree"), QStringLiteral("Load Tree")) &&
-            !QFile::exists(path) && log.StartLog());
+            !QFile::exists(own) && log.StartLog());
     QVERIFY(log.Write({-2147467259, QStringLiteral("first line\r\nsecond line")}, QStringLiteral("modADO"),
                       QStringLiteral("Connect")));
     QVERIFY(log.StartLog()); // the banner comes once only
@@ -38,23 +37,14 @@ void tst_errorlog::bannerAndRecordsByteForByte()
     const QByteArray record2 = "  Module = ctlView\r\n  Source = lvFiles DblClick\r\n  Number = 35601\r\n    Desc = " +
                                QStringLiteral("Élément – 見つかりません").toUtf8() + "\r\n";
     const QByteArray stamp = "    Date = 11/3/26\r\n    Time = " + time + "\r\n............................\r\n \r\n";
-    QCOMPARE(readFile(path), "B R I G H T M O O R S O F T WARE  -  E R R O R  *  L O G\r\n"
-                             "=======================================\r\n"
-                             "Application Title: Lorekeep\r\n"
-                             "Application Version: 1.1.0\r\n"
-                             " \r\n"
-                             "Begin Log...\r\n"
-                             " \r\n"
-                             "  Module = modADO\r\n"
-                             "  Source = Connect\r\n"
-                             "  Number = -2147467259\r\n"
-                             "    Desc = first line\r\nsecond line\r\n" +
-                                 stamp + record2 + stamp);
-}
+    QCOMPARE(readFile(own),
+             "B R I G H T M O O R S O F T WARE  -  E R R O R  *  L O G\r\n=======================================\r\n"
+             "Application Title: Lorekeep\r\nApplication Version: 1.1.0\r\n \r\nBegin Log...\r\n \r\n"
+             "  Module = modADO\r\n  Source = Connect\r\n  Number = -2147467259\r\n"
+             "    Desc = first line\r\nsecond line\r\n" +
+                 stamp + record2 + stamp);
 
-void tst_errorlog::logErrorShowsTheRecordWhenAsked()
-{
-    TestHome home;
+    // LogError writes to the home's log, and shows the record only when asked to.
     const QString path = home.file(QStringLiteral("error.log"));
     ScriptedPrompts prompts;
 

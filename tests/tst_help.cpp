@@ -1,8 +1,8 @@
 #include "ScriptedPrompts.h"
 #include "StartMainWindow.h"
 #include "TestHome.h"
-#include "components/TipOfTheDay.h"
 #include "WhenModal.h"
+#include "components/TipOfTheDay.h"
 #include "data/modADO.h"
 #include "shell/frmAbout.h"
 #include "system/PackageInstall.h"
@@ -44,12 +44,11 @@ private Q_SLOTS:
         if (HelpViewer *help = HelpViewer::Current())
             delete help;
     }
-    void pagesAreWholeAndInstalledOnce();
+    void pagesAndHelpMenu();
     void tipOfTheDay();
-    void helpMenu();
 };
 
-void tst_help::pagesAreWholeAndInstalledOnce()
+void tst_help::pagesAndHelpMenu()
 {
     TestHome home;
     ErrObject err;
@@ -85,82 +84,10 @@ void tst_help::pagesAreWholeAndInstalledOnce()
     QVERIFY(HelpPages::Install(home.path(), &err) && readFile(index) == "edited");
     writeFile(pages.folder() + HelpPages::StampFile, "older");
     QVERIFY(HelpPages::Install(home.path(), &err) && readFile(index).startsWith("<!DOCTYPE html>"));
-}
 
-void tst_help::tipOfTheDay()
-{
-    TestHome home;
-    ScriptedPrompts prompts;
-    writeFile(home.file(QStringLiteral("tips.txt")),
-              "First tip.\r\n\r\n# a note, not a tip\r\nSecond tip.\r\nThird tip.\r\n");
-    SaveSetting(SettingKeys::TOD, QStringLiteral("1"));
-    {
-        // Shown at start; Previous goes round; unticked and OK, it stays away next time.
-        auto form = startMainWindow();
-        QTRY_VERIFY(tipWindow(form.get()) && tipWindow(form.get())->isVisible());
-        TipOfTheDay *tip = tipWindow(form.get());
-        QCOMPARE(std::tuple(tip->Tips().size(), tip->lblTip->text(), tip->chkLoadWithStart->isChecked()),
-                 std::tuple(qsizetype(3), QStringLiteral("First tip."), true));
-        tip->cmdPrevious->click();
-        QCOMPARE(std::pair(tip->lblTip->text(), tip->lblNumber->text()),
-                 std::pair(QStringLiteral("Third tip."), QStringLiteral("Tip 3 of 3")));
-        tip->chkLoadWithStart->setChecked(false);
-        tip->cmdOK->click();
-        QCOMPARE(GetSetting(SettingKeys::TOD), QStringLiteral("0"));
-        QTRY_VERIFY(!tipWindow(form.get()));
-        form->close();
-    }
-    {
-        // A Quick Clip file the program starts on is shown once start-up is over, after the tip's turn.
-        const QString clip = home.file(QStringLiteral("start.qcf"));
-        writeFile(clip, "A clip.\r\n");
-        std::unique_ptr<frmMain> form;
-        QString shown;
-        bool tipAtClip = true;
-        QTimer poll;
-        connect(&poll, &QTimer::timeout, this, [&] {
-            if (QWidget *dialog = QApplication::activeModalWidget(); dialog && form) {
-                shown = dialog->objectName() + QLatin1Char(':') + dialog->findChild<QTextEdit *>()->toPlainText();
-                tipAtClip = tipWindow(form.get()) != nullptr;
-                dialog->close();
-            }
-        });
-        poll.start(20);
-        form = startMainWindow(clip);
-        QTRY_COMPARE(shown, QStringLiteral("frmClip:A clip.\n"));
-        poll.stop();
-        QVERIFY(!tipAtClip);
-        // The menu still shows one, the next in turn, with the box unticked; closing without OK stores nothing.
-        form->Menu().mnuTips->trigger();
-        TipOfTheDay *tip = tipWindow(form.get());
-        QVERIFY(tip && tip->isVisible());
-        QCOMPARE(std::pair(tip->lblTip->text(), tip->chkLoadWithStart->isChecked()),
-                 std::pair(QStringLiteral("Second tip."), false));
-        tip->chkLoadWithStart->setChecked(true);
-        tip->reject();
-        QCOMPARE(GetSetting(SettingKeys::TOD), QStringLiteral("0"));
-
-        // A tips file without tips, or none at all, says so instead of showing an empty window.
-        writeFile(home.file(QStringLiteral("tips.txt")), "\n# nothing here\n   \n");
-        for (const char *says : {"holds none", "cannot be read"}) {
-            QTRY_VERIFY(!tipWindow(form.get()));
-            form->Menu().mnuTips->trigger();
-            QVERIFY(tipWindow(form.get())->lblTip->text().contains(QLatin1String(says)) &&
-                    !tipWindow(form.get())->cmdNext->isEnabled());
-            tipWindow(form.get())->reject();
-            QFile::remove(home.file(QStringLiteral("tips.txt")));
-        }
-    }
-}
-
-void tst_help::helpMenu()
-{
     // The help stays open beside the main window, on its contents.
-    TestHome home;
     ScriptedPrompts prompts;
-    ErrObject err;
-    QVERIFY(HelpPages::Install(home.path(), &err) &&
-            QFile::copy(QStringLiteral(":/bundle/logo.gif"), home.file(QStringLiteral("logo.gif"))));
+    QVERIFY(QFile::copy(QStringLiteral(":/bundle/logo.gif"), home.file(QStringLiteral("logo.gif"))));
     auto form = startMainWindow();
     const MainMenu &menu = form->Menu();
     menu.mnuHelpContents->trigger();
@@ -234,6 +161,72 @@ void tst_help::helpMenu()
     menu.mnuHelpContents->trigger();
     QCOMPARE(std::pair(prompts.last().text.contains(QStringLiteral("missing")), prompts.last().title),
              std::pair(true, form->windowTitle()));
+}
+
+void tst_help::tipOfTheDay()
+{
+    TestHome home;
+    ScriptedPrompts prompts;
+    writeFile(home.file(QStringLiteral("tips.txt")),
+              "First tip.\r\n\r\n# a note, not a tip\r\nSecond tip.\r\nThird tip.\r\n");
+    SaveSetting(SettingKeys::TOD, QStringLiteral("1"));
+    {
+        // Shown at start; Previous goes round; unticked and OK, it stays away next time.
+        auto form = startMainWindow();
+        QTRY_VERIFY(tipWindow(form.get()) && tipWindow(form.get())->isVisible());
+        TipOfTheDay *tip = tipWindow(form.get());
+        QCOMPARE(std::tuple(tip->Tips().size(), tip->lblTip->text(), tip->chkLoadWithStart->isChecked()),
+                 std::tuple(qsizetype(3), QStringLiteral("First tip."), true));
+        tip->cmdPrevious->click();
+        QCOMPARE(std::pair(tip->lblTip->text(), tip->lblNumber->text()),
+                 std::pair(QStringLiteral("Third tip."), QStringLiteral("Tip 3 of 3")));
+        tip->chkLoadWithStart->setChecked(false);
+        tip->cmdOK->click();
+        QCOMPARE(GetSetting(SettingKeys::TOD), QStringLiteral("0"));
+        QTRY_VERIFY(!tipWindow(form.get()));
+        form->close();
+    }
+    {
+        // A Quick Clip file the program starts on is shown once start-up is over, after the tip's turn.
+        const QString clip = home.file(QStringLiteral("start.qcf"));
+        writeFile(clip, "A clip.\r\n");
+        std::unique_ptr<frmMain> form;
+        QString shown;
+        bool tipAtClip = true;
+        QTimer poll;
+        connect(&poll, &QTimer::timeout, this, [&] {
+            if (QWidget *dialog = QApplication::activeModalWidget(); dialog && form) {
+                shown = dialog->objectName() + QLatin1Char(':') + dialog->findChild<QTextEdit *>()->toPlainText();
+                tipAtClip = tipWindow(form.get()) != nullptr;
+                dialog->close();
+            }
+        });
+        poll.start(20);
+        form = startMainWindow(clip);
+        QTRY_COMPARE(shown, QStringLiteral("frmClip:A clip.\n"));
+        poll.stop();
+        QVERIFY(!tipAtClip);
+        // The menu still shows one, the next in turn, with the box unticked; closing without OK stores nothing.
+        form->Menu().mnuTips->trigger();
+        TipOfTheDay *tip = tipWindow(form.get());
+        QVERIFY(tip && tip->isVisible());
+        QCOMPARE(std::pair(tip->lblTip->text(), tip->chkLoadWithStart->isChecked()),
+                 std::pair(QStringLiteral("Second tip."), false));
+        tip->chkLoadWithStart->setChecked(true);
+        tip->reject();
+        QCOMPARE(GetSetting(SettingKeys::TOD), QStringLiteral("0"));
+
+        // A tips file without tips, or none at all, says so instead of showing an empty window.
+        writeFile(home.file(QStringLiteral("tips.txt")), "\n# nothing here\n   \n");
+        for (const char *says : {"holds none", "cannot be read"}) {
+            QTRY_VERIFY(!tipWindow(form.get()));
+            form->Menu().mnuTips->trigger();
+            QVERIFY(tipWindow(form.get())->lblTip->text().contains(QLatin1String(says)) &&
+                    !tipWindow(form.get())->cmdNext->isEnabled());
+            tipWindow(form.get())->reject();
+            QFile::remove(home.file(QStringLiteral("tips.txt")));
+        }
+    }
 }
 
 QTEST_MAIN(tst_help)

@@ -15,11 +15,10 @@ class tst_home final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void resolveHome();
-    void newHomeIsInstalledOnce();
+    void homeResolvedAndInstalledOnce();
 };
 
-void tst_home::resolveHome()
+void tst_home::homeResolvedAndInstalledOnce()
 {
     struct Case
     {
@@ -44,10 +43,7 @@ void tst_home::resolveHome()
             env.insert(QStringLiteral("LOREKEEP_HOME"), c.environment);
         QCOMPARE(ResolveHome(c.arguments, env), c.expected);
     }
-}
 
-void tst_home::newHomeIsInstalledOnce()
-{
     QTemporaryDir parent;
     const QString home = NormalizeFolder(parent.filePath(QStringLiteral("new/home")));
     bool installed = false;

@@ -18,8 +18,7 @@ private Q_SLOTS:
     void init() { clearSettings(); }
     void splitterLimits_data();
     void splitterLimits();
-    void resizingKeepsDetailsHeight();
-    void restoreReadsWhatItCan();
+    void detailsHeightAndRestore();
 };
 
 void tst_layout::splitterLimits_data()
@@ -61,7 +60,7 @@ void tst_layout::splitterLimits()
                         SH - layout.imgS2Top - 30));
 }
 
-void tst_layout::resizingKeepsDetailsHeight()
+void tst_layout::detailsHeightAndRestore()
 {
     MainLayout layout;
     layout.detailHeight = 2295;
@@ -73,16 +72,13 @@ void tst_layout::resizingKeepsDetailsHeight()
     layout.detailHeight = 4000;
     layout.SizeControls(SW, 4500, Screen, true);
     QCOMPARE(std::pair(layout.imgS2Top, layout.detailHeight), std::pair(970, 4500 - 1000));
-}
 
-void tst_layout::restoreReadsWhatItCan()
-{
-    // Unreadable values keep the design position; readable ones come back.
+    // Restored: unreadable values keep the design position; readable ones come back.
     SaveSetting(SettingKeys::LayoutTree, QStringLiteral("False"));
     SaveSetting(SettingKeys::LayoutDetail, QStringLiteral("perhaps"));
     SaveSetting(SettingKeys::LayoutImgs1Left, QStringLiteral("99999999999"));
     SaveSetting(SettingKeys::LayoutDetailHeight, QStringLiteral("3000"));
-    MainLayout layout;
+    layout = MainLayout();
     layout.Restore(SH);
     QCOMPARE(
         std::tuple(layout.treeVisible, layout.detailVisible, layout.imgS1Left, layout.imgS2Top, layout.detailHeight),

@@ -3,12 +3,12 @@
 #include "StartMainWindow.h"
 #include "TestHome.h"
 #include "components/TipOfTheDay.h"
-#include "store/Schema.h"
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
 #include "shell/frmMain.h"
 #include "shell/frmSplash.h"
 #include "shell/modMain.h"
+#include "store/Schema.h"
 #include "system/SettingsStore.h"
 #include "system/Twips.h"
 #include "tree/ctlTree.h"
@@ -41,37 +41,15 @@ class tst_mainwindow final : public QObject
 
 private Q_SLOTS:
     void init() { clearSettings(); }
-    void startWithoutStore();
-    void openAnotherStore();
+    void openAnotherStoreOrNone();
     void exitQuestion_data();
     void exitQuestion();
-    void splittersAndViewMenu();
-    void layoutSavedAndRestored();
+    void splittersViewMenuAndSavedLayout();
     void splashAndMain();
     void firstStartOfAnOlderStore();
 };
 
-void tst_mainwindow::startWithoutStore()
-{
-    // Without a store: the log's message, then the connection error, once; the tree stays empty.
-    TestHome home;
-    ScriptedPrompts prompts;
-    QVERIFY(QFile::remove(home.storePath()));
-    prompts.answerMsgBox(MsgResult::OK);
-    prompts.answerMsgBox(MsgResult::OK);
-    auto form = startMainWindow();
-    form->Form_Activate();
-    QCOMPARE(std::tuple(prompts.shown().size(), prompts.shown()[0].title, form->windowTitle()),
-             std::tuple(2, QStringLiteral("modADO Error"), QStringLiteral("Lorekeep")));
-    // What needs a store is off; opening another is not.
-    const MainMenu &bare = form->Menu();
-    QCOMPARE(std::tuple(bare.mnuSearchLorekeep->isEnabled(), bare.mnuFileImport->isEnabled(),
-                        bare.mnuMaintPlatforms->isEnabled(), bare.mnuToolsCheck->isEnabled(),
-                        bare.mnuFileConnect->isEnabled()),
-             std::tuple(false, false, false, false, true));
-}
-
-void tst_mainwindow::openAnotherStore()
+void tst_mainwindow::openAnotherStoreOrNone()
 {
     TestHome home;
     ScriptedPrompts prompts;
@@ -121,6 +99,23 @@ void tst_mainwindow::openAnotherStore()
     form->Store().Close();
     form->Form_Activate();
     QVERIFY(!form->Store().IsOpen());
+
+    // Without a store: the log's message, then the connection error, once; the tree stays empty.
+    form->close();
+    QVERIFY(QFile::remove(home.storePath()));
+    prompts.answerMsgBox(MsgResult::OK);
+    prompts.answerMsgBox(MsgResult::OK);
+    const qsizetype before = prompts.shown().size();
+    form = startMainWindow();
+    form->Form_Activate();
+    QCOMPARE(std::tuple(prompts.shown().size() - before, prompts.shown()[before].title, form->windowTitle()),
+             std::tuple(2, QStringLiteral("modADO Error"), QStringLiteral("Lorekeep")));
+    // What needs a store is off; opening another is not.
+    const MainMenu &bare = form->Menu();
+    QCOMPARE(std::tuple(bare.mnuSearchLorekeep->isEnabled(), bare.mnuFileImport->isEnabled(),
+                        bare.mnuMaintPlatforms->isEnabled(), bare.mnuToolsCheck->isEnabled(),
+                        bare.mnuFileConnect->isEnabled()),
+             std::tuple(false, false, false, false, true));
 }
 
 void tst_mainwindow::exitQuestion_data()
@@ -166,7 +161,7 @@ void tst_mainwindow::exitQuestion()
                  std::tuple(QStringLiteral("1"), QStringLiteral("True"), false));
 }
 
-void tst_mainwindow::splittersAndViewMenu()
+void tst_mainwindow::splittersViewMenuAndSavedLayout()
 {
     TestHome home;
     auto form = startMainWindow();
@@ -208,17 +203,14 @@ void tst_mainwindow::splittersAndViewMenu()
     form->resize(300, 200);
     QCOMPARE(std::tuple(Twips::fromPixelsX(form->width()), Twips::fromPixelsY(form->height())),
              std::tuple(MainLayout::MinWindowWidth, MainLayout::MinWindowHeight));
-}
+    form->close();
 
-void tst_mainwindow::layoutSavedAndRestored()
-{
     // The layout saved at exit is only brought back when the user asked for it.
-    TestHome home;
     for (const bool asked : {false, true}) {
         SaveSetting(SettingKeys::LayoutTree, QStringLiteral("False"));
         SaveSetting(SettingKeys::LayoutDetailHeight, QStringLiteral("3000"));
         SaveSetting(SettingKeys::AppLayout, asked ? QStringLiteral("1") : QStringLiteral("0"));
-        auto form = startMainWindow();
+        form = startMainWindow();
         const int height = Twips::fromPixelsY(form->findChild<ctlDetails *>()->height());
         QCOMPARE(std::tuple(form->Menu().mnuViewLeft->isChecked(), form->findChild<ctlTree *>()->isVisible(),
                             height == 3000),

@@ -19,13 +19,11 @@ class tst_platform final : public QObject
 
 private Q_SLOTS:
     void initTestCase() { QFile::remove(SettingsFileName()); }
-    void settingsRoundTripAndHandEdits();
-    void conversions();
-    void deferredIcons();
-    void qtMessageBoxAnswers();
+    void settingsAndConversions();
+    void iconsAndMessageBoxes();
 };
 
-void tst_platform::settingsRoundTripAndHandEdits()
+void tst_platform::settingsAndConversions()
 {
     // Values keep their exact text: blanks, commas, quotes, backslashes, non-ASCII.
     const QString tricky = QStringLiteral(" Walkthrough\\Guide, \"Zelda\" – ゼルダ; =[x] ");
@@ -53,32 +51,7 @@ void tst_platform::settingsRoundTripAndHandEdits()
     QCOMPARE(std::tuple(fileText().contains(QStringLiteral("garbage line")), GetSetting(SettingKeys::QCFont),
                         GetSetting(SettingKeys::AppLayout), GetSetting(SettingKeys::TreeSearchText)),
              std::tuple(false, QStringLiteral("Courier New, bold"), QStringLiteral("1"), tricky));
-}
 
-void tst_platform::deferredIcons()
-{
-    QTemporaryDir dir;
-    const auto png = [&](int size, QColor colour) {
-        QImage image(size, size, QImage::Format_ARGB32);
-        image.fill(colour);
-        const QString name = dir.filePath(QStringLiteral("icon-%1.png").arg(size));
-        return image.save(name) ? name : QString();
-    };
-    const QIcon icon = DeferredIcon({{png(16, Qt::red), QSize(16, 16)}, {png(32, Qt::blue), QSize(32, 32)}});
-    // A copy made before first use draws the same.
-    const QIcon copy = icon;
-    QCOMPARE(std::tuple(copy.pixmap(QSize(32, 32), 1.0).toImage().pixelColor(4, 4),
-                        icon.pixmap(QSize(16, 16), 1.0).toImage().pixelColor(4, 4), icon.availableSizes(),
-                        icon.actualSize(QSize(64, 64))),
-             std::tuple(QColor(Qt::blue), QColor(Qt::red), QList<QSize>{QSize(16, 16), QSize(32, 32)}, QSize(32, 32)));
-
-    // A file that is not there is an icon that draws nothing, not a failure.
-    const QIcon missing = DeferredIcon(dir.filePath(QStringLiteral("absent.png")));
-    QVERIFY(missing.pixmap(QSize(16, 16), 1.0).isNull() && DeferredIcon(QList<std::pair<QString, QSize>>{}).isNull());
-}
-
-void tst_platform::conversions()
-{
     // A number rounds half to even; a boolean is a word in any case or a number.
     const std::tuple<const char *, std::optional<long>, std::optional<bool>> cases[] = {
         {" 12 ", 12, true},   {"0", 0, false}, {"2.5", 2, true}, {"3.5", 4, true},   {"True", {}, true},
@@ -107,8 +80,27 @@ void tst_platform::conversions()
                         QStringLiteral("(*.qcf) (*.qcf)"), QString()));
 }
 
-void tst_platform::qtMessageBoxAnswers()
+void tst_platform::iconsAndMessageBoxes()
 {
+    QTemporaryDir dir;
+    const auto png = [&](int size, QColor colour) {
+        QImage image(size, size, QImage::Format_ARGB32);
+        image.fill(colour);
+        const QString name = dir.filePath(QStringLiteral("icon-%1.png").arg(size));
+        return image.save(name) ? name : QString();
+    };
+    const QIcon icon = DeferredIcon({{png(16, Qt::red), QSize(16, 16)}, {png(32, Qt::blue), QSize(32, 32)}});
+    // A copy made before first use draws the same.
+    const QIcon copy = icon;
+    QCOMPARE(std::tuple(copy.pixmap(QSize(32, 32), 1.0).toImage().pixelColor(4, 4),
+                        icon.pixmap(QSize(16, 16), 1.0).toImage().pixelColor(4, 4), icon.availableSizes(),
+                        icon.actualSize(QSize(64, 64))),
+             std::tuple(QColor(Qt::blue), QColor(Qt::red), QList<QSize>{QSize(16, 16), QSize(32, 32)}, QSize(32, 32)));
+
+    // A file that is not there is an icon that draws nothing, not a failure.
+    const QIcon missing = DeferredIcon(dir.filePath(QStringLiteral("absent.png")));
+    QVERIFY(missing.pixmap(QSize(16, 16), 1.0).isNull() && DeferredIcon(QList<std::pair<QString, QSize>>{}).isNull());
+
     // The buttons, the one clicked (NoButton presses Esc), the answer.
     const std::tuple<MsgButtons, QMessageBox::StandardButton, MsgResult> cases[] = {
         {MsgButtons::YesNo, QMessageBox::Yes, MsgResult::Yes},

@@ -84,9 +84,8 @@ class tst_platforms final : public QObject
 private Q_SLOTS:
     void init() { clearSettings(); }
     void listAndClose();
-    void removePlatform();
     void moveGames();
-    void storeFailureRollsBack();
+    void storeFailureRollsBackThenRemove();
 };
 
 void tst_platforms::listAndClose()
@@ -107,26 +106,6 @@ void tst_platforms::listAndClose()
         library.window.close(); // the close box, or a second close of a hidden window: no second unload
         QVERIFY2(!library.window.isVisible() && unloaded.count() == 1, how);
     }
-}
-
-void tst_platforms::removePlatform()
-{
-    Library library;
-    QSignalSpy reset(&library.window, &PlatformMaintenance::ResetLorekeep);
-    const QString before = library.dump();
-    library.select(nes);
-    library.prompts.answerMsgBox(MsgResult::No);
-    library.child("cmdRemove")->click();
-    QCOMPARE(library.prompts.last().text,
-             "Remove " + nes + " with its 2 games and 3 files from the library? This cannot be undone.");
-    QCOMPARE(std::tuple(library.dump(), reset.count()), std::tuple(before, 0));
-
-    library.prompts.answerMsgBox(MsgResult::Yes);
-    library.child("cmdRemove")->click();
-    QCOMPARE(std::tuple(library.dump(), reset.count(), library.rows(), library.child("cmdRemove")->isEnabled()),
-             std::tuple(QString::asprintf("%d 12 1, %d 40 3 / %d %d / K_%d|N_%d|G_1|P_12 Master System 1", library.alex,
-                                          library.lost, library.review, library.alex, library.review, library.alex),
-                        1, QStringList({"Master System|1|1|1", "Unknown Platform 40|1|0|0"}), false));
 }
 
 void tst_platforms::moveGames()
@@ -153,7 +132,7 @@ void tst_platforms::moveGames()
                    QStringLiteral("PC")));
 }
 
-void tst_platforms::storeFailureRollsBack()
+void tst_platforms::storeFailureRollsBackThenRemove()
 {
     Library library;
     QSignalSpy reset(&library.window, &PlatformMaintenance::ResetLorekeep);
@@ -175,6 +154,23 @@ void tst_platforms::storeFailureRollsBack()
         QCOMPARE(std::tuple(library.dump(), library.rows(), reset.count()), std::tuple(before, shown, 0));
     }
     QVERIFY(readFile(library.home.file(QStringLiteral("error.log"))).contains("refused DELETE"));
+
+    // Allowed again, a removal is asked for first and takes the platform's games, files and bookmarks.
+    for (const QString &when : {QStringLiteral("UPDATE"), QStringLiteral("DELETE")})
+        allowWrites(library.home.db(), QStringLiteral("refuse") + when, QStringLiteral("bookmarks"));
+    library.select(nes);
+    library.prompts.answerMsgBox(MsgResult::No);
+    library.child("cmdRemove")->click();
+    QCOMPARE(library.prompts.last().text,
+             "Remove " + nes + " with its 2 games and 3 files from the library? This cannot be undone.");
+    QCOMPARE(std::tuple(library.dump(), reset.count()), std::tuple(before, 0));
+
+    library.prompts.answerMsgBox(MsgResult::Yes);
+    library.child("cmdRemove")->click();
+    QCOMPARE(std::tuple(library.dump(), reset.count(), library.rows(), library.child("cmdRemove")->isEnabled()),
+             std::tuple(QString::asprintf("%d 12 1, %d 40 3 / %d %d / K_%d|N_%d|G_1|P_12 Master System 1", library.alex,
+                                          library.lost, library.review, library.alex, library.review, library.alex),
+                        1, QStringList({"Master System|1|1|1", "Unknown Platform 40|1|0|0"}), false));
 }
 
 QTEST_MAIN(tst_platforms)

@@ -38,13 +38,12 @@ class tst_program final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void startsAndClosesCleanly();
+    void startsAndClosesCleanlyAndAnswersWithoutAScreen();
     void opensTheFileItIsGiven_data();
     void opensTheFileItIsGiven();
-    void versionAndHelpWithoutAScreen();
 };
 
-void tst_program::startsAndClosesCleanly()
+void tst_program::startsAndClosesCleanlyAndAnswersWithoutAScreen()
 {
     QTemporaryDir scratch;
     const QString home = scratch.filePath(QStringLiteral("home"));
@@ -63,6 +62,20 @@ void tst_program::startsAndClosesCleanly()
     const QByteArray text = settings.readAll();
     for (const char *section : {"[Layout]", "[Tree]", "[Detail]", "[View]", "[MainWindow]"})
         QVERIFY2(text.contains(section), section);
+
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    for (const char *name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
+        env.remove(QLatin1String(name));
+    QProcess bare;
+    bare.setProcessEnvironment(env);
+    const auto run = [&bare](const char *option) {
+        bare.start(QStringLiteral(LOREKEEP_EXE), {QLatin1String(option)});
+        return bare.waitForFinished(30000) && bare.exitCode() == 0 ? bare.readAllStandardOutput()
+                                                                   : QByteArray("failed");
+    };
+    const QByteArray help = run("--help");
+    QCOMPARE(std::pair(run("--version").trimmed(), help.contains("--home <DIR>") && help.contains("[FILE]")),
+             std::pair(QByteArray("Lorekeep 1.1.0"), true));
 }
 
 void tst_program::opensTheFileItIsGiven_data()
@@ -110,23 +123,6 @@ void tst_program::opensTheFileItIsGiven()
     QCOMPARE(lorekeep.exitCode(), 0);
     if (!logged.isEmpty())
         QVERIFY(backupOf(QStringLiteral("lorekeep")));
-}
-
-void tst_program::versionAndHelpWithoutAScreen()
-{
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.remove(QStringLiteral("QT_QPA_PLATFORM"));
-    env.remove(QStringLiteral("DISPLAY"));
-    env.remove(QStringLiteral("WAYLAND_DISPLAY"));
-    QProcess lorekeep;
-    lorekeep.setProcessEnvironment(env);
-    lorekeep.start(QStringLiteral(LOREKEEP_EXE), {QStringLiteral("--version")});
-    QVERIFY(lorekeep.waitForFinished(30000) && lorekeep.exitCode() == 0);
-    QCOMPARE(lorekeep.readAllStandardOutput().trimmed(), QByteArray("Lorekeep 1.1.0"));
-    lorekeep.start(QStringLiteral(LOREKEEP_EXE), {QStringLiteral("--help")});
-    QVERIFY(lorekeep.waitForFinished(30000) && lorekeep.exitCode() == 0);
-    const QByteArray help = lorekeep.readAllStandardOutput();
-    QVERIFY(help.contains("--home <DIR>") && help.contains("[FILE]"));
 }
 
 QTEST_GUILESS_MAIN(tst_program)

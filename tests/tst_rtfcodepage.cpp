@@ -11,8 +11,7 @@ class tst_rtfcodepage final : public QObject
 
 private Q_SLOTS:
     void singleBytePages();
-    void doubleByteFraming();
-    void doubleByteCharacters();
+    void doubleBytePages();
 };
 
 // Cyrillic (1251) and the symbol font's page (42) are read through whole documents in tst_rtfreader.
@@ -37,9 +36,9 @@ void tst_rtfcodepage::singleBytePages()
         QCOMPARE(RtfCodePage::FromCharset(charset), codePage);
 }
 
-// How bytes group into characters does not depend on the system knowing the page.
-void tst_rtfcodepage::doubleByteFraming()
+void tst_rtfcodepage::doubleBytePages()
 {
+    // How bytes group into characters does not depend on the system knowing the page.
     const Decoder sjis(932);
     QVERIFY(sjis.isDoubleByte());
     for (const int lead : {0x81, 0x9F, 0xE0, 0xFC})
@@ -51,13 +50,9 @@ void tst_rtfcodepage::doubleByteFraming()
     // Half-width katakana stand alone; a lead byte with a bad or missing trail byte is one U+FFFD.
     QCOMPARE(std::pair(sjis.decode("a\xB1\x82\x20"), sjis.decode("\x82")),
              std::pair(QStringLiteral("aｱ\uFFFD "), QStringLiteral("\uFFFD")));
-}
 
-void tst_rtfcodepage::doubleByteCharacters()
-{
     if (!QStringDecoder("windows-31j").isValid())
         QSKIP("this Qt cannot decode double-byte code pages");
-    const Decoder sjis(932);
     QCOMPARE(sjis.decode("\x82\xA0\x81\x5F"), QStringLiteral("あ＼"));
     // A run ending in a lead byte must not leave it pending for the next run.
     QCOMPARE(sjis.decode("\x82\xA0\x82"), QStringLiteral("あ\uFFFD"));

@@ -40,15 +40,13 @@ class tst_rtfreader final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void plainText();
-    void formatsParagraphsTablesAndLinks();
+    void plainTextFormatsParagraphsTablesAndLinks();
     void longTableIsReadWhole();
     void longTextIsReadInParts();
-    void badInputIsBounded();
-    void realWorldSamples();
+    void badAndRealWorldInput();
 };
 
-void tst_rtfreader::plainText()
+void tst_rtfreader::plainTextFormatsParagraphsTablesAndLinks()
 {
     const std::pair<const char *, QString> cases[] = {
         {"{\\rtf1\\ansi First\\par Second\\line third\\tab x}", QStringLiteral("First\nSecond\nthird\tx")},
@@ -106,10 +104,7 @@ void tst_rtfreader::plainText()
                     "{\\fldrslt p}}}",
                     &link);
     QCOMPARE(formatOf(link, QStringLiteral("π")).anchorHref(), QStringLiteral("http://a.b"));
-}
 
-void tst_rtfreader::formatsParagraphsTablesAndLinks()
-{
     QTextDocument document;
     RtfReader::Read("{\\rtf1\\deff0{\\fonttbl{\\f0 Times New Roman;}{\\f1 Courier New;}}"
                     "{\\colortbl;\\red255\\green0\\blue0;\\red0\\green0\\blue255;}"
@@ -157,8 +152,8 @@ void tst_rtfreader::formatsParagraphsTablesAndLinks()
     QCOMPARE(std::tuple(table->rows(), table->columns(), table->cellAt(1, 1).firstCursorPosition().block().text()),
              std::tuple(2, 2, QStringLiteral("99 lives")));
 
-    const QTextCharFormat link = formatOf(paragraphs, QStringLiteral("the FAQ"));
-    QCOMPARE(std::tuple(link.isAnchor(), link.fontUnderline(), link.anchorHref(),
+    const QTextCharFormat anchor = formatOf(paragraphs, QStringLiteral("the FAQ"));
+    QCOMPARE(std::tuple(anchor.isAnchor(), anchor.fontUnderline(), anchor.anchorHref(),
                         formatOf(paragraphs, QStringLiteral(".")).isAnchor()),
              std::tuple(true, true, QStringLiteral("https://example.org/faq"), false));
 }
@@ -290,7 +285,7 @@ void tst_rtfreader::longTextIsReadInParts()
     QCOMPARE(std::pair(calls, document.toPlainText().count(QLatin1Char('\n'))), std::pair(2, qsizetype(2)));
 }
 
-void tst_rtfreader::badInputIsBounded()
+void tst_rtfreader::badAndRealWorldInput()
 {
     // Truncated anywhere: what was read so far is kept.
     const QByteArray sample = "{\\rtf1{\\fonttbl{\\f0 Arial;}}{\\colortbl;\\red1\\green2\\blue3;}\\pard\\b Boss\\b0 "
@@ -317,10 +312,7 @@ void tst_rtfreader::badInputIsBounded()
     RtfReader::Read(deep, &document);
     QCOMPARE(std::pair(RtfReader::PlainText(deep), document.toPlainText()),
              std::pair(QStringLiteral("deep out"), QStringLiteral("deep out")));
-}
 
-void tst_rtfreader::realWorldSamples()
-{
     // Documents against the text a word processor shows for them, word by word; inputs that once broke the reader.
     const QDir samples(QStringLiteral(LOREKEEP_FIXTURES "/rtf"));
     const QStringList files = samples.entryList({QStringLiteral("*.rtf")}, QDir::Files, QDir::Name);

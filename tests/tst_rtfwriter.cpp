@@ -36,7 +36,7 @@ class tst_rtfwriter : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void escapesTextAsAscii()
+    void escapesTextAndReadsBackTheSameDocument()
     {
         const QByteArray rtf =
             RtfWriter::FromPlainText(QStringLiteral("a\\b{c}d \u00e9\u20ac\u4e2d\uff01 \U0001F600\t\u00a0x"));
@@ -55,9 +55,32 @@ private Q_SLOTS:
         // A trailing line end is an empty last paragraph, as in QTextDocument::setPlainText.
         QVERIFY(RtfWriter::FromPlainText(QStringLiteral("x\n")).endsWith(" x\\par\n}") &&
                 count(RtfWriter::FromPlainText(QString()), "\\\\par\\b") == 0);
+
+        // Saving what was loaded must give back the same paragraphs, or every save would change them.
+        QTextDocument written;
+        QTextCursor cursor(&written);
+        cursor.insertText(QStringLiteral("title \U0001F600 \u4e2d"), bold());
+        cursor.insertBlock();
+        cursor.insertBlock(QTextBlockFormat(), QTextCharFormat());
+        cursor.insertText(QStringLiteral("tab\there\u2028next"));
+        cursor.insertTable(1, 2)->cellAt(0, 1).firstCursorPosition().insertText(QStringLiteral("cell"));
+        cursor.movePosition(QTextCursor::End);
+        cursor.insertText(QStringLiteral("end"));
+
+        const QByteArray first = RtfWriter::FromDocument(written);
+        QTextDocument read;
+        RtfReader::Read(first, &read);
+        const QByteArray second = RtfWriter::FromDocument(read);
+        QCOMPARE(std::tuple(second, read.blockCount(), read.toPlainText(),
+                            read.begin().begin().fragment().charFormat().fontWeight()),
+                 std::tuple(first, written.blockCount(), written.toPlainText(), int(QFont::Bold)));
+
+        const QByteArray fragment =
+            RtfWriter::FromFragment(QTextDocumentFragment::fromHtml(QStringLiteral("<b>x</b>")));
+        QVERIFY(isAscii(first) && isAscii(fragment) && fragment.contains("\\b x}"));
     }
 
-    void writesOnlyTheChangesBetweenRuns()
+    void writesCharacterFormatsAsChangesBetweenRuns()
     {
         QTextDocument document;
         QTextCursor cursor(&document);
@@ -69,11 +92,9 @@ private Q_SLOTS:
         mono.setFontFamilies({QStringLiteral("Mono Test")});
         mono.setFontPointSize(14);
         mono.setFontFixedPitch(true);
-        cursor.insertText(QStringLiteral("p "));
-        cursor.insertText(QStringLiteral("B"), bold());
-        cursor.insertText(QStringLiteral("BI"), italic);
-        cursor.insertText(QStringLiteral("U"), underline);
-        cursor.insertText(QStringLiteral("M"), mono);
+        for (const auto &[text, format] : {std::pair("p ", QTextCharFormat()), std::pair("B", bold()),
+                                           std::pair("BI", italic), std::pair("U", underline), std::pair("M", mono)})
+            cursor.insertText(QLatin1String(text), format);
         cursor.insertBlock();
         cursor.insertText(QStringLiteral("again"), mono);
         const QByteArray rtf = RtfWriter::FromDocument(document);
@@ -89,34 +110,30 @@ private Q_SLOTS:
         QCOMPARE(std::pair(read.firstBlock().begin().fragment().charFormat().fontFixedPitch(),
                            read.lastBlock().begin().fragment().charFormat().fontFixedPitch()),
                  std::pair(false, true));
-    }
 
-    // Colours are indexed in order of first use; links are fields.
-    void writesColoursAndLinks()
-    {
-        QTextDocument document;
-        QTextCursor cursor(&document);
+        // Colours are indexed in order of first use; links are fields.
+        QTextDocument colours;
+        cursor = QTextCursor(&colours);
         QTextCharFormat red, blue, marked;
         red.setForeground(QColor(255, 0, 0));
         blue.setForeground(QColor(0, 0, 255));
         marked.setBackground(QColor(255, 255, 0));
-        cursor.insertText(QStringLiteral("r"), red);
-        cursor.insertText(QStringLiteral("b"), blue);
-        cursor.insertText(QStringLiteral("m"), marked);
-        cursor.insertText(QStringLiteral("r"), red);
-        const QByteArray rtf = RtfWriter::FromDocument(document);
-        QVERIFY(
-            rtf.contains("{\\colortbl;\\red255\\green0\\blue0;\\red0\\green0\\blue255;\\red255\\green255\\blue0;}"));
-        QVERIFY2(rtf.contains("\\cf1 r\\cf2 b\\cf0\\highlight3 m\\cf1\\highlight0 r}"), rtf.constData());
+        for (const auto &[text, format] :
+             {std::pair("r", red), std::pair("b", blue), std::pair("m", marked), std::pair("r", red)})
+            cursor.insertText(QLatin1String(text), format);
+        const QByteArray coloured = RtfWriter::FromDocument(colours);
+        QVERIFY(coloured.contains(
+            "{\\colortbl;\\red255\\green0\\blue0;\\red0\\green0\\blue255;\\red255\\green255\\blue0;}"));
+        QVERIFY2(coloured.contains("\\cf1 r\\cf2 b\\cf0\\highlight3 m\\cf1\\highlight0 r}"), coloured.constData());
 
         QTextDocument linked;
         cursor = QTextCursor(&linked);
         QTextCharFormat link = bold();
         link.setAnchor(true);
         link.setAnchorHref(QStringLiteral("https://example.org/?q=\"x\""));
-        cursor.insertText(QStringLiteral("see "));
-        cursor.insertText(QStringLiteral("here"), link);
-        cursor.insertText(QStringLiteral(" now"), bold());
+        for (const auto &[text, format] :
+             {std::pair("see ", QTextCharFormat()), std::pair("here", link), std::pair(" now", bold())})
+            cursor.insertText(QLatin1String(text), format);
         const QByteArray field = RtfWriter::FromDocument(linked);
         QVERIFY2(field.contains(
                      "{\\field{\\*\\fldinst{HYPERLINK \"https://example.org/?q=%22x%22\"}}{\\fldrslt{\\b here}}}"),
@@ -179,32 +196,6 @@ private Q_SLOTS:
                  std::pair(qsizetype(2), qsizetype(4)));
         QVERIFY2(rows.contains(" before\\par\n\\trowd") && rows.contains("d\\cell\\row\n\\pard after}"),
                  rows.constData());
-    }
-
-    // Saving what was loaded must give back the same paragraphs, or every save would change them.
-    void readsBackTheSameDocument()
-    {
-        QTextDocument document;
-        QTextCursor cursor(&document);
-        cursor.insertText(QStringLiteral("title \U0001F600 \u4e2d"), bold());
-        cursor.insertBlock();
-        cursor.insertBlock(QTextBlockFormat(), QTextCharFormat());
-        cursor.insertText(QStringLiteral("tab\there\u2028next"));
-        cursor.insertTable(1, 2)->cellAt(0, 1).firstCursorPosition().insertText(QStringLiteral("cell"));
-        cursor.movePosition(QTextCursor::End);
-        cursor.insertText(QStringLiteral("end"));
-
-        const QByteArray first = RtfWriter::FromDocument(document);
-        QTextDocument read;
-        RtfReader::Read(first, &read);
-        const QByteArray second = RtfWriter::FromDocument(read);
-        QCOMPARE(std::tuple(second, read.blockCount(), read.toPlainText(),
-                            read.begin().begin().fragment().charFormat().fontWeight()),
-                 std::tuple(first, document.blockCount(), document.toPlainText(), int(QFont::Bold)));
-
-        const QByteArray fragment =
-            RtfWriter::FromFragment(QTextDocumentFragment::fromHtml(QStringLiteral("<b>x</b>")));
-        QVERIFY(isAscii(first) && isAscii(fragment) && fragment.contains("\\b x}"));
     }
 };
 

@@ -108,8 +108,6 @@ class tst_search final : public QObject
 private Q_SLOTS:
     void indexMatchesScan();
     void olderStoreGetsAnIndex();
-    void lkfind();
-    void indexBatchesBoundedByText();
 
 private:
     // Every phrase through the index and the scan, over field and criteria combinations.
@@ -192,6 +190,73 @@ void tst_search::indexMatchesScan()
     QVERIFY(FileSearch::Find(db, {QStringLiteral("brand} new"), true, true, true, {}}, &markup, &err) &&
             FileSearch::Find(db, {QStringLiteral("brand new"), true, true, true, {}}, &words, &err));
     QCOMPARE(std::pair(ids(markup), ids(words)), std::pair(QList<qint32>(), QList<qint32>{low}));
+
+    if (TestHome::Shared())
+        return; // lkfind is tried on a store file
+
+    // lkfind prints the ids the search finds; and what once fooled it: a phrase ending in a tab, an index
+    // that cannot be rebuilt, an id past 32 bits.
+    QString said; // what the last run wrote to its error output
+    const auto run = [&](const QStringList &args, const QString &store = QString()) {
+        QProcess tool;
+        tool.start(QStringLiteral(LKFIND_EXE),
+                   QStringList{QStringLiteral("--store"), store.isEmpty() ? library.path : store} + args);
+        tool.waitForFinished(120000);
+        said = QString::fromUtf8(tool.readAllStandardError());
+        return std::tuple(tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1,
+                          QString::fromUtf8(tool.readAllStandardOutput()));
+    };
+    QSqlQuery eighth(QStringLiteral("SELECT auto_id, game_id, desc FROM file ORDER BY auto_id LIMIT 1 OFFSET 7"), db);
+    QVERIFY(eighth.next());
+    const QString id = eighth.value(0).toString(), game = eighth.value(1).toString(),
+                  phrase = eighth.value(2).toString();
+    for (QSqlQuery *open : {&first, &aGame, &emptied, &eighth})
+        open->finish(); // an open statement would keep the index from being dropped below
+    QVector<FindHit> hits;
+    QVERIFY(FileSearch::Find(db, {phrase, true, true, true, {}}, &hits, &err) && ids(hits).contains(id.toInt()));
+    QCOMPARE(run({phrase}), std::tuple(0, lines(hits)));
+    const auto [code, inGame] = run({QStringLiteral("--fields"), QStringLiteral("desc"), QStringLiteral("--game"), game,
+                                     QStringLiteral("--cats"), QStringLiteral("1,2,3,4,5,6"), phrase});
+    QVERIFY(code == 0 && inGame.split(QLatin1Char('\n')).contains(id));
+    // Nothing found is no failure; a phrase with wildcards and quotes means itself; bad arguments fail.
+    QCOMPARE(run({QStringLiteral("*\"%_[]'")}), std::tuple(0, QString()));
+    QCOMPARE(std::get<0>(run({QStringLiteral("--fields"), QStringLiteral("body"), phrase})), 2);
+    QCOMPARE(std::get<0>(run({phrase}, library.dir.filePath("none.lkb"))), 2);
+
+    // Blanks at the ends go, as in the dialog; a tab or a line break is part of the phrase.
+    const QString add = QStringLiteral("INSERT INTO file (auto_id, game_id, sub_cat, src, desc, txt_rtf) "
+                                       "SELECT %1, auto_id, 1, '', '%2', '' FROM game LIMIT 1");
+    QSqlQuery query(db);
+    QVERIFY(query.exec(add.arg(QStringLiteral("NULL"), QStringLiteral("Pla ce\tmark"))));
+    const QString tabbed = query.lastInsertId().toString() + QLatin1Char('\n');
+    QCOMPARE(run({QStringLiteral("  ce\t  ")}), std::tuple(0, tabbed));
+    QCOMPARE(run({QStringLiteral("ce\t\n")}), std::tuple(0, QString()));
+
+    // A broken index that another program's lock keeps from being rebuilt: the ids come from a scan,
+    // and lkfind claims no rebuild; once the lock goes, the index is made anew.
+    QVector<FindHit> scanned;
+    QVERIFY(FileSearch::Scan(db, {QStringLiteral("the"), true, true, true, {}}, &scanned, &err));
+    const QString expected = lines(scanned);
+    QVERIFY2(query.exec(QStringLiteral("DELETE FROM find_text_data")), qPrintable(query.lastError().text()));
+    {
+        QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("locker"));
+        other.setDatabaseName(library.path);
+        QSqlQuery lock((other.open(), other));
+        QVERIFY(lock.exec(QStringLiteral("BEGIN IMMEDIATE")));
+        QCOMPARE(run({QStringLiteral("the")}), std::tuple(0, expected));
+        QVERIFY2(said.contains(QStringLiteral("could not be rebuilt")) &&
+                     !said.contains(QStringLiteral("has been rebuilt")),
+                 qPrintable(said));
+        QVERIFY(lock.exec(QStringLiteral("ROLLBACK")));
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("locker"));
+    QCOMPARE(run({QStringLiteral("the")}), std::tuple(0, expected));
+    QVERIFY2(said.contains(QStringLiteral("has been rebuilt")), qPrintable(said));
+
+    // An id set by hand beyond 32 bits is named, never printed as some other number.
+    QVERIFY(query.exec(add.arg(QStringLiteral("9223372036854775807"), QStringLiteral("Zyzzyva"))));
+    QCOMPARE(run({QStringLiteral("Zyzzyva")}), std::tuple(2, QString()));
+    QVERIFY2(said.contains(QStringLiteral("9223372036854775807")), qPrintable(said));
 }
 
 void tst_search::olderStoreGetsAnIndex()
@@ -216,88 +281,9 @@ void tst_search::olderStoreGetsAnIndex()
     QVERIFY(FindIndex::Update(db, 250, &done, &err) && done == 250);
     compare(db, library.phrases(2).mid(0, 60), "rebuilt store");
     QVERIFY(FindIndex::Pending(db, &pending, &err) && pending == 0);
-}
 
-// lkfind prints the ids the search finds; and what once fooled it: a phrase ending in a tab, an index
-// that cannot be rebuilt, an id past 32 bits.
-void tst_search::lkfind()
-{
-    if (TestHome::Shared())
-        QSKIP("lkfind on a store file; the shared library's answers are compared in indexMatchesScan");
-    Library library;
-    QSqlDatabase db = library.db();
-    QString err; // what the last run wrote to its error output
-    const auto run = [&](const QStringList &args, const QString &store = QString()) {
-        QProcess tool;
-        tool.start(QStringLiteral(LKFIND_EXE),
-                   QStringList{QStringLiteral("--store"), store.isEmpty() ? library.path : store} + args);
-        tool.waitForFinished(120000);
-        err = QString::fromUtf8(tool.readAllStandardError());
-        return std::tuple(tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1,
-                          QString::fromUtf8(tool.readAllStandardOutput()));
-    };
-    QSqlQuery row(QStringLiteral("SELECT auto_id, game_id, desc FROM file ORDER BY auto_id LIMIT 1 OFFSET 7"), db);
-    QVERIFY(row.next());
-    const QString id = row.value(0).toString(), game = row.value(1).toString(), phrase = row.value(2).toString();
-    row.finish(); // an open statement would keep the index from being dropped below
-    QVector<FindHit> hits;
-    ErrObject findErr;
-    QVERIFY(FileSearch::Find(db, {phrase, true, true, true, {}}, &hits, &findErr) && ids(hits).contains(id.toInt()));
-    QCOMPARE(run({phrase}), std::tuple(0, lines(hits)));
-    const auto [code, inGame] = run({QStringLiteral("--fields"), QStringLiteral("desc"), QStringLiteral("--game"), game,
-                                     QStringLiteral("--cats"), QStringLiteral("1,2,3,4,5,6"), phrase});
-    QVERIFY(code == 0 && inGame.split(QLatin1Char('\n')).contains(id));
-    // Nothing found is no failure; a phrase with wildcards and quotes means itself; bad arguments fail.
-    QCOMPARE(run({QStringLiteral("*\"%_[]'")}), std::tuple(0, QString()));
-    QCOMPARE(std::get<0>(run({QStringLiteral("--fields"), QStringLiteral("body"), phrase})), 2);
-    QCOMPARE(std::get<0>(run({phrase}, library.dir.filePath("none.lkb"))), 2);
-
-    // Blanks at the ends go, as in the dialog; a tab or a line break is part of the phrase.
-    const QString add = QStringLiteral("INSERT INTO file (auto_id, game_id, sub_cat, src, desc, txt_rtf) "
-                                       "SELECT %1, auto_id, 1, '', '%2', '' FROM game LIMIT 1");
-    QSqlQuery query(db);
-    QVERIFY(query.exec(add.arg(QStringLiteral("NULL"), QStringLiteral("Pla ce\tmark"))));
-    const QString tabbed = query.lastInsertId().toString() + QLatin1Char('\n');
-    QCOMPARE(run({QStringLiteral("  ce\t  ")}), std::tuple(0, tabbed));
-    QCOMPARE(run({QStringLiteral("ce\t\n")}), std::tuple(0, QString()));
-
-    // A broken index that another program's lock keeps from being rebuilt: the ids come from a scan,
-    // and lkfind claims no rebuild; once the lock goes, the index is made anew.
-    QVector<FindHit> scanned;
-    QVERIFY(FileSearch::Scan(db, {QStringLiteral("the"), true, true, true, {}}, &scanned, &findErr));
-    const QString expected = lines(scanned);
-    QVERIFY2(query.exec(QStringLiteral("DELETE FROM find_text_data")), qPrintable(query.lastError().text()));
-    {
-        QSqlDatabase other = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("locker"));
-        other.setDatabaseName(library.path);
-        QSqlQuery lock((other.open(), other));
-        QVERIFY(lock.exec(QStringLiteral("BEGIN IMMEDIATE")));
-        QCOMPARE(run({QStringLiteral("the")}), std::tuple(0, expected));
-        QVERIFY2(err.contains(QStringLiteral("could not be rebuilt")) &&
-                     !err.contains(QStringLiteral("has been rebuilt")),
-                 qPrintable(err));
-        QVERIFY(lock.exec(QStringLiteral("ROLLBACK")));
-    }
-    QSqlDatabase::removeDatabase(QStringLiteral("locker"));
-    QCOMPARE(run({QStringLiteral("the")}), std::tuple(0, expected));
-    QVERIFY2(err.contains(QStringLiteral("has been rebuilt")), qPrintable(err));
-
-    // An id set by hand beyond 32 bits is named, never printed as some other number.
-    QVERIFY(query.exec(add.arg(QStringLiteral("9223372036854775807"), QStringLiteral("Zyzzyva"))));
-    QCOMPARE(run({QStringLiteral("Zyzzyva")}), std::tuple(2, QString()));
-    QVERIFY2(err.contains(QStringLiteral("9223372036854775807")), qPrintable(err));
-}
-
-// Files of a few megabytes each are indexed a few at a time, not 200 at once: each batch is one
-// commit, so the commits are counted.
-void tst_search::indexBatchesBoundedByText()
-{
-    if (TestHome::Shared())
-        QSKIP("a store file's own index");
-    Library library;
-    QSqlDatabase db = library.db();
-    ErrObject err;
-    QVERIFY(FindIndex::Update(db, -1, nullptr, &err));
+    // Files of a few megabytes each are indexed a few at a time, not 200 at once: each batch is one
+    // commit, so the commits are counted.
     QSqlQuery add(db);
     QVERIFY(add.prepare(QStringLiteral("INSERT INTO file (game_id, sub_cat, src, desc, txt_rtf) "
                                        "SELECT auto_id, 1, '', 'big', ? FROM game LIMIT 1")));
@@ -308,15 +294,12 @@ void tst_search::indexBatchesBoundedByText()
     auto *handle = *static_cast<sqlite3 **>(db.driver()->handle().data());
     sqlite3_commit_hook(
         handle, [](void *count) { return ++*static_cast<int *>(count), 0; }, &commits);
-    qint64 done = 0;
+    done = 0;
     const bool updated = FindIndex::Update(db, -1, &done, &err);
     sqlite3_commit_hook(handle, nullptr, nullptr);
     QVERIFY2(updated, qPrintable(err.Description));
-    FindRequest request;
-    request.Phrase = QString(50, u'q');
-    request.Text = true;
     QVector<FindHit> hits;
-    QVERIFY(FileSearch::Find(db, request, &hits, &err));
+    QVERIFY(FileSearch::Find(db, {QString(50, u'q'), true, true, true, {}}, &hits, &err));
     QCOMPARE(std::tuple(done, commits, hits.size()), std::tuple(qint64(4), 4, qsizetype(4)));
 }
 

@@ -15,26 +15,11 @@ class tst_store final : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void nameFromPath();
     void connectRefusesWhatIsNotAStore_data();
     void connectRefusesWhatIsNotAStore();
-    void lockedAndReadOnlyStores();
+    void locksReadOnlyAndDamage();
     void gamesAndFiles();
-    void damagedPageFailsTheRead();
 };
-
-void tst_store::nameFromPath()
-{
-    // The file name with every occurrence of its last four characters removed.
-    const std::pair<const char *, const char *> cases[] = {{"lorekeep.lkb", "lorekeep"},
-                                                           {"/home/ann/My Guides.lkb", "My Guides"},
-                                                           {"/x/lkb.lkb", "lkb"},
-                                                           {"a.lkba.lkb", "aa"},
-                                                           {"/x/ab", ""},
-                                                           {"/x/", ""}};
-    for (const auto &[path, name] : cases)
-        QCOMPARE(modADO::NameFromPath(QLatin1String(path)), QLatin1String(name));
-}
 
 void tst_store::connectRefusesWhatIsNotAStore_data()
 {
@@ -89,10 +74,10 @@ void tst_store::connectRefusesWhatIsNotAStore()
     QVERIFY(QSqlQuery(QStringLiteral("SELECT COUNT(*) FROM game"), store.Connection()).next());
 }
 
-void tst_store::lockedAndReadOnlyStores()
+void tst_store::locksReadOnlyAndDamage()
 {
     if (TestHome::Shared())
-        QSKIP("a store file's own locks");
+        QSKIP("a store file's own locks and pages");
     // The superuser writes through file permissions, so the read-only message is checked on the code.
     const QSqlError readOnly({}, QStringLiteral("attempt to write a readonly database"), QSqlError::StatementError,
                              QStringLiteral("8"));
@@ -127,10 +112,55 @@ void tst_store::lockedAndReadOnlyStores()
     other = QSqlDatabase();
     QSqlDatabase::removeDatabase(QStringLiteral("other"));
     QVERIFY(GameTable::Read(home.db(), game, &row, &found, &err) && row.name == QStringLiteral("Doom"));
+
+    // A page of the store overwritten, as a bad sector would leave it; nothing else has it open.
+    second.Close();
+    const qint32 intact = home.addGame(18, 1, QStringLiteral("Intact"));
+    const qint32 intactFile = home.addFile(intact, 1, QStringLiteral("Guide"));
+    const qint32 big = home.addGame(18, 1, QStringLiteral("Big"));
+    QStringList told;
+    StoreError::setDamageHandler([&told](const QString &path) { told << path; });
+    const QList<qint32> damaged = home.addDamagedFiles(big, 3000);
+    QVERIFY(!damaged.isEmpty() && damaged.size() < 100);
+
+    // Every read that meets the page half-way fails as damaged instead of ending early as success.
+    // (A file's own read and the game's list of heads are the view's, checked from there.)
+    const auto isDamaged = [&](bool ok, const ErrObject &err) {
+        return !ok && err.Number == ErrNumber::StoreDamaged && err.Description.contains(home.storePath());
+    };
+    QVector<FileRow> rows;
+    ErrObject e1, e2, e3, e4;
+    QSet<QString> sources;
+    int visited = 0;
+    QVector<FindHit> hits;
+    QVERIFY(isDamaged(FileTable::List(home.db(), big, &rows, &e1), e1) &&
+            isDamaged(FileTable::Sources(home.db(), big, &sources, &e2), e2) &&
+            isDamaged(FileSearch::Scan(home.db(), {QStringLiteral("File"), true, false, false, {}}, &hits, &e3), e3));
+    QVERIFY(isDamaged(FileTable::Find(
+                          home.db(), {}, [&visited](const FileRow &) { return ++visited, true; }, &e4),
+                      e4) &&
+            visited > 0);
+    QVERIFY(!told.isEmpty() && told.constLast() == home.storePath());
+    StoreError::setDamageHandler({});
+
+    // What lies elsewhere still reads, and a visit that stops before the page is a success.
+    FileRow file;
+    QVERIFY(FileTable::List(home.db(), intact, &rows, &err) && rows.size() == 1 && rows.at(0).auto_id == intactFile);
+    QVERIFY(FileTable::Read(home.db(), damaged.first() - 1, &file, &found, &err) && found);
+    visited = 0;
+    QVERIFY(FileTable::Find(
+        home.db(), {big, {}}, [&visited](const FileRow &) { return ++visited < 10; }, &err));
+    QCOMPARE(visited, 10);
 }
 
 void tst_store::gamesAndFiles()
 {
+    // A store's name: the file name with every occurrence of its last four characters removed.
+    QStringList names;
+    for (const char *path : {"lorekeep.lkb", "/home/ann/My Guides.lkb", "/x/lkb.lkb", "a.lkba.lkb", "/x/ab", "/x/"})
+        names << modADO::NameFromPath(QLatin1String(path));
+    QCOMPARE(names, QStringList({"lorekeep", "My Guides", "lkb", "aa", "", ""}));
+
     TestHome home;
     ErrObject err;
     const qint32 zelda = home.addGame(5, 2, QStringLiteral("Zelda"));
@@ -168,69 +198,17 @@ void tst_store::gamesAndFiles()
 
     // A game goes with its three files in one transaction: when the game row cannot go, its files
     // stay too.
-    if (TestHome::Shared()) {
-        QSqlQuery(home.db()).exec(QStringLiteral("CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS "
-                                                 "$$ BEGIN RAISE EXCEPTION 'refused'; END $$"));
-        QSqlQuery(home.db()).exec(
-            QStringLiteral("CREATE TRIGGER refuse BEFORE DELETE ON game FOR EACH ROW EXECUTE FUNCTION refuse()"));
-    } else {
-        QSqlQuery(home.db()).exec(QStringLiteral("CREATE TRIGGER refuse BEFORE DELETE ON game BEGIN "
-                                                 "SELECT RAISE(ABORT, 'refused'); END"));
-    }
+    refuseWrites(home.db(), QStringLiteral("refuse"), QStringLiteral("game"), QStringLiteral("DELETE"), {},
+                 QStringLiteral("refused"));
     int deleted = -1;
     QVERIFY(!GameTable::Delete(home.db(), mario, &deleted, &err) &&
             err.Description.contains(QStringLiteral("refused")));
     int count = 0;
     QVERIFY(FileTable::Count(home.db(), mario, &count, &err) && count == 3);
 
-    QSqlQuery(home.db()).exec(TestHome::Shared() ? QStringLiteral("DROP TRIGGER refuse ON game")
-                                                 : QStringLiteral("DROP TRIGGER refuse"));
+    allowWrites(home.db(), QStringLiteral("refuse"), QStringLiteral("game"));
     QVERIFY(GameTable::Delete(home.db(), mario, &deleted, &err) && FileTable::Count(home.db(), mario, &count, &err));
     QCOMPARE(std::pair(deleted, count), std::pair(3, 0));
-}
-
-void tst_store::damagedPageFailsTheRead()
-{
-    if (TestHome::Shared())
-        QSKIP("a store file's own pages");
-    TestHome home;
-    const qint32 intact = home.addGame(18, 1, QStringLiteral("Intact"));
-    const qint32 intactFile = home.addFile(intact, 1, QStringLiteral("Guide"));
-    const qint32 big = home.addGame(18, 1, QStringLiteral("Big"));
-    QStringList told;
-    StoreError::setDamageHandler([&told](const QString &path) { told << path; });
-    const QList<qint32> damaged = home.addDamagedFiles(big, 3000);
-    QVERIFY(!damaged.isEmpty() && damaged.size() < 100);
-
-    // Every read that meets the page half-way fails as damaged instead of ending early as success.
-    // (A file's own read and the game's list of heads are the view's, checked from there.)
-    const auto isDamaged = [&](bool ok, const ErrObject &err) {
-        return !ok && err.Number == ErrNumber::StoreDamaged && err.Description.contains(home.storePath());
-    };
-    QVector<FileRow> rows;
-    ErrObject err, e1, e2, e3, e4;
-    QSet<QString> sources;
-    int visited = 0;
-    QVector<FindHit> hits;
-    QVERIFY(isDamaged(FileTable::List(home.db(), big, &rows, &e1), e1) &&
-            isDamaged(FileTable::Sources(home.db(), big, &sources, &e2), e2) &&
-            isDamaged(FileSearch::Scan(home.db(), {QStringLiteral("File"), true, false, false, {}}, &hits, &e3), e3));
-    QVERIFY(isDamaged(FileTable::Find(
-                          home.db(), {}, [&visited](const FileRow &) { return ++visited, true; }, &e4),
-                      e4) &&
-            visited > 0);
-    QVERIFY(!told.isEmpty() && told.constLast() == home.storePath());
-    StoreError::setDamageHandler({});
-
-    // What lies elsewhere still reads, and a visit that stops before the page is a success.
-    FileRow row;
-    bool found = false;
-    QVERIFY(FileTable::List(home.db(), intact, &rows, &err) && rows.size() == 1 && rows.at(0).auto_id == intactFile);
-    QVERIFY(FileTable::Read(home.db(), damaged.first() - 1, &row, &found, &err) && found);
-    visited = 0;
-    QVERIFY(FileTable::Find(
-        home.db(), {big, {}}, [&visited](const FileRow &) { return ++visited < 10; }, &err));
-    QCOMPARE(visited, 10);
 }
 
 QTEST_GUILESS_MAIN(tst_store)

@@ -13,51 +13,6 @@ ScriptedPrompts::~ScriptedPrompts()
         QTest::qFail("a queued answer was never asked for", __FILE__, __LINE__);
 }
 
-void ScriptedPrompts::answerMsgBox(MsgResult answer)
-{
-    m_answers.append({PromptRecord::Message, answer, std::nullopt});
-}
-
-void ScriptedPrompts::answerChoice(const QString &choice)
-{
-    m_answers.append({PromptRecord::Choice, MsgResult::OK, choice});
-}
-
-void ScriptedPrompts::answerInput(std::optional<QString> text)
-{
-    m_answers.append({PromptRecord::Input, MsgResult::OK, std::move(text)});
-}
-
-void ScriptedPrompts::answerPassword(std::optional<QString> password)
-{
-    m_answers.append({PromptRecord::Password, MsgResult::OK, std::move(password)});
-}
-
-void ScriptedPrompts::answerOpenFile(std::optional<QString> path)
-{
-    m_answers.append({PromptRecord::OpenFile, MsgResult::OK, std::move(path)});
-}
-
-void ScriptedPrompts::answerSaveFile(std::optional<QString> path)
-{
-    m_answers.append({PromptRecord::SaveFile, MsgResult::OK, std::move(path)});
-}
-
-void ScriptedPrompts::answerOpenFiles(std::optional<QStringList> paths)
-{
-    m_answers.append({PromptRecord::OpenFiles, MsgResult::OK, std::nullopt, std::move(paths)});
-}
-
-void ScriptedPrompts::answerFolder(std::optional<QString> path)
-{
-    m_answers.append({PromptRecord::Folder, MsgResult::OK, std::move(path)});
-}
-
-void ScriptedPrompts::answerPrint(std::optional<QString> pdfPath, bool selectionOnly)
-{
-    m_answers.append({PromptRecord::Print, selectionOnly ? MsgResult::Yes : MsgResult::OK, std::move(pdfPath)});
-}
-
 std::optional<ScriptedPrompts::Answer> ScriptedPrompts::take(const PromptRecord &record)
 {
     m_shown.append(record);

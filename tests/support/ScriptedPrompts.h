@@ -32,18 +32,24 @@ public:
     ~ScriptedPrompts() override; // puts back what it replaced
     Q_DISABLE_COPY_MOVE(ScriptedPrompts)
 
-    void answerMsgBox(MsgResult answer);
+    void answerMsgBox(MsgResult answer) { queue(PromptRecord::Message, answer); }
     // A Choose box: the button whose caption starts with `choice`.
-    void answerChoice(const QString &choice);
-    void answerInput(std::optional<QString> text);
-    void answerPassword(std::optional<QString> password);
-    void answerOpenFile(std::optional<QString> path);
-    void answerSaveFile(std::optional<QString> path);
-    void answerOpenFiles(std::optional<QStringList> paths);
-    void answerFolder(std::optional<QString> path);
+    void answerChoice(const QString &choice) { queue(PromptRecord::Choice, MsgResult::OK, choice); }
+    void answerInput(std::optional<QString> text) { queue(PromptRecord::Input, MsgResult::OK, text); }
+    void answerPassword(std::optional<QString> password) { queue(PromptRecord::Password, MsgResult::OK, password); }
+    void answerOpenFile(std::optional<QString> path) { queue(PromptRecord::OpenFile, MsgResult::OK, path); }
+    void answerSaveFile(std::optional<QString> path) { queue(PromptRecord::SaveFile, MsgResult::OK, path); }
+    void answerOpenFiles(std::optional<QStringList> paths)
+    {
+        m_answers.append({PromptRecord::OpenFiles, MsgResult::OK, std::nullopt, std::move(paths)});
+    }
+    void answerFolder(std::optional<QString> path) { queue(PromptRecord::Folder, MsgResult::OK, path); }
     // The printer dialog: print to the PDF file `pdfPath` (all of it, or the selection only), or
     // nothing for Cancel.
-    void answerPrint(std::optional<QString> pdfPath, bool selectionOnly = false);
+    void answerPrint(std::optional<QString> pdfPath, bool selectionOnly = false)
+    {
+        queue(PromptRecord::Print, selectionOnly ? MsgResult::Yes : MsgResult::OK, pdfPath);
+    }
 
     const QList<PromptRecord> &shown() const { return m_shown; }
     const PromptRecord &last() const { return m_shown.constLast(); }
@@ -69,6 +75,10 @@ private:
         std::optional<QString> text;
         std::optional<QStringList> paths = std::nullopt;
     };
+    void queue(PromptRecord::Kind kind, MsgResult result, std::optional<QString> text = std::nullopt)
+    {
+        m_answers.append({kind, result, std::move(text)});
+    }
     std::optional<Answer> take(const PromptRecord &record);
     std::optional<QString> askText(PromptRecord record);
 

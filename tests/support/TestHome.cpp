@@ -184,6 +184,23 @@ void writeFile(const QString &path, const QByteArray &bytes)
     QCOMPARE(file.write(bytes), bytes.size());
 }
 
+namespace {
+
+bool onServer(const QSqlDatabase &db)
+{
+    return db.driverName() == QLatin1String("QPSQL");
+}
+
+void execAll(const QSqlDatabase &db, const QStringList &statements)
+{
+    for (const QString &statement : statements) {
+        QSqlQuery query(db);
+        QVERIFY2(query.exec(statement), qPrintable(statement + QStringLiteral(": ") + query.lastError().text()));
+    }
+}
+
+} // namespace
+
 void runElsewhere(const QString &path, const QStringList &statements)
 {
     {
@@ -199,20 +216,10 @@ void runElsewhere(const QString &path, const QStringList &statements)
             db.setDatabaseName(path);
         }
         QVERIFY2(db.open(), qPrintable(db.lastError().text()));
-        for (const QString &sql : statements)
-            QVERIFY2(QSqlQuery(db).exec(sql), qPrintable(sql));
+        execAll(db, statements);
     }
     QSqlDatabase::removeDatabase(QStringLiteral("elsewhere"));
 }
-
-namespace {
-
-bool onServer(const QSqlDatabase &db)
-{
-    return db.driverName() == QLatin1String("QPSQL");
-}
-
-} // namespace
 
 void refuseWrites(const QSqlDatabase &db, const QString &name, const QString &table, const QString &event,
                   const QString &when, const QString &message)
@@ -230,21 +237,14 @@ void refuseWrites(const QSqlDatabase &db, const QString &name, const QString &ta
         sql << QStringLiteral("CREATE TRIGGER %1 BEFORE %2 ON %3 %4 BEGIN SELECT RAISE(ABORT, '%5'); END")
                    .arg(name, event, table, when.isEmpty() ? QString() : QStringLiteral("WHEN ") + when, quoted);
     }
-    for (const QString &statement : sql) {
-        QSqlQuery query(db);
-        QVERIFY2(query.exec(statement), qPrintable(query.lastError().text()));
-    }
+    execAll(db, sql);
 }
 
 void allowWrites(const QSqlDatabase &db, const QString &name, const QString &table)
 {
-    const QStringList sql = onServer(db) ? QStringList{QStringLiteral("DROP TRIGGER %1 ON %2").arg(name, table),
-                                                       QStringLiteral("DROP FUNCTION %1()").arg(name)}
-                                         : QStringList{QStringLiteral("DROP TRIGGER %1").arg(name)};
-    for (const QString &statement : sql) {
-        QSqlQuery query(db);
-        QVERIFY2(query.exec(statement), qPrintable(query.lastError().text()));
-    }
+    execAll(db, onServer(db) ? QStringList{QStringLiteral("DROP TRIGGER %1 ON %2").arg(name, table),
+                                           QStringLiteral("DROP FUNCTION %1()").arg(name)}
+                             : QStringList{QStringLiteral("DROP TRIGGER %1").arg(name)});
 }
 
 QString joinedSql(const QString &value, const QString &order)
