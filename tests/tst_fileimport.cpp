@@ -4,8 +4,8 @@
 #include "TestHome.h"
 #include "components/FileImporter.h"
 #include "import/FileImport.h"
-#include "rtf/HtmlNesting.h"
-#include "rtf/ImportedHtml.h"
+#include "html/HtmlNesting.h"
+#include "html/ImportedHtml.h"
 #include "rtf/RtfReader.h"
 #include "system/TextDecoder.h"
 
