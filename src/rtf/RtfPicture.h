@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QByteArray>
+#include <QByteArrayView>
+#include <QSizeF>
+#include <QString>
+
+class QImage;
+class QTextDocument;
+class QTextImageFormat;
+
+// A {\pict ...} group taken apart: the kind of data, the data itself and the sizes RTF gives it.
+struct RtfPicture
+{
+    enum Kind : unsigned char { Unknown, Png, Jpeg, Metafile, Bitmap };
+    // More picture data than this, or more pixels a side, is not decoded: it stays a placeholder.
+    static constexpr qsizetype maxBytes = 20 * 1024 * 1024;
+    static constexpr int maxSide = 10000;
+
+    Kind kind = Unknown;
+    QByteArray data;
+    bool tooLarge = false;
+    int width = 0, height = 0;         // \picw, \pich: pixels, or 0.01 mm for a metafile
+    int goalWidth = 0, goalHeight = 0; // \picwgoal, \pichgoal: twips
+    int scaleX = 100, scaleY = 100;    // \picscalex, \picscaley: per cent
+
+    // Reads the group's content, from just after "\pict" to before its closing brace.
+    static RtfPicture Parse(QByteArrayView group);
+
+    // The size it is shown at, in twips, from what the RTF says; empty when it says nothing usable.
+    QSizeF ShownTwips() const;
+    // Stands in for a picture that is not shown: "[picture 4.2 × 3.0 cm]".
+    QString Placeholder() const;
+
+    // Decodes a PNG or JPEG picture into an image resource of `document` and sets `format` to show
+    // it at its size; false for other kinds, and for data that is broken or too large.
+    bool AddTo(QTextDocument *document, QTextImageFormat *format) const;
+    // A document's image as a PNG picture group, shown at `shown` (document pixels, 96 to the
+    // inch; the image's own size when empty).
+    static QByteArray Write(const QImage &image, QSizeF shown);
+};
