@@ -447,7 +447,7 @@ void tst_rtfreader::nestedTablesHeadersAndPictures()
         {"{\\pict\\wmetafile8\\picw7408\\pich5292\\picwgoal2381\\pichgoal1701 0100090000}",
          QStringLiteral("[picture 4.2 \u00D7 3.0 cm]"),
          {}},
-        {"{\\pict\\emfblip\\picw2000\\pich1000 0100}", QStringLiteral("[picture 2.0 \u00D7 1.0 cm]"), {}},
+        {"{\\plain\\pict\\emfblip\\picw2000\\pich1000 0100}", QStringLiteral("[picture 2.0 \u00D7 1.0 cm]"), {}},
         {"{\\pict\\dibitmap0\\picw96\\pich48 28000000}", QStringLiteral("[picture 2.5 \u00D7 1.3 cm]"), {}},
         {"{\\pict\\pngblip " + png.left(60) + "}", QStringLiteral("[picture]"), {}},
         {"{\\pict\\pngblip " + huge + "}", QStringLiteral("[picture]"), {}},

@@ -17,23 +17,54 @@ using RtfToken::is;
 
 // Destinations whose content a reader never sees, beyond any starred one we do not know.
 constexpr std::array skipped = {
-    "stylesheet",   "info",         "footnote",
-    "annotation",   "listtable",    "listoverridetable",
-    "rsidtbl",      "generator",    "pn",
+    "stylesheet",
+    "info",
+    "footnote",
+    "annotation",
+    "listtable",
+    "listoverridetable",
+    "rsidtbl",
+    "generator",
+    "pn",
     "nonshppict",
-    "nonesttables", // the text of tables in tables again, as paragraphs for older readers
-    "shp",          "themedata",    "colorschememapping",
-    "datastore",    "latentstyles", "xmlnstbl",
-    "mmathPr",      "pgdsctbl",     "filetbl",
-    "revtbl",       "userprops",    "docvar",
-    "template",     "fchars",       "lchars",
-    "objdata",      "objclass",     "pntxta",
-    "pntxtb",       "xe",           "tc",
-    "txe",          "private",      "atnid",
-    "atnauthor",    "bkmkstart",    "bkmkend",
-    "fldtype",      "do",           "sp",
-    "picprop",      "blipuid",      "wgrffmtfilter",
-    "passwordhash", "protusertbl",  "mhtmltag",
+    // The text of tables in tables once more, as paragraphs for readers without them.
+    "nonesttables",
+    "shp",
+    "themedata",
+    "colorschememapping",
+    "datastore",
+    "latentstyles",
+    "xmlnstbl",
+    "mmathPr",
+    "pgdsctbl",
+    "filetbl",
+    "revtbl",
+    "userprops",
+    "docvar",
+    "template",
+    "fchars",
+    "lchars",
+    "objdata",
+    "objclass",
+    "pntxta",
+    "pntxtb",
+    "xe",
+    "tc",
+    "txe",
+    "private",
+    "atnid",
+    "atnauthor",
+    "bkmkstart",
+    "bkmkend",
+    "fldtype",
+    "do",
+    "sp",
+    "picprop",
+    "blipuid",
+    "wgrffmtfilter",
+    "passwordhash",
+    "protusertbl",
+    "mhtmltag",
     "htmltag",
 };
 
@@ -135,7 +166,8 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
 
     if (m_state.dest == Dest::Skip)
         return;
-    if (firstInGroup && destination(word, starred)) {
+    // A picture's data is never text, even where \pict is not the first word of its group.
+    if ((firstInGroup || is(word, "pict")) && destination(word, starred)) {
         if (m_state.dest == Dest::Skip) {
             flushBytes();
             skipGroup();

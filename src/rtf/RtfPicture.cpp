@@ -105,10 +105,10 @@ RtfPicture RtfPicture::Parse(QByteArrayView group)
                 picture.kind = Png;
             else if (is(word, "jpegblip"))
                 picture.kind = Jpeg;
-            else if (is(word, "wmetafile") || is(word, "emfblip") || is(word, "pmmetafile") || is(word, "macpict"))
+            else if (is(word, "wmetafile") || is(word, "emfblip") || is(word, "pmmetafile"))
                 picture.kind = Metafile;
-            else if (is(word, "dibitmap") || is(word, "wbitmap"))
-                picture.kind = Bitmap;
+            else if (is(word, "dibitmap") || is(word, "wbitmap") || is(word, "macpict"))
+                picture.kind = Bitmap; // QuickDraw pictures give their size in pixels too
             else if (is(word, "picw"))
                 picture.width = param;
             else if (is(word, "pich"))

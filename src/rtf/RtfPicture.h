@@ -20,7 +20,7 @@ struct RtfPicture
     Kind kind = Unknown;
     QByteArray data;
     bool tooLarge = false;
-    int width = 0, height = 0;         // \picw, \pich: pixels, or 0.01 mm for a metafile
+    int width = 0, height = 0;         // \picw, \pich: pixels, or 0.01 mm for a Windows or OS/2 metafile
     int goalWidth = 0, goalHeight = 0; // \picwgoal, \pichgoal: twips
     int scaleX = 100, scaleY = 100;    // \picscalex, \picscaley: per cent
 
