@@ -452,6 +452,10 @@ void tst_rtfreader::nestedTablesHeadersAndPictures()
         {"{\\pict\\pngblip " + png.left(60) + "}", QStringLiteral("[picture]"), {}},
         {"{\\pict\\pngblip " + huge + "}", QStringLiteral("[picture]"), {}},
         {"{\\v{\\pict\\pngblip " + png + "}}", QString(), {}},
+        // More data than any picture worth showing: it is not even kept.
+        {"{\\pict\\pngblip\\bin20971521 " + QByteArray::fromHex(png) + QByteArray(20971521, '\0') + "}",
+         QStringLiteral("[picture]"),
+         {}},
     };
     for (const auto &[picture, text, size] : pictures) {
         QTextDocument document;
