@@ -253,6 +253,16 @@ private Q_SLOTS:
                  std::tuple(QStringLiteral("Jump"), QStringLiteral("Deep")));
         QCOMPARE(text.remove(QChar::ObjectReplacementCharacter),
                  document.toPlainText().remove(QChar::ObjectReplacementCharacter));
+
+        // Pictures shown as placeholders are pictures again, never their placeholders' text.
+        QTextDocument placeholders, placeholdersBack;
+        RtfReader::Read("{\\rtf1 a{\\pict\\wmetafile8\\picwgoal2381\\pichgoal1701 01}{\\pict\\emfblip 01}"
+                        "{\\pict\\emfblip 01}b}",
+                        &placeholders);
+        const QByteArray written = RtfWriter::FromDocument(placeholders);
+        RtfReader::Read(written, &placeholdersBack);
+        QCOMPARE(std::pair(RtfReader::PlainText(written), placeholdersBack.toPlainText()),
+                 std::pair(QStringLiteral("ab"), QStringLiteral("a[picture 4.2 \u00D7 3.0 cm][picture][picture]b")));
     }
 };
 

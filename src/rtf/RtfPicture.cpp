@@ -213,3 +213,23 @@ QByteArray RtfPicture::Write(const QImage &image, QSizeF shown)
     out.append('}');
     return out;
 }
+
+QTextCharFormat RtfPicture::PlaceholderFormat() const
+{
+    QTextCharFormat format;
+    format.setFontItalic(true);
+    format.setForeground(Qt::darkGray);
+    const QSizeF twips = ShownTwips();
+    format.setProperty(placeholderProperty, twips.isEmpty() ? QSizeF(0, 0) : twips);
+    return format;
+}
+
+QByteArray RtfPicture::WritePlaceholder(QSizeF twips)
+{
+    QByteArray out = "{\\pict\\wmetafile8";
+    if (!twips.isEmpty() && twips.width() < 1e7 && twips.height() < 1e7)
+        out += "\\picwgoal" + QByteArray::number(qRound(twips.width())) + "\\pichgoal" +
+               QByteArray::number(qRound(twips.height()));
+    out += '}';
+    return out;
+}

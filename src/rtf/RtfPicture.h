@@ -4,10 +4,10 @@
 #include <QByteArrayView>
 #include <QSizeF>
 #include <QString>
+#include <QTextFormat>
 
 class QImage;
 class QTextDocument;
-class QTextImageFormat;
 
 // A {\pict ...} group taken apart: the kind of data, the data itself and the sizes RTF gives it.
 struct RtfPicture
@@ -31,6 +31,13 @@ struct RtfPicture
     QSizeF ShownTwips() const;
     // Stands in for a picture that is not shown: "[picture 4.2 × 3.0 cm]".
     QString Placeholder() const;
+    // The character format of the placeholder's text: grey and italic, and marked with the picture's
+    // size in twips (an empty size when it has none), which the writer writes back as a picture
+    // group without data, so that a saved document neither loses the picture's place nor turns its
+    // placeholder into text.
+    static constexpr int placeholderProperty = QTextFormat::UserProperty + 1;
+    QTextCharFormat PlaceholderFormat() const;
+    static QByteArray WritePlaceholder(QSizeF twips);
 
     // Decodes a PNG or JPEG picture into an image resource of `document` and sets `format` to show
     // it at its size; false for other kinds, and for data that is broken or too large.

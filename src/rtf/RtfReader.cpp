@@ -87,9 +87,7 @@ public:
                 insertText(object, image);
             return;
         }
-        QTextCharFormat placeholder;
-        placeholder.setFontItalic(true);
-        placeholder.setForeground(Qt::darkGray);
+        const QTextCharFormat placeholder = picture.PlaceholderFormat();
         if (m_table.isOpen())
             m_table.insertText(picture.Placeholder(), placeholder);
         else

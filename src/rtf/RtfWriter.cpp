@@ -287,6 +287,15 @@ private:
                 writeImage(chars.toImageFormat(), fragment.length());
                 continue;
             }
+            if (chars.hasProperty(RtfPicture::placeholderProperty)) {
+                // Each placeholder is a picture again, which the reader shows as the same text.
+                const QByteArray picture =
+                    RtfPicture::WritePlaceholder(chars.property(RtfPicture::placeholderProperty).toSizeF());
+                const qsizetype count = std::max<qsizetype>(1, fragment.text().count(QLatin1String("[picture")));
+                for (qsizetype i = 0; i < count; ++i)
+                    m_out.raw(picture.constData());
+                continue;
+            }
             const QString fragmentHref = chars.isAnchor() ? chars.anchorHref() : QString();
             if (fragmentHref != href) {
                 closeLink(href);
