@@ -259,10 +259,14 @@ private Q_SLOTS:
         RtfReader::Read("{\\rtf1 a{\\pict\\wmetafile8\\picwgoal2381\\pichgoal1701 01}{\\pict\\emfblip 01}"
                         "{\\pict\\emfblip 01}b}",
                         &placeholders);
+        // What is typed just after one takes its format, and stays text.
+        QTextCursor typing(&placeholders);
+        typing.setPosition(placeholders.toPlainText().indexOf(QLatin1Char(']')) + 1);
+        typing.insertText(QStringLiteral("x"));
         const QByteArray written = RtfWriter::FromDocument(placeholders);
         RtfReader::Read(written, &placeholdersBack);
         QCOMPARE(std::pair(RtfReader::PlainText(written), placeholdersBack.toPlainText()),
-                 std::pair(QStringLiteral("ab"), QStringLiteral("a[picture 4.2 \u00D7 3.0 cm][picture][picture]b")));
+                 std::pair(QStringLiteral("axb"), QStringLiteral("a[picture 4.2 \u00D7 3.0 cm]x[picture][picture]b")));
     }
 };
 

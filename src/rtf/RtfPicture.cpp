@@ -11,6 +11,7 @@
 #include <QUrl>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 namespace {
@@ -153,7 +154,20 @@ QSizeF RtfPicture::ShownTwips() const
 
 QString RtfPicture::Placeholder() const
 {
+    return PlaceholderText(placeholderTwips());
+}
+
+QSizeF RtfPicture::placeholderTwips() const
+{
+    // Whole twips, as the writer writes them, so that a saved placeholder reads back as the same text.
     const QSizeF twips = ShownTwips();
+    if (twips.isEmpty() || twips.width() > 1e7 || twips.height() > 1e7)
+        return QSizeF(0, 0);
+    return QSizeF(std::round(twips.width()), std::round(twips.height()));
+}
+
+QString RtfPicture::PlaceholderText(QSizeF twips)
+{
     if (twips.isEmpty() || twips.width() > 1e7 || twips.height() > 1e7)
         return QStringLiteral("[picture]");
     return QStringLiteral("[picture %1 \u00D7 %2 cm]")
@@ -219,8 +233,7 @@ QTextCharFormat RtfPicture::PlaceholderFormat() const
     QTextCharFormat format;
     format.setFontItalic(true);
     format.setForeground(Qt::darkGray);
-    const QSizeF twips = ShownTwips();
-    format.setProperty(placeholderProperty, twips.isEmpty() ? QSizeF(0, 0) : twips);
+    format.setProperty(placeholderProperty, placeholderTwips());
     return format;
 }
 

@@ -37,6 +37,8 @@ struct RtfPicture
     // placeholder into text.
     static constexpr int placeholderProperty = QTextFormat::UserProperty + 1;
     QTextCharFormat PlaceholderFormat() const;
+    // The placeholder's text for a picture of that size, and the picture group that reads back as it.
+    static QString PlaceholderText(QSizeF twips);
     static QByteArray WritePlaceholder(QSizeF twips);
 
     // Decodes a PNG or JPEG picture into an image resource of `document` and sets `format` to show
@@ -45,4 +47,7 @@ struct RtfPicture
     // A document's image as a PNG picture group, shown at `shown` (document pixels, 96 to the
     // inch; the image's own size when empty).
     static QByteArray Write(const QImage &image, QSizeF shown);
+
+private:
+    QSizeF placeholderTwips() const;
 };

@@ -287,27 +287,38 @@ private:
                 writeImage(chars.toImageFormat(), fragment.length());
                 continue;
             }
+            // A picture's placeholder is a picture again, which the reader shows as the same text; what
+            // was typed beside it in its format is text.
+            QString placeholder;
+            QByteArray picture;
             if (chars.hasProperty(RtfPicture::placeholderProperty)) {
-                // Each placeholder is a picture again, which the reader shows as the same text.
-                const QByteArray picture =
-                    RtfPicture::WritePlaceholder(chars.property(RtfPicture::placeholderProperty).toSizeF());
-                const qsizetype count = std::max<qsizetype>(1, fragment.text().count(QLatin1String("[picture")));
-                for (qsizetype i = 0; i < count; ++i)
+                const QSizeF twips = chars.property(RtfPicture::placeholderProperty).toSizeF();
+                placeholder = RtfPicture::PlaceholderText(twips);
+                picture = RtfPicture::WritePlaceholder(twips);
+            }
+            QStringView rest = QStringView(text).mid(fragment.position() - block.position(), fragment.length());
+            while (!rest.isEmpty()) {
+                const qsizetype at = placeholder.isEmpty() ? -1 : rest.indexOf(placeholder);
+                if (at == 0) {
                     m_out.raw(picture.constData());
-                continue;
+                    rest = rest.sliced(placeholder.size());
+                    continue;
+                }
+                const QStringView run = at < 0 ? rest : rest.first(at);
+                const QString fragmentHref = chars.isAnchor() ? chars.anchorHref() : QString();
+                if (fragmentHref != href) {
+                    closeLink(href);
+                    href = fragmentHref;
+                    openLink(href);
+                }
+                switchTo(stateOf(chars));
+                if (!markerWritten) {
+                    writeMarker(list, block);
+                    markerWritten = true;
+                }
+                m_out.text(run);
+                rest = rest.sliced(run.size());
             }
-            const QString fragmentHref = chars.isAnchor() ? chars.anchorHref() : QString();
-            if (fragmentHref != href) {
-                closeLink(href);
-                href = fragmentHref;
-                openLink(href);
-            }
-            switchTo(stateOf(chars));
-            if (!markerWritten) {
-                writeMarker(list, block);
-                markerWritten = true;
-            }
-            m_out.text(QStringView(text).mid(fragment.position() - block.position(), fragment.length()));
         }
         closeLink(href);
         if (!markerWritten) {
