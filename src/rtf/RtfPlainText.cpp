@@ -55,18 +55,24 @@ public:
         if (!m_out->isEmpty() && !m_out->endsWith(QLatin1Char('\n')))
             m_out->append(QLatin1Char('\n'));
     }
-    void cell(const RtfParaState &) override { m_out->append(QLatin1Char('\t')); }
+    void cell(const RtfParaState &) override
+    {
+        m_bodyStarted = true;
+        m_out->append(QLatin1Char('\t'));
+    }
     void row() override
     {
         if (m_out->endsWith(QLatin1Char('\t')))
             m_out->chop(1);
         m_out->append(QLatin1Char('\n'));
     }
-    void nestedCell(const RtfParaState &) override { m_out->append(QLatin1Char('\t')); }
+    void nestedCell(const RtfParaState &) override { cell({}); }
+    // Not shown, but the body has started, as it has in the document.
+    void picture(const RtfPicture &, const RtfParaState &) override { m_bodyStarted = true; }
     void nestedRow(const RtfParaState &) override { row(); }
     void story(bool footer, const QString &text) override
     {
-        // Headers at the start, as the document shows them.
+        // Headers at the start, as the document shows them: before the body's first text, cell or picture.
         if (footer || m_bodyStarted)
             m_later.append(text);
         else
