@@ -408,6 +408,14 @@ void tst_rtfreader::nestedTablesHeadersAndPictures()
     QVERIFY(deepest && middle->rows() == 2 && deepest->rows() == 1 && deepest->columns() == 2);
     QCOMPARE(std::tuple(cellText(middle, 0, 0), cellText(deepest, 0, 1), cellText(middle, 1, 1)),
              std::tuple(QStringLiteral("Crossroads"), QStringLiteral("Knight"), QStringLiteral("Hornet")));
+    // Tables nested deeper than four go on as cells of the fourth, which is laid out in a blink.
+    QTextDocument deep;
+    RtfReader::Read("{\\rtf1\\trowd\\cellx9\\pard\\intbl\\itap40 a\\nestcell\\itap30 b\\nestcell\\cell\\row}", &deep);
+    int depth = 0;
+    for (const QTextFrame *frame = deep.rootFrame(); !tablesIn(frame).isEmpty(); frame = tablesIn(frame).value(0))
+        ++depth;
+    QCOMPARE(std::pair(depth, RtfReader::PlainText("{\\rtf1\\itap40 a\\nestcell\\itap30 b\\nestcell}")),
+             std::pair(4, QStringLiteral("a\tb\t")));
 
     // Headers first and footers last, each text once, page numbers and what they leave gone; a later
     // section's header goes with the footers, a header inside a header is not shown.

@@ -264,8 +264,10 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
         else if (is(word, "intbl"))
             para.inTable = true;
         else if (is(word, "itap") && param > 0) {
+            // Qt lays a table in a cell out twice for each table around it, so every level doubles
+            // the time: deeper tables go on as cells of the fourth, their text kept and apart.
             para.inTable = true;
-            para.tableDepth = clampInt(param, 1, 64);
+            para.tableDepth = clampInt(param, 1, 4);
         }
         return;
     case 'l':
