@@ -106,6 +106,7 @@ private Q_SLOTS:
     void writeAndDelete();
     void copyAndMove();
     void menus();
+    void fixedPitchKeepsItsLines();
 };
 
 void tst_view::listAdapter()
@@ -527,3 +528,47 @@ void tst_view::menus()
 
 QTEST_MAIN(tst_view)
 #include "tst_view.moc"
+
+void tst_view::fixedPitchKeepsItsLines()
+{
+    Shelf shelf;
+    QString table;
+    for (int row = 1; row <= 30; ++row)
+        table += QStringLiteral("| %1 | %2 |\n").arg(row, 3).arg(QString(110, QLatin1Char('=')));
+    const QString fixedRtf = QString::fromLatin1(RtfWriter::FromPlainText(table, RtfWriter::PlainTextFont::FixedPitch));
+    const qint32 dos = shelf.home.addFile(shelf.empty, 1, QStringLiteral("Table"), fixedRtf);
+    const qint32 prose = shelf.home.addFile(shelf.empty, 3, QStringLiteral("Prose"), rtf(table));
+    shelf.list_(shelf.empty, QStringLiteral("Empty"), 1);
+    QTextEdit *text = shelf.view.Viewer();
+    const auto state = [&] {
+        return std::tuple(shelf.view.ShowsFixedPitchText(), text->lineWrapMode(),
+                          text->horizontalScrollBar()->maximum() > 0);
+    };
+
+    // A fixed-pitch table runs on past the edge until wrapping is asked for; prose always wraps.
+    shelf.click(dos);
+    QCOMPARE(state(), std::tuple(true, QTextEdit::NoWrap, true));
+    shelf.view.SetWrapLines(true);
+    QCOMPARE(state(), std::tuple(true, QTextEdit::WidgetWidth, false));
+    shelf.view.SetWrapLines(false);
+    shelf.click(prose);
+    QCOMPARE(state(), std::tuple(false, QTextEdit::WidgetWidth, false));
+
+    // A file window's choice is its own and is kept for the next window.
+    const auto window = [&](qint32 file, const QString &stored) {
+        auto *viewer = new FileViewer(&shelf.view);
+        viewer->setStore(&shelf.home.store());
+        viewer->Open(FileViewer::ViewMode, 18, 1, shelf.empty, QStringLiteral("Empty"), file, 1, QString(),
+                     QStringLiteral("Table"), stored);
+        return std::pair(viewer, viewer->findChild<QAction *>(QStringLiteral("cmdWrap")));
+    };
+    const auto [first, wrap] = window(dos, fixedRtf);
+    QVERIFY(wrap->isEnabled() && !wrap->isChecked());
+    wrap->trigger();
+    QCOMPARE(first->findChild<QTextEdit *>(QStringLiteral("rtbText"))->lineWrapMode(), QTextEdit::WidgetWidth);
+    const auto [second, secondWrap] = window(prose, rtf(table));
+    QCOMPARE(std::pair(secondWrap->isChecked(), secondWrap->isEnabled()), std::pair(true, false));
+    QCOMPARE(GetSetting(SettingKeys::FileWindowWrapLines), QStringLiteral("1"));
+    first->close();
+    second->close();
+}

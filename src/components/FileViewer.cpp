@@ -7,6 +7,7 @@
 #include "rtf/RtfWriter.h"
 #include "system/ErrObject.h"
 #include "system/Prompts.h"
+#include "system/SettingsStore.h"
 #include "widgets/KeyboardAccess.h"
 #include "widgets/RichText.h"
 #include "widgets/RichTextLoader.h"
@@ -61,6 +62,8 @@ FileViewer::FileViewer(QWidget *parent)
                        themeIcon("document-print", this, QStyle::SP_FileIcon))),
       cmdClose(command(tbrMain, "cmdClose", QStringLiteral("Close"),
                        themeIcon("window-close", this, QStyle::SP_DialogCloseButton))),
+      cmdWrap(command(tbrMain, "cmdWrap", QStringLiteral("Wrap Lines"),
+                      themeIcon("format-justify-left", this, QStyle::SP_ArrowForward))),
       tbrFormat(new RichTextToolBar(rtbText, this)),
       m_textLoader(new RichTextLoader(rtbText))
 {
@@ -96,6 +99,10 @@ FileViewer::FileViewer(QWidget *parent)
                            action->shortcut().toString(QKeySequence::NativeText) + QLatin1Char(')'));
     }
     cmdEdit->setToolTip(QStringLiteral("Edit this file"));
+    cmdWrap->setCheckable(true);
+    cmdWrap->setChecked(SettingNumber(GetSetting(SettingKeys::FileWindowWrapLines)) == 1L);
+    cmdWrap->setEnabled(false);
+    cmdWrap->setToolTip(QStringLiteral("Wrap the lines of a fixed-pitch text at the window's edge"));
     tbrMain->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     OpenToKeyboard(tbrMain);
     rtbText->setAccessibleName(QStringLiteral("Text"));
@@ -130,6 +137,10 @@ FileViewer::FileViewer(QWidget *parent)
     });
     connect(cmdPrint, &QAction::triggered, this, &FileViewer::Print);
     connect(cmdClose, &QAction::triggered, this, &QWidget::close);
+    connect(cmdWrap, &QAction::toggled, this, [this](bool wrap) {
+        ApplyLineWrap(rtbText, wrap);
+        SaveSetting(SettingKeys::FileWindowWrapLines, wrap ? QStringLiteral("1") : QStringLiteral("0"));
+    });
     connect(cboSubCat, &QComboBox::currentIndexChanged, this, &FileViewer::MarkDirty);
     connect(txtDesc, &QLineEdit::textChanged, this, &FileViewer::MarkDirty);
     connect(txtSource, &QLineEdit::textChanged, this, &FileViewer::MarkDirty);
@@ -294,6 +305,7 @@ void FileViewer::LoadText(const QString &rtf)
 void FileViewer::TextShown()
 {
     rtbText->moveCursor(QTextCursor::Start);
+    cmdWrap->setEnabled(ApplyLineWrap(rtbText, cmdWrap->isChecked()));
     if (!IsCutRichText(rtbText->document()))
         m_wholeText = QString();
     ApplyMode();

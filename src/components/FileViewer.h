@@ -110,6 +110,8 @@ private:
     QAction *cmdEdit;
     QAction *cmdPrint;
     QAction *cmdClose;
+    // Whether a fixed-pitch text wraps at the window's edge; the last choice is kept for new windows.
+    QAction *cmdWrap;
     RichTextToolBar *tbrFormat;
 
     modADO *m_store = nullptr;

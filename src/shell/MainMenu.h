@@ -33,6 +33,7 @@ public:
     QAction *mnuViewTop;
     QAction *mnuViewLeft;
     QAction *mnuViewBottom;
+    QAction *mnuViewWrap;
     QAction *mnuViewNextPane;
     QAction *mnuViewPreviousPane;
     QAction *mnuViewBrowser;

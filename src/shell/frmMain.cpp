@@ -284,6 +284,7 @@ void frmMain::UpdateMenus()
     const bool text = !m_ctlView->Viewer()->document()->isEmpty();
     m_menu->mnuFilePrint->setEnabled(text);
     m_menu->mnuFileExportPdf->setEnabled(text);
+    m_menu->mnuViewWrap->setEnabled(m_ctlView->ShowsFixedPitchText());
 }
 
 void frmMain::changeEvent(QEvent *event)

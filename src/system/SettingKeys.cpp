@@ -109,6 +109,8 @@ QList<SettingKey> All()
                           TreeSearchText,
                           DetailSelTab,
                           ViewSelTab,
+                          ViewWrapLines,
+                          FileWindowWrapLines,
                           BrowsePopups,
                           BrowseSearchPage,
                           ImportFolder,

@@ -166,6 +166,7 @@ void ctlView::buildFilesTab(QWidget *tab)
     rtbText->setUndoRedoEnabled(false);
     m_textLoader = new RichTextLoader(rtbText);
     connect(m_textLoader, &RichTextLoader::Shown, this, [this] {
+        m_fixedPitch = ApplyLineWrap(rtbText, m_wrapLines);
         if (!m_pendingPhrase.isEmpty())
             HighlightPhrase(std::exchange(m_pendingPhrase, QString()));
         Q_EMIT TextShown();
@@ -301,8 +302,15 @@ void ctlView::showText(const QString &rtf)
     m_textLoader->Show(rtf);
 }
 
+void ctlView::SetWrapLines(bool wrap)
+{
+    m_wrapLines = wrap;
+    ApplyLineWrap(rtbText, wrap);
+}
+
 void ctlView::clearText()
 {
+    m_fixedPitch = false;
     m_textLoader->Cancel();
     m_pendingPhrase.clear();
     m_shownRtf.clear();

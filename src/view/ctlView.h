@@ -112,6 +112,11 @@ public:
     ListView *FileList() const { return lvFiles; }
     ctlBrowser *WebBrowser() const { return Browser; }
     QTextEdit *Viewer() const { return rtbText; }
+    // Whether a fixed-pitch text keeps its lines as written (false) or wraps at the edge (true); any
+    // other text always wraps.
+    void SetWrapLines(bool wrap);
+    // Whether the text shown is a fixed-pitch one, which Wrap Lines is for.
+    bool ShowsFixedPitchText() const { return m_fixedPitch; }
     // The viewer/editor opened last, while its window is open.
     FileViewer *Editor() const;
 
@@ -231,4 +236,6 @@ private:
     QString m_pendingPhrase;
     // The stored text of the file shown.
     QString m_shownRtf;
+    bool m_wrapLines = false;
+    bool m_fixedPitch = false;
 };
