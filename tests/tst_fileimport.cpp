@@ -118,6 +118,25 @@ void tst_fileimport::encodings_data()
                                                       "la forêt est au nord.\n")
                                            .repeated(2);
     QTest::newRow("dosAccents") << french << encoded(french, "ibm437") << "ibm437";
+    // Pages whose letters the detector reads as capitals, signs or control codes inside words: DOS
+    // German (ß among them) and Portuguese (850), Mac Roman, and a Windows page's quotes that are
+    // control codes in the ISO page the detector names.
+    const QString german = faqHeader + QStringLiteral("Im Dorf geht ihr zuerst zur Bar. Danach öffnet ihr die Tür mit "
+                                                      "dem Schlüssel. Größere Rätsel löst ihr später.\n")
+                                           .repeated(3);
+    QTest::newRow("dosGerman") << german << encoded(german, "ibm437") << "ibm437";
+    const QString portuguese = faqHeader + QStringLiteral("No começo, Crono acorda em casa. A máquina não funciona, então "
+                                                          "você precisará da chave. Atenção às missões.\n")
+                                               .repeated(3);
+    QTest::newRow("dosPortuguese") << portuguese << encoded(portuguese, "ibm850") << "ibm850";
+    QTest::newRow("macFrench") << french << encoded(french, "macintosh") << "macintosh";
+    const QString macQuotes = faqHeader + QStringLiteral("Snake’s codec isn’t “broken”; you’ll find Otacon’s note.\n")
+                                              .repeated(4);
+    QTest::newRow("macEnglish") << macQuotes << encoded(macQuotes, "macintosh") << "macintosh";
+    const QString baltic = faqHeader + QStringLiteral("Žaidimo „Heroes III“ vadovas. Pradžioje pastatykite tavernas ir "
+                                                      "rinkite auksą; herojai stiprėja kovodami.\n")
+                                           .repeated(3);
+    QTest::newRow("windowsBaltic") << baltic << encoded(baltic, "windows-1257") << "windows-1257";
     // A DOS end-of-file mark is not text.
     QTest::newRow("dosEndMark") << western << QByteArray(encoded(western, "windows-1252") + '\x1A') << "windows-1252";
     // Four bytes the detector takes for a Mac page: too little to trust over Windows-1252.
