@@ -1,0 +1,122 @@
+#include "TextReader.h"
+
+#include "FindBar.h"
+#include "SectionList.h"
+#include "system/SettingsStore.h"
+
+#include <QAction>
+#include <QFutureWatcher>
+#include <QSplitter>
+#include <QStyle>
+#include <QTextDocument>
+#include <QTextEdit>
+#include <QVBoxLayout>
+#include <QtConcurrent>
+
+namespace {
+
+// How long the typing in an edited text pauses before its sections are found again.
+constexpr int editPause = 800;
+
+} // namespace
+
+TextReader::TextReader(QTextEdit *edit, QWidget *parent)
+    : QWidget(parent),
+      m_edit(edit),
+      m_splitter(new QSplitter(Qt::Horizontal, this)),
+      lstSections(new SectionList(edit, this)),
+      m_findBar(new FindBar(edit, this)),
+      m_sectionsAction(new QAction(this))
+{
+    setObjectName(QStringLiteral("TextReader"));
+    m_splitter->setObjectName(QStringLiteral("picSections"));
+    m_splitter->addWidget(lstSections);
+    m_splitter->addWidget(edit);
+    m_splitter->setChildrenCollapsible(false);
+    m_splitter->setStretchFactor(1, 1);
+    lstSections->setMinimumWidth(80);
+    lstSections->hide();
+    m_findBar->HandleKeysOf(lstSections);
+
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(m_splitter, 1);
+    layout->addWidget(m_findBar);
+
+    m_sectionsAction->setObjectName(QStringLiteral("actSections"));
+    m_sectionsAction->setText(QStringLiteral("&Sections"));
+    m_sectionsAction->setIcon(
+        QIcon::fromTheme(QStringLiteral("view-list-tree"), style()->standardIcon(QStyle::SP_FileDialogListView)));
+    m_sectionsWanted = GetSetting(SettingKeys::ViewSections) != QLatin1String("0");
+    UseSectionsAction(m_sectionsAction);
+
+    m_finding.setSingleShot(true);
+    connect(&m_finding, &QTimer::timeout, this, &TextReader::findSections);
+    connect(edit, &QTextEdit::textChanged, this, &TextReader::textChanged);
+    textChanged();
+}
+
+void TextReader::UseSectionsAction(QAction *action)
+{
+    if (action != m_sectionsAction) {
+        delete m_sectionsAction;
+        m_sectionsAction = action;
+    }
+    action->setCheckable(true);
+    action->setChecked(m_sectionsWanted);
+    action->setEnabled(!lstSections->Sections().isEmpty());
+    action->setToolTip(QStringLiteral("Show or hide the list of the text's sections"));
+    connect(action, &QAction::triggered, this, [this](bool checked) {
+        m_sectionsWanted = checked;
+        SaveSetting(SettingKeys::ViewSections, checked ? QStringLiteral("1") : QStringLiteral("0"));
+        applySectionsShown();
+    });
+}
+
+void TextReader::textChanged()
+{
+    QTextDocument *document = m_edit->document();
+    // A text the user cannot edit changes only when another takes its place (or it is cleared).
+    if (document != m_document || m_edit->isReadOnly()) {
+        m_document = document;
+        ++m_generation;
+        m_findBar->Forget();
+        showSections({});
+        m_finding.start(0);
+    } else {
+        m_findBar->TextEdited();
+        m_finding.start(editPause);
+    }
+}
+
+void TextReader::findSections()
+{
+    const quint64 generation = ++m_generation;
+    if (m_edit->document()->isEmpty())
+        return;
+    // The paragraphs are read here, where the document lives; the search for headings in them,
+    // which looks at each line and its neighbours, runs on a worker thread.
+    auto *watcher = new QFutureWatcher<QList<Section>>(this);
+    connect(watcher, &QFutureWatcherBase::finished, this, [this, watcher, generation] {
+        watcher->deleteLater();
+        if (generation == m_generation)
+            showSections(watcher->result());
+    });
+    watcher->setFuture(QtConcurrent::run(FindSections, DocumentBlocks(m_edit->document())));
+}
+
+void TextReader::showSections(const QList<Section> &sections)
+{
+    if (sections.isEmpty() && lstSections->Sections().isEmpty())
+        return;
+    lstSections->SetSections(sections);
+    m_sectionsAction->setEnabled(!sections.isEmpty());
+    applySectionsShown();
+}
+
+void TextReader::applySectionsShown()
+{
+    const bool shown = m_sectionsWanted && !lstSections->Sections().isEmpty();
+    lstSections->setVisible(shown);
+}
