@@ -6,6 +6,7 @@
 #include "reader/FindBar.h"
 #include "reader/SectionList.h"
 #include "reader/Sections.h"
+#include "reader/ShownPart.h"
 #include "reader/TextReader.h"
 #include "rtf/RtfWriter.h"
 #include "system/SettingsStore.h"
@@ -79,8 +80,8 @@ struct View
     }
     QString count() const { return bar->findChild<QLabel *>(QStringLiteral("lblMatches"))->text(); }
     QString selected() const { return text->textCursor().selectedText(); }
-    // The line at the top of the view (the pixel row between two lines belongs to the upper one).
-    int top() const { return text->cursorForPosition(QPoint(0, 1)).block().position(); }
+    // The line at the top of the view.
+    int top() const { return text->document()->findBlock(FirstShownPosition(text)).position(); }
 };
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "FindBar.h"
 
+#include "ShownPart.h"
+
 #include <QApplication>
 #include <QCheckBox>
 #include <QHBoxLayout>
@@ -274,9 +276,8 @@ void FindBar::markVisible()
     const QTextDocument *document = m_edit->document();
     if (isVisible() && !m_matches.isEmpty() && m_plainOf == document) {
         // A screenful on either side, so that a little scrolling shows its marks at once.
-        const QRect area = m_edit->viewport()->rect();
-        const int top = m_edit->cursorForPosition(area.topLeft()).block().position();
-        const QTextBlock bottom = m_edit->cursorForPosition(area.bottomRight()).block();
+        const int top = document->findBlock(FirstShownPosition(m_edit)).position();
+        const QTextBlock bottom = document->findBlock(LastShownPosition(m_edit));
         const int span = bottom.position() + bottom.length() - top;
         const int end = std::min(top + 2 * span, document->characterCount() - 1);
         auto from = std::lower_bound(m_matches.cbegin(), m_matches.cend(), top - span - m_length);

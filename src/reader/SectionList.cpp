@@ -1,5 +1,7 @@
 #include "SectionList.h"
 
+#include "ShownPart.h"
+
 #include <QAbstractTextDocumentLayout>
 #include <QScrollBar>
 #include <QTextBlock>
@@ -75,11 +77,11 @@ void SectionList::follow()
     int row = m_chosenRow;
     if (m_chosenRow < 0 || m_edit->verticalScrollBar()->value() != m_chosenScroll) {
         m_chosenRow = -1;
-        // The first pixel row is where the line above ends when a heading was scrolled to the top.
         // With the end of the text in view, the last heading in view is where the reader is.
-        const QTextCursor bottom = m_edit->cursorForPosition(QPoint(0, m_edit->viewport()->height() - 1));
-        const bool atEnd = m_edit->verticalScrollBar()->value() > 0 && !bottom.block().next().isValid();
-        const int top = atEnd ? bottom.position() : m_edit->cursorForPosition(QPoint(0, 1)).position();
+        const int bottom = LastShownPosition(m_edit);
+        const bool atEnd =
+            m_edit->verticalScrollBar()->value() > 0 && !m_edit->document()->findBlock(bottom).next().isValid();
+        const int top = atEnd ? bottom : FirstShownPosition(m_edit);
         const auto after = std::upper_bound(m_sections.cbegin(), m_sections.cend(), top,
                                             [](int at, const Section &section) { return at < section.position; });
         // Above the first heading none is selected.

@@ -37,6 +37,7 @@ TextReader::TextReader(QTextEdit *edit, QWidget *parent)
     lstSections->setMinimumWidth(80);
     lstSections->hide();
     m_findBar->HandleKeysOf(lstSections);
+    connect(m_splitter, &QSplitter::splitterMoved, this, [this] { m_listWidth = lstSections->width(); });
 
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -82,7 +83,9 @@ void TextReader::textChanged()
         m_document = document;
         ++m_generation;
         m_findBar->Forget();
-        showSections({});
+        // The list keeps its place until the new text's sections are known: hiding it and showing
+        // it again would have the text laid out twice over.
+        lstSections->SetSections({});
         m_finding.start(0);
     } else {
         m_findBar->TextEdited();
@@ -93,8 +96,10 @@ void TextReader::textChanged()
 void TextReader::findSections()
 {
     const quint64 generation = ++m_generation;
-    if (m_edit->document()->isEmpty())
+    if (m_edit->document()->isEmpty()) {
+        showSections({});
         return;
+    }
     // The paragraphs are read here, where the document lives; the search for headings in them,
     // which looks at each line and its neighbours, runs on a worker thread.
     auto *watcher = new QFutureWatcher<QList<Section>>(this);
@@ -108,8 +113,6 @@ void TextReader::findSections()
 
 void TextReader::showSections(const QList<Section> &sections)
 {
-    if (sections.isEmpty() && lstSections->Sections().isEmpty())
-        return;
     lstSections->SetSections(sections);
     m_sectionsAction->setEnabled(!sections.isEmpty());
     applySectionsShown();
@@ -118,5 +121,14 @@ void TextReader::showSections(const QList<Section> &sections)
 void TextReader::applySectionsShown()
 {
     const bool shown = m_sectionsWanted && !lstSections->Sections().isEmpty();
+    if (shown && lstSections->isHidden()) {
+        // The list takes its width from the text, never more than a third of it: a text squeezed
+        // narrow is laid out again as a great many short lines, which holds a long one up.
+        const int whole = m_splitter->width();
+        const int list = std::min(m_listWidth > 0 ? m_listWidth : lstSections->sizeHint().width(), whole / 3);
+        lstSections->show();
+        if (whole > 0)
+            m_splitter->setSizes({list, whole - list - m_splitter->handleWidth()});
+    }
     lstSections->setVisible(shown);
 }

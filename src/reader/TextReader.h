@@ -49,4 +49,6 @@ private:
     // Counts the texts shown, so that sections found for one that went are dropped.
     quint64 m_generation = 0;
     bool m_sectionsWanted = true;
+    // The list's width as the user last dragged it; 0 until then.
+    int m_listWidth = 0;
 };
