@@ -255,10 +255,24 @@ void tst_reader::findBarInFileWindow()
     QTest::keyClick(text, Qt::Key_Escape);
     QTRY_VERIFY(!viewer);
 
-    // The window's toolbar shows and hides the sections.
+    // While the text is edited, the matches are counted again and the cursor stays where the user types.
     viewer = new FileViewer(&host);
-    viewer->Open(FileViewer::ViewMode, 18, 1, 1, QString(), 1, 1, QString(), QStringLiteral("Guide"),
+    viewer->Open(FileViewer::EditMode, 18, 1, 1, QString(), 1, 1, QString(), QStringLiteral("Guide"),
                  rtf(fixture(QStringLiteral("walkthrough.txt"))));
+    QVERIFY(QTest::qWaitForWindowActive(viewer));
+    text = viewer->findChild<QTextEdit *>(QStringLiteral("rtbText"));
+    bar = viewer->findChild<FindBar *>();
+    QTest::keyClick(text, Qt::Key_F, Qt::ControlModifier);
+    QTest::keyClicks(QApplication::focusWidget(), QStringLiteral("lantern"));
+    QTRY_COMPARE(bar->MatchCount(), 3);
+    text->setFocus();
+    QTest::keyClick(text, Qt::Key_End, Qt::ControlModifier);
+    QTest::keyClicks(text, QStringLiteral(" Lantern"));
+    QTRY_COMPARE(bar->MatchCount(), 4);
+    QCOMPARE(text->textCursor().position(), text->document()->characterCount() - 1);
+    QCOMPARE(text->textCursor().hasSelection(), false);
+
+    // The window's toolbar shows and hides the sections.
     auto *sections = viewer->findChild<SectionList *>();
     QAction *toggle = viewer->findChild<QToolBar *>(QStringLiteral("tbrMain"))->actions().constLast();
     QTRY_VERIFY(sections->isVisible());
@@ -266,7 +280,6 @@ void tst_reader::findBarInFileWindow()
     toggle->trigger();
     QVERIFY(sections->isHidden());
     QCOMPARE(GetSetting(SettingKeys::ViewSections), QStringLiteral("0"));
-    viewer->close();
 }
 
 void tst_reader::sectionsBesideText()

@@ -18,6 +18,7 @@
 #include <QToolButton>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -108,7 +109,10 @@ FindBar::FindBar(QTextEdit *edit, QWidget *parent)
     m_marking.setInterval(0);
     connect(&m_typing, &QTimer::timeout, this, &FindBar::search);
     connect(&m_marking, &QTimer::timeout, this, &FindBar::markVisible);
-    connect(txtFind, &QLineEdit::textChanged, &m_typing, qOverload<>(&QTimer::start));
+    connect(txtFind, &QLineEdit::textChanged, this, [this] {
+        m_textEdited = false;
+        m_typing.start();
+    });
     connect(chkMatchCase, &QCheckBox::toggled, this, &FindBar::search);
     connect(cmdPrevious, &QToolButton::clicked, this, &FindBar::FindPrevious);
     connect(cmdNext, &QToolButton::clicked, this, &FindBar::FindNext);
@@ -170,6 +174,7 @@ void FindBar::Forget()
     if (isVisible()) {
         const bool hadFocus = isAncestorOf(QApplication::focusWidget());
         hide();
+        removeMarks();
         if (hadFocus)
             m_edit->setFocus(Qt::OtherFocusReason);
     }
@@ -179,8 +184,10 @@ void FindBar::Forget()
 void FindBar::TextEdited()
 {
     m_plainStale = true;
-    if (isVisible())
+    if (isVisible()) {
+        m_textEdited = true;
         m_typing.start();
+    }
 }
 
 void FindBar::step(qsizetype direction)
@@ -215,6 +222,8 @@ const QString &FindBar::plainText()
 void FindBar::search()
 {
     m_typing.stop();
+    // Matches looked for again after an edit of the text leave the cursor where the user types.
+    const bool jump = !std::exchange(m_textEdited, false);
     const QString needle = txtFind->text();
     const QString &text = plainText();
     m_matches.clear();
@@ -229,13 +238,13 @@ void FindBar::search()
             m_current = from == m_matches.cend() ? 0 : from - m_matches.cbegin();
         }
     }
-    showCurrent();
+    showCurrent(jump);
 }
 
-void FindBar::showCurrent()
+void FindBar::showCurrent(bool select)
 {
     showCount();
-    if (m_current >= 0) {
+    if (m_current >= 0 && select) {
         const int at = m_matches.at(m_current);
         QTextCursor cursor(m_edit->document());
         cursor.setPosition(at);
@@ -271,10 +280,12 @@ void FindBar::removeMarks()
 void FindBar::markVisible()
 {
     m_marking.stop();
+    if (isHidden())
+        return;
     QList<QTextEdit::ExtraSelection> marks = m_edit->extraSelections();
     marks.removeIf([](const QTextEdit::ExtraSelection &mark) { return mark.format.hasProperty(findMark); });
     const QTextDocument *document = m_edit->document();
-    if (isVisible() && !m_matches.isEmpty() && m_plainOf == document) {
+    if (!m_matches.isEmpty() && m_plainOf == document) {
         // A screenful on either side, so that a little scrolling shows its marks at once.
         const int top = document->findBlock(FirstShownPosition(m_edit)).position();
         const QTextBlock bottom = document->findBlock(LastShownPosition(m_edit));

@@ -51,7 +51,8 @@ protected:
 private:
     void search();
     void step(qsizetype direction);
-    void showCurrent();
+    // Counts and marks the matches; `select` selects the current one and brings it into view.
+    void showCurrent(bool select = true);
     // Marks the matches near the part of the text in view, with the other marks the text has.
     void markVisible();
     void removeMarks();
@@ -78,4 +79,6 @@ private:
     qsizetype m_current = -1;
     // Where the search goes from: the reader's place when the bar opened, then the current match.
     int m_anchor = 0;
+    // The search to run was asked for by an edit of the text, not by the bar.
+    bool m_textEdited = false;
 };
