@@ -3,6 +3,7 @@
 #include "FindBar.h"
 #include "SectionList.h"
 #include "system/SettingsStore.h"
+#include "widgets/RichTextLoader.h"
 
 #include <QAction>
 #include <QFutureWatcher>
@@ -97,7 +98,10 @@ void TextReader::findSections()
 {
     const quint64 generation = ++m_generation;
     if (m_edit->document()->isEmpty()) {
-        showSections({});
+        // A long text shows empty while it is read, and the list keeps its place for it.
+        const auto *loader = m_edit->findChild<RichTextLoader *>();
+        if (!loader || !loader->IsLoading())
+            showSections({});
         return;
     }
     // The paragraphs are read here, where the document lives; the search for headings in them,
