@@ -117,6 +117,13 @@ void tst_reader::sectionsOfGuides_data()
                                                         QStringLiteral("  2.2 The Old Mine"),
                                                         QStringLiteral("IV. Bosses"),
                                                         QStringLiteral("Chapter 5: Secrets")};
+    QTest::newRow("starBoxesAndUnderlines") << QStringLiteral("stars.txt")
+                                            << QStringList{QStringLiteral("IRON HARBOR - BOSS GUIDE"),
+                                                           QStringLiteral("Introduction"),
+                                                           QStringLiteral("THE BOSSES"),
+                                                           QStringLiteral("Captain Vorn"),
+                                                           QStringLiteral("The Drowned King"),
+                                                           QStringLiteral("LEGAL")};
     QTest::newRow("dosBoxesAndTable") << QStringLiteral("boxes.txt")
                                       << QStringList{QStringLiteral("DRAGON SAGA III"), QStringLiteral("PROLOGUE"),
                                                      QStringLiteral("Chapter One: The Ember Road")};

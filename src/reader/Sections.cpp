@@ -262,7 +262,10 @@ Line readLine(const QString &raw)
         line.ruler = true;
         return line;
     }
-    if (text.size() >= 2 && isFrameChar(text.front()) && text.back() == text.front()) {
+    // A box of stars or hashes needs blanks inside its sides: "*Spoilers*" is no box.
+    const bool markedBox = text.size() >= 4 && (text.front() == QLatin1Char('*') || text.front() == QLatin1Char('#')) &&
+                           text.back() == text.front() && isBlankChar(text[1]) && isBlankChar(text[text.size() - 2]);
+    if (markedBox || (text.size() >= 2 && isFrameChar(text.front()) && text.back() == text.front())) {
         line.framed = true;
         text = trimmed(text.sliced(1, text.size() - 2));
     } else {
