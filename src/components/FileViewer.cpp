@@ -4,6 +4,7 @@
 #include "data/ShortDesc.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
+#include "reader/TextReader.h"
 #include "rtf/RtfWriter.h"
 #include "system/ErrObject.h"
 #include "system/Prompts.h"
@@ -104,6 +105,9 @@ FileViewer::FileViewer(QWidget *parent)
     cmdWrap->setEnabled(false);
     cmdWrap->setToolTip(QStringLiteral("Wrap the lines of a fixed-pitch text at the window's edge"));
     tbrMain->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    // The text with its find bar and list of sections, shown and hidden from the toolbar.
+    auto *reader = new TextReader(rtbText, this);
+    tbrMain->addAction(reader->SectionsAction());
     OpenToKeyboard(tbrMain);
     rtbText->setAccessibleName(QStringLiteral("Text"));
     LeaveWithCtrlTab(rtbText);
@@ -123,7 +127,7 @@ FileViewer::FileViewer(QWidget *parent)
     auto *layout = new QVBoxLayout(this);
     layout->addLayout(bars);
     layout->addLayout(fields);
-    layout->addWidget(rtbText, 1);
+    layout->addWidget(reader, 1);
     resize(720, 560);
 
     connect(cmdSave, &QAction::triggered, this, &FileViewer::Save);

@@ -34,6 +34,8 @@ public:
     QAction *mnuViewLeft;
     QAction *mnuViewBottom;
     QAction *mnuViewWrap;
+    // The list of the shown text's sections beside it, which the file view's reader drives.
+    QAction *mnuViewSections;
     QAction *mnuViewNextPane;
     QAction *mnuViewPreviousPane;
     QAction *mnuViewBrowser;

@@ -10,6 +10,7 @@
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
 #include "modMain.h"
+#include "reader/TextReader.h"
 #include "store/StoreAddress.h"
 #include "store/StoreError.h"
 #include "system/Contrast.h"
@@ -173,6 +174,7 @@ void frmMain::connectMenu()
     connect(m_menu->mnuViewTop, &QAction::triggered, this, &frmMain::mnuViewTop_Click);
     connect(m_menu->mnuViewLeft, &QAction::triggered, this, &frmMain::mnuViewLeft_Click);
     connect(m_menu->mnuViewBottom, &QAction::triggered, this, &frmMain::mnuViewBottom_Click);
+    m_ctlView->Reader()->UseSectionsAction(m_menu->mnuViewSections);
     connect(m_menu->mnuViewNextPane, &QAction::triggered, this, [this] { mnuViewPane_Click(1); });
     connect(m_menu->mnuViewPreviousPane, &QAction::triggered, this, [this] { mnuViewPane_Click(-1); });
     connect(m_menu->mnuViewQuickClip, &QAction::triggered, this, [this] {

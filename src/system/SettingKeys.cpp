@@ -111,6 +111,7 @@ QList<SettingKey> All()
                           ViewSelTab,
                           ViewWrapLines,
                           FileWindowWrapLines,
+                          ViewSections,
                           BrowsePopups,
                           BrowseSearchPage,
                           ImportFolder,

@@ -56,6 +56,8 @@ constexpr SettingKey ViewSelTab{"View", "SelTab", "1"};
 // window's edge ("1") or keeps its lines as written ("0").
 constexpr SettingKey ViewWrapLines{"View", "WrapLines", "0"};
 constexpr SettingKey FileWindowWrapLines{"FileWindow", "WrapLines", "0"};
+// Whether a text's list of sections shows beside it, in the file view and in file windows alike.
+constexpr SettingKey ViewSections{"View", "Sections", "1"};
 
 constexpr SettingKey BrowsePopups{"BrowseSettings", "Popups", "1"};
 // The page the browser's Search button opens.

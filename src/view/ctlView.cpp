@@ -6,6 +6,7 @@
 #include "components/FileViewer.h"
 #include "components/PrintJob.h"
 #include "data/modADO.h"
+#include "reader/TextReader.h"
 #include "rtf/RtfReader.h"
 #include "system/SettingsStore.h"
 #include "system/Twips.h"
@@ -177,7 +178,9 @@ void ctlView::buildFilesTab(QWidget *tab)
             [this](const QPoint &pos) { rtbText_MouseDown(rtbText->viewport()->mapToGlobal(pos)); });
 
     picSplitter->addWidget(lvFiles);
-    picSplitter->addWidget(rtbText);
+    // The text with its find bar and list of sections.
+    m_reader = new TextReader(rtbText);
+    picSplitter->addWidget(m_reader);
     picSplitter->setChildrenCollapsible(false);
     picSplitter->setHandleWidth(5);
     picSplitter->handle(1)->setObjectName(QStringLiteral("imgS2"));

@@ -24,6 +24,7 @@ class QTextDocument;
 class QTextEdit;
 class QToolBar;
 class RichTextLoader;
+class TextReader;
 class modADO;
 struct SettingKey;
 
@@ -117,6 +118,7 @@ public:
     void SetWrapLines(bool wrap);
     // Whether the text shown is a fixed-pitch one, which Wrap Lines is for.
     bool ShowsFixedPitchText() const { return m_fixedPitch; }
+    TextReader *Reader() const { return m_reader; }
     // The viewer/editor opened last, while its window is open.
     FileViewer *Editor() const;
 
@@ -232,6 +234,7 @@ private:
     QString m_addedKey;
     bool m_showAddedPending = false;
     RichTextLoader *m_textLoader = nullptr;
+    TextReader *m_reader = nullptr;
     // A phrase to mark once the text being read shows.
     QString m_pendingPhrase;
     // The stored text of the file shown.
