@@ -237,6 +237,9 @@ void tst_reader::findBarInFileView()
     QVERIFY(shelf.showFile(QStringLiteral("Other")));
     QVERIFY(shelf.bar->isHidden());
     QCOMPARE(shelf.bar->MatchCount(), 0);
+    // The text's pop-up menu opens it too.
+    shelf.view.findChild<QAction *>(QStringLiteral("mnuFindInText"))->trigger();
+    QVERIFY(shelf.bar->isVisible());
 }
 
 void tst_reader::findBarInFileWindow()

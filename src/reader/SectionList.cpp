@@ -33,7 +33,7 @@ SectionList::SectionList(QTextEdit *edit, QWidget *parent) : QListWidget(parent)
 
 QSize SectionList::sizeHint() const
 {
-    return {fontMetrics().averageCharWidth() * 26, QListWidget::sizeHint().height()};
+    return {fontMetrics().averageCharWidth() * 32, QListWidget::sizeHint().height()};
 }
 
 void SectionList::SetSections(const QList<Section> &sections)

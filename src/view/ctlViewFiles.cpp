@@ -7,6 +7,8 @@
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
 #include "components/FileTextReader.h"
+#include "reader/FindBar.h"
+#include "reader/TextReader.h"
 #include "components/FileViewer.h"
 #include "components/GameSelector.h"
 #include "data/FileTable.h"
@@ -101,6 +103,11 @@ void ctlView::buildMenus()
     selectAll->setShortcut(QKeySequence::SelectAll);
     selectAll->setShortcutContext(Qt::WidgetShortcut);
     connect(selectAll, &QAction::triggered, rtbText, &QTextEdit::selectAll);
+    // Ctrl+F itself reaches the find bar from the text; the menu shows where to find it.
+    QAction *find = addItem(mnuQuickMenu, "mnuFindInText", QStringLiteral("&Find in Text..."));
+    find->setShortcut(QKeySequence::Find);
+    find->setShortcutContext(Qt::WidgetShortcut);
+    connect(find, &QAction::triggered, this, [this] { m_reader->Finder()->Open(); });
 }
 
 QString ctlView::GameKey() const
