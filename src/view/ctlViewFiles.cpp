@@ -389,10 +389,10 @@ void ctlView::mnuFileReopen_Click()
     // The text stored now goes into the day's backup first; a shared library keeps none here.
     const QSqlDatabase db = m_store->Connection();
     if (StoreAddress::IsShared(db)) {
-        if (MsgBox(QStringLiteral("This library is shared on a server, where Lorekeep keeps no backup of its own: "
-                                  "the text of \u201C%1\u201D kept now will not be kept anywhere once it is "
-                                  "replaced.\n\nReplace it?")
-                       .arg(loaded.desc),
+        if (MsgBox(QStringLiteral("\u201C%1\u201D will be read again as %2. This library is shared on a server, where "
+                                  "Lorekeep keeps no backups, so the text it holds now will not be kept.\n\nReplace "
+                                  "the text?")
+                       .arg(loaded.desc, TextEncodings::Find(encoding)->Label),
                    MsgButtons::YesNo, MsgIcon::Question) != MsgResult::Yes)
             return;
     } else if (!BackupJob::KeepText(window(), db, id, loaded.txt_rtf)) {
