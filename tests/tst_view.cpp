@@ -584,7 +584,7 @@ void tst_view::reopenWithEncoding()
     // The list starts on the encoding detected, its preview the first 60 lines, and follows the keys.
     ScriptedPrompts prompts;
     const auto pick = [&](const QString &label, const QString &startsOn) {
-        whenModal<frmReopenEncoding>("frmReopenEncoding", [=](frmReopenEncoding *dialog) {
+        whenModalShown<frmReopenEncoding>("frmReopenEncoding", [=](frmReopenEncoding *dialog) {
             auto *list = dialog->findChild<QListWidget *>(QStringLiteral("lstEncodings"));
             auto *preview = dialog->findChild<QPlainTextEdit *>(QStringLiteral("txtPreview"));
             QCOMPARE(list->currentItem()->text(), startsOn);

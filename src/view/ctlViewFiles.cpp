@@ -6,6 +6,7 @@
 
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
+#include "components/BackgroundWork.h"
 #include "components/BackupJob.h"
 #include "components/FileTextReader.h"
 #include "components/FileViewer.h"
@@ -31,6 +32,7 @@
 #include <QTextDocumentFragment>
 #include <QTextEdit>
 
+#include <functional>
 #include <memory>
 
 namespace {
@@ -348,9 +350,39 @@ void ctlView::mnuFileReopen_Click()
     const QString key = item->Key();
     const FileRow loaded{id, reader.GameId(), reader.SubCat(), reader.Source(), reader.Desc(), reader.TextRTF()};
     const QString path = FileImport::LocalSource(loaded.src);
+    // Reading, detecting and converting a large file take a while: on a worker thread, with the
+    // window alive and, past half a second, a progress window.
+    const auto inBackground = [this](const QString &text, const std::function<void()> &work) {
+        QString error;
+        return BackgroundWork::Run(
+                   window(), QStringLiteral("Reopen With Encoding"),
+                   [&work](const BackgroundWork::Report &, QString *) {
+                       work();
+                       return true;
+                   },
+                   [&text](const BackgroundWork::Step &) {
+                       return BackgroundWork::Shown{-1, text};
+                   },
+                   &error) == BackgroundWork::Outcome::Done;
+    };
     QByteArray bytes;
     QString why;
-    if (path.isEmpty() || !FileImport::ReadBytes(path, &bytes, &why)) {
+    bool read = false;
+    QString detected;
+    if (path.isEmpty()) {
+        MsgBox(QStringLiteral("\u201C%1\u201D was not imported from a file on this computer, so there is nothing to "
+                              "read again.")
+                   .arg(loaded.desc),
+               MsgButtons::OK, MsgIcon::Information);
+        return;
+    }
+    if (!inBackground(QStringLiteral("Reading the file..."), [&] {
+            read = FileImport::ReadBytes(path, &bytes, &why);
+            if (read && !m_reopenedAs.contains(id))
+                detected = TextDecoder::Decode(bytes).Encoding;
+        }))
+        return;
+    if (!read) {
         const QString prefix = QStringLiteral("cannot be read: ");
         MsgBox(why == QLatin1String("not found")
                    ? QStringLiteral("The file \u201C%1\u201D is no longer there, so its text cannot be read again.")
@@ -371,12 +403,14 @@ void ctlView::mnuFileReopen_Click()
                MsgButtons::OK, MsgIcon::Information);
         return;
     }
-    const QString start = m_reopenedAs.value(id, TextDecoder::Decode(bytes).Encoding);
-    frmReopenEncoding dialog(window(), path, bytes, start);
+    frmReopenEncoding dialog(window(), path, bytes, m_reopenedAs.value(id, detected));
     if (dialog.exec() != QDialog::Accepted || dialog.Encoding().isEmpty())
         return;
     const QString encoding = dialog.Encoding();
-    const FileConversion::Converted converted = FileConversion::FromBytes(suffix, bytes, encoding);
+    FileConversion::Converted converted;
+    if (!inBackground(QStringLiteral("Reading the file as %1...").arg(TextEncodings::Find(encoding)->Label),
+                      [&] { converted = FileConversion::FromBytes(suffix, bytes, encoding); }))
+        return;
     if (!converted.Skipped.isEmpty()) {
         MsgBox(
             QStringLiteral("Read as %1, \u201C%2\u201D is %3; its text was left as it is.")
