@@ -11,6 +11,7 @@
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QVBoxLayout>
 
 namespace {
@@ -55,9 +56,13 @@ frmReopenEncoding::frmReopenEncoding(QWidget *parent, const QString &path, const
     replace->setObjectName(QStringLiteral("cmdReplace"));
     replace->setDefault(true);
 
+    // The whole of every label, without a scroll bar across.
+    lstEncodings->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    lstEncodings->setMinimumWidth(lstEncodings->sizeHintForColumn(0) + 2 * lstEncodings->frameWidth() +
+                                  lstEncodings->verticalScrollBar()->sizeHint().width() + 8);
     auto *panes = new QHBoxLayout;
-    panes->addWidget(lstEncodings, 1);
-    panes->addWidget(txtPreview, 3);
+    panes->addWidget(lstEncodings);
+    panes->addWidget(txtPreview, 1);
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(lblFile);
     layout->addLayout(panes, 1);
@@ -83,6 +88,14 @@ QString frmReopenEncoding::Encoding() const
 {
     const QListWidgetItem *item = lstEncodings->currentItem();
     return item ? item->data(Qt::UserRole).toString() : QString();
+}
+
+void frmReopenEncoding::showEvent(QShowEvent *event)
+{
+    QDialog::showEvent(event);
+    // The list is laid out only now; Big5 at its foot would start out of sight.
+    if (QListWidgetItem *item = lstEncodings->currentItem())
+        lstEncodings->scrollToItem(item, QAbstractItemView::PositionAtCenter);
 }
 
 void frmReopenEncoding::showPreview()

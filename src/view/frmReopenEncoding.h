@@ -27,6 +27,9 @@ public:
     // The usual name of the encoding chosen; empty while none is.
     QString Encoding() const;
 
+protected:
+    void showEvent(QShowEvent *event) override;
+
 private:
     void showPreview();
 
