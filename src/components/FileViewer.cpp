@@ -1,6 +1,7 @@
 #include "FileViewer.h"
 
 #include "RichTextToolBar.h"
+#include "data/FileTable.h"
 #include "data/ShortDesc.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
@@ -15,6 +16,7 @@
 #include "widgets/TextEditor.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCloseEvent>
 #include <QComboBox>
 #include <QFormLayout>
@@ -215,6 +217,20 @@ bool FileViewer::CloseAll(QObject *owner)
     for (FileViewer *window : windows)
         allClosed = (!window->isVisible() || window->close()) && allClosed;
     return allClosed;
+}
+
+void FileViewer::FollowReplaced(const FileRow &row)
+{
+    for (QWidget *window : QApplication::topLevelWidgets()) {
+        auto *viewer = qobject_cast<FileViewer *>(window);
+        if (!viewer || viewer->m_mode == NewMode || viewer->m_fileId != row.auto_id || viewer->IsDirty())
+            continue;
+        viewer->m_storedRtf = row.txt_rtf;
+        viewer->m_loading = true;
+        viewer->LoadText(row.txt_rtf);
+        viewer->m_loading = false;
+        viewer->ApplyMode();
+    }
 }
 
 void FileViewer::closeEvent(QCloseEvent *event)

@@ -16,6 +16,7 @@
 #include "system/Contrast.h"
 #include "system/Prompts.h"
 #include "system/SettingsStore.h"
+#include "system/TextEncodings.h"
 #include "system/Twips.h"
 #include "tree/ctlTree.h"
 #include "view/ctlView.h"
@@ -347,6 +348,15 @@ void frmMain::mnuFileImport_Click(bool folder)
     options.InitDir = GetSetting(SettingKeys::ImportFolder);
     if (options.InitDir.isEmpty() || !QFileInfo(options.InitDir).isDir())
         options.InitDir = QDir::homePath();
+    // Automatic unless the user says otherwise, each time: a named encoding left over from an
+    // earlier import would garble the next one.
+    const QVector<TextEncodings::Encoding> &encodings = TextEncodings::All();
+    int chosen = 0;
+    options.ChoiceLabel = QStringLiteral("&Encoding:");
+    options.Choices << QStringLiteral("Automatic");
+    for (const TextEncodings::Encoding &encoding : encodings)
+        options.Choices << encoding.Label;
+    options.Chosen = &chosen;
     QStringList paths;
     if (folder) {
         const std::optional<QString> chosen = Prompts::current().GetFolder(options);
@@ -358,7 +368,7 @@ void frmMain::mnuFileImport_Click(bool folder)
     if (paths.isEmpty())
         return;
     SaveSetting(SettingKeys::ImportFolder, folder ? paths.constFirst() : QFileInfo(paths.constFirst()).absolutePath());
-    m_ctlTree->ImportFiles(QString(), paths);
+    m_ctlTree->ImportFiles(QString(), paths, chosen > 0 ? encodings.at(chosen - 1).Name : QString());
 }
 
 void frmMain::ReloadAll()

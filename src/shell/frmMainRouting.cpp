@@ -106,7 +106,8 @@ void frmMain::connectPanes()
             &frmMain::PrintFromViewer);
     connect(m_ctlTree, &ctlTree::AddToView, m_ctlView, &ctlView::AddListItem);
     // Files dropped on the list go to its game through the tree, which counts them in.
-    connect(m_ctlView, &ctlView::DropFiles, m_ctlTree, &ctlTree::ImportFiles);
+    connect(m_ctlView, &ctlView::DropFiles, m_ctlTree,
+            [this](const QString &strGameKey, const QStringList &paths) { m_ctlTree->ImportFiles(strGameKey, paths); });
     m_ctlTree->setBrowsedPage({[this] { return m_ctlView->BrowseURL(); },
                                [this] { return m_ctlView->BrowsePageTitle(); },
                                [this](const QObject *source) {

@@ -46,8 +46,9 @@ constexpr Signature binarySignatures[] = {
 
 bool isControl(char16_t c)
 {
+    // Shift out and shift in switch ISO-2022-KR between ASCII and Korean.
     return c < 0x20 && c != '\t' && c != '\n' && c != '\r' && c != '\f' && c != '\v' && c != 0x1B && c != 0x08 &&
-           c != 0x1A;
+           c != 0x1A && c != 0x0E && c != 0x0F;
 }
 
 QString usualName(QString name)
@@ -343,6 +344,18 @@ QString settledGuess(QString guess, QByteArrayView bytes)
     return punctuationOnly ? QStringLiteral("windows-1252") : guess;
 }
 
+// A text decoded from UTF-16 or UTF-32 without the padding old files end in; false when it is
+// mostly control characters, as a binary file read so is.
+bool settleWide(QString *text)
+{
+    while (text->endsWith(QChar(0x1A)) || text->endsWith(QChar(0)))
+        text->chop(1);
+    const QStringView sample = QStringView(*text).first(std::min(text->size(), sampleLength));
+    const qsizetype controls =
+        std::count_if(sample.begin(), sample.end(), [](QChar c) { return c.isNull() || isControl(c.unicode()); });
+    return controls * 20 <= sample.size();
+}
+
 } // namespace
 
 namespace TextDecoder {
@@ -404,13 +417,8 @@ Decoded Decode(QByteArrayView bytes)
     if (!out.Encoding.isEmpty()) {
         // A file that says what it is gets what it holds, odd bytes and all.
         DecodeAs(bytes.sliced(markLength), out.Encoding, &out.Text);
-        while (out.Text.endsWith(QChar(0x1A)) || out.Text.endsWith(QChar(0)))
-            out.Text.chop(1);
         // Zeros in every other byte also make up much of some binary formats.
-        const QStringView sample = QStringView(out.Text).first(std::min(out.Text.size(), sampleLength));
-        const qsizetype controls =
-            std::count_if(sample.begin(), sample.end(), [](QChar c) { return c.isNull() || isControl(c.unicode()); });
-        if (controls * 20 > sample.size()) {
+        if (!settleWide(&out.Text)) {
             out = Decoded();
             out.Binary = true;
         }
@@ -449,6 +457,37 @@ Decoded Decode(QByteArrayView bytes)
         DecodeAs(content, guess, &out.Text);
     }
     out.Encoding = guess;
+    return out;
+}
+
+Decoded DecodeChosen(QByteArrayView bytes, const QString &name)
+{
+    Decoded out;
+    out.Encoding = name.toLower();
+    QString encoding = out.Encoding;
+    const bool wide = encoding.startsWith(QLatin1String("utf-16")) || encoding.startsWith(QLatin1String("utf-32"));
+    qsizetype markLength = 0;
+    const QString mark = ByteOrderMark(bytes, &markLength);
+    if (encoding == QLatin1String("utf-16")) {
+        encoding = mark.startsWith(QLatin1String("utf-16")) ? mark : utf16WithoutMark(bytes);
+        if (encoding.isEmpty())
+            encoding = QStringLiteral("utf-16le");
+    }
+    // A mark of another encoding is bytes like any other, read as the user asked.
+    if (mark != encoding)
+        markLength = 0;
+    // A wide text has zeros in it; other binary files are told as Decode tells them.
+    const bool binary =
+        wide ? std::any_of(std::begin(binarySignatures), std::end(binarySignatures),
+                           [&bytes](const Signature &signature) {
+                               return bytes.startsWith(QByteArrayView(signature.bytes, signature.length));
+                           })
+             : LooksBinary(bytes);
+    const QByteArrayView content = wide ? bytes.sliced(markLength) : withoutPadding(bytes.sliced(markLength));
+    if (binary || (DecodeAs(content, encoding, &out.Text) && wide && !settleWide(&out.Text))) {
+        out.Text.clear();
+        out.Binary = true;
+    }
     return out;
 }
 

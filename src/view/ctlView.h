@@ -3,6 +3,7 @@
 #include "browser/WebPage.h"
 #include "print/RtfPrintout.h"
 
+#include <QHash>
 #include <QPointer>
 #include <QString>
 #include <QWidget>
@@ -201,6 +202,10 @@ private:
     void objSelector_CompleteSelect(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, bool blnCancel);
     void mnuFileBookmark_Click();
     void mnuNavToSrc_Click();
+    // Offers Reopen With Encoding for a file read from a local file that is still there, and says
+    // why not otherwise.
+    void offerReopen(const QString &source);
+    void mnuFileReopen_Click();
     void mnuAddQuick_Click(bool selectedOnly);
     QString GameKey() const;
 
@@ -219,6 +224,7 @@ private:
     QMenu *mnuFile = nullptr;
     QAction *mnusepNav = nullptr;
     QAction *mnuNavToSrc = nullptr;
+    QAction *mnuFileReopen = nullptr;
     QMenu *mnuAddOnly = nullptr;
     QMenu *mnuQuickMenu = nullptr;
 
@@ -241,4 +247,6 @@ private:
     QString m_shownRtf;
     bool m_wrapLines = false;
     bool m_fixedPitch = false;
+    // The encoding each file was last reopened with in this session, by id.
+    QHash<qint32, QString> m_reopenedAs;
 };
