@@ -251,6 +251,14 @@ void FindBar::showCurrent(bool select)
         cursor.setPosition(at + m_length, QTextCursor::KeepAnchor);
         m_edit->setTextCursor(cursor);
         m_edit->ensureCursorVisible();
+        // A match brought into view from elsewhere stands a third of the way down, with the lines
+        // that lead to it above, rather than on the last line of the view.
+        const QRect shown = m_edit->cursorRect();
+        const int height = m_edit->viewport()->height();
+        if (shown.top() < height / 6 || shown.bottom() > height * 5 / 6) {
+            QScrollBar *bar = m_edit->verticalScrollBar();
+            bar->setValue(bar->value() + shown.top() - height / 3);
+        }
         m_anchor = at;
     }
     markVisible();
