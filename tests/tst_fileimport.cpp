@@ -8,6 +8,7 @@
 #include "import/FileImport.h"
 #include "rtf/RtfReader.h"
 #include "system/TextDecoder.h"
+#include "system/TextEncodings.h"
 
 #include <QProcess>
 #include <QProgressDialog>
@@ -61,6 +62,7 @@ class tst_fileimport final : public QObject
 private Q_SLOTS:
     void encodings_data();
     void encodings();
+    void chosenEncodings();
     void otherKinds();
     void importedHtml();
     void importsAndTheirFolders();
@@ -118,6 +120,25 @@ void tst_fileimport::encodings_data()
                                                       "la forêt est au nord.\n")
                                            .repeated(2);
     QTest::newRow("dosAccents") << french << encoded(french, "ibm437") << "ibm437";
+    // Pages whose letters the detector reads as capitals, signs or control codes inside words: DOS
+    // German (ß among them) and Portuguese (850), Mac Roman, and a Windows page's quotes that are
+    // control codes in the ISO page the detector names.
+    const QString german = faqHeader + QStringLiteral("Im Dorf geht ihr zuerst zur Bar. Danach öffnet ihr die Tür mit "
+                                                      "dem Schlüssel. Größere Rätsel löst ihr später.\n")
+                                           .repeated(3);
+    QTest::newRow("dosGerman") << german << encoded(german, "ibm437") << "ibm437";
+    const QString portuguese = faqHeader + QStringLiteral("No começo, Crono acorda em casa. A máquina não funciona, então "
+                                                          "você precisará da chave. Atenção às missões.\n")
+                                               .repeated(3);
+    QTest::newRow("dosPortuguese") << portuguese << encoded(portuguese, "ibm850") << "ibm850";
+    QTest::newRow("macFrench") << french << encoded(french, "macintosh") << "macintosh";
+    const QString macQuotes = faqHeader + QStringLiteral("Snake’s codec isn’t “broken”; you’ll find Otacon’s note.\n")
+                                              .repeated(4);
+    QTest::newRow("macEnglish") << macQuotes << encoded(macQuotes, "macintosh") << "macintosh";
+    const QString baltic = faqHeader + QStringLiteral("Žaidimo „Heroes III“ vadovas. Pradžioje pastatykite tavernas ir "
+                                                      "rinkite auksą; herojai stiprėja kovodami.\n")
+                                           .repeated(3);
+    QTest::newRow("windowsBaltic") << baltic << encoded(baltic, "windows-1257") << "windows-1257";
     // A DOS end-of-file mark is not text.
     QTest::newRow("dosEndMark") << western << QByteArray(encoded(western, "windows-1252") + '\x1A') << "windows-1252";
     // Four bytes the detector takes for a Mac page: too little to trust over Windows-1252.
@@ -140,6 +161,81 @@ void tst_fileimport::encodings()
     QTextDocument document;
     RtfReader::Read(RtfReader::FromStoredText(file.Row.txt_rtf), &document);
     QVERIFY(QTextCursor(&document).charFormat().fontFixedPitch());
+}
+
+// Every encoding offered by name decodes a guide that Python's codecs wrote (fixtures/encodings),
+// whatever detection would have made of it; and naming one changes nothing for RTF or binary files.
+void tst_fileimport::chosenEncodings()
+{
+    const QDir fixtures(QStringLiteral(LOREKEEP_FIXTURES "/encodings"));
+    const QStringList guides = fixtures.entryList({QStringLiteral("*.expected.txt")});
+    QStringList offered;
+    for (const TextEncodings::Encoding &encoding : TextEncodings::All()) {
+        offered << encoding.Name + QStringLiteral(".expected.txt");
+        QVERIFY2(!encoding.Label.isEmpty() && TextEncodings::Find(encoding.Name) == &encoding,
+                 qPrintable(encoding.Name));
+    }
+    // Each one listed is tested, and none the system cannot decode went missing from the list.
+    offered.sort();
+    QCOMPARE(offered, guides);
+    for (const QString &guide : guides) {
+        const QString name = guide.chopped(int(qstrlen(".expected.txt")));
+        QFile expected(fixtures.filePath(guide));
+        QVERIFY(expected.open(QIODevice::ReadOnly));
+        const ImportedFile file = FileImport::Convert(fixtures.filePath(name + QStringLiteral(".txt")), 0, name);
+        QVERIFY2(file.Skipped.isEmpty(), qPrintable(name + QStringLiteral(": ") + file.Skipped));
+        // Vietnamese keeps its combining tone marks as written; either form shows the same.
+        QCOMPARE(std::pair(file.Encoding, plainOf(file).normalized(QString::NormalizationForm_C)),
+                 std::pair(name, QString::fromUtf8(expected.readAll()).normalized(QString::NormalizationForm_C)));
+    }
+
+    QCOMPARE((QStringList{TextEncodings::Find(QStringLiteral("SJIS"))->Name,
+                          TextEncodings::Find(QStringLiteral(" cp437 "))->Name,
+                          TextEncodings::Find(QStringLiteral("Latin1"))->Name,
+                          TextEncodings::Find(QStringLiteral("UHC"))->Name}),
+             (QStringList{"shift_jis", "ibm437", "iso-8859-1", "cp949"}));
+    QVERIFY(!TextEncodings::Find(QStringLiteral("klingon")) && !TextEncodings::Find(QString()));
+
+    QTemporaryDir dir;
+    const QString russian = faqHeader + QStringLiteral("Съешь же ещё этих мягких французских булок.\n");
+    const QString mixed = faqHeader + QStringLiteral("Ünïcödé ✓ 攻略\n");
+    struct Case
+    {
+        const char *name;
+        QByteArray bytes;
+        const char *encoding;
+        QString text;
+        QString skipped;
+    };
+    const Case cases[] = {
+        // Named, the bytes mean what the name says even where detection would read them otherwise.
+        {"ru.txt",
+         encoded(russian, "koi8-r"),
+         "windows-1251",
+         QStringDecoder("windows-1251").decode(encoded(russian, "koi8-r")),
+         {}},
+        // The mark of the named encoding is no text; a mark of another is.
+        {"bom.txt", "\xEF\xBB\xBF" + mixed.toUtf8(), "utf-8", mixed, {}},
+        {"bomAsWestern.txt",
+         "\xEF\xBB\xBF"
+         "caf\xC3\xA9\n",
+         "windows-1252",
+         QStringLiteral("ï»¿cafÃ©\n"),
+         {}},
+        {"be.txt", encoded(mixed, "UTF-16BE"), "utf-16", mixed, {}},
+        {"beMarked.txt", "\xFE\xFF" + encoded(mixed, "UTF-16BE"), "utf-16", mixed, {}},
+        {"dosEnd.txt", encoded(russian, "ibm866") + "\x1A", "ibm866", russian, {}},
+        // RTF says its own code page, and a picture is no text in any encoding.
+        {"doc.rtf", "{\\rtf1\\ansi\\ansicpg1251 \\'c8\\'e3\\'f0\\'e0\\par}", "shift_jis", QStringLiteral("Игра\n"), {}},
+        {"map.png", "\x89PNG\r\n\x1A\n\0\0\0\rIHDR", "utf-16", {}, QStringLiteral("not a text file")},
+        {"zeros.txt", QByteArray(64, '\0') + "ab", "utf-16le", {}, QStringLiteral("not a text file")},
+    };
+    for (const Case &c : cases) {
+        const ImportedFile file =
+            FileImport::Convert(write(dir, QLatin1String(c.name), c.bytes), 0, QLatin1String(c.encoding));
+        QCOMPARE(std::pair(file.Skipped, file.Skipped.isEmpty() ? plainOf(file) : QString()),
+                 std::pair(c.skipped, c.text));
+    }
 }
 
 void tst_fileimport::otherKinds()
@@ -184,7 +280,7 @@ void tst_fileimport::otherKinds()
     QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
     const QString styled = write(dir, QStringLiteral("styled.html"),
                                  "<head><style>@import \"" + pipe.toUtf8() + "\";</head><p>Styled</p>");
-    const QFuture<ImportedFile> converting = QtConcurrent::run(&FileImport::Convert, styled, quint8(0));
+    const QFuture<ImportedFile> converting = QtConcurrent::run([styled] { return FileImport::Convert(styled); });
     const bool finished = QTest::qWaitFor([&] { return converting.isFinished(); }, 5000);
     if (!finished) {
         // Lets the import go, or the test would never end.
@@ -414,6 +510,26 @@ void tst_fileimport::lkimport()
                         home.count(QStringLiteral("SELECT sub_cat FROM file WHERE auto_id = %1").arg(id + 1))),
              std::tuple(files, 1, 6));
 
+    // A named encoding reads every text file so and is printed by its usual name; an unknown one
+    // is refused before anything is written.
+    const QString russian = write(dir, QStringLiteral("ru.txt"),
+                                  encoded(faqHeader + QStringLiteral("Прохождение игры, все боссы.\n"), "koi8-r"));
+    QCOMPARE(runLkimport(base + QStringLiteral("--encoding KOI8R ") + russian, &out, &err), 0);
+    QCOMPARE(std::tuple(out, err),
+             std::tuple(QStringLiteral("%1\t%2\tkoi8-r\n").arg(russian).arg(id + 2).toUtf8(), QByteArray()));
+    {
+        QSqlQuery stored(home.db());
+        QVERIFY(stored.exec(QStringLiteral("SELECT txt_rtf FROM file WHERE auto_id = %1").arg(id + 2)) &&
+                stored.next());
+        QVERIFY(
+            RtfReader::PlainText(RtfReader::FromStoredText(stored.value(0).toString())).contains(u"Прохождение игры"));
+    }
+    const QString other = write(dir, QStringLiteral("other.txt"), "Plain\n");
+    QCOMPARE(runLkimport(base + QStringLiteral("--encoding klingon ") + other, &out, &err), 2);
+    QVERIFY2(out.isEmpty() && err.startsWith("lkimport: unknown encoding \"klingon\"; known are utf-8, "),
+             err.constData());
+    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file")), files + 1);
+
     // Names that once forged lines or vanished: every line has three fields and an escaped path, and
     // a name that is not UTF-8 is imported, shown with U+FFFD, and found when named directly; then a
     // store whose ids are used up.
@@ -455,7 +571,7 @@ void tst_fileimport::lkimport()
     const int usedUp = runLkimport(guide, &out, &err);
     QVERIFY2(err.contains("used up the file ids") && !err.contains("full"), err.constData());
     QCOMPARE(std::tuple(usedUp, out, home.count(QStringLiteral("SELECT count(*) FROM file"))),
-             std::tuple(1, QByteArray(), files + int(std::size(names)) + 1));
+             std::tuple(1, QByteArray(), files + int(std::size(names)) + 2));
 }
 
 // Two lkimports of one folder started together store each file once, round after round.

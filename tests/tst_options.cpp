@@ -9,6 +9,7 @@
 #include "find/frmFind.h"
 #include "options/frmOptions.h"
 #include "system/SettingsStore.h"
+#include "components/FileViewer.h"
 #include "view/ctlView.h"
 #include "widgets/ListView.h"
 
@@ -87,6 +88,9 @@ void tst_options::windowAndEveryKey()
         form->findChild<QDialog *>(QStringLiteral("frmTip"))->reject();
         auto *view = form->findChild<ctlView *>();
         QVERIFY(clickNode(form->findChild<TreeView *>(), NodeKey::Game(game, 1, 1)));
+        view->findChild<QAction *>(QStringLiteral("mnuFileView"))->trigger();
+        QTRY_VERIFY(view->Editor());
+        view->Editor()->close();
         prompts.answerSaveFile(std::nullopt);
         form->Menu().mnuFileExportPdf->trigger();
         view->SelectTab(ctlView::Tab::Browser);

@@ -5,8 +5,12 @@
 #include "widgets/QtPrompts.h"
 
 #include <QApplication>
+#include <QComboBox>
+#include <QDialogButtonBox>
 #include <QFile>
+#include <QFileDialog>
 #include <QImage>
+#include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTemporaryDir>
@@ -21,6 +25,7 @@ private Q_SLOTS:
     void initTestCase() { QFile::remove(SettingsFileName()); }
     void settingsAndConversions();
     void iconsAndMessageBoxes();
+    void fileDialogChoice();
 };
 
 void tst_platform::settingsAndConversions()
@@ -121,6 +126,44 @@ void tst_platform::iconsAndMessageBoxes()
         const MsgResult result = QtPrompts().MsgBox(QStringLiteral("Line one.\r\n\r\nLine two."), buttons,
                                                     MsgIcon::Exclamation, QStringLiteral("Lorekeep"));
         QCOMPARE(std::pair(result, seenText), std::pair(answer, QStringLiteral("Lorekeep|Line one.\n\nLine two.")));
+    }
+}
+
+// The import's Encoding row in Qt's own file dialog: it starts at the caller's choice, and the
+// choice comes back only when the dialog is accepted.
+void tst_platform::fileDialogChoice()
+{
+    QTemporaryDir dir;
+    writeFile(dir.filePath(QStringLiteral("guide.txt")), "Guide\n");
+    int chosen = 1;
+    FileDialogOptions options;
+    options.Title = QStringLiteral("Import Files");
+    options.InitDir = dir.path();
+    options.ChoiceLabel = QStringLiteral("&Encoding:");
+    options.Choices = QStringList{QStringLiteral("Automatic"), QStringLiteral("UTF-8"), QStringLiteral("DOS")};
+    options.Chosen = &chosen;
+    for (const bool accept : {false, true}) {
+        QString seen;
+        QTimer::singleShot(0, this, [&] {
+            auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
+            QVERIFY(dialog);
+            auto *choice = dialog->findChild<QComboBox *>(QStringLiteral("cboChoice"));
+            QVERIFY(choice);
+            const auto labels = dialog->findChildren<QLabel *>();
+            const auto label =
+                std::find_if(labels.begin(), labels.end(), [choice](QLabel *l) { return l->buddy() == choice; });
+            QVERIFY(label != labels.end() && choice->isVisible());
+            seen = (*label)->text() + QLatin1Char('|') + choice->currentText();
+            choice->setFocus();
+            QTest::keyClick(choice, Qt::Key_Down);
+            if (!accept)
+                return dialog->reject();
+            dialog->selectFile(QStringLiteral("guide.txt"));
+            dialog->findChild<QDialogButtonBox *>()->button(QDialogButtonBox::Open)->click();
+        });
+        const std::optional<QStringList> paths = QtPrompts().GetOpenFileNames(options);
+        QCOMPARE(std::tuple(seen, paths.has_value(), chosen),
+                 std::tuple(QStringLiteral("&Encoding:|UTF-8"), accept, accept ? 2 : 1));
     }
 }
 

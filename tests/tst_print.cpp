@@ -341,6 +341,34 @@ private Q_SLOTS:
         QVERIFY(prompts.last().text.startsWith(QStringLiteral("The PDF could not be written:\n\"game.pdf\"")));
     }
 
+    void fixedPitchTextFitsItsColumns()
+    {
+        // 12-point Courier holds about 70 columns between the margins: the font shrinks for 120,
+        // and the header before the text keeps its size.
+        QTextDocument document;
+        QTextCursor cursor(&document);
+        cursor.insertText(QStringLiteral("Header"));
+        QTextCharFormat courier;
+        courier.setFontFamilies({QStringLiteral("Courier New")});
+        courier.setFontFixedPitch(true);
+        courier.setFontPointSize(12);
+        QStringList lines;
+        for (int row = 0; row < 20; ++row) {
+            lines << QStringLiteral("%1").arg(row, 2, 10, QLatin1Char('0')) + QString(118, QLatin1Char('A' + row));
+            cursor.insertBlock();
+            cursor.insertText(lines.last(), courier);
+        }
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("dos.pdf"));
+        QCOMPARE(printTo(path, &document), QString());
+        Pdf pdf(path);
+        const QStringList printed = pdf.text(0).split(QRegularExpression(QStringLiteral("[\\r\\n]+")));
+        for (const QString &line : std::as_const(lines))
+            QVERIFY2(printed.contains(line), qPrintable(line.left(3) + QStringLiteral(" was broken")));
+        QCOMPARE(document.begin().charFormat().fontPointSize(), 0.0);
+        QVERIFY(document.lastBlock().charFormat().fontPointSize() < 8);
+    }
+
     void lkrtfWritesPdf()
     {
         QTemporaryDir dir;

@@ -5,18 +5,19 @@
 #include "StartMainWindow.h"
 #include "TestHome.h"
 #include "TreeClicks.h"
+#include "WhenModal.h"
 #include "base/AppPath.h"
 #include "browser/ctlBrowser.h"
 #include "browser/frmFavorite.h"
 #include "components/FileViewer.h"
 #include "components/GameSelector.h"
 #include "components/PlatformMaintenance.h"
-#include "WhenModal.h"
 #include "data/NodeKey.h"
 #include "details/ctlDetails.h"
 #include "find/frmFind.h"
 #include "shell/frmMain.h"
 #include "shell/modMain.h"
+#include "system/TextEncodings.h"
 #include "tree/ctlTree.h"
 #include "view/ctlView.h"
 #include "widgets/ListView.h"
@@ -33,6 +34,8 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QSqlQuery>
+#include <QStringDecoder>
+#include <QStringEncoder>
 #include <QTabBar>
 #include <QTemporaryDir>
 #include <QTest>
@@ -314,13 +317,20 @@ void tst_routing::usersPath()
     QTRY_COMPARE(program.view->CurrentFileKey(), newest());
     QCOMPARE(program.view->Viewer()->toPlainText(), QStringLiteral("A guide of its own.\n"));
 
-    // File > Import Files imports into the selected game and starts there the next time.
-    program.prompts.answerOpenFiles(QStringList{paths[2]});
+    // File > Import Files imports into the selected game, its plain text in the encoding chosen in
+    // the dialog, and starts there the next time, with Automatic again.
+    const QByteArray russian = QStringEncoder("windows-1251").encode(QStringLiteral("Карта подземелья.\n"));
+    writeFile(paths[2], russian);
+    program.prompts.answerOpenFiles(QStringList{paths[2]}, QStringLiteral("Cyrillic (KOI8-R)"));
     program.form->Menu().mnuFileImport->trigger();
     QCOMPARE(list->Count(), before + 3);
+    QTRY_COMPARE(program.view->Viewer()->toPlainText(), QStringDecoder("koi8-r").decode(russian));
     program.prompts.answerOpenFiles(std::nullopt);
     program.form->Menu().mnuFileImport->trigger();
-    QCOMPARE(std::tuple(program.prompts.last().options.InitDir, list->Count()), std::tuple(dir.path(), before + 3));
+    const FileDialogOptions &asked = program.prompts.last().options;
+    QCOMPARE(std::tuple(asked.InitDir, asked.ChoiceLabel, asked.Choices.value(0), asked.Choices.size(), list->Count()),
+             std::tuple(dir.path(), QStringLiteral("&Encoding:"), QStringLiteral("Automatic"),
+                        TextEncodings::All().size() + 1, before + 3));
 
     // A file added by another program: not while a dialog is up; then count and list follow, same file shown.
     const QString shown = list->SelectedItem()->Key();

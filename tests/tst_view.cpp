@@ -1,14 +1,19 @@
 #include "ListClicks.h"
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
+#include "WhenModal.h"
+#include "components/BackupJob.h"
 #include "components/FileViewer.h"
 #include "components/GameSelector.h"
-#include "WhenModal.h"
 #include "data/NodeKey.h"
+#include "data/StoreBackup.h"
+#include "import/FileImport.h"
+#include "rtf/RtfReader.h"
 #include "rtf/RtfWriter.h"
 #include "system/SettingsStore.h"
 #include "system/Twips.h"
 #include "view/ctlView.h"
+#include "view/frmReopenEncoding.h"
 #include "widgets/ListView.h"
 #include "widgets/RichTextLoader.h"
 
@@ -18,14 +23,21 @@
 #include <QClipboard>
 #include <QComboBox>
 #include <QContextMenuEvent>
+#include <QDialogButtonBox>
+#include <QDir>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
+#include <QPlainTextEdit>
+#include <QPushButton>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QSqlQuery>
+#include <QStringDecoder>
+#include <QStringEncoder>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTextBlock>
 #include <QTextEdit>
@@ -106,6 +118,8 @@ private Q_SLOTS:
     void writeAndDelete();
     void copyAndMove();
     void menus();
+    void fixedPitchKeepsItsLines();
+    void reopenWithEncoding();
 };
 
 void tst_view::listAdapter()
@@ -525,5 +539,150 @@ void tst_view::menus()
     }
 }
 
+// A guide detection read wrong is read again in the encoding the user picks while seeing its first
+// lines; the text it replaces is kept in the day's backup (a shared library asks instead), and the
+// list's text and the open windows follow.
+void tst_view::reopenWithEncoding()
+{
+    Shelf shelf;
+    QTemporaryDir dir;
+    QString russian;
+    for (int line = 1; line <= 100; ++line)
+        russian += QStringLiteral("Строка %1: прохождение подземелья, босс и ключ.\n").arg(line);
+    const QByteArray koi8 = QStringEncoder("koi8-r").encode(russian);
+    const QString path = dir.filePath(QStringLiteral("Guide.txt"));
+    writeFile(path, koi8);
+    FileImport import(shelf.home.db(), shelf.solo);
+    ImportedFile file = FileImport::Convert(path, 0, QStringLiteral("windows-1251"));
+    ErrObject err;
+    QVERIFY(import.Begin(&err) && import.Store(&file, &err));
+    const QString oldRtf = file.Row.txt_rtf;
+    const auto stored = [&] {
+        FileRow row;
+        bool found = false;
+        return FileTable::Read(shelf.home.db(), file.Row.auto_id, &row, &found, &err) && found
+                   ? RtfReader::PlainText(RtfReader::FromStoredText(row.txt_rtf))
+                   : QString();
+    };
+    shelf.list_(shelf.solo, QStringLiteral("Solo"));
+    auto *reopen = shelf.view.findChild<QAction *>(QStringLiteral("mnuFileReopen"));
+    QTreeView *report = shelf.view.findChild<QTreeView *>();
+    const auto offered = [&](qint32 id) {
+        shelf.click(id);
+        QTest::mouseClick(report->viewport(), Qt::RightButton, {},
+                          rowCenter(shelf.list, shelf.list->Item(shelf.key(id))));
+        shelf.view.findChild<QMenu *>(QStringLiteral("mnuFile"))->hide();
+        return std::pair(reopen->isEnabled(), reopen->isEnabled() ? QString() : reopen->toolTip());
+    };
+    // Only a file read from a file that is still there: the reason shows on the greyed-out item.
+    QCOMPARE(offered(shelf.only),
+             std::pair(false, QStringLiteral("Only a file imported from a file on this computer can be read again.")));
+    QCOMPARE(offered(file.Row.auto_id), std::pair(true, QString()));
+    shelf.trigger("mnuFileView");
+    const FileViewer *window = shelf.view.Editor();
+
+    // The list starts on the encoding detected, its preview the first 60 lines, and follows the keys.
+    ScriptedPrompts prompts;
+    const auto pick = [&](const QString &label, const QString &startsOn) {
+        whenModalShown<frmReopenEncoding>("frmReopenEncoding", [=](frmReopenEncoding *dialog) {
+            auto *list = dialog->findChild<QListWidget *>(QStringLiteral("lstEncodings"));
+            auto *preview = dialog->findChild<QPlainTextEdit *>(QStringLiteral("txtPreview"));
+            QCOMPARE(list->currentItem()->text(), startsOn);
+            const QString shown = preview->toPlainText();
+            QTest::keyClick(list, Qt::Key_Up);
+            QVERIFY(preview->toPlainText() != shown &&
+                    preview->document()->blockCount() <= frmReopenEncoding::PreviewLines);
+            const QList<QListWidgetItem *> item = list->findItems(label, Qt::MatchExactly);
+            QCOMPARE(item.size(), 1);
+            QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(item.first()).center());
+            QCOMPARE(
+                std::pair(preview->document()->blockCount(), preview->document()->firstBlock().text()),
+                std::pair(frmReopenEncoding::PreviewLines,
+                          QString(QStringDecoder(qPrintable(dialog->Encoding())).decode(koi8)).section(u'\n', 0, 0)));
+            dialog->findChild<QPushButton *>(QStringLiteral("cmdReplace"))->click();
+        });
+        if (TestHome::Shared())
+            prompts.answerMsgBox(MsgResult::Yes);
+        reopen->trigger();
+    };
+    pick(QStringLiteral("Cyrillic (KOI8-R)"), QStringLiteral("Cyrillic (KOI8-R)"));
+    QCOMPARE(stored(), russian);
+    QTRY_COMPARE(shelf.shown(), russian);
+    QTRY_COMPARE(window->findChild<QTextEdit *>(QStringLiteral("rtbText"))->toPlainText(), russian);
+    const QVector<BackupInfo> backups = StoreBackup::List(BackupJob::Folder());
+    if (TestHome::Shared()) {
+        QVERIFY(backups.isEmpty() && prompts.last().text.contains(QStringLiteral("will not be kept")));
+    } else {
+        // No backup today: the day's is made, holding the old text.
+        QVERIFY(backups.size() == 1 && backups[0].Note.isEmpty() &&
+                StoreBackup::HoldsText(backups[0].Path, file.Row.auto_id, oldRtf));
+        // Today's backup holds an older text now: another is made before the next change.
+        pick(QStringLiteral("Western (Windows-1252)"), QStringLiteral("Cyrillic (KOI8-R)"));
+        QCOMPARE(StoreBackup::List(BackupJob::Folder()).size(), 2);
+        QCOMPARE(stored(), QStringDecoder("windows-1252").decode(koi8));
+    }
+
+    // A file that went after the menu showed, or one that says its own encoding, is not read
+    // again, and the user hears why.
+    QVERIFY(offered(file.Row.auto_id).first && QFile::remove(path));
+    prompts.answerMsgBox(MsgResult::OK);
+    reopen->trigger();
+    QVERIFY(prompts.last().text.contains(QStringLiteral("is no longer there")));
+    QCOMPARE(offered(file.Row.auto_id).first, false);
+    const QString rtfPath = dir.filePath(QStringLiteral("Guide.rtf"));
+    writeFile(rtfPath, "{\\rtf1\\ansi Boss\\par}");
+    runElsewhere(shelf.home.storePath(),
+                 {QStringLiteral("UPDATE file SET src = '%1' WHERE auto_id = %2").arg(rtfPath).arg(file.Row.auto_id)});
+    shelf.view.RefreshFiles();
+    QVERIFY(offered(file.Row.auto_id).first);
+    prompts.answerMsgBox(MsgResult::OK);
+    reopen->trigger();
+    QVERIFY(prompts.last().text.contains(QStringLiteral("is an RTF document")));
+}
+
 QTEST_MAIN(tst_view)
 #include "tst_view.moc"
+
+void tst_view::fixedPitchKeepsItsLines()
+{
+    Shelf shelf;
+    QString table;
+    for (int row = 1; row <= 30; ++row)
+        table += QStringLiteral("| %1 | %2 |\n").arg(row, 3).arg(QString(110, QLatin1Char('=')));
+    const QString fixedRtf = QString::fromLatin1(RtfWriter::FromPlainText(table, RtfWriter::PlainTextFont::FixedPitch));
+    const qint32 dos = shelf.home.addFile(shelf.empty, 1, QStringLiteral("Table"), fixedRtf);
+    const qint32 prose = shelf.home.addFile(shelf.empty, 3, QStringLiteral("Prose"), rtf(table));
+    shelf.list_(shelf.empty, QStringLiteral("Empty"), 1);
+    QTextEdit *text = shelf.view.Viewer();
+    const auto state = [&] {
+        return std::tuple(shelf.view.ShowsFixedPitchText(), text->lineWrapMode(),
+                          text->horizontalScrollBar()->maximum() > 0);
+    };
+
+    // A fixed-pitch table runs on past the edge until wrapping is asked for; prose always wraps.
+    shelf.click(dos);
+    QCOMPARE(state(), std::tuple(true, QTextEdit::NoWrap, true));
+    shelf.view.SetWrapLines(true);
+    QCOMPARE(state(), std::tuple(true, QTextEdit::WidgetWidth, false));
+    shelf.view.SetWrapLines(false);
+    shelf.click(prose);
+    QCOMPARE(state(), std::tuple(false, QTextEdit::WidgetWidth, false));
+
+    // A file window's choice is its own and is kept for the next window.
+    const auto window = [&](qint32 file, const QString &stored) {
+        auto *viewer = new FileViewer(&shelf.view);
+        viewer->setStore(&shelf.home.store());
+        viewer->Open(FileViewer::ViewMode, 18, 1, shelf.empty, QStringLiteral("Empty"), file, 1, QString(),
+                     QStringLiteral("Table"), stored);
+        return std::pair(viewer, viewer->findChild<QAction *>(QStringLiteral("cmdWrap")));
+    };
+    const auto [first, wrap] = window(dos, fixedRtf);
+    QVERIFY(wrap->isEnabled() && !wrap->isChecked());
+    wrap->trigger();
+    QCOMPARE(first->findChild<QTextEdit *>(QStringLiteral("rtbText"))->lineWrapMode(), QTextEdit::WidgetWidth);
+    const auto [second, secondWrap] = window(prose, rtf(table));
+    QCOMPARE(std::pair(secondWrap->isChecked(), secondWrap->isEnabled()), std::pair(true, false));
+    QCOMPARE(GetSetting(SettingKeys::FileWindowWrapLines), QStringLiteral("1"));
+    first->close();
+    second->close();
+}

@@ -210,6 +210,23 @@ void BackupJob::Daily(QWidget *window, const QString &storePath)
             moduleName, QStringLiteral("Daily"), true);
 }
 
+bool BackupJob::KeepText(QWidget *window, const QSqlDatabase &db, qint32 fileId, const QString &rtf)
+{
+    if (StoreAddress::IsShared(db))
+        return true;
+    const QString storePath = StoreError::storePath(db);
+    QVector<BackupInfo> today = soundBackups(storePath);
+    today.erase(std::remove_if(today.begin(), today.end(),
+                               [](const BackupInfo &b) { return b.Made.date() != QDate::currentDate(); }),
+                today.end());
+    // The text may have changed since the day's backup was made; only one that holds it will do.
+    if (!today.isEmpty() && StoreBackup::HoldsText(today.constFirst().Path, fileId, rtf))
+        return true;
+    // The first of the day is the day's backup, whatever made it.
+    return makeOrAsk(window, storePath, today.isEmpty() ? QString() : QStringLiteral("before reopening"),
+                     QStringLiteral("KeepText"), QStringLiteral("Replace the text without a backup?"));
+}
+
 bool BackupJob::Before(QWidget *window, const QSqlDatabase &db, const QString &note)
 {
     if (StoreAddress::IsShared(db))
@@ -217,15 +234,20 @@ bool BackupJob::Before(QWidget *window, const QSqlDatabase &db, const QString &n
     const QString storePath = StoreError::storePath(db);
     if (!writable(storePath) || UpToDate(storePath))
         return true;
+    return makeOrAsk(window, storePath, note, QStringLiteral("Before"), QStringLiteral("Go on without a backup?"));
+}
+
+bool BackupJob::makeOrAsk(QWidget *window, const QString &storePath, const QString &note, const QString &procedure,
+                          const QString &question)
+{
     QString error;
     switch (Make(window, storePath, note, nullptr, &error)) {
     case BackgroundWork::Outcome::Done: return true;
     case BackgroundWork::Outcome::Cancelled: return false;
     case BackgroundWork::Outcome::Failed: break;
     }
-    LogError({ErrNumber::PathFileAccess, error}, moduleName, QStringLiteral("Before"), false);
-    return MsgBox(QStringLiteral("The backup of your library could not be made:\n\n%1\n\nGo on without a backup?")
-                      .arg(error),
+    LogError({ErrNumber::PathFileAccess, error}, moduleName, procedure, false);
+    return MsgBox(QStringLiteral("The backup of your library could not be made:\n\n%1\n\n%2").arg(error, question),
                   MsgButtons::YesNo, MsgIcon::Exclamation) == MsgResult::Yes;
 }
 

@@ -59,6 +59,12 @@ public:
     // not to go on after the backup failed.
     static bool Before(QWidget *window, const QSqlDatabase &db, const QString &note);
 
+    // Before the text of file `fileId` is replaced: makes sure a backup of the day holds it as
+    // `rtf`, making one (with its progress) when none made today does. True to go on; false when the
+    // user cancelled, or chose not to go on after the backup failed. A shared library has no
+    // backups here: its caller asks instead.
+    static bool KeepText(QWidget *window, const QSqlDatabase &db, qint32 fileId, const QString &rtf);
+
     // SQLite's integrity check of the store at `path`; `problems` receives what it reported.
     static BackgroundWork::Outcome Check(QWidget *window, const QString &path, QStringList *problems, QString *error);
 
@@ -76,4 +82,9 @@ public:
     // Keeps the counts of the store `db` is open on as those of its last clean close; a failure
     // is logged.
     static void RememberClosed(const QSqlDatabase &db);
+
+private:
+    // Makes a backup noted `note`; when that fails, logs why under `procedure` and asks `question`.
+    static bool makeOrAsk(QWidget *window, const QString &storePath, const QString &note, const QString &procedure,
+                          const QString &question);
 };

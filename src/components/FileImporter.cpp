@@ -1,13 +1,13 @@
 #include "FileImporter.h"
 
+#include "data/modADO.h"
 #include "import/FileImport.h"
 #include "import/NativePath.h"
 #include "store/WorkerConnection.h"
-#include "data/modADO.h"
 
+#include <QCursor>
 #include <QDir>
 #include <QFileInfo>
-#include <QCursor>
 #include <QGuiApplication>
 
 namespace {
@@ -70,7 +70,7 @@ bool FileImporter::importAll(const QStringList &paths, const BackgroundWork::Rep
             m_skipped << name + QStringLiteral(": already in this game");
             continue;
         }
-        ImportedFile file = FileImport::Convert(path, 0);
+        ImportedFile file = FileImport::Convert(path, 0, m_encoding);
         // A Cancel heard during a long conversion leaves that file out too.
         if (!report({importing, i, files.size()}))
             break;
@@ -113,11 +113,9 @@ bool FileImporter::Run(const QStringList &paths, ErrObject *err)
         if (step.stage == collecting)
             return BackgroundWork::Shown{-1, QStringLiteral("Looking for files...")};
         const QMutexLocker locked(&m_shownLock);
-        return BackgroundWork::Shown{int(step.done * 1000 / std::max<qint64>(step.total, 1)),
-                                     QStringLiteral("Importing %1 of %2:\n%3")
-                                         .arg(step.done + 1)
-                                         .arg(step.total)
-                                         .arg(m_shown)};
+        return BackgroundWork::Shown{
+            int(step.done * 1000 / std::max<qint64>(step.total, 1)),
+            QStringLiteral("Importing %1 of %2:\n%3").arg(step.done + 1).arg(step.total).arg(m_shown)};
     };
     QString error;
     QGuiApplication::setOverrideCursor(Qt::BusyCursor);

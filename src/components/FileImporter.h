@@ -9,7 +9,6 @@
 #include <QStringList>
 #include <QWidget>
 
-
 class modADO;
 
 // Files from disk into one game with the window kept alive: the files are read, converted and
@@ -23,6 +22,10 @@ class FileImporter final
 public:
     // `window` parents the progress dialog; `store` is the open store the files go into.
     FileImporter(QWidget *window, modADO *store, qint32 gameId);
+
+    // Plain-text files are read in `encoding` (a name TextEncodings lists); empty, the default,
+    // detects each file's own.
+    void setEncoding(const QString &encoding) { m_encoding = encoding; }
 
     // Imports `paths` (files and folders); returns when done or cancelled. False, with `err`, when
     // the game cannot take files at all (it is gone, or the store cannot be read or written).
@@ -47,6 +50,7 @@ private:
     QPointer<QWidget> m_window;
     modADO *m_store;
     qint32 m_gameId;
+    QString m_encoding;
     bool m_cancelled = false;
     // The file at hand, as the dialog names it; written by the worker, read by the window.
     mutable QMutex m_shownLock;

@@ -1,18 +1,22 @@
 #include "FileViewer.h"
 
 #include "RichTextToolBar.h"
+#include "data/FileTable.h"
 #include "data/ShortDesc.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
+#include "reader/TextReader.h"
 #include "rtf/RtfWriter.h"
 #include "system/ErrObject.h"
 #include "system/Prompts.h"
+#include "system/SettingsStore.h"
 #include "widgets/KeyboardAccess.h"
 #include "widgets/RichText.h"
 #include "widgets/RichTextLoader.h"
 #include "widgets/TextEditor.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QCloseEvent>
 #include <QComboBox>
 #include <QFormLayout>
@@ -61,6 +65,8 @@ FileViewer::FileViewer(QWidget *parent)
                        themeIcon("document-print", this, QStyle::SP_FileIcon))),
       cmdClose(command(tbrMain, "cmdClose", QStringLiteral("Close"),
                        themeIcon("window-close", this, QStyle::SP_DialogCloseButton))),
+      cmdWrap(command(tbrMain, "cmdWrap", QStringLiteral("Wrap Lines"),
+                      themeIcon("format-justify-left", this, QStyle::SP_ArrowForward))),
       tbrFormat(new RichTextToolBar(rtbText, this)),
       m_textLoader(new RichTextLoader(rtbText))
 {
@@ -96,7 +102,14 @@ FileViewer::FileViewer(QWidget *parent)
                            action->shortcut().toString(QKeySequence::NativeText) + QLatin1Char(')'));
     }
     cmdEdit->setToolTip(QStringLiteral("Edit this file"));
+    cmdWrap->setCheckable(true);
+    cmdWrap->setChecked(SettingNumber(GetSetting(SettingKeys::FileWindowWrapLines)) == 1L);
+    cmdWrap->setEnabled(false);
+    cmdWrap->setToolTip(QStringLiteral("Wrap the lines of a fixed-pitch text at the window's edge"));
     tbrMain->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    // The text with its find bar and list of sections, shown and hidden from the toolbar.
+    auto *reader = new TextReader(rtbText, this);
+    tbrMain->addAction(reader->SectionsAction());
     OpenToKeyboard(tbrMain);
     rtbText->setAccessibleName(QStringLiteral("Text"));
     LeaveWithCtrlTab(rtbText);
@@ -116,7 +129,7 @@ FileViewer::FileViewer(QWidget *parent)
     auto *layout = new QVBoxLayout(this);
     layout->addLayout(bars);
     layout->addLayout(fields);
-    layout->addWidget(rtbText, 1);
+    layout->addWidget(reader, 1);
     resize(720, 560);
 
     connect(cmdSave, &QAction::triggered, this, &FileViewer::Save);
@@ -130,6 +143,10 @@ FileViewer::FileViewer(QWidget *parent)
     });
     connect(cmdPrint, &QAction::triggered, this, &FileViewer::Print);
     connect(cmdClose, &QAction::triggered, this, &QWidget::close);
+    connect(cmdWrap, &QAction::toggled, this, [this](bool wrap) {
+        ApplyLineWrap(rtbText, wrap);
+        SaveSetting(SettingKeys::FileWindowWrapLines, wrap ? QStringLiteral("1") : QStringLiteral("0"));
+    });
     connect(cboSubCat, &QComboBox::currentIndexChanged, this, &FileViewer::MarkDirty);
     connect(txtDesc, &QLineEdit::textChanged, this, &FileViewer::MarkDirty);
     connect(txtSource, &QLineEdit::textChanged, this, &FileViewer::MarkDirty);
@@ -200,6 +217,20 @@ bool FileViewer::CloseAll(QObject *owner)
     for (FileViewer *window : windows)
         allClosed = (!window->isVisible() || window->close()) && allClosed;
     return allClosed;
+}
+
+void FileViewer::FollowReplaced(const FileRow &row)
+{
+    for (QWidget *window : QApplication::topLevelWidgets()) {
+        auto *viewer = qobject_cast<FileViewer *>(window);
+        if (!viewer || viewer->m_mode == NewMode || viewer->m_fileId != row.auto_id || viewer->IsDirty())
+            continue;
+        viewer->m_storedRtf = row.txt_rtf;
+        viewer->m_loading = true;
+        viewer->LoadText(row.txt_rtf);
+        viewer->m_loading = false;
+        viewer->ApplyMode();
+    }
 }
 
 void FileViewer::closeEvent(QCloseEvent *event)
@@ -294,6 +325,7 @@ void FileViewer::LoadText(const QString &rtf)
 void FileViewer::TextShown()
 {
     rtbText->moveCursor(QTextCursor::Start);
+    cmdWrap->setEnabled(ApplyLineWrap(rtbText, cmdWrap->isChecked()));
     if (!IsCutRichText(rtbText->document()))
         m_wholeText = QString();
     ApplyMode();

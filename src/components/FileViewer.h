@@ -59,6 +59,9 @@ public:
     // changes; false when the user kept one open.
     static bool CloseAll(QObject *owner);
     void ApplyColor(const QColor &color);
+    // The text of `row` was replaced in the store: the open windows showing that file show the new
+    // text, except one with changes of its own, whose save will find the file changed.
+    static void FollowReplaced(const FileRow &row);
 
 Q_SIGNALS:
     void AddFile(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, qint32 lngFileId, quint8 bytSubCat,
@@ -110,6 +113,8 @@ private:
     QAction *cmdEdit;
     QAction *cmdPrint;
     QAction *cmdClose;
+    // Whether a fixed-pitch text wraps at the window's edge; the last choice is kept for new windows.
+    QAction *cmdWrap;
     RichTextToolBar *tbrFormat;
 
     modADO *m_store = nullptr;

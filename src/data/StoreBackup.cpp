@@ -417,6 +417,18 @@ bool StoreBackup::Inspect(const QString &path, BackupContents *contents, ErrObje
     return link.open(err) && Count(link.db(), contents, err);
 }
 
+bool StoreBackup::HoldsText(const QString &backupPath, qint32 fileId, const QString &rtf)
+{
+    Link link(backupPath, "ro");
+    ErrObject err;
+    if (!link.open(&err))
+        return false;
+    StoreQuery query(link.db());
+    bool found = false;
+    return query.run(QStringLiteral("SELECT txt_rtf FROM file WHERE auto_id = ?"), {fileId}, &err) &&
+           query.firstRow(&found, &err) && found && query.value(0).toString() == rtf;
+}
+
 bool StoreBackup::Count(const QSqlDatabase &db, BackupContents *contents, ErrObject *err)
 {
     StoreQuery query(db);

@@ -88,6 +88,9 @@ public:
 
     // Counts a backup's games and files.
     static bool Inspect(const QString &path, BackupContents *contents, ErrObject *err);
+    // Whether the backup at `backupPath` holds file `fileId` with the text `rtf`: false when it
+    // holds another text, or none, or cannot be read.
+    static bool HoldsText(const QString &backupPath, qint32 fileId, const QString &rtf);
     // The games and files of the store `db` is open on.
     static bool Count(const QSqlDatabase &db, BackupContents *contents, ErrObject *err);
     // Whether the backup at `backupPath` holds the store at `storePath` as it is now, page for

@@ -129,9 +129,10 @@ void convertHtml(const QByteArray &bytes, Converted *file)
 }
 
 // Kept in a fixed-pitch font, so that the tables and ASCII art of old guides keep their columns.
-void convertText(const QByteArray &bytes, Converted *file)
+void convertText(const QByteArray &bytes, const QString &encoding, Converted *file)
 {
-    const TextDecoder::Decoded decoded = TextDecoder::Decode(bytes);
+    const TextDecoder::Decoded decoded =
+        encoding.isEmpty() ? TextDecoder::Decode(bytes) : TextDecoder::DecodeChosen(bytes, encoding);
     if (decoded.Binary) {
         file->Skipped = QStringLiteral("not a text file");
         return;
@@ -154,18 +155,26 @@ const QStringList &WebPageSuffixes()
     return suffixes;
 }
 
-Converted FromBytes(const QString &suffix, const QByteArray &bytes)
+Kind KindOf(const QString &suffix, QByteArrayView bytes)
+{
+    const QString kind = suffix.toLower();
+    if (kind == QLatin1String("rtf") && RtfReader::LooksLikeRtf(bytes))
+        return Kind::Rtf;
+    return WebPageSuffixes().contains(kind) ? Kind::WebPage : Kind::PlainText;
+}
+
+Converted FromBytes(const QString &suffix, const QByteArray &bytes, const QString &encoding)
 {
     Converted file;
-    const QString kind = suffix.toLower();
-    if (bytes.isEmpty())
+    if (bytes.isEmpty()) {
         file.Skipped = QStringLiteral("empty file");
-    else if (kind == QLatin1String("rtf") && RtfReader::LooksLikeRtf(bytes))
-        convertRtf(bytes, &file);
-    else if (WebPageSuffixes().contains(kind))
-        convertHtml(bytes, &file);
-    else
-        convertText(bytes, &file);
+        return file;
+    }
+    switch (KindOf(suffix, bytes)) {
+    case Kind::Rtf: convertRtf(bytes, &file); break;
+    case Kind::WebPage: convertHtml(bytes, &file); break;
+    case Kind::PlainText: convertText(bytes, encoding, &file); break;
+    }
     return file;
 }
 

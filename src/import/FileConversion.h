@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QString>
 #include <QStringList>
 
@@ -22,8 +23,14 @@ struct Converted
 // The suffixes of saved web pages, in lower case.
 const QStringList &WebPageSuffixes();
 
-// Converts a file's whole content; `suffix` is its name's last extension in any case ("RTF", "html",
-// empty for none), which tells RTF and web pages from plain text.
-Converted FromBytes(const QString &suffix, const QByteArray &bytes);
+// What a file is read as: its name's last extension in any case ("RTF", "html", empty for none)
+// and its bytes tell.
+enum class Kind { PlainText, Rtf, WebPage };
+Kind KindOf(const QString &suffix, QByteArrayView bytes);
+
+// Converts a file's whole content; `suffix` is its name's last extension, as KindOf takes it. Plain
+// text is read in `encoding` (a name TextEncodings lists) when one is given, else in the one
+// detected; RTF and web pages say their own.
+Converted FromBytes(const QString &suffix, const QByteArray &bytes, const QString &encoding = {});
 
 } // namespace FileConversion

@@ -12,6 +12,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QUrl>
 
 #include <QVector>
 
@@ -160,7 +161,49 @@ quint8 FileImport::SubCategoryFor(const QString &name)
     return 1;
 }
 
-ImportedFile FileImport::Convert(const QString &path, quint8 subCat)
+bool FileImport::ReadBytes(const QString &path, QByteArray *bytes, QString *why)
+{
+    // Only regular files: reading a pipe or a device could wait, or run, for ever.
+    std::error_code error;
+    const fs::path native = nativePath(path);
+    const auto status = fs::status(native, error);
+    if (error || !std::filesystem::exists(status)) {
+        *why = QStringLiteral("not found");
+        return false;
+    }
+    if (!std::filesystem::is_regular_file(status)) {
+        *why =
+            std::filesystem::is_directory(status) ? QStringLiteral("a folder") : QStringLiteral("not a regular file");
+        return false;
+    }
+    if (fs::file_size(native, error) > quint64(MaxFileSize) && !error) {
+        *why = QStringLiteral("larger than 64 MB");
+        return false;
+    }
+    QFile source;
+    const int fd = ::open(native.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        *why = QStringLiteral("cannot be read: ") + QString::fromLocal8Bit(std::strerror(errno));
+        return false;
+    }
+    if (!source.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
+        *why = QStringLiteral("cannot be read: ") + source.errorString();
+        return false;
+    }
+    *bytes = source.read(MaxFileSize + 1);
+    if (source.error() != QFileDevice::NoError) {
+        *why = QStringLiteral("cannot be read: ") + source.errorString();
+        return false;
+    }
+    if (bytes->size() > MaxFileSize) {
+        *why = QStringLiteral("larger than 64 MB");
+        return false;
+    }
+    return true;
+}
+
+ImportedFile FileImport::Convert(const QString &path, quint8 subCat, const QString &encoding)
 {
     ImportedFile file;
     file.Path = path;
@@ -169,49 +212,33 @@ ImportedFile FileImport::Convert(const QString &path, quint8 subCat)
     file.Row.desc = info.completeBaseName().isEmpty() ? info.fileName() : info.completeBaseName();
     file.Row.sub_cat = subCat != 0 ? subCat : SubCategoryFor(file.Row.desc);
 
-    // Only regular files: reading a pipe or a device could wait, or run, for ever.
-    std::error_code error;
-    const fs::path native = nativePath(path);
-    const auto status = fs::status(native, error);
-    if (error || !std::filesystem::exists(status)) {
-        file.Skipped = QStringLiteral("not found");
+    QByteArray bytes;
+    if (!ReadBytes(path, &bytes, &file.Skipped))
         return file;
-    }
-    if (!std::filesystem::is_regular_file(status)) {
-        file.Skipped =
-            std::filesystem::is_directory(status) ? QStringLiteral("a folder") : QStringLiteral("not a regular file");
-        return file;
-    }
-    if (fs::file_size(native, error) > quint64(MaxFileSize) && !error) {
-        file.Skipped = QStringLiteral("larger than 64 MB");
-        return file;
-    }
-    QFile source;
-    const int fd = ::open(native.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
-        file.Skipped = QStringLiteral("cannot be read: ") + QString::fromLocal8Bit(std::strerror(errno));
-        return file;
-    }
-    if (!source.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
-        ::close(fd);
-        file.Skipped = QStringLiteral("cannot be read: ") + source.errorString();
-        return file;
-    }
-    const QByteArray bytes = source.read(MaxFileSize + 1);
-    if (source.error() != QFileDevice::NoError) {
-        file.Skipped = QStringLiteral("cannot be read: ") + source.errorString();
-        return file;
-    }
-    if (bytes.size() > MaxFileSize) {
-        file.Skipped = QStringLiteral("larger than 64 MB");
-        return file;
-    }
-
-    FileConversion::Converted converted = FileConversion::FromBytes(info.suffix(), bytes);
+    FileConversion::Converted converted = FileConversion::FromBytes(info.suffix(), bytes, encoding);
     file.Row.txt_rtf = std::move(converted.Rtf);
     file.Encoding = std::move(converted.Encoding);
     file.Skipped = std::move(converted.Skipped);
     return file;
+}
+
+QString FileImport::LocalSource(const QString &source)
+{
+    const QString trimmed = source.trimmed();
+    if (trimmed.startsWith(QLatin1Char('/')))
+        return QDir::cleanPath(trimmed);
+    const QUrl url(trimmed);
+    return url.isLocalFile() ? QDir::cleanPath(url.toLocalFile()) : QString();
+}
+
+bool FileImport::Replace(const QSqlDatabase &db, const FileRow &loaded, const QString &rtf, bool *replaced,
+                         ErrObject *err)
+{
+    FileRow row = loaded;
+    row.txt_rtf = rtf;
+    StoreTransaction transaction(db, StoreTransaction::Lock::Immediate);
+    return transaction.begin(err) && FileTable::UpdateIfUnchanged(db, row, loaded, replaced, err) &&
+           transaction.commit(err);
 }
 
 bool FileImport::Begin(ErrObject *err)

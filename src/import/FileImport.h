@@ -43,9 +43,19 @@ public:
     // The sub-category a file's name implies: "cheat", "code" or "hint" 2, "preview" 4, "review" 3,
     // "news" 5, otherwise 1 (walkthrough or guide).
     static quint8 SubCategoryFor(const QString &name);
-    // Reads the file at `path` (a regular file of up to MaxFileSize bytes) and converts its bytes as
-    // FileConversion does; `subCat` 0 takes the one its name implies.
-    static ImportedFile Convert(const QString &path, quint8 subCat = 0);
+    // Reads the whole file at `path`, a regular file of up to MaxFileSize bytes; false with why not
+    // in `why` ("not found", "cannot be read: Permission denied").
+    static bool ReadBytes(const QString &path, QByteArray *bytes, QString *why);
+    // Reads the file at `path` and converts its bytes as FileConversion does, plain text in
+    // `encoding` when one is named; `subCat` 0 takes the one its name implies.
+    static ImportedFile Convert(const QString &path, quint8 subCat = 0, const QString &encoding = {});
+    // The file on this computer a stored file's source names (an import keeps the absolute path, a
+    // link may give a file: address); empty for any other source.
+    static QString LocalSource(const QString &source);
+    // Replaces the text of the file `loaded` names with `rtf`, in one transaction and only while the
+    // row still reads as `loaded`: `replaced` is false when it was changed or deleted meanwhile.
+    static bool Replace(const QSqlDatabase &db, const FileRow &loaded, const QString &rtf, bool *replaced,
+                        ErrObject *err);
 
     // Reads the sources the game already has; false when the game is gone or the store fails.
     bool Begin(ErrObject *err);

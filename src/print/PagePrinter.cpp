@@ -1,5 +1,6 @@
 #include "PagePrinter.h"
 
+#include "rtf/FixedPitch.h"
 #include "system/Twips.h"
 
 #include <QAbstractTextDocumentLayout>
@@ -14,6 +15,9 @@
 #include <QTextLayout>
 #include <QTextList>
 #include <QTextTable>
+
+#include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -45,6 +49,41 @@ QImage layoutDevice()
     image.setDotsPerMeterX(dotsPerMeter);
     image.setDotsPerMeterY(dotsPerMeter);
     return image;
+}
+
+// A fixed-pitch text prints with its lines as written: the font gets as small as it must for its
+// longest line, and at least the 80 columns such texts were written for, to fit between the margins.
+// Only lines longer than the most a page can hold legibly are broken.
+constexpr int printedColumns = 80;
+constexpr int mostPrintedColumns = 160;
+
+void fitColumns(QTextDocument *document, qreal width, QPaintDevice *device)
+{
+    if (!IsFixedPitchText(document))
+        return;
+    // The text's own font, found at its first fixed-pitch words; what comes before them (a printout's
+    // header) keeps its size.
+    for (QTextBlock block = document->begin(); block.isValid(); block = block.next()) {
+        for (QTextBlock::iterator it = block.begin(); !it.atEnd(); ++it) {
+            const QTextCharFormat format = it.fragment().charFormat();
+            if (!IsFixedPitchFormat(format))
+                continue;
+            const int columns = std::max(printedColumns, LongestLine(document, mostPrintedColumns));
+            // A little to spare, so that rounding in the layout never pushes the last column over.
+            const qreal fits = std::floor(ColumnsFitSize(format.font(), columns, width, device) * 0.98 * 10) / 10;
+            const qreal size = format.hasProperty(QTextFormat::FontPointSize) ? format.fontPointSize()
+                                                                              : document->defaultFont().pointSizeF();
+            if (size <= fits)
+                return;
+            QTextCursor cursor(document);
+            cursor.setPosition(block.position());
+            cursor.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
+            QTextCharFormat smaller;
+            smaller.setFontPointSize(fits);
+            cursor.mergeCharFormat(smaller);
+            return;
+        }
+    }
 }
 
 } // namespace
@@ -189,6 +228,7 @@ qreal PagePrinter::prepare(QTextDocument *document) const
     // Unhinted widths, so that the points of the layout scale to the device without drifting.
     document->setUseDesignMetrics(true);
     document->documentLayout()->setPaintDevice(m_layoutDevice.get());
+    fitColumns(document, page.width(), m_layoutDevice.get());
     // One long page: the breaks are ours. Qt's own pagination lets a line with extra spacing run
     // past the bottom of its page, where it would be cut off.
     document->setTextWidth(page.width());

@@ -68,6 +68,11 @@ MainMenu::MainMenu(QMenuBar *bar)
     mnuViewTop = addCheck(mnuView, "mnuViewTop", "&Title", QKeySequence(Qt::CTRL | Qt::Key_F9));
     mnuViewLeft = addCheck(mnuView, "mnuViewLeft", "Book T&ree", QKeySequence(Qt::Key_F9));
     mnuViewBottom = addCheck(mnuView, "mnuViewBottom", "&Details", QKeySequence(Qt::SHIFT | Qt::Key_F9));
+    mnuViewSections = addCheck(mnuView, "mnuViewSections", "&Sections", {});
+    mnuView->addSeparator();
+    // For texts in a fixed-pitch font, whose lines otherwise run on past the edge; remembered.
+    mnuViewWrap = addCheck(mnuView, "mnuViewWrap", "&Wrap Lines", QKeySequence());
+    mnuViewWrap->setChecked(false);
     mnuView->addSeparator();
     // F6 is the key most desktop programs move between their panes with.
     mnuViewNextPane = addItem(mnuView, "mnuViewNextPane", "&Next Pane", QKeySequence(Qt::Key_F6));

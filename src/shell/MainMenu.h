@@ -33,6 +33,9 @@ public:
     QAction *mnuViewTop;
     QAction *mnuViewLeft;
     QAction *mnuViewBottom;
+    QAction *mnuViewWrap;
+    // The list of the shown text's sections beside it, which the file view's reader drives.
+    QAction *mnuViewSections;
     QAction *mnuViewNextPane;
     QAction *mnuViewPreviousPane;
     QAction *mnuViewBrowser;

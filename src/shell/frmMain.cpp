@@ -10,11 +10,13 @@
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
 #include "modMain.h"
+#include "reader/TextReader.h"
 #include "store/StoreAddress.h"
 #include "store/StoreError.h"
 #include "system/Contrast.h"
 #include "system/Prompts.h"
 #include "system/SettingsStore.h"
+#include "system/TextEncodings.h"
 #include "system/Twips.h"
 #include "tree/ctlTree.h"
 #include "view/ctlView.h"
@@ -173,6 +175,7 @@ void frmMain::connectMenu()
     connect(m_menu->mnuViewTop, &QAction::triggered, this, &frmMain::mnuViewTop_Click);
     connect(m_menu->mnuViewLeft, &QAction::triggered, this, &frmMain::mnuViewLeft_Click);
     connect(m_menu->mnuViewBottom, &QAction::triggered, this, &frmMain::mnuViewBottom_Click);
+    m_ctlView->Reader()->UseSectionsAction(m_menu->mnuViewSections);
     connect(m_menu->mnuViewNextPane, &QAction::triggered, this, [this] { mnuViewPane_Click(1); });
     connect(m_menu->mnuViewPreviousPane, &QAction::triggered, this, [this] { mnuViewPane_Click(-1); });
     connect(m_menu->mnuViewQuickClip, &QAction::triggered, this, [this] {
@@ -284,6 +287,7 @@ void frmMain::UpdateMenus()
     const bool text = !m_ctlView->Viewer()->document()->isEmpty();
     m_menu->mnuFilePrint->setEnabled(text);
     m_menu->mnuFileExportPdf->setEnabled(text);
+    m_menu->mnuViewWrap->setEnabled(m_ctlView->ShowsFixedPitchText());
 }
 
 void frmMain::changeEvent(QEvent *event)
@@ -344,6 +348,15 @@ void frmMain::mnuFileImport_Click(bool folder)
     options.InitDir = GetSetting(SettingKeys::ImportFolder);
     if (options.InitDir.isEmpty() || !QFileInfo(options.InitDir).isDir())
         options.InitDir = QDir::homePath();
+    // Automatic unless the user says otherwise, each time: a named encoding left over from an
+    // earlier import would garble the next one.
+    const QVector<TextEncodings::Encoding> &encodings = TextEncodings::All();
+    int chosen = 0;
+    options.ChoiceLabel = QStringLiteral("&Encoding:");
+    options.Choices << QStringLiteral("Automatic");
+    for (const TextEncodings::Encoding &encoding : encodings)
+        options.Choices << encoding.Label;
+    options.Chosen = &chosen;
     QStringList paths;
     if (folder) {
         const std::optional<QString> chosen = Prompts::current().GetFolder(options);
@@ -355,7 +368,7 @@ void frmMain::mnuFileImport_Click(bool folder)
     if (paths.isEmpty())
         return;
     SaveSetting(SettingKeys::ImportFolder, folder ? paths.constFirst() : QFileInfo(paths.constFirst()).absolutePath());
-    m_ctlTree->ImportFiles(QString(), paths);
+    m_ctlTree->ImportFiles(QString(), paths, chosen > 0 ? encodings.at(chosen - 1).Name : QString());
 }
 
 void frmMain::ReloadAll()

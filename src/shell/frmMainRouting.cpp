@@ -16,6 +16,7 @@
 #include "details/ctlDetails.h"
 #include "find/frmFind.h"
 #include "system/Prompts.h"
+#include "system/SettingsStore.h"
 #include "tree/ctlTree.h"
 #include "view/ctlView.h"
 #include "widgets/Caption.h"
@@ -105,7 +106,8 @@ void frmMain::connectPanes()
             &frmMain::PrintFromViewer);
     connect(m_ctlTree, &ctlTree::AddToView, m_ctlView, &ctlView::AddListItem);
     // Files dropped on the list go to its game through the tree, which counts them in.
-    connect(m_ctlView, &ctlView::DropFiles, m_ctlTree, &ctlTree::ImportFiles);
+    connect(m_ctlView, &ctlView::DropFiles, m_ctlTree,
+            [this](const QString &strGameKey, const QStringList &paths) { m_ctlTree->ImportFiles(strGameKey, paths); });
     m_ctlTree->setBrowsedPage({[this] { return m_ctlView->BrowseURL(); },
                                [this] { return m_ctlView->BrowsePageTitle(); },
                                [this](const QObject *source) {
@@ -126,6 +128,13 @@ void frmMain::connectPanes()
     // menu's command so that the check marks follow.
     connect(m_menu->mnuEditAddGame, &QAction::triggered, m_ctlTree, &ctlTree::AddGame);
     connect(m_ctlView, &ctlView::TextShown, this, &frmMain::UpdateMenus);
+    const bool wrap = SettingNumber(GetSetting(SettingKeys::ViewWrapLines)) == 1L;
+    m_menu->mnuViewWrap->setChecked(wrap);
+    m_ctlView->SetWrapLines(wrap);
+    connect(m_menu->mnuViewWrap, &QAction::toggled, this, [this](bool checked) {
+        m_ctlView->SetWrapLines(checked);
+        SaveSetting(SettingKeys::ViewWrapLines, checked ? QStringLiteral("1") : QStringLiteral("0"));
+    });
     connect(m_ctlTree, &ctlTree::HideControl, m_menu->mnuViewLeft, &QAction::trigger);
     connect(m_ctlDetails, &ctlDetails::HideControl, m_menu->mnuViewBottom, &QAction::trigger);
     connect(m_ctlView, &ctlView::ShowTree, m_menu->mnuViewLeft, &QAction::trigger);

@@ -20,6 +20,12 @@ struct FileDialogOptions
     QString InitDir;
     QString FileName;
     QString DefaultExt; // without the dot, appended when the user typed a name without one
+    // A choice an open or folder dialog offers beside the file name: its label ("&Encoding:") and
+    // items, the first the default. When the dialog is accepted the index chosen goes to *Chosen.
+    // None when there are no items.
+    QString ChoiceLabel;
+    QStringList Choices;
+    int *Chosen = nullptr;
 };
 
 // Every question the program asks the user goes through this seam: the program installs the Qt

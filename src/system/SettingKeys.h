@@ -52,6 +52,12 @@ constexpr SettingKey TreeSearchText{"Tree", "SearchText", "Search..."};
 
 constexpr SettingKey DetailSelTab{"Detail", "SelTab", "1"};
 constexpr SettingKey ViewSelTab{"View", "SelTab", "1"};
+// View > Wrap Lines, and the same in file windows: whether a text in a fixed-pitch font wraps at the
+// window's edge ("1") or keeps its lines as written ("0").
+constexpr SettingKey ViewWrapLines{"View", "WrapLines", "0"};
+constexpr SettingKey FileWindowWrapLines{"FileWindow", "WrapLines", "0"};
+// Whether a text's list of sections shows beside it, in the file view and in file windows alike.
+constexpr SettingKey ViewSections{"View", "Sections", "1"};
 
 constexpr SettingKey BrowsePopups{"BrowseSettings", "Popups", "1"};
 // The page the browser's Search button opens.

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QRegularExpression>
+#include <QHash>
 #include <QStringDecoder>
 
 #include <uchardet/uchardet.h>
@@ -45,8 +46,9 @@ constexpr Signature binarySignatures[] = {
 
 bool isControl(char16_t c)
 {
+    // Shift out and shift in switch ISO-2022-KR between ASCII and Korean.
     return c < 0x20 && c != '\t' && c != '\n' && c != '\r' && c != '\f' && c != '\v' && c != 0x1B && c != 0x08 &&
-           c != 0x1A;
+           c != 0x1A && c != 0x0E && c != 0x0F;
 }
 
 QString usualName(QString name)
@@ -216,11 +218,19 @@ bool looksLikeDos(QByteArrayView bytes)
     const auto dosLetter = [](uchar c) {
         return c >= 0x80 && c <= 0xA5 && c != 0x91 && c != 0x92 && c != 0x96 && c != 0x97;
     };
+    // Its capitals (Ç Ä Å É Æ Ö Ü Ñ), which sit between small letters only when the bytes are another
+    // page's small accented letters: Mac Roman's é è ê and ö are 437's Ä Å É and Ü.
+    const auto dosCapital = [](uchar c) {
+        return c == 0x80 || c == 0x8E || c == 0x8F || c == 0x90 || c == 0x92 || c == 0x99 || c == 0x9A || c == 0xA5;
+    };
+    const auto small = [](uchar c) {
+        return c >= 'a' && c <= 'z';
+    };
     const QByteArrayView sample = bytes.first(std::min(bytes.size(), sampleLength));
     const auto at = [&](qsizetype i) {
         return i >= 0 && i < sample.size() ? uchar(sample[i]) : uchar(' ');
     };
-    qsizetype ruled = 0, framed = 0, inWords = 0, lone = 0, nonAscii = 0, high = 0, run = 0;
+    qsizetype ruled = 0, framed = 0, inWords = 0, lone = 0, nonAscii = 0, high = 0, run = 0, capitals = 0;
     for (qsizetype i = 0; i < sample.size(); ++i) {
         const uchar c = at(i);
         if (c < 0x80)
@@ -229,6 +239,7 @@ bool looksLikeDos(QByteArrayView bytes)
         high += c >= 0xE0;
         lone += at(i - 1) < 0x80 && at(i + 1) < 0x80;
         inWords += dosLetter(c) && letter(at(i - 1)) && letter(at(i + 1));
+        capitals += dosCapital(c) && small(at(i - 1)) && small(at(i + 1));
         run = box(c) && at(i - 1) == c ? run + 1 : 1;
         ruled += run == 4 ? 4 : run > 4;
     }
@@ -241,7 +252,57 @@ bool looksLikeDos(QByteArrayView bytes)
         start = end + 1;
     }
     // Greek letters and signs (0xE0 up) are rare in a DOS text, common in the pages it is taken for.
-    return high * 10 < nonAscii && (ruled >= 8 || framed >= 2 || (inWords >= 3 && lone == nonAscii));
+    const bool accents = inWords >= 3 && lone == nonAscii && capitals * 4 < inWords;
+    return high * 10 < nonAscii && (ruled >= 8 || framed >= 2 || accents);
+}
+
+// How well the bytes above 0x7F inside Latin words read as letters in `page`: a small letter between
+// small letters, a capital between capitals, or an apostrophe or a dash, which join words, count for
+// it; a sign, a control code or a capital among small letters counts against it.
+int lettersInWords(QByteArrayView bytes, const QString &page)
+{
+    QString text;
+    if (!decodeWith(bytes, page, &text) || text.size() != bytes.size())
+        return 0;
+    int score = 0;
+    for (qsizetype i = 1; i + 1 < bytes.size(); ++i) {
+        if (uchar(bytes[i]) < 0x80 || !text[i - 1].isLetter() || !text[i + 1].isLetter() ||
+            text[i - 1].unicode() >= 0x80 || text[i + 1].unicode() >= 0x80)
+            continue;
+        const QChar c = text[i];
+        // Apostrophes and dashes join words in every language.
+        const bool joins =
+            c == QChar(0x2019) || c == QChar(0x2018) || c == QChar(0x2013) || c == QChar(0x2014) || c == QChar(0xAD);
+        const bool fits = joins || (c.isLetter() && (c.isLower() ? text[i - 1].isLower() || text[i + 1].isLower()
+                                                                 : text[i - 1].isUpper() && text[i + 1].isUpper()));
+        score += fits ? 1 : -1;
+    }
+    return score;
+}
+
+// The Latin pages the detector does not know: code page 437 and its Western European sibling 850 of
+// DOS (where no frames or rules gave 437 away), and Mac Roman of old Macintosh texts. It takes them for
+// a Windows or ISO page, or for Mac Central European, and then reads their accented letters as
+// capitals, signs and control codes inside words. One of them is taken when the guess reads words
+// wrong and it reads them clearly better; a tie keeps the more common page, the one tried first.
+QString betterLatinPage(QByteArrayView bytes, const QString &guess)
+{
+    const QByteArrayView sample = bytes.first(std::min(bytes.size(), sampleLength));
+    int best = lettersInWords(sample, guess);
+    // Mac Central European shares most of Mac Roman's letters; Roman is by far the commoner.
+    const bool macCentral = guess == QLatin1String("mac-centraleurope");
+    if (best >= 0 && !macCentral)
+        return guess;
+    QString page = guess;
+    for (const QString &other : {QStringLiteral("macintosh"), QStringLiteral("ibm437"), QStringLiteral("ibm850")}) {
+        const int score = lettersInWords(sample, other);
+        const int needed = macCentral && page == guess && other == QLatin1String("macintosh") ? 0 : 3;
+        if (score >= 0 && score >= best + needed) {
+            best = score;
+            page = other;
+        }
+    }
+    return page;
 }
 
 // What the detector's name becomes: a name Qt decodes by, and for a single-byte guess made on
@@ -255,14 +316,44 @@ QString settledGuess(QString guess, QByteArrayView bytes)
         return decodeStrict(bytes, QStringLiteral("euc-kr"), &text) ? QStringLiteral("euc-kr")
                                                                     : QStringLiteral("cp949");
     }
-    if (!singleBytePage(guess))
+    // The detector's Mac pages stand for Windows ones as often as for themselves.
+    const bool macPage = guess.startsWith(QLatin1String("mac"));
+    if (!singleBytePage(guess) && !macPage)
         return guess;
+    // Bytes 0x80-0x9F are control codes in an ISO page and never stand in text; in its Windows
+    // sibling they are quotes, dashes and letters. The detector often names the ISO page all the same.
+    if (guess.startsWith(QLatin1String("iso-8859-")) &&
+        std::any_of(bytes.begin(), bytes.end(), [](char c) { return uchar(c) >= 0x80 && uchar(c) <= 0x9F; })) {
+        static const QHash<QString, QString> windowsPage{
+            {QStringLiteral("iso-8859-2"), QStringLiteral("windows-1250")},
+            {QStringLiteral("iso-8859-5"), QStringLiteral("windows-1251")},
+            {QStringLiteral("iso-8859-6"), QStringLiteral("windows-1256")},
+            {QStringLiteral("iso-8859-7"), QStringLiteral("windows-1253")},
+            {QStringLiteral("iso-8859-8"), QStringLiteral("windows-1255")},
+            {QStringLiteral("iso-8859-9"), QStringLiteral("windows-1254")},
+            {QStringLiteral("iso-8859-13"), QStringLiteral("windows-1257")},
+            {QStringLiteral("iso-8859-4"), QStringLiteral("windows-1257")},
+            {QStringLiteral("iso-8859-15"), QStringLiteral("windows-1252")}};
+        guess = windowsPage.value(guess, guess);
+    }
     static constexpr uchar shared[] = {0x82, 0x84, 0x85, 0x86, 0x87, 0x89, 0x8B, 0x91,
                                        0x92, 0x93, 0x94, 0x95, 0x96, 0x97, 0x99, 0x9B};
     const bool punctuationOnly = std::all_of(bytes.begin(), bytes.end(), [](char c) {
         return uchar(c) < 0x80 || std::find(std::begin(shared), std::end(shared), uchar(c)) != std::end(shared);
     });
     return punctuationOnly ? QStringLiteral("windows-1252") : guess;
+}
+
+// A text decoded from UTF-16 or UTF-32 without the padding old files end in; false when it is
+// mostly control characters, as a binary file read so is.
+bool settleWide(QString *text)
+{
+    while (text->endsWith(QChar(0x1A)) || text->endsWith(QChar(0)))
+        text->chop(1);
+    const QStringView sample = QStringView(*text).first(std::min(text->size(), sampleLength));
+    const qsizetype controls =
+        std::count_if(sample.begin(), sample.end(), [](QChar c) { return c.isNull() || isControl(c.unicode()); });
+    return controls * 20 <= sample.size();
 }
 
 } // namespace
@@ -326,13 +417,8 @@ Decoded Decode(QByteArrayView bytes)
     if (!out.Encoding.isEmpty()) {
         // A file that says what it is gets what it holds, odd bytes and all.
         DecodeAs(bytes.sliced(markLength), out.Encoding, &out.Text);
-        while (out.Text.endsWith(QChar(0x1A)) || out.Text.endsWith(QChar(0)))
-            out.Text.chop(1);
         // Zeros in every other byte also make up much of some binary formats.
-        const QStringView sample = QStringView(out.Text).first(std::min(out.Text.size(), sampleLength));
-        const qsizetype controls =
-            std::count_if(sample.begin(), sample.end(), [](QChar c) { return c.isNull() || isControl(c.unicode()); });
-        if (controls * 20 > sample.size()) {
+        if (!settleWide(&out.Text)) {
             out = Decoded();
             out.Binary = true;
         }
@@ -360,11 +446,48 @@ Decoded Decode(QByteArrayView bytes)
 
     QString guess = settledGuess(detectorGuess(detectorSample(content)), content);
     const bool enoughEvidence = nonAsciiBytes(content) >= evidenceBytes;
-    if (guess.isEmpty() || (!enoughEvidence && !singleBytePage(guess)) || !decodeStrict(content, guess, &out.Text)) {
+    const QString detected = guess;
+    if ((singleBytePage(guess) && !guess.startsWith(QLatin1String("koi8-"))) ||
+        (enoughEvidence && guess == QLatin1String("mac-centraleurope")))
+        guess = betterLatinPage(content, guess);
+    // A page chosen over the detector's by how words read is trusted as a detector's single-byte page is.
+    const bool trusted = enoughEvidence || singleBytePage(guess) || guess != detected;
+    if (guess.isEmpty() || !trusted || !decodeStrict(content, guess, &out.Text)) {
         guess = QStringLiteral("windows-1252");
         DecodeAs(content, guess, &out.Text);
     }
     out.Encoding = guess;
+    return out;
+}
+
+Decoded DecodeChosen(QByteArrayView bytes, const QString &name)
+{
+    Decoded out;
+    out.Encoding = name.toLower();
+    QString encoding = out.Encoding;
+    const bool wide = encoding.startsWith(QLatin1String("utf-16")) || encoding.startsWith(QLatin1String("utf-32"));
+    qsizetype markLength = 0;
+    const QString mark = ByteOrderMark(bytes, &markLength);
+    if (encoding == QLatin1String("utf-16")) {
+        encoding = mark.startsWith(QLatin1String("utf-16")) ? mark : utf16WithoutMark(bytes);
+        if (encoding.isEmpty())
+            encoding = QStringLiteral("utf-16le");
+    }
+    // A mark of another encoding is bytes like any other, read as the user asked.
+    if (mark != encoding)
+        markLength = 0;
+    // A wide text has zeros in it; other binary files are told as Decode tells them.
+    const bool binary =
+        wide ? std::any_of(std::begin(binarySignatures), std::end(binarySignatures),
+                           [&bytes](const Signature &signature) {
+                               return bytes.startsWith(QByteArrayView(signature.bytes, signature.length));
+                           })
+             : LooksBinary(bytes);
+    const QByteArrayView content = wide ? bytes.sliced(markLength) : withoutPadding(bytes.sliced(markLength));
+    if (binary || (DecodeAs(content, encoding, &out.Text) && wide && !settleWide(&out.Text))) {
+        out.Text.clear();
+        out.Binary = true;
+    }
     return out;
 }
 

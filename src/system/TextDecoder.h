@@ -25,6 +25,13 @@ Decoded Decode(QByteArrayView bytes);
 // name is unknown. Names are those of the IANA registry ("Shift_JIS", "iso-8859-2").
 bool DecodeAs(QByteArrayView bytes, const QString &name, QString *text);
 
+// Decodes with an encoding the user chose (one TextEncodings lists) instead of a guess; Encoding is
+// `name` in lower case. A byte-order mark of that encoding is no part of the text, nor are the DOS
+// end-of-file mark and the padding old files end in. "utf-16" takes its byte order from the mark,
+// else from where the zeros are, else little-endian. Binary as Decode tells it; nothing decoded
+// either when the name is unknown (Binary unset then).
+Decoded DecodeChosen(QByteArrayView bytes, const QString &name);
+
 // The encoding a byte-order mark at the start names ("utf-8", "utf-16le", ...), empty without one;
 // `length` receives the mark's length.
 QString ByteOrderMark(QByteArrayView bytes, qsizetype *length = nullptr);

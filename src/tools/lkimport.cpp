@@ -1,6 +1,7 @@
 // lkimport: files from disk into a game of a Lorekeep store, as File > Import Files does it.
 //
-// Each imported file prints "PATH<TAB>FILE_ID<TAB>ENCODING" once its row is committed; each file left
+// Each imported file prints "PATH<TAB>FILE_ID<TAB>ENCODING" once its row is committed (ENCODING is the
+// one detected, or the usual name of the one --encoding named); each file left
 // out prints "lkimport: PATH: REASON" on standard error. PATH is written as NativePath::Escaped
 // writes it, so a name holding a tab or a newline cannot forge a line. Exit 0 when every file was imported or was
 // already in the game, 1 when some were left out or failed, 2 when the store or the game cannot be
@@ -10,6 +11,7 @@
 #include "data/modADO.h"
 #include "import/FileImport.h"
 #include "import/NativePath.h"
+#include "system/TextEncodings.h"
 
 #include <QCommandLineParser>
 #include <QGuiApplication>
@@ -64,9 +66,15 @@ int main(int argc, char *argv[])
     const QCommandLineOption subCatOption(
         QStringLiteral("subcat"),
         QStringLiteral("The sub-category of every file, 1 to 6 (default: by the file's name)."), QStringLiteral("N"));
+    const QCommandLineOption encodingOption(
+        QStringLiteral("encoding"),
+        QStringLiteral("Read every plain-text file in this encoding instead of the one detected: utf-8, "
+                       "windows-1252, ibm437, shift_jis, euc-kr, gb18030, ... (RTF and web pages say their own)."),
+        QStringLiteral("NAME"));
     parser.addOption(storeOption);
     parser.addOption(gameOption);
     parser.addOption(subCatOption);
+    parser.addOption(encodingOption);
     parser.addPositionalArgument(QStringLiteral("PATH"), QStringLiteral("Files or folders to import."),
                                  QStringLiteral("PATH..."));
     // The arguments as given: Qt would turn a name's bytes that are not UTF-8 into U+FFFD and miss the file.
@@ -84,6 +92,21 @@ int main(int argc, char *argv[])
         complain(QStringLiteral("give --store, --game (a game's id), at most --subcat 1 to 6, and one or more "
                                 "paths; see --help"));
         return 2;
+    }
+
+    // An encoding that cannot be read is refused before the store is touched.
+    QString encoding;
+    if (parser.isSet(encodingOption)) {
+        const TextEncodings::Encoding *named = TextEncodings::Find(parser.value(encodingOption));
+        if (!named) {
+            QStringList known;
+            for (const TextEncodings::Encoding &offered : TextEncodings::All())
+                known << offered.Name;
+            complain(QStringLiteral("unknown encoding \"%1\"; known are %2")
+                         .arg(parser.value(encodingOption), known.join(QStringLiteral(", "))));
+            return 2;
+        }
+        encoding = named->Name;
     }
 
     const QString storePath = parser.value(storeOption);
@@ -107,7 +130,7 @@ int main(int argc, char *argv[])
             complainAbout(path, QStringLiteral("already in this game"));
             continue;
         }
-        ImportedFile file = FileImport::Convert(path, quint8(subCat));
+        ImportedFile file = FileImport::Convert(path, quint8(subCat), encoding);
         if (file.Skipped.isEmpty() && !import.Store(&file, &err))
             file.Skipped = QStringLiteral("not saved: ") + err.Description;
         if (!file.Skipped.isEmpty()) {

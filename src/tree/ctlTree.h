@@ -124,8 +124,9 @@ public Q_SLOTS:
     void DirectImport(const WebPage &page);
     // Imports files and folders into the game of the node with `strKey` (empty: the selected node),
     // asking which game first when the node is not one, then tells the file list and recounts the
-    // game. More than one file, or any left out, is summed up in one message.
-    void ImportFiles(const QString &strKey, const QStringList &paths);
+    // game. More than one file, or any left out, is summed up in one message. Plain-text files are
+    // read in `encoding` when one is named (see TextEncodings), else in the one detected.
+    void ImportFiles(const QString &strKey, const QStringList &paths, const QString &encoding = {});
 
 Q_SIGNALS:
     void TreeNodeClick(const ctlTree::NodeChoice &node);

@@ -256,7 +256,7 @@ bool ctlTree::gameOf(const TreeNode *node, const QString &rootCaption, const QSt
     return chooseGame(preset, caption, ids, game);
 }
 
-void ctlTree::ImportFiles(const QString &strKey, const QStringList &paths)
+void ctlTree::ImportFiles(const QString &strKey, const QStringList &paths, const QString &encoding)
 {
     if (paths.isEmpty())
         return;
@@ -278,6 +278,7 @@ void ctlTree::ImportFiles(const QString &strKey, const QStringList &paths)
 
     m_importing = true;
     FileImporter importer(window(), store(), ids.GameId);
+    importer.setEncoding(encoding);
     ErrObject err;
     const bool ran = importer.Run(paths, &err);
     m_importing = false;

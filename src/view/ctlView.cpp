@@ -6,6 +6,7 @@
 #include "components/FileViewer.h"
 #include "components/PrintJob.h"
 #include "data/modADO.h"
+#include "reader/TextReader.h"
 #include "rtf/RtfReader.h"
 #include "system/SettingsStore.h"
 #include "system/Twips.h"
@@ -166,6 +167,7 @@ void ctlView::buildFilesTab(QWidget *tab)
     rtbText->setUndoRedoEnabled(false);
     m_textLoader = new RichTextLoader(rtbText);
     connect(m_textLoader, &RichTextLoader::Shown, this, [this] {
+        m_fixedPitch = ApplyLineWrap(rtbText, m_wrapLines);
         if (!m_pendingPhrase.isEmpty())
             HighlightPhrase(std::exchange(m_pendingPhrase, QString()));
         Q_EMIT TextShown();
@@ -176,7 +178,9 @@ void ctlView::buildFilesTab(QWidget *tab)
             [this](const QPoint &pos) { rtbText_MouseDown(rtbText->viewport()->mapToGlobal(pos)); });
 
     picSplitter->addWidget(lvFiles);
-    picSplitter->addWidget(rtbText);
+    // The text with its find bar and list of sections.
+    m_reader = new TextReader(rtbText);
+    picSplitter->addWidget(m_reader);
     picSplitter->setChildrenCollapsible(false);
     picSplitter->setHandleWidth(5);
     picSplitter->handle(1)->setObjectName(QStringLiteral("imgS2"));
@@ -301,8 +305,15 @@ void ctlView::showText(const QString &rtf)
     m_textLoader->Show(rtf);
 }
 
+void ctlView::SetWrapLines(bool wrap)
+{
+    m_wrapLines = wrap;
+    ApplyLineWrap(rtbText, wrap);
+}
+
 void ctlView::clearText()
 {
+    m_fixedPitch = false;
     m_textLoader->Cancel();
     m_pendingPhrase.clear();
     m_shownRtf.clear();

@@ -3,6 +3,7 @@
 #include "browser/WebPage.h"
 #include "print/RtfPrintout.h"
 
+#include <QHash>
 #include <QPointer>
 #include <QString>
 #include <QWidget>
@@ -24,6 +25,7 @@ class QTextDocument;
 class QTextEdit;
 class QToolBar;
 class RichTextLoader;
+class TextReader;
 class modADO;
 struct SettingKey;
 
@@ -112,6 +114,12 @@ public:
     ListView *FileList() const { return lvFiles; }
     ctlBrowser *WebBrowser() const { return Browser; }
     QTextEdit *Viewer() const { return rtbText; }
+    // Whether a fixed-pitch text keeps its lines as written (false) or wraps at the edge (true); any
+    // other text always wraps.
+    void SetWrapLines(bool wrap);
+    // Whether the text shown is a fixed-pitch one, which Wrap Lines is for.
+    bool ShowsFixedPitchText() const { return m_fixedPitch; }
+    TextReader *Reader() const { return m_reader; }
     // The viewer/editor opened last, while its window is open.
     FileViewer *Editor() const;
 
@@ -194,6 +202,10 @@ private:
     void objSelector_CompleteSelect(quint8 bytPlatformId, quint8 bytGenreId, qint32 lngGameId, bool blnCancel);
     void mnuFileBookmark_Click();
     void mnuNavToSrc_Click();
+    // Offers Reopen With Encoding for a file read from a local file that is still there, and says
+    // why not otherwise.
+    void offerReopen(const QString &source);
+    void mnuFileReopen_Click();
     void mnuAddQuick_Click(bool selectedOnly);
     QString GameKey() const;
 
@@ -212,6 +224,7 @@ private:
     QMenu *mnuFile = nullptr;
     QAction *mnusepNav = nullptr;
     QAction *mnuNavToSrc = nullptr;
+    QAction *mnuFileReopen = nullptr;
     QMenu *mnuAddOnly = nullptr;
     QMenu *mnuQuickMenu = nullptr;
 
@@ -227,8 +240,13 @@ private:
     QString m_addedKey;
     bool m_showAddedPending = false;
     RichTextLoader *m_textLoader = nullptr;
+    TextReader *m_reader = nullptr;
     // A phrase to mark once the text being read shows.
     QString m_pendingPhrase;
     // The stored text of the file shown.
     QString m_shownRtf;
+    bool m_wrapLines = false;
+    bool m_fixedPitch = false;
+    // The encoding each file was last reopened with in this session, by id.
+    QHash<qint32, QString> m_reopenedAs;
 };

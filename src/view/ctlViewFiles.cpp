@@ -6,7 +6,11 @@
 
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
+#include "components/BackgroundWork.h"
+#include "components/BackupJob.h"
 #include "components/FileTextReader.h"
+#include "reader/FindBar.h"
+#include "reader/TextReader.h"
 #include "components/FileViewer.h"
 #include "components/GameSelector.h"
 #include "data/FileTable.h"
@@ -14,15 +18,23 @@
 #include "data/ShortDesc.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
+#include "frmReopenEncoding.h"
+#include "import/FileConversion.h"
+#include "import/FileImport.h"
+#include "store/StoreAddress.h"
 #include "system/Prompts.h"
+#include "system/TextDecoder.h"
+#include "system/TextEncodings.h"
 #include "widgets/ListView.h"
 
 #include <QDateTime>
+#include <QFileInfo>
 #include <QLocale>
 #include <QMenu>
 #include <QTextDocumentFragment>
 #include <QTextEdit>
 
+#include <functional>
 #include <memory>
 
 namespace {
@@ -62,6 +74,10 @@ void ctlView::buildMenus()
             [this] { OpenViewer(2); });
     connect(addItem(mnuFile, "mnuFileEdit", QStringLiteral("Edit File...")), &QAction::triggered, this,
             [this] { OpenViewer(1); });
+    mnuFileReopen = addItem(mnuFile, "mnuFileReopen", QStringLiteral("Reopen With Encoding..."));
+    connect(mnuFileReopen, &QAction::triggered, this, &ctlView::mnuFileReopen_Click);
+    // A greyed-out Reopen says why it is.
+    mnuFile->setToolTipsVisible(true);
     mnuFile->addSeparator();
     connect(addItem(mnuFile, "mnuFileCopyTo", QStringLiteral("Copy To...")), &QAction::triggered, this, [this] {
         m_copyFlag = 1;
@@ -101,6 +117,11 @@ void ctlView::buildMenus()
     selectAll->setShortcut(QKeySequence::SelectAll);
     selectAll->setShortcutContext(Qt::WidgetShortcut);
     connect(selectAll, &QAction::triggered, rtbText, &QTextEdit::selectAll);
+    // Ctrl+F itself reaches the find bar from the text; the menu shows where to find it.
+    QAction *find = addItem(mnuQuickMenu, "mnuFindInText", QStringLiteral("&Find in Text..."));
+    find->setShortcut(QKeySequence::Find);
+    find->setShortcutContext(Qt::WidgetShortcut);
+    connect(find, &QAction::triggered, this, [this] { m_reader->Finder()->Open(); });
 }
 
 QString ctlView::GameKey() const
@@ -123,6 +144,7 @@ void ctlView::lvFiles_MouseDown(Qt::MouseButton button, const QPoint &globalPos)
         m_navURL = source;
     mnusepNav->setVisible(web);
     mnuNavToSrc->setVisible(web);
+    offerReopen(source);
     mnuFile->popup(globalPos);
 }
 
@@ -308,4 +330,130 @@ void ctlView::mnuAddQuick_Click(bool selectedOnly)
     text = text.trimmed();
     text.replace(QLatin1Char('\n'), crlf);
     Q_EMIT SendQuick(header, text);
+}
+
+void ctlView::offerReopen(const QString &source)
+{
+    const QString path = FileImport::LocalSource(source);
+    QString why;
+    if (path.isEmpty())
+        why = QStringLiteral("Only a file imported from a file on this computer can be read again.");
+    else if (!QFileInfo(path).isFile())
+        why = QStringLiteral("\u201C%1\u201D is no longer there.").arg(path);
+    else if (m_store && m_store->IsReadOnly())
+        why = m_store->ReadOnlyError().Description;
+    mnuFileReopen->setEnabled(why.isEmpty());
+    mnuFileReopen->setToolTip(why);
+}
+
+void ctlView::mnuFileReopen_Click()
+{
+    const QString procedure = QStringLiteral("Reopen With Encoding");
+    const ListItem *item = lvFiles->SelectedItem();
+    FileTextReader reader;
+    if (!item || !ReadFile(item, &reader, procedure, true))
+        return;
+    const qint32 id = *fileId(item);
+    const QString key = item->Key();
+    const FileRow loaded{id, reader.GameId(), reader.SubCat(), reader.Source(), reader.Desc(), reader.TextRTF()};
+    const QString path = FileImport::LocalSource(loaded.src);
+    // Reading, detecting and converting a large file take a while: on a worker thread, with the
+    // window alive and, past half a second, a progress window.
+    const auto inBackground = [this](const QString &text, const std::function<void()> &work) {
+        QString error;
+        return BackgroundWork::Run(
+                   window(), QStringLiteral("Reopen With Encoding"),
+                   [&work](const BackgroundWork::Report &, QString *) {
+                       work();
+                       return true;
+                   },
+                   [&text](const BackgroundWork::Step &) {
+                       return BackgroundWork::Shown{-1, text};
+                   },
+                   &error) == BackgroundWork::Outcome::Done;
+    };
+    QByteArray bytes;
+    QString why;
+    bool read = false;
+    QString detected;
+    if (path.isEmpty()) {
+        MsgBox(QStringLiteral("\u201C%1\u201D was not imported from a file on this computer, so there is nothing to "
+                              "read again.")
+                   .arg(loaded.desc),
+               MsgButtons::OK, MsgIcon::Information);
+        return;
+    }
+    if (!inBackground(QStringLiteral("Reading the file..."), [&] {
+            read = FileImport::ReadBytes(path, &bytes, &why);
+            if (read && !m_reopenedAs.contains(id))
+                detected = TextDecoder::Decode(bytes).Encoding;
+        }))
+        return;
+    if (!read) {
+        const QString prefix = QStringLiteral("cannot be read: ");
+        MsgBox(why == QLatin1String("not found")
+                   ? QStringLiteral("The file \u201C%1\u201D is no longer there, so its text cannot be read again.")
+                         .arg(path)
+                   : QStringLiteral("The file \u201C%1\u201D cannot be read again: %2.")
+                         .arg(path, why.startsWith(prefix) ? why.mid(prefix.size()) : why),
+               MsgButtons::OK, MsgIcon::Exclamation);
+        return;
+    }
+    const QString suffix = QFileInfo(path).suffix();
+    const FileConversion::Kind kind = FileConversion::KindOf(suffix, bytes);
+    if (kind != FileConversion::Kind::PlainText) {
+        MsgBox(QStringLiteral("\u201C%1\u201D is %2, which says its own encoding, and Lorekeep reads it so. Reopen "
+                              "With Encoding is for plain-text files.")
+                   .arg(QFileInfo(path).fileName(), kind == FileConversion::Kind::Rtf
+                                                        ? QStringLiteral("an RTF document")
+                                                        : QStringLiteral("a web page")),
+               MsgButtons::OK, MsgIcon::Information);
+        return;
+    }
+    frmReopenEncoding dialog(window(), path, bytes, m_reopenedAs.value(id, detected));
+    if (dialog.exec() != QDialog::Accepted || dialog.Encoding().isEmpty())
+        return;
+    const QString encoding = dialog.Encoding();
+    FileConversion::Converted converted;
+    if (!inBackground(QStringLiteral("Reading the file as %1...").arg(TextEncodings::Find(encoding)->Label),
+                      [&] { converted = FileConversion::FromBytes(suffix, bytes, encoding); }))
+        return;
+    if (!converted.Skipped.isEmpty()) {
+        MsgBox(
+            QStringLiteral("Read as %1, \u201C%2\u201D is %3; its text was left as it is.")
+                .arg(TextEncodings::Find(encoding)->Label, QFileInfo(path).fileName(),
+                     converted.Skipped == QLatin1String("holds no text") ? QStringLiteral("empty") : converted.Skipped),
+            MsgButtons::OK, MsgIcon::Exclamation);
+        return;
+    }
+
+    // The text stored now goes into the day's backup first; a shared library keeps none here.
+    const QSqlDatabase db = m_store->Connection();
+    if (StoreAddress::IsShared(db)) {
+        if (MsgBox(QStringLiteral("\u201C%1\u201D will be read again as %2. This library is shared on a server, where "
+                                  "Lorekeep keeps no backups, so the text it holds now will not be kept.\n\nReplace "
+                                  "the text?")
+                       .arg(loaded.desc, TextEncodings::Find(encoding)->Label),
+                   MsgButtons::YesNo, MsgIcon::Question) != MsgResult::Yes)
+            return;
+    } else if (!BackupJob::KeepText(window(), db, id, loaded.txt_rtf)) {
+        return;
+    }
+    bool replaced = false;
+    ErrObject err;
+    if (!FileImport::Replace(db, loaded, converted.Rtf, &replaced, &err))
+        return LogError(err, module, procedure, true);
+    if (!replaced) {
+        MsgBox(QStringLiteral("\u201C%1\u201D was changed or deleted elsewhere meanwhile; its text was left as it "
+                              "is.")
+                   .arg(loaded.desc),
+               MsgButtons::OK, MsgIcon::Exclamation);
+        return;
+    }
+    m_reopenedAs.insert(id, encoding);
+    FileRow row = loaded;
+    row.txt_rtf = converted.Rtf;
+    if (key == m_currentFileKey)
+        showText(row.txt_rtf);
+    FileViewer::FollowReplaced(row);
 }

@@ -1,15 +1,20 @@
 #include "QtPrompts.h"
 
 #include <QApplication>
+#include <QComboBox>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QGridLayout>
 #include <QGuiApplication>
 #include <QHash>
 #include <QInputDialog>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPrintDialog>
 #include <QPushButton>
+
+#include <algorithm>
 
 namespace {
 
@@ -58,13 +63,38 @@ void setUp(QFileDialog &dialog, const FileDialogOptions &options)
         dialog.setDefaultSuffix(options.DefaultExt);
 }
 
-std::optional<QStringList> runFileDialog(QFileDialog &dialog)
+// The options' choice as a row of the dialog's own grid, under the file name and type. The system's
+// dialog takes no rows of ours, so Qt's own is used then. Null without a choice.
+QComboBox *addChoice(QFileDialog &dialog, const FileDialogOptions &options)
 {
+    if (options.Choices.isEmpty())
+        return nullptr;
+    dialog.setOption(QFileDialog::DontUseNativeDialog);
+    auto *grid = qobject_cast<QGridLayout *>(dialog.layout());
+    if (!grid)
+        return nullptr;
+    auto *choice = new QComboBox(&dialog);
+    choice->setObjectName(QStringLiteral("cboChoice"));
+    choice->addItems(options.Choices);
+    choice->setCurrentIndex(options.Chosen ? std::clamp(*options.Chosen, 0, int(options.Choices.size()) - 1) : 0);
+    auto *label = new QLabel(options.ChoiceLabel, &dialog);
+    label->setBuddy(choice);
+    const int row = grid->rowCount();
+    grid->addWidget(label, row, 0);
+    grid->addWidget(choice, row, 1);
+    return choice;
+}
+
+std::optional<QStringList> runFileDialog(QFileDialog &dialog, const FileDialogOptions &options)
+{
+    const QComboBox *choice = addChoice(dialog, options);
     QGuiApplication::setOverrideCursor(Qt::ArrowCursor);
     const bool accepted = dialog.exec() == QDialog::Accepted && !dialog.selectedFiles().isEmpty();
     QGuiApplication::restoreOverrideCursor();
     if (!accepted)
         return std::nullopt;
+    if (choice && options.Chosen)
+        *options.Chosen = choice->currentIndex();
     return dialog.selectedFiles();
 }
 
@@ -147,7 +177,7 @@ std::optional<QString> QtPrompts::GetOpenFileName(const FileDialogOptions &optio
     dialog.setAcceptMode(QFileDialog::AcceptOpen);
     dialog.setFileMode(QFileDialog::ExistingFile);
     setUp(dialog, options);
-    return firstOf(runFileDialog(dialog));
+    return firstOf(runFileDialog(dialog, options));
 }
 
 std::optional<QString> QtPrompts::GetSaveFileName(const FileDialogOptions &options)
@@ -158,7 +188,7 @@ std::optional<QString> QtPrompts::GetSaveFileName(const FileDialogOptions &optio
     // The callers ask their own "already exists" question where the program needs one.
     dialog.setOption(QFileDialog::DontConfirmOverwrite);
     setUp(dialog, options);
-    return firstOf(runFileDialog(dialog));
+    return firstOf(runFileDialog(dialog, options));
 }
 
 std::optional<QStringList> QtPrompts::GetOpenFileNames(const FileDialogOptions &options)
@@ -167,7 +197,7 @@ std::optional<QStringList> QtPrompts::GetOpenFileNames(const FileDialogOptions &
     dialog.setAcceptMode(QFileDialog::AcceptOpen);
     dialog.setFileMode(QFileDialog::ExistingFiles);
     setUp(dialog, options);
-    return runFileDialog(dialog);
+    return runFileDialog(dialog, options);
 }
 
 std::optional<QString> QtPrompts::GetFolder(const FileDialogOptions &options)
@@ -177,7 +207,7 @@ std::optional<QString> QtPrompts::GetFolder(const FileDialogOptions &options)
     dialog.setFileMode(QFileDialog::Directory);
     dialog.setOption(QFileDialog::ShowDirsOnly);
     setUp(dialog, options);
-    return firstOf(runFileDialog(dialog));
+    return firstOf(runFileDialog(dialog, options));
 }
 
 bool QtPrompts::PrintDialog(QPrinter *printer, bool hasSelection)

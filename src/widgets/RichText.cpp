@@ -1,5 +1,6 @@
 #include "RichText.h"
 
+#include "rtf/FixedPitch.h"
 #include "rtf/RtfReader.h"
 
 #include <QTextBlockFormat>
@@ -165,3 +166,10 @@ bool IsCutRichText(const QTextDocument *document)
         }
         return int(marks.size());
     }
+
+bool ApplyLineWrap(QTextEdit *edit, bool wrap)
+{
+    const bool fixedPitch = IsFixedPitchText(edit->document());
+    edit->setLineWrapMode(fixedPitch && !wrap ? QTextEdit::NoWrap : QTextEdit::WidgetWidth);
+    return fixedPitch;
+}

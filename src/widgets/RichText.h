@@ -38,6 +38,11 @@ bool LooksLikeStoredRtf(const QString &text);
 // Whether BuildRichText cut the text that `document` shows.
 bool IsCutRichText(const QTextDocument *document);
 
+// Sets how `edit` breaks its lines for the text it shows: a fixed-pitch text runs on past the edge
+// (with a horizontal scroll bar) unless `wrap`, so that its tables and ASCII art stay whole; any
+// other text wraps at the edge. Returns whether the text is a fixed-pitch one.
+bool ApplyLineWrap(QTextEdit *edit, bool wrap);
+
 // Marks every occurrence of each of `phrases` in the text of `edit` with `look`, taking away the
 // marks made before, and brings the first in the text into view; returns how many there are.
 int MarkPhrases(QTextEdit *edit, const QStringList &phrases, const QTextCharFormat &look,

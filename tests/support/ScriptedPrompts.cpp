@@ -76,16 +76,34 @@ std::optional<QString> ScriptedPrompts::GetSaveFileName(const FileDialogOptions 
     return askText({PromptRecord::SaveFile, options.Title, options.Title, MsgButtons::OK, MsgIcon::None, {}, options});
 }
 
+void ScriptedPrompts::choose(const FileDialogOptions &options, const std::optional<Answer> &answer)
+{
+    if (!answer || !answer->choice)
+        return;
+    for (int i = 0; i < options.Choices.size(); ++i) {
+        if (options.Chosen && options.Choices.at(i).startsWith(*answer->choice)) {
+            *options.Chosen = i;
+            return;
+        }
+    }
+    QTest::qFail(qPrintable(QStringLiteral("the dialog offers no choice \"%1\"").arg(*answer->choice)), __FILE__,
+                 __LINE__);
+}
+
 std::optional<QStringList> ScriptedPrompts::GetOpenFileNames(const FileDialogOptions &options)
 {
     const std::optional<Answer> answer =
         take({PromptRecord::OpenFiles, options.Title, options.Title, MsgButtons::OK, MsgIcon::None, {}, options});
+    choose(options, answer);
     return answer ? answer->paths : std::nullopt;
 }
 
 std::optional<QString> ScriptedPrompts::GetFolder(const FileDialogOptions &options)
 {
-    return askText({PromptRecord::Folder, options.Title, options.Title, MsgButtons::OK, MsgIcon::None, {}, options});
+    const std::optional<Answer> answer =
+        take({PromptRecord::Folder, options.Title, options.Title, MsgButtons::OK, MsgIcon::None, {}, options});
+    choose(options, answer);
+    return answer ? answer->text : std::nullopt;
 }
 
 bool ScriptedPrompts::PrintDialog(QPrinter *printer, bool hasSelection)

@@ -39,11 +39,15 @@ public:
     void answerPassword(std::optional<QString> password) { queue(PromptRecord::Password, MsgResult::OK, password); }
     void answerOpenFile(std::optional<QString> path) { queue(PromptRecord::OpenFile, MsgResult::OK, path); }
     void answerSaveFile(std::optional<QString> path) { queue(PromptRecord::SaveFile, MsgResult::OK, path); }
-    void answerOpenFiles(std::optional<QStringList> paths)
+    // `choice`: the item of the dialog's own choice (its Encoding, say) whose text starts so.
+    void answerOpenFiles(std::optional<QStringList> paths, std::optional<QString> choice = std::nullopt)
     {
-        m_answers.append({PromptRecord::OpenFiles, MsgResult::OK, std::nullopt, std::move(paths)});
+        m_answers.append({PromptRecord::OpenFiles, MsgResult::OK, std::nullopt, std::move(paths), std::move(choice)});
     }
-    void answerFolder(std::optional<QString> path) { queue(PromptRecord::Folder, MsgResult::OK, path); }
+    void answerFolder(std::optional<QString> path, std::optional<QString> choice = std::nullopt)
+    {
+        m_answers.append({PromptRecord::Folder, MsgResult::OK, std::move(path), std::nullopt, std::move(choice)});
+    }
     // The printer dialog: print to the PDF file `pdfPath` (all of it, or the selection only), or
     // nothing for Cancel.
     void answerPrint(std::optional<QString> pdfPath, bool selectionOnly = false)
@@ -74,7 +78,9 @@ private:
         MsgResult result;
         std::optional<QString> text;
         std::optional<QStringList> paths = std::nullopt;
+        std::optional<QString> choice = std::nullopt;
     };
+    void choose(const FileDialogOptions &options, const std::optional<Answer> &answer);
     void queue(PromptRecord::Kind kind, MsgResult result, std::optional<QString> text = std::nullopt)
     {
         m_answers.append({kind, result, std::move(text)});
