@@ -3,9 +3,9 @@
 
 #include "TestHome.h"
 #include "components/FileImporter.h"
+#include "html/HtmlNesting.h"
+#include "html/ImportedHtml.h"
 #include "import/FileImport.h"
-#include "rtf/HtmlNesting.h"
-#include "rtf/ImportedHtml.h"
 #include "rtf/RtfReader.h"
 #include "system/TextDecoder.h"
 #include "system/TextEncodings.h"
@@ -302,9 +302,15 @@ void tst_fileimport::otherKinds()
         {"manual.pdf", "%PDF-1.4\n%\xe2\xe3\xcf\xd3\n1 0 obj", "not a text file"},
         {"empty.txt", {}, "empty file"},
         {"blank.txt", " \r\n\t\r\n", "holds no text"},
+        {"blank.rtf", "{\\rtf1{\\*\\shppict}{\\nonshppict{\\pict\\pngblip 89}}}", "holds no text"},
         {"empty.html", "<html><script>x()</script></html>", "holds no text"}};
     for (const auto &[name, bytes, reason] : bad)
         QCOMPARE(FileImport::Convert(write(dir, QLatin1String(name), bytes)).Skipped, QLatin1String(reason));
+    // A document that is only a picture, or only a placeholder for one, is kept.
+    for (const char *picture : {"{\\rtf1{\\pict\\pngblip 89504e470d0a1a0a}}", "{\\rtf1{\\pict\\wmetafile8 0100}}"}) {
+        const auto file = FileImport::Convert(write(dir, QStringLiteral("map.rtf"), picture));
+        QVERIFY2(file.Skipped.isEmpty() && file.Row.txt_rtf.contains(QLatin1String("\\pict")), qPrintable(file.Skipped));
+    }
 
     // Over the limit is refused before it is read (the file is sparse, so this is quick).
     QFile huge(dir.filePath(QStringLiteral("huge.txt")));

@@ -16,7 +16,9 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QBuffer>
 #include <QDesktopServices>
+#include <QImage>
 #include <QLineEdit>
 #include <QMimeData>
 #include <QPdfBookmarkModel>
@@ -371,7 +373,16 @@ private Q_SLOTS:
     {
         QTemporaryDir dir;
         const QString rtf = dir.filePath(QStringLiteral("doc.rtf"));
-        writeFile(rtf, R"({\rtf1\ansi{\fonttbl{\f0 Arial;}}\f0\fs20 Hello {\b printed} world\par})");
+        // A picture of the document prints: an inch of red.
+        QImage red(8, 8, QImage::Format_RGB32);
+        red.fill(Qt::red);
+        QByteArray png;
+        QBuffer buffer(&png);
+        buffer.open(QIODevice::WriteOnly);
+        red.save(&buffer, "PNG");
+        writeFile(rtf, R"({\rtf1\ansi{\fonttbl{\f0 Arial;}}\f0\fs20 Hello {\b printed} world\par)"
+                       R"({\pict\pngblip\picwgoal1440\pichgoal1440 )" +
+                           png.toHex() + "}}");
         const auto run = [](const QStringList &arguments) {
             QProcess tool;
             tool.start(QStringLiteral(LKRTF_EXE), arguments);
@@ -384,6 +395,15 @@ private Q_SLOTS:
         Pdf pdf(out);
         QCOMPARE(std::pair(letters(pdf.text(0), 1, 1), pdf.document.pagePointSize(0).toSize()),
                  std::pair(QStringLiteral("Helloprintedworld"), QSize(612, 792)));
+        const QImage page = pdf.document.render(0, QSize(612, 792));
+        qsizetype redPixels = 0;
+        for (int y = 0; y < page.height(); ++y) {
+            for (int x = 0; x < page.width(); ++x) {
+                const QColor pixel = page.pixelColor(x, y);
+                redPixels += pixel.red() > 200 && pixel.green() < 60 && pixel.blue() < 60;
+            }
+        }
+        QVERIFY2(redPixels > 60 * 60 && redPixels < 80 * 80, qPrintable(QString::number(redPixels)));
         QCOMPARE(run({rtf, QStringLiteral("--pdf"), out, QStringLiteral("--page-size"), QStringLiteral("A3")}).first,
                  2);
         const auto unwritable = run({rtf, QStringLiteral("--pdf"), dir.filePath(QStringLiteral("no/such/x.pdf"))});

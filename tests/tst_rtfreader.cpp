@@ -3,12 +3,15 @@
 #include "rtf/RtfTableBuilder.h"
 #include "rtf/RtfWriter.h"
 
+#include <QBuffer>
 #include <QDir>
+#include <QImage>
 #include <QRegularExpression>
 #include <QTest>
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
+#include <QTextDocumentFragment>
 #include <QTextTable>
 
 #include <algorithm>
@@ -33,6 +36,34 @@ QTextCharFormat formatOf(const QTextDocument &document, const QString &text)
     return {};
 }
 
+// The tables directly inside `frame` (the document's root frame or a table's cell).
+QList<QTextTable *> tablesIn(const QTextFrame *frame)
+{
+    QList<QTextTable *> tables;
+    for (QTextFrame *child : frame->childFrames()) {
+        if (auto *table = qobject_cast<QTextTable *>(child))
+            tables.append(table);
+    }
+    return tables;
+}
+
+QString cellText(QTextTable *table, int row, int column)
+{
+    const QTextTableCell cell = table->cellAt(row, column);
+    QTextCursor cursor = cell.firstCursorPosition();
+    cursor.setPosition(cell.lastCursorPosition().position(), QTextCursor::KeepAnchor);
+    return cursor.selection().toPlainText().trimmed();
+}
+
+QByteArray hexImage(const QImage &image, const char *format)
+{
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, format);
+    return bytes.toHex();
+}
+
 } // namespace
 
 class tst_rtfreader final : public QObject
@@ -44,6 +75,7 @@ private Q_SLOTS:
     void longTableIsReadWhole();
     void longTextIsReadInParts();
     void badAndRealWorldInput();
+    void nestedTablesHeadersAndPictures();
 };
 
 void tst_rtfreader::plainTextFormatsParagraphsTablesAndLinks()
@@ -350,6 +382,108 @@ void tst_rtfreader::badAndRealWorldInput()
         QTextDocument document;
         RtfReader::Read(bytes, &document);
     }
+}
+
+void tst_rtfreader::nestedTablesHeadersAndPictures()
+{
+    const QDir samples(QStringLiteral(LOREKEEP_FIXTURES "/rtf"));
+    // Tables in cells, two and three deep, as Word writes them: each cell's words apart in the plain text,
+    // and a table inside the cell in the document, the outer cell's own text after it.
+    const QByteArray twoDeep = readFile(samples.filePath(QStringLiteral("nested-table-2-levels-word.rtf")));
+    QCOMPARE(RtfReader::PlainText(twoDeep).section(QLatin1Char('\n'), 1, 3),
+             QStringLiteral("Hornet\tNeedle\tDash\nThread\tJump\nStay low."));
+    QTextDocument two;
+    RtfReader::Read(twoDeep, &two);
+    QTextTable *outer = tablesIn(two.rootFrame()).value(0);
+    QVERIFY(outer && tablesIn(two.rootFrame()).size() == 1 && outer->rows() == 2 && outer->columns() == 2);
+    QTextTable *inner = tablesIn(outer).value(0);
+    QVERIFY(inner && inner->rows() == 2 && inner->columns() == 2);
+    QCOMPARE(std::tuple(cellText(inner, 0, 1), cellText(inner, 1, 0),
+                        cellText(outer, 0, 1).endsWith(QLatin1String("Stay low.")), cellText(outer, 1, 0)),
+             std::tuple(QStringLiteral("Dash"), QStringLiteral("Thread"), true, QStringLiteral("Mantis Lords")));
+    QTextDocument three;
+    RtfReader::Read(readFile(samples.filePath(QStringLiteral("nested-table-3-levels-word.rtf"))), &three);
+    QTextTable *middle = tablesIn(tablesIn(three.rootFrame()).value(0)).value(0);
+    QTextTable *deepest = middle ? tablesIn(middle).value(0) : nullptr;
+    QVERIFY(deepest && middle->rows() == 2 && deepest->rows() == 1 && deepest->columns() == 2);
+    QCOMPARE(std::tuple(cellText(middle, 0, 0), cellText(deepest, 0, 1), cellText(middle, 1, 1)),
+             std::tuple(QStringLiteral("Crossroads"), QStringLiteral("Knight"), QStringLiteral("Hornet")));
+    // Tables nested deeper than four go on as cells of the fourth, which is laid out in a blink.
+    QTextDocument deep;
+    RtfReader::Read("{\\rtf1\\trowd\\cellx9\\pard\\intbl\\itap40 a\\nestcell\\itap30 b\\nestcell\\cell\\row}", &deep);
+    int depth = 0;
+    for (const QTextFrame *frame = deep.rootFrame(); !tablesIn(frame).isEmpty(); frame = tablesIn(frame).value(0))
+        ++depth;
+    QCOMPARE(std::pair(depth, RtfReader::PlainText("{\\rtf1\\itap40 a\\nestcell\\itap30 b\\nestcell}")),
+             std::pair(4, QStringLiteral("a\tb\t")));
+
+    // Headers first and footers last, each text once, page numbers and what they leave gone; a later
+    // section's header goes with the footers, a header inside a header is not shown.
+    const QByteArray variants = readFile(samples.filePath(QStringLiteral("header-footer-variants-word.rtf")));
+    const QStringList lines = RtfReader::PlainText(variants).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QCOMPARE(std::tuple(lines.size(), lines.value(0), lines.value(1), lines.value(4)),
+             std::tuple(5, QStringLiteral("Celeste Strawberry Guide"), QStringLiteral("Chapter 1: Forsaken City"),
+                        QStringLiteral("Written by Mara for the speedrun club")));
+    QCOMPARE(RtfReader::PlainText("{\\rtf1{\\footer Foot {\\field{\\*\\fldinst PAGE}{\\fldrslt 7}}}"
+                                  "{\\header Top{\\header inner}}Body\\sect{\\header Later}More}"),
+             QStringLiteral("Top\nBody\nMore\nFoot\nLater"));
+    QTextDocument headed;
+    RtfReader::Read(variants, &headed);
+    const QTextCharFormat top = headed.begin().charFormat();
+    QCOMPARE(
+        std::tuple(headed.begin().text(), top.fontPointSize(), top.foreground().color(), headed.lastBlock().text()),
+        std::tuple(QStringLiteral("Celeste Strawberry Guide"), 8.0, QColor(Qt::darkGray),
+                   QStringLiteral("Written by Mara for the speedrun club")));
+    QCOMPARE(formatOf(headed, QStringLiteral("The first strawberry")).fontPointSize(), 12.0);
+
+    // Pictures: PNG and JPEG shown at their set size and scale or their own, in hex or binary; the rest
+    // a placeholder with its size, never their data as text.
+    const QByteArray png = hexImage(QImage(40, 20, QImage::Format_RGB32), "PNG");
+    QImage red(40, 20, QImage::Format_RGB32);
+    red.fill(Qt::red);
+    const QByteArray redPng = hexImage(red, "PNG");
+    const QByteArray rawPng = QByteArray::fromHex(redPng);
+    const QByteArray huge = hexImage(QImage(10001, 1, QImage::Format_Mono), "PNG");
+    const QString obj(QChar::ObjectReplacementCharacter);
+    const std::tuple<QByteArray, QString, QSize> pictures[] = {
+        {"{\\pict\\pngblip\\picw40\\pich20\\picwgoal900\\pichgoal450 " + redPng + "}", obj, QSize(60, 30)},
+        {"{\\pict\\pngblip\\picscalex50\\picscaley200 " + png + "}", obj, QSize(20, 40)},
+        {"{\\pict\\jpegblip\\picwgoal300\\pichgoal150{\\*\\blipuid 00ff}" + hexImage(red, "JPG") + "}", obj,
+         QSize(20, 10)},
+        {"{\\pict\\pngblip\\bin" + QByteArray::number(rawPng.size()) + " " + rawPng + "}", obj, QSize(40, 20)},
+        {"{\\*\\shppict{\\pict\\pngblip " + png + "}}{\\nonshppict{\\pict\\wmetafile8 0102}}", obj, QSize(40, 20)},
+        {"{\\pict\\wmetafile8\\picw7408\\pich5292\\picwgoal2381\\pichgoal1701 0100090000}",
+         QStringLiteral("[picture 4.2 \u00D7 3.0 cm]"),
+         {}},
+        {"{\\plain\\pict\\emfblip\\picw2000\\pich1000 0100}", QStringLiteral("[picture 2.0 \u00D7 1.0 cm]"), {}},
+        {"{\\pict\\dibitmap0\\picw96\\pich48 28000000}", QStringLiteral("[picture 2.5 \u00D7 1.3 cm]"), {}},
+        {"{\\pict\\pngblip " + png.left(60) + "}", QStringLiteral("[picture]"), {}},
+        {"{\\pict\\pngblip " + huge + "}", QStringLiteral("[picture]"), {}},
+        {"{\\v{\\pict\\pngblip " + png + "}}", QString(), {}},
+        // More data than any picture worth showing: it is not even kept.
+        {"{\\pict\\pngblip\\bin20971521 " + QByteArray::fromHex(png) + QByteArray(20971521, '\0') + "}",
+         QStringLiteral("[picture]"),
+         {}},
+    };
+    for (const auto &[picture, text, size] : pictures) {
+        QTextDocument document;
+        RtfReader::Read(QByteArray("{\\rtf1 a" + picture + "b}"), &document);
+        QCOMPARE(document.toPlainText(), QStringLiteral("a%1b").arg(text));
+        const QTextImageFormat image = formatOf(document, obj).toImageFormat();
+        QCOMPARE(image.isValid() ? QSizeF(image.width(), image.height()).toSize() : QSize(), size);
+        if (image.isValid())
+            QCOMPARE(document.resource(QTextDocument::ImageResource, QUrl(image.name())).value<QImage>().size(),
+                     QSize(40, 20));
+    }
+    QTextDocument decoded;
+    RtfReader::Read(QByteArray("{\\rtf1 {\\pict\\pngblip " + redPng + "}}"), &decoded);
+    const QImage shown =
+        decoded.resource(QTextDocument::ImageResource, QUrl(formatOf(decoded, obj).toImageFormat().name()))
+            .value<QImage>();
+    QCOMPARE(shown.pixelColor(39, 19), QColor(Qt::red));
+    QCOMPARE(std::tuple(RtfReader::ShowsPicture("{\\rtf1 {\\pict\\wmetafile8 01}}"),
+                        RtfReader::ShowsPicture("{\\rtf1 {\\*\\unknown{\\pict 01}} text}")),
+             std::tuple(true, false));
 }
 
 QTEST_MAIN(tst_rtfreader)

@@ -1,7 +1,9 @@
 #include "rtf/RtfReader.h"
 #include "rtf/RtfWriter.h"
 
+#include <QImage>
 #include <QRegularExpression>
+#include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
 #include <QTextDocumentFragment>
@@ -196,6 +198,75 @@ private Q_SLOTS:
                  std::pair(qsizetype(2), qsizetype(4)));
         QVERIFY2(rows.contains(" before\\par\n\\trowd") && rows.contains("d\\cell\\row\n\\pard after}"),
                  rows.constData());
+    }
+
+    // Saved and opened again, a document keeps its pictures (as PNG, at their size) and its tables in
+    // tables, two deep and three.
+    void picturesAndTablesInTablesComeBack()
+    {
+        QTextDocument document;
+        QImage image(30, 10, QImage::Format_RGB32);
+        image.fill(QColor(0, 0, 255));
+        image.setPixelColor(0, 0, Qt::yellow);
+        document.addResource(QTextDocument::ImageResource, QUrl(QStringLiteral("shot.jpg")), image);
+        QTextCursor cursor(&document);
+        cursor.insertText(QStringLiteral("Map: "));
+        QTextImageFormat picture;
+        picture.setName(QStringLiteral("shot.jpg"));
+        picture.setWidth(60);
+        cursor.insertImage(picture);
+        // One the document cannot give back is left out.
+        picture.setName(QStringLiteral("missing.png"));
+        cursor.insertImage(picture);
+        QTextTable *outer = cursor.insertTable(1, 2);
+        outer->cellAt(0, 0).firstCursorPosition().insertText(QStringLiteral("Boss"));
+        QTextCursor inCell = outer->cellAt(0, 1).firstCursorPosition();
+        QTextTable *inner = inCell.insertTable(2, 2);
+        inner->cellAt(1, 1).firstCursorPosition().insertText(QStringLiteral("Jump"));
+        QTextCursor deeper = inner->cellAt(0, 0).firstCursorPosition();
+        deeper.insertTable(1, 2)->cellAt(0, 1).firstCursorPosition().insertText(QStringLiteral("Deep"));
+        QTextCursor after = inner->lastCursorPosition();
+        after.movePosition(QTextCursor::NextBlock);
+        after.insertText(QStringLiteral("after"));
+
+        QTextDocument again;
+        RtfReader::Read(RtfWriter::FromDocument(document), &again);
+        QString text = again.toPlainText();
+        QCOMPARE(text.count(QChar::ObjectReplacementCharacter), 1);
+        QTextImageFormat shown;
+        for (QTextBlock::iterator it = again.begin().begin(); !it.atEnd(); ++it) {
+            if (it.fragment().charFormat().isImageFormat())
+                shown = it.fragment().charFormat().toImageFormat();
+        }
+        const QImage back = again.resource(QTextDocument::ImageResource, QUrl(shown.name())).value<QImage>();
+        QCOMPARE(std::tuple(shown.width(), shown.height(), back.size(), back.pixelColor(0, 0), back.pixelColor(29, 9)),
+                 std::tuple(60.0, 20.0, QSize(30, 10), QColor(Qt::yellow), QColor(0, 0, 255)));
+
+        auto *outerBack = qobject_cast<QTextTable *>(again.rootFrame()->childFrames().value(0));
+        QVERIFY(outerBack && outerBack->columns() == 2);
+        auto *innerBack = qobject_cast<QTextTable *>(outerBack->childFrames().value(0));
+        QVERIFY(innerBack && innerBack->rows() == 2 && innerBack->columns() == 2);
+        auto *deepBack = qobject_cast<QTextTable *>(innerBack->childFrames().value(0));
+        QVERIFY(deepBack && deepBack->columns() == 2);
+        QCOMPARE(std::tuple(innerBack->cellAt(1, 1).firstCursorPosition().block().text(),
+                            deepBack->cellAt(0, 1).firstCursorPosition().block().text()),
+                 std::tuple(QStringLiteral("Jump"), QStringLiteral("Deep")));
+        QCOMPARE(text.remove(QChar::ObjectReplacementCharacter),
+                 document.toPlainText().remove(QChar::ObjectReplacementCharacter));
+
+        // Pictures shown as placeholders are pictures again, never their placeholders' text.
+        QTextDocument placeholders, placeholdersBack;
+        RtfReader::Read("{\\rtf1 a{\\pict\\wmetafile8\\picwgoal2381\\pichgoal1701 01}{\\pict\\emfblip 01}"
+                        "{\\pict\\emfblip 01}b}",
+                        &placeholders);
+        // What is typed just after one takes its format, and stays text.
+        QTextCursor typing(&placeholders);
+        typing.setPosition(placeholders.toPlainText().indexOf(QLatin1Char(']')) + 1);
+        typing.insertText(QStringLiteral("x"));
+        const QByteArray written = RtfWriter::FromDocument(placeholders);
+        RtfReader::Read(written, &placeholdersBack);
+        QCOMPARE(std::pair(RtfReader::PlainText(written), placeholdersBack.toPlainText()),
+                 std::pair(QStringLiteral("axb"), QStringLiteral("a[picture 4.2 \u00D7 3.0 cm]x[picture][picture]b")));
     }
 };
 

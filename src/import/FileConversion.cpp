@@ -1,6 +1,6 @@
 #include "FileConversion.h"
 
-#include "rtf/ImportedHtml.h"
+#include "html/ImportedHtml.h"
 #include "rtf/RtfReader.h"
 #include "rtf/RtfWriter.h"
 #include "system/TextDecoder.h"
@@ -81,7 +81,8 @@ bool storedRtf(QByteArrayView bytes, QString *text)
 void convertRtf(const QByteArray &bytes, Converted *file)
 {
     file->Encoding = rtfCodePage(bytes);
-    if (RtfReader::PlainText(bytes).trimmed().isEmpty()) {
+    // A picture with no words under it is still worth keeping.
+    if (RtfReader::PlainText(bytes).trimmed().isEmpty() && !RtfReader::ShowsPicture(bytes)) {
         file->Skipped = QStringLiteral("holds no text");
         return;
     }

@@ -1,5 +1,6 @@
 #include "RtfParser.h"
 
+#include "RtfPicture.h"
 #include "RtfToken.h"
 
 #include <algorithm>
@@ -41,6 +42,17 @@ int hexValue(char c)
     return -1;
 }
 
+// Whether a line is what "Page 3 of 12" leaves without its numbers.
+bool onlyPageWords(const QString &line)
+{
+    static const QStringList pageWords = {QStringLiteral("page"), QStringLiteral("pages"), QStringLiteral("of"),
+                                          QStringLiteral("p."),   QStringLiteral("pg."),   QStringLiteral("-"),
+                                          QStringLiteral("/"),    QStringLiteral("|"),     QStringLiteral("\u2013")};
+    const QStringList words = line.split(QLatin1Char(' '));
+    return std::all_of(words.begin(), words.end(),
+                       [](const QString &word) { return pageWords.contains(word, Qt::CaseInsensitive); });
+}
+
 } // namespace
 
 bool RtfCharState::operator==(const RtfCharState &o) const
@@ -50,7 +62,80 @@ bool RtfCharState::operator==(const RtfCharState &o) const
            background == o.background && vertical == o.vertical;
 }
 
-RtfParser::RtfParser(RtfSink *sink) : m_sink(sink) {}
+// Gathers a page header's or footer's text, which the document shows apart from its body.
+class RtfParser::StorySink final : public RtfSink
+{
+public:
+    QString gathered;
+
+    void text(QStringView text, const RtfCharState &, const RtfParaState &) override { gathered.append(text); }
+    void paragraph(const RtfParaState &) override { gathered.append(QLatin1Char('\n')); }
+    void pageBreak() override { gathered.append(QLatin1Char('\n')); }
+    void cell(const RtfParaState &) override { gathered.append(QLatin1Char(' ')); }
+    void row() override { gathered.append(QLatin1Char('\n')); }
+    void nestedCell(const RtfParaState &) override { gathered.append(QLatin1Char(' ')); }
+    void nestedRow(const RtfParaState &) override { gathered.append(QLatin1Char('\n')); }
+    void story(bool, const QString &) override {}
+    void finish(const RtfParaState &) override {}
+};
+
+RtfParser::RtfParser(RtfSink *sink) : m_sink(sink), m_storySink(std::make_unique<StorySink>()) {}
+
+RtfParser::~RtfParser() = default;
+
+RtfSink *RtfParser::sink()
+{
+    return m_story ? m_storySink.get() : m_sink;
+}
+
+void RtfParser::beginStory(bool footer)
+{
+    // Headers inside headers, or in destinations that are not text, are not shown.
+    if (m_story || m_state.dest != Dest::Text) {
+        m_state.dest = Dest::Skip;
+        return;
+    }
+    flushBytes();
+    flushText();
+    m_story = footer ? 2 : 1;
+    m_storySink->gathered.clear();
+    m_state.storyEnds = true;
+    m_state.para = RtfParaState();
+}
+
+void RtfParser::endStory()
+{
+    flushText();
+    const bool footer = m_story == 2;
+    m_story = 0;
+    // Page numbers left out leave lines of blanks or "Page of" behind; those go.
+    QStringList lines;
+    for (const QStringView line : QStringView(m_storySink->gathered).split(QLatin1Char('\n'))) {
+        QString tidy = line.toString().replace(QChar(0x2028), QLatin1Char(' ')).simplified();
+        if (!tidy.isEmpty() && !onlyPageWords(tidy))
+            lines.append(tidy);
+    }
+    m_storySink->gathered.clear();
+    if (lines.isEmpty())
+        return;
+    // Left, right and first-page variants often say the same: it is shown once.
+    const QString text = lines.join(QLatin1Char('\n'));
+    const QString key = (footer ? QLatin1Char('F') : QLatin1Char('H')) + text;
+    if (m_stories.contains(key))
+        return;
+    m_stories.append(key);
+    m_sink->story(footer, text);
+}
+
+void RtfParser::readPicture()
+{
+    flushBytes();
+    flushText();
+    const qsizetype start = m_pos;
+    const bool closed = skipGroup();
+    const qsizetype end = closed ? m_pos - 1 : m_pos;
+    sink()->picture(RtfPicture::Parse(m_input.sliced(start, std::max<qsizetype>(end - start, 0))), m_state.para);
+}
 
 void RtfParser::parse(QByteArrayView input)
 {
@@ -154,6 +239,7 @@ void RtfParser::groupStart()
     m_groups.push_back(m_state);
     m_state.linkEnds = false;
     m_state.fieldGroup = false;
+    m_state.storyEnds = false;
 }
 
 void RtfParser::groupEnd()
@@ -175,8 +261,10 @@ void RtfParser::groupEnd()
     }
     if (m_state.linkEnds) {
         flushText();
-        m_sink->endLink();
+        sink()->endLink();
     }
+    if (m_state.storyEnds)
+        endStory();
     if (m_state.fieldGroup && !m_fieldInst.empty())
         m_fieldInst.pop_back();
     const Dest leaving = m_state.dest;
@@ -346,13 +434,14 @@ void RtfParser::flushText()
 {
     if (m_text.isEmpty())
         return;
-    m_sink->text(m_text, m_textState, m_textPara);
+    sink()->text(m_text, m_textState, m_textPara);
     // The closing braces reset the state before the end; the last paragraph keeps what its text had.
-    m_finalPara = m_textPara;
+    if (!m_story)
+        m_finalPara = m_textPara;
     m_text.clear();
 }
 
-void RtfParser::skipGroup()
+bool RtfParser::skipGroup()
 {
     // The current group was opened just before its destination word; step over it without
     // tokenising, honouring escapes and \bin so that braces in binary data do not count.
@@ -387,8 +476,9 @@ void RtfParser::skipGroup()
             ++depth;
         } else if (c == '}' && --depth == 0) {
             groupEnd();
-            return;
+            return true;
         }
     }
     m_pos = end;
+    return false;
 }

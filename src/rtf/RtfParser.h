@@ -6,9 +6,11 @@
 #include <QColor>
 #include <QHash>
 #include <QString>
+#include <QStringList>
 #include <QVector>
 
 #include <atomic>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -41,7 +43,10 @@ struct RtfParaState
     int spaceBefore = 0;
     int spaceAfter = 0;
     bool inTable = false;
+    int tableDepth = 1; // \itap: 2 and more for tables inside a table's cells
 };
+
+struct RtfPicture;
 
 struct RtfFont
 {
@@ -62,8 +67,18 @@ public:
     virtual void pageBreak() {}
     virtual void cell(const RtfParaState &para) = 0;
     virtual void row() = 0;
+    // A cell and a row of a table inside a cell (para.tableDepth is 2 or more).
+    virtual void nestedCell(const RtfParaState &para) = 0;
+    virtual void nestedRow(const RtfParaState &para) = 0;
     virtual void beginLink(const QString &href) { Q_UNUSED(href) }
     virtual void endLink() {}
+    // A page header's or footer's text, paragraphs separated by "\n", once for each distinct text.
+    virtual void story(bool footer, const QString &text) = 0;
+    virtual void picture(const RtfPicture &picture, const RtfParaState &para)
+    {
+        Q_UNUSED(picture)
+        Q_UNUSED(para)
+    }
     // The end of the input: the last paragraph, which has no mark of its own.
     virtual void finish(const RtfParaState &para) = 0;
 };
@@ -74,6 +89,7 @@ class RtfParser final
 {
 public:
     explicit RtfParser(RtfSink *sink);
+    ~RtfParser();
     void setSink(RtfSink *sink) { m_sink = sink; }
     // Stops reading, as if the input ended there, once `stop` turns true; checked every few
     // thousand tokens.
@@ -102,6 +118,7 @@ private:
         unsigned char uc = 1;
         bool linkEnds = false; // the group is a hyperlink's visible result
         bool fieldGroup = false;
+        bool storyEnds = false; // the group is a page header or footer
     };
 
     void groupStart();
@@ -119,10 +136,20 @@ private:
     bool beginRun();
     void flushBytes();
     void flushText();
-    void skipGroup();
+    // Steps over the rest of the group; false when the input ends inside it.
+    bool skipGroup();
     const RtfCodePage::Decoder &decoder();
+    // Where the text goes: the document, or a header or footer being gathered.
+    RtfSink *sink();
+    void beginStory(bool footer);
+    void endStory();
+    void readPicture();
 
+    class StorySink;
     RtfSink *m_sink;
+    std::unique_ptr<StorySink> m_storySink;
+    int m_story = 0; // 1 in a header, 2 in a footer
+    QStringList m_stories;
     const std::atomic<bool> *m_stop = nullptr;
     QByteArrayView m_input;
     qsizetype m_pos = 0;

@@ -2,6 +2,8 @@
 
 #include "RtfToken.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
 #include <array>
 
@@ -17,15 +19,6 @@ using RtfToken::is;
 constexpr std::array skipped = {
     "stylesheet",
     "info",
-    "pict",
-    "header",
-    "headerl",
-    "headerr",
-    "headerf",
-    "footer",
-    "footerl",
-    "footerr",
-    "footerf",
     "footnote",
     "annotation",
     "listtable",
@@ -34,6 +27,8 @@ constexpr std::array skipped = {
     "generator",
     "pn",
     "nonshppict",
+    // The text of tables in tables once more, as paragraphs for readers without them.
+    "nonesttables",
     "shp",
     "themedata",
     "colorschememapping",
@@ -109,6 +104,13 @@ bool RtfParser::destination(QByteArrayView word, bool starred)
         m_state.dest = Dest::FieldInst;
     } else if (is(word, "fldrslt")) {
         const QString inst = m_fieldInst.empty() ? QString() : m_fieldInst.back().trimmed();
+        // A header's page numbers say nothing once the pages are gone.
+        static const QRegularExpression pageField(QStringLiteral("^(PAGE|NUMPAGES|SECTIONPAGES|SECTION)\\b"),
+                                                  QRegularExpression::CaseInsensitiveOption);
+        if (m_story && pageField.match(inst).hasMatch()) {
+            m_state.dest = Dest::Skip;
+            return true;
+        }
         if (inst.startsWith(QLatin1String("HYPERLINK"), Qt::CaseInsensitive) && m_state.dest == Dest::Text) {
             QString href;
             const qsizetype open = inst.indexOf(QLatin1Char('"'));
@@ -121,7 +123,7 @@ bool RtfParser::destination(QByteArrayView word, bool starred)
                 href.prepend(QLatin1Char('#'));
             if (!href.isEmpty()) {
                 flushText();
-                m_sink->beginLink(href);
+                sink()->beginLink(href);
                 m_state.linkEnds = true;
             }
         }
@@ -131,6 +133,20 @@ bool RtfParser::destination(QByteArrayView word, bool starred)
     } else if (is(word, "ud") || is(word, "result")) {
         if (m_state.dest == Dest::Ignore)
             m_state.dest = Dest::Text;
+    } else if (is(word, "header") || is(word, "headerl") || is(word, "headerr") || is(word, "headerf")) {
+        beginStory(false);
+    } else if (is(word, "footer") || is(word, "footerl") || is(word, "footerr") || is(word, "footerf")) {
+        beginStory(true);
+    } else if (is(word, "pict")) {
+        if (m_state.dest == Dest::Text && !m_state.chars.hidden)
+            readPicture();
+        else
+            m_state.dest = Dest::Skip;
+    } else if (is(word, "shppict")) {
+        // The picture as Word 97 and later show it; {\nonshppict} holds the same for older readers.
+    } else if (is(word, "nesttableprops")) {
+        // A table-in-a-table's row properties, ending with the row's \nestrow.
+        m_state.dest = Dest::Ignore;
     } else if (is(word, "pntext") || is(word, "listtext")) {
         // The number or bullet of a list item, written out for readers without list support.
     } else if (isSkipped(word) || starred) {
@@ -150,7 +166,8 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
 
     if (m_state.dest == Dest::Skip)
         return;
-    if (firstInGroup && destination(word, starred)) {
+    // A picture's data is never text, even where \pict is not the first word of its group.
+    if ((firstInGroup || is(word, "pict")) && destination(word, starred)) {
         if (m_state.dest == Dest::Skip) {
             flushBytes();
             skipGroup();
@@ -203,7 +220,7 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
                 appendChar(digit.unicode());
         } else if (is(word, "cell")) {
             flushText();
-            m_sink->cell(para);
+            sink()->cell(para);
         }
         return;
     case 'd':
@@ -246,6 +263,12 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
             ch.italic = on;
         else if (is(word, "intbl"))
             para.inTable = true;
+        else if (is(word, "itap") && param > 0) {
+            // Qt lays a table in a cell out twice for each table around it, so every level doubles
+            // the time: deeper tables go on as cells of the fourth, their text kept and apart.
+            para.inTable = true;
+            para.tableDepth = clampInt(param, 1, 4);
+        }
         return;
     case 'l':
         if (is(word, "li"))
@@ -258,16 +281,20 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
     case 'n':
         if (is(word, "nosupersub"))
             ch.vertical = 0;
-        else if (is(word, "nestcell"))
-            appendChar(u'\t');
-        else if (is(word, "nestrow"))
-            appendChar(0x2028);
+        else if (is(word, "nestcell")) {
+            flushText();
+            sink()->nestedCell(para);
+        } else if (is(word, "nestrow")) {
+            flushText();
+            sink()->nestedRow(para);
+        }
         return;
     case 'p':
         if (is(word, "par")) {
             flushText();
-            m_sink->paragraph(para);
-            m_finalPara = para;
+            sink()->paragraph(para);
+            if (!m_story)
+                m_finalPara = para;
         } else if (is(word, "pard")) {
             para = RtfParaState();
         } else if (is(word, "plain")) {
@@ -275,7 +302,7 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
             ch.font = m_defaultFont;
         } else if (is(word, "page")) {
             flushText();
-            m_sink->pageBreak();
+            sink()->pageBreak();
         } else if (is(word, "pc")) {
             m_documentCodePage = 437;
         } else if (is(word, "pca")) {
@@ -297,7 +324,7 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
             m_red = clampInt(param, 0, 255);
         else if (is(word, "row")) {
             flushText();
-            m_sink->row();
+            sink()->row();
         } else if (is(word, "ri"))
             para.rightIndent = clampInt(param, -31680, 31680);
         return;
@@ -314,7 +341,7 @@ void RtfParser::controlWord(QByteArrayView word, bool hasParam, int param)
             para.spaceAfter = clampInt(param, 0, 31680);
         else if (is(word, "sect")) {
             flushText();
-            m_sink->paragraph(para);
+            sink()->paragraph(para);
         }
         return;
     case 't':
@@ -366,7 +393,7 @@ void RtfParser::controlSymbol(char symbol)
         // A backslash before a line end is a paragraph mark.
         flushBytes();
         flushText();
-        m_sink->paragraph(m_state.para);
+        sink()->paragraph(m_state.para);
         break;
     case '-': appendChar(0x00AD); break;
     default:

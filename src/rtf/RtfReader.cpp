@@ -1,45 +1,28 @@
 #include "RtfReader.h"
 
-#include "RtfCodePage.h"
+#include "RtfInput.h"
 #include "RtfParser.h"
+#include "RtfPicture.h"
 #include "RtfTableBuilder.h"
 
-#include <QStringDecoder>
+#include <QStringList>
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
+#include <QTextFormat>
 
 #include <optional>
 #include <utility>
 
 namespace {
 
+using RtfInput::decodePlain;
+using RtfInput::rtfStart;
+
 // Twips to the points that QTextFormat lengths are taken in (the writer uses the same rule).
 qreal points(int twips)
 {
     return twips / 20.0;
-}
-
-QString decodePlain(QByteArrayView bytes)
-{
-    // Text files are UTF-8 nowadays, and Windows-1252 when they are not.
-    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = utf8.decode(bytes);
-    if (!utf8.hasError())
-        return text;
-    return RtfCodePage::Decoder(1252).decode(bytes);
-}
-
-// Where "{\rtf" starts, after the blanks and the UTF-8 mark that editors may put before it; -1 when
-// the bytes do not start so. What comes before it is no part of the document.
-qsizetype rtfStart(QByteArrayView data)
-{
-    qsizetype at = 0;
-    if (data.startsWith("\xEF\xBB\xBF"))
-        at = 3;
-    while (at < data.size() && (data[at] == ' ' || data[at] == '\t' || data[at] == '\r' || data[at] == '\n'))
-        ++at;
-    return data.sliced(at).startsWith("{\\rtf") ? at : -1;
 }
 
 // Builds document content at a cursor.
@@ -77,11 +60,52 @@ public:
     {
         if (ended())
             return;
+        m_bodyStarted = true;
         place(para);
         if (m_table.isOpen())
             m_table.insertText(text.toString(), charFormat(chars));
         else
             insertText(text, charFormat(chars));
+    }
+
+    void picture(const RtfPicture &picture, const RtfParaState &para) override
+    {
+        if (ended())
+            return;
+        m_bodyStarted = true;
+        place(para);
+        QTextImageFormat image;
+        if (picture.AddTo(m_cursor.document(), &image)) {
+            if (!m_href.isEmpty()) {
+                image.setAnchor(true);
+                image.setAnchorHref(m_href);
+            }
+            const QString object(QChar::ObjectReplacementCharacter);
+            if (m_table.isOpen())
+                m_table.insertText(object, image);
+            else
+                insertText(object, image);
+            return;
+        }
+        const QTextCharFormat placeholder = picture.PlaceholderFormat();
+        if (m_table.isOpen())
+            m_table.insertText(picture.Placeholder(), placeholder);
+        else
+            insertText(picture.Placeholder(), placeholder);
+    }
+
+    void story(bool footer, const QString &text) override
+    {
+        if (ended())
+            return;
+        // Headers come before the body in RTF; those of later sections are shown with the footers.
+        if (footer || m_bodyStarted) {
+            m_laterStories.emplace_back(footer, text);
+            return;
+        }
+        insertStory(false, text);
+        m_cursor.insertBlock(QTextBlockFormat(), QTextCharFormat());
+        m_lastBlockFormat = QTextBlockFormat();
     }
 
     void paragraph(const RtfParaState &para) override
@@ -117,10 +141,36 @@ public:
     {
         if (ended())
             return;
+        m_bodyStarted = true;
         const QTextBlockFormat format = blockFormat(para);
         m_table.enterCell(m_column);
+        m_table.leaveNested(1);
         m_table.setBlockFormat(format);
         ++m_column;
+        m_nestColumns.clear();
+    }
+
+    void nestedCell(const RtfParaState &para) override
+    {
+        if (ended())
+            return;
+        m_bodyStarted = true;
+        const int level = std::max(para.tableDepth, 2);
+        const QTextBlockFormat format = blockFormat(para);
+        enterDepth(level);
+        m_table.setBlockFormat(format);
+        ++nestColumn(level);
+        m_nestColumns.resize(std::size_t(level - 1));
+    }
+
+    void nestedRow(const RtfParaState &para) override
+    {
+        if (ended())
+            return;
+        const int level = std::max(para.tableDepth, 2);
+        m_table.endNestedRow(level);
+        nestColumn(level) = 0;
+        m_nestColumns.resize(std::size_t(level - 1));
     }
 
     void row() override
@@ -128,6 +178,7 @@ public:
         if (ended())
             return;
         m_column = 0;
+        m_nestColumns.clear();
         if (!m_table.isOpen())
             return;
         m_table.endRow();
@@ -148,6 +199,11 @@ public:
         if (!para.inTable && !m_table.isOpen())
             setBlockFormat(blockFormat(para));
         leaveTable();
+        for (const auto &[footer, text] : m_laterStories) {
+            if (m_cursor.block().length() > 1)
+                m_cursor.insertBlock(QTextBlockFormat(), QTextCharFormat());
+            insertStory(footer, text);
+        }
     }
 
 private:
@@ -209,9 +265,49 @@ private:
     void place(const RtfParaState &para)
     {
         if (para.inTable)
-            m_table.enterCell(m_column);
+            enterDepth(para.tableDepth);
         else
             leaveTable();
+    }
+
+    // Enters the cells that hold text at `depth`: the outer table's, and those of the tables in it.
+    void enterDepth(int depth)
+    {
+        m_table.enterCell(m_column);
+        for (int level = 2; level <= depth; ++level)
+            m_table.enterNested(level, nestColumn(level));
+        m_table.leaveNested(depth);
+    }
+
+    int &nestColumn(int level)
+    {
+        if (m_nestColumns.size() < std::size_t(level - 1))
+            m_nestColumns.resize(std::size_t(level - 1), 0);
+        return m_nestColumns[std::size_t(level - 2)];
+    }
+
+    // A header's or footer's lines at the cursor, small and grey: they are no part of the text.
+    void insertStory(bool footer, const QString &text)
+    {
+        leaveTable();
+        QTextBlockFormat block;
+        if (footer)
+            block.setTopMargin(6);
+        else
+            block.setBottomMargin(6);
+        QTextCharFormat chars;
+        chars.setFontPointSize(8);
+        chars.setForeground(Qt::darkGray);
+        const QStringList lines = text.split(QLatin1Char('\n'));
+        for (qsizetype i = 0; i < lines.size(); ++i) {
+            if (i > 0)
+                m_cursor.insertBlock();
+            m_cursor.setBlockFormat(block);
+            m_cursor.setBlockCharFormat(chars);
+            m_cursor.insertText(lines[i], chars);
+        }
+        m_lastBlockFormat = block;
+        m_blockLength = 0;
     }
 
     void leaveTable()
@@ -307,6 +403,9 @@ private:
     const RtfParser &m_parser;
     RtfTableBuilder m_table;
     int m_column = 0;
+    std::vector<int> m_nestColumns; // the column in each table inside the current cell, from level 2 on
+    bool m_bodyStarted = false;
+    std::vector<std::pair<bool, QString>> m_laterStories; // footer?, text
     bool m_breakBefore = false;
     QString m_href;
     // The format given to the paragraphs outside tables, which the next one takes over.
@@ -318,37 +417,6 @@ private:
     RtfReader::PartFn m_part;
     std::atomic<bool> *m_ended = nullptr;
     const std::atomic<bool> *m_stop = nullptr;
-};
-
-// Collects what a reader sees as plain text.
-class PlainTextSink final : public RtfSink
-{
-public:
-    explicit PlainTextSink(QString *out) : m_out(out) {}
-
-    void text(QStringView text, const RtfCharState &, const RtfParaState &) override { m_out->append(text); }
-    void paragraph(const RtfParaState &) override { m_out->append(QLatin1Char('\n')); }
-    void pageBreak() override
-    {
-        if (!m_out->isEmpty() && !m_out->endsWith(QLatin1Char('\n')))
-            m_out->append(QLatin1Char('\n'));
-    }
-    void cell(const RtfParaState &) override { m_out->append(QLatin1Char('\t')); }
-    void row() override
-    {
-        if (m_out->endsWith(QLatin1Char('\t')))
-            m_out->chop(1);
-        m_out->append(QLatin1Char('\n'));
-    }
-    void finish(const RtfParaState &) override
-    {
-        m_out->replace(QChar(0x2028), QLatin1Char('\n'));
-        // Optional hyphens are invisible, and a search for the word must find it.
-        m_out->remove(QChar(0x00AD));
-    }
-
-private:
-    QString *m_out;
 };
 
 void insert(QByteArrayView rtf, QTextCursor &cursor, const std::atomic<bool> *stop)
@@ -397,54 +465,6 @@ void plainInParts(const QString &text, QTextDocument *document, int blocks, cons
 
 namespace RtfReader {
 
-bool LooksLikeRtf(QByteArrayView data)
-{
-    return rtfStart(data) >= 0;
-}
-
-bool IsWhole(QByteArrayView rtf)
-{
-    if (!LooksLikeRtf(rtf))
-        return false;
-    const qsizetype end = rtf.size();
-    qsizetype at = rtf.indexOf('{');
-    qsizetype depth = 0;
-    while (at < end) {
-        const char c = rtf[at++];
-        if (c == '{') {
-            ++depth;
-        } else if (c == '}') {
-            if (--depth == 0)
-                break;
-        } else if (c == '\\' && at < end) {
-            // An escaped brace or backslash is text; \binN is followed by N raw bytes that may hold
-            // braces of their own.
-            const bool bin =
-                rtf.sliced(at).startsWith("bin") && (at + 3 >= end || !QChar::isLetter(char16_t(uchar(rtf[at + 3]))));
-            if (bin) {
-                qsizetype digits = at + 3;
-                qint64 count = 0;
-                while (digits < end && rtf[digits] >= '0' && rtf[digits] <= '9' && count <= end)
-                    count = count * 10 + (rtf[digits++] - '0');
-                if (digits < end && rtf[digits] == ' ')
-                    ++digits;
-                at = count > end - digits ? end + 1 : digits + count;
-            } else {
-                ++at;
-            }
-        }
-    }
-    if (depth != 0 || at > end)
-        return false;
-    // After the closing brace only what editors leave at a file's end: line ends, blanks, NULs.
-    for (; at < end; ++at) {
-        const char c = rtf[at];
-        if (c != '\r' && c != '\n' && c != ' ' && c != '\t' && c != '\0' && c != '\x1a')
-            return false;
-    }
-    return true;
-}
-
 void Read(QByteArrayView rtf, QTextDocument *document, const std::atomic<bool> *stop)
 {
     const bool undo = document->isUndoRedoEnabled();
@@ -486,36 +506,6 @@ void ReadInParts(QByteArrayView rtf, QTextDocument *document, int blocks, const 
             part(true);
     }
     document->setUndoRedoEnabled(undo);
-}
-
-QString PlainText(QByteArrayView rtf)
-{
-    const qsizetype start = rtfStart(rtf);
-    if (start < 0)
-        return decodePlain(rtf);
-    QString text;
-    text.reserve(rtf.size() / 2);
-    PlainTextSink sink(&text);
-    RtfParser parser(&sink);
-    parser.parse(rtf.sliced(start));
-    return text;
-}
-
-QByteArray FromStoredText(const QString &text)
-{
-    QByteArray bytes;
-    bytes.reserve(text.size());
-    for (const QChar ch : text) {
-        if (ch.unicode() < 0x80) {
-            bytes.append(char(ch.unicode()));
-        } else {
-            // Wrapped in a group of its own so that the document's \uc does not eat what follows.
-            bytes.append("{\\uc1\\u");
-            bytes.append(QByteArray::number(qint16(ch.unicode())));
-            bytes.append("?}");
-        }
-    }
-    return bytes;
 }
 
 } // namespace RtfReader

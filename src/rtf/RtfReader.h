@@ -46,6 +46,8 @@ void ReadInParts(QByteArrayView rtf, QTextDocument *document, int blocks, const 
 // The text a reader sees, without building a document: paragraphs end in "\n", table cells are
 // separated by tabs. Fast enough for searching a whole library.
 QString PlainText(QByteArrayView rtf);
+// Whether the document shows a picture (of any kind, decoded or not).
+bool ShowsPicture(QByteArrayView rtf);
 
 // Text kept in a QString (the store's column) may hold characters the RTF did not escape; they are
 // taken as themselves.

@@ -12,6 +12,8 @@ RtfTableBuilder::RtfTableBuilder(QTextCursor &cursor, const QTextTableFormat &fo
 
 void RtfTableBuilder::enterCell(int column)
 {
+    if (m_open && (m_rowEnded || column != m_column))
+        leaveNested(1);
     if (!m_open) {
         m_open = true;
         m_long = false;
@@ -44,6 +46,48 @@ void RtfTableBuilder::endRow()
     m_rowEnded = true;
 }
 
+void RtfTableBuilder::enterNested(int level, int column)
+{
+    if (!m_open || level < 2 || int(m_nested.size()) < level - 2)
+        return;
+    if (int(m_nested.size()) == level - 2) {
+        m_nested.push_back({m_steps.size()});
+        m_steps.push_back({Step::NestStart, 0, 0, {}, {}, level});
+    }
+    Nested &table = m_nested[std::size_t(level - 2)];
+    if (!table.rowEnded && column == table.column)
+        return;
+    // Another cell: the tables in the one before end.
+    leaveNested(level);
+    if (table.rowEnded) {
+        table.rowEnded = false;
+        ++table.row;
+    }
+    table.column = column;
+    Step &start = m_steps[table.start];
+    start.row = std::max(start.row, table.row + 1);
+    start.column = std::max(start.column, column + 1);
+    m_blockHasText = false;
+    m_steps.push_back({Step::Cell, table.row, column, {}, {}, level});
+}
+
+void RtfTableBuilder::leaveNested(int level)
+{
+    while (m_nested.size() > std::size_t(std::max(level - 1, 0))) {
+        m_nested.pop_back();
+        m_steps.push_back({Step::NestEnd, 0, 0, {}, {}});
+        m_blockHasText = false;
+    }
+}
+
+void RtfTableBuilder::endNestedRow(int level)
+{
+    if (level < 2 || m_nested.size() < std::size_t(level - 1))
+        return;
+    leaveNested(level);
+    m_nested.back().rowEnded = true;
+}
+
 void RtfTableBuilder::insertText(const QString &text, const QTextCharFormat &format)
 {
     m_blockHasText = m_blockHasText || !text.isEmpty();
@@ -65,6 +109,7 @@ void RtfTableBuilder::close()
 {
     if (!m_open)
         return;
+    leaveNested(1);
     putPiece();
     m_open = false;
     m_rowEnded = false;
@@ -95,6 +140,7 @@ void RtfTableBuilder::putPiece()
             QList<QTextLength>(m_columns, QTextLength(QTextLength::PercentageLength, 100.0 / m_columns)));
     }
     QTextTable *table = m_cursor.insertTable(m_row + 1, m_columns, format);
+    std::vector<QTextTable *> nested;
     if (m_continued) {
         QTextCursor after(table->lastCursorPosition());
         after.movePosition(QTextCursor::NextBlock);
@@ -103,7 +149,22 @@ void RtfTableBuilder::putPiece()
     }
     for (Step &step : m_steps) {
         switch (step.kind) {
-        case Step::Cell: m_cursor = table->cellAt(step.row, step.column).firstCursorPosition(); break;
+        case Step::Cell:
+            if (step.level <= 1)
+                m_cursor = table->cellAt(step.row, step.column).firstCursorPosition();
+            else if (std::size_t(step.level - 2) < nested.size())
+                m_cursor = nested[std::size_t(step.level - 2)]->cellAt(step.row, step.column).firstCursorPosition();
+            break;
+        case Step::NestStart:
+            nested.push_back(m_cursor.insertTable(std::max(step.row, 1), std::max(step.column, 1), m_format));
+            break;
+        case Step::NestEnd:
+            if (!nested.empty()) {
+                m_cursor = nested.back()->lastCursorPosition();
+                m_cursor.movePosition(QTextCursor::NextBlock);
+                nested.pop_back();
+            }
+            break;
         case Step::Text: m_cursor.insertText(step.text, step.format.toCharFormat()); break;
         case Step::BlockFormat: m_cursor.setBlockFormat(step.format.toBlockFormat()); break;
         case Step::Block: m_cursor.insertBlock(); break;

@@ -25,6 +25,13 @@ public:
     void enterCell(int column);
     // The cells that follow go into a new row.
     void endRow();
+    // Goes into cell `column` of the table at `level` (2 for a table in a cell of the outer table) in
+    // the cell entered at the level above, starting that table if it is not open there.
+    void enterNested(int level, int column);
+    // Ends the tables in cells deeper than `level`; what follows goes on after them.
+    void leaveNested(int level);
+    // The nested table at `level` goes on in a new row.
+    void endNestedRow(int level);
 
     void insertText(const QString &text, const QTextCharFormat &format);
     void setBlockFormat(const QTextBlockFormat &format);
@@ -39,12 +46,22 @@ public:
 private:
     struct Step
     {
-        enum Kind : unsigned char { Cell, Text, BlockFormat, Block };
+        // A table in a cell starts with NestStart, whose row and column are its size, and ends with
+        // NestEnd; its cells' steps have their level.
+        enum Kind : unsigned char { Cell, Text, BlockFormat, Block, NestStart, NestEnd };
         Kind kind;
         int row = 0;
         int column = 0;
         QString text;
         QTextFormat format;
+        int level = 1;
+    };
+    struct Nested
+    {
+        std::size_t start; // its NestStart step
+        int row = 0;
+        int column = -1;
+        bool rowEnded = false;
     };
     void putPiece();
 
@@ -59,4 +76,5 @@ private:
     int m_row = 0; // in the piece
     int m_column = -1;
     int m_columns = 1;
+    std::vector<Nested> m_nested; // open tables in the current cell, from level 2 on
 };

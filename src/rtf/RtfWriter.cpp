@@ -1,11 +1,14 @@
 #include "RtfWriter.h"
 
 #include "RtfOut.h"
+#include "RtfPicture.h"
 
 #include <QColor>
 #include <QFont>
 #include <QGuiApplication>
 #include <QHash>
+#include <QImage>
+#include <QPixmap>
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextDocument>
@@ -13,6 +16,7 @@
 #include <QTextFrame>
 #include <QTextList>
 #include <QTextTable>
+#include <QUrl>
 #include <QVector>
 
 #include <algorithm>
@@ -243,6 +247,8 @@ private:
         m_out.word("pard");
         if (inTable)
             m_out.word("intbl");
+        if (inTable && m_depth > 1)
+            m_out.word("itap", m_depth);
         const Qt::Alignment align = format.alignment();
         if (align & Qt::AlignHCenter)
             m_out.word("qc");
@@ -277,20 +283,42 @@ private:
             if (!fragment.isValid())
                 continue;
             const QTextCharFormat chars = fragment.charFormat();
-            if (chars.isImageFormat())
+            if (chars.isImageFormat()) {
+                writeImage(chars.toImageFormat(), fragment.length());
                 continue;
-            const QString fragmentHref = chars.isAnchor() ? chars.anchorHref() : QString();
-            if (fragmentHref != href) {
-                closeLink(href);
-                href = fragmentHref;
-                openLink(href);
             }
-            switchTo(stateOf(chars));
-            if (!markerWritten) {
-                writeMarker(list, block);
-                markerWritten = true;
+            // A picture's placeholder is a picture again, which the reader shows as the same text; what
+            // was typed beside it in its format is text.
+            QString placeholder;
+            QByteArray picture;
+            if (chars.hasProperty(RtfPicture::placeholderProperty)) {
+                const QSizeF twips = chars.property(RtfPicture::placeholderProperty).toSizeF();
+                placeholder = RtfPicture::PlaceholderText(twips);
+                picture = RtfPicture::WritePlaceholder(twips);
             }
-            m_out.text(QStringView(text).mid(fragment.position() - block.position(), fragment.length()));
+            QStringView rest = QStringView(text).mid(fragment.position() - block.position(), fragment.length());
+            while (!rest.isEmpty()) {
+                const qsizetype at = placeholder.isEmpty() ? -1 : rest.indexOf(placeholder);
+                if (at == 0) {
+                    m_out.raw(picture.constData());
+                    rest = rest.sliced(placeholder.size());
+                    continue;
+                }
+                const QStringView run = at < 0 ? rest : rest.first(at);
+                const QString fragmentHref = chars.isAnchor() ? chars.anchorHref() : QString();
+                if (fragmentHref != href) {
+                    closeLink(href);
+                    href = fragmentHref;
+                    openLink(href);
+                }
+                switchTo(stateOf(chars));
+                if (!markerWritten) {
+                    writeMarker(list, block);
+                    markerWritten = true;
+                }
+                m_out.text(run);
+                rest = rest.sliced(run.size());
+            }
         }
         closeLink(href);
         if (!markerWritten) {
@@ -300,6 +328,30 @@ private:
             // The size of an empty line is that of its paragraph mark.
             switchTo(stateOf(block.charFormat()));
         }
+    }
+
+    // Pictures go out as PNG, whatever they came in as; one the document cannot give back is left out.
+    void writeImage(const QTextImageFormat &format, int count)
+    {
+        const QVariant resource = m_document.resource(QTextDocument::ImageResource, QUrl(format.name()));
+        QImage image;
+        if (resource.typeId() == QMetaType::QImage)
+            image = resource.value<QImage>();
+        else if (resource.typeId() == QMetaType::QPixmap)
+            image = resource.value<QPixmap>().toImage();
+        else if (resource.typeId() == QMetaType::QByteArray)
+            image.loadFromData(resource.toByteArray());
+        if (image.isNull() || image.width() > RtfPicture::maxSide || image.height() > RtfPicture::maxSide)
+            return;
+        // A picture given one side keeps its proportions.
+        QSizeF shown(format.width(), format.height());
+        if (shown.width() > 0 && shown.height() <= 0)
+            shown.setHeight(shown.width() * image.height() / image.width());
+        else if (shown.height() > 0 && shown.width() <= 0)
+            shown.setWidth(shown.height() * image.width() / image.height());
+        const QByteArray picture = RtfPicture::Write(image, shown);
+        for (int i = 0; i < count && !picture.isEmpty(); ++i)
+            m_out.raw(picture.constData());
     }
 
     // The reader shows lists as text, and so do readers that know RTF's lists but not ours.
@@ -347,25 +399,11 @@ private:
         const bool borders = format.border() > 0 && format.borderStyle() != QTextFrameFormat::BorderStyle_None;
         const int borderWidth = std::clamp(twips(format.border()), 1, 75);
 
+        const int depth = m_depth;
         for (int row = 0; row < rows; ++row) {
-            m_out.word("trowd");
-            m_out.word("trgaph", 108);
-            for (int column = 0; column < columns;) {
-                const QTextTableCell cell = table->cellAt(row, column);
-                const int span = std::max(1, cell.columnSpan());
-                if (cell.rowSpan() > 1)
-                    m_out.word(cell.row() == row ? "clvmgf" : "clvmrg");
-                if (borders) {
-                    for (const char *side : {"clbrdrt", "clbrdrl", "clbrdrb", "clbrdrr"}) {
-                        m_out.word(side);
-                        m_out.word("brdrs");
-                        m_out.word("brdrw", borderWidth);
-                    }
-                }
-                column = std::min(columns, column + span);
-                m_out.word("cellx", edges[column - 1]);
-            }
-            m_out.lineEnd();
+            // A table in a cell has its row's properties at the row's end, in a group older readers skip.
+            if (depth == 1)
+                writeRowProperties(table, row, edges, borders, borderWidth);
             for (int column = 0; column < columns;) {
                 const QTextTableCell cell = table->cellAt(row, column);
                 const int span = std::max(1, cell.columnSpan());
@@ -375,25 +413,66 @@ private:
                     // A cell covered by the one above still needs its paragraph.
                     m_out.word("pard");
                     m_out.word("intbl");
+                    if (depth > 1)
+                        m_out.word("itap", depth);
                 }
-                m_out.word("cell");
+                m_out.word(depth > 1 ? "nestcell" : "cell");
                 m_paragraphOpen = false;
                 column += span;
             }
-            m_out.word("row");
+            if (depth > 1) {
+                m_out.raw("{\\*\\nesttableprops");
+                writeRowProperties(table, row, edges, borders, borderWidth);
+                m_out.raw("\\nestrow}{\\nonesttables\\par}");
+            } else {
+                m_out.word("row");
+            }
             m_out.lineEnd();
         }
+    }
+
+    void writeRowProperties(QTextTable *table, int row, const std::vector<int> &edges, bool borders, int borderWidth)
+    {
+        const int columns = table->columns();
+        m_out.word("trowd");
+        m_out.word("trgaph", 108);
+        for (int column = 0; column < columns;) {
+            const QTextTableCell cell = table->cellAt(row, column);
+            const int span = std::max(1, cell.columnSpan());
+            if (cell.rowSpan() > 1)
+                m_out.word(cell.row() == row ? "clvmgf" : "clvmrg");
+            if (borders) {
+                for (const char *side : {"clbrdrt", "clbrdrl", "clbrdrb", "clbrdrr"}) {
+                    m_out.word(side);
+                    m_out.word("brdrs");
+                    m_out.word("brdrw", borderWidth);
+                }
+            }
+            column = std::min(columns, column + span);
+            m_out.word("cellx", edges[column - 1]);
+        }
+        m_out.lineEnd();
     }
 
     void writeCell(const QTextTableCell &cell)
     {
         for (QTextFrame::iterator it = cell.begin(); !it.atEnd(); ++it) {
             if (QTextFrame *nested = it.currentFrame()) {
-                // Tables in tables go out as their paragraphs, one after another.
-                const int last = nested->lastPosition();
-                for (QTextBlock block = m_document.findBlock(nested->firstPosition());
-                     block.isValid() && block.position() <= last; block = block.next())
-                    writeBlock(block, true);
+                if (QTextTable *table = qobject_cast<QTextTable *>(nested)) {
+                    if (m_paragraphOpen) {
+                        m_out.word("par");
+                        m_paragraphOpen = false;
+                    }
+                    ++m_depth;
+                    writeTable(table);
+                    --m_depth;
+                } else {
+                    // Other frames go out as their paragraphs, one after another.
+                    const int last = nested->lastPosition();
+                    for (QTextBlock block = m_document.findBlock(nested->firstPosition());
+                         block.isValid() && block.position() <= last; block = block.next())
+                        writeBlock(block, true);
+                }
             } else if (!placeholderBeforeTable(it)) {
                 writeBlock(it.currentBlock(), true);
             }
@@ -448,6 +527,7 @@ private:
     CharState m_linkChars;
     bool m_paragraphOpen = false;
     bool m_breakPending = false;
+    int m_depth = 1; // of the table being written: 2 and more inside a cell
 };
 
 } // namespace

@@ -15,7 +15,7 @@
 #include "data/FileTable.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
-#include "rtf/ImportedHtml.h"
+#include "html/ImportedHtml.h"
 #include "rtf/RtfReader.h"
 #include "system/DroppedFiles.h"
 #include "system/Prompts.h"

@@ -1,6 +1,6 @@
 #include "TextEditor.h"
 
-#include "rtf/ImportedHtml.h"
+#include "html/ImportedHtml.h"
 
 #include <QMimeData>
 #include <QTextCursor>
