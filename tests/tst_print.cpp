@@ -395,15 +395,30 @@ private Q_SLOTS:
         Pdf pdf(out);
         QCOMPARE(std::pair(letters(pdf.text(0), 1, 1), pdf.document.pagePointSize(0).toSize()),
                  std::pair(QStringLiteral("Helloprintedworld"), QSize(612, 792)));
-        const QImage page = pdf.document.render(0, QSize(612, 792));
-        qsizetype redPixels = 0;
-        for (int y = 0; y < page.height(); ++y) {
-            for (int x = 0; x < page.width(); ++x) {
-                const QColor pixel = page.pixelColor(x, y);
-                redPixels += pixel.red() > 200 && pixel.green() < 60 && pixel.blue() < 60;
+        // The red pixels of the first page of `file` and the rightmost of them.
+        const auto redOf = [](const QString &file) {
+            const QImage page = Pdf(file).document.render(0, QSize(612, 792));
+            qsizetype count = 0;
+            int right = 0;
+            for (int y = 0; y < page.height(); ++y) {
+                for (int x = 0; x < page.width(); ++x) {
+                    const QColor pixel = page.pixelColor(x, y);
+                    if (pixel.red() > 200 && pixel.green() < 60 && pixel.blue() < 60) {
+                        ++count;
+                        right = std::max(right, x);
+                    }
+                }
             }
-        }
+            return std::pair(count, right);
+        };
+        const qsizetype redPixels = redOf(out).first;
         QVERIFY2(redPixels > 60 * 60 && redPixels < 80 * 80, qPrintable(QString::number(redPixels)));
+        // A picture twenty inches wide is printed as wide as the text, in proportion.
+        writeFile(rtf, R"({\rtf1\ansi{\pict\pngblip\picwgoal28800\pichgoal1440 )" + png.toHex() + "}}");
+        QCOMPARE(run({rtf, QStringLiteral("--pdf"), out, QStringLiteral("--page-size"), QStringLiteral("Letter")}).first,
+                 0);
+        const auto [wide, right] = redOf(out);
+        QVERIFY2(wide > 500 * 22 && wide < 560 * 32 && right < 612 - 40, qPrintable(QStringLiteral("%1 %2").arg(wide).arg(right)));
         QCOMPARE(run({rtf, QStringLiteral("--pdf"), out, QStringLiteral("--page-size"), QStringLiteral("A3")}).first,
                  2);
         const auto unwritable = run({rtf, QStringLiteral("--pdf"), dir.filePath(QStringLiteral("no/such/x.pdf"))});

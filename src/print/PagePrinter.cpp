@@ -18,6 +18,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -83,6 +85,35 @@ void fitColumns(QTextDocument *document, qreal width, QPaintDevice *device)
             cursor.mergeCharFormat(smaller);
             return;
         }
+    }
+}
+
+// A picture wider than the page would be cut off at its edge: it is made as wide as the text,
+// its height in proportion.
+void fitPictures(QTextDocument *document, qreal textWidth)
+{
+    // A picture's size is given in pixels of a 96-dpi screen, which Qt's layout scales to the
+    // resolution of the layout.
+    const qreal width = textWidth * 96 / layoutDpi;
+    // Found first and changed after: changing a format merges and splits the fragments walked.
+    std::vector<std::pair<int, QTextImageFormat>> wide;
+    for (QTextBlock block = document->begin(); block.isValid(); block = block.next()) {
+        for (QTextBlock::iterator it = block.begin(); !it.atEnd(); ++it) {
+            const QTextImageFormat picture = it.fragment().charFormat().toImageFormat();
+            if (picture.isValid() && picture.width() > width) {
+                for (int i = 0; i < it.fragment().length(); ++i)
+                    wide.emplace_back(it.fragment().position() + i, picture);
+            }
+        }
+    }
+    for (const auto &[position, picture] : wide) {
+        QTextImageFormat narrower = picture;
+        narrower.setHeight(picture.height() > 0 ? picture.height() * width / picture.width() : 0);
+        narrower.setWidth(width);
+        QTextCursor cursor(document);
+        cursor.setPosition(position);
+        cursor.setPosition(position + 1, QTextCursor::KeepAnchor);
+        cursor.setCharFormat(narrower);
     }
 }
 
@@ -229,6 +260,7 @@ qreal PagePrinter::prepare(QTextDocument *document) const
     document->setUseDesignMetrics(true);
     document->documentLayout()->setPaintDevice(m_layoutDevice.get());
     fitColumns(document, page.width(), m_layoutDevice.get());
+    fitPictures(document, page.width());
     // One long page: the breaks are ours. Qt's own pagination lets a line with extra spacing run
     // past the bottom of its page, where it would be cut off.
     document->setTextWidth(page.width());
