@@ -31,17 +31,6 @@ bool isDigit(char c)
     return c >= '0' && c <= '9';
 }
 
-int hexValue(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
-
 // Whether a line is what "Page 3 of 12" leaves without its numbers.
 bool onlyPageWords(const QString &line)
 {
@@ -191,8 +180,8 @@ void RtfParser::parse(QByteArrayView input)
                 controlWord(word, hasParam, param);
             } else if (next == '\'') {
                 ++m_pos;
-                const int high = m_pos < end ? hexValue(data[m_pos]) : -1;
-                const int low = m_pos + 1 < end ? hexValue(data[m_pos + 1]) : -1;
+                const int high = m_pos < end ? RtfToken::hexValue(data[m_pos]) : -1;
+                const int low = m_pos + 1 < end ? RtfToken::hexValue(data[m_pos + 1]) : -1;
                 if (high >= 0 && low >= 0) {
                     m_pos += 2;
                     hexByte(static_cast<unsigned char>(high * 16 + low));

@@ -20,17 +20,6 @@ constexpr qreal twipsPerCm = 1440 / 2.54;
 // Document pixels are 1/96 inch.
 constexpr qreal twipsPerPixel = 15;
 
-int hexValue(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
-
 bool isLetter(char c)
 {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
@@ -123,7 +112,7 @@ RtfPicture RtfPicture::Parse(QByteArrayView group)
             else if (is(word, "picscaley"))
                 picture.scaleY = param;
         } else if (depth == 0 && !picture.tooLarge) {
-            const int nibble = hexValue(c);
+            const int nibble = RtfToken::hexValue(c);
             if (nibble < 0)
                 continue;
             if (high < 0) {

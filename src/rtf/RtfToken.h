@@ -14,6 +14,18 @@ inline bool is(QByteArrayView word, const char *name)
     return word.size() == length && std::memcmp(word.data(), name, std::size_t(length)) == 0;
 }
 
+// The value of a hex digit, -1 for any other byte.
+inline int hexValue(char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    return -1;
+}
+
 inline int clampInt(long long value, int low, int high)
 {
     return int(std::clamp<long long>(value, low, high));
