@@ -372,8 +372,9 @@ QList<Section> FindSections(const QList<TextBlock> &blocks)
         const auto candidate = [&](qsizetype j) {
             const TextBlock &block = blocks[j];
             const bool larger = bodySize > 0 && block.pointSize >= bodySize * 1.15 && block.pointSize >= bodySize + 1;
-            return !block.inTable && (larger || (boldCounts && block.bold)) && lines[j].headingLike() &&
-                   !endsSentence(lines[j].content);
+            // A bold line of columns set by tabs heads a table, not a section.
+            return !block.inTable && !block.text.contains(QLatin1Char('\t')) &&
+                   (larger || (boldCounts && block.bold)) && lines[j].headingLike() && !endsSentence(lines[j].content);
         };
         if (!candidate(i)) {
             ++i;
