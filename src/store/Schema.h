@@ -26,6 +26,15 @@ public:
     // never touched.
     static bool CreateStore(const QString &path, ErrObject *err);
 
+    // The layout version of the store `db` is open on (user_version, or the shared library's
+    // comment on its table file).
+    static bool ReadVersion(const QSqlDatabase &db, int *version, ErrObject *err);
+
+    // Brings a store of an older layout (2 or earlier, its search index already there) up to
+    // Version: adds the tables it lacks and raises the version, in one transaction. A store that is
+    // up to date is left alone; two programs upgrading at once do it once.
+    static bool Upgrade(const QSqlDatabase &db, ErrObject *err);
+
     // Runs every table's column list against `db`; the first table that is missing or lacks a
     // column the program reads makes it fail with a description naming the table.
     static bool Verify(const QSqlDatabase &db, const QString &storePath, ErrObject *err);
