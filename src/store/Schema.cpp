@@ -173,8 +173,15 @@ bool Schema::Upgrade(const QSqlDatabase &db, ErrObject *err)
     const QStringList all = Statements(shared ? QStringLiteral(":/bundle/schema-pg.sql") : QStringLiteral(":/bundle/schema.sql"));
     QStringList added;
     for (const QString &statement : all) {
-        if (statement.contains(QLatin1String(" snapshot ")) || statement.contains(QLatin1String(" snapshot_")))
-            added << statement;
+        if (!statement.contains(QLatin1String(" snapshot ")) && !statement.contains(QLatin1String(" snapshot_")))
+            continue;
+        // A store whose version was lowered (its search index rebuilt by an older script) may
+        // hold the table already: what is there is kept.
+        QString again = statement;
+        again.replace(QLatin1String("CREATE TABLE "), QLatin1String("CREATE TABLE IF NOT EXISTS "))
+            .replace(QLatin1String("CREATE INDEX "), QLatin1String("CREATE INDEX IF NOT EXISTS "))
+            .replace(QLatin1String("CREATE TRIGGER "), QLatin1String("CREATE OR REPLACE TRIGGER "));
+        added << again;
     }
     if (added.isEmpty()) {
         *err = {ErrNumber::FileNotFound, QStringLiteral("The bundled store schema is missing from the program.")};
