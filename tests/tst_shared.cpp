@@ -140,7 +140,8 @@ void tst_shared::addressesAndLkcopy()
     // run): every row with its id, and the ids given so far are not given again.
     const QString middle = home.file(QStringLiteral("middle.lkb"));
     const QString back = TestHome::Shared() ? TestHome::NewDatabase() : home.file(QStringLiteral("back.lkb"));
-    const std::pair<int, QString> copied{0, QStringLiteral("copied 1 games, 1 files, 1 bookmarks, 0 favorites, 0 page snapshots\n")};
+    const std::pair<int, QString> copied{
+        0, QStringLiteral("copied 1 games, 1 files, 1 bookmarks, 0 favorites, 0 page snapshots\n")};
     QCOMPARE(lkcopy(home.storePath(), middle), copied);
     QCOMPARE(lkcopy(middle, back), copied);
     modADO copy(QStringLiteral("copy"));

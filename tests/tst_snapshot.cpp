@@ -36,7 +36,10 @@ QByteArray page(const QByteArray &title)
     return mhtml;
 }
 
-QDateTime at(const char *iso) { return QDateTime::fromString(QLatin1String(iso), Qt::ISODateWithMs); }
+QDateTime at(const char *iso)
+{
+    return QDateTime::fromString(QLatin1String(iso), Qt::ISODateWithMs);
+}
 
 qint32 add(const QSqlDatabase &db, qint32 fileId, const char *when, const QByteArray &mhtml)
 {
@@ -89,7 +92,8 @@ void tst_snapshot::keepsPagesWholeAndRefusesDamage()
         damage.addBindValue(bad);
         damage.addBindValue(newer);
         QVERIFY(damage.exec());
-        QVERIFY(!SnapshotTable::Read(db, newer, &row, &found, &err) && err.Description.contains(QLatin1String("damaged")));
+        QVERIFY(!SnapshotTable::Read(db, newer, &row, &found, &err) &&
+                err.Description.contains(QLatin1String("damaged")));
     }
 }
 

@@ -24,8 +24,9 @@ QVariant storedTime(const QSqlDatabase &db, const QDateTime &time)
 
 QDateTime readTime(const QVariant &value)
 {
-    QDateTime time = value.typeId() == QMetaType::QDateTime ? value.toDateTime()
-                                                             : QDateTime::fromString(value.toString(), Qt::ISODateWithMs);
+    QDateTime time = value.typeId() == QMetaType::QDateTime
+                         ? value.toDateTime()
+                         : QDateTime::fromString(value.toString(), Qt::ISODateWithMs);
     return time.toUTC();
 }
 
@@ -36,10 +37,9 @@ SnapshotRow headRow(const StoreQuery &query)
 
 ErrObject damaged(const SnapshotRow &row)
 {
-    return {ErrNumber::StoreFailed,
-            QStringLiteral("The snapshot %1 of the page \"%2\" is damaged and cannot be read.")
-                .arg(row.auto_id)
-                .arg(row.address)};
+    return {ErrNumber::StoreFailed, QStringLiteral("The snapshot %1 of the page \"%2\" is damaged and cannot be read.")
+                                        .arg(row.auto_id)
+                                        .arg(row.address)};
 }
 
 // Unpacks the stored data into `row`. The length in front of the compressed bytes is checked

@@ -50,8 +50,9 @@ Table snapshotTable(const QSqlDatabase &db)
         StoreAddress::IsShared(db)
             ? QStringLiteral("to_char(captured AT TIME ZONE 'UTC', 'YYYY-MM-DD\"T\"HH24:MI:SS.MS\"Z\"')")
             : QStringLiteral("captured");
-    return {QStringLiteral("snapshot"), {QStringLiteral("auto_id"), QStringLiteral("file_id"), captured,
-                                         QStringLiteral("address"), QStringLiteral("size"), QStringLiteral("data")}};
+    return {QStringLiteral("snapshot"),
+            {QStringLiteral("auto_id"), QStringLiteral("file_id"), captured, QStringLiteral("address"),
+             QStringLiteral("size"), QStringLiteral("data")}};
 }
 
 bool fail(const QSqlQuery &query, const QString &store, ErrObject *err)

@@ -170,7 +170,8 @@ bool Schema::Upgrade(const QSqlDatabase &db, ErrObject *err)
         return true;
     // What version 3 added is whatever the bundled schema says of snapshots: one description of
     // the table for new stores and old ones.
-    const QStringList all = Statements(shared ? QStringLiteral(":/bundle/schema-pg.sql") : QStringLiteral(":/bundle/schema.sql"));
+    const QStringList all =
+        Statements(shared ? QStringLiteral(":/bundle/schema-pg.sql") : QStringLiteral(":/bundle/schema.sql"));
     QStringList added;
     for (const QString &statement : all) {
         if (!statement.contains(QLatin1String(" snapshot ")) && !statement.contains(QLatin1String(" snapshot_")))

@@ -16,9 +16,8 @@ Q_DECLARE_LOGGING_CATEGORY(lcStore)
 namespace {
 
 // Every table a shared library holds; the first four are the ones a user's SQL knows.
-const QStringList ourTables = {QStringLiteral("game"),      QStringLiteral("file"),
-                               QStringLiteral("bookmarks"), QStringLiteral("favorites"),
-                               QStringLiteral("find_text"), QStringLiteral("find_pending"),
+const QStringList ourTables = {QStringLiteral("game"),      QStringLiteral("file"),      QStringLiteral("bookmarks"),
+                               QStringLiteral("favorites"), QStringLiteral("find_text"), QStringLiteral("find_pending"),
                                QStringLiteral("snapshot")};
 
 const QString versionComment = QStringLiteral("Lorekeep store version %1");
