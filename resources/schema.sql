@@ -38,3 +38,16 @@ CREATE TABLE favorites (
     title   TEXT NOT NULL DEFAULT '',
     desc    TEXT NOT NULL DEFAULT ''
 );
+
+-- Snapshots of a file's web page as it was captured, several per file (newest first by capture
+-- time). data is the MHTML compressed with zlib (qCompress); size is its length uncompressed.
+CREATE TABLE snapshot (
+    auto_id  INTEGER PRIMARY KEY AUTOINCREMENT,
+    file_id  INTEGER NOT NULL,
+    captured TEXT NOT NULL DEFAULT '',
+    address  TEXT NOT NULL DEFAULT '',
+    size     INTEGER NOT NULL DEFAULT 0,
+    data     BLOB NOT NULL
+);
+
+CREATE INDEX snapshot_file_id ON snapshot (file_id);

@@ -1,7 +1,10 @@
 #include "FileTable.h"
 
+#include "SnapshotTable.h"
+
 #include "store/StoreError.h"
 #include "store/StoreQuery.h"
+#include "store/StoreTransaction.h"
 
 #include <QStringList>
 
@@ -130,7 +133,8 @@ bool FileTable::UpdateIfUnchanged(const QSqlDatabase &db, const FileRow &row, co
 
 bool FileTable::Copy(const QSqlDatabase &db, qint32 id, qint32 gameId, qint32 *newId, ErrObject *err)
 {
-    // One statement, so the text never leaves the store and a copy is whole or not there.
+    // One statement, so the text never leaves the store and a copy is whole or not there. The
+    // page snapshots stay with the original: the copy is a new file, with no page history of its own.
     StoreQuery query(db);
     if (!query.insert(QStringLiteral("INSERT INTO file (game_id, sub_cat, src, \"desc\", txt_rtf) "
                                      "SELECT ?, sub_cat, src, \"desc\", txt_rtf FROM file WHERE auto_id = ?"),
@@ -150,8 +154,13 @@ bool FileTable::Move(const QSqlDatabase &db, qint32 id, qint32 gameId, ErrObject
 
 bool FileTable::Delete(const QSqlDatabase &db, qint32 id, ErrObject *err)
 {
+    // The file's page snapshots go with it, or neither goes.
+    StoreTransaction transaction(db);
+    if (!transaction.begin(err) || !SnapshotTable::DeleteOfFile(db, id, err))
+        return false;
     StoreQuery query(db);
-    return query.run(QStringLiteral("DELETE FROM file WHERE auto_id = ?"), {id}, err) && changedOne(query, id, err);
+    return query.run(QStringLiteral("DELETE FROM file WHERE auto_id = ?"), {id}, err) && changedOne(query, id, err) &&
+           transaction.commit(err);
 }
 
 bool FileTable::FindBySource(const QSqlDatabase &db, const QString &src, SourceMatch *match, bool *found,

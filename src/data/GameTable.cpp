@@ -74,6 +74,11 @@ bool GameTable::Delete(const QSqlDatabase &db, qint32 id, int *filesDeleted, Err
     StoreTransaction transaction(db);
     if (!transaction.begin(err))
         return false;
+    StoreQuery snapshots(db);
+    if (!snapshots.run(QStringLiteral("DELETE FROM snapshot WHERE file_id IN (SELECT auto_id FROM file WHERE "
+                                      "game_id = ?)"),
+                       {id}, err))
+        return false;
     StoreQuery files(db);
     if (!files.run(QStringLiteral("DELETE FROM file WHERE game_id = ?"), {id}, err))
         return false;

@@ -72,6 +72,12 @@ bool PlatformTable::Remove(const QSqlDatabase &db, quint8 platformId, ErrObject 
     StoreTransaction transaction(db);
     if (!transaction.begin(err))
         return false;
+    StoreQuery snapshots(db);
+    if (!snapshots.run(QStringLiteral("DELETE FROM snapshot WHERE file_id IN (SELECT auto_id FROM file WHERE game_id "
+                                      "IN (SELECT auto_id FROM game WHERE ") +
+                           platformCode + QStringLiteral(" = ?))"),
+                       {platformId}, err))
+        return false;
     StoreQuery files(db);
     if (!files.run(QStringLiteral("DELETE FROM file WHERE game_id IN (SELECT auto_id FROM game WHERE ") + platformCode +
                        QStringLiteral(" = ?)"),

@@ -1,6 +1,7 @@
 #include "StoreCopy.h"
 
 #include "FindIndex.h"
+#include "SnapshotTable.h"
 #include "store/Schema.h"
 #include "store/StoreAddress.h"
 #include "store/StoreError.h"
@@ -40,6 +41,18 @@ QList<Table> rowTables()
             table("file", "auto_id, game_id, sub_cat, src, \"desc\", txt_rtf"),
             table("bookmarks", "auto_id, tree_key, game, file, platform, sub_cat, genre"),
             table("favorites", "auto_id, url, title, \"desc\"")};
+}
+
+// The snapshots as read from `db`: a server's times are read as UTC text.
+Table snapshotTable(const QSqlDatabase &db)
+{
+    const QString captured =
+        StoreAddress::IsShared(db)
+            ? QStringLiteral("to_char(captured AT TIME ZONE 'UTC', 'YYYY-MM-DD\"T\"HH24:MI:SS.MS\"Z\"')")
+            : QStringLiteral("captured");
+    return {QStringLiteral("snapshot"),
+            {QStringLiteral("auto_id"), QStringLiteral("file_id"), captured, QStringLiteral("address"),
+             QStringLiteral("size"), QStringLiteral("data")}};
 }
 
 bool fail(const QSqlQuery &query, const QString &store, ErrObject *err)
@@ -118,7 +131,9 @@ public:
                 last = read.value(0).toLongLong();
                 for (int column = 0; column < from.columns.size(); ++column) {
                     const QVariant value = read.value(column);
-                    chars += value.typeId() == QMetaType::QString ? value.toString().size() : 8;
+                    chars += value.typeId() == QMetaType::QString      ? value.toString().size()
+                             : value.typeId() == QMetaType::QByteArray ? value.toByteArray().size()
+                                                                       : 8;
                     values << value;
                 }
                 if (++count >= pageRows || chars >= pageChars) {
@@ -228,7 +243,13 @@ bool copyInto(const QSqlDatabase &source, const QSqlDatabase &dest, const StoreC
     const Table destText{QStringLiteral("find_text"), QStringList{FindIndex::KeyColumn(dest)} + textColumns};
     const Table pending = table("find_pending", "file_id");
     Copier copier(source, dest, progress);
-    if (!copier.count(indexed ? tables + QList<Table>{sourceText, pending} : tables, err))
+    const bool snapshots = SnapshotTable::Available(source);
+    QList<Table> counted = tables;
+    if (snapshots)
+        counted << snapshotTable(source);
+    if (indexed)
+        counted << sourceText << pending;
+    if (!copier.count(counted, err))
         return false;
     StoreTransaction transaction(dest);
     if (!transaction.begin(err) || (StoreAddress::IsShared(dest) && !createShared(dest, err)))
@@ -242,6 +263,16 @@ bool copyInto(const QSqlDatabase &source, const QSqlDatabase &dest, const StoreC
     }
     // The copied files were queued by the destination's triggers; an indexed source brings its
     // index and its queue as they stand instead, which saves making every text plain again.
+    // Page snapshots, which a store of an older layout does not have. Their times travel as the
+    // UTC text a store file keeps, which a server reads back as the same time.
+    if (snapshots) {
+        qint64 last = 0;
+        if (!copier.copy(snapshotTable(source), table("snapshot", "auto_id, file_id, captured, address, size, data"),
+                         &counts->Snapshots, err) ||
+            !copier.lastId(QStringLiteral("snapshot"), &last, err) ||
+            !copier.setLastId(QStringLiteral("snapshot"), last, err))
+            return false;
+    }
     if (indexed) {
         qint64 ignored = 0;
         QSqlQuery clear(dest);

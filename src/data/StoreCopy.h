@@ -14,6 +14,7 @@ struct CopyCounts
     qint64 Files = 0;
     qint64 Bookmarks = 0;
     qint64 Favorites = 0;
+    qint64 Snapshots = 0;
 };
 
 // A whole library copied into a new store of either kind: a new ".lkb" file, or an empty

@@ -186,6 +186,9 @@ bool modADO::openAs(const QString &path, OpenMode mode, ErrObject *err)
         ErrObject indexErr;
         if (!FindIndex::Ensure(db, &indexErr))
             qCWarning(lcStore) << "no search index:" << indexErr.Description;
+        // Then the tables a newer layout added; a store that cannot take them is not written to
+        // by a program that expects them.
+        ok = Schema::Upgrade(db, err);
     }
     if (!ok)
         db.close();

@@ -2,9 +2,12 @@
 
 #include "StoreAddress.h"
 #include "StoreError.h"
+#include "StoreQuery.h"
+#include "StoreTransaction.h"
 
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QUuid>
@@ -74,7 +77,9 @@ bool Schema::CreateStore(const QString &path, ErrObject *err)
         return false;
     }
     // A new store has its search index from the start.
-    const QStringList statements = Statements() + Statements(QStringLiteral(":/bundle/findindex.sql"));
+    // The index's script stamps its own layout version; the store's is stamped last.
+    const QStringList statements = Statements() + Statements(QStringLiteral(":/bundle/findindex.sql")) +
+                                   QStringList{QStringLiteral("PRAGMA user_version = %1").arg(Version)};
     if (statements.isEmpty()) {
         *err = {ErrNumber::FileNotFound, QStringLiteral("The bundled store schema is missing from the program.")};
         return false;
@@ -127,6 +132,75 @@ bool Schema::CheckVersion(int version, const QString &shown, ErrObject *err)
                 .arg(Version)
                 .arg(shared ? QStringLiteral("library") : QStringLiteral("file"))};
     return false;
+}
+
+bool Schema::ReadVersion(const QSqlDatabase &db, int *version, ErrObject *err)
+{
+    StoreQuery query(db);
+    bool found = false;
+    const bool shared = StoreAddress::IsShared(db);
+    if (!query.run(shared ? QStringLiteral("SELECT obj_description('file'::regclass, 'pg_class')")
+                          : QStringLiteral("PRAGMA user_version"),
+                   err) ||
+        !query.firstRow(&found, err))
+        return false;
+    if (!shared) {
+        *version = found ? query.value(0).toInt() : 0;
+        return true;
+    }
+    static const QRegularExpression number(QStringLiteral("^Lorekeep store version (\\d+)$"));
+    const QRegularExpressionMatch match = number.match(found ? query.text(0) : QString());
+    *version = match.hasMatch() ? match.captured(1).toInt() : 0;
+    return true;
+}
+
+bool Schema::Upgrade(const QSqlDatabase &db, ErrObject *err)
+{
+    int version = 0;
+    if (!ReadVersion(db, &version, err))
+        return false;
+    if (version >= Version)
+        return true;
+    const bool shared = StoreAddress::IsShared(db);
+    // The lock makes a second program wait, then find the work done.
+    StoreTransaction transaction(db, StoreTransaction::Lock::Immediate);
+    if (!transaction.begin(err) || !ReadVersion(db, &version, err))
+        return false;
+    if (version >= Version)
+        return true;
+    // What version 3 added is whatever the bundled schema says of snapshots: one description of
+    // the table for new stores and old ones.
+    const QStringList all =
+        Statements(shared ? QStringLiteral(":/bundle/schema-pg.sql") : QStringLiteral(":/bundle/schema.sql"));
+    QStringList added;
+    for (const QString &statement : all) {
+        if (!statement.contains(QLatin1String(" snapshot ")) && !statement.contains(QLatin1String(" snapshot_")))
+            continue;
+        // A store whose version was lowered (its search index rebuilt by an older script) may
+        // hold the table already: what is there is kept.
+        QString again = statement;
+        again.replace(QLatin1String("CREATE TABLE "), QLatin1String("CREATE TABLE IF NOT EXISTS "))
+            .replace(QLatin1String("CREATE INDEX "), QLatin1String("CREATE INDEX IF NOT EXISTS "))
+            .replace(QLatin1String("CREATE TRIGGER "), QLatin1String("CREATE OR REPLACE TRIGGER "));
+        added << again;
+    }
+    if (added.isEmpty()) {
+        *err = {ErrNumber::FileNotFound, QStringLiteral("The bundled store schema is missing from the program.")};
+        return false;
+    }
+    added << (shared ? QStringLiteral("COMMENT ON TABLE file IS 'Lorekeep store version %1'").arg(Version)
+                     : QStringLiteral("PRAGMA user_version = %1").arg(Version));
+    QSqlQuery query(db);
+    for (const QString &statement : std::as_const(added)) {
+        if (!query.exec(statement)) {
+            *err = StoreError::fromSql(query.lastError(), db);
+            if (err->Number != ErrNumber::StoreReadOnly && err->Number != ErrNumber::StoreLocked)
+                err->Description = QStringLiteral("Cannot bring the store \"%1\" up to this version of Lorekeep: %2")
+                                       .arg(StoreError::storePath(db), query.lastError().databaseText());
+            return false;
+        }
+    }
+    return transaction.commit(err);
 }
 
 bool Schema::Verify(const QSqlDatabase &db, const QString &storePath, ErrObject *err)

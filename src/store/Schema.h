@@ -12,8 +12,8 @@ class Schema final
 {
 public:
     // The version of the layout this Lorekeep writes: a store file's user_version, a shared
-    // library's comment on its table file. 2 since the search index.
-    static constexpr int Version = 2;
+    // library's comment on its table file. 2 since the search index, 3 since page snapshots.
+    static constexpr int Version = 3;
 
     // Whether this Lorekeep reads a store of layout `version`: false, with the reason, for one
     // written by a newer Lorekeep. `shown` names the store in the message.
@@ -25,6 +25,15 @@ public:
     // Builds an empty store at `path`. The file appears whole or not at all; an existing file is
     // never touched.
     static bool CreateStore(const QString &path, ErrObject *err);
+
+    // The layout version of the store `db` is open on (user_version, or the shared library's
+    // comment on its table file).
+    static bool ReadVersion(const QSqlDatabase &db, int *version, ErrObject *err);
+
+    // Brings a store of an older layout (2 or earlier, its search index already there) up to
+    // Version: adds the tables it lacks and raises the version, in one transaction. A store that is
+    // up to date is left alone; two programs upgrading at once do it once.
+    static bool Upgrade(const QSqlDatabase &db, ErrObject *err);
 
     // Runs every table's column list against `db`; the first table that is missing or lacks a
     // column the program reads makes it fail with a description naming the table.

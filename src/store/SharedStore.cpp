@@ -16,9 +16,9 @@ Q_DECLARE_LOGGING_CATEGORY(lcStore)
 namespace {
 
 // Every table a shared library holds; the first four are the ones a user's SQL knows.
-const QStringList ourTables = {QStringLiteral("game"),      QStringLiteral("file"),
-                               QStringLiteral("bookmarks"), QStringLiteral("favorites"),
-                               QStringLiteral("find_text"), QStringLiteral("find_pending")};
+const QStringList ourTables = {QStringLiteral("game"),      QStringLiteral("file"),      QStringLiteral("bookmarks"),
+                               QStringLiteral("favorites"), QStringLiteral("find_text"), QStringLiteral("find_pending"),
+                               QStringLiteral("snapshot")};
 
 const QString versionComment = QStringLiteral("Lorekeep store version %1");
 
@@ -83,7 +83,7 @@ bool readRights(const QSqlDatabase &db, QString *readOnlyReason, ErrObject *err)
     if (!query.run(QStringLiteral("SELECT current_user, bool_and(has_table_privilege(t, 'INSERT') AND "
                                   "has_table_privilege(t, 'UPDATE') AND has_table_privilege(t, 'DELETE')) "
                                   "FROM unnest(ARRAY['game', 'file', 'bookmarks', 'favorites', 'find_text', "
-                                  "'find_pending']) AS t"),
+                                  "'find_pending', 'snapshot']) AS t WHERE to_regclass(t) IS NOT NULL"),
                    err) ||
         !query.firstRow(&found, err))
         return false;
@@ -124,7 +124,22 @@ bool Prepare(const QSqlDatabase &db, const QString &shown, QString *readOnlyReas
                 .arg(named, others.isEmpty() ? tables.join(QStringLiteral(", ")) : others.join(QStringLiteral(", ")))};
         return false;
     }
-    return checkVersion(db, shown, err) && Schema::Verify(db, shown, err) && readRights(db, readOnlyReason, err);
+    if (!checkVersion(db, shown, err) || !Schema::Verify(db, shown, err) || !readRights(db, readOnlyReason, err))
+        return false;
+    if (!readOnlyReason->isEmpty())
+        return true;
+    // An older library is brought up to date by the first desktop that may write to it. A role
+    // that may change rows but not add tables reads it as it is, without what the newer layout added.
+    ErrObject upgradeErr;
+    if (Schema::Upgrade(db, &upgradeErr))
+        return true;
+    if (upgradeErr.Number != ErrNumber::StoreReadOnly) {
+        *err = upgradeErr;
+        return false;
+    }
+    *readOnlyReason = QStringLiteral("it was made by an older Lorekeep, and the role may not add the tables this "
+                                     "version needs; an owner of the database can open it once to bring it up to date");
+    return true;
 }
 
 bool HasTrigrams(const QSqlDatabase &db)

@@ -72,8 +72,9 @@ int main(int argc, char *argv[])
             QStringLiteral("%1 Nothing was written to %2.").arg(err.Description, StoreAddress::WithoutPassword(dest)));
         return 1;
     }
-    std::printf("copied %lld games, %lld files, %lld bookmarks, %lld favorites\n", static_cast<long long>(counts.Games),
-                static_cast<long long>(counts.Files), static_cast<long long>(counts.Bookmarks),
-                static_cast<long long>(counts.Favorites));
+    std::printf("copied %lld games, %lld files, %lld bookmarks, %lld favorites, %lld page snapshots\n",
+                static_cast<long long>(counts.Games), static_cast<long long>(counts.Files),
+                static_cast<long long>(counts.Bookmarks), static_cast<long long>(counts.Favorites),
+                static_cast<long long>(counts.Snapshots));
     return 0;
 }
