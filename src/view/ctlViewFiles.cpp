@@ -9,8 +9,6 @@
 #include "components/BackgroundWork.h"
 #include "components/BackupJob.h"
 #include "components/FileTextReader.h"
-#include "reader/FindBar.h"
-#include "reader/TextReader.h"
 #include "components/FileViewer.h"
 #include "components/GameSelector.h"
 #include "data/FileTable.h"
@@ -21,6 +19,8 @@
 #include "frmReopenEncoding.h"
 #include "import/FileConversion.h"
 #include "import/FileImport.h"
+#include "reader/FindBar.h"
+#include "reader/TextReader.h"
 #include "store/StoreAddress.h"
 #include "system/Prompts.h"
 #include "system/TextDecoder.h"
@@ -414,14 +414,15 @@ void ctlView::mnuFileReopen_Click()
     if (dialog.exec() != QDialog::Accepted || dialog.Encoding().isEmpty())
         return;
     const QString encoding = dialog.Encoding();
+    const QString label = TextEncodings::Find(encoding)->Label;
     FileConversion::Converted converted;
-    if (!inBackground(QStringLiteral("Reading the file as %1...").arg(TextEncodings::Find(encoding)->Label),
+    if (!inBackground(QStringLiteral("Reading the file as %1...").arg(label),
                       [&] { converted = FileConversion::FromBytes(suffix, bytes, encoding); }))
         return;
     if (!converted.Skipped.isEmpty()) {
         MsgBox(
             QStringLiteral("Read as %1, \u201C%2\u201D is %3; its text was left as it is.")
-                .arg(TextEncodings::Find(encoding)->Label, QFileInfo(path).fileName(),
+                .arg(label, QFileInfo(path).fileName(),
                      converted.Skipped == QLatin1String("holds no text") ? QStringLiteral("empty") : converted.Skipped),
             MsgButtons::OK, MsgIcon::Exclamation);
         return;
@@ -433,7 +434,7 @@ void ctlView::mnuFileReopen_Click()
         if (MsgBox(QStringLiteral("\u201C%1\u201D will be read again as %2. This library is shared on a server, where "
                                   "Lorekeep keeps no backups, so the text it holds now will not be kept.\n\nReplace "
                                   "the text?")
-                       .arg(loaded.desc, TextEncodings::Find(encoding)->Label),
+                       .arg(loaded.desc, label),
                    MsgButtons::YesNo, MsgIcon::Question) != MsgResult::Yes)
             return;
     } else if (!BackupJob::KeepText(window(), db, id, loaded.txt_rtf)) {
