@@ -33,8 +33,18 @@ lorekeep_install_packages() {
   DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends $missing
 }
 
+# Mozilla's Readability, which finds a page's article, comes from the npm registry at the version and
+# checksum that npm/package-lock.json names; the build embeds it into the program.
+lorekeep_fetch_scripts() {
+  [ -f "$LOREKEEP_ROOT/npm/node_modules/@mozilla/readability/Readability.js" ] && return 0
+  echo "Fetching Readability with npm"
+  npm ci --prefix "$LOREKEEP_ROOT/npm" --silent --no-audit --no-fund --ignore-scripts
+}
+
 lorekeep_build() {
+  command -v npm >/dev/null || LOREKEEP_PACKAGES+=(npm)
   lorekeep_install_packages
+  lorekeep_fetch_scripts
   if [ ! -f "$LOREKEEP_BUILD/build.ninja" ]; then
     cmake -S "$LOREKEEP_ROOT" -B "$LOREKEEP_BUILD" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
   fi

@@ -3,14 +3,14 @@
 #include "TestHome.h"
 #include "base/AppPath.h"
 #include "browser/BrowserAddress.h"
-#include "browser/FileRequestFilter.h"
-#include "browser/StartPageScheme.h"
 #include "browser/ctlBrowser.h"
 #include "browser/frmFavorite.h"
 #include "data/HomeFolder.h"
 #include "system/Contrast.h"
 #include "system/SettingsStore.h"
 #include "view/ctlView.h"
+#include "webpage/FileRequestFilter.h"
+#include "webpage/StartPageScheme.h"
 
 #include <QAction>
 #include <QApplication>

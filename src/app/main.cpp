@@ -1,12 +1,12 @@
 #include "base/AppPath.h"
 #include "base/Version.h"
-#include "browser/StartPageScheme.h"
 #include "data/HomeFolder.h"
 #include "shell/frmMain.h"
 #include "shell/modMain.h"
 #include "store/StoreAddress.h"
 #include "system/SingleInstance.h"
 #include "system/TerminationSignals.h"
+#include "webpage/StartPageScheme.h"
 #include "widgets/HelpPages.h"
 #include "widgets/QtPrompts.h"
 

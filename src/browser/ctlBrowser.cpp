@@ -2,13 +2,13 @@
 
 #include "BrowserAddress.h"
 #include "BrowserPage.h"
-#include "BrowserProfile.h"
-#include "StartPageScheme.h"
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
 #include "system/Contrast.h"
 #include "system/Prompts.h"
 #include "system/SettingsStore.h"
+#include "webpage/BrowserProfile.h"
+#include "webpage/StartPageScheme.h"
 #include "widgets/KeyboardAccess.h"
 
 #include <QApplication>

@@ -14,9 +14,10 @@ LocalWebServer::LocalWebServer()
     });
 }
 
-void LocalWebServer::addPage(const QString &path, const QByteArray &html)
+void LocalWebServer::addPage(const QString &path, const QByteArray &body, const QByteArray &type)
 {
-    m_pages.insert(path, html);
+    m_pages.insert(path, body);
+    m_types.insert(path, type);
 }
 
 QUrl LocalWebServer::url(const QString &path) const
@@ -36,7 +37,7 @@ void LocalWebServer::answer(QTcpSocket *socket)
     const bool found = m_pages.contains(path);
     const QByteArray body = found ? m_pages.value(path) : QByteArrayLiteral("<html><body>Not found</body></html>");
     socket->write(QByteArrayLiteral("HTTP/1.1 ") + (found ? "200 OK" : "404 Not Found") +
-                  "\r\nContent-Type: text/html; charset=utf-8\r\nContent-Length: " + QByteArray::number(body.size()) +
-                  "\r\nConnection: close\r\n\r\n" + body);
+                  "\r\nContent-Type: " + m_types.value(path, "text/html; charset=utf-8") +
+                  "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
     socket->disconnectFromHost();
 }

@@ -14,11 +14,13 @@ class LocalWebServer final : public QTcpServer
 public:
     LocalWebServer();
 
-    void addPage(const QString &path, const QByteArray &html);
+    void addPage(const QString &path, const QByteArray &body,
+                 const QByteArray &type = QByteArrayLiteral("text/html; charset=utf-8"));
     QUrl url(const QString &path) const;
 
 private:
     void answer(QTcpSocket *socket);
 
     QHash<QString, QByteArray> m_pages;
+    QHash<QString, QByteArray> m_types;
 };

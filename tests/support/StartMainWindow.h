@@ -1,9 +1,9 @@
 #pragma once
 
 // For tests that link the widgets: the main window started the way the program's Main starts it.
-#include "browser/StartPageScheme.h"
 #include "shell/frmMain.h"
 #include "shell/modMain.h"
+#include "webpage/StartPageScheme.h"
 
 #include <memory>
 
