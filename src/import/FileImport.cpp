@@ -3,6 +3,7 @@
 #include "FileConversion.h"
 #include "NativePath.h"
 #include "data/GameTable.h"
+#include "data/SnapshotTable.h"
 #include "store/StoreAddress.h"
 #include "store/StoreError.h"
 #include "store/StoreQuery.h"
@@ -275,7 +276,11 @@ bool FileImport::Store(ImportedFile *file, ErrObject *err)
         return true;
     }
     qint32 id = 0;
-    if (!idsLeft(m_db, err) || !FileTable::Add(m_db, file->Row, &id, err) || !transaction.commit(err))
+    qint32 snapshotId = 0;
+    if (!idsLeft(m_db, err) || !FileTable::Add(m_db, file->Row, &id, err) ||
+        (!file->Snapshot.isEmpty() &&
+         !SnapshotTable::Add(m_db, id, file->SnapshotAddress, file->Captured, file->Snapshot, &snapshotId, err)) ||
+        !transaction.commit(err))
         return false;
     file->Row.auto_id = id;
     return true;

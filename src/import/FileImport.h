@@ -3,6 +3,7 @@
 #include "data/FileTable.h"
 #include "system/ErrObject.h"
 
+#include <QDateTime>
 #include <QSet>
 #include <QSqlDatabase>
 #include <QString>
@@ -22,6 +23,10 @@ struct ImportedFile
     QString Skipped;
     // Left out because the game already has a file from this path.
     bool Duplicate = false;
+    // A web page's MHTML snapshot, stored with the row when not empty, from SnapshotAddress at Captured.
+    QByteArray Snapshot;
+    QString SnapshotAddress;
+    QDateTime Captured;
 };
 
 // Files from disk become files of one game: plain text in any encoding (kept in a fixed-pitch font,
@@ -61,9 +66,9 @@ public:
     bool Begin(ErrObject *err);
     // Whether the game has a file from `path`, stored before or by this import.
     bool IsKnown(const QString &path) const;
-    // Stores a converted file as a new file of the game, whole or not at all; its row receives the
-    // new id and the game's. A file the game got in the meantime (from another import) is not
-    // stored again: true with Duplicate set and Skipped saying so.
+    // Stores a converted file as a new file of the game, with its snapshot if it has one, whole or
+    // not at all; its row receives the new id and the game's. A file the game got in the meantime (from another import)
+    // is not stored again: true with Duplicate set and Skipped saying so.
     bool Store(ImportedFile *file, ErrObject *err);
 
     qint32 GameId() const { return m_gameId; }
