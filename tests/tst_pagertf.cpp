@@ -112,6 +112,11 @@ private Q_SLOTS:
         QCOMPARE(cut.PartCount(), 3);
         QVERIFY(cut.MainHtml().contains(QLatin1String("Sunken Keep")));
 
+        // Thousands of parts without a blank line: each part's headers end at the next delimiter.
+        const MhtmlArchive many = MhtmlArchive::Read("Content-Type: multipart/related; boundary=b\r\n\r\n" +
+                                                     QByteArray("--b\r\nX: y\r\n").repeated(300000));
+        QCOMPARE(many.PartCount(), 300000);
+
         QRandomGenerator random(37);
         const QByteArrayList pieces = {"\r\n",     "--",    "----MultipartBoundary--Qx7Lr2mN8pVwKe3sTf9Yh----",
                                        "=",        "=\r\n", "Content-Transfer-Encoding: base64\r\n",
@@ -176,6 +181,16 @@ private Q_SLOTS:
         QCOMPARE(text.count(QLatin1String("Field Notes")), 0);
         QVERIFY(!body.foreground().color().isValid() || body.foreground().color() == Qt::black ||
                 body.foreground().style() == Qt::NoBrush);
+        const QString styled = PageRtf(QStringLiteral("<p style=\"color:#ff0000;background:#00ff00;font-family:Georgia;"
+                                                      "font-size:40px\">Loud</p><p>Quiet</p>"),
+                                       pageAddress, {})
+                                   .rtf;
+        QVERIFY(!styled.contains(QLatin1String("Georgia")));
+        QVERIFY(!styled.contains(QLatin1String("\\red255")));
+        QVERIFY(!styled.contains(QLatin1String("\\green255")));
+        const ReadBack plain(styled);
+        QCOMPARE(plain.formatOf(QStringLiteral("Loud")).fontPointSize(),
+                 plain.formatOf(QStringLiteral("Quiet")).fontPointSize());
         const ReadBack titled(PageRtf(QStringLiteral("<title>Only a title</title><p>Text</p>"), pageAddress, {}).rtf);
         QCOMPARE(titled.document.toPlainText(), QStringLiteral("Text"));
     }

@@ -197,8 +197,10 @@ MhtmlArchive MhtmlArchive::Read(const QByteArray &mhtml)
             break; // the closing delimiter
         qsizetype partStart;
         lineEnd(data, afterDelimiter, &partStart);
-        const Headers headers = readHeaders(data, partStart);
-        const qsizetype next = nextDelimiter(headers.end);
+        // The headers end at the next delimiter at the latest: a file of delimiters without blank lines
+        // between them must not have each part look far ahead for the end of its headers.
+        const qsizetype next = nextDelimiter(partStart);
+        const Headers headers = readHeaders(next < 0 ? data : data.first(next), partStart);
         qsizetype bodyEnd = next < 0 ? data.size() : next;
         if (next > headers.end && data[bodyEnd - 1] == '\n') {
             --bodyEnd;
@@ -263,9 +265,6 @@ QByteArray MhtmlArchive::decoded(const Entry &entry) const
     case Encoding::QuotedPrintable: return DecodeQuotedPrintable(body);
     case Encoding::Identity: break;
     }
-    // A whole part is the archive's own bytes, shared rather than copied.
-    if (entry.bodyStart == 0 && entry.bodyLength == m_data.size())
-        return m_data;
     return body.toByteArray();
 }
 
