@@ -237,6 +237,14 @@ private Q_SLOTS:
             QVERIFY(back.links.contains(QStringLiteral("https://games.example.com/keep/images/diagram.png")));
             QVERIFY(back.block(QStringLiteral("Diagram of the cistern levers")).isValid());
         }
+        // The picture a browser chose from a srcset or a <picture>'s sources is the one the archive holds.
+        const QString chosen =
+            QStringLiteral("<picture><source srcset=\"https://cdn.example.org/keep/photo.jpg 2x, small.webp 1x\"><img "
+                           "src=\"small.png\" "
+                           "alt=\"Small\"></picture><img src=\"missing.png\" srcset=\"images/diagram.png 480w\">");
+        const ReadBack sources(PageRtf(chosen, pageAddress, archive).rtf);
+        QCOMPARE(sources.pictures, (QList<QSize>{{624, 416}, {48, 32}}));
+
         const ReadBack unnamed(PageRtf(QStringLiteral("<img src=\"/a.png\"><img src=\"x.png\" alt=\"Map\">"),
                                        QUrl(QStringLiteral("file:///tmp/page.html")), {})
                                    .rtf);
@@ -265,6 +273,27 @@ private Q_SLOTS:
                                           QStringLiteral("https://games.example.com/keep/nope.png")}));
         QVERIFY(back.document.toPlainText().contains(QLatin1String("click")));
         QVERIFY(back.document.toPlainText().contains(QLatin1String("deep")));
+
+        // Broken markup anywhere in a real page still gives whole RTF.
+        const MhtmlArchive archive = MhtmlArchive::Read(fixture("article.mhtml"));
+        const QString page = archive.MainHtml();
+        const QStringList pieces = {QStringLiteral("<img src=\""),
+                                    QStringLiteral("<table><tr><td>"),
+                                    QStringLiteral("</li>"),
+                                    QStringLiteral("<"),
+                                    QStringLiteral("\""),
+                                    QStringLiteral("&#x"),
+                                    QStringLiteral("<source srcset=\"data:image/png;base64,"),
+                                    QStringLiteral("<pre>"),
+                                    QStringLiteral("</table>")};
+        QRandomGenerator random(37);
+        for (int round = 0; round < 200; ++round) {
+            QString mutated = page;
+            for (int edit = random.bounded(1, 6); edit > 0; --edit)
+                mutated.insert(random.bounded(mutated.size()), pieces[random.bounded(pieces.size())]);
+            const QByteArray rtf = PageRtf(mutated, pageAddress, archive).rtf.toLatin1();
+            QVERIFY2(RtfReader::IsWhole(rtf), qPrintable(mutated));
+        }
     }
 };
 

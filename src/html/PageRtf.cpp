@@ -25,7 +25,7 @@ namespace {
 // What an <img> of the page said of its picture.
 struct PictureTag
 {
-    QString source;
+    QStringList sources; // src first, then the others a browser may have loaded instead
     QString alt;
     int width = -1; // as its attributes give it; -1 when they do not
     int height = -1;
@@ -138,6 +138,26 @@ bool isSectioning(QStringView name)
     return names.contains(name.toString().toLower());
 }
 
+// The addresses of a srcset ("a.jpg 1x, b.jpg 2x"); an address holds no blank but may hold commas.
+void addSourceSet(QStringView srcset, QStringList *sources)
+{
+    qsizetype i = 0;
+    while (i < srcset.size()) {
+        while (i < srcset.size() && (srcset[i].isSpace() || srcset[i] == u','))
+            ++i;
+        const qsizetype start = i;
+        while (i < srcset.size() && !srcset[i].isSpace())
+            ++i;
+        QStringView address = srcset.sliced(start, i - start);
+        while (address.endsWith(u','))
+            address.chop(1);
+        if (!address.isEmpty())
+            sources->append(address.toString());
+        while (i < srcset.size() && srcset[i] != u',')
+            ++i;
+    }
+}
+
 // Every <img> becomes one that names only its number among the page's pictures: the reader of the
 // HTML keeps no alt text, and none of the page's attributes (onerror, srcset, sizes) need survive it.
 // Sectioning elements become the <div>s Qt knows.
@@ -145,6 +165,7 @@ QString prepared(const QString &html, std::vector<PictureTag> *tags)
 {
     QString out;
     out.reserve(html.size());
+    QStringList pictureSources; // of the <source>s of the <picture> being read
     qsizetype copied = 0;
     qsizetype at = 0;
     while ((at = html.indexOf(QLatin1Char('<'), at)) >= 0) {
@@ -165,20 +186,31 @@ QString prepared(const QString &html, std::vector<PictureTag> *tags)
             copied = at = afterName;
             continue;
         }
-        if (endTag || name.compare(QLatin1String("img"), Qt::CaseInsensitive) != 0) {
+        const bool img = name.compare(QLatin1String("img"), Qt::CaseInsensitive) == 0;
+        const bool source = name.compare(QLatin1String("source"), Qt::CaseInsensitive) == 0;
+        if (endTag || (!img && !source)) {
+            if (endTag && name.compare(QLatin1String("picture"), Qt::CaseInsensitive) == 0)
+                pictureSources.clear();
             at = afterName;
             continue;
         }
         qsizetype end = afterName;
         const QHash<QString, QString> attrs = attributes(html, afterName, &end);
-        PictureTag tag;
-        tag.source = attrs.value(QStringLiteral("src")).trimmed();
-        if (tag.source.isEmpty())
-            tag.source = attrs.value(QStringLiteral("data-src")).trimmed();
-        if (tag.source.isEmpty()) {
-            const QString srcset = attrs.value(QStringLiteral("srcset")).trimmed();
-            tag.source = srcset.section(QLatin1Char(','), 0, 0).trimmed().section(QLatin1Char(' '), 0, 0);
+        if (source) {
+            if (pictureSources.size() < 16)
+                addSourceSet(attrs.value(QStringLiteral("srcset")), &pictureSources);
+            at = end;
+            continue;
         }
+        PictureTag tag;
+        for (const char *attribute : {"src", "data-src"}) {
+            const QString address = attrs.value(QLatin1String(attribute)).trimmed();
+            if (!address.isEmpty())
+                tag.sources.append(address);
+        }
+        addSourceSet(attrs.value(QStringLiteral("srcset")), &tag.sources);
+        tag.sources += pictureSources;
+        pictureSources.clear();
         tag.alt = attrs.value(QStringLiteral("alt")).simplified();
         tag.width = sizeAttribute(attrs.value(QStringLiteral("width")));
         tag.height = sizeAttribute(attrs.value(QStringLiteral("height")));
@@ -380,13 +412,21 @@ private:
     {
         if (tag.width >= 0 && tag.width <= 2 && tag.height >= 0 && tag.height <= 2)
             return; // a tracking pixel
-        const bool inline_ = tag.source.startsWith(QLatin1String("data:"), Qt::CaseInsensitive);
-        const QUrl address = inline_ ? QUrl() : resolved(tag.source);
+        // The link goes to the address the page gave; the picture is whichever of its addresses the
+        // browser loaded and saved.
+        QUrl address;
+        for (const QString &source : tag.sources) {
+            const QUrl candidate = resolved(source);
+            const QString scheme = candidate.scheme();
+            if ((scheme == QLatin1String("http") || scheme == QLatin1String("https")) &&
+                ImportedHtml::KeptLink(candidate.toString(QUrl::FullyEncoded), QUrl()).isValid()) {
+                address = candidate;
+                break;
+            }
+        }
         const auto standIn = [&] {
             use->text = tag.alt;
-            const QString scheme = address.scheme();
-            if ((scheme == QLatin1String("http") || scheme == QLatin1String("https")) &&
-                ImportedHtml::KeptLink(address.toString(), QUrl()).isValid()) {
+            if (address.isValid()) {
                 use->link = address;
                 if (use->text.isEmpty())
                     use->text = QStringLiteral("[picture]");
@@ -394,8 +434,13 @@ private:
         };
         if (!m_options.keepPictures)
             return standIn();
+        QByteArray bytes;
+        for (qsizetype i = 0; i < tag.sources.size() && i < 16 && bytes.isEmpty(); ++i) {
+            const QString &source = tag.sources[i];
+            bytes = source.startsWith(QLatin1String("data:"), Qt::CaseInsensitive) ? dataUrlBytes(source)
+                                                                                   : m_archive.Part(resolved(source));
+        }
         Picture picture;
-        const QByteArray bytes = inline_ ? dataUrlBytes(tag.source) : m_archive.Part(address);
         switch (decodePicture(bytes, m_options.textWidth, &picture)) {
         case Decoded::Tiny: return;
         case Decoded::Failed: return standIn();
@@ -425,7 +470,10 @@ private:
     // sizes, links their look, and code its fixed-pitch font.
     static void plainLook(QTextDocument &document)
     {
-        const QBrush linkColor = QGuiApplication::palette().link();
+        // Links in the colour the program shows links in (a tool without a GUI has no palette).
+        const QBrush linkColor = qobject_cast<QGuiApplication *>(QCoreApplication::instance())
+                                     ? QGuiApplication::palette().link()
+                                     : QBrush(Qt::blue);
         const auto plain = [&](QTextCharFormat format) {
             const bool fixed = IsFixedPitchFormat(format);
             for (const int property :
