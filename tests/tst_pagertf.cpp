@@ -181,15 +181,18 @@ private Q_SLOTS:
         QCOMPARE(text.count(QLatin1String("Field Notes")), 0);
         QVERIFY(!body.foreground().color().isValid() || body.foreground().color() == Qt::black ||
                 body.foreground().style() == Qt::NoBrush);
-        const QString styled = PageRtf(QStringLiteral("<p style=\"color:#ff0000;background:#00ff00;font-family:Georgia;"
-                                                      "font-size:40px\">Loud</p><p>Quiet</p>"),
-                                       pageAddress, {})
-                                   .rtf;
+        const QString styled =
+            PageRtf(QStringLiteral("<p style=\"color:#ff0000;background:#00ff00;font-family:Georgia;"
+                                   "font-size:40px\">Loud</p><p>Quiet <font size=\"7\">big</font></p>"),
+                    pageAddress, {})
+                .rtf;
         QVERIFY(!styled.contains(QLatin1String("Georgia")));
         QVERIFY(!styled.contains(QLatin1String("\\red255")));
         QVERIFY(!styled.contains(QLatin1String("\\green255")));
         const ReadBack plain(styled);
         QCOMPARE(plain.formatOf(QStringLiteral("Loud")).fontPointSize(),
+                 plain.formatOf(QStringLiteral("Quiet")).fontPointSize());
+        QCOMPARE(plain.formatOf(QStringLiteral("big")).fontPointSize(),
                  plain.formatOf(QStringLiteral("Quiet")).fontPointSize());
         const ReadBack titled(PageRtf(QStringLiteral("<title>Only a title</title><p>Text</p>"), pageAddress, {}).rtf);
         QCOMPARE(titled.document.toPlainText(), QStringLiteral("Text"));

@@ -287,7 +287,10 @@ private:
         const QBrush linkColor = qobject_cast<QGuiApplication *>(QCoreApplication::instance())
                                      ? QGuiApplication::palette().link()
                                      : QBrush(Qt::blue);
-        const auto plain = [&](QTextCharFormat format) {
+        // Only headings keep a size of their own: <small>, <big> and <font size> are the page's look.
+        const auto plain = [&](QTextCharFormat format, bool heading) {
+            if (!heading)
+                format.clearProperty(QTextFormat::FontSizeAdjustment);
             const bool fixed = IsFixedPitchFormat(format);
             for (const int property :
                  {int(QTextFormat::ForegroundBrush), int(QTextFormat::BackgroundBrush), int(QTextFormat::FontFamilies),
@@ -316,19 +319,20 @@ private:
         QTextCursor cursor(&document);
         for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
             QTextBlockFormat blockFormat = block.blockFormat();
+            const bool heading = blockFormat.headingLevel() > 0;
             if (blockFormat.hasProperty(QTextFormat::BackgroundBrush)) {
                 blockFormat.clearProperty(QTextFormat::BackgroundBrush);
                 cursor.setPosition(block.position());
                 cursor.setBlockFormat(blockFormat);
             }
-            const QTextCharFormat blockChars = plain(block.charFormat());
+            const QTextCharFormat blockChars = plain(block.charFormat(), heading);
             if (blockChars != block.charFormat()) {
                 cursor.setPosition(block.position());
                 cursor.setBlockCharFormat(blockChars);
             }
             for (QTextBlock::iterator it = block.begin(); !it.atEnd(); ++it) {
                 const QTextFragment fragment = it.fragment();
-                const QTextCharFormat format = plain(fragment.charFormat());
+                const QTextCharFormat format = plain(fragment.charFormat(), heading);
                 if (format != fragment.charFormat())
                     changes.push_back({fragment.position(), fragment.length(), format});
             }
