@@ -78,7 +78,7 @@ private:
 
 void tst_pagecapture::initTestCase()
 {
-    m_server.addPage(QStringLiteral("/guides/caverns.html"), fixture(QStringLiteral("article.html")));
+    m_server.addPage(QStringLiteral("/guides/caverns.html"), fixture(QStringLiteral("walkthrough.html")));
     m_server.addPage(QStringLiteral("/guides/map.png"), fixture(QStringLiteral("map.png")), "image/png");
     m_server.addPage(QStringLiteral("/cafe.html"), fixture(QStringLiteral("cp1252.html")), "text/html");
     m_server.addPage(QStringLiteral("/codes.html"), fixture(QStringLiteral("hostile.html")));
