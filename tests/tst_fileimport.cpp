@@ -1,6 +1,7 @@
 // Files from disk into the library: what each kind of file becomes, the rules for folders and
 // duplicates, the window's import with its progress and summary, and the lkimport tool.
 
+#include "LocalWebServer.h"
 #include "TestHome.h"
 #include "components/FileImporter.h"
 #include "html/HtmlNesting.h"
@@ -10,9 +11,11 @@
 #include "system/TextDecoder.h"
 #include "system/TextEncodings.h"
 
+#include <QFile>
 #include <QProcess>
 #include <QProgressDialog>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QSqlQuery>
 #include <QStringEncoder>
 #include <QTest>
@@ -67,6 +70,7 @@ private Q_SLOTS:
     void importedHtml();
     void importsAndTheirFolders();
     void lkimport();
+    void lkimportWebPages();
     void concurrentImports();
     void fuzzedInputs();
 };
@@ -127,13 +131,14 @@ void tst_fileimport::encodings_data()
                                                       "dem Schlüssel. Größere Rätsel löst ihr später.\n")
                                            .repeated(3);
     QTest::newRow("dosGerman") << german << encoded(german, "ibm437") << "ibm437";
-    const QString portuguese = faqHeader + QStringLiteral("No começo, Crono acorda em casa. A máquina não funciona, então "
-                                                          "você precisará da chave. Atenção às missões.\n")
-                                               .repeated(3);
+    const QString portuguese =
+        faqHeader + QStringLiteral("No começo, Crono acorda em casa. A máquina não funciona, então "
+                                   "você precisará da chave. Atenção às missões.\n")
+                        .repeated(3);
     QTest::newRow("dosPortuguese") << portuguese << encoded(portuguese, "ibm850") << "ibm850";
     QTest::newRow("macFrench") << french << encoded(french, "macintosh") << "macintosh";
-    const QString macQuotes = faqHeader + QStringLiteral("Snake’s codec isn’t “broken”; you’ll find Otacon’s note.\n")
-                                              .repeated(4);
+    const QString macQuotes =
+        faqHeader + QStringLiteral("Snake’s codec isn’t “broken”; you’ll find Otacon’s note.\n").repeated(4);
     QTest::newRow("macEnglish") << macQuotes << encoded(macQuotes, "macintosh") << "macintosh";
     const QString baltic = faqHeader + QStringLiteral("Žaidimo „Heroes III“ vadovas. Pradžioje pastatykite tavernas ir "
                                                       "rinkite auksą; herojai stiprėja kovodami.\n")
@@ -309,7 +314,8 @@ void tst_fileimport::otherKinds()
     // A document that is only a picture, or only a placeholder for one, is kept.
     for (const char *picture : {"{\\rtf1{\\pict\\pngblip 89504e470d0a1a0a}}", "{\\rtf1{\\pict\\wmetafile8 0100}}"}) {
         const auto file = FileImport::Convert(write(dir, QStringLiteral("map.rtf"), picture));
-        QVERIFY2(file.Skipped.isEmpty() && file.Row.txt_rtf.contains(QLatin1String("\\pict")), qPrintable(file.Skipped));
+        QVERIFY2(file.Skipped.isEmpty() && file.Row.txt_rtf.contains(QLatin1String("\\pict")),
+                 qPrintable(file.Skipped));
     }
 
     // Over the limit is refused before it is read (the file is sparse, so this is quick).
@@ -572,6 +578,71 @@ void tst_fileimport::lkimport()
     QVERIFY2(err.contains("used up the file ids") && !err.contains("full"), err.constData());
     QCOMPARE(std::tuple(usedUp, out, home.count(QStringLiteral("SELECT count(*) FROM file"))),
              std::tuple(1, QByteArray(), files + int(std::size(names)) + 2));
+}
+
+// Pages by address among paths: each stored with its snapshot in argument order, and an address
+// already imported or one that does not load is passed over.
+void tst_fileimport::lkimportWebPages()
+{
+    TestHome home;
+    const qint32 game = home.addGame(18, 1, QStringLiteral("Crystal Quest"));
+    const auto fixture = [](const char *name) {
+        QFile file(QStringLiteral(LOREKEEP_FIXTURES "/pages/") + QLatin1String(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    };
+    LocalWebServer server;
+    server.addPage(QStringLiteral("/caverns.html"), fixture("walkthrough.html"));
+    server.addPage(QStringLiteral("/map.png"), fixture("map.png"), "image/png");
+    server.addPage(QStringLiteral("/cafe.html"), fixture("cp1252.html"), "text/html");
+    const QString caverns = server.url(QStringLiteral("/caverns.html")).toString();
+    const QString cafe = server.url(QStringLiteral("/cafe.html")).toString();
+    const QString gone = server.url(QStringLiteral("/gone.html")).toString();
+    QTemporaryDir dir;
+    const QString notes = write(dir, QStringLiteral("notes.txt"), "Bring the lantern.\n");
+
+    // The server answers from this event loop, so the tool is waited for without blocking it.
+    const auto run = [&](const QStringList &arguments, QByteArray *out, QByteArray *err) {
+        QProcess tool;
+        QSignalSpy finished(&tool, &QProcess::finished);
+        tool.start(QStringLiteral(LKIMPORT_EXE), QStringList{QStringLiteral("--store"), home.storePath(),
+                                                             QStringLiteral("--game"), QString::number(game)} +
+                                                     arguments);
+        const bool ended = finished.wait(90000);
+        *out = tool.readAllStandardOutput();
+        *err = tool.readAllStandardError();
+        return ended && tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1;
+    };
+    QByteArray out, err;
+    QCOMPARE(run({caverns, notes, cafe}, &out, &err), 0);
+    const int first = home.count(QStringLiteral("SELECT min(auto_id) FROM file"));
+    QCOMPARE(std::tuple(out, err), std::tuple(QStringLiteral("%1\t%2\tweb\n%3\t%4\tutf-8\n%5\t%6\tweb\n")
+                                                  .arg(caverns)
+                                                  .arg(first)
+                                                  .arg(notes)
+                                                  .arg(first + 1)
+                                                  .arg(cafe)
+                                                  .arg(first + 2)
+                                                  .toUtf8(),
+                                              QByteArray()));
+    QSqlQuery row(home.db());
+    QVERIFY(row.exec(QStringLiteral("SELECT desc, src, txt_rtf, (SELECT count(*) FROM snapshot s WHERE s.file_id = "
+                                    "f.auto_id) FROM file f WHERE auto_id = %1")
+                         .arg(first)) &&
+            row.next());
+    QCOMPARE(std::tuple(row.value(0).toString(), row.value(1).toString(), row.value(3).toInt()),
+             std::tuple(QStringLiteral("Crystal Caverns Walkthrough, Floor by Floor"), caverns, 1));
+    const QString text = RtfReader::PlainText(RtfReader::FromStoredText(row.value(2).toString()));
+    QVERIFY(text.contains(QLatin1String("Prism Guardian")) && !text.contains(QLatin1String("FooterCopyright")));
+    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM snapshot WHERE file_id = %1").arg(first + 1)), 0);
+    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM snapshot WHERE file_id = %1").arg(first + 2)), 1);
+
+    QCOMPARE(run({caverns, gone}, &out, &err), 1);
+    QCOMPARE(std::tuple(out, err),
+             std::tuple(QByteArray(), QStringLiteral("lkimport: %1: already in this game\n"
+                                                     "lkimport: %2: The page %2 was not found (HTTP 404).\n")
+                                          .arg(caverns, gone)
+                                          .toUtf8()));
+    QCOMPARE(home.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(game)), 3);
 }
 
 // Two lkimports of one folder started together store each file once, round after round.
