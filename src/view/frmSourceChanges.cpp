@@ -48,12 +48,13 @@ struct Marks
 
     explicit Marks(const QPalette &palette)
     {
-        const QColor base = palette.color(QPalette::Base);
-        const QColor text = palette.color(QPalette::Text);
+        // The panes are greyed out while the comparison runs; the marks are for when they are not.
+        const QColor base = palette.color(QPalette::Active, QPalette::Base);
+        const QColor text = palette.color(QPalette::Active, QPalette::Text);
         const QColor red(220, 50, 50);
         const QColor green(40, 170, 70);
-        const QColor removedWordsBack = Blend(base, red, 0.35);
-        const QColor addedWordsBack = Blend(base, green, 0.35);
+        const QColor removedWordsBack = Blend(base, red, 0.45);
+        const QColor addedWordsBack = Blend(base, green, 0.45);
         removedWords.setBackground(removedWordsBack);
         removedWords.setForeground(ReadableOn(text, removedWordsBack));
         removedWords.setFontStrikeOut(true);
@@ -131,6 +132,9 @@ frmSourceChanges::frmSourceChanges(QWidget *parent, modADO *store, const FileRow
     auto *lblAddress = new QLabel(address.toDisplayString(), this);
     lblAddress->setObjectName(QStringLiteral("lblAddress"));
     lblAddress->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    // A long address is cut at the window's edge rather than widening the window past the screen.
+    lblAddress->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    lblAddress->setToolTip(address.toDisplayString());
     QPalette subdued = lblAddress->palette();
     subdued.setColor(QPalette::WindowText, SubduedText(subdued, QPalette::Window));
     lblAddress->setPalette(subdued);
