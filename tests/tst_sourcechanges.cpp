@@ -5,6 +5,7 @@
 #include "data/SnapshotTable.h"
 #include "data/StoreBackup.h"
 #include "rtf/RtfWriter.h"
+#include "store/StoreAddress.h"
 #include "view/frmSourceChanges.h"
 
 #include <QLabel>
@@ -154,6 +155,24 @@ void tst_sourcechanges::keepAndChangesElsewhereLeaveTheFile()
     QVERIFY(prompts.last().text.contains(QStringLiteral("changed or deleted elsewhere")));
     QCOMPARE(dialog->result(), int(QDialog::Rejected));
     QCOMPARE(f.stored(), std::tuple(f.row.txt_rtf, captured.addDays(-30), qint64(8)));
+
+    // A library this user may only read: Update is greyed out, and says why.
+    if (!TestHome::Shared())
+        return; // the superuser writes through a file's permissions
+    runElsewhere(f.home.storePath(), {QStringLiteral("CREATE ROLE lk_reader LOGIN PASSWORD 'pw-reader'"),
+                                      QStringLiteral("GRANT SELECT ON ALL TABLES IN SCHEMA public TO lk_reader")});
+    modADO reader(QStringLiteral("reader"));
+    ErrObject err;
+    QVERIFY(reader.Open(StoreAddress::Build(qEnvironmentVariable("PGHOST"), qEnvironmentVariable("PGPORT").toInt(),
+                                            modADO::NameFromPath(f.home.storePath()), QStringLiteral("lk_reader"),
+                                            QStringLiteral("pw-reader")),
+                        &err));
+    dialog = std::make_unique<frmSourceChanges>(nullptr, &reader, f.row, page, QUrl(f.row.src), captured, "new page");
+    QSignalSpy compared(dialog.get(), &frmSourceChanges::Compared);
+    QVERIFY(compared.wait(10000));
+    QPushButton *update = button(dialog.get(), "cmdUpdate");
+    QCOMPARE(std::pair(update->isEnabled(), update->toolTip()), std::pair(false, reader.ReadOnlyError().Description));
+    QVERIFY(update->toolTip().contains(QStringLiteral("read-only")));
 }
 
 QTEST_MAIN(tst_sourcechanges)
