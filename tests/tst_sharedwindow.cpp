@@ -250,7 +250,7 @@ void tst_sharedwindow::copyLibrary()
     ErrObject err;
     QVERIFY(!StoreCopy::CheckDestination(dest, &err));
     QCOMPARE(std::pair(prompts.shown().at(prompts.shown().size() - 4).text, prompts.last().text),
-             std::pair(QStringLiteral("Copied 1 games, 1 files, 0 bookmarks, 0 favorites to \"%1\".")
+             std::pair(QStringLiteral("Copied 1 games, 1 files, 0 bookmarks, 0 favorites, 0 page snapshots to \"%1\".")
                            .arg(QDir::toNativeSeparators(dest)),
                        err.Description));
     QCOMPARE(gamesIn(dest), 1);

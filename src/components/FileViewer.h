@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QByteArray>
+#include <QDateTime>
 #include <QString>
 #include <QWidget>
 
@@ -44,6 +46,9 @@ public:
     // For a page import whose address no file had when it began: Save checks again, in the same
     // step as the saving, and asks before storing a page that another import stored meanwhile.
     void setAskIfSourceStored(bool ask) { m_askIfSourceStored = ask; }
+    // The page a new file is taken from, as it was: kept with the file, in the same step, when the
+    // file is first saved.
+    void setSnapshot(const QString &address, const QDateTime &captured, const QByteArray &mhtml);
     // "This page is already in Lorekeep as ... Import it again?"
     static QString AlreadyStoredPrompt(const SourceMatch &match);
 
@@ -96,6 +101,7 @@ private:
     quint8 SelectedSubCat() const;
     bool Refuse(const QString &prompt, QWidget *field);
     bool AddRow(const FileRow &row, qint32 *newId, ErrObject *err);
+    bool AddWithSnapshot(const FileRow &row, qint32 *newId, ErrObject *err);
     void LoadText(const QString &rtf);
     void TextShown();
     QString DocumentRtf() const;
@@ -139,4 +145,8 @@ private:
     bool m_dirty = false;
     bool m_askIfSourceStored = false;
     bool m_loading = false;
+    // The page snapshot still to be stored with a new file.
+    QString m_snapshotAddress;
+    QDateTime m_snapshotCaptured;
+    QByteArray m_snapshotMhtml;
 };

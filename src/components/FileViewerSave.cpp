@@ -9,6 +9,7 @@
 #include "data/FileTable.h"
 #include "data/GameTable.h"
 #include "data/ShortDesc.h"
+#include "data/SnapshotTable.h"
 #include "data/modADO.h"
 #include "store/StoreTransaction.h"
 #include "system/ErrObject.h"
@@ -30,26 +31,52 @@ QString FileViewer::AlreadyStoredPrompt(const SourceMatch &match)
            QStringLiteral(").  Import it again?");
 }
 
+void FileViewer::setSnapshot(const QString &address, const QDateTime &captured, const QByteArray &mhtml)
+{
+    m_snapshotAddress = address;
+    m_snapshotCaptured = captured;
+    m_snapshotMhtml = mhtml;
+}
+
+// The row and the page's snapshot go in together or not at all, in the caller's transaction.
+bool FileViewer::AddWithSnapshot(const FileRow &row, qint32 *newId, ErrObject *err)
+{
+    const QSqlDatabase db = m_store->Connection();
+    if (!FileTable::Add(db, row, newId, err))
+        return false;
+    qint32 snapshotId = 0;
+    return m_snapshotMhtml.isEmpty() ||
+           SnapshotTable::Add(db, *newId, m_snapshotAddress, m_snapshotCaptured, m_snapshotMhtml, &snapshotId, err);
+}
+
 // True with `newId` 0 when the user chose not to store a page found stored meanwhile.
 bool FileViewer::AddRow(const FileRow &row, qint32 *newId, ErrObject *err)
 {
     *newId = 0;
-    if (!m_askIfSourceStored || row.src.isEmpty())
-        return FileTable::Add(m_store->Connection(), row, newId, err);
+    const QSqlDatabase db = m_store->Connection();
+    const auto add = [&](bool check, SourceMatch *match, bool *found) {
+        // The write lock is taken before the check, so no other import can store the page between.
+        StoreTransaction transaction(db, StoreTransaction::Lock::Immediate);
+        if (!transaction.begin(err) || (check && !FileTable::FindBySource(db, row.src, match, found, err)))
+            return false;
+        if (*found)
+            return true;
+        if (AddWithSnapshot(row, newId, err) && transaction.commit(err))
+            return true;
+        *newId = 0;
+        return false;
+    };
     SourceMatch match;
     bool found = false;
-    {
-        // The write lock is taken before the check, so no other import can store the page between.
-        StoreTransaction transaction(m_store->Connection(), StoreTransaction::Lock::Immediate);
-        if (!transaction.begin(err) || !FileTable::FindBySource(m_store->Connection(), row.src, &match, &found, err))
-            return false;
-        if (!found)
-            return FileTable::Add(m_store->Connection(), row, newId, err) && transaction.commit(err);
-    }
+    if (!add(m_askIfSourceStored && !row.src.isEmpty(), &match, &found))
+        return false;
+    if (!found)
+        return true;
     if (MsgBox(AlreadyStoredPrompt(match), MsgButtons::YesNo, MsgIcon::Question) != MsgResult::Yes)
         return true;
     m_askIfSourceStored = false;
-    return FileTable::Add(m_store->Connection(), row, newId, err);
+    found = false;
+    return add(false, &match, &found);
 }
 
 bool FileViewer::Save()
@@ -90,6 +117,7 @@ FileViewer::SaveOutcome FileViewer::Store(bool closing)
         if (newId == 0)
             return SaveOutcome::NotStored;
         row.auto_id = newId;
+        m_snapshotMhtml.clear();
         Stored(row, true);
         return SaveOutcome::Stored;
     }

@@ -37,6 +37,7 @@ frmOptions::frmOptions(QWidget *parent)
     : QDialog(parent),
       txtURL(named(new QLineEdit, "txtURL")),
       cmdSelect(named(new QPushButton(QStringLiteral("&Browse...")), "cmdSelect")),
+      chkPictures(named(new QCheckBox(QStringLiteral("Keep pictures of imported pages")), "chkPictures")),
       chkAppLayout(named(new QCheckBox(QStringLiteral("Save Application Layout")), "chkAppLayout")),
       optView3(named(new QRadioButton(QStringLiteral("Report View")), "optView3")),
       optView0(named(new QRadioButton(QStringLiteral("Large Icons")), "optView0")),
@@ -56,6 +57,12 @@ frmOptions::frmOptions(QWidget *parent)
     cmdSelect->setToolTip(QStringLiteral("Choose a page on this computer"));
     startRow->addWidget(txtURL, 1);
     startRow->addWidget(cmdSelect);
+
+    auto *pagesFrame = named(new QGroupBox(QStringLiteral("Imported Pages:")), "fraPages");
+    auto *pagesColumn = new QVBoxLayout(pagesFrame);
+    chkPictures->setToolTip(QStringLiteral("When off, an imported page's pictures become links to them and its file "
+                                           "stays small"));
+    pagesColumn->addWidget(chkPictures);
 
     auto *layoutFrame = named(new QGroupBox(QStringLiteral("Application Layout:")), "fraLayout");
     auto *layoutColumn = new QVBoxLayout(layoutFrame);
@@ -80,6 +87,7 @@ frmOptions::frmOptions(QWidget *parent)
 
     auto *column = new QVBoxLayout(this);
     column->addWidget(start);
+    column->addWidget(pagesFrame);
     column->addWidget(layoutFrame);
     column->addWidget(Frame2);
     column->addStretch();
@@ -92,6 +100,7 @@ frmOptions::frmOptions(QWidget *parent)
 void frmOptions::Form_Load()
 {
     chkAppLayout->setChecked(SettingNumber(GetSetting(SettingKeys::AppLayout)) == 1L);
+    chkPictures->setChecked(SettingNumber(GetSetting(SettingKeys::ImportPictures)).value_or(1) != 0);
     txtURL->setText(GetSetting(SettingKeys::BrowsStart.section(), SettingKeys::BrowsStart.key(), defaultStartPage()));
     // A style other than the two offered selects neither button; OK then stores large icons.
     if (const std::optional<long> view = SettingNumber(GetSetting(SettingKeys::FileView))) {
@@ -129,7 +138,8 @@ void frmOptions::cmdOK_Click()
     const QString start = txtURL->text().trimmed();
     SaveSettings({{SettingKeys::AppLayout, chkAppLayout->isChecked() ? QStringLiteral("1") : QStringLiteral("0")},
                   {SettingKeys::BrowsStart, start.isEmpty() ? defaultStartPage() : start},
-                  {SettingKeys::FileView, optView3->isChecked() ? QStringLiteral("3") : QStringLiteral("0")}});
+                  {SettingKeys::FileView, optView3->isChecked() ? QStringLiteral("3") : QStringLiteral("0")},
+                  {SettingKeys::ImportPictures, chkPictures->isChecked() ? QStringLiteral("1") : QStringLiteral("0")}});
     Q_EMIT Re_View();
     accept();
 }

@@ -8,7 +8,7 @@ class QLineEdit;
 class QPushButton;
 class QRadioButton;
 
-// "Options": the browser's start page, whether the window's layout is remembered, and how the file
+// "Options": the browser's start page and whether imported pages keep their pictures, whether the window's layout is remembered, and how the file
 // list shows its files. Everything is read when the dialog opens and written by OK alone.
 class frmOptions final : public QDialog
 {
@@ -20,6 +20,7 @@ public:
 
     QLineEdit *txtURL;
     QPushButton *cmdSelect;
+    QCheckBox *chkPictures;
     QCheckBox *chkAppLayout;
     // Indexed by the list style each stands for: 3 the report view, 0 large icons.
     QRadioButton *optView3;

@@ -195,11 +195,13 @@ void frmMain::mnuFileCopy_Click()
     QString error;
     switch (BackupJob::Copy(this, title, source, *dest, &counts, &error)) {
     case BackgroundWork::Outcome::Done:
-        MsgBox(QStringLiteral("Copied %L1 games, %L2 files, %L3 bookmarks, %L4 favorites to \"%5\".")
+        MsgBox(QStringLiteral("Copied %L1 games, %L2 files, %L3 bookmarks, %L4 favorites, %L5 page snapshots to "
+                              "\"%6\".")
                    .arg(counts.Games)
                    .arg(counts.Files)
                    .arg(counts.Bookmarks)
                    .arg(counts.Favorites)
+                   .arg(counts.Snapshots)
                    .arg(shownName(*dest)),
                MsgButtons::OK, MsgIcon::Information, title);
         return;

@@ -39,6 +39,8 @@ constexpr SettingKey AppLayout{"Options", "AppLayout", "0"};
 // Browser start page: "Start.html" in the home folder when absent.
 constexpr SettingKey BrowsStart{"Options", "BrowsStart", nullptr};
 constexpr SettingKey FileView{"Options", "FileView", "3"};
+// Whether a page imported from the browser keeps its pictures in the file's text ("1") or links to them.
+constexpr SettingKey ImportPictures{"Options", "ImportPictures", "1"};
 
 // Layout of the main window (splitter positions in twips).
 constexpr SettingKey LayoutTree{"Layout", "ctlTree", "True"};
