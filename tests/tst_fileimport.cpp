@@ -625,7 +625,7 @@ void tst_fileimport::lkimportWebPages()
                                                   .toUtf8(),
                                               QByteArray()));
     QSqlQuery row(home.db());
-    QVERIFY(row.exec(QStringLiteral("SELECT desc, src, txt_rtf, (SELECT count(*) FROM snapshot s WHERE s.file_id = "
+    QVERIFY(row.exec(QStringLiteral("SELECT \"desc\", src, txt_rtf, (SELECT count(*) FROM snapshot s WHERE s.file_id = "
                                     "f.auto_id) FROM file f WHERE auto_id = %1")
                          .arg(first)) &&
             row.next());
