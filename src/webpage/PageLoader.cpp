@@ -42,6 +42,8 @@ QString PageLoader::Failure(const QUrl &address, const QWebEngineLoadingInfo &in
         return {};
     if (info.errorString().contains(QLatin1String("NAME_NOT_RESOLVED")))
         return QStringLiteral("The page %1 could not be loaded: its host was not found.").arg(page);
+    if (info.errorString().contains(QLatin1String("FILE_NOT_FOUND")))
+        return QStringLiteral("The page %1 was not found.").arg(page);
     if (info.errorString().contains(QLatin1String("CONNECTION_REFUSED")))
         return QStringLiteral("The page %1 could not be loaded: the server refused the connection.").arg(page);
     QString reason = info.errorString();
