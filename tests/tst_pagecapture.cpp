@@ -100,32 +100,30 @@ void tst_pagecapture::articleWholePageAndSnapshot()
     PageLoader loader;
     const QUrl caverns = m_server.url(QStringLiteral("/guides/caverns.html"));
     Taken article = load(loader, caverns, PagePart::Article);
-    QCOMPARE(article.err.Description, QString());
-    QCOMPARE(article.calls, 1);
-    QCOMPARE(article.page.part, PagePart::Article);
-    QCOMPARE(article.page.title, QStringLiteral("Crystal Caverns Walkthrough, Floor by Floor"));
-    QCOMPARE(article.page.address, caverns);
+    QCOMPARE(
+        std::tuple(article.err.Description, article.calls, article.page.part, article.page.title, article.page.address),
+        std::tuple(QString(), 1, PagePart::Article, QStringLiteral("Crystal Caverns Walkthrough, Floor by Floor"),
+                   caverns));
     const QString &html = article.page.html;
     QVERIFY2(html.startsWith(
                  QStringLiteral("<h1>Crystal Caverns Walkthrough, Floor by Floor</h1><p><i>Mira Holloway</i></p>")),
              qPrintable(html.left(300)));
     QCOMPARE(html.count(QStringLiteral("Floor by Floor")), 1);
-    for (const char *kept : {"Prism Guardian", "Blue Lantern (from the lighthouse keeper)", "<ol", "<li>", "<table",
-                             "Silver Ring", "<b>Prism Guardian</b>", "South-west brazier",
-                             "src=\"http://127.0.0.1"}) // pictures absolute, for the snapshot's lookup
+    for (const char *kept : {"Blue Lantern (from the lighthouse keeper)", "<ol", "<table", "Silver Ring",
+                             "<b>Prism Guardian</b>", "South-west brazier"})
         QVERIFY2(html.contains(QLatin1String(kept)), kept);
-    QVERIFY(html.contains(m_server.url(QStringLiteral("/guides/map.png")).toString()));
+    // Pictures by their absolute address, which the snapshot knows them by.
+    const QString picture = m_server.url(QStringLiteral("/guides/map.png")).toString();
+    QVERIFY(html.contains(QStringLiteral("src=\"") + picture));
     for (const QString &dropped : furniture)
         QVERIFY2(!html.contains(dropped), qPrintable(dropped));
     QVERIFY(article.page.captured.isValid() && article.page.captured.timeSpec() == Qt::UTC);
 
     // The snapshot holds the page and its picture.
     const QByteArray &mhtml = article.page.mhtml;
-    QVERIFY(mhtml.startsWith("From: ") || mhtml.contains("MIME-Version: 1.0"));
     QVERIFY(mhtml.contains(QByteArray(QByteArray("Content-Location: ") + caverns.toEncoded())));
-    QVERIFY(mhtml.contains(
-        QByteArray(QByteArray("Content-Location: ") + m_server.url(QStringLiteral("/guides/map.png")).toEncoded())));
-    QVERIFY(mhtml.contains("image/png"));
+    const qsizetype part = mhtml.indexOf(QByteArray(QByteArray("Content-Location: ") + picture.toUtf8()));
+    QVERIFY(part > 0 && mhtml.mid(part - 100, 100).contains("Content-Type: image/png"));
 
     const Taken cafe = load(loader, m_server.url(QStringLiteral("/cafe.html")), PagePart::Article);
     QCOMPARE(cafe.page.title, QStringLiteral("Café Chronicles – Review"));
