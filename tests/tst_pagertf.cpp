@@ -266,6 +266,7 @@ private Q_SLOTS:
                 "<img src=\"javascript:alert(4)\"><img src=\"file:///etc/hosts\" alt=\"hosts\">"
                 "<iframe src=\"https://evil.example/\"></iframe><object data=\"evil.swf\"></object>"
                 "<a href=\"vbscript:msgbox\"><img src=\"data:text/html;base64,PHNjcmlwdD4=\"></a>") +
+            QStringLiteral("<img alt=\"%1\">").arg(QStringLiteral("&amp").repeated(100000)) +
             QStringLiteral("<div>").repeated(20000) + QStringLiteral("deep") + QStringLiteral("</div>").repeated(20000);
         const PageRtfResult result = PageRtf(html, pageAddress, {});
         for (const char *unsafe : {"javascript", "alert", "data:", "file:", "vbscript", "evil", "onerror"})
