@@ -247,6 +247,11 @@ private Q_SLOTS:
                            "alt=\"Small\"></picture><img src=\"missing.png\" srcset=\"images/diagram.png 480w\">");
         const ReadBack sources(PageRtf(chosen, pageAddress, archive).rtf);
         QCOMPARE(sources.pictures, (QList<QSize>{{624, 416}, {48, 32}}));
+        // A picture shown three times is written, and counted, three times.
+        const QString icon = QStringLiteral("<p><img src=\"images/diagram.png\"> x</p>").repeated(3);
+        QCOMPARE(PageRtf(icon, pageAddress, archive).pictures, 3);
+        small.pictureBudget = 1000;
+        QCOMPARE(PageRtf(icon, pageAddress, archive, small).picturesLinked, 1);
 
         const ReadBack unnamed(PageRtf(QStringLiteral("<img src=\"/a.png\"><img src=\"x.png\" alt=\"Map\">"),
                                        QUrl(QStringLiteral("file:///tmp/page.html")), {})

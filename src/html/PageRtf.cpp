@@ -121,7 +121,7 @@ QByteArray pictureGroup(QByteArrayView blip, QByteArrayView data, QSize size)
 
 // The picture as the text holds it: PNG and JPEG data as they came when their size is kept, a
 // scaled photo as JPEG again (as PNG it would take several times the room), anything else as PNG.
-QByteArray writtenPicture(const QByteArray &bytes, const Picture &picture)
+QByteArray pictureData(const QByteArray &bytes, const Picture &picture)
 {
     const QSize size = picture.image.size();
     if (!picture.scaled && (picture.format == "png" || picture.format == "jpeg"))
@@ -247,19 +247,14 @@ private:
         };
         if (!m_options.keepPictures)
             return standIn();
-        QByteArray bytes;
-        for (qsizetype i = 0; i < tag.sources.size() && i < 16 && bytes.isEmpty(); ++i) {
-            const QString &source = tag.sources[i];
-            bytes = source.startsWith(QLatin1String("data:"), Qt::CaseInsensitive) ? dataUrlBytes(source)
-                                                                                   : m_archive.Part(resolved(source));
-        }
-        Picture picture;
-        switch (decodePicture(bytes, m_options.textWidth, &picture)) {
-        case Decoded::Tiny: return;
-        case Decoded::Failed: return standIn();
-        case Decoded::Ok: break;
-        }
-        QByteArray group = writtenPicture(bytes, picture);
+        // A picture the page shows many times (an icon, a divider) is decoded once.
+        const QString key = tag.sources.join(QLatin1Char(' '));
+        auto written = m_written.constFind(key);
+        if (written == m_written.cend())
+            written = m_written.insert(key, writtenPicture(tag));
+        if (written->tiny)
+            return; // a tracking pixel
+        const QByteArray &group = written->group;
         if (group.isEmpty())
             return standIn();
         if (m_used + group.size() > m_options.pictureBudget) {
@@ -268,7 +263,32 @@ private:
         }
         m_used += group.size();
         ++m_result.pictures;
-        use->group = std::move(group);
+        use->group = group;
+    }
+
+    struct Written
+    {
+        QByteArray group; // empty when the picture cannot be shown
+        bool tiny = false;
+    };
+
+    // The picture group of the first of the picture's addresses the archive (or the address itself)
+    // holds a picture for.
+    Written writtenPicture(const PictureTag &tag) const
+    {
+        QByteArray bytes;
+        for (qsizetype i = 0; i < tag.sources.size() && i < 16 && bytes.isEmpty(); ++i) {
+            const QString &source = tag.sources[i];
+            bytes = source.startsWith(QLatin1String("data:"), Qt::CaseInsensitive) ? dataUrlBytes(source)
+                                                                                   : m_archive.Part(resolved(source));
+        }
+        Picture picture;
+        switch (decodePicture(bytes, m_options.textWidth, &picture)) {
+        case Decoded::Tiny: return {{}, true};
+        case Decoded::Failed: return {};
+        case Decoded::Ok: break;
+        }
+        return {pictureData(bytes, picture), false};
     }
 
     QUrl resolved(const QString &source) const
@@ -430,6 +450,7 @@ private:
     const PageRtfOptions m_options;
     const QByteArray m_token;
     std::vector<QByteArray> m_groups;
+    QHash<QString, Written> m_written;
     qint64 m_used = 0;
     PageRtfResult m_result;
 };
