@@ -253,6 +253,18 @@ private Q_SLOTS:
         small.pictureBudget = 1000;
         QCOMPARE(PageRtf(icon, pageAddress, archive, small).picturesLinked, 1);
 
+        // A tracking pixel named by its address alone is dropped, pictures on or off.
+        const QString pixel = pngDataUrl({1, 1});
+        const MhtmlArchive tracker = MhtmlArchive::Read(
+            "Content-Type: multipart/related; boundary=b\r\n\r\n--b\r\nContent-Transfer-Encoding: base64\r\n"
+            "Content-Location: https://t.example/p.png\r\n\r\n" +
+            pixel.mid(pixel.indexOf(QLatin1Char(',')) + 1).toLatin1() + "\r\n--b--\r\n");
+        for (const PageRtfOptions &options : {PageRtfOptions(), off}) {
+            const QString rtf =
+                PageRtf(QStringLiteral("<p>A<img src=\"https://t.example/p.png\"></p>"), pageAddress, tracker, options)
+                    .rtf;
+            QCOMPARE(ReadBack(rtf).document.toPlainText(), QStringLiteral("A"));
+        }
         const ReadBack unnamed(PageRtf(QStringLiteral("<img src=\"/a.png\"><img src=\"x.png\" alt=\"Map\">"),
                                        QUrl(QStringLiteral("file:///tmp/page.html")), {})
                                    .rtf);

@@ -303,7 +303,8 @@ private:
             }
         };
         if (!m_options.keepPictures)
-            return standIn();
+            // A tracking pixel named by its address only is no picture to link to either.
+            return isTiny(pictureBytes(tag)) ? void() : standIn();
         const auto written = m_written.constFind(keyOf(tag));
         if (written == m_written.cend())
             return standIn();
@@ -331,12 +332,7 @@ private:
     // holds a picture for.
     Written writtenPicture(const PictureTag &tag) const
     {
-        QByteArray bytes;
-        for (qsizetype i = 0; i < tag.sources.size() && i < 16 && bytes.isEmpty(); ++i) {
-            const QString &source = tag.sources[i];
-            bytes = source.startsWith(QLatin1String("data:"), Qt::CaseInsensitive) ? dataUrlBytes(source)
-                                                                                   : m_archive.Part(resolved(source));
-        }
+        const QByteArray bytes = pictureBytes(tag);
         Picture picture;
         switch (decodePicture(bytes, m_options.textWidth, &picture)) {
         case Decoded::Tiny: return {{}, true};
@@ -344,6 +340,26 @@ private:
         case Decoded::Ok: break;
         }
         return {pictureData(bytes, picture), false};
+    }
+
+    QByteArray pictureBytes(const PictureTag &tag) const
+    {
+        QByteArray bytes;
+        for (qsizetype i = 0; i < tag.sources.size() && i < 16 && bytes.isEmpty(); ++i) {
+            const QString &source = tag.sources[i];
+            bytes = source.startsWith(QLatin1String("data:"), Qt::CaseInsensitive) ? dataUrlBytes(source)
+                                                                                   : m_archive.Part(resolved(source));
+        }
+        return bytes;
+    }
+
+    static bool isTiny(const QByteArray &bytes)
+    {
+        QBuffer buffer;
+        buffer.setData(bytes);
+        buffer.open(QIODevice::ReadOnly);
+        const QSize size = QImageReader(&buffer).size(); // from the header alone
+        return size.isValid() && size.width() <= 2 && size.height() <= 2;
     }
 
     QUrl resolved(const QString &source) const
