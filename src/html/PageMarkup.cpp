@@ -18,8 +18,11 @@ QString decodeEntities(QStringView text)
     QString out;
     out.reserve(text.size());
     for (qsizetype i = 0; i < text.size(); ++i) {
-        const qsizetype semicolon = text[i] == u'&' ? text.indexOf(u';', i) : -1;
-        if (semicolon < 0 || semicolon - i > 10) {
+        // An entity is short: looking no further keeps a value full of '&' linear.
+        const qsizetype found =
+            text[i] == u'&' ? text.sliced(i, std::min<qsizetype>(12, text.size() - i)).indexOf(u';') : -1;
+        const qsizetype semicolon = found < 0 ? -1 : i + found;
+        if (semicolon < 0) {
             out.append(text[i]);
             continue;
         }
@@ -32,8 +35,8 @@ QString decodeEntities(QStringView text)
             code = name.sliced(1).toUInt(&ok, 10);
         if (ok && code > 0 && code < 0x110000 && !(code >= 0xD800 && code < 0xE000)) {
             out.append(QChar::fromUcs4(code));
-        } else if (const auto found = named.constFind(name.toString()); found != named.cend()) {
-            out.append(*found);
+        } else if (const auto entity = named.constFind(name.toString()); entity != named.cend()) {
+            out.append(*entity);
         } else {
             out.append(text[i]);
             continue;

@@ -13,11 +13,14 @@
 #include <QImageReader>
 #include <QPalette>
 #include <QRandomGenerator>
+#include <QSet>
 #include <QTextBlock>
 #include <QTextCursor>
 #include <QTextList>
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -30,6 +33,7 @@ const QString pictureScheme = QStringLiteral("lkpicture");
 struct PictureUse
 {
     int position = 0;
+    const PictureTag *tag = nullptr; // none for a picture the page did not name
     QTextCharFormat format;
     QByteArray group; // the picture as written, when it is kept
     QString text;     // else the text that stands for it (possibly none)
@@ -49,6 +53,9 @@ QByteArray dataUrlBytes(const QString &address)
 }
 
 enum class Decoded { Ok, Tiny, Failed };
+
+// Pictures are decoded whole before they are scaled: 24 megapixels (a camera's photo) take 100 MB.
+constexpr qint64 maxPixels = 25'000'000;
 
 struct Picture
 {
@@ -72,6 +79,8 @@ Decoded decodePicture(const QByteArray &bytes, int textWidth, Picture *picture)
         return Decoded::Failed;
     const QSize size = reader.size();
     if (!size.isValid() || size.isEmpty() || size.width() > RtfPicture::maxSide || size.height() > RtfPicture::maxSide)
+        return Decoded::Failed;
+    if (qint64(size.width()) * size.height() > maxPixels)
         return Decoded::Failed;
     if (size.width() <= 2 && size.height() <= 2)
         return Decoded::Tiny;
@@ -121,7 +130,7 @@ QByteArray pictureGroup(QByteArrayView blip, QByteArrayView data, QSize size)
 
 // The picture as the text holds it: PNG and JPEG data as they came when their size is kept, a
 // scaled photo as JPEG again (as PNG it would take several times the room), anything else as PNG.
-QByteArray writtenPicture(const QByteArray &bytes, const Picture &picture)
+QByteArray pictureData(const QByteArray &bytes, const Picture &picture)
 {
     const QSize size = picture.image.size();
     if (!picture.scaled && (picture.format == "png" || picture.format == "jpeg"))
@@ -196,10 +205,15 @@ private:
                     use.position = fragment.position() + k;
                     use.format = textFormatOf(format);
                     if (ok && index >= 0 && index < qsizetype(tags.size()))
-                        decide(tags[size_t(index)], &use);
+                        use.tag = &tags[size_t(index)];
                     uses.push_back(std::move(use));
                 }
             }
+        }
+        decodeAll(uses);
+        for (PictureUse &use : uses) {
+            if (use.tag)
+                decide(*use.tag, &use);
         }
         for (PictureUse &use : uses) {
             if (use.group.isEmpty())
@@ -221,10 +235,53 @@ private:
         }
     }
 
+    static bool isTracker(const PictureTag &tag)
+    {
+        return tag.width >= 0 && tag.width <= 2 && tag.height >= 0 && tag.height <= 2;
+    }
+
+    static QString keyOf(const PictureTag &tag) { return tag.sources.join(QLatin1Char(' ')); }
+
+    // Pictures are decoded and encoded side by side: on a page of hundreds of them, that is most of
+    // the work. Each is done once, however often the page shows it.
+    void decodeAll(const std::vector<PictureUse> &uses)
+    {
+        if (!m_options.keepPictures)
+            return;
+        std::vector<std::pair<QString, const PictureTag *>> pending;
+        QSet<QString> seen;
+        for (const PictureUse &use : uses) {
+            if (!use.tag || isTracker(*use.tag))
+                continue;
+            const QString key = keyOf(*use.tag);
+            if (!seen.contains(key)) {
+                seen.insert(key);
+                pending.emplace_back(key, use.tag);
+            }
+        }
+        std::vector<Written> done(pending.size());
+        std::atomic<size_t> next{0};
+        const auto work = [&] {
+            for (size_t i = next++; i < pending.size(); i = next++)
+                done[i] = writtenPicture(*pending[i].second);
+        };
+        // Few threads: each may hold a large picture while it decodes it.
+        const size_t threads =
+            std::min<size_t>({pending.size(), size_t(std::max(1u, std::thread::hardware_concurrency())), 4});
+        std::vector<std::thread> pool;
+        for (size_t t = 1; t < threads; ++t)
+            pool.emplace_back(work);
+        work();
+        for (std::thread &thread : pool)
+            thread.join();
+        for (size_t i = 0; i < pending.size(); ++i)
+            m_written.insert(pending[i].first, std::move(done[i]));
+    }
+
     void decide(const PictureTag &tag, PictureUse *use)
     {
-        if (tag.width >= 0 && tag.width <= 2 && tag.height >= 0 && tag.height <= 2)
-            return; // a tracking pixel
+        if (isTracker(tag))
+            return;
         // The link goes to the address the page gave; the picture is whichever of its addresses the
         // browser loaded and saved.
         QUrl address;
@@ -246,20 +303,14 @@ private:
             }
         };
         if (!m_options.keepPictures)
+            // A tracking pixel named by its address only is no picture to link to either.
+            return isTiny(pictureBytes(tag)) ? void() : standIn();
+        const auto written = m_written.constFind(keyOf(tag));
+        if (written == m_written.cend())
             return standIn();
-        QByteArray bytes;
-        for (qsizetype i = 0; i < tag.sources.size() && i < 16 && bytes.isEmpty(); ++i) {
-            const QString &source = tag.sources[i];
-            bytes = source.startsWith(QLatin1String("data:"), Qt::CaseInsensitive) ? dataUrlBytes(source)
-                                                                                   : m_archive.Part(resolved(source));
-        }
-        Picture picture;
-        switch (decodePicture(bytes, m_options.textWidth, &picture)) {
-        case Decoded::Tiny: return;
-        case Decoded::Failed: return standIn();
-        case Decoded::Ok: break;
-        }
-        QByteArray group = writtenPicture(bytes, picture);
+        if (written->tiny)
+            return; // a tracking pixel
+        const QByteArray &group = written->group;
         if (group.isEmpty())
             return standIn();
         if (m_used + group.size() > m_options.pictureBudget) {
@@ -268,7 +319,47 @@ private:
         }
         m_used += group.size();
         ++m_result.pictures;
-        use->group = std::move(group);
+        use->group = group;
+    }
+
+    struct Written
+    {
+        QByteArray group; // empty when the picture cannot be shown
+        bool tiny = false;
+    };
+
+    // The picture group of the first of the picture's addresses the archive (or the address itself)
+    // holds a picture for.
+    Written writtenPicture(const PictureTag &tag) const
+    {
+        const QByteArray bytes = pictureBytes(tag);
+        Picture picture;
+        switch (decodePicture(bytes, m_options.textWidth, &picture)) {
+        case Decoded::Tiny: return {{}, true};
+        case Decoded::Failed: return {};
+        case Decoded::Ok: break;
+        }
+        return {pictureData(bytes, picture), false};
+    }
+
+    QByteArray pictureBytes(const PictureTag &tag) const
+    {
+        QByteArray bytes;
+        for (qsizetype i = 0; i < tag.sources.size() && i < 16 && bytes.isEmpty(); ++i) {
+            const QString &source = tag.sources[i];
+            bytes = source.startsWith(QLatin1String("data:"), Qt::CaseInsensitive) ? dataUrlBytes(source)
+                                                                                   : m_archive.Part(resolved(source));
+        }
+        return bytes;
+    }
+
+    static bool isTiny(const QByteArray &bytes)
+    {
+        QBuffer buffer;
+        buffer.setData(bytes);
+        buffer.open(QIODevice::ReadOnly);
+        const QSize size = QImageReader(&buffer).size(); // from the header alone
+        return size.isValid() && size.width() <= 2 && size.height() <= 2;
     }
 
     QUrl resolved(const QString &source) const
@@ -430,6 +521,7 @@ private:
     const PageRtfOptions m_options;
     const QByteArray m_token;
     std::vector<QByteArray> m_groups;
+    QHash<QString, Written> m_written;
     qint64 m_used = 0;
     PageRtfResult m_result;
 };
