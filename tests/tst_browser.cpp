@@ -6,6 +6,8 @@
 #include "browser/ctlBrowser.h"
 #include "browser/frmFavorite.h"
 #include "data/HomeFolder.h"
+#include "data/SnapshotTable.h"
+#include "rtf/RtfReader.h"
 #include "system/Contrast.h"
 #include "system/SettingsStore.h"
 #include "view/ctlView.h"
@@ -19,8 +21,10 @@
 #include <QDir>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QSqlQuery>
 #include <QTabBar>
@@ -72,12 +76,21 @@ struct Pane
     }
     QAction *button(const char *key) const { return browser->findChild<QAction *>(QLatin1String(key)); }
     QString tabText() const { return view.findChild<QTabBar *>(QStringLiteral("tbsTabs"))->tabText(1); }
-    // What Import This Page hands over of the page shown.
-    WebPage imported()
+    // What Import This Page (or another of the Add menu's imports) hands over of the page shown.
+    WebPage imported(const char *action = "mnuDirectImport")
     {
         QSignalSpy handed(&view, &ctlView::DirectImport);
-        button("mnuDirectImport")->trigger();
+        button(action)->trigger();
         return handed.wait(loadTimeout) ? handed.at(0).at(0).value<WebPage>() : WebPage{};
+    }
+    // The Add menu as the user opens it: which of its imports it offers.
+    bool offersSelection()
+    {
+        auto *menu = browser->findChild<QMenu *>(QStringLiteral("mnuHidden"));
+        button("AddFav")->trigger();
+        const bool offered = button("mnuImportSelection")->isEnabled();
+        menu->close();
+        return offered;
     }
 };
 
@@ -102,6 +115,7 @@ private Q_SLOTS:
     void init() { clearSettings(); }
     void startPage();
     void pageHistoryImportAndPopups();
+    void importedPartsAndSnapshot();
     void pageReachesNoFiles();
     void filesAndAddressesAllowed();
     void addressBoxAndFavorites();
@@ -117,6 +131,19 @@ void tst_browser::initTestCase()
                    "<html><head><title>Ninja Drift Guide</title></head><body><h1>Ninja Drift</h1>"
                    "<p>First lap: drift early.</p><p>Second lap<br>Caf\xc3\xa9 shortcut</p>"
                    "<p><a href=\"/codes\">All the codes</a></p></body></html>");
+    server.addPage(QStringLiteral("/article"),
+                   "<html><head><title>Tetra Rally Tips</title></head><body>"
+                   "<nav><a href=\"/\">Home</a> <a href=\"/forums\">Forums</a></nav>"
+                   "<aside>Top ten sidebar</aside><article><h1>Tetra Rally Tips</h1>"
+                   "<p>Brake before the hairpin on the second stage; the gravel there is loose and the barrier "
+                   "is closer than it looks, so a late brake costs the whole run.</p>"
+                   "<p id=\"pick\">Only this paragraph</p>"
+                   "<ul><li>Soft tyres in the rain</li><li>Hard tyres on tarmac</li></ul>"
+                   "<p>Save the turbo for the long straight after the bridge, where the car reaches its top "
+                   "speed and nobody can follow you into the tunnel.</p></article>"
+                   "<footer>Copyright footer</footer>"
+                   "<script>fetch('/ping');</script></body></html>");
+    server.addPage(QStringLiteral("/ping"), "pong", "text/plain");
     server.addPage(QStringLiteral("/blank"), "<html><body><img src=\"/none.png\"></body></html>");
     server.addPage(QStringLiteral("/codes"), "<html><head><title>Codes</title></head><body>UUDDLRLRBA</body></html>");
     server.addPage(QStringLiteral("/popup"), "<html><head><title>Pop</title></head><body>"
@@ -194,12 +221,15 @@ void tst_browser::pageHistoryImportAndPopups()
     QVERIFY(!pane.browser->findChild<QProgressBar *>(QStringLiteral("pBar"))->isVisible());
     QTRY_VERIFY(pane.button("Back")->isEnabled() && !pane.button("Stop")->isEnabled());
 
-    // The import hands over address, title and the text as the page shows it.
+    // The import hands over address, title and the text as the page shows it, formatted.
     const WebPage page = pane.imported();
     QCOMPARE(std::pair(page.URL, page.Title), std::pair(guide, QStringLiteral("Ninja Drift Guide")));
-    const QString text = page.Text;
-    QVERIFY2(text.contains(QStringLiteral("First lap: drift early.\n\nSecond lap\nCafé shortcut\n\nAll the codes")),
-             qPrintable(text));
+    const QString text = RtfReader::PlainText(page.Text.toLatin1());
+    QVERIFY2(
+        text.contains(QRegularExpression(QStringLiteral("First lap: drift early.\\s+Second lap\\s+Café shortcut\\s+All "
+                                                        "the codes"))) &&
+            page.Text.contains(QStringLiteral("\\b Ninja Drift")) && page.Text.contains(guide.left(20)),
+        qPrintable(text));
 
     // Another page, then back and forward: each button is enabled exactly when its way is open.
     QVERIFY(pane.load([&] { pane.view.BrowseNavigate(server.url(QStringLiteral("/codes")).toString()); }));
@@ -208,10 +238,12 @@ void tst_browser::pageHistoryImportAndPopups()
     QVERIFY(pane.load([&] { pane.button("Back")->trigger(); }));
     QCOMPARE(pane.view.BrowsePageTitle(), QStringLiteral("Ninja Drift Guide"));
     QTRY_VERIFY(pane.button("Forward")->isEnabled());
-    // A page without text imports as empty, with a record of it.
+    // A page whose only picture never arrived keeps a link to where it was.
     QVERIFY(pane.load([&] { pane.view.BrowseNavigate(server.url(QStringLiteral("/blank")).toString()); }));
-    QCOMPARE(pane.imported().Text, QString());
-    QVERIFY(readFile(pane.home.file(QStringLiteral("error.log"))).contains("/blank"));
+    const QString blank = pane.imported().Text;
+    QVERIFY2(RtfReader::PlainText(blank.toLatin1()).trimmed() == QLatin1String("[picture]") &&
+                 blank.contains(QStringLiteral("/none.png")),
+             qPrintable(blank));
     QVERIFY(pane.load([&] { pane.button("Home")->trigger(); }));
     QCOMPARE(pane.view.BrowseURL(), QStringLiteral("Start Page"));
 
@@ -243,6 +275,59 @@ void tst_browser::pageHistoryImportAndPopups()
     QVERIFY(pane.load([&] { pane.button("Refresh")->trigger(); }));
     QTRY_COMPARE(popupWindows(), 1);
     QCOMPARE(check->text(), QStringLiteral("Disable Pop-Ups"));
+}
+
+void tst_browser::importedPartsAndSnapshot()
+{
+    Pane pane;
+    const QString address = server.url(QStringLiteral("/article")).toString();
+    QVERIFY(pane.load([&] { pane.view.BrowseNavigate(address); }));
+    QTRY_VERIFY(server.requests().contains(QStringLiteral("/ping")));
+
+    // The article alone, its list kept; the whole page with its menu and footer.
+    const WebPage article = pane.imported();
+    const QString articleText = RtfReader::PlainText(article.Text.toLatin1());
+    QVERIFY2(articleText.contains(QStringLiteral("Brake before the hairpin")) &&
+                 articleText.contains(QStringLiteral("Hard tyres on tarmac")) &&
+                 !articleText.contains(QStringLiteral("Forums")) && !articleText.contains(QStringLiteral("footer")),
+             qPrintable(articleText));
+    QVERIFY(article.Snapshot.contains("Only this paragraph") && article.Captured.isValid());
+    const QString whole = RtfReader::PlainText(pane.imported("mnuImportWhole").Text.toLatin1());
+    QVERIFY2(whole.contains(QStringLiteral("Forums")) && whole.contains(QStringLiteral("Copyright footer")),
+             qPrintable(whole));
+
+    // The selection is offered once there is one, and only it is taken.
+    QVERIFY(!pane.offersSelection());
+    pane.browser->View()->page()->runJavaScript(
+        QStringLiteral("var r = document.createRange(); r.selectNodeContents(document.getElementById('pick'));"
+                       "getSelection().removeAllRanges(); getSelection().addRange(r);"),
+        QWebEngineScript::ApplicationWorld);
+    QTRY_VERIFY(pane.browser->View()->hasSelection());
+    QVERIFY(pane.offersSelection());
+    QCOMPARE(RtfReader::PlainText(pane.imported("mnuImportSelection").Text.toLatin1()).trimmed(),
+             QStringLiteral("Only this paragraph"));
+
+    // The snapshot shows offline: nothing is asked of the server, the page's script does not run, and
+    // the box and status line name the page it was taken from. The next page runs its scripts again.
+    SnapshotRow row;
+    row.auto_id = 7;
+    row.address = address;
+    row.captured = article.Captured;
+    row.mhtml = article.Snapshot;
+    const int asked = int(server.requests().size());
+    QVERIFY(pane.load([&] { pane.browser->ShowSnapshot(row); }));
+    QTRY_VERIFY(pane.browser->findChild<QLabel *>(QStringLiteral("lblStatus"))
+                    ->text()
+                    .startsWith(QStringLiteral("Snapshot of ") + address));
+    QVariant shown;
+    pane.browser->View()->page()->toPlainText([&shown](const QString &text) { shown = text; });
+    QTRY_VERIFY(shown.isValid());
+    QVERIFY(shown.toString().contains(QStringLiteral("Only this paragraph")));
+    QCOMPARE(std::pair(pane.address->currentText(), pane.view.BrowseURL()), std::pair(address, address));
+    QTest::qWait(300);
+    QCOMPARE(server.requests().size(), asked);
+    QVERIFY(pane.load([&] { pane.view.BrowseNavigate(address); }));
+    QTRY_VERIFY(server.requests().count(QStringLiteral("/ping")) == 2);
 }
 
 void tst_browser::pageReachesNoFiles()

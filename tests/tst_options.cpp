@@ -2,14 +2,14 @@
 #include "StartMainWindow.h"
 #include "TestHome.h"
 #include "TreeClicks.h"
+#include "WhenModal.h"
 #include "base/AppPath.h"
 #include "browser/ctlBrowser.h"
-#include "WhenModal.h"
+#include "components/FileViewer.h"
 #include "data/NodeKey.h"
 #include "find/frmFind.h"
 #include "options/frmOptions.h"
 #include "system/SettingsStore.h"
-#include "components/FileViewer.h"
 #include "view/ctlView.h"
 #include "widgets/ListView.h"
 
@@ -45,9 +45,12 @@ void tst_options::windowAndEveryKey()
         QVERIFY(QTest::qWaitForWindowActive(&form));
         form.txtURL->setFocus();
         QTRY_COMPARE(form.txtURL->selectedText(), QStringLiteral("https://example.org/"));
+        QVERIFY(form.chkPictures->isChecked());
+        form.chkPictures->setChecked(false);
         form.cmdOK->click();
-        QCOMPARE(std::pair(GetSetting(SettingKeys::FileView), GetSetting(SettingKeys::BrowsStart)),
-                 std::pair(QStringLiteral("0"), QStringLiteral("https://example.org/")));
+        QCOMPARE(std::tuple(GetSetting(SettingKeys::FileView), GetSetting(SettingKeys::BrowsStart),
+                            GetSetting(SettingKeys::ImportPictures)),
+                 std::tuple(QStringLiteral("0"), QStringLiteral("https://example.org/"), QStringLiteral("0")));
     }
     {
         // A blank start page stores the home's own, as the next window shows; in the file chooser a
@@ -63,9 +66,10 @@ void tst_options::windowAndEveryKey()
         form.cmdSelect->click();
         QCOMPARE(form.txtURL->text(), home.file(QStringLiteral("guides.html")));
 
-        // Cancel after changing all three writes nothing at all.
+        // Cancel after changing them all writes nothing at all.
         const QByteArray before = readFile(SettingsFileName());
         form.chkAppLayout->setChecked(false);
+        form.chkPictures->setChecked(false);
         form.optView3->setChecked(true);
         form.cmdCancel->click();
         QCOMPARE(readFile(SettingsFileName()), before);

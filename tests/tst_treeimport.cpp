@@ -3,6 +3,7 @@
 #include "components/FileViewer.h"
 #include "components/GameSelector.h"
 #include "data/NodeKey.h"
+#include "data/SnapshotTable.h"
 #include "rtf/RtfReader.h"
 #include "tree/ctlTree.h"
 #include "widgets/TreeView.h"
@@ -195,9 +196,10 @@ void tst_treeimport::directImportAndSave()
 {
     Library lib;
     QSignalSpy added(&lib.tree, &ctlTree::AddToView);
-    // What is imported is the page as the browser handed it over.
+    // What is imported is the page as the browser handed it over, its snapshot kept with the file.
     lib.answer(lib.star);
-    lib.tree.DirectImport({lib.url, lib.title, lib.text});
+    const QDateTime captured = QDateTime(QDate(2026, 11, 20), QTime(8, 30), Qt::UTC);
+    lib.tree.DirectImport({lib.url, lib.title, lib.text, QByteArray("MIME-Version: 1.0\r\n\r\npage"), captured});
     lib.title = QStringLiteral("Second Page");
     lib.text = QStringLiteral("Zoë's walkthrough");
     lib.answer(lib.tetra);
@@ -221,6 +223,13 @@ void tst_treeimport::directImportAndSave()
     QCOMPARE(std::tuple(row.value(1).toString(), row.value(2).toString(),
                         RtfReader::PlainText(row.value(3).toString().toLatin1()).trimmed()),
              std::tuple(lib.url, lib.title, lib.text));
+    SnapshotRow snapshot;
+    bool found = false;
+    ErrObject err;
+    QVERIFY(SnapshotTable::Latest(lib.home.db(), added.value(0).value(0).toString().mid(2).toInt(), &snapshot, &found,
+                                  &err));
+    QCOMPARE(std::tuple(found, snapshot.address, snapshot.captured, snapshot.mhtml),
+             std::tuple(true, lib.url, captured, QByteArray("MIME-Version: 1.0\r\n\r\npage")));
     QCOMPARE(std::tuple(added.size(), added.value(0).value(4).toString(), added.value(1)),
              std::tuple(2, QStringLiteral("Star Quest"),
                         QVariantList({QString("K_" + row.value(0).toString()), lib.title, lib.url, 3, "Tetra"})));

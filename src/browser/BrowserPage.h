@@ -19,9 +19,19 @@ public:
 
     BrowserPage(QWebEngineProfile *profile, Blocker blocker, QObject *parent);
 
+    // Shows a page saved whole (MHTML) as it was: with its scripts off and nothing fetched from
+    // anywhere. Going to any other page turns both back on.
+    void LoadOffline(const QUrl &archive);
+    // The archive shown offline now; empty while browsing.
+    QUrl OfflineArchive() const { return m_offline; }
+
 protected:
     QWebEnginePage *createWindow(WebWindowType type) override;
+    bool acceptNavigationRequest(const QUrl &url, NavigationType type, bool isMainFrame) override;
 
 private:
+    void endOffline();
+
     Blocker m_blocker;
+    QUrl m_offline;
 };

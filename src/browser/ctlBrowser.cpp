@@ -4,32 +4,39 @@
 #include "BrowserPage.h"
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
+#include "data/SnapshotTable.h"
+#include "html/MhtmlArchive.h"
+#include "html/PageRtf.h"
 #include "system/Contrast.h"
 #include "system/Prompts.h"
 #include "system/SettingsStore.h"
 #include "webpage/BrowserProfile.h"
+#include "webpage/PageCapture.h"
 #include "webpage/StartPageScheme.h"
 #include "widgets/KeyboardAccess.h"
 
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QLocale>
 #include <QMenu>
 #include <QProgressBar>
+#include <QScopeGuard>
 #include <QStatusBar>
 #include <QStyle>
+#include <QTemporaryDir>
 #include <QToolBar>
 #include <QToolButton>
 #include <QVBoxLayout>
 #include <QWebEngineHistory>
 #include <QWebEngineLoadingInfo>
-#include <QWebEngineScript>
 #include <QWebEngineView>
 
 #include <memory>
@@ -44,8 +51,6 @@ const QString programName = QStringLiteral("Lorekeep");
 // A start page in a home of this name shows the program's name in the address box.
 const QString homeStartPage = QStringLiteral("Lorekeep/Start.html");
 constexpr int popupNoticeMs = 3000;
-// How long the page's text may take to arrive; a renderer that hangs must not hang the program.
-constexpr int importTextMs = 10000;
 
 bool popupsBlocked()
 {
@@ -68,6 +73,8 @@ ctlBrowser::ctlBrowser(QWidget *parent)
       mnuHidden(new QMenu(this)),
       mnuAddURL(mnuHidden->addAction(QStringLiteral("Add URL to Favorites"))),
       mnuDirectImport(mnuHidden->addAction(QStringLiteral("Import This Page To Lorekeep"))),
+      mnuImportWhole(mnuHidden->addAction(QStringLiteral("Import Whole Page"))),
+      mnuImportSelection(mnuHidden->addAction(QStringLiteral("Import Selection"))),
       m_layout(new QVBoxLayout(this))
 {
     setObjectName(QStringLiteral("Browser"));
@@ -81,6 +88,12 @@ ctlBrowser::ctlBrowser(QWidget *parent)
     mnuHidden->setObjectName(QStringLiteral("mnuHidden"));
     mnuAddURL->setObjectName(QStringLiteral("mnuAddURL"));
     mnuDirectImport->setObjectName(QStringLiteral("mnuDirectImport"));
+    mnuImportWhole->setObjectName(QStringLiteral("mnuImportWhole"));
+    mnuImportSelection->setObjectName(QStringLiteral("mnuImportSelection"));
+    mnuDirectImport->setToolTip(QStringLiteral("Keep the page's article, as a reader view shows it"));
+    mnuImportWhole->setToolTip(QStringLiteral("Keep everything the page shows"));
+    mnuImportSelection->setToolTip(QStringLiteral("Keep the text selected on the page"));
+    mnuHidden->setToolTipsVisible(true);
 
     buildToolbar();
     connect(chkPopup, &QCheckBox::clicked, this, &ctlBrowser::chkPopup_Click);
@@ -104,7 +117,10 @@ ctlBrowser::ctlBrowser(QWidget *parent)
     OpenToKeyboard(tbrGo);
 
     connect(mnuAddURL, &QAction::triggered, this, &ctlBrowser::AddFavorite);
-    connect(mnuDirectImport, &QAction::triggered, this, &ctlBrowser::mnuDirectImport_Click);
+    connect(mnuDirectImport, &QAction::triggered, this, [this] { ImportPage(PagePart::Article); });
+    connect(mnuImportWhole, &QAction::triggered, this, [this] { ImportPage(PagePart::WholePage); });
+    connect(mnuImportSelection, &QAction::triggered, this, [this] { ImportPage(PagePart::Selection); });
+    connect(mnuHidden, &QMenu::aboutToShow, this, &ctlBrowser::mnuHidden_AboutToShow);
 
     // The progress bar sits in the status line's second panel and shows only while a page loads.
     lblStatus->setTextFormat(Qt::PlainText);
@@ -348,6 +364,9 @@ bool ctlBrowser::OnStartPage() const
 
 QString ctlBrowser::PageURL() const
 {
+    // A snapshot stands for the page it was taken from.
+    if (showingSnapshot())
+        return m_snapshotAddress;
     if (OnStartPage())
         return startPageName;
     return Location().toString();
@@ -358,30 +377,73 @@ QString ctlBrowser::PageTitle() const
     return OnStartPage() ? startPageName : LocationName();
 }
 
-void ctlBrowser::ReadPage(std::function<void(const WebPage &page)> done)
+void ctlBrowser::ImportPage(PagePart part)
 {
-    // The address and title are taken now, with the request; the text when the engine answers,
-    // or as none when it does not answer in time.
-    auto page = std::make_shared<WebPage>(WebPage{PageURL(), PageTitle(), QString()});
-    auto pending = std::make_shared<std::function<void(const WebPage &)>>(std::move(done));
-    const auto answer = [page, pending](const QVariant &result) {
-        if (!*pending)
+    if (!brw || m_importing)
+        return Prompts::current().Beep();
+    // The address and title are taken now, with the request, as the user saw them.
+    const QString url = PageURL();
+    const QString title = PageTitle();
+    m_importing = true;
+    lblStatus->setText(QStringLiteral("Taking the page..."));
+    QApplication::setOverrideCursor(Qt::BusyCursor);
+    PageCapture::Capture(brw->page(), part, this, [this, url, title](const CapturedPage &page, const ErrObject &err) {
+        const auto done = qScopeGuard([this] {
+            QApplication::restoreOverrideCursor();
+            m_importing = false;
+        });
+        if (err.isError()) {
+            lblStatus->setText(QStringLiteral("The page was not imported."));
+            LogError(err, module, QStringLiteral("ImportPage"), false);
+            MsgBox(err.Description, MsgButtons::OK, MsgIcon::Exclamation, programName);
             return;
-        const auto handOver = std::exchange(*pending, {});
-        page->Text = result.toString();
-        if (result.typeId() != QMetaType::QString || page->Text.trimmed().isEmpty()) {
-            page->Text.clear();
-            LogError({ErrNumber::NoObject, QStringLiteral("The page has no text that can be read: ") + page->URL},
-                     module, QStringLiteral("ReadPage"), false);
         }
-        handOver(*page);
-    };
-    if (!brw)
-        return QTimer::singleShot(0, this, [answer] { answer(QVariant()); });
-    brw->page()->runJavaScript(
-        QStringLiteral("(function(){var e=document.documentElement;return e?e.innerText:null;})()"),
-        QWebEngineScript::ApplicationWorld, answer);
-    QTimer::singleShot(importTextMs, this, [answer] { answer(QVariant()); });
+        PageRtfOptions options;
+        options.keepPictures = SettingNumber(GetSetting(SettingKeys::ImportPictures)).value_or(1) != 0;
+        const PageRtfResult text = PageRtf(page.html, page.address, MhtmlArchive::Read(page.mhtml), options);
+        lblStatus->setText(text.picturesLinked == 0
+                               ? QStringLiteral("Done")
+                               : QStringLiteral("%1 pictures were left on the page, as links: a file keeps at most "
+                                                "20 MB of pictures.")
+                                     .arg(text.picturesLinked));
+        Q_EMIT DirectImport(WebPage{url, title, text.rtf, page.mhtml, page.captured});
+    });
+}
+
+void ctlBrowser::ShowSnapshot(const SnapshotRow &snapshot)
+{
+    // The engine reads a saved page from a file of its own kind, removed with the browser.
+    if (!m_snapshots)
+        m_snapshots = std::make_unique<QTemporaryDir>(QDir::tempPath() + QStringLiteral("/lorekeep-pages-XXXXXX"));
+    const QString path = m_snapshots->filePath(QStringLiteral("page-%1.mhtml").arg(snapshot.auto_id));
+    QFile file(path);
+    if (!m_snapshots->isValid() || !file.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
+        file.write(snapshot.mhtml) != snapshot.mhtml.size() || !file.flush()) {
+        const ErrObject err{
+            ErrNumber::PathFileAccess,
+            QStringLiteral("The snapshot of %1 could not be shown: %2")
+                .arg(snapshot.address, m_snapshots->isValid() ? file.errorString() : m_snapshots->errorString())};
+        LogError(err, module, QStringLiteral("ShowSnapshot"), false);
+        MsgBox(err.Description, MsgButtons::OK, MsgIcon::Exclamation, programName);
+        return;
+    }
+    file.close();
+    m_snapshotAddress = snapshot.address;
+    m_snapshotNote =
+        QStringLiteral("Snapshot of %1 as it was on %2 (offline, scripts off)")
+            .arg(snapshot.address, QLocale().toString(snapshot.captured.toLocalTime(), QLocale::LongFormat));
+    const QUrl archive = QUrl::fromLocalFile(path);
+    m_pending = archive;
+    static_cast<BrowserPage *>(view()->page())->LoadOffline(archive);
+}
+
+void ctlBrowser::mnuHidden_AboutToShow()
+{
+    // A page is there to import once the engine runs and shows one that is not the program's own.
+    const bool page = brw && !m_importing;
+    mnuDirectImport->setEnabled(page);
+    mnuImportWhole->setEnabled(page);
+    mnuImportSelection->setEnabled(page && brw->hasSelection());
 }
 
 void ctlBrowser::tbrToolbar_ButtonClick(const QString &key)
@@ -454,14 +516,6 @@ void ctlBrowser::chkPopup_Click()
     SaveSetting(SettingKeys::BrowsePopups, chkPopup->isChecked() ? QStringLiteral("1") : QStringLiteral("0"));
 }
 
-void ctlBrowser::mnuDirectImport_Click()
-{
-    ReadPage([self = QPointer<ctlBrowser>(this)](const WebPage &page) {
-        if (self)
-            Q_EMIT self->DirectImport(page);
-    });
-}
-
 bool ctlBrowser::brw_NewWindow()
 {
     // The setting decides, not the check box, so a change made elsewhere counts at once.
@@ -492,7 +546,7 @@ void ctlBrowser::endPopupNotice()
 void ctlBrowser::brw_NavigateComplete(const QUrl &url)
 {
     // The start page shows the file it was made from, as it always has.
-    QString address = StartPageScheme::Unserved(url).toString();
+    QString address = showingSnapshot() ? m_snapshotAddress : StartPageScheme::Unserved(url).toString();
     if (address.endsWith(homeStartPage))
         address = programName;
     cboURL->setEditText(address);
@@ -513,5 +567,13 @@ void ctlBrowser::brw_DownloadComplete(bool ok)
     // The page that says a page failed is itself loaded fine; the status still tells of the failure.
     if (ok && std::exchange(m_failedLoad, false))
         ok = false;
-    lblStatus->setText(ok ? QStringLiteral("Done") : QStringLiteral("The page could not be opened."));
+    if (ok && showingSnapshot())
+        lblStatus->setText(m_snapshotNote);
+    else
+        lblStatus->setText(ok ? QStringLiteral("Done") : QStringLiteral("The page could not be opened."));
+}
+
+bool ctlBrowser::showingSnapshot() const
+{
+    return brw && !static_cast<BrowserPage *>(brw->page())->OfflineArchive().isEmpty();
 }

@@ -1,12 +1,14 @@
 #pragma once
 
 #include "WebPage.h"
+#include "webpage/CapturedPage.h"
 
 #include <QTimer>
 #include <QUrl>
 #include <QWidget>
 
 #include <functional>
+#include <memory>
 
 class BrowserPage;
 class QAction;
@@ -16,6 +18,8 @@ class QLabel;
 class QMenu;
 class QProgressBar;
 class QStatusBar;
+class QTemporaryDir;
+struct SnapshotRow;
 class QToolBar;
 class QVBoxLayout;
 class QWebEngineLoadingInfo;
@@ -23,7 +27,8 @@ class QWebEngineView;
 
 // The web browser of the file view's second tab: a toolbar, the pop-up blocker switch, an address
 // box, the page and a status line. It writes the start page into the home at every start, and
-// hands the shown page (address, title, text) to whoever imports it or keeps it as a favorite.
+// hands the shown page (address, title, what was taken of it as RTF, and its snapshot) to whoever
+// imports it, or its address to whoever keeps it as a favorite.
 // The web engine is started only when the tab is first shown, which keeps it out of start-up.
 class ctlBrowser final : public QWidget
 {
@@ -34,10 +39,11 @@ public:
     explicit ctlBrowser(QWidget *parent = nullptr);
     ~ctlBrowser() override;
 
-    // Reads the page: `done` runs once the engine has answered with its text (at most ten seconds
-    // on), from the event loop. The text is empty, and that logged, when the page has none that
-    // can be read.
-    void ReadPage(std::function<void(const WebPage &page)> done);
+    // Takes `part` of the page shown (its article, the whole page or the selection) with a snapshot
+    // of the page, and hands it on with DirectImport; what fails is told to the user.
+    void ImportPage(PagePart part);
+    // Shows a page as it was kept with a file: offline, with its scripts off.
+    void ShowSnapshot(const SnapshotRow &snapshot);
     // "Start Page" on the start page, else the page's address.
     QString PageURL() const;
     // "Start Page" on the start page, else the page's title (its file name when it has none).
@@ -75,12 +81,13 @@ private:
     QUrl Location() const;
     QString LocationName() const;
     bool OnStartPage() const;
+    bool showingSnapshot() const;
 
     void tbrToolbar_ButtonClick(const QString &key);
     void tbrGo_ButtonClick();
     void cboURL_Enter();
     void chkPopup_Click();
-    void mnuDirectImport_Click();
+    void mnuHidden_AboutToShow();
     bool brw_NewWindow();
     void brw_NavigateComplete(const QUrl &url);
     void brw_DownloadBegin();
@@ -101,6 +108,8 @@ private:
     QMenu *mnuHidden;
     QAction *mnuAddURL;
     QAction *mnuDirectImport;
+    QAction *mnuImportWhole;
+    QAction *mnuImportSelection;
     QVBoxLayout *m_layout;
 
     // Where the view goes once it exists.
@@ -108,4 +117,11 @@ private:
     QTimer m_popupNotice;
     // The page shown now tells that the one asked for could not be opened.
     bool m_failedLoad = false;
+    // A page is being taken for import; a second import waits for it.
+    bool m_importing = false;
+    // Where shown snapshots are written, made when the first is shown and removed with the browser.
+    std::unique_ptr<QTemporaryDir> m_snapshots;
+    // What the status line says while a snapshot shows.
+    QString m_snapshotNote;
+    QString m_snapshotAddress;
 };

@@ -101,6 +101,7 @@ QList<SettingKey> All()
                           AppLayout,
                           BrowsStart,
                           FileView,
+                          ImportPictures,
                           LayoutTree,
                           LayoutDetail,
                           LayoutImgs1Left,

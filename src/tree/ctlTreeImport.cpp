@@ -216,8 +216,12 @@ void ctlTree::DirectImport(const WebPage &page)
     if (!chooseGame(currentGame().value_or(NodeKey::GameIds()), QStringLiteral("Import..."), &ids, &game))
         return;
     bool recheck = false;
-    if (confirmNewSource(page.URL, QStringLiteral("Direct Import"), &recheck))
-        openImport(ids, game, page.URL, page.Title, page.Text, recheck);
+    if (!confirmNewSource(page.URL, QStringLiteral("Direct Import"), &recheck))
+        return;
+    openImport(ids, game, page.URL, page.Title, page.Text, recheck);
+    // The page as it was goes into the store with the file, when the file is saved.
+    if (objViewer && !page.Snapshot.isEmpty())
+        objViewer->setSnapshot(page.URL, page.Captured, page.Snapshot);
 }
 
 std::optional<NodeKey::GameIds> ctlTree::currentGame() const

@@ -209,6 +209,14 @@ private:
     void mnuAddQuick_Click(bool selectedOnly);
     QString GameKey() const;
 
+    // ctlViewPages.cpp: what a file taken from a web page keeps of the page.
+    void buildPageMenus();
+    // Offers View Snapshot (with the earlier ones, when there are) and Check Source For Changes for
+    // the file, or says why not.
+    void offerPages(qint32 fileId, const QString &source);
+    void viewSnapshot(qint32 snapshotId);
+    void mnuFileCheckSource_Click();
+
     QTabBar *tbsTabs;
     QStackedWidget *picTabContainer;
     QLabel *lblFiles;
@@ -225,6 +233,11 @@ private:
     QAction *mnusepNav = nullptr;
     QAction *mnuNavToSrc = nullptr;
     QAction *mnuFileReopen = nullptr;
+    QAction *mnuFileSnapshot = nullptr;
+    QMenu *mnuFileSnapshots = nullptr;
+    QAction *mnuFileCheckSource = nullptr;
+    // The newest snapshot of the file the menu was opened on.
+    qint32 m_snapshotId = 0;
     QMenu *mnuAddOnly = nullptr;
     QMenu *mnuQuickMenu = nullptr;
 

@@ -78,6 +78,7 @@ void ctlView::buildMenus()
     connect(mnuFileReopen, &QAction::triggered, this, &ctlView::mnuFileReopen_Click);
     // A greyed-out Reopen says why it is.
     mnuFile->setToolTipsVisible(true);
+    buildPageMenus();
     mnuFile->addSeparator();
     connect(addItem(mnuFile, "mnuFileCopyTo", QStringLiteral("Copy To...")), &QAction::triggered, this, [this] {
         m_copyFlag = 1;
@@ -145,6 +146,7 @@ void ctlView::lvFiles_MouseDown(Qt::MouseButton button, const QPoint &globalPos)
     mnusepNav->setVisible(web);
     mnuNavToSrc->setVisible(web);
     offerReopen(source);
+    offerPages(fileId(item).value_or(0), source);
     mnuFile->popup(globalPos);
 }
 

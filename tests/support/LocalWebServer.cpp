@@ -34,6 +34,8 @@ void LocalWebServer::answer(QTcpSocket *socket)
         return;
     const QList<QByteArray> line = request.left(request.indexOf("\r\n")).split(' ');
     const QString path = line.size() > 1 ? QString::fromLatin1(line.at(1)) : QString();
+    if (!path.isEmpty())
+        m_requests << path;
     const bool found = m_pages.contains(path);
     const QByteArray body = found ? m_pages.value(path) : QByteArrayLiteral("<html><body>Not found</body></html>");
     socket->write(QByteArrayLiteral("HTTP/1.1 ") + (found ? "200 OK" : "404 Not Found") +

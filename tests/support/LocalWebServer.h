@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QHash>
+#include <QStringList>
 #include <QTcpServer>
 #include <QUrl>
 
@@ -17,10 +18,13 @@ public:
     void addPage(const QString &path, const QByteArray &body,
                  const QByteArray &type = QByteArrayLiteral("text/html; charset=utf-8"));
     QUrl url(const QString &path) const;
+    // The paths asked for so far, in order.
+    QStringList requests() const { return m_requests; }
 
 private:
     void answer(QTcpSocket *socket);
 
     QHash<QString, QByteArray> m_pages;
     QHash<QString, QByteArray> m_types;
+    QStringList m_requests;
 };
