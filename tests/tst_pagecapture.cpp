@@ -230,6 +230,7 @@ void tst_pagecapture::pageThatSettlesLate()
         const QString &html = taken.page.html;
         QVERIFY2(html.contains(QLatin1String("Fixed the lap counter skipping lap 12")), qPrintable(html.left(300)));
         QVERIFY(!html.contains(QLatin1String("Loading")));
+        QVERIFY2(html.contains(QLatin1String("Page state: visible.")), "the page thinks it is hidden");
         for (const char *name : {"/late/canyon.png", "/late/harbour.png"}) {
             const QByteArray address = m_server.url(QLatin1String(name)).toEncoded();
             QVERIFY2(html.contains(QStringLiteral("src=\"%1\"").arg(QLatin1String(address))), name);

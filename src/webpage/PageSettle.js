@@ -6,9 +6,9 @@
     "use strict";
 
     var quietMs = 500;       // no change for this long: the page is done
-    var sparseQuietMs = 2000; // longer while it shows little text: it may still be fetching its text
+    var sparseQuietMs = 2500; // longer while it shows little text: it may still be fetching its text
     var sparseText = 600;    // characters
-    var longestMs = 6000;    // a page that never stops changing (a clock, a carousel) is taken anyway
+    var longestMs = 7000;    // a page that never stops changing (a clock, a carousel) is taken anyway
 
     // Pictures that wait to be scrolled to: loading="lazy", or the real address kept in data-src (or
     // a variant) beside a placeholder, for the page's own script to swap in.
@@ -45,6 +45,23 @@
         return false;
     }
 
+    // The page's own text, counted only as far as it matters. Not innerText: a page that is not drawn
+    // (as when taken without a window) gives its scripts' source there as text.
+    function hasLittleText() {
+        if (!document.body)
+            return true;
+        var walker = document.createTreeWalker(document.body, NodeFilter.SHOW_TEXT);
+        var length = 0;
+        for (var node = walker.nextNode(); node; node = walker.nextNode()) {
+            var holder = node.parentNode ? node.parentNode.nodeName : "";
+            if (holder !== "SCRIPT" && holder !== "STYLE" && holder !== "NOSCRIPT" && holder !== "TEMPLATE")
+                length += node.nodeValue.trim().length;
+            if (length >= sparseText)
+                return false;
+        }
+        return true;
+    }
+
     var now = Date.now();
     var state = window.lorekeepSettle;
     if (!state) {
@@ -59,6 +76,5 @@
         return true;
     if (document.readyState !== "complete" || picturesPending())
         return false;
-    var text = document.body ? (document.body.innerText || "").length : 0;
-    return now - state.changed >= (text < sparseText ? sparseQuietMs : quietMs);
+    return now - state.changed >= (hasLittleText() ? sparseQuietMs : quietMs);
 })()
