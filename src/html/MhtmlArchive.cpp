@@ -1,5 +1,6 @@
 #include "MhtmlArchive.h"
 
+#include "rtf/RtfToken.h"
 #include "system/TextDecoder.h"
 
 #include <QByteArrayView>
@@ -122,17 +123,6 @@ QString addressKey(const QUrl &address)
     return address.adjusted(QUrl::RemoveFragment).toString(QUrl::FullyEncoded);
 }
 
-int hexValue(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    return -1;
-}
-
 } // namespace
 
 QByteArray MhtmlArchive::DecodeQuotedPrintable(QByteArrayView encoded)
@@ -155,8 +145,8 @@ QByteArray MhtmlArchive::DecodeQuotedPrintable(QByteArrayView encoded)
             i += 2;
             continue;
         }
-        const int high = i + 2 < n ? hexValue(encoded[i + 1]) : -1;
-        const int low = high >= 0 ? hexValue(encoded[i + 2]) : -1;
+        const int high = i + 2 < n ? RtfToken::hexValue(encoded[i + 1]) : -1;
+        const int low = high >= 0 ? RtfToken::hexValue(encoded[i + 2]) : -1;
         if (low < 0) {
             out.append(c); // a stray "=" is kept as it stands
             continue;

@@ -392,6 +392,10 @@ private:
             format.setRightMargin(points(para.rightIndent));
         if (para.firstIndent)
             format.setTextIndent(points(para.firstIndent));
+        // A hanging first line (a list item's bullet or number) tabs to where the other lines
+        // start, as word processors do without a tab stop of their own there.
+        if (para.firstIndent < 0 && para.leftIndent > 0)
+            format.setTabPositions({QTextOption::Tab(points(para.leftIndent), QTextOption::LeftTab)});
         if (para.spaceBefore)
             format.setTopMargin(points(para.spaceBefore));
         if (para.spaceAfter)

@@ -26,7 +26,6 @@
 #include <QLocale>
 #include <QMenu>
 #include <QProgressDialog>
-#include <QScopeGuard>
 #include <QUrl>
 
 #include <memory>
@@ -123,8 +122,8 @@ void ctlView::mnuFileCheckSource_Click()
     progress.setAutoClose(false);
     progress.setAutoReset(false);
     QEventLoop loop;
-    auto *loader = new PageLoader(this);
-    const auto forget = qScopeGuard([loader] { loader->deleteLater(); });
+    // Gone before the loop it reports to: an answer that comes after a Cancel reaches no one.
+    const auto loader = std::make_unique<PageLoader>();
     loader->Load(address, PagePart::Article, [outcome, &loop](const CapturedPage &page, const ErrObject &err) {
         *outcome = {true, page, err};
         loop.quit();
