@@ -170,8 +170,9 @@ private:
             if (!articleTitle.isEmpty())
                 title = articleTitle;
             const QString byline = taken.value(QStringLiteral("byline")).toString().simplified();
+            const QString heading = taken.value(QStringLiteral("heading")).toString().simplified();
             QString head =
-                title.isEmpty() ? QString() : QStringLiteral("<h1>") + escaped(title) + QStringLiteral("</h1>");
+                heading.isEmpty() ? QString() : QStringLiteral("<h1>") + escaped(heading) + QStringLiteral("</h1>");
             if (!byline.isEmpty())
                 head += QStringLiteral("<p><i>") + escaped(byline) + QStringLiteral("</i></p>");
             html = head + html;

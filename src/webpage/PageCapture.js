@@ -147,7 +147,16 @@
             return wholePage();
         var holder = inertDocument().createElement("div");
         holder.innerHTML = found.content;
-        return { part: "article", title: found.title || "", byline: found.byline || "", html: serialized(holder) };
+        // The title and byline head the article unless its own text already says them.
+        var flat = function (text) { return (text || "").replace(/\s+/g, " ").trim(); };
+        var said = flat(found.textContent);
+        var heading = holder.querySelector("h1, h2");
+        var title = flat(found.title);
+        var shownTitle = heading && flat(heading.textContent) === title ? "" : title;
+        var byline = flat(found.byline);
+        if (byline && said.indexOf(byline) >= 0)
+            byline = "";
+        return { part: "article", title: title, heading: shownTitle, byline: byline, html: serialized(holder) };
     }
 
     function selection() {
