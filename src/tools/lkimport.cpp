@@ -21,6 +21,7 @@
 
 #include <QCommandLineParser>
 #include <QGuiApplication>
+#include <QHash>
 
 #include <cstdio>
 #include <functional>
@@ -114,31 +115,62 @@ public:
 
     void next()
     {
-        while (m_next < m_arguments.size() && !isWebAddress(m_arguments.at(m_next))) {
-            // Paths between two pages go as they would alone.
-            QStringList paths;
-            while (m_next < m_arguments.size() && !isWebAddress(m_arguments.at(m_next)))
-                paths << m_arguments.at(m_next++);
-            m_allDone = importPaths(m_import, paths, m_subCat, m_encoding) && m_allDone;
+        prefetch();
+        while (m_next < m_arguments.size()) {
+            if (!isWebAddress(m_arguments.at(m_next))) {
+                // Paths between two pages go as they would alone.
+                QStringList paths;
+                while (m_next < m_arguments.size() && !isWebAddress(m_arguments.at(m_next)))
+                    paths << m_arguments.at(m_next++);
+                m_allDone = importPaths(m_import, paths, m_subCat, m_encoding) && m_allDone;
+                continue;
+            }
+            const QString address = m_arguments.at(m_next);
+            if (!m_loads.contains(m_next)) {
+                // Known already when its turn came to be loaded.
+                complainAbout(address, QStringLiteral("already in this game"));
+                ++m_next;
+                continue;
+            }
+            const Load &load = m_loads.value(m_next);
+            if (!load.done)
+                return; // its answer calls again
+            const Load taken = m_loads.take(m_next++);
+            store(address, taken.page, taken.err);
+            prefetch();
         }
-        if (m_next == m_arguments.size()) {
-            m_finished(m_allDone);
-            return;
-        }
-        const QString address = m_arguments.at(m_next++);
-        if (m_import.IsKnown(address)) {
-            complainAbout(address, QStringLiteral("already in this game"));
-            next();
-            return;
-        }
-        m_loader.Load(QUrl::fromUserInput(address), m_part,
-                      [this, address](const CapturedPage &page, const ErrObject &err) {
-                          store(address, page, err);
-                          next();
-                      });
+        m_finished(m_allDone);
     }
 
 private:
+    struct Load
+    {
+        bool done = false;
+        CapturedPage page;
+        ErrObject err;
+    };
+
+    // Pages load a few at a time ahead of the one stored next, since most of a page's time is spent
+    // waiting for it; they are still stored, and reported, in the order given.
+    void prefetch()
+    {
+        constexpr int ahead = 4;
+        while (m_loading < ahead && m_prefetched < m_arguments.size()) {
+            const int index = m_prefetched++;
+            const QString address = m_arguments.at(index);
+            if (!isWebAddress(address) || m_import.IsKnown(address))
+                continue;
+            ++m_loading;
+            m_loads.insert(index, Load());
+            m_loader.Load(QUrl::fromUserInput(address), m_part,
+                          [this, index](const CapturedPage &page, const ErrObject &err) {
+                              --m_loading;
+                              m_loads[index] = Load{true, page, err};
+                              next();
+                          });
+        }
+    }
+
     void store(const QString &address, const CapturedPage &page, const ErrObject &loadErr)
     {
         if (loadErr.isError()) {
@@ -179,6 +211,10 @@ private:
     std::function<void(bool)> m_finished;
     PageLoader m_loader;
     int m_next = 0;
+    // Where loading ahead has got to, and how many pages are loading now.
+    int m_prefetched = 0;
+    int m_loading = 0;
+    QHash<int, Load> m_loads;
     bool m_allDone = true;
 };
 
