@@ -116,6 +116,7 @@ void ctlView::mnuFileCheckSource_Click()
     auto outcome = std::make_shared<Outcome>();
     QProgressDialog progress(QStringLiteral("Loading %1...").arg(address.toDisplayString()), QStringLiteral("Cancel"),
                              0, 0, window());
+    progress.setObjectName(QStringLiteral("dlgLoadingPage"));
     progress.setWindowTitle(procedure);
     progress.setWindowModality(Qt::WindowModal);
     progress.setMinimumDuration(0);
