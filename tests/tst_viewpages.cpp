@@ -77,20 +77,23 @@ void tst_viewpages::snapshotsAndCheckSource()
     view.show();
     const QSqlDatabase db = home.db();
     const qint32 game = home.addGame(18, 1, QStringLiteral("Rally"));
-    const auto add = [&](const QString &desc, const QString &path) {
+    const auto add = [&](const QString &desc, const QString &source) {
         const qint32 id = home.addFile(game, 1, desc, QString::fromLatin1(RtfWriter::FromPlainText(desc)));
-        QSqlQuery(db).exec(QStringLiteral("UPDATE file SET src = '%1' WHERE auto_id = %2")
-                               .arg(path.isEmpty() ? QString() : server.url(path).toString())
-                               .arg(id));
+        QSqlQuery(db).exec(QStringLiteral("UPDATE file SET src = '%1' WHERE auto_id = %2").arg(source).arg(id));
         return id;
     };
-    const qint32 notes = add(QStringLiteral("Notes"), {}), guide = add(QStringLiteral("Guide"), "/guide"),
-                 gone = add(QStringLiteral("Gone"), "/gone"), slow = add(QStringLiteral("Slow"), "/slow");
+    // Add New File starts a file's source as the time it was made.
+    const qint32 notes = add(QStringLiteral("Notes"), QStringLiteral("11/26/2026 8:01:33 AM")),
+                 site = add(QStringLiteral("Site"), QStringLiteral("GameFAQs")),
+                 guide = add(QStringLiteral("Guide"), server.url("/guide").toString()),
+                 gone = add(QStringLiteral("Gone"), server.url("/gone").toString()),
+                 slow = add(QStringLiteral("Slow"), server.url("/slow").toString());
     server.addPage(QStringLiteral("/guide"), article("Loose gravel tip"));
     const QDateTime older(QDate(2026, 1, 5), QTime(9, 30), Qt::UTC), newer = older.addDays(30);
     qint32 id = 0;
     ErrObject err;
-    QVERIFY(SnapshotTable::Add(db, guide, server.url("/guide").toString(), older, mhtml(server.url("/guide"), "Older"), &id, &err) &&
+    QVERIFY(SnapshotTable::Add(db, guide, server.url("/guide").toString(), older, mhtml(server.url("/guide"), "Older"),
+                               &id, &err) &&
             SnapshotTable::Add(db, guide, server.url("/guide").toString(), newer,
                                mhtml(server.url("/guide"), "Newest snapshot"), &id, &err));
     view.SetGame({18, 1, game, QStringLiteral("Rally")});
@@ -124,9 +127,13 @@ void tst_viewpages::snapshotsAndCheckSource()
     rightClick(notes);
     QVERIFY(!snapshot->isEnabled() && snapshot->toolTip().startsWith(QStringLiteral("Only a page imported")) &&
             !earlier->menuAction()->isVisible() && !check->isEnabled());
+    rightClick(site);
+    QVERIFY(!check->isEnabled());
     // The newest snapshot, and the one before it on its own, each with the time it was taken.
     rightClick(guide);
-    const auto when = [](const QDateTime &at) { return QLocale().toString(at.toLocalTime(), QLocale::ShortFormat); };
+    const auto when = [](const QDateTime &at) {
+        return QLocale().toString(at.toLocalTime(), QLocale::ShortFormat);
+    };
     QVERIFY(snapshot->isEnabled() && snapshot->toolTip().contains(when(newer)) && check->isEnabled());
     QVERIFY(earlier->menuAction()->isVisible() && earlier->actions().size() == 1 &&
             earlier->actions().first()->text() == when(older));
@@ -138,9 +145,9 @@ void tst_viewpages::snapshotsAndCheckSource()
     snapshot->trigger();
     QVERIFY(loaded.wait(20000) && view.SelectedTab() == ctlView::Tab::Browser);
     QTRY_VERIFY(view.WebBrowser()
-                ->findChild<QLabel *>(QStringLiteral("lblStatus"))
-                ->text()
-                .startsWith(QStringLiteral("Snapshot of ") + server.url("/guide").toString()));
+                    ->findChild<QLabel *>(QStringLiteral("lblStatus"))
+                    ->text()
+                    .startsWith(QStringLiteral("Snapshot of ") + server.url("/guide").toString()));
     view.SelectTab(ctlView::Tab::Files);
 
     // A changed page: Update makes its text the file's, in the list's text and the open window too, and
