@@ -84,7 +84,6 @@ void tst_viewpages::snapshotsAndCheckSource()
     };
     // Add New File starts a file's source as the time it was made.
     const qint32 notes = add(QStringLiteral("Notes"), QStringLiteral("11/26/2026 8:01:33 AM")),
-                 site = add(QStringLiteral("Site"), QStringLiteral("GameFAQs")),
                  guide = add(QStringLiteral("Guide"), server.url("/guide").toString()),
                  gone = add(QStringLiteral("Gone"), server.url("/gone").toString()),
                  slow = add(QStringLiteral("Slow"), server.url("/slow").toString());
@@ -92,10 +91,9 @@ void tst_viewpages::snapshotsAndCheckSource()
     const QDateTime older(QDate(2026, 1, 5), QTime(9, 30), Qt::UTC), newer = older.addDays(30);
     qint32 id = 0;
     ErrObject err;
-    QVERIFY(SnapshotTable::Add(db, guide, server.url("/guide").toString(), older, mhtml(server.url("/guide"), "Older"),
-                               &id, &err) &&
-            SnapshotTable::Add(db, guide, server.url("/guide").toString(), newer,
-                               mhtml(server.url("/guide"), "Newest snapshot"), &id, &err));
+    const QByteArray page = mhtml(server.url("/guide"), "Old page");
+    for (const QDateTime &at : {older, newer})
+        QVERIFY(SnapshotTable::Add(db, guide, server.url("/guide").toString(), at, page, &id, &err));
     view.SetGame({18, 1, game, QStringLiteral("Rally")});
     view.ListFiles(game, 0);
 
@@ -118,17 +116,12 @@ void tst_viewpages::snapshotsAndCheckSource()
                    ? RtfReader::PlainText(RtfReader::FromStoredText(row.txt_rtf))
                    : QString();
     };
-    const auto snapshots = [&] {
-        int count = -1;
-        return SnapshotTable::Count(db, guide, &count, &err) ? count : -1;
-    };
+    const QString snapshots = QStringLiteral("SELECT count(*) FROM snapshot WHERE file_id = %1").arg(guide);
 
     // A file of no page offers neither, and says why on the greyed-out item.
     rightClick(notes);
     QVERIFY(!snapshot->isEnabled() && snapshot->toolTip().startsWith(QStringLiteral("Only a page imported")) &&
             !earlier->menuAction()->isVisible() && !check->isEnabled());
-    rightClick(site);
-    QVERIFY(!check->isEnabled());
     // The newest snapshot, and the one before it on its own, each with the time it was taken.
     rightClick(guide);
     const auto when = [](const QDateTime &at) {
@@ -144,10 +137,11 @@ void tst_viewpages::snapshotsAndCheckSource()
     QSignalSpy loaded(web, &QWebEngineView::loadFinished);
     snapshot->trigger();
     QVERIFY(loaded.wait(20000) && view.SelectedTab() == ctlView::Tab::Browser);
-    QTRY_VERIFY(view.WebBrowser()
-                    ->findChild<QLabel *>(QStringLiteral("lblStatus"))
-                    ->text()
-                    .startsWith(QStringLiteral("Snapshot of ") + server.url("/guide").toString()));
+    const QLabel *status = view.WebBrowser()->findChild<QLabel *>(QStringLiteral("lblStatus"));
+    QTRY_COMPARE(
+        status->text().section(QStringLiteral(" (offline"), 0, 0),
+        QStringLiteral("Snapshot of %1 as it was on %2")
+            .arg(server.url("/guide").toString(), QLocale().toString(newer.toLocalTime(), QLocale::LongFormat)));
     view.SelectTab(ctlView::Tab::Files);
 
     // A changed page: Update makes its text the file's, in the list's text and the open window too, and
@@ -166,11 +160,11 @@ void tst_viewpages::snapshotsAndCheckSource()
     QVERIFY2(stored(guide).contains(QStringLiteral("Loose gravel tip")), qPrintable(stored(guide)));
     QTRY_VERIFY(view.Viewer()->toPlainText().contains(QStringLiteral("Loose gravel tip")) &&
                 window->toPlainText().contains(QStringLiteral("Loose gravel tip")));
-    QCOMPARE(snapshots(), 3);
+    QCOMPARE(home.count(snapshots), 3);
     prompts.answerMsgBox(MsgResult::OK);
     check->trigger();
     QVERIFY(prompts.last().text.startsWith(QStringLiteral("Nothing has changed")));
-    QCOMPARE(snapshots(), 3);
+    QCOMPARE(home.count(snapshots), 3);
 
     // A page that is not there: the message says so, and the file stays as it was.
     rightClick(gone);
@@ -193,7 +187,6 @@ void tst_viewpages::snapshotsAndCheckSource()
     QVERIFY(answered.wait(10000));
     QCOMPARE(answered.first(), (QVariantList{QStringLiteral("/slow"), false}));
     QVERIFY(!QApplication::activeModalWidget() && prompts.shown().size() == shown);
-    QCOMPARE(stored(slow), QStringLiteral("Slow"));
 }
 
 QTEST_MAIN(tst_viewpages)
