@@ -78,6 +78,7 @@ private Q_SLOTS:
     void selection();
     void pagesThatDoNotLoad();
     void hostilePage();
+    void pageThatSettlesLate();
 
 private:
     LocalWebServer m_server;
@@ -89,6 +90,9 @@ void tst_pagecapture::initTestCase()
     m_server.addPage(QStringLiteral("/guides/map.png"), fixture(QStringLiteral("map.png")), "image/png");
     m_server.addPage(QStringLiteral("/cafe.html"), fixture(QStringLiteral("cp1252.html")), "text/html");
     m_server.addPage(QStringLiteral("/codes.html"), fixture(QStringLiteral("hostile.html")));
+    m_server.addPage(QStringLiteral("/late/notes.html"), fixture(QStringLiteral("late.html")));
+    for (const char *picture : {"/late/canyon.png", "/late/harbour.png"})
+        m_server.addPage(QLatin1String(picture), fixture(QStringLiteral("map.png")), "image/png");
     m_server.addPage(QStringLiteral("/short.html"), "<html><head><title>Tiny</title></head><body><p>Hello "
                                                     "there.</p><p hidden>Gone</p></body></html>");
 }
@@ -212,6 +216,26 @@ void tst_pagecapture::hostilePage()
              {"Hostile", "root:", "<script", "<iframe", "javascript:", "onerror", "onclick", "onmouseover", "onload"})
             QVERIFY2(!html.contains(QLatin1String(gone), Qt::CaseInsensitive), gone);
         QVERIFY(!taken.page.mhtml.contains("root:x:0"));
+    }
+}
+
+// A page that builds its text after it has loaded and keeps its pictures until they are scrolled to:
+// taken once the text is there, with both pictures in the article and the snapshot.
+void tst_pagecapture::pageThatSettlesLate()
+{
+    PageLoader loader;
+    for (const PagePart part : {PagePart::Article, PagePart::WholePage}) {
+        const Taken taken = load(loader, m_server.url(QStringLiteral("/late/notes.html")), part);
+        QCOMPARE(std::tuple(taken.err.Number, taken.page.part), std::tuple(0, part));
+        const QString &html = taken.page.html;
+        QVERIFY2(html.contains(QLatin1String("Fixed the lap counter skipping lap 12")), qPrintable(html.left(300)));
+        QVERIFY(!html.contains(QLatin1String("Loading")));
+        QVERIFY2(html.contains(QLatin1String("Page state: visible.")), "the page thinks it is hidden");
+        for (const char *name : {"/late/canyon.png", "/late/harbour.png"}) {
+            const QByteArray address = m_server.url(QLatin1String(name)).toEncoded();
+            QVERIFY2(html.contains(QStringLiteral("src=\"%1\"").arg(QLatin1String(address))), name);
+            QVERIFY2(taken.page.mhtml.contains(QByteArray(QByteArray("Content-Location: ") + address)), name);
+        }
     }
 }
 

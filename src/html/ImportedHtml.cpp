@@ -1,5 +1,7 @@
 #include "ImportedHtml.h"
 
+#include <algorithm>
+
 #include "HtmlNesting.h"
 
 #include <QTextBlock>
@@ -12,6 +14,22 @@ ImportedHtml::ImportedHtml(const QString &html, const QUrl &page, QObject *paren
     setHtml(HtmlNesting::Capped(html, HtmlNesting::MaxDepth, HtmlNesting::Scripts::Drop));
     filterLinks(page);
 }
+
+namespace {
+
+// An absolute address already written as browsers write one (a page's script world hands them over so):
+// printable ASCII without blanks or quotes. It is kept letter for letter, since QUrl would escape
+// characters that browsers leave alone ("|", "^", "{") and give an address the page never had.
+bool writtenWhole(const QString &href)
+{
+    if (QUrl(href).isRelative())
+        return false;
+    return std::all_of(href.cbegin(), href.cend(), [](QChar c) {
+        return c.unicode() > 0x20 && c.unicode() < 0x7f && c != u'"' && c != u'<' && c != u'>' && c != u'\\';
+    });
+}
+
+} // namespace
 
 QUrl ImportedHtml::KeptLink(const QString &href, const QUrl &page)
 {
@@ -45,7 +63,7 @@ void ImportedHtml::filterLinks(const QUrl &page)
                 continue;
             const QUrl kept = KeptLink(href, page);
             if (kept.isValid()) {
-                const QString address = kept.toString(QUrl::FullyEncoded);
+                const QString address = writtenWhole(href) ? href : kept.toString(QUrl::FullyEncoded);
                 if (address == href)
                     continue;
                 format.setAnchorHref(address);

@@ -52,6 +52,17 @@ QString captureScript(PagePart part)
     return script;
 }
 
+const QString &settleScript()
+{
+    static const QString script = [] {
+        initCaptureResources();
+        return resourceText(QStringLiteral(":/webpage/PageSettle.js"));
+    }();
+    return script;
+}
+
+constexpr int settlePollMs = 150;
+
 QString escaped(const QString &text)
 {
     return text.toHtmlEscaped();
@@ -72,6 +83,49 @@ public:
 
     void start()
     {
+        // A selection is what the reader sees now; anything else waits for the page to settle.
+        if (m_part == PagePart::Selection) {
+            take();
+            return;
+        }
+        QTimer::singleShot(PageCapture::SettleTimeoutMs, this, [this] {
+            if (!m_settled)
+                settled();
+        });
+        askSettled();
+    }
+
+private:
+    void askSettled()
+    {
+        QPointer<CaptureJob> self(this);
+        m_page->runJavaScript(settleScript(), QWebEngineScript::ApplicationWorld, [self](const QVariant &value) {
+            if (!self || self->m_settled)
+                return;
+            if (value.toBool())
+                self->settled();
+            else
+                QTimer::singleShot(settlePollMs, self, [self] {
+                    if (self && !self->m_settled && self->m_page)
+                        self->askSettled();
+                });
+        });
+    }
+
+    void settled()
+    {
+        m_settled = true;
+        take();
+    }
+
+    void take()
+    {
+        if (!m_page) {
+            m_answered = m_saved = true;
+            fail(QStringLiteral("The page was closed."));
+            finishIfDone();
+            return;
+        }
         QPointer<CaptureJob> self(this);
         QTimer::singleShot(PageCapture::AnswerTimeoutMs, this, [this] {
             if (!m_answered)
@@ -84,7 +138,6 @@ public:
         startSnapshot();
     }
 
-private:
     void answer(const QVariant &value, bool timedOut)
     {
         m_answered = true;
@@ -96,14 +149,14 @@ private:
         } else if (!taken.contains(QStringLiteral("html"))) {
             fail(QStringLiteral("The page could not be read."));
         } else {
-            take(taken);
+            keep(taken);
         }
         finishIfDone();
     }
 
     void fail(const QString &why) { m_err = {ErrNumber::PageNoAnswer, why}; }
 
-    void take(const QVariantMap &taken)
+    void keep(const QVariantMap &taken)
     {
         const QString kind = taken.value(QStringLiteral("part")).toString();
         const QString address = taken.value(QStringLiteral("address")).toString();
@@ -208,6 +261,7 @@ private:
     QTemporaryDir m_folder;
     QString m_path;
     QPointer<QWebEngineDownloadRequest> m_request;
+    bool m_settled = false;
     bool m_answered = false;
     bool m_saved = false;
     bool m_finished = false;

@@ -104,4 +104,7 @@ void PageLoader::Load(const QUrl &address, PagePart part, PageCapture::Done done
     });
     timer->start(timeoutMs);
     page->load(address);
+    // Shown as far as the page can tell (which takes a page being loaded): a hidden page's timers are
+    // held back to once a second, and a page that builds its text from a timer would be taken before.
+    page->setVisible(true);
 }
