@@ -39,6 +39,21 @@ QString capturedText(const QDateTime &captured)
     return QLocale().toString(captured.toLocalTime(), QLocale::ShortFormat);
 }
 
+// The page a file's source names, or none. Only a source written as an address counts (http, https,
+// "www." as users type it, or a file URL): QUrl::fromUserInput makes an address of nearly anything, and
+// a source is often a site's name or, for a file made with Add New File, the time it was made, which
+// would send the check to http://gamefaqs or http://0.0.0.11/26/2026.
+QUrl pageAddress(const QString &source)
+{
+    const QString text = source.trimmed();
+    const QString lower = text.toLower();
+    if (!lower.startsWith(QLatin1String("http://")) && !lower.startsWith(QLatin1String("https://")) &&
+        !lower.startsWith(QLatin1String("file://")) && !lower.startsWith(QLatin1String("www.")))
+        return {};
+    const QUrl address = QUrl::fromUserInput(text);
+    return address.isValid() && (address.isLocalFile() || !address.host().isEmpty()) ? address : QUrl();
+}
+
 } // namespace
 
 void ctlView::buildPageMenus()
@@ -80,11 +95,7 @@ void ctlView::offerPages(qint32 fileId, const QString &source)
     }
     mnuFileSnapshots->menuAction()->setVisible(snapshots.size() > 1);
 
-    const QUrl address = QUrl::fromUserInput(source.trimmed());
-    const QString scheme = address.scheme();
-    const bool page =
-        !source.trimmed().isEmpty() && address.isValid() &&
-        (scheme == QLatin1String("http") || scheme == QLatin1String("https") || scheme == QLatin1String("file"));
+    const bool page = !pageAddress(source).isEmpty();
     mnuFileCheckSource->setEnabled(page);
     mnuFileCheckSource->setToolTip(page ? QStringLiteral("Load the page again and show what changed on it")
                                         : QStringLiteral("Only a file taken from a web page can be checked against "
@@ -104,7 +115,14 @@ void ctlView::mnuFileCheckSource_Click()
                          reader.Source(),
                          reader.Desc(),
                          reader.TextRTF()};
-    const QUrl address = QUrl::fromUserInput(stored.src.trimmed());
+    const QUrl address = pageAddress(stored.src);
+    if (address.isEmpty()) {
+        MsgBox(QStringLiteral("The source of \u201C%1\u201D was changed elsewhere meanwhile and is no longer a web "
+                              "page's address.")
+                   .arg(ShortDesc(stored.desc)),
+               MsgButtons::OK, MsgIcon::Exclamation, procedure);
+        return;
+    }
 
     // The page loads in the background while a window says so and offers to stop.
     struct Outcome
@@ -116,6 +134,7 @@ void ctlView::mnuFileCheckSource_Click()
     auto outcome = std::make_shared<Outcome>();
     QProgressDialog progress(QStringLiteral("Loading %1...").arg(address.toDisplayString()), QStringLiteral("Cancel"),
                              0, 0, window());
+    progress.setObjectName(QStringLiteral("dlgLoadingPage"));
     progress.setWindowTitle(procedure);
     progress.setWindowModality(Qt::WindowModal);
     progress.setMinimumDuration(0);

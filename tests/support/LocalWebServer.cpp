@@ -1,6 +1,8 @@
 #include "LocalWebServer.h"
 
+#include <QPointer>
 #include <QTcpSocket>
+#include <QTimer>
 
 LocalWebServer::LocalWebServer()
 {
@@ -36,6 +38,20 @@ void LocalWebServer::answer(QTcpSocket *socket)
     const QString path = line.size() > 1 ? QString::fromLatin1(line.at(1)) : QString();
     if (!path.isEmpty())
         m_requests << path;
+    if (m_delays.contains(path)) {
+        QTimer::singleShot(m_delays.value(path), this, [this, path, socket = QPointer<QTcpSocket>(socket)] {
+            const bool open = socket && socket->state() == QAbstractSocket::ConnectedState;
+            if (open)
+                send(socket, path);
+            Q_EMIT delayedAnswer(path, open);
+        });
+        return;
+    }
+    send(socket, path);
+}
+
+void LocalWebServer::send(QTcpSocket *socket, const QString &path)
+{
     const bool found = m_pages.contains(path);
     const QByteArray body = found ? m_pages.value(path) : QByteArrayLiteral("<html><body>Not found</body></html>");
     socket->write(QByteArrayLiteral("HTTP/1.1 ") + (found ? "200 OK" : "404 Not Found") +

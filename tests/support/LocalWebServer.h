@@ -17,14 +17,22 @@ public:
 
     void addPage(const QString &path, const QByteArray &body,
                  const QByteArray &type = QByteArrayLiteral("text/html; charset=utf-8"));
+    // Answers `path` only `delayMs` after it was asked for, as a slow server would.
+    void delayPage(const QString &path, int delayMs) { m_delays.insert(path, delayMs); }
     QUrl url(const QString &path) const;
     // The paths asked for so far, in order.
     QStringList requests() const { return m_requests; }
 
+Q_SIGNALS:
+    // A delayed answer's time came: `delivered` is false when the client had closed the connection.
+    void delayedAnswer(const QString &path, bool delivered);
+
 private:
     void answer(QTcpSocket *socket);
+    void send(QTcpSocket *socket, const QString &path);
 
     QHash<QString, QByteArray> m_pages;
     QHash<QString, QByteArray> m_types;
+    QHash<QString, int> m_delays;
     QStringList m_requests;
 };
