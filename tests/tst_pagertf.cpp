@@ -172,10 +172,11 @@ private Q_SLOTS:
         QVERIFY(back.links.contains(QStringLiteral("mailto:ada@example.org")));
         // Addresses as the browser wrote them, not as QUrl would escape them; those that are not
         // whole yet are completed and escaped.
-        const ReadBack linked(PageRtf(QStringLiteral("<a href=\"https://wiki.example/w/index.php?title=A|B^&amp;q={x}\">"
-                                                     "raw</a> <a href=\"../maps/sky temple.html\">map</a>"),
-                                      pageAddress, {})
-                                  .rtf);
+        const ReadBack linked(
+            PageRtf(QStringLiteral("<a href=\"https://wiki.example/w/index.php?title=A|B^&amp;q={x}\">"
+                                   "raw</a> <a href=\"../maps/sky temple.html\">map</a>"),
+                    pageAddress, {})
+                .rtf);
         QCOMPARE(linked.links, QStringList({QStringLiteral("https://wiki.example/w/index.php?title=A|B^&q={x}"),
                                             QStringLiteral("https://games.example.com/maps/sky%20temple.html")}));
         QVERIFY(IsFixedPitchFormat(back.formatOf(QStringLiteral("LEVER"))));

@@ -173,10 +173,9 @@ void tst_rtfreader::plainTextFormatsParagraphsTablesAndLinks()
     const QTextBlock title = paragraphs.begin();
     const QTextBlockFormat centred = title.blockFormat();
     // Its hanging first line tabs to where the other lines start.
-    QCOMPARE(
-        std::tuple(title.text(), centred.alignment(), centred.leftMargin(), centred.textIndent(), centred.topMargin(),
-                   centred.tabPositions().value(0).position),
-        std::tuple(QStringLiteral("Title"), Qt::Alignment(Qt::AlignHCenter), 36.0, -18.0, 6.0, 36.0));
+    QCOMPARE(std::tuple(title.text(), centred.alignment(), centred.leftMargin(), centred.textIndent(),
+                        centred.topMargin(), centred.tabPositions().value(0).position),
+             std::tuple(QStringLiteral("Title"), Qt::Alignment(Qt::AlignHCenter), 36.0, -18.0, 6.0, 36.0));
     QCOMPARE(title.next().blockFormat().alignment(), Qt::AlignLeft);
     QCOMPARE(std::pair(title.next().next().text(), title.next().next().blockFormat().pageBreakPolicy()),
              std::pair(QStringLiteral("After"), QTextFormat::PageBreakFlags(QTextFormat::PageBreak_AlwaysBefore)));

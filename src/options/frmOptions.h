@@ -8,8 +8,8 @@ class QLineEdit;
 class QPushButton;
 class QRadioButton;
 
-// "Options": the browser's start page and whether imported pages keep their pictures, whether the window's layout is remembered, and how the file
-// list shows its files. Everything is read when the dialog opens and written by OK alone.
+// "Options": the browser's start page and whether imported pages keep their pictures, whether the window's layout is
+// remembered, and how the file list shows its files. Everything is read when the dialog opens and written by OK alone.
 class frmOptions final : public QDialog
 {
     Q_OBJECT
