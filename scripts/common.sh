@@ -9,7 +9,7 @@ LOREKEEP_PACKAGES=(
   cmake ninja-build g++ pkg-config
   qt6-base-dev qt6-base-dev-tools libqt6sql6-sqlite libqt6sql6-psql libgl-dev
   qt6-webengine-dev qt6-pdf-dev
-  libuchardet-dev libsqlite3-dev
+  libuchardet-dev libsqlite3-dev libzstd-dev
   fonts-dejavu-core
 )
 

@@ -35,11 +35,21 @@ void damage(const QString &path, qint64 offset, qint64 length)
     QCOMPARE(file.write(QByteArray(int(length), '\xA5')), length);
 }
 
+// Spoils a backup: its pages when plain, its compressed stream when not.
+void spoil(const QString &path)
+{
+    if (!path.endsWith(QLatin1String(".zst")))
+        return damage(path, 4096, QFileInfo(path).size() - 4096);
+    QFile file(path);
+    QVERIFY(file.resize(file.size() / 2));
+}
+
 // Renames a backup as if it had been made at `made`.
 QString backdate(const QString &backup, const QDateTime &made, const QString &note = {})
 {
-    const QString path =
-        QFileInfo(backup).dir().filePath(StoreBackup::FileName(QStringLiteral("lorekeep"), made, note));
+    const QString path = QFileInfo(backup).dir().filePath(
+        StoreBackup::FileName(QStringLiteral("lorekeep"), made, note) +
+        (backup.endsWith(QLatin1String(".zst")) ? QStringLiteral(".zst") : QString()));
     if (!QFile::rename(backup, path))
         QTest::qFail("could not rename the backup", __FILE__, __LINE__);
     return path;
@@ -72,6 +82,16 @@ void restoreInWindow(const QDateTime &made, int *marked)
         QTest::mouseClick(dialog->cmdRestore, Qt::LeftButton);
     });
     poll->start(10);
+}
+
+// A plain backup as older versions made them.
+QString plainBackup(const QSqlDatabase &db, const QString &folder, const QDateTime &made)
+{
+    const QString path = QDir(folder).filePath(StoreBackup::FileName(QStringLiteral("lorekeep"), made, {}));
+    QSqlQuery vacuum(db);
+    if (!QDir().mkpath(folder) || !vacuum.exec(QStringLiteral("VACUUM INTO '%1'").arg(path)))
+        QTest::qFail("could not make a plain backup", __FILE__, __LINE__);
+    return path;
 }
 
 int gamesIn(const QString &path)
@@ -130,14 +150,16 @@ void tst_backup::backupsMadeAndRestored()
                  qPrintable(err.Description));
         QVERIFY(reports > 0 && write.exec(QStringLiteral("COMMIT")));
 
-        // One self-contained file in the rollback-journal format; not up to date, as the commit came after it.
+        // One compressed file, far smaller than the store, with nothing beside it; not up to date, as
+        // the commit came after it.
         BackupContents contents;
         QVERIFY(StoreBackup::Inspect(made, &contents, &err));
         const QVector<BackupInfo> listed = StoreBackup::List(folder, QStringLiteral("lorekeep"));
-        QCOMPARE(std::tuple(contents.Games, contents.Files, readFile(made).at(18),
-                            QFileInfo::exists(made + QStringLiteral("-wal")), listed.size(), listed.value(0).Path,
+        QCOMPARE(std::tuple(contents.Games, contents.Files, made.endsWith(QLatin1String(".lkb.zst")),
+                            QFileInfo(made).size() * 20 < QFileInfo(home.storePath()).size(),
+                            QDir(folder).entryList(QDir::Files).size(), listed.size(), listed.value(0).Path,
                             BackupJob::UpToDate(home.storePath())),
-                 std::tuple(qint64(1), qint64(1), '\x01', false, qsizetype(1), made, false));
+                 std::tuple(qint64(1), qint64(1), true, true, qsizetype(1), qsizetype(1), made, false));
     }
     QSqlDatabase::removeDatabase(QStringLiteral("writer"));
 
@@ -162,18 +184,37 @@ void tst_backup::backupsMadeAndRestored()
                         home.count(QStringLiteral("SELECT count(*) FROM file"))),
              std::tuple(1, 2, 1)); // Zelda, and the game committed during the first backup
 
-    // A damaged backup is refused and the store is not touched.
+    // A plain backup of an older version is listed beside the compressed ones and restores as well;
+    // reading a compressed one leaves no unpacked copy behind.
+    const QString plain = plainBackup(home.db(), folder, QDateTime::currentDateTime().addDays(-1));
+    home.addGame(1, 1, QStringLiteral("Quake"));
+    QVERIFY2(StoreBackup::Restore(plain, home.storePath(), &err), qPrintable(err.Description));
+    QCOMPARE(std::tuple(home.count(QStringLiteral("SELECT count(*) FROM game")), StoreBackup::List(folder).size(),
+                        StoreBackup::List(folder).constLast().Path,
+                        QDir(folder).entryList({QStringLiteral("*.part")}, QDir::Files).size()),
+             std::tuple(2, qsizetype(3), plain, qsizetype(0)));
+
+    // A damaged backup is refused and the store is not touched: a plain one with broken pages, a
+    // compressed one cut short or not compressed by us at all.
     QString broken;
     QVERIFY(StoreBackup::Make(home.storePath(), folder, QStringLiteral("manual"), &broken, &err));
-    damage(broken, 4096, QFileInfo(broken).size() - 4096);
+    const QString foreign = broken.chopped(8) + QStringLiteral(" (2).lkb.zst");
+    writeFile(foreign, QByteArray(8192, 'x'));
+    spoil(plain);
+    spoil(broken);
     QStringList problems;
-    QVERIFY(!StoreBackup::Check(broken, &problems, &err) && !problems.isEmpty());
+    QVERIFY(!StoreBackup::Check(plain, &problems, &err) && !problems.isEmpty());
     QCOMPARE(err.Number, ErrNumber::StoreDamaged);
     home.store().Close();
     const QByteArray before = readFile(home.storePath());
-    QVERIFY(!StoreBackup::Restore(broken, home.storePath(), &err));
-    QVERIFY(err.Description.startsWith(QStringLiteral("The backup cannot be restored.")) &&
-            readFile(home.storePath()) == before);
+    for (const QString &bad : {plain, broken, foreign}) {
+        QVERIFY(!StoreBackup::Restore(bad, home.storePath(), &err));
+        QVERIFY2(err.Description.startsWith(QStringLiteral("The backup cannot be restored.")) &&
+                     (bad == plain || err.Description.contains(QStringLiteral("is damaged"))) &&
+                     readFile(home.storePath()) == before,
+                 qPrintable(err.Description));
+    }
+    QVERIFY(!StoreBackup::Check(broken, &problems, &err) && err.Description.contains(QStringLiteral("part-way")));
 
     // A folder that cannot be made is said so, not taken for success.
     writeFile(home.file(QStringLiteral("blocker")), {});
@@ -188,8 +229,10 @@ void tst_backup::rotationAndLeftovers()
     const QDateTime base(QDate(2026, 3, 1), QTime(9, 0));
     QStringList names{StoreBackup::FileName(QStringLiteral("lorekeep"), base.addDays(-9), QStringLiteral("damaged")),
                       StoreBackup::FileName(QStringLiteral("my games"), base, QString()), QStringLiteral("notes.lkb")};
+    // Compressed and plain backups rotate together.
     for (int day = 0; day < 6; ++day)
-        names << StoreBackup::FileName(QStringLiteral("lorekeep"), base.addDays(day), QString());
+        names << StoreBackup::FileName(QStringLiteral("lorekeep"), base.addDays(day), QString()) +
+                     QLatin1String(day % 2 ? ".zst" : "");
     for (const QString &name : names)
         writeFile(dir.filePath(name), {});
 
@@ -215,7 +258,8 @@ void tst_backup::rotationAndLeftovers()
     const QString damaged = StoreBackup::FileName(QStringLiteral("lorekeep"), QDateTime::currentDateTime(),
                                                   QString(BackupInfo::DamagedNote));
     for (const QString &name :
-         QStringList{cut + ".part", cut + ".part-journal", cut + ".part-wal", damaged + "-wal.part"})
+         QStringList{cut + ".part", cut + ".part-journal", cut + ".part-wal", damaged + "-wal.part", cut + ".zst.part",
+                     cut + ".zst.read-0a1b2c3d.part"})
         QVERIFY(QFile::copy(made, folder.filePath(name)));
     for (const char *mine : {"notes.part", "lorekeep.lkb.part"})
         writeFile(folder.filePath(QLatin1String(mine)), "mine");
@@ -314,7 +358,7 @@ void tst_backup::backupsToOfferAndRepeat()
     make(today.addSecs(10), QStringLiteral("before restore"));
     make(today.addSecs(20), QStringLiteral("damaged"));
     make(today.addSecs(30), QStringLiteral("manual"));
-    damage(made, 4096, QFileInfo(made).size() - 4096);
+    spoil(made);
 
     // Newest first within a kind, the library as kept before copies of one being replaced, and
     // a backup that fails the check skipped.
@@ -361,11 +405,10 @@ void tst_backup::damagedStoreAfterRestores()
     TestHome home;
     const QString folder = StoreBackup::Folder(home.path());
     // Yesterday's backup of a library still empty; today it has two games.
-    QString empty;
+    // Yesterday's is a plain one, as older versions made them; the window lists and restores both kinds.
     ErrObject err;
-    QVERIFY(StoreBackup::Make(home.storePath(), folder, QString(), &empty, &err));
     const QDateTime yesterday = QDateTime::currentDateTime().addDays(-1);
-    backdate(empty, yesterday);
+    plainBackup(home.db(), folder, yesterday);
     home.addFile(home.addGame(5, 1, QStringLiteral("Zelda")), 1, QStringLiteral("Walkthrough"));
     home.addGame(1, 1, QStringLiteral("Doom"));
     home.store().Close();

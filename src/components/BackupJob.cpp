@@ -179,8 +179,10 @@ BackgroundWork::Outcome BackupJob::Make(QWidget *window, const QString &storePat
             return StoreBackup::Make(storePath, folder, note, made, err, reportAs(report, Copying));
         },
         [](const BackgroundWork::Step &step) {
-            return bar(step.stage == Comparing ? QStringLiteral("Comparing the library with its newest backup...")
-                                               : QStringLiteral("Backing up the library..."),
+            // The second half of a backup's bar is its compression.
+            return bar(step.stage == Comparing           ? QStringLiteral("Comparing the library with its newest backup...")
+                       : step.done * 2 < step.total ? QStringLiteral("Backing up the library...")
+                                                    : QStringLiteral("Compressing the backup..."),
                        step);
         },
         error);

@@ -1,5 +1,6 @@
 #include "StoreBackup.h"
 
+#include "CompressedBackup.h"
 #include "FindIndex.h"
 #include "modADO.h"
 #include "store/Schema.h"
@@ -162,14 +163,66 @@ bool copyFile(const QString &source, const QString &target, ErrObject *err)
 
 // The first name in `folder` for a backup that is not taken: a second backup in the same second
 // gets " (2)".
-QString freePath(const QString &folder, const QString &storeName, const QDateTime &made, const QString &note)
+QString freePath(const QString &folder, const QString &storeName, const QDateTime &made, const QString &note,
+                 const QString &suffix = {})
 {
     const QDir dir(folder);
-    QString name = StoreBackup::FileName(storeName, made, note);
+    const QString base = StoreBackup::FileName(storeName, made, note).chopped(4);
+    QString name = base + QStringLiteral(".lkb") + suffix;
     for (int n = 2; QFileInfo::exists(dir.filePath(name)); ++n)
-        name = StoreBackup::FileName(storeName, made, note).chopped(4) + QStringLiteral(" (%1).lkb").arg(n);
+        name = base + QStringLiteral(" (%1).lkb").arg(n) + suffix;
     return dir.filePath(name);
 }
+
+// A backup made readable: a plain one is read where it is, a compressed one is unpacked beside it
+// for as long as this lives.
+class Readable final
+{
+public:
+    Readable() = default;
+    ~Readable()
+    {
+        if (!m_temporary.isEmpty())
+            QFile::remove(m_temporary);
+    }
+    Q_DISABLE_COPY_MOVE(Readable)
+
+    bool open(const QString &backup, const StoreBackup::Progress &progress, ErrObject *err)
+    {
+        m_backup = backup;
+        if (!CompressedBackup::IsCompressed(backup)) {
+            m_path = backup;
+            return true;
+        }
+        const QString temporary =
+            backup + QStringLiteral(".read-%1.part").arg(QUuid::createUuid().toString(QUuid::Id128).left(8));
+        bool stopped = false;
+        // Unpacking has no count the caller's bar could use for its own stage; it shows as busy.
+        const CompressedBackup::Progress busy = [&progress](qint64 done, qint64) {
+            return !progress || progress(done, 0);
+        };
+        if (!CompressedBackup::Expand(backup, temporary, busy, &stopped, err)) {
+            if (stopped)
+                *err = {StoreBackup::Cancelled, QStringLiteral("Cancel was selected.")};
+            return false;
+        }
+        m_temporary = temporary;
+        m_path = temporary;
+        return true;
+    }
+    const QString &path() const { return m_path; }
+    // A message about the unpacked copy names the backup the user knows.
+    void rename(ErrObject *err) const
+    {
+        if (!m_temporary.isEmpty())
+            err->Description.replace(m_temporary, m_backup);
+    }
+
+private:
+    QString m_backup;
+    QString m_path;
+    QString m_temporary;
+};
 
 bool makeFolder(const QString &folder, ErrObject *err)
 {
@@ -290,10 +343,21 @@ bool StoreBackup::Make(const QString &storePath, const QString &folder, const QS
 {
     if (!makeFolder(folder, err))
         return false;
-    const QString target = freePath(folder, modADO::NameFromPath(storePath), QDateTime::currentDateTime(), note);
-    const QString part = target + QStringLiteral(".part");
+    const QString target = freePath(folder, modADO::NameFromPath(storePath), QDateTime::currentDateTime(), note,
+                                    CompressedBackup::Suffix);
+    // The plain copy, then the compressed file, each under a name that says it is not finished.
+    const QString part = target.chopped(CompressedBackup::Suffix.size()) + QStringLiteral(".part");
+    const QString packed = target + QStringLiteral(".part");
     QFile::remove(part);
     bool stopped = false;
+    CompressedBackup::Header counts;
+    // Copying the pages is the first half of the bar, compressing them the second.
+    const Progress copying = [&progress](qint64 done, qint64 total) {
+        return !progress || progress(total > 0 ? 500 * done / total : 0, 1000);
+    };
+    const CompressedBackup::Progress compressing = [&progress](qint64 done, qint64 total) {
+        return !progress || progress(500 + (total > 0 ? 500 * done / total : 500), 1000);
+    };
     {
         Link source(storePath, "ro");
         Link copy(part, "rwc");
@@ -307,7 +371,7 @@ bool StoreBackup::Make(const QString &storePath, const QString &folder, const QS
             return false;
         }
         hold.finish();
-        const int rc = copyPages(copy.handle(), source.handle(), progress, &stopped);
+        const int rc = copyPages(copy.handle(), source.handle(), copying, &stopped);
         hold.exec(QStringLiteral("COMMIT"));
         if (rc != SQLITE_DONE && !stopped) {
             *err = copy.error(rc);
@@ -317,7 +381,15 @@ bool StoreBackup::Make(const QString &storePath, const QString &folder, const QS
         QSqlQuery mode(copy.db());
         if (rc == SQLITE_DONE && !mode.exec(QStringLiteral("PRAGMA journal_mode = DELETE")))
             *err = StoreError::fromSql(mode.lastError(), part);
+        mode.finish();
+        BackupContents held;
+        if (rc == SQLITE_DONE && !err->isError() && Count(copy.db(), &held, err)) {
+            counts.Games = held.Games;
+            counts.Files = held.Files;
+        }
     }
+    if (!stopped && !err->isError())
+        CompressedBackup::Compress(part, packed, counts, compressing, &stopped, err);
     if (stopped)
         *err = cancelled();
     if (stopped || err->isError()) {
@@ -325,8 +397,9 @@ bool StoreBackup::Make(const QString &storePath, const QString &folder, const QS
         QFile::remove(part + QStringLiteral("-journal"));
         return false;
     }
-    if (!replaceFile(part, target, err)) {
-        QFile::remove(part);
+    QFile::remove(part);
+    if (!replaceFile(packed, target, err)) {
+        QFile::remove(packed);
         return false;
     }
     if (made)
@@ -356,9 +429,9 @@ bool StoreBackup::KeepDamaged(const QString &storePath, const QString &folder, Q
 QVector<BackupInfo> StoreBackup::List(const QString &folder, const QString &storeName)
 {
     static const QRegularExpression pattern(
-        QStringLiteral("^(.+) (\\d{4}-\\d\\d-\\d\\d \\d\\d-\\d\\d-\\d\\d)(?: (.*?))?(?: \\(\\d+\\))?\\.lkb$"));
+        QStringLiteral("^(.+) (\\d{4}-\\d\\d-\\d\\d \\d\\d-\\d\\d-\\d\\d)(?: (.*?))?(?: \\(\\d+\\))?\\.lkb(?:\\.zst)?$"));
     QVector<BackupInfo> backups;
-    const QFileInfoList files = QDir(folder).entryInfoList({QStringLiteral("*.lkb")}, QDir::Files);
+    const QFileInfoList files = QDir(folder).entryInfoList({QStringLiteral("*.lkb"), QStringLiteral("*.lkb") + CompressedBackup::Suffix}, QDir::Files);
     for (const QFileInfo &file : files) {
         const QRegularExpressionMatch match = pattern.match(file.fileName());
         if (!match.hasMatch() || (!storeName.isEmpty() && match.captured(1) != storeName))
@@ -399,9 +472,11 @@ void StoreBackup::Rotate(const QString &folder, const QString &storeName, int ke
 
 QStringList StoreBackup::RemoveLeftovers(const QString &folder)
 {
-    // A backup, or the log of a damaged store's copy, written under a temporary name.
-    static const QRegularExpression pattern(QStringLiteral(
-        "^.+ \\d{4}-\\d\\d-\\d\\d \\d\\d-\\d\\d-\\d\\d.*\\.lkb(?:-wal)?\\.part(?:-journal|-wal|-shm)?$"));
+    // A backup, the log of a damaged store's copy, or a compressed backup unpacked for reading,
+    // written under a temporary name.
+    static const QRegularExpression pattern(
+        QStringLiteral("^.+ \\d{4}-\\d\\d-\\d\\d \\d\\d-\\d\\d-\\d\\d.*\\.lkb(?:\\.zst)?(?:-wal)?(?:\\.read-[0-9a-f]+)?"
+                       "\\.part(?:-journal|-wal|-shm)?$"));
     QStringList removed;
     const QStringList names = QDir(folder).entryList({QStringLiteral("*.part*")}, QDir::Files | QDir::Hidden);
     for (const QString &name : names) {
@@ -413,14 +488,26 @@ QStringList StoreBackup::RemoveLeftovers(const QString &folder)
 
 bool StoreBackup::Inspect(const QString &path, BackupContents *contents, ErrObject *err)
 {
+    if (CompressedBackup::IsCompressed(path)) {
+        // Counted when it was made; the header is all that is read.
+        CompressedBackup::Header header;
+        if (!CompressedBackup::ReadHeader(path, &header, err))
+            return false;
+        contents->Games = header.Games;
+        contents->Files = header.Files;
+        return true;
+    }
     Link link(path, "ro");
     return link.open(err) && Count(link.db(), contents, err);
 }
 
 bool StoreBackup::HoldsText(const QString &backupPath, qint32 fileId, const QString &rtf)
 {
-    Link link(backupPath, "ro");
     ErrObject err;
+    Readable readable;
+    if (!readable.open(backupPath, {}, &err))
+        return false;
+    Link link(readable.path(), "ro");
     if (!link.open(&err))
         return false;
     StoreQuery query(link.db());
@@ -444,8 +531,13 @@ bool StoreBackup::Count(const QSqlDatabase &db, BackupContents *contents, ErrObj
 bool StoreBackup::Holds(const QString &backupPath, const QString &storePath, bool *stopped, const Progress &progress)
 {
     *stopped = false;
-    const qint64 backupSize = QFileInfo(backupPath).size();
     ErrObject err;
+    // A compressed backup is compared by the size and hash of the copy it holds, without unpacking it.
+    const bool compressed = CompressedBackup::IsCompressed(backupPath);
+    CompressedBackup::Header header;
+    if (compressed && !CompressedBackup::ReadHeader(backupPath, &header, &err))
+        return false;
+    const qint64 backupSize = compressed ? header.PlainSize : QFileInfo(backupPath).size();
     Link reader(storePath, "ro");
     if (!reader.open(&err))
         return false;
@@ -474,13 +566,22 @@ bool StoreBackup::Holds(const QString &backupPath, const QString &storePath, boo
             checkpoint.value(0).toInt() != 0 || checkpoint.value(1).toLongLong() != checkpoint.value(2).toLongLong())
             return false;
     }
-    const bool same = QFileInfo(storePath).size() == backupSize && sameBytes(storePath, backupPath, progress, stopped);
+    const bool same =
+        QFileInfo(storePath).size() == backupSize &&
+        (compressed ? CompressedBackup::HashFile(storePath, progress, stopped) == header.Hash
+                    : sameBytes(storePath, backupPath, progress, stopped));
     hold.exec(QStringLiteral("COMMIT"));
     return same;
 }
 
 bool StoreBackup::Check(const QString &path, QStringList *problems, ErrObject *err, const Progress &progress)
 {
+    if (CompressedBackup::IsCompressed(path)) {
+        Readable readable;
+        const bool ok = readable.open(path, progress, err) && Check(readable.path(), problems, err, progress);
+        readable.rename(err);
+        return ok;
+    }
     Link link(path, "ro");
     if (!link.open(err) || !modADO::CheckVersion(link.db(), path, err) || !Schema::Verify(link.db(), path, err))
         return false;
@@ -531,6 +632,17 @@ bool StoreBackup::QuickCheck(const QSqlDatabase &db, ErrObject *err)
 
 bool StoreBackup::Restore(const QString &backupPath, const QString &storePath, ErrObject *err, const Progress &progress)
 {
+    if (CompressedBackup::IsCompressed(backupPath)) {
+        Readable readable;
+        if (!readable.open(backupPath, progress, err)) {
+            if (err->Number != Cancelled)
+                err->Description = QStringLiteral("The backup cannot be restored. %1").arg(err->Description);
+            return false;
+        }
+        const bool ok = Restore(readable.path(), storePath, err, progress);
+        readable.rename(err);
+        return ok;
+    }
     if (!Check(backupPath, nullptr, err, progress)) {
         if (err->Number != Cancelled)
             err->Description = QStringLiteral("The backup cannot be restored. %1").arg(err->Description);

@@ -9,7 +9,9 @@
 
 #include <functional>
 
-// One backup in the home's "Backups" folder, named "<store> YYYY-MM-DD HH-MM-SS[ note].lkb".
+// One backup in the home's "Backups" folder, named "<store> YYYY-MM-DD HH-MM-SS[ note].lkb.zst" when
+// compressed, as backups are made now, or ".lkb" when plain: older backups, copies of a damaged
+// store and of a shared library.
 struct BackupInfo
 {
     QString Path;
@@ -45,7 +47,8 @@ struct BackupContents
 };
 
 // Consistent copies of a store, made with SQLite's online backup while the program goes on using
-// it, and brought back the same way. Every function opens its own connections, so they may run on
+// it and then compressed, and brought back the same way; whatever reads a compressed backup unpacks
+// it beside itself first. Every function opens its own connections, so they may run on
 // a worker thread; none shows a message. The files of a backup appear whole or not at all.
 class StoreBackup final
 {
@@ -62,8 +65,8 @@ public:
     static QString Folder(const QString &home);
     static QString FileName(const QString &storeName, const QDateTime &made, const QString &note);
 
-    // Copies the store at `storePath` into `folder` (made when missing); `made` receives the new
-    // file's path. Other connections may read and write the store meanwhile: the copy holds the
+    // Copies the store at `storePath` into `folder` (made when missing) and compresses the copy;
+    // `made` receives the new file's path. Progress runs to 1000: the copy, then the compression. Other connections may read and write the store meanwhile: the copy holds the
     // store as it was when the backup began.
     static bool Make(const QString &storePath, const QString &folder, const QString &note, QString *made,
                      ErrObject *err, const Progress &progress = {});
