@@ -11,6 +11,7 @@ int runStartupSuite(const BenchContext &context);
 int runImportSuite(const BenchContext &context);
 int runFindSuite(const BenchContext &context);
 int runPrintSuite(const BenchContext &context);
+int runBackupSuite(const BenchContext &context);
 
 namespace {
 
@@ -46,6 +47,10 @@ const Suite suites[] = {
      "laying the 1 MB document out into A4 pages of a PDF with our page routine, against Qt's own paginator "
      "(QTextDocument::print) of the same document into the same page size",
      runPrintSuite},
+    {"backup",
+     "a backup of the store (SQLite's online copy, then compressed with zstd), against a plain byte copy of the "
+     "store's file",
+     runBackupSuite},
 };
 
 } // namespace

@@ -1,8 +1,8 @@
 #include "StoreBackup.h"
 
-#include "CompressedBackup.h"
 #include "FindIndex.h"
 #include "modADO.h"
+#include "store/CompressedBackup.h"
 #include "store/Schema.h"
 #include "store/StoreAddress.h"
 #include "store/StoreError.h"
@@ -174,55 +174,6 @@ QString freePath(const QString &folder, const QString &storeName, const QDateTim
     return dir.filePath(name);
 }
 
-// A backup made readable: a plain one is read where it is, a compressed one is unpacked beside it
-// for as long as this lives.
-class Readable final
-{
-public:
-    Readable() = default;
-    ~Readable()
-    {
-        if (!m_temporary.isEmpty())
-            QFile::remove(m_temporary);
-    }
-    Q_DISABLE_COPY_MOVE(Readable)
-
-    bool open(const QString &backup, const StoreBackup::Progress &progress, ErrObject *err)
-    {
-        m_backup = backup;
-        if (!CompressedBackup::IsCompressed(backup)) {
-            m_path = backup;
-            return true;
-        }
-        const QString temporary =
-            backup + QStringLiteral(".read-%1.part").arg(QUuid::createUuid().toString(QUuid::Id128).left(8));
-        bool stopped = false;
-        // Unpacking has no count the caller's bar could use for its own stage; it shows as busy.
-        const CompressedBackup::Progress busy = [&progress](qint64 done, qint64) {
-            return !progress || progress(done, 0);
-        };
-        if (!CompressedBackup::Expand(backup, temporary, busy, &stopped, err)) {
-            if (stopped)
-                *err = {StoreBackup::Cancelled, QStringLiteral("Cancel was selected.")};
-            return false;
-        }
-        m_temporary = temporary;
-        m_path = temporary;
-        return true;
-    }
-    const QString &path() const { return m_path; }
-    // A message about the unpacked copy names the backup the user knows.
-    void rename(ErrObject *err) const
-    {
-        if (!m_temporary.isEmpty())
-            err->Description.replace(m_temporary, m_backup);
-    }
-
-private:
-    QString m_backup;
-    QString m_path;
-    QString m_temporary;
-};
 
 bool makeFolder(const QString &folder, ErrObject *err)
 {
@@ -271,44 +222,8 @@ int reportCheck(void *context)
     return check->stopped ? 1 : 0;
 }
 
-// Header bytes that differ between a store and a page-for-page copy of it: the journal mode, the
-// change counter, the schema cookie (bumped by every copy) and the version that wrote it last.
-bool volatileHeaderByte(qint64 offset)
-{
-    return (offset >= 18 && offset <= 19) || (offset >= 24 && offset <= 27) || (offset >= 40 && offset <= 43) ||
-           (offset >= 92 && offset <= 99);
-}
-
-bool sameBytes(const QString &first, const QString &second, const StoreBackup::Progress &progress, bool *stopped)
-{
-    QFile a(first);
-    QFile b(second);
-    if (!a.open(QIODevice::ReadOnly) || !b.open(QIODevice::ReadOnly) || a.size() != b.size())
-        return false;
-    const qint64 total = a.size();
-    constexpr qint64 chunk = 1 << 20;
-    for (qint64 done = 0; done < total;) {
-        QByteArray left = a.read(chunk);
-        QByteArray right = b.read(chunk);
-        if (left.size() != right.size() || left.isEmpty())
-            return false;
-        if (done == 0) {
-            for (qint64 i = 0; i < std::min<qint64>(100, left.size()); ++i)
-                if (volatileHeaderByte(i))
-                    left[i] = right[i];
-        }
-        if (left != right)
-            return false;
-        done += left.size();
-        if (progress && !progress(done, total)) {
-            *stopped = true;
-            return false;
-        }
-    }
-    return true;
-}
-
 } // namespace
+
 
 BackupInfo::Kind BackupInfo::kind() const
 {
@@ -350,7 +265,7 @@ bool StoreBackup::Make(const QString &storePath, const QString &folder, const QS
     const QString packed = target + QStringLiteral(".part");
     QFile::remove(part);
     bool stopped = false;
-    CompressedBackup::Header counts;
+    BackupContents held;
     // Copying the pages is the first half of the bar, compressing them the second.
     const Progress copying = [&progress](qint64 done, qint64 total) {
         return !progress || progress(total > 0 ? 500 * done / total : 0, 1000);
@@ -381,15 +296,11 @@ bool StoreBackup::Make(const QString &storePath, const QString &folder, const QS
         QSqlQuery mode(copy.db());
         if (rc == SQLITE_DONE && !mode.exec(QStringLiteral("PRAGMA journal_mode = DELETE")))
             *err = StoreError::fromSql(mode.lastError(), part);
-        mode.finish();
-        BackupContents held;
-        if (rc == SQLITE_DONE && !err->isError() && Count(copy.db(), &held, err)) {
-            counts.Games = held.Games;
-            counts.Files = held.Files;
-        }
+        if (rc == SQLITE_DONE && !err->isError())
+            Count(copy.db(), &held, err);
     }
     if (!stopped && !err->isError())
-        CompressedBackup::Compress(part, packed, counts, compressing, &stopped, err);
+        CompressedBackup::Compress(part, packed, {0, {}, held.Games, held.Files}, compressing, &stopped, err);
     if (stopped)
         *err = cancelled();
     if (stopped || err->isError()) {
@@ -488,14 +399,12 @@ QStringList StoreBackup::RemoveLeftovers(const QString &folder)
 
 bool StoreBackup::Inspect(const QString &path, BackupContents *contents, ErrObject *err)
 {
+    // A compressed backup was counted when it was made; its header is all that is read.
+    CompressedBackup::Header header;
     if (CompressedBackup::IsCompressed(path)) {
-        // Counted when it was made; the header is all that is read.
-        CompressedBackup::Header header;
-        if (!CompressedBackup::ReadHeader(path, &header, err))
-            return false;
-        contents->Games = header.Games;
-        contents->Files = header.Files;
-        return true;
+        const bool ok = CompressedBackup::ReadHeader(path, &header, err);
+        *contents = {header.Games, header.Files};
+        return ok;
     }
     Link link(path, "ro");
     return link.open(err) && Count(link.db(), contents, err);
@@ -504,8 +413,9 @@ bool StoreBackup::Inspect(const QString &path, BackupContents *contents, ErrObje
 bool StoreBackup::HoldsText(const QString &backupPath, qint32 fileId, const QString &rtf)
 {
     ErrObject err;
-    Readable readable;
-    if (!readable.open(backupPath, {}, &err))
+    CompressedBackup::Readable readable;
+    bool stopped = false;
+    if (!readable.open(backupPath, {}, &stopped, &err))
         return false;
     Link link(readable.path(), "ro");
     if (!link.open(&err))
@@ -569,7 +479,7 @@ bool StoreBackup::Holds(const QString &backupPath, const QString &storePath, boo
     const bool same =
         QFileInfo(storePath).size() == backupSize &&
         (compressed ? CompressedBackup::HashFile(storePath, progress, stopped) == header.Hash
-                    : sameBytes(storePath, backupPath, progress, stopped));
+                    : CompressedBackup::SameStore(storePath, backupPath, progress, stopped));
     hold.exec(QStringLiteral("COMMIT"));
     return same;
 }
@@ -577,8 +487,11 @@ bool StoreBackup::Holds(const QString &backupPath, const QString &storePath, boo
 bool StoreBackup::Check(const QString &path, QStringList *problems, ErrObject *err, const Progress &progress)
 {
     if (CompressedBackup::IsCompressed(path)) {
-        Readable readable;
-        const bool ok = readable.open(path, progress, err) && Check(readable.path(), problems, err, progress);
+        CompressedBackup::Readable readable;
+        bool stopped = false;
+        const bool ok = readable.open(path, progress, &stopped, err) && Check(readable.path(), problems, err, progress);
+        if (stopped)
+            *err = cancelled();
         readable.rename(err);
         return ok;
     }
@@ -633,9 +546,12 @@ bool StoreBackup::QuickCheck(const QSqlDatabase &db, ErrObject *err)
 bool StoreBackup::Restore(const QString &backupPath, const QString &storePath, ErrObject *err, const Progress &progress)
 {
     if (CompressedBackup::IsCompressed(backupPath)) {
-        Readable readable;
-        if (!readable.open(backupPath, progress, err)) {
-            if (err->Number != Cancelled)
+        CompressedBackup::Readable readable;
+        bool stopped = false;
+        if (!readable.open(backupPath, progress, &stopped, err)) {
+            if (stopped)
+                *err = cancelled();
+            else
                 err->Description = QStringLiteral("The backup cannot be restored. %1").arg(err->Description);
             return false;
         }

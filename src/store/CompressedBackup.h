@@ -41,7 +41,7 @@ public:
     QByteArray result() const { return m_hash.result(); }
 
 private:
-    QCryptographicHash m_hash{QCryptographicHash::Sha256};
+    QCryptographicHash m_hash{QCryptographicHash::Blake2b_256};
     qint64 m_done = 0;
 };
 
@@ -60,5 +60,32 @@ bool Expand(const QString &path, const QString &plain, const Progress &progress,
 
 // The hash of the file at `path` as StoreHash takes it; empty when it cannot be read or was stopped.
 QByteArray HashFile(const QString &path, const Progress &progress, bool *stopped);
+
+// A backup made readable: a plain one is read where it is, a compressed one is unpacked beside it
+// for as long as this lives.
+class Readable final
+{
+public:
+    Readable() = default;
+    ~Readable();
+    Q_DISABLE_COPY_MOVE(Readable)
+
+    bool open(const QString &backup, const Progress &progress, bool *stopped, ErrObject *err);
+    const QString &path() const { return m_path; }
+    // A message about the unpacked copy names the backup the user knows.
+    void rename(ErrObject *err) const
+    {
+        if (!m_temporary.isEmpty())
+            err->Description.replace(m_temporary, m_backup);
+    }
+
+private:
+    QString m_backup;
+    QString m_path;
+    QString m_temporary;
+};
+
+// Whether two store files hold the same pages, save the header bytes a copy changes.
+bool SameStore(const QString &first, const QString &second, const Progress &progress, bool *stopped);
 
 } // namespace CompressedBackup

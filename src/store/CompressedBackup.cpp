@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QStorageInfo>
+#include <QUuid>
 
 #include <zstd.h>
 
@@ -289,6 +290,61 @@ QByteArray HashFile(const QString &path, const Progress &progress, bool *stopped
         }
     }
     return hash.result();
+}
+
+Readable::~Readable()
+{
+    if (!m_temporary.isEmpty())
+        QFile::remove(m_temporary);
+}
+
+bool Readable::open(const QString &backup, const Progress &progress, bool *stopped, ErrObject *err)
+{
+    m_backup = backup;
+    if (!CompressedBackup::IsCompressed(backup)) {
+        m_path = backup;
+        return true;
+    }
+    const QString temporary =
+        backup + QStringLiteral(".read-%1.part").arg(QUuid::createUuid().toString(QUuid::Id128).left(8));
+    // Unpacking has no count the caller's bar could use for its own stage; it shows as busy.
+    const Progress busy = [&progress](qint64 done, qint64) {
+        return !progress || progress(done, 0);
+    };
+    if (!Expand(backup, temporary, busy, stopped, err))
+        return false;
+    m_temporary = temporary;
+    m_path = temporary;
+    return true;
+}
+
+bool SameStore(const QString &first, const QString &second, const Progress &progress, bool *stopped)
+{
+    QFile a(first);
+    QFile b(second);
+    if (!a.open(QIODevice::ReadOnly) || !b.open(QIODevice::ReadOnly) || a.size() != b.size())
+        return false;
+    const qint64 total = a.size();
+    constexpr qint64 chunk = 1 << 20;
+    for (qint64 done = 0; done < total;) {
+        QByteArray left = a.read(chunk);
+        QByteArray right = b.read(chunk);
+        if (left.size() != right.size() || left.isEmpty())
+            return false;
+        if (done == 0) {
+            for (qint64 i = 0; i < std::min<qint64>(100, left.size()); ++i)
+                if (volatileHeaderByte(i))
+                    left[i] = right[i];
+        }
+        if (left != right)
+            return false;
+        done += left.size();
+        if (progress && !progress(done, total)) {
+            *stopped = true;
+            return false;
+        }
+    }
+    return true;
 }
 
 } // namespace CompressedBackup
