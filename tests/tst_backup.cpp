@@ -47,9 +47,9 @@ void spoil(const QString &path)
 // Renames a backup as if it had been made at `made`.
 QString backdate(const QString &backup, const QDateTime &made, const QString &note = {})
 {
-    const QString path = QFileInfo(backup).dir().filePath(
-        StoreBackup::FileName(QStringLiteral("lorekeep"), made, note) +
-        (backup.endsWith(QLatin1String(".zst")) ? QStringLiteral(".zst") : QString()));
+    const QString path =
+        QFileInfo(backup).dir().filePath(StoreBackup::FileName(QStringLiteral("lorekeep"), made, note) +
+                                         (backup.endsWith(QLatin1String(".zst")) ? QStringLiteral(".zst") : QString()));
     if (!QFile::rename(backup, path))
         QTest::qFail("could not rename the backup", __FILE__, __LINE__);
     return path;
@@ -257,9 +257,8 @@ void tst_backup::rotationAndLeftovers()
     const QString cut = StoreBackup::FileName(QStringLiteral("lorekeep"), QDateTime::currentDateTime().addSecs(5), {});
     const QString damaged = StoreBackup::FileName(QStringLiteral("lorekeep"), QDateTime::currentDateTime(),
                                                   QString(BackupInfo::DamagedNote));
-    for (const QString &name :
-         QStringList{cut + ".part", cut + ".part-journal", cut + ".part-wal", damaged + "-wal.part", cut + ".zst.part",
-                     cut + ".zst.read-0a1b2c3d.part"})
+    for (const QString &name : QStringList{cut + ".part", cut + ".part-journal", cut + ".part-wal",
+                                           damaged + "-wal.part", cut + ".zst.part", cut + ".zst.read-0a1b2c3d.part"})
         QVERIFY(QFile::copy(made, folder.filePath(name)));
     for (const char *mine : {"notes.part", "lorekeep.lkb.part"})
         writeFile(folder.filePath(QLatin1String(mine)), "mine");

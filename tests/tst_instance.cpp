@@ -87,9 +87,10 @@ void tst_instance::secondProgramRaisesFirst()
     QByteArray firstLog;
     // The error log's banner is written when the window is up, the day's backup once the store is
     // open: from then on the store stands still.
-    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(home + QStringLiteral("/error.log")) &&
-                                 !QDir(home + QStringLiteral("/Backups")).entryList({QStringLiteral("*.lkb")}).isEmpty(),
-                             30000);
+    QTRY_VERIFY_WITH_TIMEOUT(
+        QFile::exists(home + QStringLiteral("/error.log")) &&
+            !QDir(home + QStringLiteral("/Backups")).entryList({QStringLiteral("*.lkb.zst")}).isEmpty(),
+        30000);
     const QByteArray store = readFile(home + QStringLiteral("/lorekeep.lkb"));
     const QByteArray log = readFile(home + QStringLiteral("/error.log"));
 

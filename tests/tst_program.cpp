@@ -109,7 +109,9 @@ void tst_program::opensTheFileItIsGiven()
     QVERIFY(start(lorekeep, scratch, {QStringLiteral("--home"), home, file}, scratch.filePath(QStringLiteral("docs"))));
     const QString backups = home + QStringLiteral("/Backups");
     const auto backupOf = [&](const QString &name) {
-        return !QDir(backups).entryList({name + QStringLiteral(" *.lkb")}).isEmpty();
+        return !QDir(backups)
+                    .entryList({name + QStringLiteral(" *.lkb"), name + QStringLiteral(" *.lkb.zst")})
+                    .isEmpty();
     };
     if (logged.isEmpty()) {
         QTRY_VERIFY_WITH_TIMEOUT(backupOf(QStringLiteral("Retro Guides")), 30000);

@@ -180,7 +180,7 @@ BackgroundWork::Outcome BackupJob::Make(QWidget *window, const QString &storePat
         },
         [](const BackgroundWork::Step &step) {
             // The second half of a backup's bar is its compression.
-            return bar(step.stage == Comparing           ? QStringLiteral("Comparing the library with its newest backup...")
+            return bar(step.stage == Comparing      ? QStringLiteral("Comparing the library with its newest backup...")
                        : step.done * 2 < step.total ? QStringLiteral("Backing up the library...")
                                                     : QStringLiteral("Compressing the backup..."),
                        step);

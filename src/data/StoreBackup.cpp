@@ -174,7 +174,6 @@ QString freePath(const QString &folder, const QString &storeName, const QDateTim
     return dir.filePath(name);
 }
 
-
 bool makeFolder(const QString &folder, ErrObject *err)
 {
     if (QDir().mkpath(folder))
@@ -224,7 +223,6 @@ int reportCheck(void *context)
 
 } // namespace
 
-
 BackupInfo::Kind BackupInfo::kind() const
 {
     if (Note.isEmpty())
@@ -258,8 +256,8 @@ bool StoreBackup::Make(const QString &storePath, const QString &folder, const QS
 {
     if (!makeFolder(folder, err))
         return false;
-    const QString target = freePath(folder, modADO::NameFromPath(storePath), QDateTime::currentDateTime(), note,
-                                    CompressedBackup::Suffix);
+    const QString target =
+        freePath(folder, modADO::NameFromPath(storePath), QDateTime::currentDateTime(), note, CompressedBackup::Suffix);
     // The plain copy, then the compressed file, each under a name that says it is not finished.
     const QString part = target.chopped(CompressedBackup::Suffix.size()) + QStringLiteral(".part");
     const QString packed = target + QStringLiteral(".part");
@@ -339,10 +337,11 @@ bool StoreBackup::KeepDamaged(const QString &storePath, const QString &folder, Q
 
 QVector<BackupInfo> StoreBackup::List(const QString &folder, const QString &storeName)
 {
-    static const QRegularExpression pattern(
-        QStringLiteral("^(.+) (\\d{4}-\\d\\d-\\d\\d \\d\\d-\\d\\d-\\d\\d)(?: (.*?))?(?: \\(\\d+\\))?\\.lkb(?:\\.zst)?$"));
+    static const QRegularExpression pattern(QStringLiteral(
+        "^(.+) (\\d{4}-\\d\\d-\\d\\d \\d\\d-\\d\\d-\\d\\d)(?: (.*?))?(?: \\(\\d+\\))?\\.lkb(?:\\.zst)?$"));
     QVector<BackupInfo> backups;
-    const QFileInfoList files = QDir(folder).entryInfoList({QStringLiteral("*.lkb"), QStringLiteral("*.lkb") + CompressedBackup::Suffix}, QDir::Files);
+    const QFileInfoList files = QDir(folder).entryInfoList(
+        {QStringLiteral("*.lkb"), QStringLiteral("*.lkb") + CompressedBackup::Suffix}, QDir::Files);
     for (const QFileInfo &file : files) {
         const QRegularExpressionMatch match = pattern.match(file.fileName());
         if (!match.hasMatch() || (!storeName.isEmpty() && match.captured(1) != storeName))
@@ -476,10 +475,9 @@ bool StoreBackup::Holds(const QString &backupPath, const QString &storePath, boo
             checkpoint.value(0).toInt() != 0 || checkpoint.value(1).toLongLong() != checkpoint.value(2).toLongLong())
             return false;
     }
-    const bool same =
-        QFileInfo(storePath).size() == backupSize &&
-        (compressed ? CompressedBackup::HashFile(storePath, progress, stopped) == header.Hash
-                    : CompressedBackup::SameStore(storePath, backupPath, progress, stopped));
+    const bool same = QFileInfo(storePath).size() == backupSize &&
+                      (compressed ? CompressedBackup::HashFile(storePath, progress, stopped) == header.Hash
+                                  : CompressedBackup::SameStore(storePath, backupPath, progress, stopped));
     hold.exec(QStringLiteral("COMMIT"));
     return same;
 }

@@ -66,8 +66,8 @@ public:
     static QString FileName(const QString &storeName, const QDateTime &made, const QString &note);
 
     // Copies the store at `storePath` into `folder` (made when missing) and compresses the copy;
-    // `made` receives the new file's path. Progress runs to 1000: the copy, then the compression. Other connections may read and write the store meanwhile: the copy holds the
-    // store as it was when the backup began.
+    // `made` receives the new file's path. Progress runs to 1000: the copy, then the compression. Other connections may
+    // read and write the store meanwhile: the copy holds the store as it was when the backup began.
     static bool Make(const QString &storePath, const QString &folder, const QString &note, QString *made,
                      ErrObject *err, const Progress &progress = {});
     // Copies a store that cannot be opened, byte for byte with its write-ahead log, into

@@ -121,7 +121,9 @@ bool Compress(const QString &plain, const QString &target, const Header &counts,
         QFile::remove(target);
         return false;
     };
-    const auto writeFailed = [&] { return fail(fileError(QStringLiteral("write"), target, out.errorString())); };
+    const auto writeFailed = [&] {
+        return fail(fileError(QStringLiteral("write"), target, out.errorString()));
+    };
     // The header's place is kept; its hash is known only at the end.
     if (out.write(header(total, {}, counts)) != headerSize)
         return writeFailed();
@@ -152,9 +154,8 @@ bool Compress(const QString &plain, const QString &target, const Header &counts,
             ZSTD_outBuffer output{buffer.data(), size_t(buffer.size()), 0};
             const size_t left = ZSTD_compressStream2(cctx.get(), &output, &input, mode);
             if (ZSTD_isError(left))
-                return fail({ErrNumber::PathFileAccess,
-                             QStringLiteral("The backup could not be compressed: %1.")
-                                 .arg(QString::fromUtf8(ZSTD_getErrorName(left)))});
+                return fail({ErrNumber::PathFileAccess, QStringLiteral("The backup could not be compressed: %1.")
+                                                            .arg(QString::fromUtf8(ZSTD_getErrorName(left)))});
             if (out.write(buffer.constData(), qint64(output.pos)) != qint64(output.pos))
                 return writeFailed();
             finished = last ? left == 0 : input.pos == input.size;

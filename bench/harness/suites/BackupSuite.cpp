@@ -38,7 +38,9 @@ int runBackupSuite(const BenchContext &context)
             context.note(err.Description);
         return ok;
     };
-    const auto baseline = [&] { return QFile::copy(path, plain); };
+    const auto baseline = [&] {
+        return QFile::copy(path, plain);
+    };
     const qint64 storeSize = QFileInfo(path).size();
     qint64 backupSize = 0;
     const bool measured = context.compare(
@@ -50,11 +52,12 @@ int runBackupSuite(const BenchContext &context)
         [&] { QFile::remove(plain); });
     if (!measured)
         return 1;
-    context.note(QStringLiteral("store %L1 bytes, compressed backup %L2 bytes (%3 %), online copy phase of the last run %L4 ms")
-                     .arg(storeSize)
-                     .arg(backupSize)
-                     .arg(storeSize > 0 ? 100.0 * double(backupSize) / double(storeSize) : 0.0, 0, 'f', 1)
-                     .arg(copyMs));
+    context.note(
+        QStringLiteral("store %L1 bytes, compressed backup %L2 bytes (%3 %), online copy phase of the last run %L4 ms")
+            .arg(storeSize)
+            .arg(backupSize)
+            .arg(storeSize > 0 ? 100.0 * double(backupSize) / double(storeSize) : 0.0, 0, 'f', 1)
+            .arg(copyMs));
 
     // Back Up Now on an unchanged store: compared with the newest backup by its hash, not unpacked.
     if (!ours())
