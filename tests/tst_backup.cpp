@@ -169,6 +169,12 @@ void tst_backup::backupsMadeAndRestored()
                                [](qint64, qint64) { return false; }));
     QCOMPARE(std::pair(err.Number, QDir(folder).entryList(QDir::Files).size()),
              std::pair(StoreBackup::Cancelled, qsizetype(1)));
+    // So does Cancel while the copy is compressed, the second half of the progress.
+    err.Clear();
+    QVERIFY(!StoreBackup::Make(home.storePath(), folder, QStringLiteral("manual"), nullptr, &err,
+                               [](qint64 done, qint64 total) { return done * 2 < total; }));
+    QCOMPARE(std::pair(err.Number, QDir(folder).entryList(QDir::Files).size()),
+             std::pair(StoreBackup::Cancelled, qsizetype(1)));
 
     // Restored, changes after the backup go; the program's own connection sees the restored store.
     QString backup;
@@ -183,6 +189,15 @@ void tst_backup::backupsMadeAndRestored()
                         home.count(QStringLiteral("SELECT count(*) FROM game")),
                         home.count(QStringLiteral("SELECT count(*) FROM file"))),
              std::tuple(1, 2, 1)); // Zelda, and the game committed during the first backup
+    // Asked whether it holds a text, or checked and cancelled, the backup is unpacked and the
+    // unpacked copy goes again.
+    const bool stopped = !StoreBackup::Check(backup, nullptr, &err, [](qint64, qint64) { return false; }) &&
+                         err.Number == StoreBackup::Cancelled;
+    QCOMPARE(std::tuple(StoreBackup::HoldsText(backup, file, QString(6 << 20, QLatin1Char('w'))),
+                        StoreBackup::HoldsText(backup, file, QStringLiteral("other")), stopped,
+                        QDir(folder).entryList({QStringLiteral("*.part")}, QDir::Files).size()),
+             std::tuple(true, false, true, qsizetype(0)));
+    err.Clear();
 
     // A plain backup of an older version is listed beside the compressed ones and restores as well;
     // reading a compressed one leaves no unpacked copy behind.
