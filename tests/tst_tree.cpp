@@ -1,7 +1,7 @@
 #include "ScriptedPrompts.h"
 #include "TestHome.h"
-#include "components/GameSelector.h"
 #include "WhenModal.h"
+#include "components/GameSelector.h"
 #include "data/NodeKey.h"
 #include "system/SettingsStore.h"
 #include "tree/ctlTree.h"
@@ -135,6 +135,25 @@ void tst_tree::keysAndWidget()
     const QRect rect = view.visualItemRect(parent);
     QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, {rect.left() - view.indentation() / 2, rect.center().y()});
     QCOMPARE(std::tuple(clicks.size(), parent->isExpanded()), std::tuple(0, !expanded));
+
+    // A large tree is cleared at once, silently, and its keys can be given again; the loader's own
+    // form of a game's key is the same as everyone's.
+    view.Clear();
+    clicks.clear();
+    view.BeginUpdate(6001);
+    view.Add({}, TreeView::Child, "ROOT", "Root", {}, {}, {}, &err);
+    const QString genreKey = NodeKey::Genre(3, 7);
+    view.Add("ROOT", TreeView::Child, genreKey, "Genre", "cd", "cd_hot", {}, &err);
+    for (int id = 1; id <= 6000; ++id)
+        view.Add(genreKey, TreeView::Child, NodeKey::Game(id, genreKey), QString::number(id), "cd", "cd_hot", {}, &err);
+    view.EndUpdate();
+    QVERIFY(view.Node(NodeKey::Game(6000, 3, 7)) && view.Count() == 6002);
+    view.Select(view.Node(NodeKey::Game(17, 3, 7)));
+    view.Clear();
+    QCOMPARE(std::tuple(view.Count(), view.topLevelItemCount(), view.SelectedItem(), clicks.size()),
+             std::tuple(0, 0, static_cast<TreeNode *>(nullptr), qsizetype(0)));
+    QVERIFY(!view.Node(genreKey) && view.Add({}, TreeView::Child, "ROOT", "Root", {}, {}, {}, &err) &&
+            view.Add("ROOT", TreeView::Child, genreKey, "Genre", {}, {}, {}, &err) && view.Count() == 2);
 }
 
 void tst_tree::loadAndClick()

@@ -175,7 +175,7 @@ bool TreeLoader::FillTree(TreeView *tree, TreeNode *parent, ErrObject *err)
             std::sort(list.begin(), list.end(),
                       [](const IndexedGame *a, const IndexedGame *b) { return NaturalLess(a->name, b->name); });
             for (const IndexedGame *game : list) {
-                if (!tree->Add(genreKey, TreeView::Child, NodeKey::Game(game->auto_id, genreId, platformId),
+                if (!tree->Add(genreKey, TreeView::Child, NodeKey::Game(game->auto_id, genreKey),
                                TreeLoader::Caption(game->name, game->files), QStringLiteral("cd"),
                                QStringLiteral("cd_hot"), game->name, err))
                     return false;

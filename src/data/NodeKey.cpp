@@ -30,7 +30,12 @@ QString Genre(quint8 genreId, quint8 platformId)
 
 QString Game(qint32 gameId, quint8 genreId, quint8 platformId)
 {
-    return QLatin1String("N_") + QString::number(gameId) + separator + Genre(genreId, platformId);
+    return Game(gameId, Genre(genreId, platformId));
+}
+
+QString Game(qint32 gameId, const QString &genreKey)
+{
+    return QLatin1String("N_") + QString::number(gameId) + separator + genreKey;
 }
 
 QString File(qint32 fileId)

@@ -19,6 +19,8 @@ QString Root();
 QString Platform(quint8 platformId);
 QString Genre(quint8 genreId, quint8 platformId);
 QString Game(qint32 gameId, quint8 genreId, quint8 platformId);
+// The same under the genre whose key is `genreKey`.
+QString Game(qint32 gameId, const QString &genreKey);
 QString File(qint32 fileId);
 // A file key followed by its game's key: "K_5|N_12|G_3|P_18".
 QString FilePath(qint32 fileId, const QString &gameKey);

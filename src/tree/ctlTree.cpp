@@ -182,11 +182,14 @@ void ctlTree::LoadTree()
 void ctlTree::objTreeloader_Finished()
 {
     setSearch_Text(QStringLiteral("Loading Favorites..."));
+    // The platforms are the root's children: no need to visit every game.
     QString platforms;
-    for (int index = 1; index <= tvwFiles->Count(); ++index) {
-        const QString &key = tvwFiles->NodeAt(index)->Key();
-        if (key.startsWith(QLatin1String("P_")))
-            platforms += QLatin1Char('|') + key;
+    if (const TreeNode *root = tvwFiles->NodeAt(1)) {
+        for (int index = 0; index < root->Children(); ++index) {
+            const QString &key = root->Child(index)->Key();
+            if (key.startsWith(QLatin1String("P_")))
+                platforms += QLatin1Char('|') + key;
+        }
     }
     Q_EMIT LoadFavorites(platforms);
 }
@@ -234,9 +237,7 @@ void ctlTree::nodeClick(TreeNode *node)
     NodeChoice choice;
     choice.Kind = NodeKey::Kind(key);
     switch (choice.Kind) {
-    case NodeKind::Root:
-        choice.Caption = QStringLiteral("Lorekeep");
-        break;
+    case NodeKind::Root: choice.Caption = QStringLiteral("Lorekeep"); break;
     case NodeKind::Game: {
         const auto ids = NodeKey::ParseGame(key);
         if (!ids)

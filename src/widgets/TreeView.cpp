@@ -49,15 +49,29 @@ void TreeView::AddImage(const QString &name, const QIcon &icon)
 {
     m_images.insert(name, icon);
     m_pairs.clear();
+    m_lastPair = QIcon();
 }
 
 QIcon TreeView::icon(const QString &image, const QString &selectedImage)
 {
+    // A load gives thousands of nodes in a row the same pair.
+    if (!m_lastPair.isNull() && image == m_lastImage && selectedImage == m_lastSelected)
+        return m_lastPair;
     const QString pairKey = image + QLatin1Char('|') + selectedImage;
-    auto found = m_pairs.constFind(pairKey);
-    if (found != m_pairs.constEnd())
-        return *found;
-    // A node shows its second image while selected: that is the icon's Selected mode.
+    QIcon pair = m_pairs.value(pairKey);
+    if (pair.isNull()) {
+        // A node shows its second image while selected: that is the icon's Selected mode.
+        pair = makePair(image, selectedImage);
+        m_pairs.insert(pairKey, pair);
+    }
+    m_lastImage = image;
+    m_lastSelected = selectedImage;
+    m_lastPair = pair;
+    return pair;
+}
+
+QIcon TreeView::makePair(const QString &image, const QString &selectedImage) const
+{
     QIcon pair;
     const QIcon normal = m_images.value(image);
     const QIcon selected = selectedImage.isEmpty() ? normal : m_images.value(selectedImage);
@@ -65,22 +79,24 @@ QIcon TreeView::icon(const QString &image, const QString &selectedImage)
         pair.addPixmap(normal.pixmap(size), QIcon::Normal);
     for (const QSize &size : selected.availableSizes())
         pair.addPixmap(selected.pixmap(size), QIcon::Selected);
-    m_pairs.insert(pairKey, pair);
     return pair;
 }
 
 TreeNode *TreeView::Add(const QString &relative, Relationship relationship, const QString &key, const QString &text,
                         const QString &image, const QString &selectedImage, const QString &tag, ErrObject *err)
 {
-    if (m_byKey.contains(key)) {
-        *err = {ErrNumber::KeyNotUnique, QStringLiteral("Key is not unique in collection")};
-        return nullptr;
-    }
     TreeNode *anchor = nullptr;
     if (!relative.isEmpty() && !(anchor = Node(relative, err)))
         return nullptr;
+    // One look-up both checks the key and makes its place.
+    TreeNode *&slot = m_byKey[key];
+    if (slot) {
+        *err = {ErrNumber::KeyNotUnique, QStringLiteral("Key is not unique in collection")};
+        return nullptr;
+    }
 
     auto *node = new TreeNode(key, text);
+    slot = node;
     node->m_tag = tag;
     if (!image.isEmpty())
         node->m_icon = icon(image, selectedImage);
@@ -101,7 +117,6 @@ TreeNode *TreeView::Add(const QString &relative, Relationship relationship, cons
     } else {
         addTopLevelItem(node);
     }
-    m_byKey.insert(key, node);
     m_nodes.append(node);
     return node;
 }

@@ -104,6 +104,7 @@ protected:
 
 private:
     QIcon icon(const QString &image, const QString &selectedImage);
+    QIcon makePair(const QString &image, const QString &selectedImage) const;
     void insertPlaced(TreeNode *parent, TreeNode *node);
     void forget(TreeNode *node);
 
@@ -111,6 +112,9 @@ private:
     QVector<TreeNode *> m_nodes;
     QHash<QString, QIcon> m_images;
     QHash<QString, QIcon> m_pairs;
+    QString m_lastImage;
+    QString m_lastSelected;
+    QIcon m_lastPair;
     TreeNode *m_dropHighlight = nullptr;
     bool m_quiet = false;
     bool m_updating = false;
