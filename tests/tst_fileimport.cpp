@@ -27,6 +27,7 @@
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 
 #include <sys/stat.h>
@@ -458,6 +459,20 @@ void tst_fileimport::importsAndTheirFolders()
     ImportedFile file = FileImport::Convert(files[0]);
     QVERIFY(import.Store(&file, &err) && import.IsKnown(files[0]));
     QCOMPARE(home.count(QStringLiteral("SELECT game_id FROM file WHERE auto_id = %1").arg(file.Row.auto_id)), game);
+
+    // Two imports into the same game take turns: each finds what the other stored since it began,
+    // and what the game held before either began.
+    FileImport second(home.db(), game);
+    QVERIFY(second.Begin(&err));
+    std::array<ImportedFile, 5> turns = {FileImport::Convert(files[1]), FileImport::Convert(files[1]),
+                                         FileImport::Convert(files[3]), FileImport::Convert(files[3]),
+                                         FileImport::Convert(files[0])};
+    QVERIFY(second.Store(&turns[0], &err) && import.Store(&turns[1], &err) && import.Store(&turns[2], &err) &&
+            second.Store(&turns[3], &err) && second.Store(&turns[4], &err));
+    QCOMPARE(std::tuple(turns[0].Duplicate, turns[1].Duplicate, turns[2].Duplicate, turns[3].Duplicate,
+                        turns[4].Duplicate,
+                        home.count(QStringLiteral("SELECT count(*) FROM file WHERE game_id = %1").arg(game))),
+             std::tuple(false, true, false, true, true, 3));
 }
 
 namespace {

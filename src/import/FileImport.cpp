@@ -119,12 +119,24 @@ bool idsLeft(const QSqlDatabase &db, ErrObject *err)
     return false;
 }
 
-bool storedAlready(const QSqlDatabase &db, qint32 gameId, const QString &source, bool *found, ErrObject *err)
+// Whether the game has a file from `source` among those with ids above `after`.
+bool storedAlready(const QSqlDatabase &db, qint32 gameId, const QString &source, qint64 after, bool *found,
+                   ErrObject *err)
 {
     StoreQuery query(db);
-    return query.run(QStringLiteral("SELECT 1 FROM file WHERE game_id = ? AND src = ? LIMIT 1"), {gameId, source},
-                     err) &&
+    return query.run(QStringLiteral("SELECT 1 FROM file WHERE game_id = ? AND auto_id > ? AND src = ? LIMIT 1"),
+                     {gameId, after, source}, err) &&
            query.firstRow(found, err);
+}
+
+bool lastFileId(const QSqlDatabase &db, qint64 *last, ErrObject *err)
+{
+    StoreQuery query(db);
+    bool found = false;
+    if (!query.run(QStringLiteral("SELECT coalesce(max(auto_id), 0) FROM file"), err) || !query.firstRow(&found, err))
+        return false;
+    *last = found ? query.value(0).toLongLong() : 0;
+    return true;
 }
 
 } // namespace
@@ -244,6 +256,12 @@ bool FileImport::Replace(const QSqlDatabase &db, const FileRow &loaded, const QS
 
 bool FileImport::Begin(ErrObject *err)
 {
+    // Read before the sources: a file stored after this has a higher id and is checked for at
+    // each store. A server gives ids before it commits, not always in order, so there every
+    // check reads all of the game's files.
+    m_checkedUpTo = -1;
+    if (!StoreAddress::IsShared(m_db) && !lastFileId(m_db, &m_checkedUpTo, err))
+        return false;
     GameRow game;
     bool found = false;
     if (!GameTable::Read(m_db, m_gameId, &game, &found, err))
@@ -267,7 +285,10 @@ bool FileImport::Store(ImportedFile *file, ErrObject *err)
     // the check, so one of them stores each file and the other finds it there.
     StoreTransaction transaction(m_db, StoreTransaction::Lock::Immediate);
     bool found = false;
-    if (!transaction.begin(err) || !storedAlready(m_db, m_gameId, file->Row.src, &found, err))
+    // Only the files stored since the last look need reading: the game's earlier ones are in
+    // m_sources. Reading them all again made a large import slower with every file.
+    const qint64 after = m_sources.contains(file->Row.src) ? -1 : m_checkedUpTo;
+    if (!transaction.begin(err) || !storedAlready(m_db, m_gameId, file->Row.src, after, &found, err))
         return false;
     m_sources.insert(file->Row.src);
     if (found) {
@@ -282,6 +303,9 @@ bool FileImport::Store(ImportedFile *file, ErrObject *err)
          !SnapshotTable::Add(m_db, id, file->SnapshotAddress, file->Captured, file->Snapshot, &snapshotId, err)) ||
         !transaction.commit(err))
         return false;
+    // Under the write lock nothing came between the look and this file, which has the highest id.
+    if (m_checkedUpTo >= 0)
+        m_checkedUpTo = id;
     file->Row.auto_id = id;
     return true;
 }

@@ -77,4 +77,6 @@ private:
     QSqlDatabase m_db;
     qint32 m_gameId;
     QSet<QString> m_sources;
+    // The last file id checked for this game's sources; -1 to check them all each time.
+    qint64 m_checkedUpTo = -1;
 };
