@@ -2,6 +2,7 @@
 #include "TestHome.h"
 #include "WhenModal.h"
 #include "components/GameSelector.h"
+#include "data/GameIndex.h"
 #include "data/NodeKey.h"
 #include "system/SettingsStore.h"
 #include "tree/ctlTree.h"
@@ -16,6 +17,7 @@
 #include <QMenu>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QSqlQuery>
 #include <QTest>
 
 namespace {
@@ -201,6 +203,19 @@ void tst_tree::loadAndClick()
     lib.home.addFile(lib.tetra, 3, QStringLiteral("Review"));
     lib.tree.UpdateGameCaption(tetra, 0);
     QCOMPARE(lib.text(tetra), QStringLiteral("Tetra (1)"));
+
+    // A code outside a byte, as a store edited by hand may hold, reads as 0 ("none").
+    QVERIFY(QSqlQuery(lib.home.db())
+                .exec(QStringLiteral("UPDATE game SET platform_id = 300, genre_id = -1 WHERE "
+                                     "auto_id = %1")
+                          .arg(lib.tetra)));
+    QVector<IndexedGame> games;
+    ErrObject err;
+    QVERIFY(GameIndex::Read(lib.home.db(), &games, &err) && games.size() == 5);
+    const auto read =
+        std::find_if(games.cbegin(), games.cend(), [&](const IndexedGame &g) { return g.auto_id == lib.tetra; });
+    QCOMPARE(std::tuple(read->platform_id, read->genre_id, read->name, read->files),
+             std::tuple(quint8(0), quint8(0), QString("Tetra"), 1));
 }
 
 void tst_tree::addAndRenameGame()
