@@ -1,8 +1,8 @@
 #include "FileSearch.h"
 
-#include "FindGrams.h"
-#include "FindIndex.h"
-#include "FindPack.h"
+#include "findindex/FindGrams.h"
+#include "findindex/FindIndex.h"
+#include "findindex/FindPack.h"
 #include "GameIndex.h"
 #include "rtf/RtfReader.h"
 #include "store/StoreAddress.h"
