@@ -76,4 +76,4 @@ CREATE TRIGGER favorites_changed AFTER INSERT OR UPDATE OR DELETE OR TRUNCATE ON
 CREATE TRIGGER snapshot_changed AFTER INSERT OR UPDATE OR DELETE OR TRUNCATE ON snapshot FOR EACH STATEMENT EXECUTE FUNCTION lorekeep_changed();
 
 -- The version of this layout, which a newer Lorekeep raises and an older one refuses to write.
-COMMENT ON TABLE file IS 'Lorekeep store version 3';
+COMMENT ON TABLE file IS 'Lorekeep store version 4';

@@ -3,7 +3,7 @@
 #include "StartMainWindow.h"
 #include "TestHome.h"
 #include "components/TipOfTheDay.h"
-#include "data/FindIndex.h"
+#include "findindex/FindIndex.h"
 #include "data/modADO.h"
 #include "details/ctlDetails.h"
 #include "shell/frmMain.h"

@@ -213,7 +213,9 @@ void tst_routing::usersPath()
     auto *form = program.form->findChild<frmFind *>();
     form->findChild<QComboBox *>()->setEditText(QStringLiteral("Wyvernquill"));
     program.prompts.answerMsgBox(MsgResult::OK);
+    const QPointer<frmFind> searching(form);
     form->findChild<QPushButton *>(QStringLiteral("cmdFind"))->click();
+    QTRY_VERIFY(!searching || !searching->Searching());
     ListView *results = program.details->SearchResults();
     QCOMPARE(std::tuple(int(program.details->SelectedTab()), results->Count()), std::tuple(3, 1));
 

@@ -5,7 +5,7 @@
 #include "TestHome.h"
 #include "data/FileSearch.h"
 #include "data/FileTable.h"
-#include "data/FindIndex.h"
+#include "findindex/FindIndex.h"
 #include "data/GameTable.h"
 #include "data/StoreCopy.h"
 #include "data/modADO.h"

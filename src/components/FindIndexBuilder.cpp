@@ -4,7 +4,7 @@
 #include "BackupJob.h"
 
 #include "base/ErrorLog.h"
-#include "data/FindIndex.h"
+#include "findindex/FindIndex.h"
 #include "store/StoreAddress.h"
 #include "store/WorkerConnection.h"
 

@@ -1,8 +1,8 @@
 #include "FileSearch.h"
 
-#include "FindGrams.h"
-#include "FindIndex.h"
-#include "FindPack.h"
+#include "findindex/FindGrams.h"
+#include "findindex/FindIndex.h"
+#include "findindex/FindPack.h"
 #include "GameIndex.h"
 #include "rtf/RtfReader.h"
 #include "store/StoreAddress.h"
@@ -508,7 +508,7 @@ bool FileSearch::Scan(const QSqlDatabase &db, const FindRequest &request, QVecto
 }
 
 bool FileSearch::FindEach(const QSqlDatabase &db, const FindRequest &request, const Found &found, ErrObject *err,
-                          IndexRepair *repair)
+                          IndexRepair *repair, const std::function<bool()> &going)
 {
     if (repair)
         *repair = {};
@@ -532,7 +532,11 @@ bool FileSearch::FindEach(const QSqlDatabase &db, const FindRequest &request, co
     if (!FindIndex::Available(db))
         return scan();
     ErrObject failure;
-    if (FindIndex::Update(db, -1, nullptr, &failure)) {
+    bool stopped = false;
+    const auto indexing = [&](qint64) { return !going || !(stopped = !going()); };
+    if (FindIndex::Update(db, -1, nullptr, &failure, indexing)) {
+        if (stopped)
+            return true;
         qint64 badId = 0;
         const bool searched = StoreAddress::IsShared(db) ? sharedFind(db, request, &out, &failure, &badId)
                                                          : leanFind(db, request, &out, &failure, &badId);

@@ -1,6 +1,5 @@
 #include "StoreBackup.h"
 
-#include "FindIndex.h"
 #include "modADO.h"
 #include "store/CompressedBackup.h"
 #include "store/Schema.h"

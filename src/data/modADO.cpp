@@ -1,6 +1,6 @@
 #include "modADO.h"
 
-#include "FindIndex.h"
+#include "findindex/FindIndex.h"
 #include "store/Schema.h"
 #include "store/SharedStore.h"
 #include "store/StoreAddress.h"

@@ -188,6 +188,10 @@ bool Schema::Upgrade(const QSqlDatabase &db, ErrObject *err)
         *err = {ErrNumber::FileNotFound, QStringLiteral("The bundled store schema is missing from the program.")};
         return false;
     }
+    // What is there already is kept without a word: the server would otherwise say so on the
+    // terminal of every command-line tool that opens the library first.
+    if (shared)
+        added.prepend(QStringLiteral("SET LOCAL client_min_messages = warning"));
     added << (shared ? QStringLiteral("COMMENT ON TABLE file IS 'Lorekeep store version %1'").arg(Version)
                      : QStringLiteral("PRAGMA user_version = %1").arg(Version));
     QSqlQuery query(db);

@@ -5,7 +5,7 @@
 
 #include "BenchContext.h"
 #include "data/FileSearch.h"
-#include "data/FindIndex.h"
+#include "findindex/FindIndex.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "data/modNames.h"

@@ -1,0 +1,245 @@
+#include "FindIndex.h"
+
+#include "FindIndexUpdate.h"
+#include "FindPack.h"
+#include "store/Schema.h"
+#include "store/StoreAddress.h"
+#include "store/StoreError.h"
+#include "store/StoreQuery.h"
+#include "store/StoreTransaction.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QStorageInfo>
+#include <QVariant>
+
+namespace {
+
+const QString indexResource = QStringLiteral(":/bundle/findindex.sql");
+// The parts of a store file's index; a store lacking one of them gets the index anew.
+const QStringList indexParts = {QStringLiteral("find_text"),        QStringLiteral("find_plain"),
+                                QStringLiteral("find_dictionary"),  QStringLiteral("find_pending"),
+                                QStringLiteral("find_file_insert"), QStringLiteral("find_file_update"),
+                                QStringLiteral("find_file_delete")};
+
+bool fail(const QSqlQuery &query, const QSqlDatabase &db, ErrObject *err)
+{
+    *err = StoreError::fromSql(query.lastError(), db);
+    return false;
+}
+
+// Runs `statements` in one transaction: all of them or none.
+bool runAll(const QSqlDatabase &db, const QStringList &statements, ErrObject *err)
+{
+    StoreTransaction transaction(db);
+    if (!transaction.begin(err))
+        return false;
+    QSqlQuery query(db);
+    for (const QString &statement : statements) {
+        if (!query.exec(statement))
+            return fail(query, db, err);
+    }
+    return transaction.commit(err);
+}
+
+bool createIndex(const QSqlDatabase &db, ErrObject *err)
+{
+    return runAll(db, Schema::Statements(indexResource), err);
+}
+
+// Whether anything of an index (this one's or an earlier Lorekeep's) is in the store file.
+bool anyPart(const QSqlDatabase &db)
+{
+    StoreQuery query(db);
+    bool found = false;
+    return query.run(QStringLiteral("SELECT count(*) FROM sqlite_master WHERE name IN ('find_text', 'find_plain', "
+                                    "'find_dictionary', 'find_pending', 'find_file_insert', 'find_file_update', "
+                                    "'find_file_delete')"),
+                     nullptr) &&
+           query.firstRow(&found, nullptr) && found && query.value(0).toInt() > 0;
+}
+
+} // namespace
+
+bool FindIndex::Available(const QSqlDatabase &db)
+{
+    // Every part: without a trigger the index would fall behind unnoticed.
+    StoreQuery query(db);
+    bool found = false;
+    if (StoreAddress::IsShared(db))
+        return query.run(
+                   QStringLiteral("SELECT to_regclass('find_text') IS NOT NULL AND to_regclass('find_pending') IS "
+                                  "NOT NULL AND (SELECT count(*) FROM pg_trigger WHERE tgrelid = 'file'::regclass "
+                                  "AND tgname IN ('find_file_insert', 'find_file_update', "
+                                  "'find_file_delete')) = 3"),
+                   nullptr) &&
+               query.firstRow(&found, nullptr) && found && query.value(0).toBool();
+    // An earlier Lorekeep's index (a trigram table with its own copy of every text) is not this one.
+    QString names;
+    for (const QString &part : indexParts)
+        names += (names.isEmpty() ? QStringLiteral("'") : QStringLiteral(", '")) + part + QLatin1Char('\'');
+    return query.run(QStringLiteral("SELECT count(*) FROM sqlite_master WHERE name IN (%1) AND NOT (name = "
+                                    "'find_text' AND sql LIKE '%trigram%') AND NOT (name = 'find_file_delete' AND "
+                                    "sql LIKE '%DELETE FROM find_text%')")
+                         .arg(names),
+                     nullptr) &&
+           query.firstRow(&found, nullptr) && found && query.value(0).toInt() == indexParts.size();
+}
+
+bool FindIndex::Ensure(const QSqlDatabase &db, ErrObject *err)
+{
+    if (Available(db))
+        return true;
+    if (StoreAddress::IsShared(db)) {
+        // A shared library gets its index with its tables; one that lost it was changed by hand.
+        *err = {ErrNumber::StoreFailed, QStringLiteral("The shared library \"%1\" lacks its search index (the tables "
+                                                       "find_text and find_pending and the triggers on file).")
+                                            .arg(StoreError::storePath(db))};
+        return false;
+    }
+    // Part of an index, or an earlier one, is replaced whole.
+    return anyPart(db) ? Rebuild(db, err) : createIndex(db, err);
+}
+
+bool FindIndex::Pending(const QSqlDatabase &db, qint64 *count, ErrObject *err)
+{
+    StoreQuery query(db);
+    bool found = false;
+    if (!query.run(QStringLiteral("SELECT count(*) FROM find_pending"), err) || !query.firstRow(&found, err))
+        return false;
+    *count = found ? query.value(0).toLongLong() : 0;
+    return true;
+}
+
+bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, ErrObject *err,
+                       const Progress &progress)
+{
+    if (done)
+        *done = 0;
+    return StoreAddress::IsShared(db) ? FindIndexUpdate::Shared(db, maxFiles, done, err, progress)
+                                      : FindIndexUpdate::Lean(db, maxFiles, done, err, progress);
+}
+
+bool FindIndex::Dictionary(const QSqlDatabase &db, std::shared_ptr<const FindDictionary> *dictionary,
+                           ErrObject *err)
+{
+    StoreQuery read(db);
+    bool found = false;
+    if (!read.run(QStringLiteral("SELECT bytes FROM find_dictionary ORDER BY dict_id LIMIT 1"), err) ||
+        !read.firstRow(&found, err))
+        return false;
+    *dictionary = found ? FindDictionary::FromBytes(read.value(0).toByteArray()) : nullptr;
+    if (found && !*dictionary) {
+        *err = {ErrNumber::StoreFailed,
+                QStringLiteral("The search index of the store \"%1\" has a damaged dictionary.")
+                    .arg(StoreError::storePath(db))};
+        return false;
+    }
+    return true;
+}
+
+bool FindIndex::Rebuild(const QSqlDatabase &db, ErrObject *err)
+{
+    if (StoreAddress::IsShared(db))
+        return runAll(
+            db,
+            {QStringLiteral("TRUNCATE find_text"),
+             QStringLiteral("INSERT INTO find_pending (file_id) SELECT auto_id FROM file ON CONFLICT DO NOTHING")},
+            err);
+    // Whatever is left of a broken index goes, triggers included, and comes back whole.
+    QStringList drops = {QStringLiteral("DROP TRIGGER IF EXISTS find_file_insert"),
+                         QStringLiteral("DROP TRIGGER IF EXISTS find_file_update"),
+                         QStringLiteral("DROP TRIGGER IF EXISTS find_file_delete"),
+                         QStringLiteral("DROP TABLE IF EXISTS find_pending"),
+                         QStringLiteral("DROP TABLE IF EXISTS find_plain"),
+                         QStringLiteral("DROP TABLE IF EXISTS find_dictionary")};
+    ErrObject dropErr;
+    if (runAll(db, drops + QStringList{QStringLiteral("DROP TABLE IF EXISTS find_text")}, &dropErr))
+        return createIndex(db, err);
+    if (dropErr.Number == ErrNumber::StoreLocked) {
+        *err = dropErr;
+        return false;
+    }
+    // An index whose own records are broken cannot even be opened to be dropped: its entry leaves
+    // the schema, the tables that held it are dropped as plain tables, and the schema's version
+    // moves on so that every connection reads the schema again.
+    StoreTransaction transaction(db, StoreTransaction::Lock::Immediate);
+    if (!transaction.begin(err))
+        return false;
+    qint64 version = 0;
+    {
+        StoreQuery read(db);
+        bool found = false;
+        if (!read.run(QStringLiteral("PRAGMA schema_version"), err) || !read.firstRow(&found, err))
+            return false;
+        version = read.value(0).toLongLong();
+    }
+    QSqlQuery query(db);
+    QStringList forced = {QStringLiteral("PRAGMA writable_schema = ON"),
+                          QStringLiteral("DELETE FROM sqlite_master WHERE type = 'table' AND name = 'find_text'"),
+                          QStringLiteral("PRAGMA schema_version = %1").arg(version + 1),
+                          QStringLiteral("PRAGMA writable_schema = OFF")};
+    for (const char *part : {"data", "idx", "content", "docsize", "config"})
+        forced << QStringLiteral("DROP TABLE IF EXISTS find_text_") + QLatin1String(part);
+    forced << drops;
+    for (const QString &statement : std::as_const(forced)) {
+        if (!query.exec(statement))
+            return fail(query, db, err);
+    }
+    return transaction.commit(err) && createIndex(db, err);
+}
+
+bool FindIndex::FreeRoom(const QSqlDatabase &db, qint64 *free, qint64 *size, ErrObject *err)
+{
+    StoreQuery query(db);
+    bool found = false;
+    if (!query.run(QStringLiteral("SELECT page_size * freelist_count, page_size * page_count FROM "
+                                  "pragma_page_size, pragma_freelist_count, pragma_page_count"),
+                   err) ||
+        !query.firstRow(&found, err))
+        return false;
+    *free = found ? query.value(0).toLongLong() : 0;
+    *size = found ? query.value(1).toLongLong() : 0;
+    return true;
+}
+
+bool FindIndex::Compact(const QSqlDatabase &db, ErrObject *err)
+{
+    qint64 free = 0, size = 0;
+    if (!FreeRoom(db, &free, &size, err))
+        return false;
+    // VACUUM writes the store's content to a temporary file, then back through the write-ahead log
+    // beside the store: each takes about what the store holds, on its own disk or both on one.
+    const qint64 used = size - free;
+    const QString storePath = StoreError::storePath(db);
+    QString tempDir = qEnvironmentVariable("SQLITE_TMPDIR", qEnvironmentVariable("TMPDIR"));
+    if (tempDir.isEmpty() || !QFileInfo(tempDir).isDir())
+        tempDir = QFileInfo(QStringLiteral("/var/tmp")).isWritable() ? QStringLiteral("/var/tmp") : QDir::tempPath();
+    const QStorageInfo storeDisk(QFileInfo(storePath).absolutePath()), tempDisk(tempDir);
+    const bool oneDisk = storeDisk.device() == tempDisk.device();
+    const qint64 spare = 64ll << 20;
+    const auto missing = [&](const QStorageInfo &disk, qint64 needed) {
+        return disk.isValid() && disk.bytesAvailable() < needed + spare;
+    };
+    if (oneDisk ? missing(storeDisk, 2 * used) : (missing(storeDisk, used) || missing(tempDisk, used))) {
+        *err = {ErrNumber::DiskFull,
+                QStringLiteral("The store \"%1\" cannot be made smaller now: that needs about %2 MB free on the disk "
+                               "of \"%3\"%4. It works as it is; it is made smaller once there is room.")
+                    .arg(storePath)
+                    .arg(((oneDisk ? 2 : 1) * used + spare) >> 20)
+                    .arg(QDir::toNativeSeparators(storeDisk.rootPath()))
+                    .arg(oneDisk ? QString()
+                                 : QStringLiteral(" and %1 MB on that of \"%2\"")
+                                       .arg((used + spare) >> 20)
+                                       .arg(QDir::toNativeSeparators(tempDisk.rootPath())))};
+        return false;
+    }
+    QSqlQuery query(db);
+    if (!query.exec(QStringLiteral("VACUUM")))
+        return fail(query, db, err);
+    // The log took a copy of the whole store; it goes back to nothing.
+    query.exec(QStringLiteral("PRAGMA wal_checkpoint(TRUNCATE)"));
+    return true;
+}
