@@ -80,8 +80,11 @@ void TextReader::UseSectionsAction(QAction *action)
 void TextReader::textChanged()
 {
     QTextDocument *document = m_edit->document();
-    const auto *loader = m_edit->findChild<RichTextLoader *>();
-    if (document != m_document && loader && loader->IsCompleting()) {
+    const auto completing = [this] {
+        const auto *loader = m_edit->findChild<RichTextLoader *>();
+        return loader && loader->IsCompleting();
+    };
+    if (document != m_document && completing()) {
         // The whole of the text whose beginning showed: a search waiting for it runs, and the
         // sections are found in all of it.
         m_document = document;

@@ -172,7 +172,9 @@ void ctlView::buildFilesTab(QWidget *tab)
     });
     // The marks of a phrase go on the whole text: the first may be past the beginning shown first.
     connect(m_textLoader, &RichTextLoader::Completed, this, [this] {
-        m_fixedPitch = ApplyLineWrap(rtbText, m_wrapLines);
+        // The beginning of a text may look fixed-pitch where the whole does not, or the other way.
+        if (std::exchange(m_fixedPitch, ApplyLineWrap(rtbText, m_wrapLines)) != m_fixedPitch)
+            Q_EMIT TextShown();
         if (!m_pendingPhrase.isEmpty())
             HighlightPhrase(std::exchange(m_pendingPhrase, QString()));
     });
