@@ -140,6 +140,11 @@ bool IsStartOfRichText(const QTextDocument *document)
     return document && document->property(startProperty).toBool();
 }
 
+void ForgetWholeRichText(QTextDocument *document)
+{
+    document->setProperty(startProperty, false);
+}
+
 bool LooksLikeStoredRtf(const QString &text)
 {
     qsizetype at = text.startsWith(QChar(0xFEFF)) ? 1 : 0;

@@ -88,6 +88,8 @@ void RichTextLoader::Cancel()
     *m_stop = true;
     m_stop.reset();
     m_reading = nullptr;
+    // What shows of the text, or what takes its place, waits for nothing more.
+    ForgetWholeRichText(m_edit->document());
 }
 
 void RichTextLoader::takeWhole(QTextDocument *whole)

@@ -31,7 +31,7 @@ public:
     void Show(const QString &storedRtf);
     // Waits for the whole text and shows it, for a command that needs all of it now.
     void Complete();
-    // Forgets a text still being read; the editor keeps what it shows.
+    // Forgets a text still being read; the editor keeps what it shows, as a text of its own.
     void Cancel();
     // Whether the whole text is still being read.
     bool IsLoading() const { return bool(m_stop); }
