@@ -21,8 +21,10 @@ RichTextLoader::RichTextLoader(QTextEdit *edit) : QObject(edit), m_edit(edit)
 
 RichTextLoader::~RichTextLoader()
 {
-    // Reads still under way are stopped and waited for, so that no document is left behind.
-    Cancel();
+    // Reads still under way are stopped and waited for, so that no document is left behind. The
+    // editor, going away itself, is not touched.
+    if (m_stop)
+        *m_stop = true;
     for (auto *watcher : findChildren<QFutureWatcher<QTextDocument *> *>(Qt::FindDirectChildrenOnly)) {
         watcher->waitForFinished();
         delete watcher->result();
