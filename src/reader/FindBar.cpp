@@ -149,6 +149,7 @@ void FindBar::Open()
 void FindBar::Close()
 {
     m_typing.stop();
+    m_waiting = false;
     hide();
     removeMarks();
     m_edit->setFocus(Qt::OtherFocusReason);

@@ -170,11 +170,11 @@ void ctlView::buildFilesTab(QWidget *tab)
         m_fixedPitch = ApplyLineWrap(rtbText, m_wrapLines);
         Q_EMIT TextShown();
     });
-    // The marks of a phrase go on the whole text: the first may be past the beginning shown first.
     connect(m_textLoader, &RichTextLoader::Completed, this, [this] {
         // The beginning of a text may look fixed-pitch where the whole does not, or the other way.
         if (std::exchange(m_fixedPitch, ApplyLineWrap(rtbText, m_wrapLines)) != m_fixedPitch)
             Q_EMIT TextShown();
+        // The marks of a phrase go on the whole text: the first may be past the beginning.
         if (!m_pendingPhrase.isEmpty())
             HighlightPhrase(std::exchange(m_pendingPhrase, QString()));
     });
