@@ -1,10 +1,14 @@
--- The search index. Lorekeep fills it with each file's plain text; the triggers keep its queue and
--- drop deleted files, and run in any SQLite with FTS5, so a store changed elsewhere stays right.
+-- The search index. Lorekeep fills it: find_text holds the words (three characters each) of every
+-- file's fields, without their text; find_plain holds the fields themselves, packed, for checking
+-- candidates, counting and for taking a changed file's old words out again; find_dictionary the
+-- dictionary they are packed with. The triggers queue every added, changed or deleted file, and
+-- run in any SQLite with FTS5, so a store changed elsewhere is brought up to date by Lorekeep.
 -- Run again on a store that has part of it, it adds what is missing.
-CREATE VIRTUAL TABLE IF NOT EXISTS find_text USING fts5(desc, src, body, tokenize = 'trigram case_sensitive 1', detail = none);
+CREATE VIRTUAL TABLE IF NOT EXISTS find_text USING fts5(grams, content = '', tokenize = 'ascii', detail = none, columnsize = 0);
+CREATE TABLE IF NOT EXISTS find_plain (file_id INTEGER PRIMARY KEY, fields BLOB NOT NULL);
+CREATE TABLE IF NOT EXISTS find_dictionary (dict_id INTEGER PRIMARY KEY, bytes BLOB NOT NULL);
 CREATE TABLE IF NOT EXISTS find_pending (file_id INTEGER PRIMARY KEY);
 CREATE TRIGGER IF NOT EXISTS find_file_insert AFTER INSERT ON file BEGIN INSERT OR IGNORE INTO find_pending (file_id) VALUES (new.auto_id); END;
 CREATE TRIGGER IF NOT EXISTS find_file_update AFTER UPDATE OF src, desc, txt_rtf ON file BEGIN INSERT OR IGNORE INTO find_pending (file_id) VALUES (new.auto_id); END;
-CREATE TRIGGER IF NOT EXISTS find_file_delete AFTER DELETE ON file BEGIN DELETE FROM find_text WHERE rowid = old.auto_id; DELETE FROM find_pending WHERE file_id = old.auto_id; END;
+CREATE TRIGGER IF NOT EXISTS find_file_delete AFTER DELETE ON file BEGIN INSERT OR IGNORE INTO find_pending (file_id) VALUES (old.auto_id); END;
 INSERT OR IGNORE INTO find_pending (file_id) SELECT auto_id FROM file;
-PRAGMA user_version = 2;

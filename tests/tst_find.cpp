@@ -46,12 +46,15 @@ template <class T = QCheckBox> T *child(QWidget *form, const char *name)
     return form->findChild<T *>(QString::fromLatin1(name));
 }
 
-// Searches for `phrase` with the Find button; the titles the results were given.
+// Searches for `phrase` with the Find button, until the search has ended; the titles the results
+// were given.
 QStringList search(frmFind *form, const QString &phrase)
 {
+    const QPointer<frmFind> alive(form);
     QSignalSpy titles(form, &frmFind::SearchTitle);
     child<QComboBox>(form, "cboFind")->setEditText(phrase);
     child<QPushButton>(form, "cmdFind")->click();
+    QTest::qWaitFor([&] { return !alive || !alive->Searching(); });
     QStringList texts;
     for (const QList<QVariant> &title : qAsConst(titles))
         texts << title.at(0).toString();
@@ -157,6 +160,7 @@ private Q_SLOTS:
         desk.prompts.answerMsgBox(MsgResult::OK);
         child<QComboBox>(form, "cboFind")->setEditText(phrase);
         QTest::keyClick(child<QComboBox>(form, "cboFind"), Qt::Key_Enter);
+        QTRY_VERIFY(!form || !form->Searching());
         const PromptRecord told = desk.prompts.last();
         QCOMPARE(std::tuple(titles.value(0).value(0).toString(), message.isEmpty() ? QString() : told.text,
                             told.icon == MsgIcon::Exclamation, adds.size()),
@@ -207,6 +211,31 @@ private Q_SLOTS:
         form = desk.open();
         QCOMPARE(search(form, QStringLiteral("Dragon")), QStringList{QStringLiteral("2 items found.")});
         QVERIFY(readFile(desk.home.file(QStringLiteral("error.log"))).contains("quickfind.log"));
+    }
+    void stopping()
+    {
+        Desk desk;
+        QPointer<frmFind> form = desk.open();
+        QSignalSpy adds(form, &frmFind::AddSearch);
+        QSignalSpy titles(form, &frmFind::SearchTitle);
+        auto *cmdFind = child<QPushButton>(form, "cmdFind");
+        child<QComboBox>(form, "cboFind")->setEditText(QStringLiteral("Dragon"));
+        // While the search runs its button stops it: what was found stays listed, the window stays
+        // for another try, and no "Finished!" is said.
+        cmdFind->click();
+        QVERIFY(form->Searching() && cmdFind->text() == QStringLiteral("&Stop"));
+        cmdFind->click();
+        QTRY_VERIFY(!form->Searching());
+        QCOMPARE(std::tuple(titles.size(), cmdFind->text(), form->isVisible(), desk.prompts.shown().size()),
+                 std::tuple(1, QStringLiteral("&Find"), true, qsizetype(0)));
+        QCOMPARE(titles.value(0).value(0).toString(),
+                 QStringLiteral("%1 %2 found before the search was stopped.")
+                     .arg(adds.size())
+                     .arg(adds.size() == 1 ? QStringLiteral("item") : QStringLiteral("items")));
+        // Closing the window in the middle of a search ends it too.
+        cmdFind->click();
+        form->close();
+        QTRY_VERIFY(form.isNull());
     }
 };
 

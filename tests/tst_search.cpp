@@ -12,6 +12,7 @@
 #include "import/FileImport.h"
 #include "rtf/RtfReader.h"
 
+#include <QFileInfo>
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QSqlDriver>
@@ -108,6 +109,7 @@ class tst_search final : public QObject
 private Q_SLOTS:
     void indexMatchesScan();
     void olderStoreGetsAnIndex();
+    void leanIndex();
 
 private:
     // Every phrase through the index and the scan, over field and criteria combinations.
@@ -282,12 +284,12 @@ void tst_search::olderStoreGetsAnIndex()
     compare(db, library.phrases(2).mid(0, 60), "rebuilt store");
     QVERIFY(FindIndex::Pending(db, &pending, &err) && pending == 0);
 
-    // Files of a few megabytes each are indexed a few at a time, not 200 at once: each batch is one
-    // commit, so the commits are counted.
+    // Files of ten megabytes each are indexed two at a time, not thousands at once: each batch is
+    // one commit, so the commits are counted.
     QSqlQuery add(db);
     QVERIFY(add.prepare(QStringLiteral("INSERT INTO file (game_id, sub_cat, src, desc, txt_rtf) "
                                        "SELECT auto_id, 1, '', 'big', ? FROM game LIMIT 1")));
-    add.addBindValue(QString(QStringLiteral("{\\rtf1 ") + QString(3'000'000, u'q') + QStringLiteral("}")));
+    add.addBindValue(QString(QStringLiteral("{\\rtf1 ") + QString(10'000'000, u'q') + QStringLiteral("}")));
     for (int i = 0; i < 4; ++i)
         QVERIFY(add.exec());
     int commits = 0;
@@ -300,7 +302,88 @@ void tst_search::olderStoreGetsAnIndex()
     QVERIFY2(updated, qPrintable(err.Description));
     QVector<FindHit> hits;
     QVERIFY(FileSearch::Find(db, {QString(50, u'q'), true, true, true, {}}, &hits, &err));
-    QCOMPARE(std::tuple(done, commits, hits.size()), std::tuple(qint64(4), 4, qsizetype(4)));
+    QCOMPARE(std::tuple(done, commits, hits.size()), std::tuple(qint64(4), 2, qsizetype(4)));
+}
+
+void tst_search::leanIndex()
+{
+    if (TestHome::Shared())
+        QSKIP("a store file's own index");
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("lean.lkb"));
+    GenSummary summary;
+    ErrObject err;
+    QVERIFY(LibraryGenerator(GenSettings{40, 600, 8, 5}).Generate(path, &summary, &err));
+    // A store with the index of an earlier Lorekeep: a trigram table with its own copy of every text.
+    runElsewhere(path, earlierFindIndex());
+    const qint64 oldSize = QFileInfo(path).size();
+    modADO store(QStringLiteral("lean"));
+    QVERIFY2(store.Open(path, &err), qPrintable(err.Description));
+    QSqlDatabase db = store.Connection();
+    qint64 pending = 0;
+    QVERIFY(FindIndex::Available(db) && FindIndex::Pending(db, &pending, &err) && pending == 600);
+
+    // Streamed: ascending ids, the first hundred in the first batch; stopping there ends the search.
+    QList<qsizetype> batches;
+    QList<qint32> streamed;
+    const FindRequest the{QStringLiteral("the"), true, true, true, {}};
+    QVERIFY(FileSearch::FindEach(
+        db, the,
+        [&](const QVector<FindHit> &hits) {
+            batches << hits.size();
+            streamed << ids(hits);
+            return true;
+        },
+        &err));
+    QVector<FindHit> scanned;
+    QVERIFY(FileSearch::Scan(db, the, &scanned, &err) && scanned.size() > 300);
+    QCOMPARE(std::tuple(streamed, batches.size() > 1, batches.value(0) <= 100),
+             std::tuple(ids(scanned), true, true));
+    int calls = 0;
+    QVERIFY(FileSearch::FindEach(db, the, [&](const QVector<FindHit> &) { return ++calls, false; }, &err));
+    QCOMPARE(calls, 1);
+
+    // The index with its packed texts takes well under half the texts' room, and the store shrinks
+    // once the old index's room is given back.
+    QSqlQuery size(QStringLiteral("SELECT (SELECT sum(length(block)) FROM find_text_data) + (SELECT sum(length(fields)) "
+                                  "FROM find_plain), (SELECT sum(length(txt_rtf)) FROM file), (SELECT count(*) FROM "
+                                  "find_dictionary)"),
+                   db);
+    QVERIFY(size.next());
+    QVERIFY2(size.value(0).toDouble() < 0.4 * size.value(1).toDouble() && size.value(2).toInt() == 1,
+             qPrintable(size.value(0).toString() + QLatin1Char('/') + size.value(1).toString()));
+    size.finish();
+    QVERIFY2(FindIndex::Compact(db, &err), qPrintable(err.Description));
+    QVERIFY2(QFileInfo(path).size() < oldSize * 3 / 4, qPrintable(QString::number(QFileInfo(path).size())));
+
+    // A file changed or deleted outside Lorekeep loses its old words: a phrase the words alone decide
+    // finds it only while it holds the phrase.
+    QSqlQuery query(db);
+    const qint32 id = scanned.constFirst().FileId;
+    const auto found = [&](const QString &phrase) {
+        QVector<FindHit> hits;
+        return FileSearch::Find(db, {phrase, true, true, true, {}}, &hits, &err) ? ids(hits) : QList<qint32>{-1};
+    };
+    QVERIFY(query.exec(QStringLiteral("UPDATE file SET txt_rtf = 'a Qxz b' WHERE auto_id = %1").arg(id)));
+    QCOMPARE(found(QStringLiteral("Qxz")), QList<qint32>{id});
+    QVERIFY(query.exec(QStringLiteral("UPDATE file SET txt_rtf = 'a Qx z' WHERE auto_id = %1").arg(id)));
+    QCOMPARE(found(QStringLiteral("Qxz")), QList<qint32>{});
+    QVERIFY(query.exec(QStringLiteral("UPDATE file SET txt_rtf = 'Qxz' WHERE auto_id = %1").arg(id)));
+    QCOMPARE(found(QStringLiteral("Qxz")), QList<qint32>{id});
+    QVERIFY(query.exec(QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(id)));
+    QCOMPARE(found(QStringLiteral("Qxz")), QList<qint32>{});
+    QVERIFY(query.exec(QStringLiteral("SELECT count(*) FROM find_plain WHERE file_id = %1").arg(id)) && query.next());
+    QCOMPARE(query.value(0).toInt(), 0);
+
+    // A packed text that cannot be unpacked is a damaged index: made anew, and the answer is whole.
+    QVERIFY(query.exec(QStringLiteral("UPDATE find_plain SET fields = zeroblob(40) WHERE file_id = %1")
+                           .arg(scanned.at(1).FileId)));
+    IndexRepair repair;
+    QVector<FindHit> hits;
+    const FindRequest words{QStringLiteral("the "), true, true, true, {}};
+    QVERIFY(FileSearch::Find(db, words, &hits, &err, &repair) && repair.Done);
+    QVERIFY(FileSearch::Scan(db, words, &scanned, &err));
+    QCOMPARE(ids(hits), ids(scanned));
 }
 
 QTEST_MAIN(tst_search)

@@ -161,8 +161,9 @@ void tst_snapshot::olderStoresReadAndUpgrade()
     QVERIFY(Schema::ReadVersion(old.Connection(), &version, &err) && version == Schema::Version);
     QVERIFY(add(old.Connection(), 1, "2026-01-01T00:00:00.000Z", "page") > 0 && count(old.Connection(), 1) == 1);
     old.Close();
-    runElsewhere(path, {shared ? QStringLiteral("COMMENT ON TABLE file IS 'Lorekeep store version 4'")
-                               : QStringLiteral("PRAGMA user_version = 4")});
+    runElsewhere(path, {shared ? QStringLiteral("COMMENT ON TABLE file IS 'Lorekeep store version %1'")
+                                     .arg(Schema::Version + 1)
+                               : QStringLiteral("PRAGMA user_version = %1").arg(Schema::Version + 1)});
     QVERIFY(!old.Open(path, &err) && err.Number == ErrNumber::StoreTooNew);
 }
 

@@ -1,16 +1,21 @@
 #include "FileSearch.h"
 
+#include "FindGrams.h"
 #include "FindIndex.h"
+#include "FindPack.h"
 #include "GameIndex.h"
 #include "rtf/RtfReader.h"
 #include "store/StoreAddress.h"
 #include "store/StoreError.h"
 #include "store/StoreQuery.h"
 
+#include <QElapsedTimer>
 #include <QLoggingCategory>
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
+#include <string>
 
 Q_DECLARE_LOGGING_CATEGORY(lcStore)
 
@@ -35,39 +40,6 @@ QString joinedColumns(const FindRequest &request)
     if (request.Text)
         columns << QStringLiteral("t.body");
     return columns.join(QStringLiteral(" || ' ' || "));
-}
-
-// The index query for the phrase: the trigrams of its runs (the stretches between blanks, since a
-// blank may be where two fields join, so only a run is sure to lie inside one field), each quoted
-// as a token of its own and all required. Empty when no run has the three characters a trigram
-// needs. The index answers it from its lists alone; every candidate is then checked by the rule.
-QString trigramQuery(const QString &phrase)
-{
-    // Enough to make a candidate rare; a phrase of thousands of characters needs no more.
-    constexpr int maxTrigrams = 24;
-    QStringList trigrams;
-    const QList<uint> codes = phrase.toUcs4();
-    qsizetype start = 0;
-    for (qsizetype i = 0; i <= codes.size(); ++i) {
-        if (i < codes.size() && codes[i] != ' ')
-            continue;
-        for (qsizetype at = start; at + 3 <= i; ++at) {
-            QString trigram = QString::fromUcs4(reinterpret_cast<const char32_t *>(codes.constData() + at), 3);
-            trigram.replace(QLatin1Char('"'), QStringLiteral("\"\""));
-            trigram = QLatin1Char('"') + trigram + QLatin1Char('"');
-            if (!trigrams.contains(trigram))
-                trigrams << trigram;
-        }
-        start = i + 1;
-    }
-    if (trigrams.size() > maxTrigrams) {
-        // Spread over the whole phrase rather than its start alone.
-        QStringList spread;
-        for (int k = 0; k < maxTrigrams; ++k)
-            spread << trigrams[k * trigrams.size() / maxTrigrams];
-        trigrams = spread;
-    }
-    return trigrams.join(QStringLiteral(" AND "));
 }
 
 // The same candidates on a shared library: each run of the phrase of three characters or more (a
@@ -121,37 +93,53 @@ ErrObject idOutOfRange(const QSqlDatabase &db, qint64 id)
                 .arg(std::numeric_limits<qint32>::max())};
 }
 
-bool indexedFind(const QSqlDatabase &db, const FindRequest &request, QVector<FindHit> *hits, ErrObject *err,
-                 qint64 *badId)
+// Hands the hits over in batches: the first hundred at once, so the list fills as soon as the
+// user looks, then batches that grow, so a long list costs few calls; a slow search hands over what
+// it has every tenth of a second.
+class HitBatcher final
 {
-    QVariantList values;
-    const bool shared = StoreAddress::IsShared(db);
-    const QString check = (shared ? QStringLiteral("strpos(") : QStringLiteral("instr(")) + joinedColumns(request) +
-                          QStringLiteral(", ?) > 0");
-    const QString match = trigramQuery(request.Phrase);
-    QString from = QStringLiteral("find_text t CROSS JOIN file f ON f.auto_id = t.rowid");
-    QStringList where;
-    if (shared) {
-        from = QStringLiteral("find_text t JOIN file f ON f.auto_id = t.file_id");
-        if (request.Criteria.GameId == 0)
-            where = runTerms(request.Phrase, &values);
-    } else if (request.Criteria.GameId != 0) {
-        // One game's files are few: each is checked through the index's copy of its text.
-        from = QStringLiteral("file f CROSS JOIN find_text t ON t.rowid = f.auto_id");
-    } else if (!match.isEmpty()) {
-        // Candidates from the trigram index (in any field: the check below sees only the chosen ones).
-        // Without a trigram in the phrase every row's plain text is read, still not its markup.
-        where << QStringLiteral("t.rowid IN (SELECT rowid FROM find_text WHERE find_text MATCH ?)");
-        values << match;
+public:
+    explicit HitBatcher(const FileSearch::Found &found)
+        : m_found(found)
+    {
+        m_clock.start();
     }
-    where << check;
-    values << request.Phrase;
-    const QString terms = criteriaTerms(request.Criteria, &values);
-    if (!terms.isEmpty())
-        where << terms;
-    const QString sql = QStringLiteral("SELECT ") + hitColumns + QStringLiteral(" FROM ") + from +
-                        QStringLiteral(" LEFT JOIN game g ON g.auto_id = f.game_id WHERE ") +
-                        where.join(QStringLiteral(" AND ")) + QStringLiteral(" ORDER BY f.auto_id");
+
+    // False once the receiver asked to stop.
+    bool add(const FindHit &hit)
+    {
+        m_batch.append(hit);
+        m_lastId = hit.FileId;
+        return (m_batch.size() < m_limit && m_clock.elapsed() < 100) || flush();
+    }
+    bool flush()
+    {
+        if (m_batch.isEmpty() || m_stopped)
+            return !m_stopped;
+        m_stopped = !m_found(m_batch);
+        m_batch.clear();
+        m_limit = std::min(m_limit * 4, 8192);
+        m_clock.restart();
+        return !m_stopped;
+    }
+    bool stopped() const { return m_stopped; }
+    // The last file handed over or waiting to be; 0 before the first.
+    qint32 lastId() const { return m_lastId; }
+
+private:
+    const FileSearch::Found &m_found;
+    QVector<FindHit> m_batch;
+    int m_limit = 100;
+    bool m_stopped = false;
+    qint32 m_lastId = 0;
+    QElapsedTimer m_clock;
+};
+
+// Reads the hits of `sql` (the hit columns first), each offered to `accept` before it is handed over.
+bool readHits(const QSqlDatabase &db, const QString &sql, const QVariantList &values,
+              const std::function<bool(const StoreQuery &, bool *keep)> &accept, HitBatcher *out, ErrObject *err,
+              qint64 *badId)
+{
     StoreQuery query(db);
     return query.run(sql, values, err) && query.forEachRowWhile(
                                               [&] {
@@ -160,10 +148,135 @@ bool indexedFind(const QSqlDatabase &db, const FindRequest &request, QVector<Fin
                                                       *badId = id;
                                                       return false;
                                                   }
-                                                  hits->append(hitOf(query));
-                                                  return true;
+                                                  bool keep = true;
+                                                  if (!accept(query, &keep))
+                                                      return false;
+                                                  return !keep || out->add(hitOf(query));
                                               },
                                               err);
+}
+
+QString hitStatement(const QString &from, const QStringList &where, const QString &order)
+{
+    return QStringLiteral("SELECT ") + hitColumns + QStringLiteral(" FROM ") + from +
+           QStringLiteral(" LEFT JOIN game g ON g.auto_id = f.game_id") +
+           (where.isEmpty() ? QString() : QStringLiteral(" WHERE ") + where.join(QStringLiteral(" AND "))) +
+           QStringLiteral(" ORDER BY ") + order;
+}
+
+// A shared library: the trigram index narrows the rows, the server checks them.
+bool sharedFind(const QSqlDatabase &db, const FindRequest &request, HitBatcher *out, ErrObject *err, qint64 *badId)
+{
+    QVariantList values;
+    QStringList where;
+    if (request.Criteria.GameId == 0)
+        where = runTerms(request.Phrase, &values);
+    where << QStringLiteral("strpos(") + joinedColumns(request) + QStringLiteral(", ?) > 0");
+    values << request.Phrase;
+    const QString terms = criteriaTerms(request.Criteria, &values);
+    if (!terms.isEmpty())
+        where << terms;
+    const QString sql =
+        hitStatement(QStringLiteral("find_text t JOIN file f ON f.auto_id = t.file_id"), where, QStringLiteral("f.auto_id"));
+    return readHits(
+        db, sql, values, [](const StoreQuery &, bool *) { return true; }, out, err, badId);
+}
+
+// The text a request searches in a file's unpacked fields: all three joined as kept, or the chosen
+// ones joined in `joined`.
+std::string_view searched(const FindRequest &request, const FindUnpacker &fields, std::string *joined)
+{
+    if (request.Desc && request.Src && request.Text)
+        return fields.All();
+    joined->clear();
+    bool first = true;
+    for (const auto &[chosen, part] : {std::pair{request.Desc, fields.Desc()}, std::pair{request.Src, fields.Src()},
+                                       std::pair{request.Text, fields.Body()}}) {
+        if (!chosen)
+            continue;
+        if (!first)
+            joined->push_back(' ');
+        first = false;
+        joined->append(part);
+    }
+    return *joined;
+}
+
+// How often `phrase` occurs in `text`, without overlapping; both UTF-8.
+int occurrences(std::string_view text, const QByteArray &phrase)
+{
+    const std::string_view what(phrase.constData(), size_t(phrase.size()));
+    int count = 0;
+    for (size_t at = text.find(what); !what.empty() && at != std::string_view::npos;
+         at = text.find(what, at + what.size()))
+        ++count;
+    return count;
+}
+
+ErrObject damagedText(const QSqlDatabase &db, qint64 id)
+{
+    return {ErrNumber::StoreFailed,
+            QStringLiteral("The search index of the store \"%1\" holds a text that cannot be read (file %2).")
+                .arg(StoreError::storePath(db))
+                .arg(id)};
+}
+
+// A store file: the index's words narrow the files to those holding every word of the phrase;
+// each is then checked against its packed fields, unless the words alone decide.
+bool leanFind(const QSqlDatabase &db, const FindRequest &request, HitBatcher *out, ErrObject *err, qint64 *badId)
+{
+    std::shared_ptr<const FindDictionary> dictionary;
+    if (!FindIndex::Dictionary(db, &dictionary, err))
+        return false;
+    const QList<QByteArray> words = FindGrams::Phrase(request.Phrase);
+    const bool decided = request.Desc && request.Src && request.Text && request.Criteria.GameId == 0 &&
+                         FindGrams::Decides(request.Phrase);
+    QVariantList values;
+    QStringList where;
+    QString from, order;
+    if (request.Criteria.GameId != 0 || words.isEmpty()) {
+        // One game's files are few, and a phrase without a word has no candidates to narrow to:
+        // every chosen file is checked.
+        from = QStringLiteral("file f CROSS JOIN find_plain i ON i.file_id = f.auto_id");
+        order = QStringLiteral("f.auto_id");
+    } else {
+        from = QStringLiteral("find_text t CROSS JOIN file f ON f.auto_id = t.rowid");
+        if (!decided)
+            from += QStringLiteral(" CROSS JOIN find_plain i ON i.file_id = t.rowid");
+        QStringList quoted;
+        for (const QByteArray &word : words)
+            quoted << QLatin1Char('"') + QString::fromLatin1(word) + QLatin1Char('"');
+        where << QStringLiteral("find_text MATCH ?");
+        values << quoted.join(QStringLiteral(" AND "));
+        order = QStringLiteral("t.rowid");
+    }
+    const QString terms = criteriaTerms(request.Criteria, &values);
+    if (!terms.isEmpty())
+        where << terms;
+    QString sql = hitStatement(from, where, order);
+    if (decided)
+        return readHits(
+            db, sql, values, [](const StoreQuery &, bool *) { return true; }, out, err, badId);
+    sql.replace(QStringLiteral(" FROM "), QStringLiteral(", i.fields FROM "));
+    const QByteArray phrase = request.Phrase.toUtf8();
+    FindUnpacker fields(dictionary);
+    std::string joined;
+    ErrObject damaged;
+    const auto check = [&](const StoreQuery &row, bool *keep) {
+        if (!fields.Unpack(row.value(7).toByteArray())) {
+            damaged = damagedText(db, row.value(0).toLongLong());
+            return false;
+        }
+        const std::string_view text = searched(request, fields, &joined);
+        *keep = memmem(text.data(), text.size(), phrase.constData(), size_t(phrase.size())) != nullptr;
+        return true;
+    };
+    if (!readHits(db, sql, values, check, out, err, badId))
+        return false;
+    if (!damaged.isError())
+        return true;
+    *err = damaged;
+    return false;
 }
 
 } // namespace
@@ -215,11 +328,18 @@ bool FileSearch::Occurrences(const QSqlDatabase &db, const FindRequest &request,
     const bool indexed = FindIndex::Available(db);
     if (indexed && !FindIndex::Update(db, -1, nullptr, err))
         return false;
-    const QString key = QStringLiteral("t.") + FindIndex::KeyColumn(db);
-    const QString select = indexed
-                               ? QStringLiteral("SELECT ") + key + QStringLiteral(", ") + joinedColumns(request) +
-                                     QStringLiteral(" FROM find_text t WHERE ") + key + QStringLiteral(" IN (")
-                               : QStringLiteral("SELECT auto_id, \"desc\", src, txt_rtf FROM file WHERE auto_id IN (");
+    const bool shared = StoreAddress::IsShared(db);
+    std::shared_ptr<const FindDictionary> dictionary;
+    if (indexed && !shared && !FindIndex::Dictionary(db, &dictionary, err))
+        return false;
+    FindUnpacker fields(dictionary);
+    std::string joined;
+    const QByteArray phrase = request.Phrase.toUtf8();
+    QString select = QStringLiteral("SELECT auto_id, \"desc\", src, txt_rtf FROM file WHERE auto_id IN (");
+    if (indexed)
+        select = shared ? QStringLiteral("SELECT t.file_id, ") + joinedColumns(request) +
+                              QStringLiteral(" FROM find_text t WHERE t.file_id IN (")
+                        : QStringLiteral("SELECT file_id, fields FROM find_plain WHERE file_id IN (");
     // A statement takes a limited number of values: the ids go in slices.
     constexpr qsizetype slice = 500;
     for (qsizetype first = 0; first < fileIds.size(); first += slice) {
@@ -230,7 +350,16 @@ bool FileSearch::Occurrences(const QSqlDatabase &db, const FindRequest &request,
         QString marks = QStringLiteral("?,").repeated(ids.size());
         marks.chop(1);
         StoreQuery query(db);
+        ErrObject damaged;
         const auto count = [&] {
+            if (indexed && !shared) {
+                if (!fields.Unpack(query.value(1).toByteArray())) {
+                    damaged = damagedText(db, query.id(0));
+                    return false;
+                }
+                counts->insert(query.id(0), occurrences(searched(request, fields, &joined), phrase));
+                return true;
+            }
             QString text;
             if (indexed) {
                 text = query.text(1);
@@ -242,9 +371,14 @@ bool FileSearch::Occurrences(const QSqlDatabase &db, const FindRequest &request,
                 text = SearchedText(request, row);
             }
             counts->insert(query.id(0), Occurrences(text, request.Phrase));
+            return true;
         };
-        if (!query.run(select + marks + QLatin1Char(')'), values, err) || !query.forEachRow(count, err))
+        if (!query.run(select + marks + QLatin1Char(')'), values, err) || !query.forEachRowWhile(count, err))
             return false;
+        if (damaged.isError()) {
+            *err = damaged;
+            return false;
+        }
     }
     return true;
 }
@@ -284,28 +418,43 @@ bool FileSearch::Scan(const QSqlDatabase &db, const FindRequest &request, QVecto
     return read;
 }
 
-bool FileSearch::Find(const QSqlDatabase &db, const FindRequest &request, QVector<FindHit> *hits, ErrObject *err,
-                      IndexRepair *repair)
+bool FileSearch::FindEach(const QSqlDatabase &db, const FindRequest &request, const Found &found, ErrObject *err,
+                          IndexRepair *repair)
 {
-    hits->clear();
     if (repair)
         *repair = {};
     // A NUL is in no stored text, and SQL would cut the phrase at it.
     if (request.Phrase.isEmpty() || request.Phrase.contains(QChar(0)) || !(request.Desc || request.Src || request.Text))
         return true;
+    HitBatcher out(found);
+    // The scan's hits, after those the failed index handed over already.
+    const auto scan = [&] {
+        QVector<FindHit> hits;
+        if (!Scan(db, request, &hits, err))
+            return false;
+        const qint32 after = out.lastId();
+        for (const FindHit &hit : std::as_const(hits)) {
+            if (hit.FileId > after && !out.add(hit))
+                return true;
+        }
+        out.flush();
+        return true;
+    };
     if (!FindIndex::Available(db))
-        return Scan(db, request, hits, err);
+        return scan();
     ErrObject failure;
     if (FindIndex::Update(db, -1, nullptr, &failure)) {
         qint64 badId = 0;
-        if (indexedFind(db, request, hits, &failure, &badId)) {
-            if (badId == 0)
-                return true;
-            hits->clear();
+        const bool searched = StoreAddress::IsShared(db) ? sharedFind(db, request, &out, &failure, &badId)
+                                                         : leanFind(db, request, &out, &failure, &badId);
+        if (searched && badId == 0) {
+            out.flush();
+            return true;
+        }
+        if (searched) {
             *err = idOutOfRange(db, badId);
             return false;
         }
-        hits->clear();
     }
     if (failure.Number == ErrNumber::StoreLocked || failure.Number == ErrNumber::StoreReadOnly ||
         failure.Number == ErrNumber::StoreUnreachable) {
@@ -321,7 +470,23 @@ bool FileSearch::Find(const QSqlDatabase &db, const FindRequest &request, QVecto
         repair->Done = rebuilt;
         repair->Failure = rebuildErr;
     }
-    return Scan(db, request, hits, err);
+    return scan();
+}
+
+bool FileSearch::Find(const QSqlDatabase &db, const FindRequest &request, QVector<FindHit> *hits, ErrObject *err,
+                      IndexRepair *repair)
+{
+    hits->clear();
+    const bool found = FindEach(
+        db, request,
+        [hits](const QVector<FindHit> &batch) {
+            hits->append(batch);
+            return true;
+        },
+        err, repair);
+    if (!found)
+        hits->clear();
+    return found;
 }
 
 QString FileSearch::TrimBlanks(const QString &phrase)

@@ -9,6 +9,8 @@
 #include <QString>
 #include <QVector>
 
+#include <functional>
+
 // What Find looks for: a phrase, in some fields of the files that meet the criteria.
 struct FindRequest
 {
@@ -50,10 +52,16 @@ class FileSearch final
 public:
     // How many files meet the criteria, the phrase aside.
     static bool CountRows(const QSqlDatabase &db, const FileCriteria &criteria, qint64 *count, ErrObject *err);
-    // The hits in ascending order of file id, through the search index (brought up to date first).
-    // A request with no field chosen finds nothing. An index that fails is rebuilt (`repair`
-    // says whether that worked), and that search scans instead. A hit whose id is beyond 32 bits
-    // (set by hand) fails the search with a message saying so.
+    // Told of the next hits, in ascending order of file id; false stops the search there.
+    using Found = std::function<bool(const QVector<FindHit> &hits)>;
+    // The hits in ascending order of file id, through the search index (brought up to date first),
+    // handed to `found` as they come: the first hundred at once, then in growing batches. A request
+    // with no field chosen finds nothing. An index that fails is rebuilt (`repair` says whether
+    // that worked), and that search scans instead. A hit whose id is beyond 32 bits (set by hand)
+    // fails the search with a message saying so.
+    static bool FindEach(const QSqlDatabase &db, const FindRequest &request, const Found &found, ErrObject *err,
+                         IndexRepair *repair = nullptr);
+    // The same, every hit collected in `hits`.
     static bool Find(const QSqlDatabase &db, const FindRequest &request, QVector<FindHit> *hits, ErrObject *err,
                      IndexRepair *repair = nullptr);
     // The phrase as Find takes it: blanks at its ends dropped; tabs and line breaks are part of it.

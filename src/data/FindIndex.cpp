@@ -1,5 +1,7 @@
 #include "FindIndex.h"
 
+#include "FindGrams.h"
+#include "FindPack.h"
 #include "rtf/RtfReader.h"
 #include "store/Schema.h"
 #include "store/StoreAddress.h"
@@ -7,23 +9,43 @@
 #include "store/StoreQuery.h"
 #include "store/StoreTransaction.h"
 
+#include <QDir>
+#include <QLoggingCategory>
+#include <QFileInfo>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <QStorageInfo>
 #include <QVariant>
 #include <QVector>
+#include <QtConcurrent/QtConcurrentMap>
 
+#include <QScopeGuard>
+
+#include <limits>
+#include <memory>
 #include <utility>
+
+Q_DECLARE_LOGGING_CATEGORY(lcStore)
 
 namespace {
 
-// Files indexed per transaction: large enough that commits cost little, small enough that a
-// progress dialog moves.
-constexpr qint64 batchFiles = 200;
-// And the text a batch holds at once, in characters: a few files of tens of megabytes each would
-// otherwise all be in memory together, stored and plain.
-constexpr qint64 batchChars = 4 * 1024 * 1024;
+// Files indexed per transaction: enough that commits and the index's merging cost little, few
+// enough that a progress dialog moves every second or so.
+constexpr qint64 batchFiles = 2000;
+// And the stored text a batch holds at once, in characters: a few files of tens of megabytes each
+// would otherwise all be in memory together, stored and plain, twice over while the next batch is
+// made.
+constexpr qint64 batchChars = 16 * 1024 * 1024;
+
+// A queue this long is a whole index being built (a new or converted store, or a big import).
+constexpr qint64 bulkFiles = 1000;
 
 const QString indexResource = QStringLiteral(":/bundle/findindex.sql");
+// The parts of a store file's index; a store lacking one of them gets the index anew.
+const QStringList indexParts = {QStringLiteral("find_text"),        QStringLiteral("find_plain"),
+                                QStringLiteral("find_dictionary"),  QStringLiteral("find_pending"),
+                                QStringLiteral("find_file_insert"), QStringLiteral("find_file_update"),
+                                QStringLiteral("find_file_delete")};
 
 bool fail(const QSqlQuery &query, const QSqlDatabase &db, ErrObject *err)
 {
@@ -45,20 +67,352 @@ bool runAll(const QSqlDatabase &db, const QStringList &statements, ErrObject *er
     return transaction.commit(err);
 }
 
+bool createIndex(const QSqlDatabase &db, ErrObject *err)
+{
+    return runAll(db, Schema::Statements(indexResource), err);
+}
+
+// Whether anything of an index (this one's or an earlier Lorekeep's) is in the store file.
+bool anyPart(const QSqlDatabase &db)
+{
+    StoreQuery query(db);
+    bool found = false;
+    return query.run(QStringLiteral("SELECT count(*) FROM sqlite_master WHERE name IN ('find_text', 'find_plain', "
+                                    "'find_dictionary', 'find_pending', 'find_file_insert', 'find_file_update', "
+                                    "'find_file_delete')"),
+                     nullptr) &&
+           query.firstRow(&found, nullptr) && found && query.value(0).toInt() > 0;
+}
+
+// A queued file: what the store holds of it, then what is made of that on a worker thread.
 struct Queued
 {
-    qint64 id;
-    bool exists;
+    qint64 id = 0;
+    bool exists = false;
     QString desc;
     QString src;
+    QString rtf;
+    // The fields it was indexed with before, packed: their words are taken out of the index.
+    QByteArray oldPacked;
+
+    // The plain text, kept only for a shared library's index.
     QString body;
+    QByteArray fields;
+    QByteArray packed;
+    QByteArray grams;
+    QByteArray oldGrams;
+    bool oldUnreadable = false;
 };
+
+struct Batch
+{
+    QVector<Queued> files;
+    QFuture<void> made;
+};
+
+// The next queued files after `afterId`, at least one however big.
+bool readBatch(const QSqlDatabase &db, qint64 afterId, qint64 limit, QVector<Queued> *files, ErrObject *err)
+{
+    // A shared library's index has no packed fields: it is rewritten row by row.
+    const bool shared = StoreAddress::IsShared(db);
+    StoreQuery read(db);
+    if (!read.run(QStringLiteral("SELECT p.file_id, f.auto_id, f.\"desc\", f.src, f.txt_rtf, %1 FROM find_pending p "
+                                 "LEFT JOIN file f ON f.auto_id = p.file_id %2 WHERE p.file_id > ? ORDER BY "
+                                 "p.file_id LIMIT ?")
+                      .arg(shared ? QStringLiteral("NULL") : QStringLiteral("i.fields"),
+                           shared ? QString() : QStringLiteral("LEFT JOIN find_plain i ON i.file_id = p.file_id")),
+                  {afterId, limit}, err))
+        return false;
+    qint64 chars = 0;
+    return read.forEachRowWhile(
+        [&] {
+            Queued file;
+            file.id = read.value(0).toLongLong();
+            file.exists = !read.value(1).isNull();
+            file.desc = read.text(2);
+            file.src = read.text(3);
+            file.rtf = read.text(4);
+            file.oldPacked = read.value(5).toByteArray();
+            chars += file.rtf.size() + file.oldPacked.size();
+            files->append(std::move(file));
+            return chars < batchChars;
+        },
+        err);
+}
+
+// The plain text and words of a queued file, and the words it had; on a worker thread.
+// A queued file's plain text; on a worker thread.
+void makePlain(Queued *file)
+{
+    if (file->exists) {
+        file->body = RtfReader::PlainText(RtfReader::FromStoredText(file->rtf));
+        file->rtf.clear();
+    }
+}
+
+void makeWords(Queued *file, const std::shared_ptr<const FindDictionary> &dictionary)
+{
+    makePlain(file);
+    if (!file->oldPacked.isEmpty()) {
+        FindUnpacker unpacker(dictionary);
+        if (unpacker.Unpack(file->oldPacked)) {
+            const auto text = [](std::string_view part) {
+                return QString::fromUtf8(part.data(), qsizetype(part.size()));
+            };
+            file->oldGrams = FindGrams::Document(text(unpacker.Desc()), text(unpacker.Src()), text(unpacker.Body()));
+        } else {
+            file->oldUnreadable = true;
+        }
+        file->oldPacked.clear();
+    }
+    if (file->exists) {
+        file->fields = FindPack::Fields(file->desc, file->src, file->body);
+        file->grams = FindGrams::Document(file->desc, file->src, file->body);
+        file->body.clear();
+    }
+}
+
+void pack(Queued *file, const FindDictionary *dictionary)
+{
+    if (file->exists && file->packed.isEmpty())
+        file->packed = FindPack::Pack(file->fields, dictionary);
+    file->fields.clear();
+}
+
+// The first big batch of a store without a dictionary teaches it one, kept with the index.
+bool learnDictionary(const QSqlDatabase &db, const QVector<Queued> &files,
+                     std::shared_ptr<const FindDictionary> *dictionary, ErrObject *err)
+{
+    QList<QByteArray> samples;
+    for (const Queued &file : files) {
+        if (file.exists)
+            samples.append(file.fields);
+    }
+    const std::shared_ptr<const FindDictionary> learnt = FindDictionary::Learn(samples);
+    if (!learnt)
+        return true;
+    StoreQuery write(db);
+    if (!write.run(QStringLiteral("INSERT OR IGNORE INTO find_dictionary (dict_id, bytes) VALUES (?, ?)"),
+                   {qint64(learnt->Id()), learnt->Bytes()}, err))
+        return false;
+    *dictionary = learnt;
+    return true;
+}
+
+// A batch into the index, in one transaction.
+bool writeBatch(const QSqlDatabase &db, const QVector<Queued> &files, ErrObject *err)
+{
+    StoreTransaction transaction(db);
+    if (!transaction.begin(err))
+        return false;
+    QSqlQuery remove(db), insert(db), keep(db), drop(db), dequeue(db);
+    remove.prepare(QStringLiteral("INSERT INTO find_text (find_text, rowid, grams) VALUES ('delete', ?, ?)"));
+    insert.prepare(QStringLiteral("INSERT INTO find_text (rowid, grams) VALUES (?, ?)"));
+    keep.prepare(QStringLiteral("INSERT OR REPLACE INTO find_plain (file_id, fields) VALUES (?, ?)"));
+    drop.prepare(QStringLiteral("DELETE FROM find_plain WHERE file_id = ?"));
+    dequeue.prepare(QStringLiteral("DELETE FROM find_pending WHERE file_id = ?"));
+    const auto run = [&](QSqlQuery &query, std::initializer_list<QVariant> values) {
+        for (const QVariant &value : values)
+            query.addBindValue(value);
+        return query.exec() || fail(query, db, err);
+    };
+    for (const Queued &file : files) {
+        // Words that cannot be taken out again would stay in the index for good: the index is
+        // damaged, and Find makes it anew.
+        if (file.oldUnreadable) {
+            *err = {ErrNumber::StoreFailed, QStringLiteral("The search index of the store \"%1\" holds a text that "
+                                                           "cannot be read (file %2).")
+                                                .arg(StoreError::storePath(db))
+                                                .arg(file.id)};
+            return false;
+        }
+        if (!file.oldGrams.isNull() && !run(remove, {file.id, file.oldGrams}))
+            return false;
+        if (file.exists) {
+            if (file.packed.isEmpty()) {
+                *err = {ErrNumber::OutOfMemory, QStringLiteral("Not enough memory to index file %1.").arg(file.id)};
+                return false;
+            }
+            if (!run(insert, {file.id, file.grams}) || !run(keep, {file.id, file.packed}))
+                return false;
+        } else if (!run(drop, {file.id})) {
+            return false;
+        }
+        if (!run(dequeue, {file.id}))
+            return false;
+    }
+    return transaction.commit(err);
+}
+
+// While a whole index is built, the FTS table does not merge its segments after every batch (which
+// rewrites most of it again and again) but once at the end; and commits do not wait for the disk:
+// the index is made from the files, so a batch lost to a power cut is only queued again.
+class BulkBuild final
+{
+public:
+    BulkBuild(const QSqlDatabase &db, bool on)
+        : m_query(db)
+        , m_on(on)
+    {
+        if (!m_on)
+            return;
+        if (m_query.exec(QStringLiteral("PRAGMA synchronous")) && m_query.next())
+            m_synchronous = m_query.value(0).toInt();
+        run(QStringLiteral("PRAGMA synchronous = NORMAL"));
+        run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('automerge', 0)"));
+        run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('crisismerge', 64)"));
+    }
+    ~BulkBuild()
+    {
+        if (!m_on)
+            return;
+        // FTS5's own defaults: a few changed files are merged in as they come.
+        run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('automerge', 4)"));
+        run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('crisismerge', 16)"));
+        run(QStringLiteral("PRAGMA synchronous = %1").arg(m_synchronous));
+    }
+    // The whole index in one segment, which every search reads fastest.
+    void finish()
+    {
+        if (m_on)
+            run(QStringLiteral("INSERT INTO find_text (find_text) VALUES ('optimize')"));
+    }
+
+private:
+    void run(const QString &statement)
+    {
+        // Each only makes the build faster: one that fails leaves it as right, only slower.
+        if (!m_query.exec(statement))
+            qCInfo(lcStore) << "search index build:" << statement << m_query.lastError().text();
+    }
+
+    QSqlQuery m_query;
+    bool m_on;
+    int m_synchronous = 2;
+};
+
+bool leanUpdate(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, ErrObject *err,
+                const FindIndex::Progress &progress)
+{
+    std::shared_ptr<const FindDictionary> dictionary;
+    qint64 pending = 0;
+    if (!FindIndex::Dictionary(db, &dictionary, err) || !FindIndex::Pending(db, &pending, err))
+        return false;
+    if (maxFiles >= 0)
+        pending = std::min(pending, maxFiles);
+    BulkBuild bulk(db, pending >= bulkFiles);
+    qint64 lastId = std::numeric_limits<qint64>::min(), left = maxFiles, indexed = 0;
+    // The next batch is read and its text made while the one before is written.
+    const auto start = [&](Batch *batch) {
+        batch->files.clear();
+        if (left == 0)
+            return true;
+        if (!readBatch(db, lastId, left < 0 ? batchFiles : std::min(left, batchFiles), &batch->files, err))
+            return false;
+        if (batch->files.isEmpty())
+            return true;
+        lastId = batch->files.constLast().id;
+        if (left > 0)
+            left -= batch->files.size();
+        batch->made = QtConcurrent::map(batch->files, [known = dictionary](Queued &file) {
+            makeWords(&file, known);
+            if (known)
+                pack(&file, known.get());
+        });
+        return true;
+    };
+    auto current = std::make_unique<Batch>(), next = std::make_unique<Batch>();
+    // Whatever ends the work, no worker is left making words for a batch that is gone.
+    const auto settle = qScopeGuard([&] {
+        current->made.waitForFinished();
+        next->made.waitForFinished();
+    });
+    if (!start(current.get()))
+        return false;
+    while (!current->files.isEmpty()) {
+        current->made.waitForFinished();
+        // Without a dictionary the batch is packed now, with the one it may have taught.
+        if (!dictionary) {
+            if (!learnDictionary(db, current->files, &dictionary, err))
+                return false;
+            const FindDictionary *packing = dictionary.get();
+            QtConcurrent::blockingMap(current->files, [packing](Queued &file) { pack(&file, packing); });
+        }
+        const bool stopped = progress && !progress(indexed);
+        if (!stopped && !start(next.get()))
+            return false;
+        if (!writeBatch(db, current->files, err))
+            return false;
+        indexed += current->files.size();
+        if (done)
+            *done = indexed;
+        if (stopped)
+            return true;
+        std::swap(current, next);
+    }
+    bulk.finish();
+    if (progress)
+        progress(indexed);
+    return true;
+}
+
+// A shared library's index holds the plain texts themselves, which PostgreSQL compresses; its
+// trigram index is PostgreSQL's.
+bool sharedUpdate(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, ErrObject *err,
+                  const FindIndex::Progress &progress)
+{
+    qint64 indexed = 0;
+    while (maxFiles != 0) {
+        if (progress && !progress(indexed))
+            break;
+        QVector<Queued> queued;
+        // The server's ids are 32-bit: the smallest of those comes before every one.
+        if (!readBatch(db, std::numeric_limits<qint32>::min(), maxFiles < 0 ? 200 : std::min<qint64>(maxFiles, 200),
+                       &queued, err))
+            return false;
+        if (queued.isEmpty())
+            break;
+        QtConcurrent::blockingMap(queued, [](Queued &file) { makePlain(&file); });
+        StoreTransaction transaction(db);
+        if (!transaction.begin(err))
+            return false;
+        QSqlQuery remove(db), insert(db), dequeue(db);
+        remove.prepare(QStringLiteral("DELETE FROM find_text WHERE file_id = ?"));
+        insert.prepare(QStringLiteral("INSERT INTO find_text (file_id, \"desc\", src, body) VALUES (?, ?, ?, ?)"));
+        dequeue.prepare(QStringLiteral("DELETE FROM find_pending WHERE file_id = ?"));
+        for (const Queued &file : std::as_const(queued)) {
+            remove.addBindValue(file.id);
+            if (!remove.exec())
+                return fail(remove, db, err);
+            // A queued file that is gone (deleted in the meantime) only leaves the queue.
+            if (file.exists) {
+                insert.addBindValue(file.id);
+                insert.addBindValue(file.desc);
+                insert.addBindValue(file.src);
+                insert.addBindValue(file.body);
+                if (!insert.exec())
+                    return fail(insert, db, err);
+            }
+            dequeue.addBindValue(file.id);
+            if (!dequeue.exec())
+                return fail(dequeue, db, err);
+        }
+        if (!transaction.commit(err))
+            return false;
+        indexed += queued.size();
+        if (done)
+            *done = indexed;
+        if (maxFiles > 0)
+            maxFiles -= queued.size();
+    }
+    return true;
+}
 
 } // namespace
 
 bool FindIndex::Available(const QSqlDatabase &db)
 {
-    // All five parts: without a trigger the index would fall behind unnoticed.
+    // Every part: without a trigger the index would fall behind unnoticed.
     StoreQuery query(db);
     bool found = false;
     if (StoreAddress::IsShared(db))
@@ -69,24 +423,31 @@ bool FindIndex::Available(const QSqlDatabase &db)
                                   "'find_file_delete')) = 3"),
                    nullptr) &&
                query.firstRow(&found, nullptr) && found && query.value(0).toBool();
-    return query.run(QStringLiteral("SELECT count(*) FROM sqlite_master WHERE name IN ('find_text', "
-                                    "'find_pending', 'find_file_insert', 'find_file_update', "
-                                    "'find_file_delete')"),
+    // An earlier Lorekeep's index (a trigram table with its own copy of every text) is not this one.
+    QString names;
+    for (const QString &part : indexParts)
+        names += (names.isEmpty() ? QStringLiteral("'") : QStringLiteral(", '")) + part + QLatin1Char('\'');
+    return query.run(QStringLiteral("SELECT count(*) FROM sqlite_master WHERE name IN (%1) AND NOT (name = "
+                                    "'find_text' AND sql LIKE '%trigram%') AND NOT (name = 'find_file_delete' AND "
+                                    "sql LIKE '%DELETE FROM find_text%')")
+                         .arg(names),
                      nullptr) &&
-           query.firstRow(&found, nullptr) && found && query.value(0).toInt() == 5;
+           query.firstRow(&found, nullptr) && found && query.value(0).toInt() == indexParts.size();
 }
 
 bool FindIndex::Ensure(const QSqlDatabase &db, ErrObject *err)
 {
     if (Available(db))
         return true;
-    if (!StoreAddress::IsShared(db))
-        return runAll(db, Schema::Statements(indexResource), err);
-    // A shared library gets its index with its tables; one that lost it was changed by hand.
-    *err = {ErrNumber::StoreFailed, QStringLiteral("The shared library \"%1\" lacks its search index (the tables "
-                                                   "find_text and find_pending and the triggers on file).")
-                                        .arg(StoreError::storePath(db))};
-    return false;
+    if (StoreAddress::IsShared(db)) {
+        // A shared library gets its index with its tables; one that lost it was changed by hand.
+        *err = {ErrNumber::StoreFailed, QStringLiteral("The shared library \"%1\" lacks its search index (the tables "
+                                                       "find_text and find_pending and the triggers on file).")
+                                            .arg(StoreError::storePath(db))};
+        return false;
+    }
+    // Part of an index, or an earlier one, is replaced whole.
+    return anyPart(db) ? Rebuild(db, err) : createIndex(db, err);
 }
 
 bool FindIndex::Pending(const QSqlDatabase &db, qint64 *count, ErrObject *err)
@@ -99,76 +460,31 @@ bool FindIndex::Pending(const QSqlDatabase &db, qint64 *count, ErrObject *err)
     return true;
 }
 
-bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, ErrObject *err)
+bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, ErrObject *err,
+                       const Progress &progress)
 {
     if (done)
         *done = 0;
-    while (maxFiles != 0) {
-        const qint64 batch = maxFiles < 0 ? batchFiles : std::min(maxFiles, batchFiles);
-        QVector<Queued> queued;
-        {
-            // The plain text is made before the write lock is taken, so other readers wait less.
-            StoreQuery read(db);
-            if (!read.run(
-                    QStringLiteral("SELECT p.file_id, f.auto_id, f.\"desc\", f.src, f.txt_rtf FROM find_pending p "
-                                   "LEFT JOIN file f ON f.auto_id = p.file_id ORDER BY p.file_id LIMIT ?"),
-                    {batch}, err))
-                return false;
-            qint64 chars = 0;
-            // At least one file per batch, however big; the rest wait for the next batch.
-            const auto queue = [&] {
-                const QString stored = read.text(4);
-                QString body = RtfReader::PlainText(RtfReader::FromStoredText(stored));
-                chars += stored.size() + body.size();
-                queued.append(
-                    {read.value(0).toLongLong(), !read.value(1).isNull(), read.text(2), read.text(3), std::move(body)});
-                return chars < batchChars;
-            };
-            if (!read.forEachRowWhile(queue, err))
-                return false;
-        }
-        if (queued.isEmpty())
-            break;
-        StoreTransaction transaction(db);
-        if (!transaction.begin(err))
-            return false;
-        QSqlQuery remove(db), insert(db), dequeue(db);
-        const QString key = KeyColumn(db);
-        remove.prepare(QStringLiteral("DELETE FROM find_text WHERE %1 = ?").arg(key));
-        insert.prepare(QStringLiteral("INSERT INTO find_text (%1, \"desc\", src, body) VALUES (?, ?, ?, ?)").arg(key));
-        dequeue.prepare(QStringLiteral("DELETE FROM find_pending WHERE file_id = ?"));
-        for (const Queued &file : std::as_const(queued)) {
-            remove.addBindValue(file.id);
-            bool ok = remove.exec();
-            // A queued file that is gone (deleted in the meantime) only leaves the queue.
-            if (ok && file.exists) {
-                insert.addBindValue(file.id);
-                insert.addBindValue(file.desc);
-                insert.addBindValue(file.src);
-                insert.addBindValue(file.body);
-                ok = insert.exec();
-            }
-            dequeue.addBindValue(file.id);
-            ok = ok && dequeue.exec();
-            if (!ok) {
-                const QSqlQuery &failed =
-                    remove.lastError().isValid() ? remove : (insert.lastError().isValid() ? insert : dequeue);
-                return fail(failed, db, err);
-            }
-        }
-        if (!transaction.commit(err))
-            return false;
-        if (done)
-            *done += queued.size();
-        if (maxFiles > 0)
-            maxFiles -= queued.size();
-    }
-    return true;
+    return StoreAddress::IsShared(db) ? sharedUpdate(db, maxFiles, done, err, progress)
+                                      : leanUpdate(db, maxFiles, done, err, progress);
 }
 
-QString FindIndex::KeyColumn(const QSqlDatabase &db)
+bool FindIndex::Dictionary(const QSqlDatabase &db, std::shared_ptr<const FindDictionary> *dictionary,
+                           ErrObject *err)
 {
-    return StoreAddress::IsShared(db) ? QStringLiteral("file_id") : QStringLiteral("rowid");
+    StoreQuery read(db);
+    bool found = false;
+    if (!read.run(QStringLiteral("SELECT bytes FROM find_dictionary ORDER BY dict_id LIMIT 1"), err) ||
+        !read.firstRow(&found, err))
+        return false;
+    *dictionary = found ? FindDictionary::FromBytes(read.value(0).toByteArray()) : nullptr;
+    if (found && !*dictionary) {
+        *err = {ErrNumber::StoreFailed,
+                QStringLiteral("The search index of the store \"%1\" has a damaged dictionary.")
+                    .arg(StoreError::storePath(db))};
+        return false;
+    }
+    return true;
 }
 
 bool FindIndex::Rebuild(const QSqlDatabase &db, ErrObject *err)
@@ -180,14 +496,15 @@ bool FindIndex::Rebuild(const QSqlDatabase &db, ErrObject *err)
              QStringLiteral("INSERT INTO find_pending (file_id) SELECT auto_id FROM file ON CONFLICT DO NOTHING")},
             err);
     // Whatever is left of a broken index goes, triggers included, and comes back whole.
-    const QStringList drops = {QStringLiteral("DROP TRIGGER IF EXISTS find_file_insert"),
-                               QStringLiteral("DROP TRIGGER IF EXISTS find_file_update"),
-                               QStringLiteral("DROP TRIGGER IF EXISTS find_file_delete"),
-                               QStringLiteral("DROP TABLE IF EXISTS find_pending"),
-                               QStringLiteral("DROP TABLE IF EXISTS find_text")};
+    QStringList drops = {QStringLiteral("DROP TRIGGER IF EXISTS find_file_insert"),
+                         QStringLiteral("DROP TRIGGER IF EXISTS find_file_update"),
+                         QStringLiteral("DROP TRIGGER IF EXISTS find_file_delete"),
+                         QStringLiteral("DROP TABLE IF EXISTS find_pending"),
+                         QStringLiteral("DROP TABLE IF EXISTS find_plain"),
+                         QStringLiteral("DROP TABLE IF EXISTS find_dictionary")};
     ErrObject dropErr;
-    if (runAll(db, drops, &dropErr))
-        return Ensure(db, err);
+    if (runAll(db, drops + QStringList{QStringLiteral("DROP TABLE IF EXISTS find_text")}, &dropErr))
+        return createIndex(db, err);
     if (dropErr.Number == ErrNumber::StoreLocked) {
         *err = dropErr;
         return false;
@@ -213,10 +530,63 @@ bool FindIndex::Rebuild(const QSqlDatabase &db, ErrObject *err)
                           QStringLiteral("PRAGMA writable_schema = OFF")};
     for (const char *part : {"data", "idx", "content", "docsize", "config"})
         forced << QStringLiteral("DROP TABLE IF EXISTS find_text_") + QLatin1String(part);
-    forced << drops.mid(0, drops.size() - 1);
+    forced << drops;
     for (const QString &statement : std::as_const(forced)) {
         if (!query.exec(statement))
             return fail(query, db, err);
     }
-    return transaction.commit(err) && Ensure(db, err);
+    return transaction.commit(err) && createIndex(db, err);
+}
+
+bool FindIndex::FreeRoom(const QSqlDatabase &db, qint64 *free, qint64 *size, ErrObject *err)
+{
+    StoreQuery query(db);
+    bool found = false;
+    if (!query.run(QStringLiteral("SELECT page_size * freelist_count, page_size * page_count FROM "
+                                  "pragma_page_size, pragma_freelist_count, pragma_page_count"),
+                   err) ||
+        !query.firstRow(&found, err))
+        return false;
+    *free = found ? query.value(0).toLongLong() : 0;
+    *size = found ? query.value(1).toLongLong() : 0;
+    return true;
+}
+
+bool FindIndex::Compact(const QSqlDatabase &db, ErrObject *err)
+{
+    qint64 free = 0, size = 0;
+    if (!FreeRoom(db, &free, &size, err))
+        return false;
+    // VACUUM writes the store's content to a temporary file, then back through the write-ahead log
+    // beside the store: each takes about what the store holds, on its own disk or both on one.
+    const qint64 used = size - free;
+    const QString storePath = StoreError::storePath(db);
+    QString tempDir = qEnvironmentVariable("SQLITE_TMPDIR", qEnvironmentVariable("TMPDIR"));
+    if (tempDir.isEmpty() || !QFileInfo(tempDir).isDir())
+        tempDir = QFileInfo(QStringLiteral("/var/tmp")).isWritable() ? QStringLiteral("/var/tmp") : QDir::tempPath();
+    const QStorageInfo storeDisk(QFileInfo(storePath).absolutePath()), tempDisk(tempDir);
+    const bool oneDisk = storeDisk.device() == tempDisk.device();
+    const qint64 spare = 64ll << 20;
+    const auto missing = [&](const QStorageInfo &disk, qint64 needed) {
+        return disk.isValid() && disk.bytesAvailable() < needed + spare;
+    };
+    if (oneDisk ? missing(storeDisk, 2 * used) : (missing(storeDisk, used) || missing(tempDisk, used))) {
+        *err = {ErrNumber::DiskFull,
+                QStringLiteral("The store \"%1\" cannot be made smaller now: that needs about %2 MB free on the disk "
+                               "of \"%3\"%4. It works as it is; it is made smaller once there is room.")
+                    .arg(storePath)
+                    .arg(((oneDisk ? 2 : 1) * used + spare) >> 20)
+                    .arg(QDir::toNativeSeparators(storeDisk.rootPath()))
+                    .arg(oneDisk ? QString()
+                                 : QStringLiteral(" and %1 MB on that of \"%2\"")
+                                       .arg((used + spare) >> 20)
+                                       .arg(QDir::toNativeSeparators(tempDisk.rootPath())))};
+        return false;
+    }
+    QSqlQuery query(db);
+    if (!query.exec(QStringLiteral("VACUUM")))
+        return fail(query, db, err);
+    // The log took a copy of the whole store; it goes back to nothing.
+    query.exec(QStringLiteral("PRAGMA wal_checkpoint(TRUNCATE)"));
+    return true;
 }

@@ -4,27 +4,49 @@
 
 #include <QSqlDatabase>
 
-// The search index: the plain text of every file (with its description and source) in an FTS5
-// table with the trigram tokenizer, case-sensitive, so that Find reads a few rows instead of all;
-// on a shared library, a table with PostgreSQL's trigram index over it.
-// Triggers in the store queue every added or changed file (whoever changes it, the sqlite3 shell
-// included) and drop deleted ones; Update brings the queued files in, since their plain text is the
-// RTF reader's to make. The store's user_version is Schema::Version once it has the index.
+#include <functional>
+#include <memory>
+
+class FindDictionary;
+
+// The search index, which lets Find read a few rows instead of every file's text.
+// In a store file: an FTS5 table of each file's words (FindGrams: every three characters of its
+// fields, once each), without a copy of the text, and beside it the fields themselves packed
+// (FindPack), which candidates are checked against. Together they take about a third of the
+// stored texts' size. On a shared library: a table of the plain texts with PostgreSQL's trigram
+// index over it.
+// Triggers in the store queue every added, changed or deleted file (whoever changes it, the
+// sqlite3 shell included); Update brings the queued files in, since their plain text is the RTF
+// reader's to make.
 class FindIndex final
 {
 public:
-    // Adds the index to a store that lacks it, every file queued; nothing when it is there.
+    // Called with how many of the queued files are done; false stops the work after the batch at
+    // hand, which is kept.
+    using Progress = std::function<bool(qint64 done)>;
+
+    // Adds the index to a store that lacks it, every file queued. A store with the index of an
+    // earlier Lorekeep (which kept a second copy of every text) gets this one instead: the old
+    // index is dropped, which leaves its room free in the file (see Compact).
     static bool Ensure(const QSqlDatabase &db, ErrObject *err);
     // Whether the store has the index.
     static bool Available(const QSqlDatabase &db);
     // How many files wait to be indexed.
     static bool Pending(const QSqlDatabase &db, qint64 *count, ErrObject *err);
-    // Indexes up to `maxFiles` queued files (all when negative), each batch in one transaction;
-    // `done` receives how many were indexed. A batch is bounded by its files' text as well as by
-    // their number, so that big files do not all sit in memory together.
-    static bool Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, ErrObject *err);
-    // The column of the index that holds a file's id.
-    static QString KeyColumn(const QSqlDatabase &db);
+    // Indexes up to `maxFiles` queued files (all when negative); `done` receives how many were
+    // indexed. The plain texts are made on every core while the previous batch is written; each
+    // batch is one transaction, bounded by its files' text as well as by their number, so that big
+    // files do not all sit in memory together.
+    static bool Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, ErrObject *err,
+                       const Progress &progress = {});
+    // The dictionary the store's texts are packed with; null when it has none.
+    static bool Dictionary(const QSqlDatabase &db, std::shared_ptr<const FindDictionary> *dictionary, ErrObject *err);
     // Empties the index and queues every file again, or makes it anew when it is broken.
     static bool Rebuild(const QSqlDatabase &db, ErrObject *err);
+
+    // The unused room in a store file, in bytes, and the file's whole size.
+    static bool FreeRoom(const QSqlDatabase &db, qint64 *free, qint64 *size, ErrObject *err);
+    // Gives the unused room of a store file back to the disk (VACUUM), once the disk is known to
+    // hold the copy that takes; false with a message saying how much room is missing otherwise.
+    static bool Compact(const QSqlDatabase &db, ErrObject *err);
 };

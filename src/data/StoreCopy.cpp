@@ -1,6 +1,5 @@
 #include "StoreCopy.h"
 
-#include "FindIndex.h"
 #include "SnapshotTable.h"
 #include "store/Schema.h"
 #include "store/StoreAddress.h"
@@ -236,19 +235,12 @@ bool addTrigrams(const QSqlDatabase &db)
 bool copyInto(const QSqlDatabase &source, const QSqlDatabase &dest, const StoreCopy::Progress &progress,
               CopyCounts *counts, ErrObject *err)
 {
-    const bool indexed = FindIndex::Available(source);
     QList<Table> tables = rowTables();
-    const QStringList textColumns = {QStringLiteral("\"desc\""), QStringLiteral("src"), QStringLiteral("body")};
-    const Table sourceText{QStringLiteral("find_text"), QStringList{FindIndex::KeyColumn(source)} + textColumns};
-    const Table destText{QStringLiteral("find_text"), QStringList{FindIndex::KeyColumn(dest)} + textColumns};
-    const Table pending = table("find_pending", "file_id");
     Copier copier(source, dest, progress);
     const bool snapshots = SnapshotTable::Available(source);
     QList<Table> counted = tables;
     if (snapshots)
         counted << snapshotTable(source);
-    if (indexed)
-        counted << sourceText << pending;
     if (!copier.count(counted, err))
         return false;
     StoreTransaction transaction(dest);
@@ -261,8 +253,8 @@ bool copyInto(const QSqlDatabase &source, const QSqlDatabase &dest, const StoreC
             !copier.setLastId(tables[i].name, last, err))
             return false;
     }
-    // The copied files were queued by the destination's triggers; an indexed source brings its
-    // index and its queue as they stand instead, which saves making every text plain again.
+    // The copied files were queued by the destination's triggers: its search index is built when
+    // it is first used, in its own form (a store file's and a shared library's differ).
     // Page snapshots, which a store of an older layout does not have. Their times travel as the
     // UTC text a store file keeps, which a server reads back as the same time.
     if (snapshots) {
@@ -271,14 +263,6 @@ bool copyInto(const QSqlDatabase &source, const QSqlDatabase &dest, const StoreC
                          &counts->Snapshots, err) ||
             !copier.lastId(QStringLiteral("snapshot"), &last, err) ||
             !copier.setLastId(QStringLiteral("snapshot"), last, err))
-            return false;
-    }
-    if (indexed) {
-        qint64 ignored = 0;
-        QSqlQuery clear(dest);
-        if (!clear.exec(QStringLiteral("DELETE FROM find_pending")))
-            return fail(clear, StoreError::storePath(dest), err);
-        if (!copier.copy(sourceText, destText, &ignored, err) || !copier.copy(pending, pending, &ignored, err))
             return false;
     }
     if (StoreAddress::IsShared(dest))

@@ -57,6 +57,14 @@ const char *const categoryCaptions[] = {
     "Walkthrough\\Guide", "Cheat\\Hint\\Code", "Review", "Preview", "News", "Web Link"};
 const char *const fieldCaptions[] = {"Description", "Source", "Text"};
 
+// The results' title after a search the user stopped.
+QString stoppedTitle(qint64 found)
+{
+    return QStringLiteral("%1 %2 found before the search was stopped.")
+        .arg(found)
+        .arg(found == 1 ? QStringLiteral("item") : QStringLiteral("items"));
+}
+
 QString phraseLog()
 {
     return AppPath() + QStringLiteral("quickfind.log");
@@ -316,6 +324,10 @@ bool frmFind::eventFilter(QObject *watched, QEvent *event)
 
 void frmFind::cmdFind_Click()
 {
+    if (m_run) {
+        m_run->Stop();
+        return;
+    }
     const QString phrase = FileSearch::TrimBlanks(cboFind->currentText());
     if (phrase.isEmpty()) {
         close();
@@ -361,7 +373,10 @@ void frmFind::cmdFind_Click()
     }
     // Files waiting for the index (changed by another program, or left when its building was
     // stopped) are indexed with the progress shown, not inside a search that seems to hang.
+    const QPointer<frmFind> alive(this);
     FindIndexBuilder::Build(this, db);
+    if (!alive)
+        return;
     // A shared library without its trigram index is searched by reading every file: said once per
     // library and session, with the line its owner can run.
     static QSet<QString> toldSlow;
@@ -372,31 +387,55 @@ void frmFind::cmdFind_Click()
             MsgBox(slow.Description, MsgButtons::OK, MsgIcon::Information, QStringLiteral("Find Files"));
         }
     }
-    QVector<FindHit> hits;
-    IndexRepair repair;
-    QGuiApplication::setOverrideCursor(Qt::WaitCursor);
-    const bool searched = FileSearch::Find(db, request, &hits, &err, &repair);
-    QGuiApplication::restoreOverrideCursor();
-    if (!searched) {
-        LogError(err, module, procedure, false);
-        return;
-    }
-    if (repair.Tried && !repair.Done)
-        LogError(repair.Failure, module, procedure, false);
-    if (repair.Done)
-        MsgBox(QStringLiteral("The search index was damaged and has been rebuilt; the results are complete."),
-               MsgButtons::OK, MsgIcon::Information, QStringLiteral("Lorekeep"));
+    // The hits are listed as they are found; the search runs on while the user looks at them.
+    m_found = 0;
+    m_request = std::make_unique<FindRequest>(request);
+    m_run = std::make_unique<FindRun>(StoreAddress::Name(db), request);
+    connect(m_run.get(), &FindRun::Found, this, &frmFind::listHits);
+    connect(m_run.get(), &FindRun::Ended, this, &frmFind::searchEnded);
+    cmdFind->setText(QStringLiteral("&Stop"));
+    cmdFind->setToolTip(QStringLiteral("Stop searching; the files found so far stay listed."));
+    QGuiApplication::setOverrideCursor(Qt::BusyCursor);
+    m_run->Start();
+}
 
+void frmFind::listHits(const QVector<FindHit> &hits)
+{
     const QString field = QStringLiteral("File");
-    qint64 found = 0;
-    for (const FindHit &hit : qAsConst(hits)) {
+    for (const FindHit &hit : hits) {
         Q_EMIT AddSearch(hit.FileId, modNames::GetPlatformName(hit.PlatformId), hit.GameName, hit.SubCat, hit.Desc,
                          NodeKey::Game(hit.GameId, hit.GenreId, hit.PlatformId), field);
-        ++found;
     }
-    Q_EMIT SearchTitle(QString::number(found) +
-                       (found == 1 ? QStringLiteral(" item found.") : QStringLiteral(" items found.")));
-    Q_EMIT CountHits(request);
+    m_found += hits.size();
+}
+
+void frmFind::searchEnded(const FindRun::Outcome &outcome)
+{
+    QGuiApplication::restoreOverrideCursor();
+    // The run goes once this slot has returned: it is the sender.
+    m_run.release()->deleteLater();
+    cmdFind->setText(QStringLiteral("&Find"));
+    cmdFind->setToolTip({});
+    const QString procedure = QStringLiteral("cmdFind_Click");
+    const std::unique_ptr<FindRequest> request = std::move(m_request);
+    if (!outcome.Ok) {
+        LogError(outcome.Error, module, procedure, false);
+        return;
+    }
+    if (outcome.Repair.Tried && !outcome.Repair.Done)
+        LogError(outcome.Repair.Failure, module, procedure, false);
+    if (outcome.Repair.Done)
+        MsgBox(QStringLiteral("The search index was damaged and has been rebuilt; the results are complete."),
+               MsgButtons::OK, MsgIcon::Information, QStringLiteral("Lorekeep"));
+    if (outcome.Stopped) {
+        // The files found so far stay listed, and the window stays for another try.
+        Q_EMIT SearchTitle(stoppedTitle(m_found));
+        Q_EMIT CountHits(*request);
+        return;
+    }
+    Q_EMIT SearchTitle(QString::number(m_found) +
+                       (m_found == 1 ? QStringLiteral(" item found.") : QStringLiteral(" items found.")));
+    Q_EMIT CountHits(*request);
 
     hide();
     MsgBox(QStringLiteral("Finished!"), MsgButtons::OK, MsgIcon::Information, QStringLiteral("Lorekeep"));
@@ -405,6 +444,13 @@ void frmFind::cmdFind_Click()
 
 void frmFind::closeEvent(QCloseEvent *event)
 {
+    // Closing the window stops its search; what it found stays listed.
+    if (m_run) {
+        disconnect(m_run.get(), nullptr, this, nullptr);
+        m_run.reset();
+        QGuiApplication::restoreOverrideCursor();
+        Q_EMIT SearchTitle(stoppedTitle(m_found));
+    }
     // A window that never opened has nothing of the user's to keep.
     if (m_loaded)
         saveChecks();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FindRun.h"
 #include "data/GameIndex.h"
 
 #include <QString>
@@ -7,6 +8,7 @@
 #include <QWidget>
 
 #include <array>
+#include <memory>
 
 class QCheckBox;
 class QComboBox;
@@ -19,8 +21,8 @@ struct FindRequest;
 
 // "Find Files...": looks for a phrase in the chosen fields of the files of the chosen categories,
 // optionally of one game, and hands every file found to the Search Results list of the details
-// pane through its host. It is not modal, stays above the other windows, and closes itself once a
-// search has finished.
+// pane through its host, as they are found. While it searches its Find button reads Stop. It is not
+// modal, stays above the other windows, and closes itself once a search has finished.
 class frmFind final : public QWidget
 {
     Q_OBJECT
@@ -43,8 +45,11 @@ public:
 
     // Restores the check boxes, places the window and fills the lists; runs once, at the first show.
     void Form_Load();
-    // The search itself, as the Find button and Enter in the phrase box run it.
+    // The search itself, as the Find button and Enter in the phrase box run it; while a search runs,
+    // they stop it instead.
     void cmdFind_Click();
+    // Whether a search is under way.
+    bool Searching() const { return m_run != nullptr; }
 
 Q_SIGNALS:
     // What the Search Results list of the details pane is to do, in this order per search.
@@ -71,6 +76,8 @@ private:
     void loadPhrases();
     void loadPlatforms();
     void saveChecks() const;
+    void listHits(const QVector<FindHit> &hits);
+    void searchEnded(const FindRun::Outcome &outcome);
 
     QFrame *Frame1;
     QComboBox *cboFind;
@@ -92,4 +99,8 @@ private:
     qint32 m_startGame = 0;
     // Every game of the store, read once when the window opens; the game list is cut from it.
     QVector<IndexedGame> m_games;
+    // The search under way, its request and how many files it listed.
+    std::unique_ptr<FindRun> m_run;
+    std::unique_ptr<FindRequest> m_request;
+    qint64 m_found = 0;
 };

@@ -12,8 +12,10 @@ class Schema final
 {
 public:
     // The version of the layout this Lorekeep writes: a store file's user_version, a shared
-    // library's comment on its table file. 2 since the search index, 3 since page snapshots.
-    static constexpr int Version = 3;
+    // library's comment on its table file. 2 since the search index, 3 since page snapshots, 4
+    // since the search index keeps no second copy of the texts (which an older Lorekeep would take
+    // for its own index, and find nothing in).
+    static constexpr int Version = 4;
 
     // Whether this Lorekeep reads a store of layout `version`: false, with the reason, for one
     // written by a newer Lorekeep. `shown` names the store in the message.

@@ -23,7 +23,9 @@ namespace ErrNumber {
 constexpr long ElementNotFound = 35601; // list and tree adapters: no item with that key
 constexpr long KeyNotUnique = 35602;    // list and tree adapters: the key is taken
 constexpr long NoObject = 91;           // a page, document or window that is not there
+constexpr long OutOfMemory = 7;
 constexpr long FileNotFound = 53;
+constexpr long DiskFull = 61;
 constexpr long PermissionDenied = 70;
 constexpr long PathFileAccess = 75;
 constexpr long PrinterError = 482;

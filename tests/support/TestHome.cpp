@@ -221,6 +221,25 @@ void runElsewhere(const QString &path, const QStringList &statements)
     QSqlDatabase::removeDatabase(QStringLiteral("elsewhere"));
 }
 
+QStringList earlierFindIndex()
+{
+    return {QStringLiteral("DROP TRIGGER find_file_insert"), QStringLiteral("DROP TRIGGER find_file_update"),
+         QStringLiteral("DROP TRIGGER find_file_delete"), QStringLiteral("DROP TABLE find_pending"),
+         QStringLiteral("DROP TABLE find_plain"), QStringLiteral("DROP TABLE find_dictionary"),
+         QStringLiteral("DROP TABLE find_text"),
+         QStringLiteral("CREATE VIRTUAL TABLE find_text USING fts5(desc, src, body, tokenize = 'trigram "
+                        "case_sensitive 1', detail = none)"),
+         QStringLiteral("CREATE TABLE find_pending (file_id INTEGER PRIMARY KEY)"),
+         QStringLiteral("CREATE TRIGGER find_file_insert AFTER INSERT ON file BEGIN INSERT OR IGNORE INTO "
+                        "find_pending (file_id) VALUES (new.auto_id); END"),
+         QStringLiteral("CREATE TRIGGER find_file_update AFTER UPDATE OF src, desc, txt_rtf ON file BEGIN INSERT OR "
+                        "IGNORE INTO find_pending (file_id) VALUES (new.auto_id); END"),
+         QStringLiteral("CREATE TRIGGER find_file_delete AFTER DELETE ON file BEGIN DELETE FROM find_text WHERE rowid "
+                        "= old.auto_id; DELETE FROM find_pending WHERE file_id = old.auto_id; END"),
+         QStringLiteral("INSERT INTO find_text (rowid, desc, src, body) SELECT auto_id, desc, src, txt_rtf FROM file"),
+         QStringLiteral("PRAGMA user_version = 3")};
+}
+
 void refuseWrites(const QSqlDatabase &db, const QString &name, const QString &table, const QString &event,
                   const QString &when, const QString &message)
 {

@@ -19,6 +19,9 @@ void writeFile(const QString &path, const QByteArray &bytes);
 // Runs `statements` on a connection of its own to the store at `path` (a file or a URI), as another
 // program would; one that fails fails the test.
 void runElsewhere(const QString &path, const QStringList &statements);
+// What turns a store file's search index into that of an earlier Lorekeep (a trigram table with
+// its own copy of every text, here the stored RTF), for runElsewhere.
+QStringList earlierFindIndex();
 // Makes `table` of the store on `db` refuse `event` (INSERT, UPDATE or DELETE) with `message`, for
 // the rows that match `when` (a condition on OLD or NEW; empty for every row), the way a store
 // refuses a write it cannot make. The refusal is named `name`; allowWrites drops it.
