@@ -10,6 +10,8 @@
 #include "store/StoreQuery.h"
 
 #include <QElapsedTimer>
+#include <QFuture>
+#include <QtConcurrent/QtConcurrentMap>
 #include <QLoggingCategory>
 
 #include <algorithm>
@@ -221,6 +223,97 @@ ErrObject damagedText(const QSqlDatabase &db, qint64 id)
                 .arg(id)};
 }
 
+// Checks candidates against their packed fields a few hundred at a time on the worker threads,
+// while the search reads the next ones; hands the hits over in the order they came.
+class CandidateCheck final
+{
+public:
+    CandidateCheck(const FindRequest &request, std::shared_ptr<const FindDictionary> dictionary, HitBatcher *out)
+        : m_request(request)
+        , m_phrase(request.Phrase.toUtf8())
+        , m_dictionary(std::move(dictionary))
+        , m_out(out)
+    {
+    }
+    ~CandidateCheck() { m_checked.waitForFinished(); }
+    CandidateCheck(const CandidateCheck &) = delete;
+    CandidateCheck &operator=(const CandidateCheck &) = delete;
+
+    // False once the hits' receiver asked to stop, or a text could not be unpacked.
+    bool add(const FindHit &hit, const QByteArray &packed)
+    {
+        m_reading.append({hit, packed});
+        return m_reading.size() < chunk || handOver(false);
+    }
+    // The candidates left; false as add.
+    bool finish() { return handOver(false) && handOver(true); }
+    // The file whose text could not be unpacked; 0 when none.
+    qint64 damagedId() const { return m_damagedId; }
+
+private:
+    static constexpr qsizetype chunk = 256;
+    enum class State : char { Miss, Hit, Damaged };
+    struct Candidate
+    {
+        FindHit hit;
+        QByteArray packed;
+        State state = State::Miss;
+    };
+
+    void check(Candidate *candidate) const
+    {
+        // An unpacker per thread, kept from one chunk to the next.
+        thread_local std::unique_ptr<FindUnpacker> unpacker;
+        thread_local std::string joined;
+        if (!unpacker || !unpacker->Uses(m_dictionary))
+            unpacker = std::make_unique<FindUnpacker>(m_dictionary);
+        if (!unpacker->Unpack(candidate->packed)) {
+            candidate->state = State::Damaged;
+            return;
+        }
+        const std::string_view text = searched(m_request, *unpacker, &joined);
+        candidate->state = memmem(text.data(), text.size(), m_phrase.constData(), size_t(m_phrase.size()))
+                               ? State::Hit
+                               : State::Miss;
+        candidate->packed.clear();
+    }
+
+    // The chunk being checked is waited for and its hits handed over; then the chunk read last is
+    // checked, in the background unless `last`.
+    bool handOver(bool last)
+    {
+        m_checked.waitForFinished();
+        for (const Candidate &candidate : std::as_const(m_checking)) {
+            if (candidate.state == State::Damaged) {
+                m_damagedId = candidate.hit.FileId;
+                return false;
+            }
+            if (candidate.state == State::Hit && !m_out->add(candidate.hit))
+                return false;
+        }
+        m_checking.clear();
+        std::swap(m_checking, m_reading);
+        if (m_checking.isEmpty())
+            return true;
+        const auto one = [this](Candidate &candidate) { check(&candidate); };
+        if (last) {
+            QtConcurrent::blockingMap(m_checking, one);
+            return handOver(false);
+        }
+        m_checked = QtConcurrent::map(m_checking, one);
+        return true;
+    }
+
+    const FindRequest &m_request;
+    const QByteArray m_phrase;
+    const std::shared_ptr<const FindDictionary> m_dictionary;
+    HitBatcher *m_out;
+    QVector<Candidate> m_reading;
+    QVector<Candidate> m_checking;
+    QFuture<void> m_checked;
+    qint64 m_damagedId = 0;
+};
+
 // A store file: the index's words narrow the files to those holding every word of the phrase;
 // each is then checked against its packed fields, unless the words alone decide.
 bool leanFind(const QSqlDatabase &db, const FindRequest &request, HitBatcher *out, ErrObject *err, qint64 *badId)
@@ -258,24 +351,20 @@ bool leanFind(const QSqlDatabase &db, const FindRequest &request, HitBatcher *ou
         return readHits(
             db, sql, values, [](const StoreQuery &, bool *) { return true; }, out, err, badId);
     sql.replace(QStringLiteral(" FROM "), QStringLiteral(", i.fields FROM "));
-    const QByteArray phrase = request.Phrase.toUtf8();
-    FindUnpacker fields(dictionary);
-    std::string joined;
-    ErrObject damaged;
+    CandidateCheck checks(request, dictionary, out);
+    bool going = true;
     const auto check = [&](const StoreQuery &row, bool *keep) {
-        if (!fields.Unpack(row.value(7).toByteArray())) {
-            damaged = damagedText(db, row.value(0).toLongLong());
-            return false;
-        }
-        const std::string_view text = searched(request, fields, &joined);
-        *keep = memmem(text.data(), text.size(), phrase.constData(), size_t(phrase.size())) != nullptr;
-        return true;
+        *keep = false;
+        going = checks.add(hitOf(row), row.value(7).toByteArray());
+        return going;
     };
     if (!readHits(db, sql, values, check, out, err, badId))
         return false;
-    if (!damaged.isError())
+    if (going && *badId == 0)
+        checks.finish();
+    if (checks.damagedId() == 0)
         return true;
-    *err = damaged;
+    *err = damagedText(db, checks.damagedId());
     return false;
 }
 
@@ -419,7 +508,7 @@ bool FileSearch::Scan(const QSqlDatabase &db, const FindRequest &request, QVecto
 }
 
 bool FileSearch::FindEach(const QSqlDatabase &db, const FindRequest &request, const Found &found, ErrObject *err,
-                          IndexRepair *repair)
+                          IndexRepair *repair, const std::function<bool()> &going)
 {
     if (repair)
         *repair = {};
@@ -443,7 +532,11 @@ bool FileSearch::FindEach(const QSqlDatabase &db, const FindRequest &request, co
     if (!FindIndex::Available(db))
         return scan();
     ErrObject failure;
-    if (FindIndex::Update(db, -1, nullptr, &failure)) {
+    bool stopped = false;
+    const auto indexing = [&](qint64) { return !going || !(stopped = !going()); };
+    if (FindIndex::Update(db, -1, nullptr, &failure, indexing)) {
+        if (stopped)
+            return true;
         qint64 badId = 0;
         const bool searched = StoreAddress::IsShared(db) ? sharedFind(db, request, &out, &failure, &badId)
                                                          : leanFind(db, request, &out, &failure, &badId);

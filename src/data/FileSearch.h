@@ -58,9 +58,10 @@ public:
     // handed to `found` as they come: the first hundred at once, then in growing batches. A request
     // with no field chosen finds nothing. An index that fails is rebuilt (`repair` says whether
     // that worked), and that search scans instead. A hit whose id is beyond 32 bits (set by hand)
-    // fails the search with a message saying so.
+    // fails the search with a message saying so. While queued files are indexed first, `going` is
+    // asked after each batch; false ends the search there, with nothing found.
     static bool FindEach(const QSqlDatabase &db, const FindRequest &request, const Found &found, ErrObject *err,
-                         IndexRepair *repair = nullptr);
+                         IndexRepair *repair = nullptr, const std::function<bool()> &going = {});
     // The same, every hit collected in `hits`.
     static bool Find(const QSqlDatabase &db, const FindRequest &request, QVector<FindHit> *hits, ErrObject *err,
                      IndexRepair *repair = nullptr);

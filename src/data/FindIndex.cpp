@@ -12,6 +12,7 @@
 #include <QDir>
 #include <QLoggingCategory>
 #include <QFileInfo>
+#include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QStorageInfo>
@@ -19,7 +20,12 @@
 #include <QVector>
 #include <QtConcurrent/QtConcurrentMap>
 
+#include <sqlite3.h>
+
 #include <QScopeGuard>
+
+#include <algorithm>
+#include <functional>
 
 #include <limits>
 #include <memory>
@@ -32,10 +38,9 @@ namespace {
 // Files indexed per transaction: enough that commits and the index's merging cost little, few
 // enough that a progress dialog moves every second or so.
 constexpr qint64 batchFiles = 2000;
-// And the stored text a batch holds at once, in characters: a few files of tens of megabytes each
-// would otherwise all be in memory together, stored and plain, twice over while the next batch is
-// made.
-constexpr qint64 batchChars = 16 * 1024 * 1024;
+// And the stored text a batch holds at once, in bytes: a few files of tens of megabytes each would
+// otherwise all be in memory together, stored and plain, twice over while the next batch is made.
+constexpr qint64 batchBytes = 16 * 1024 * 1024;
 
 // A queue this long is a whole index being built (a new or converted store, or a big import).
 constexpr qint64 bulkFiles = 1000;
@@ -84,17 +89,96 @@ bool anyPart(const QSqlDatabase &db)
            query.firstRow(&found, nullptr) && found && query.value(0).toInt() > 0;
 }
 
+// One statement on the raw SQLite connection: a batch writes three rows per file, and Qt's
+// statement layer would cost more than SQLite itself.
+class RawStatement final
+{
+public:
+    RawStatement(sqlite3 *db, const char *sql)
+        : m_db(db)
+    {
+        m_ok = sqlite3_prepare_v2(db, sql, -1, &m_statement, nullptr) == SQLITE_OK;
+    }
+    ~RawStatement() { sqlite3_finalize(m_statement); }
+    RawStatement(const RawStatement &) = delete;
+    RawStatement &operator=(const RawStatement &) = delete;
+
+    // Runs the statement with `id` and, when given, `bytes` as its values (the bytes as text or
+    // as a blob); false with SQLite's code and message for the store's error.
+    bool run(qint64 id, const QByteArray *bytes = nullptr, bool blob = false)
+    {
+        if (!m_ok)
+            return false;
+        sqlite3_bind_int64(m_statement, 1, id);
+        if (bytes && !blob && bytes->isNull()) {
+            sqlite3_bind_null(m_statement, 2);
+            bytes = nullptr;
+        }
+        if (bytes) {
+            if (blob)
+                sqlite3_bind_blob(m_statement, 2, bytes->constData(), int(bytes->size()), SQLITE_STATIC);
+            else
+                sqlite3_bind_text(m_statement, 2, bytes->constData(), int(bytes->size()), SQLITE_STATIC);
+        }
+        const int code = sqlite3_step(m_statement);
+        sqlite3_reset(m_statement);
+        sqlite3_clear_bindings(m_statement);
+        return code == SQLITE_DONE;
+    }
+    // Runs a query with `first` and `second` as its values, calling `row` for each row until it
+    // returns false.
+    bool forEachRow(qint64 first, qint64 second, const std::function<bool(sqlite3_stmt *)> &row)
+    {
+        if (!m_ok)
+            return false;
+        sqlite3_bind_int64(m_statement, 1, first);
+        sqlite3_bind_int64(m_statement, 2, second);
+        int code = SQLITE_ROW;
+        while ((code = sqlite3_step(m_statement)) == SQLITE_ROW && row(m_statement)) {
+        }
+        sqlite3_reset(m_statement);
+        return code == SQLITE_ROW || code == SQLITE_DONE;
+    }
+    QSqlError error() const
+    {
+        return QSqlError(QString(), QString::fromUtf8(sqlite3_errmsg(m_db)), QSqlError::StatementError,
+                         QString::number(sqlite3_extended_errcode(m_db)));
+    }
+
+private:
+    sqlite3 *m_db;
+    sqlite3_stmt *m_statement = nullptr;
+    bool m_ok = false;
+};
+
+sqlite3 *handleOf(const QSqlDatabase &db)
+{
+    const QVariant handle = db.driver()->handle();
+    return handle.isValid() && qstrcmp(handle.typeName(), "sqlite3*") == 0 ? *static_cast<sqlite3 *const *>(handle.data())
+                                                                            : nullptr;
+}
+
+// A column's bytes as they are kept (a store file keeps text in UTF-8).
+QByteArray columnBytes(sqlite3_stmt *statement, int column)
+{
+    const auto *bytes = static_cast<const char *>(sqlite3_column_blob(statement, column));
+    return QByteArray(bytes, sqlite3_column_bytes(statement, column));
+}
+
 // A queued file: what the store holds of it, then what is made of that on a worker thread.
 struct Queued
 {
     qint64 id = 0;
     bool exists = false;
-    QString desc;
-    QString src;
-    QString rtf;
+    // As the store keeps them, in UTF-8: made text on a worker thread, not on the one that reads.
+    QByteArray descBytes;
+    QByteArray srcBytes;
+    QByteArray rtfBytes;
     // The fields it was indexed with before, packed: their words are taken out of the index.
     QByteArray oldPacked;
 
+    QString desc;
+    QString src;
     // The plain text, kept only for a shared library's index.
     QString body;
     QByteArray fields;
@@ -113,42 +197,72 @@ struct Batch
 // The next queued files after `afterId`, at least one however big.
 bool readBatch(const QSqlDatabase &db, qint64 afterId, qint64 limit, QVector<Queued> *files, ErrObject *err)
 {
-    // A shared library's index has no packed fields: it is rewritten row by row.
-    const bool shared = StoreAddress::IsShared(db);
-    StoreQuery read(db);
-    if (!read.run(QStringLiteral("SELECT p.file_id, f.auto_id, f.\"desc\", f.src, f.txt_rtf, %1 FROM find_pending p "
-                                 "LEFT JOIN file f ON f.auto_id = p.file_id %2 WHERE p.file_id > ? ORDER BY "
-                                 "p.file_id LIMIT ?")
-                      .arg(shared ? QStringLiteral("NULL") : QStringLiteral("i.fields"),
-                           shared ? QString() : QStringLiteral("LEFT JOIN find_plain i ON i.file_id = p.file_id")),
-                  {afterId, limit}, err))
+    qint64 bytes = 0;
+    const auto add = [&](Queued &&file) {
+        bytes += file.rtfBytes.size() + file.oldPacked.size();
+        files->append(std::move(file));
+        return bytes < batchBytes;
+    };
+    if (StoreAddress::IsShared(db)) {
+        // A shared library's index has no packed fields: it is rewritten row by row.
+        StoreQuery read(db);
+        return read.run(QStringLiteral("SELECT p.file_id, f.auto_id, f.\"desc\", f.src, f.txt_rtf FROM find_pending p "
+                                       "LEFT JOIN file f ON f.auto_id = p.file_id WHERE p.file_id > ? ORDER BY "
+                                       "p.file_id LIMIT ?"),
+                        {afterId, limit}, err) &&
+               read.forEachRowWhile(
+                   [&] {
+                       Queued file;
+                       file.id = read.value(0).toLongLong();
+                       file.exists = !read.value(1).isNull();
+                       file.descBytes = read.text(2).toUtf8();
+                       file.srcBytes = read.text(3).toUtf8();
+                       file.rtfBytes = read.text(4).toUtf8();
+                       return add(std::move(file));
+                   },
+                   err);
+    }
+    sqlite3 *handle = handleOf(db);
+    if (!handle) {
+        *err = StoreError::noConnection();
         return false;
-    qint64 chars = 0;
-    return read.forEachRowWhile(
-        [&] {
-            Queued file;
-            file.id = read.value(0).toLongLong();
-            file.exists = !read.value(1).isNull();
-            file.desc = read.text(2);
-            file.src = read.text(3);
-            file.rtf = read.text(4);
-            file.oldPacked = read.value(5).toByteArray();
-            chars += file.rtf.size() + file.oldPacked.size();
-            files->append(std::move(file));
-            return chars < batchChars;
-        },
-        err);
+    }
+    RawStatement read(handle, "SELECT p.file_id, f.auto_id, f.\"desc\", f.src, f.txt_rtf, i.fields FROM find_pending p "
+                              "LEFT JOIN file f ON f.auto_id = p.file_id LEFT JOIN find_plain i ON i.file_id = "
+                              "p.file_id WHERE p.file_id > ? ORDER BY p.file_id LIMIT ?");
+    const bool ok = read.forEachRow(afterId, limit, [&](sqlite3_stmt *row) {
+        Queued file;
+        file.id = sqlite3_column_int64(row, 0);
+        file.exists = sqlite3_column_type(row, 1) != SQLITE_NULL;
+        file.descBytes = columnBytes(row, 2);
+        file.srcBytes = columnBytes(row, 3);
+        file.rtfBytes = columnBytes(row, 4);
+        file.oldPacked = columnBytes(row, 5);
+        return add(std::move(file));
+    });
+    if (!ok)
+        *err = StoreError::fromSql(read.error(), db);
+    return ok;
+}
+
+// A queued file's fields as text, the RTF made plain; on a worker thread.
+void makePlain(Queued *file)
+{
+    if (!file->exists)
+        return;
+    file->desc = QString::fromUtf8(file->descBytes);
+    file->src = QString::fromUtf8(file->srcBytes);
+    // RTF is ASCII but for characters typed into the store by another program, which are taken as
+    // themselves.
+    const bool ascii = std::all_of(file->rtfBytes.cbegin(), file->rtfBytes.cend(), [](char c) { return c >= 0; });
+    file->body = RtfReader::PlainText(ascii ? file->rtfBytes
+                                            : RtfReader::FromStoredText(QString::fromUtf8(file->rtfBytes)));
+    file->descBytes.clear();
+    file->srcBytes.clear();
+    file->rtfBytes.clear();
 }
 
 // The plain text and words of a queued file, and the words it had; on a worker thread.
-// A queued file's plain text; on a worker thread.
-void makePlain(Queued *file)
-{
-    if (file->exists) {
-        file->body = RtfReader::PlainText(RtfReader::FromStoredText(file->rtf));
-        file->rtf.clear();
-    }
-}
 
 void makeWords(Queued *file, const std::shared_ptr<const FindDictionary> &dictionary)
 {
@@ -202,19 +316,22 @@ bool learnDictionary(const QSqlDatabase &db, const QVector<Queued> &files,
 // A batch into the index, in one transaction.
 bool writeBatch(const QSqlDatabase &db, const QVector<Queued> &files, ErrObject *err)
 {
+    sqlite3 *handle = handleOf(db);
+    if (!handle) {
+        *err = StoreError::noConnection();
+        return false;
+    }
     StoreTransaction transaction(db);
     if (!transaction.begin(err))
         return false;
-    QSqlQuery remove(db), insert(db), keep(db), drop(db), dequeue(db);
-    remove.prepare(QStringLiteral("INSERT INTO find_text (find_text, rowid, grams) VALUES ('delete', ?, ?)"));
-    insert.prepare(QStringLiteral("INSERT INTO find_text (rowid, grams) VALUES (?, ?)"));
-    keep.prepare(QStringLiteral("INSERT OR REPLACE INTO find_plain (file_id, fields) VALUES (?, ?)"));
-    drop.prepare(QStringLiteral("DELETE FROM find_plain WHERE file_id = ?"));
-    dequeue.prepare(QStringLiteral("DELETE FROM find_pending WHERE file_id = ?"));
-    const auto run = [&](QSqlQuery &query, std::initializer_list<QVariant> values) {
-        for (const QVariant &value : values)
-            query.addBindValue(value);
-        return query.exec() || fail(query, db, err);
+    RawStatement remove(handle, "INSERT INTO find_text (find_text, rowid, grams) VALUES ('delete', ?, ?)");
+    RawStatement insert(handle, "INSERT INTO find_text (rowid, grams) VALUES (?, ?)");
+    RawStatement keep(handle, "INSERT OR REPLACE INTO find_plain (file_id, fields) VALUES (?, ?)");
+    RawStatement drop(handle, "DELETE FROM find_plain WHERE file_id = ?");
+    RawStatement dequeue(handle, "DELETE FROM find_pending WHERE file_id = ?");
+    const auto failed = [&](const RawStatement &statement) {
+        *err = StoreError::fromSql(statement.error(), db);
+        return false;
     };
     for (const Queued &file : files) {
         // Words that cannot be taken out again would stay in the index for good: the index is
@@ -226,20 +343,22 @@ bool writeBatch(const QSqlDatabase &db, const QVector<Queued> &files, ErrObject 
                                                 .arg(file.id)};
             return false;
         }
-        if (!file.oldGrams.isNull() && !run(remove, {file.id, file.oldGrams}))
-            return false;
+        if (!file.oldGrams.isNull() && !remove.run(file.id, &file.oldGrams))
+            return failed(remove);
         if (file.exists) {
             if (file.packed.isEmpty()) {
                 *err = {ErrNumber::OutOfMemory, QStringLiteral("Not enough memory to index file %1.").arg(file.id)};
                 return false;
             }
-            if (!run(insert, {file.id, file.grams}) || !run(keep, {file.id, file.packed}))
-                return false;
-        } else if (!run(drop, {file.id})) {
-            return false;
+            if (!insert.run(file.id, &file.grams))
+                return failed(insert);
+            if (!keep.run(file.id, &file.packed, true))
+                return failed(keep);
+        } else if (!drop.run(file.id)) {
+            return failed(drop);
         }
-        if (!run(dequeue, {file.id}))
-            return false;
+        if (!dequeue.run(file.id))
+            return failed(dequeue);
     }
     return transaction.commit(err);
 }

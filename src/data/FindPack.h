@@ -54,6 +54,8 @@ public:
     FindUnpacker(const FindUnpacker &) = delete;
     FindUnpacker &operator=(const FindUnpacker &) = delete;
 
+    // Whether it unpacks with `dictionary`.
+    bool Uses(const std::shared_ptr<const FindDictionary> &dictionary) const { return m_dictionary == dictionary; }
     // False when `packed` is damaged or needs a dictionary other than ours. The views stay valid
     // until the next call.
     bool Unpack(const QByteArray &packed);

@@ -39,7 +39,8 @@ void FindRun::Start()
             return !m_stop;
         };
         outcome.Ok = store.Open(&outcome.Error) &&
-                     FileSearch::FindEach(store.Connection(), *m_request, found, &outcome.Error, &outcome.Repair);
+                     FileSearch::FindEach(store.Connection(), *m_request, found, &outcome.Error, &outcome.Repair,
+                                          [this] { return !m_stop; });
         outcome.Stopped = m_stop;
         QMetaObject::invokeMethod(
             this,
