@@ -383,6 +383,28 @@ void tst_fileviewer::hugeText()
     QVERIFY(plain(w.stored(w.viewer->FileId()).txt_rtf).endsWith(QStringLiteral("line after line")));
     QTRY_VERIFY(!w.text()->isReadOnly());
 
+    // A stored long text shows its beginning at once. Printing meanwhile prints all of it; Edit waits
+    // for the whole, and what is saved then keeps every line.
+    QString rtf = QStringLiteral("{\\rtf1 ");
+    for (int line = 1; line < 25000; ++line)
+        rtf += QStringLiteral("line %1\\par\n").arg(line);
+    rtf += QStringLiteral("line 25000}");
+    const qint32 id = w.home.addFile(w.game, 1, QStringLiteral("Lines"), rtf);
+    w.open(FileViewer::ViewMode, id);
+    QVERIFY(w.text()->toPlainText().startsWith(QStringLiteral("line 1\n")) &&
+            !w.text()->toPlainText().contains(QStringLiteral("line 25000")));
+    QSignalSpy printed(w.viewer.data(), &FileViewer::PrintInfo);
+    w.child("cmdPrint")->trigger();
+    QCOMPARE(printed.last().at(3).toString(), rtf);
+    w.child("cmdEdit")->trigger();
+    QVERIFY(!w.text()->isReadOnly() && w.text()->toPlainText().endsWith(QStringLiteral("line 25000")));
+    QTest::keyClick(w.text(), Qt::Key_End, Qt::ControlModifier);
+    QTest::keyClicks(w.text(), QStringLiteral(" and one more"));
+    QVERIFY(w.viewer->Save());
+    const QString saved = RtfReader::PlainText(RtfReader::FromStoredText(w.stored(id).txt_rtf)).trimmed();
+    QVERIFY(saved.startsWith(QStringLiteral("line 1\nline 2\n")) &&
+            saved.endsWith(QStringLiteral("line 24999\nline 25000 and one more")));
+
     // A text longer than a window shows is cut with a note and read-only; saving keeps every line.
     QString lines;
     for (int line = 0; line <= maxShownParagraphs; ++line)

@@ -8,6 +8,8 @@
 #include "data/NodeKey.h"
 #include "data/StoreBackup.h"
 #include "import/FileImport.h"
+#include "reader/FindBar.h"
+#include "reader/TextReader.h"
 #include "rtf/RtfReader.h"
 #include "rtf/RtfWriter.h"
 #include "system/SettingsStore.h"
@@ -15,6 +17,7 @@
 #include "view/ctlView.h"
 #include "view/frmReopenEncoding.h"
 #include "widgets/ListView.h"
+#include "widgets/RichText.h"
 #include "widgets/RichTextLoader.h"
 
 #include <QAbstractItemModelTester>
@@ -285,31 +288,79 @@ void tst_view::longAndUnreadableTexts()
     const qint32 otherFile = shelf.home.addFile(shelf.empty, 1, QStringLiteral("Other"), table(9000, "other"));
     shelf.list_(shelf.empty, QStringLiteral("Empty"), 1);
     QSignalSpy shown(&shelf.view, &ctlView::TextShown);
+    const auto *loader = shelf.view.Viewer()->findChild<RichTextLoader *>();
+    QSignalSpy completed(loader, &RichTextLoader::Completed);
+    const auto oneShot = [](const QString &rtf) {
+        QTextEdit edit;
+        ShowRichText(&edit, rtf);
+        return edit.toPlainText();
+    };
+    const auto readsOn = [&shelf](const QString &whole) {
+        return shelf.shown().size() < whole.size() && whole.startsWith(shelf.shown());
+    };
+    const QString tableText = oneShot(longText);
+    const QString otherText = oneShot(table(9000, "other"));
 
-    // The click returns at once; the file shows when read, and a phrase asked for meanwhile is marked then.
+    // The click shows the beginning at once and the whole follows, the same text as read in one go; a
+    // phrase asked for meanwhile is marked in the whole.
     shelf.click(tableFile);
-    QCOMPARE(std::tuple(shelf.view.CurrentFileKey(), shelf.shown(), shown.size()),
-             std::tuple(shelf.key(tableFile), QString(), qsizetype(0)));
+    QCOMPARE(std::tuple(shelf.view.CurrentFileKey(), readsOn(tableText), shown.size(), loader->IsLoading()),
+             std::tuple(shelf.key(tableFile), true, qsizetype(1), true));
     QCOMPARE(shelf.view.HighlightPhrase(QStringLiteral("row 7999")), 0);
-    QVERIFY(shown.wait(60000) && shelf.shown().endsWith(QLatin1String("row 8000\nx\nend of table")));
+    QVERIFY(completed.wait(60000));
+    QCOMPARE(shelf.shown(), tableText);
     QCOMPARE(std::pair(shelf.view.Viewer()->extraSelections().size(), shelf.view.Viewer()->textCursor().block().text()),
              std::pair(qsizetype(1), QStringLiteral("row 7999")));
 
-    // A file chosen while another is read replaces it; the first never shows, nor its mark.
-    shown.clear();
+    // The whole keeps the reader's place and selection.
+    shelf.click(otherFile);
+    QScrollBar *bar = shelf.view.Viewer()->verticalScrollBar();
+    QTRY_VERIFY(bar->maximum() > 0);
+    QVERIFY(readsOn(otherText));
+    QTest::keyClick(shelf.view.Viewer(), Qt::Key_Down, Qt::ShiftModifier);
+    const QString selected = shelf.view.Viewer()->textCursor().selectedText();
+    bar->setValue(bar->maximum() / 2);
+    const int place = bar->value();
+    QVERIFY(completed.wait(60000));
+    QCOMPARE(std::tuple(shelf.shown(), bar->value(), shelf.view.Viewer()->textCursor().selectedText()),
+             std::tuple(otherText, place, selected));
+
+    // The find bar, asked while only the beginning shows, searches the whole once it is in.
+    shelf.click(tableFile);
+    FindBar *finder = shelf.view.Reader()->Finder();
+    finder->Open();
+    QTest::keyClicks(finder->findChild<QLineEdit *>(QStringLiteral("txtFind")), QStringLiteral("row 7999"));
+    finder->FindNext();
+    QCOMPARE(finder->findChild<QLabel *>(QStringLiteral("lblMatches"))->text(), QStringLiteral("Searching..."));
+    QTRY_COMPARE_WITH_TIMEOUT(finder->MatchCount(), 1, 60000);
+    QCOMPARE(shelf.view.Viewer()->textCursor().selectedText(), QStringLiteral("row 7999"));
+    finder->Close();
+
+    // A file chosen while another is read replaces it, and what was read of the first never shows.
+    shelf.click(tableFile);
     shelf.click(otherFile);
     shelf.click(tableFile);
-    QVERIFY(shown.wait(60000));
-    QCOMPARE(std::pair(shown.size(), shelf.view.Viewer()->extraSelections().size()),
-             std::pair(qsizetype(1), qsizetype(0)));
-    QVERIFY(shelf.shown().endsWith(QLatin1String("end of table")));
+    completed.clear();
+    QVERIFY(completed.wait(60000));
+    QTRY_VERIFY(loader->findChildren<QObject *>().isEmpty());
+    QCOMPARE(std::pair(completed.size(), shelf.shown()), std::pair(qsizetype(1), tableText));
+
+    // Select All and a Quick Clip of the whole take the whole while it is still read.
+    QSignalSpy quick(&shelf.view, &ctlView::SendQuick);
+    shelf.click(otherFile);
+    shelf.trigger("mnuAddQuick");
+    QVERIFY(!loader->IsLoading());
+    QCOMPARE(quick.last().at(1).toString(), otherText.trimmed().replace(QLatin1Char('\n'), QStringLiteral("\r\n")));
+    shelf.click(tableFile);
+    QTest::keyClick(shelf.view.Viewer(), Qt::Key_A, Qt::ControlModifier);
+    QCOMPARE(shelf.view.Viewer()->textCursor().selectedText().size(), tableText.size());
 
     // Clearing the list forgets a text being read.
     shelf.click(otherFile);
-    const auto *loader = shelf.view.Viewer()->findChild<RichTextLoader *>();
-    QVERIFY(loader && loader->IsLoading());
+    QVERIFY(loader->IsLoading());
     shelf.view.Clear();
-    QCOMPARE(std::pair(loader->IsLoading(), shelf.shown()), std::pair(false, QString()));
+    QCOMPARE(std::tuple(loader->IsLoading(), shelf.shown(), IsStartOfRichText(shelf.view.Viewer()->document())),
+             std::tuple(false, QString(), false));
 
     // Files the store cannot read.
     if (TestHome::Shared())

@@ -136,6 +136,8 @@ FileViewer::FileViewer(QWidget *parent)
     connect(cmdEdit, &QAction::triggered, this, [this] {
         if (m_mode != ViewMode)
             return;
+        // Only the whole text can be edited.
+        m_textLoader->Complete();
         m_mode = EditMode;
         ApplyMode();
         UpdateTitle();
@@ -153,6 +155,7 @@ FileViewer::FileViewer(QWidget *parent)
     // Format changes count as well: the document reports them as content changes.
     connect(rtbText, &QTextEdit::textChanged, this, &FileViewer::MarkDirty);
     connect(m_textLoader, &RichTextLoader::Shown, this, &FileViewer::TextShown);
+    connect(m_textLoader, &RichTextLoader::Completed, this, &FileViewer::TextCompleted);
 
     ApplyMode();
     UpdateTitle();
@@ -325,6 +328,11 @@ void FileViewer::LoadText(const QString &rtf)
 void FileViewer::TextShown()
 {
     rtbText->moveCursor(QTextCursor::Start);
+    cmdWrap->setEnabled(ApplyLineWrap(rtbText, cmdWrap->isChecked()));
+}
+
+void FileViewer::TextCompleted()
+{
     cmdWrap->setEnabled(ApplyLineWrap(rtbText, cmdWrap->isChecked()));
     if (!IsCutRichText(rtbText->document()))
         m_wholeText = QString();

@@ -104,6 +104,7 @@ private:
     bool AddWithSnapshot(const FileRow &row, qint32 *newId, ErrObject *err);
     void LoadText(const QString &rtf);
     void TextShown();
+    void TextCompleted();
     QString DocumentRtf() const;
     void Print();
 

@@ -19,6 +19,9 @@ namespace {
 
 const QString module = QStringLiteral("ctlDetails");
 constexpr int LinkImage = 0;
+// The first hundred search results tell the columns' widths well enough, and cost the same for any
+// number of results.
+constexpr int searchSampleRows = 100;
 
 } // namespace
 
@@ -123,11 +126,9 @@ void ctlDetails::SearchTitle(const QString &Title)
 void ctlDetails::fitSearchColumns()
 {
     m_fitSearchColumns = false;
-    // The first hundred rows tell the widths well enough, and cost the same for any number of results.
-    constexpr int sampleRows = 100;
     constexpr int foundColumn = 3;
     const int room = lvSearchResults->ActiveView()->viewport()->width();
-    lvSearchResults->FitColumns(sampleRows, std::max(room / 3, 80));
+    lvSearchResults->FitColumns(searchSampleRows, std::max(room / 3, 80));
     // The found text gives way, so that the Hits after it stay in sight.
     int others = 0;
     for (int column = 0; column < lvSearchResults->ColumnCount(); ++column)
@@ -150,6 +151,10 @@ void ctlDetails::AddSearch(qint32 FileId, const QString &PlatformName, const QSt
     entry->setSubItem(2, modNames::GetSubCatName(SubCat));
     entry->setSubItem(3, FoundText);
     lvSearchResults->EnsureVisible(entry);
+    // Results come while the search goes on: the columns are fitted once the rows that tell their
+    // widths are there, not only when the search is through.
+    if (m_fitSearchColumns && lvSearchResults->Count() == searchSampleRows)
+        fitSearchColumns();
 }
 
 void ctlDetails::CountSearchHits(const FindRequest &request)

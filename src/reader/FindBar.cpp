@@ -1,6 +1,7 @@
 #include "FindBar.h"
 
 #include "ShownPart.h"
+#include "widgets/RichText.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -148,6 +149,7 @@ void FindBar::Open()
 void FindBar::Close()
 {
     m_typing.stop();
+    m_waiting = false;
     hide();
     removeMarks();
     m_edit->setFocus(Qt::OtherFocusReason);
@@ -166,6 +168,7 @@ void FindBar::FindPrevious()
 void FindBar::Forget()
 {
     m_typing.stop();
+    m_waiting = false;
     m_matches.clear();
     m_current = -1;
     m_anchor = 0;
@@ -179,6 +182,13 @@ void FindBar::Forget()
             m_edit->setFocus(Qt::OtherFocusReason);
     }
     showCount();
+}
+
+void FindBar::TextCompleted()
+{
+    m_plainStale = true;
+    if (m_waiting)
+        m_typing.start();
 }
 
 void FindBar::TextEdited()
@@ -222,6 +232,17 @@ const QString &FindBar::plainText()
 void FindBar::search()
 {
     m_typing.stop();
+    if (IsStartOfRichText(m_edit->document())) {
+        // Matches counted in the beginning alone would be wrong; the whole, when it is in, runs the
+        // search.
+        m_waiting = !txtFind->text().isEmpty();
+        m_matches.clear();
+        m_current = -1;
+        removeMarks();
+        showCount();
+        return;
+    }
+    m_waiting = false;
     // Matches looked for again after an edit of the text leave the cursor where the user types.
     const bool jump = !std::exchange(m_textEdited, false);
     const QString needle = txtFind->text();
@@ -267,7 +288,9 @@ void FindBar::showCurrent(bool select)
 void FindBar::showCount()
 {
     QPalette look = m_findPalette;
-    if (m_current >= 0) {
+    if (m_waiting) {
+        lblMatches->setText(QStringLiteral("Searching..."));
+    } else if (m_current >= 0) {
         lblMatches->setText(QStringLiteral("%L1 of %L2").arg(m_current + 1).arg(m_matches.size()));
     } else if (!txtFind->text().isEmpty() && !m_typing.isActive() && isVisible()) {
         lblMatches->setText(QStringLiteral("No matches"));

@@ -35,6 +35,8 @@ public:
     void FindPrevious();
     // Another text shows: the bar closes and forgets what it found.
     void Forget();
+    // The whole of a long text took the place of its beginning: a search waiting for it runs.
+    void TextCompleted();
     // The text was edited: its matches are looked for again once the typing stops.
     void TextEdited();
     // Ctrl+F, F3 and Shift+F3 pressed in `widget` reach the bar before any shortcut of its window,
@@ -79,6 +81,8 @@ private:
     qsizetype m_current = -1;
     // Where the search goes from: the reader's place when the bar opened, then the current match.
     int m_anchor = 0;
+    // A search asked for while only the beginning of a long text showed, which runs on the whole.
+    bool m_waiting = false;
     // The search to run was asked for by an edit of the text, not by the bar.
     bool m_textEdited = false;
 };

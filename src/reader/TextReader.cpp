@@ -3,6 +3,7 @@
 #include "FindBar.h"
 #include "SectionList.h"
 #include "system/SettingsStore.h"
+#include "widgets/RichText.h"
 #include "widgets/RichTextLoader.h"
 
 #include <QAction>
@@ -79,6 +80,19 @@ void TextReader::UseSectionsAction(QAction *action)
 void TextReader::textChanged()
 {
     QTextDocument *document = m_edit->document();
+    const auto completing = [this] {
+        const auto *loader = m_edit->findChild<RichTextLoader *>();
+        return loader && loader->IsCompleting();
+    };
+    if (document != m_document && completing()) {
+        // The whole of the text whose beginning showed: a search waiting for it runs, and the
+        // sections are found in all of it.
+        m_document = document;
+        ++m_generation;
+        m_findBar->TextCompleted();
+        m_finding.start(0);
+        return;
+    }
     // A text the user cannot edit changes only when another takes its place (or it is cleared).
     if (document != m_document || m_edit->isReadOnly()) {
         m_document = document;
@@ -97,11 +111,12 @@ void TextReader::textChanged()
 void TextReader::findSections()
 {
     const quint64 generation = ++m_generation;
+    // Of a long text only the beginning shows while the whole is read; the list keeps its place
+    // for the whole.
+    if (IsStartOfRichText(m_edit->document()))
+        return;
     if (m_edit->document()->isEmpty()) {
-        // A long text shows empty while it is read, and the list keeps its place for it.
-        const auto *loader = m_edit->findChild<RichTextLoader *>();
-        if (!loader || !loader->IsLoading())
-            showSections({});
+        showSections({});
         return;
     }
     // The paragraphs are read here, where the document lives; the search for headings in them,

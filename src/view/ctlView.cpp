@@ -168,9 +168,15 @@ void ctlView::buildFilesTab(QWidget *tab)
     m_textLoader = new RichTextLoader(rtbText);
     connect(m_textLoader, &RichTextLoader::Shown, this, [this] {
         m_fixedPitch = ApplyLineWrap(rtbText, m_wrapLines);
+        Q_EMIT TextShown();
+    });
+    connect(m_textLoader, &RichTextLoader::Completed, this, [this] {
+        // The beginning of a text may look fixed-pitch where the whole does not, or the other way.
+        if (std::exchange(m_fixedPitch, ApplyLineWrap(rtbText, m_wrapLines)) != m_fixedPitch)
+            Q_EMIT TextShown();
+        // The marks of a phrase go on the whole text: the first may be past the beginning.
         if (!m_pendingPhrase.isEmpty())
             HighlightPhrase(std::exchange(m_pendingPhrase, QString()));
-        Q_EMIT TextShown();
     });
     rtbText->setContextMenuPolicy(Qt::CustomContextMenu);
     MenuOnShiftF10(rtbText);
@@ -347,6 +353,7 @@ void ctlView::rtbText_MouseDown(const QPoint &globalPos)
 
 bool ctlView::PrintInfo(QTextDocument *target)
 {
+    m_textLoader->Complete();
     if (rtbText->toPlainText().trimmed().isEmpty())
         return false;
     QString title;

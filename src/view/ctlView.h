@@ -138,7 +138,8 @@ Q_SIGNALS:
                    const QString &strTextRTF);
     void ShowTree();
     void ShowDetails();
-    // The text shown changed: another file's, or none.
+    // The text shown changed: another file's, or none; or the whole of a long text took the place of
+    // its beginning and is fixed-pitch where that was not, or the other way round.
     void TextShown();
     // From the browser: its page is to be imported, kept as a favorite, or its title changed; the
     // favorites are to be shown or hidden.

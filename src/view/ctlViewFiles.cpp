@@ -26,6 +26,7 @@
 #include "system/TextDecoder.h"
 #include "system/TextEncodings.h"
 #include "widgets/ListView.h"
+#include "widgets/RichTextLoader.h"
 
 #include <QDateTime>
 #include <QFileInfo>
@@ -117,7 +118,10 @@ void ctlView::buildMenus()
     QAction *selectAll = addItem(mnuQuickMenu, "mnuSelectAll", QStringLiteral("Select &All"));
     selectAll->setShortcut(QKeySequence::SelectAll);
     selectAll->setShortcutContext(Qt::WidgetShortcut);
-    connect(selectAll, &QAction::triggered, rtbText, &QTextEdit::selectAll);
+    connect(selectAll, &QAction::triggered, this, [this] {
+        m_textLoader->Complete();
+        rtbText->selectAll();
+    });
     // Ctrl+F itself reaches the find bar from the text; the menu shows where to find it.
     QAction *find = addItem(mnuQuickMenu, "mnuFindInText", QStringLiteral("&Find in Text..."));
     find->setShortcut(QKeySequence::Find);
@@ -328,6 +332,9 @@ void ctlView::mnuAddQuick_Click(bool selectedOnly)
     const QString header = QStringLiteral("Platform: ") + modNames::GetPlatformName(M_PLATFORM_ID) + crlf +
                            QStringLiteral("Game: ") + M_GAME + crlf + QStringLiteral("Genre: ") +
                            modNames::GetGenreName(M_GENRE_ID);
+    // The whole text goes, not the beginning shown while it is read.
+    if (!selectedOnly)
+        m_textLoader->Complete();
     QString text = selectedOnly ? QTextDocumentFragment(rtbText->textCursor()).toPlainText() : rtbText->toPlainText();
     text = text.trimmed();
     text.replace(QLatin1Char('\n'), crlf);

@@ -58,20 +58,27 @@ QString withShortParagraphs(const QString &text)
     return result;
 }
 
-} // namespace
+// Marks a document that holds the beginning of a text still being read whole.
+constexpr const char *startProperty = "lorekeepStart";
+// The beginning of a long text that shows while the rest is read: more than a reader goes through in
+// the second or so the whole takes, and read in a few milliseconds.
+constexpr int startParagraphs = 1500;
+constexpr qsizetype startLength = 128 * 1024;
 
-QTextDocument *BuildRichText(const QString &storedRtf, const QFont &font, qreal margin, const std::atomic<bool> *stop)
+// The document of `storedRtf`, at most `paragraphs` paragraphs long; `cut` tells whether it went on.
+QTextDocument *buildDocument(const QString &storedRtf, const QFont &font, qreal margin, int paragraphs, bool *cut,
+                             const std::atomic<bool> *stop)
 {
     auto *document = new QTextDocument;
     document->setDefaultFont(font);
     document->setDocumentMargin(margin);
     document->setUndoRedoEnabled(false);
-    bool cut = false;
+    *cut = false;
     if (LooksLikeStoredRtf(storedRtf)) {
         RtfReader::ReadInParts(
-            RtfReader::FromStoredText(storedRtf), document, maxShownParagraphs,
-            [&cut](bool last) {
-                cut = !last;
+            RtfReader::FromStoredText(storedRtf), document, paragraphs,
+            [cut](bool last) {
+                *cut = !last;
                 return false;
             },
             stop, longestShownParagraph);
@@ -80,17 +87,26 @@ QTextDocument *BuildRichText(const QString &storedRtf, const QFont &font, qreal 
         // character past ASCII would turn into an escape that plain text shows literally.
         QString text = withShortParagraphs(storedRtf);
         qsizetype end = -1;
-        for (int paragraph = 0; paragraph < maxShownParagraphs; ++paragraph) {
+        for (int paragraph = 0; paragraph < paragraphs; ++paragraph) {
             end = text.indexOf(QLatin1Char('\n'), end + 1);
             if (end < 0)
                 break;
         }
-        cut = end >= 0 && end + 1 < text.size();
-        if (cut)
+        *cut = end >= 0 && end + 1 < text.size();
+        if (*cut)
             text.truncate(end);
         QTextCursor cursor(document);
         cursor.insertText(text);
     }
+    return document;
+}
+
+} // namespace
+
+QTextDocument *BuildRichText(const QString &storedRtf, const QFont &font, qreal margin, const std::atomic<bool> *stop)
+{
+    bool cut = false;
+    QTextDocument *document = buildDocument(storedRtf, font, margin, maxShownParagraphs, &cut, stop);
     if (cut) {
         QTextCursor cursor(document);
         cursor.movePosition(QTextCursor::End);
@@ -110,6 +126,25 @@ QTextDocument *BuildRichText(const QString &storedRtf, const QFont &font, qreal 
     return document;
 }
 
+QTextDocument *BuildRichTextStart(const QString &storedRtf, const QFont &font, qreal margin)
+{
+    // Read from the first characters only: a text cut short is read as far as it goes.
+    bool cut = false;
+    QTextDocument *document = buildDocument(storedRtf.left(startLength), font, margin, startParagraphs, &cut, nullptr);
+    document->setProperty(startProperty, true);
+    return document;
+}
+
+bool IsStartOfRichText(const QTextDocument *document)
+{
+    return document && document->property(startProperty).toBool();
+}
+
+void ForgetWholeRichText(QTextDocument *document)
+{
+    document->setProperty(startProperty, false);
+}
+
 bool LooksLikeStoredRtf(const QString &text)
 {
     qsizetype at = text.startsWith(QChar(0xFEFF)) ? 1 : 0;
@@ -119,53 +154,52 @@ bool LooksLikeStoredRtf(const QString &text)
 }
 
 bool IsCutRichText(const QTextDocument *document)
-    {
-        return document && document->property(cutProperty).toBool();
-    }
+{
+    return document && document->property(cutProperty).toBool();
+}
 
-    void ShowRichTextDocument(QTextEdit * edit, QTextDocument * document)
-    {
-        QTextDocument *previous = edit->document();
-        document->setParent(edit);
-        document->setUndoRedoEnabled(previous->isUndoRedoEnabled());
-        // The editor deletes a document it made itself; the ones made here are deleted here.
-        const bool ours = previous->parent() == edit;
-        edit->setDocument(document);
-        if (ours)
-            delete previous;
-    }
+void ShowRichTextDocument(QTextEdit *edit, QTextDocument *document)
+{
+    QTextDocument *previous = edit->document();
+    document->setParent(edit);
+    document->setUndoRedoEnabled(previous->isUndoRedoEnabled());
+    // The editor deletes a document it made itself; the ones made here are deleted here.
+    const bool ours = previous->parent() == edit;
+    edit->setDocument(document);
+    if (ours)
+        delete previous;
+}
 
-    void ShowRichText(QTextEdit * edit, const QString &storedRtf)
-    {
-        const QTextDocument *previous = edit->document();
-        ShowRichTextDocument(edit, BuildRichText(storedRtf, previous->defaultFont(), previous->documentMargin()));
-    }
+void ShowRichText(QTextEdit *edit, const QString &storedRtf)
+{
+    const QTextDocument *previous = edit->document();
+    ShowRichTextDocument(edit, BuildRichText(storedRtf, previous->defaultFont(), previous->documentMargin()));
+}
 
-    int MarkPhrases(QTextEdit * edit, const QStringList &phrases, const QTextCharFormat &look,
-                    QTextDocument::FindFlags flags)
-    {
-        QList<QTextEdit::ExtraSelection> marks;
-        const QTextDocument *document = edit->document();
-        for (const QString &phrase : phrases) {
-            if (phrase.isEmpty())
-                continue;
-            for (QTextCursor found = document->find(phrase, 0, flags); !found.isNull();
-                 found = document->find(phrase, found, flags))
-                marks.append({found, look});
-        }
-        std::sort(marks.begin(), marks.end(),
-                  [](const QTextEdit::ExtraSelection &a, const QTextEdit::ExtraSelection &b) {
-                      return a.cursor.position() < b.cursor.position();
-                  });
-        edit->setExtraSelections(marks);
-        if (!marks.isEmpty()) {
-            QTextCursor first = marks.constFirst().cursor;
-            first.clearSelection();
-            edit->setTextCursor(first);
-            edit->ensureCursorVisible();
-        }
-        return int(marks.size());
+int MarkPhrases(QTextEdit *edit, const QStringList &phrases, const QTextCharFormat &look,
+                QTextDocument::FindFlags flags)
+{
+    QList<QTextEdit::ExtraSelection> marks;
+    const QTextDocument *document = edit->document();
+    for (const QString &phrase : phrases) {
+        if (phrase.isEmpty())
+            continue;
+        for (QTextCursor found = document->find(phrase, 0, flags); !found.isNull();
+             found = document->find(phrase, found, flags))
+            marks.append({found, look});
     }
+    std::sort(marks.begin(), marks.end(), [](const QTextEdit::ExtraSelection &a, const QTextEdit::ExtraSelection &b) {
+        return a.cursor.position() < b.cursor.position();
+    });
+    edit->setExtraSelections(marks);
+    if (!marks.isEmpty()) {
+        QTextCursor first = marks.constFirst().cursor;
+        first.clearSelection();
+        edit->setTextCursor(first);
+        edit->ensureCursorVisible();
+    }
+    return int(marks.size());
+}
 
 bool ApplyLineWrap(QTextEdit *edit, bool wrap)
 {

@@ -22,6 +22,13 @@ void ShowRichText(QTextEdit *edit, const QString &storedRtf);
 QTextDocument *BuildRichText(const QString &storedRtf, const QFont &font, qreal margin,
                              const std::atomic<bool> *stop = nullptr);
 void ShowRichTextDocument(QTextEdit *edit, QTextDocument *document);
+// The beginning of a long text, built in a few milliseconds, to show while BuildRichText reads the
+// whole: its first paragraphs as the whole has them, the last of them perhaps cut short.
+QTextDocument *BuildRichTextStart(const QString &storedRtf, const QFont &font, qreal margin);
+// Whether `document` is one that BuildRichTextStart made, while the whole is still to come.
+bool IsStartOfRichText(const QTextDocument *document);
+// The whole will not come: the document stands for itself.
+void ForgetWholeRichText(QTextDocument *document);
 
 // The most paragraphs a shown text holds, a table's row counting as one. Qt's editor never finishes
 // laying out a document of some half a million paragraphs, and its window stops answering; a text
