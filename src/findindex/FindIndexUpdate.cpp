@@ -336,7 +336,7 @@ public:
             m_synchronous = m_query.value(0).toInt();
         run(QStringLiteral("PRAGMA synchronous = NORMAL"));
         run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('automerge', 0)"));
-        run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('crisismerge', 64)"));
+        run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('crisismerge', 2000)"));
     }
     ~BulkBuild()
     {
