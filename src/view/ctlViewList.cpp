@@ -134,9 +134,11 @@ void ctlView::ListFiles(qint32 lngGameId, quint8 bytDontSelFirst)
     Cover(false);
     Clear();
 
+    // The list needs no file's text: a game of thousands of files would otherwise have all of them
+    // read to show one.
     QVector<FileRow> rows;
     ErrObject err;
-    if (!FileTable::List(m_store->Connection(), lngGameId, &rows, &err)) {
+    if (!FileTable::ListHeads(m_store->Connection(), lngGameId, &rows, &err)) {
         LogError(err, module, QStringLiteral("ListFiles"), true);
         return;
     }
@@ -151,15 +153,16 @@ void ctlView::ListFiles(qint32 lngGameId, quint8 bytDontSelFirst)
     if (bytDontSelFirst != 0)
         return;
 
-    // The first row in display order, which is not the first read when the list is sorted; its
-    // text came with the listing, so the store is not asked again.
+    // The first row in display order, which is not the first read when the list is sorted.
     ListItem *first = lvFiles->ItemAt(1);
-    const auto id = NodeKey::Id(first->Key(), 0);
-    const auto record = std::find_if(rows.cbegin(), rows.cend(), [&](const FileRow &row) { return row.auto_id == id; });
+    FileRow record;
+    bool found = false;
     lvFiles->Select(first);
     m_currentFileKey = first->Key();
-    if (record != rows.cend())
-        showText(record->txt_rtf);
+    if (!FileTable::Read(m_store->Connection(), NodeKey::Id(first->Key(), 0).value_or(0), &record, &found, &err))
+        LogError(err, module, QStringLiteral("ListFiles"), false);
+    else if (found)
+        showText(record.txt_rtf);
     SetCaption(M_GAME);
 }
 
