@@ -14,6 +14,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <QSqlQuery>
 #include <QTest>
@@ -384,6 +385,24 @@ void tst_details::loadingFavoritesAndSearchResults()
     desk.details.findChild<QAction *>(QStringLiteral("mnuSearchClear"))->trigger();
     QCOMPARE(std::tuple(results->Count(), header->text(), results->ColumnCaption(3)),
              std::tuple(0, QString(" Search Results:"), QString("File")));
+
+    // Results coming in keep the newest in view, until the user scrolls back to the first ones;
+    // a new search follows again.
+    desk.details.resize(600, 200);
+    QScrollBar *bar = static_cast<QAbstractScrollArea *>(results->ActiveView())->verticalScrollBar();
+    const auto addMany = [&](qint32 from) {
+        for (qint32 id = from; id < from + 200; ++id)
+            addResult(id, 1, QStringLiteral("Result %1").arg(id), QStringLiteral("File"));
+        QCoreApplication::processEvents();
+    };
+    addMany(100);
+    QVERIFY(bar->maximum() > 0 && bar->value() == bar->maximum());
+    bar->triggerAction(QAbstractSlider::SliderToMinimum);
+    addMany(300);
+    QCOMPARE(bar->value(), 0);
+    desk.details.ClearSearch();
+    addMany(100);
+    QVERIFY(bar->value() > 0 && bar->value() == bar->maximum());
 }
 
 QTEST_MAIN(tst_details)

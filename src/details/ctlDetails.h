@@ -153,5 +153,8 @@ private:
     std::unique_ptr<FindRequest> m_hitsRequest;
     int m_hitsNext = 0;
     bool m_fitSearchColumns = false;
+    // Search Results show each new result until the user scrolls or clicks them: results come while
+    // a search goes on, and the user reading the first ones is not to be carried along.
+    bool m_followSearch = true;
     QTimer *m_hitsTimer = nullptr;
 };

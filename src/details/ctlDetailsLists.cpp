@@ -113,6 +113,7 @@ void ctlDetails::ClearSearch()
     m_hitsRequest.reset();
     m_hitsTimer->stop();
     lvSearchResults->Clear();
+    m_followSearch = true;
     lblHeaders[2]->setText(QStringLiteral(" Search Results:"));
 }
 
@@ -150,7 +151,8 @@ void ctlDetails::AddSearch(qint32 FileId, const QString &PlatformName, const QSt
     entry->setSubItem(1, GameName);
     entry->setSubItem(2, modNames::GetSubCatName(SubCat));
     entry->setSubItem(3, FoundText);
-    lvSearchResults->EnsureVisible(entry);
+    if (m_followSearch)
+        lvSearchResults->EnsureVisible(entry);
     // Results come while the search goes on: the columns are fitted once the rows that tell their
     // widths are there, not only when the search is through.
     if (m_fitSearchColumns && lvSearchResults->Count() == searchSampleRows)

@@ -10,6 +10,7 @@
 #include <QStackedWidget>
 #include <QStyle>
 #include <QTimer>
+#include <QScrollBar>
 #include <QTreeView>
 #include <QVBoxLayout>
 
@@ -76,6 +77,8 @@ ListView::ListView(QWidget *parent)
         view->setTextElideMode(Qt::ElideRight);
         MenuOnShiftF10(view);
         m_stack->addWidget(view);
+        // Only a user's own scrolling (wheel, bar, keys on the bar) triggers an action; ours does not.
+        connect(view->verticalScrollBar(), &QAbstractSlider::actionTriggered, this, &ListView::UserScrolled);
     }
     m_report->setRootIsDecorated(false);
     m_report->setItemsExpandable(false);

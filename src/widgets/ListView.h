@@ -137,6 +137,8 @@ Q_SIGNALS:
     // The keyboard asked for a pop-up menu (the Menu key or Shift+F10); `globalPos` is by the
     // current row, or the middle of the list when there is none.
     void MenuKey(const QPoint &globalPos);
+    // The user scrolled the list up or down.
+    void UserScrolled();
 
 private:
     friend class ListItem;
