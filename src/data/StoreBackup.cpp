@@ -89,11 +89,6 @@ ErrObject cancelled()
     return {StoreBackup::Cancelled, QStringLiteral("Cancel was selected.")};
 }
 
-ErrObject fileError(const QString &what, const QString &path, const QString &reason)
-{
-    return {ErrNumber::PathFileAccess, QStringLiteral("Could not %1 \"%2\": %3.").arg(what, path, reason)};
-}
-
 // A rename is on the disk only once its folder is.
 void syncFolder(const QString &folder)
 {
@@ -108,7 +103,7 @@ void syncFolder(const QString &folder)
 bool replaceFile(const QString &source, const QString &target, ErrObject *err)
 {
     if (::rename(QFile::encodeName(source).constData(), QFile::encodeName(target).constData()) != 0) {
-        *err = fileError(QStringLiteral("write"), target, QString::fromLocal8Bit(std::strerror(errno)));
+        *err = StoreError::fileFailed(QStringLiteral("write"), target, QString::fromLocal8Bit(std::strerror(errno)));
         return false;
     }
     syncFolder(QFileInfo(target).absolutePath());
@@ -120,18 +115,12 @@ bool writeCopy(const QString &source, const QString &part, ErrObject *err)
 {
     QFile in(source);
     QFile out(part);
-    if (!in.open(QIODevice::ReadOnly)) {
-        *err = fileError(QStringLiteral("read"), source, in.errorString());
+    if (!StoreError::openForCopy(&in, &out, err))
         return false;
-    }
-    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        *err = fileError(QStringLiteral("write"), part, out.errorString());
-        return false;
-    }
     QByteArray chunk;
     while (!(chunk = in.read(1 << 20)).isEmpty()) {
         if (out.write(chunk) != chunk.size()) {
-            *err = fileError(QStringLiteral("write"), part, out.errorString());
+            *err = StoreError::fileFailed(QStringLiteral("write"), part, out.errorString());
             out.remove();
             return false;
         }
@@ -139,8 +128,8 @@ bool writeCopy(const QString &source, const QString &part, ErrObject *err)
     const bool synced = out.flush() && ::fsync(out.handle()) == 0;
     out.close();
     if (in.error() != QFile::NoError || !synced) {
-        *err = in.error() != QFile::NoError ? fileError(QStringLiteral("read"), source, in.errorString())
-                                            : fileError(QStringLiteral("write"), part, out.errorString());
+        *err = in.error() != QFile::NoError ? StoreError::fileFailed(QStringLiteral("read"), source, in.errorString())
+                                            : StoreError::fileFailed(QStringLiteral("write"), part, out.errorString());
         QFile::remove(part);
         return false;
     }
@@ -177,7 +166,8 @@ bool makeFolder(const QString &folder, ErrObject *err)
 {
     if (QDir().mkpath(folder))
         return true;
-    *err = fileError(QStringLiteral("create the backup folder"), folder, QStringLiteral("permission denied"));
+    *err =
+        StoreError::fileFailed(QStringLiteral("create the backup folder"), folder, QStringLiteral("permission denied"));
     return false;
 }
 

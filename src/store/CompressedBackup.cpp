@@ -57,11 +57,6 @@ QByteArray header(qint64 plainSize, const QByteArray &hash, const CompressedBack
     return out;
 }
 
-ErrObject fileError(const QString &what, const QString &path, const QString &reason)
-{
-    return {ErrNumber::PathFileAccess, QStringLiteral("Could not %1 \"%2\": %3.").arg(what, path, reason)};
-}
-
 ErrObject damaged(const QString &path, const QString &why)
 {
     return {ErrNumber::StoreDamaged,
@@ -106,14 +101,8 @@ bool Compress(const QString &plain, const QString &target, const Header &counts,
 {
     QFile in(plain);
     QFile out(target);
-    if (!in.open(QIODevice::ReadOnly)) {
-        *err = fileError(QStringLiteral("read"), plain, in.errorString());
+    if (!StoreError::openForCopy(&in, &out, err))
         return false;
-    }
-    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        *err = fileError(QStringLiteral("write"), target, out.errorString());
-        return false;
-    }
     const qint64 total = in.size();
     const auto fail = [&](const ErrObject &e) {
         *err = e;
@@ -122,7 +111,7 @@ bool Compress(const QString &plain, const QString &target, const Header &counts,
         return false;
     };
     const auto writeFailed = [&] {
-        return fail(fileError(QStringLiteral("write"), target, out.errorString()));
+        return fail(StoreError::fileFailed(QStringLiteral("write"), target, out.errorString()));
     };
     // The header's place is kept; its hash is known only at the end.
     if (out.write(header(total, {}, counts)) != headerSize)
@@ -144,7 +133,7 @@ bool Compress(const QString &plain, const QString &target, const Header &counts,
     while (!last) {
         const QByteArray chunk = in.read(chunkSize);
         if (in.error() != QFile::NoError)
-            return fail(fileError(QStringLiteral("read"), plain, in.errorString()));
+            return fail(StoreError::fileFailed(QStringLiteral("read"), plain, in.errorString()));
         hash.add(chunk);
         done += chunk.size();
         last = chunk.isEmpty() || done >= total;
@@ -180,7 +169,7 @@ bool ReadHeader(const QString &path, Header *result, ErrObject *err)
 {
     QFile in(path);
     if (!in.open(QIODevice::ReadOnly)) {
-        *err = fileError(QStringLiteral("read"), path, in.errorString());
+        *err = StoreError::fileFailed(QStringLiteral("read"), path, in.errorString());
         return false;
     }
     const QByteArray bytes = in.read(headerSize);
@@ -218,14 +207,8 @@ bool Expand(const QString &path, const QString &plain, const Progress &progress,
     }
     QFile in(path);
     QFile out(plain);
-    if (!in.open(QIODevice::ReadOnly)) {
-        *err = fileError(QStringLiteral("read"), path, in.errorString());
+    if (!StoreError::openForCopy(&in, &out, err))
         return false;
-    }
-    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        *err = fileError(QStringLiteral("write"), plain, out.errorString());
-        return false;
-    }
     const auto fail = [&](const ErrObject &e) {
         *err = e;
         out.close();
@@ -240,7 +223,7 @@ bool Expand(const QString &path, const QString &plain, const Progress &progress,
     for (;;) {
         const QByteArray chunk = in.read(chunkSize);
         if (in.error() != QFile::NoError)
-            return fail(fileError(QStringLiteral("read"), path, in.errorString()));
+            return fail(StoreError::fileFailed(QStringLiteral("read"), path, in.errorString()));
         if (chunk.isEmpty())
             break;
         ZSTD_inBuffer input{chunk.constData(), size_t(chunk.size()), 0};
@@ -253,7 +236,7 @@ bool Expand(const QString &path, const QString &plain, const Progress &progress,
             if (written + qint64(output.pos) > head.PlainSize)
                 return fail(damaged(path, QStringLiteral("it holds more than it was made with")));
             if (out.write(buffer.constData(), qint64(output.pos)) != qint64(output.pos))
-                return fail(fileError(QStringLiteral("write"), plain, out.errorString()));
+                return fail(StoreError::fileFailed(QStringLiteral("write"), plain, out.errorString()));
             written += qint64(output.pos);
             any = true;
         }
@@ -267,7 +250,7 @@ bool Expand(const QString &path, const QString &plain, const Progress &progress,
     if (!any || pending != 0 || written != head.PlainSize)
         return fail(damaged(path, QStringLiteral("it ends part-way")));
     if (!out.flush())
-        return fail(fileError(QStringLiteral("write"), plain, out.errorString()));
+        return fail(StoreError::fileFailed(QStringLiteral("write"), plain, out.errorString()));
     out.close();
     return true;
 }

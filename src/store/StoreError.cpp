@@ -132,6 +132,24 @@ ErrObject StoreError::fromSql(const QSqlError &error, const QSqlDatabase &db)
     return fromSql(error, storePath(db));
 }
 
+ErrObject StoreError::fileFailed(const QString &what, const QString &path, const QString &reason)
+{
+    return {ErrNumber::PathFileAccess, QStringLiteral("Could not %1 \"%2\": %3.").arg(what, path, reason)};
+}
+
+bool StoreError::openForCopy(QFile *in, QFile *out, ErrObject *err)
+{
+    if (!in->open(QIODevice::ReadOnly)) {
+        *err = fileFailed(QStringLiteral("read"), in->fileName(), in->errorString());
+        return false;
+    }
+    if (!out->open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        *err = fileFailed(QStringLiteral("write"), out->fileName(), out->errorString());
+        return false;
+    }
+    return true;
+}
+
 ErrObject StoreError::damagedStore(const QString &storePath)
 {
     return damaged(storePath.isEmpty() ? QStringLiteral("the store") : QLatin1Char('"') + storePath + QLatin1Char('"'),

@@ -8,6 +8,8 @@
 
 #include <functional>
 
+class QFile;
+
 // Turns what the store reports into errors a user can act on: a locked or read-only store, a store
 // that is not a database, or the database's own message for anything else.
 class StoreError final
@@ -19,6 +21,11 @@ public:
     // The message for a store whose pages are broken (the damage handler is told as well).
     static ErrObject damagedStore(const QString &storePath);
     static ErrObject noRow(const char *table, qint64 id);
+    // A file of a store or a backup that could not be read or written (`what`), and why.
+    static ErrObject fileFailed(const QString &what, const QString &path, const QString &reason);
+    // Opens `in` to be read and `out` to be written from it, emptied; false, with the message of
+    // the one that failed, when either cannot be opened.
+    static bool openForCopy(QFile *in, QFile *out, ErrObject *err);
 
     // Called with the store's path whenever an error says the store is damaged, wherever it was
     // met, so that the window can offer a backup instead of failing one read after another. It
