@@ -1,9 +1,9 @@
 #include "FileSearch.h"
 
+#include "GameIndex.h"
 #include "findindex/FindGrams.h"
 #include "findindex/FindIndex.h"
 #include "findindex/FindPack.h"
-#include "GameIndex.h"
 #include "rtf/RtfReader.h"
 #include "store/StoreAddress.h"
 #include "store/StoreError.h"
@@ -11,8 +11,8 @@
 
 #include <QElapsedTimer>
 #include <QFuture>
-#include <QtConcurrent/QtConcurrentMap>
 #include <QLoggingCategory>
+#include <QtConcurrent/QtConcurrentMap>
 
 #include <algorithm>
 #include <cstring>
@@ -101,11 +101,7 @@ ErrObject idOutOfRange(const QSqlDatabase &db, qint64 id)
 class HitBatcher final
 {
 public:
-    explicit HitBatcher(const FileSearch::Found &found)
-        : m_found(found)
-    {
-        m_clock.start();
-    }
+    explicit HitBatcher(const FileSearch::Found &found) : m_found(found) { m_clock.start(); }
 
     // False once the receiver asked to stop.
     bool add(const FindHit &hit)
@@ -178,8 +174,8 @@ bool sharedFind(const QSqlDatabase &db, const FindRequest &request, HitBatcher *
     const QString terms = criteriaTerms(request.Criteria, &values);
     if (!terms.isEmpty())
         where << terms;
-    const QString sql =
-        hitStatement(QStringLiteral("find_text t JOIN file f ON f.auto_id = t.file_id"), where, QStringLiteral("f.auto_id"));
+    const QString sql = hitStatement(QStringLiteral("find_text t JOIN file f ON f.auto_id = t.file_id"), where,
+                                     QStringLiteral("f.auto_id"));
     return readHits(
         db, sql, values, [](const StoreQuery &, bool *) { return true; }, out, err, badId);
 }
@@ -215,26 +211,14 @@ int occurrences(std::string_view text, const QByteArray &phrase)
     return count;
 }
 
-ErrObject damagedText(const QSqlDatabase &db, qint64 id)
-{
-    return {ErrNumber::StoreFailed,
-            QStringLiteral("The search index of the store \"%1\" holds a text that cannot be read (file %2).")
-                .arg(StoreError::storePath(db))
-                .arg(id)};
-}
-
 // Checks candidates against their packed fields a few hundred at a time on the worker threads,
 // while the search reads the next ones; hands the hits over in the order they came.
 class CandidateCheck final
 {
 public:
     CandidateCheck(const FindRequest &request, std::shared_ptr<const FindDictionary> dictionary, HitBatcher *out)
-        : m_request(request)
-        , m_phrase(request.Phrase.toUtf8())
-        , m_dictionary(std::move(dictionary))
-        , m_out(out)
-    {
-    }
+        : m_request(request), m_phrase(request.Phrase.toUtf8()), m_dictionary(std::move(dictionary)), m_out(out)
+    {}
     ~CandidateCheck() { m_checked.waitForFinished(); }
     CandidateCheck(const CandidateCheck &) = delete;
     CandidateCheck &operator=(const CandidateCheck &) = delete;
@@ -272,9 +256,8 @@ private:
             return;
         }
         const std::string_view text = searched(m_request, *unpacker, &joined);
-        candidate->state = memmem(text.data(), text.size(), m_phrase.constData(), size_t(m_phrase.size()))
-                               ? State::Hit
-                               : State::Miss;
+        candidate->state =
+            memmem(text.data(), text.size(), m_phrase.constData(), size_t(m_phrase.size())) ? State::Hit : State::Miss;
         candidate->packed.clear();
     }
 
@@ -295,7 +278,9 @@ private:
         std::swap(m_checking, m_reading);
         if (m_checking.isEmpty())
             return true;
-        const auto one = [this](Candidate &candidate) { check(&candidate); };
+        const auto one = [this](Candidate &candidate) {
+            check(&candidate);
+        };
         if (last) {
             QtConcurrent::blockingMap(m_checking, one);
             return handOver(false);
@@ -364,7 +349,7 @@ bool leanFind(const QSqlDatabase &db, const FindRequest &request, HitBatcher *ou
         checks.finish();
     if (checks.damagedId() == 0)
         return true;
-    *err = damagedText(db, checks.damagedId());
+    *err = FindIndex::UnreadableText(db, checks.damagedId());
     return false;
 }
 
@@ -443,7 +428,7 @@ bool FileSearch::Occurrences(const QSqlDatabase &db, const FindRequest &request,
         const auto count = [&] {
             if (indexed && !shared) {
                 if (!fields.Unpack(query.value(1).toByteArray())) {
-                    damaged = damagedText(db, query.id(0));
+                    damaged = FindIndex::UnreadableText(db, query.id(0));
                     return false;
                 }
                 counts->insert(query.id(0), occurrences(searched(request, fields, &joined), phrase));
@@ -533,7 +518,9 @@ bool FileSearch::FindEach(const QSqlDatabase &db, const FindRequest &request, co
         return scan();
     ErrObject failure;
     bool stopped = false;
-    const auto indexing = [&](qint64) { return !going || !(stopped = !going()); };
+    const auto indexing = [&](qint64) {
+        return !going || !(stopped = !going());
+    };
     if (FindIndex::Update(db, -1, nullptr, &failure, indexing)) {
         if (stopped)
             return true;

@@ -49,16 +49,26 @@ bool createIndex(const QSqlDatabase &db, ErrObject *err)
     return runAll(db, Schema::Statements(indexResource), err);
 }
 
-// Whether anything of an index (this one's or an earlier Lorekeep's) is in the store file.
-bool anyPart(const QSqlDatabase &db)
+// The parts' names as an SQL list.
+QString partNames()
+{
+    QString names;
+    for (const QString &part : indexParts)
+        names += (names.isEmpty() ? QStringLiteral("'") : QStringLiteral(", '")) + part + QLatin1Char('\'');
+    return names;
+}
+
+// How many parts of an index are in the store file that meet `condition` as well: of this one, or
+// (with none) of any, an earlier Lorekeep's included. -1 when that cannot be read.
+int partCount(const QSqlDatabase &db, const QString &condition = {})
 {
     StoreQuery query(db);
     bool found = false;
-    return query.run(QStringLiteral("SELECT count(*) FROM sqlite_master WHERE name IN ('find_text', 'find_plain', "
-                                    "'find_dictionary', 'find_pending', 'find_file_insert', 'find_file_update', "
-                                    "'find_file_delete')"),
-                     nullptr) &&
-           query.firstRow(&found, nullptr) && found && query.value(0).toInt() > 0;
+    if (!query.run(QStringLiteral("SELECT count(*) FROM sqlite_master WHERE name IN (%1)").arg(partNames()) + condition,
+                   nullptr) ||
+        !query.firstRow(&found, nullptr) || !found)
+        return -1;
+    return query.value(0).toInt();
 }
 
 } // namespace
@@ -77,15 +87,9 @@ bool FindIndex::Available(const QSqlDatabase &db)
                    nullptr) &&
                query.firstRow(&found, nullptr) && found && query.value(0).toBool();
     // An earlier Lorekeep's index (a trigram table with its own copy of every text) is not this one.
-    QString names;
-    for (const QString &part : indexParts)
-        names += (names.isEmpty() ? QStringLiteral("'") : QStringLiteral(", '")) + part + QLatin1Char('\'');
-    return query.run(QStringLiteral("SELECT count(*) FROM sqlite_master WHERE name IN (%1) AND NOT (name = "
-                                    "'find_text' AND sql LIKE '%trigram%') AND NOT (name = 'find_file_delete' AND "
-                                    "sql LIKE '%DELETE FROM find_text%')")
-                         .arg(names),
-                     nullptr) &&
-           query.firstRow(&found, nullptr) && found && query.value(0).toInt() == indexParts.size();
+    return partCount(db, QStringLiteral(" AND NOT (name = 'find_text' AND sql LIKE '%trigram%') AND NOT (name = "
+                                        "'find_file_delete' AND sql LIKE '%DELETE FROM find_text%')")) ==
+           indexParts.size();
 }
 
 bool FindIndex::Ensure(const QSqlDatabase &db, ErrObject *err)
@@ -100,7 +104,7 @@ bool FindIndex::Ensure(const QSqlDatabase &db, ErrObject *err)
         return false;
     }
     // Part of an index, or an earlier one, is replaced whole.
-    return anyPart(db) ? Rebuild(db, err) : createIndex(db, err);
+    return partCount(db) > 0 ? Rebuild(db, err) : createIndex(db, err);
 }
 
 bool FindIndex::Pending(const QSqlDatabase &db, qint64 *count, ErrObject *err)
@@ -113,8 +117,7 @@ bool FindIndex::Pending(const QSqlDatabase &db, qint64 *count, ErrObject *err)
     return true;
 }
 
-bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, ErrObject *err,
-                       const Progress &progress)
+bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, ErrObject *err, const Progress &progress)
 {
     if (done)
         *done = 0;
@@ -122,8 +125,7 @@ bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, Er
                                       : FindIndexUpdate::Lean(db, maxFiles, done, err, progress);
 }
 
-bool FindIndex::Dictionary(const QSqlDatabase &db, std::shared_ptr<const FindDictionary> *dictionary,
-                           ErrObject *err)
+bool FindIndex::Dictionary(const QSqlDatabase &db, std::shared_ptr<const FindDictionary> *dictionary, ErrObject *err)
 {
     StoreQuery read(db);
     bool found = false;
@@ -132,12 +134,19 @@ bool FindIndex::Dictionary(const QSqlDatabase &db, std::shared_ptr<const FindDic
         return false;
     *dictionary = found ? FindDictionary::FromBytes(read.value(0).toByteArray()) : nullptr;
     if (found && !*dictionary) {
-        *err = {ErrNumber::StoreFailed,
-                QStringLiteral("The search index of the store \"%1\" has a damaged dictionary.")
-                    .arg(StoreError::storePath(db))};
+        *err = {ErrNumber::StoreFailed, QStringLiteral("The search index of the store \"%1\" has a damaged dictionary.")
+                                            .arg(StoreError::storePath(db))};
         return false;
     }
     return true;
+}
+
+ErrObject FindIndex::UnreadableText(const QSqlDatabase &db, qint64 fileId)
+{
+    return {ErrNumber::StoreFailed,
+            QStringLiteral("The search index of the store \"%1\" holds a text that cannot be read (file %2).")
+                .arg(StoreError::storePath(db))
+                .arg(fileId)};
 }
 
 bool FindIndex::Rebuild(const QSqlDatabase &db, ErrObject *err)

@@ -41,6 +41,8 @@ public:
                        const Progress &progress = {});
     // The dictionary the store's texts are packed with; null when it has none.
     static bool Dictionary(const QSqlDatabase &db, std::shared_ptr<const FindDictionary> *dictionary, ErrObject *err);
+    // The failure of an index whose packed text of file `fileId` cannot be unpacked: a damaged index.
+    static ErrObject UnreadableText(const QSqlDatabase &db, qint64 fileId);
     // Empties the index and queues every file again, or makes it anew when it is broken.
     static bool Rebuild(const QSqlDatabase &db, ErrObject *err);
 

@@ -51,8 +51,7 @@ constexpr qint64 bulkFiles = 1000;
 class RawStatement final
 {
 public:
-    RawStatement(sqlite3 *db, const char *sql)
-        : m_db(db)
+    RawStatement(sqlite3 *db, const char *sql) : m_db(db)
     {
         m_ok = sqlite3_prepare_v2(db, sql, -1, &m_statement, nullptr) == SQLITE_OK;
     }
@@ -111,8 +110,9 @@ private:
 sqlite3 *handleOf(const QSqlDatabase &db)
 {
     const QVariant handle = db.driver()->handle();
-    return handle.isValid() && qstrcmp(handle.typeName(), "sqlite3*") == 0 ? *static_cast<sqlite3 *const *>(handle.data())
-                                                                            : nullptr;
+    return handle.isValid() && qstrcmp(handle.typeName(), "sqlite3*") == 0
+               ? *static_cast<sqlite3 *const *>(handle.data())
+               : nullptr;
 }
 
 // A column's bytes as they are kept (a store file keeps text in UTF-8).
@@ -212,8 +212,8 @@ void makePlain(Queued *file)
     // RTF is ASCII but for characters typed into the store by another program, which are taken as
     // themselves.
     const bool ascii = std::all_of(file->rtfBytes.cbegin(), file->rtfBytes.cend(), [](char c) { return c >= 0; });
-    file->body = RtfReader::PlainText(ascii ? file->rtfBytes
-                                            : RtfReader::FromStoredText(QString::fromUtf8(file->rtfBytes)));
+    file->body =
+        RtfReader::PlainText(ascii ? file->rtfBytes : RtfReader::FromStoredText(QString::fromUtf8(file->rtfBytes)));
     file->descBytes.clear();
     file->srcBytes.clear();
     file->rtfBytes.clear();
@@ -294,10 +294,7 @@ bool writeBatch(const QSqlDatabase &db, const QVector<Queued> &files, ErrObject 
         // Words that cannot be taken out again would stay in the index for good: the index is
         // damaged, and Find makes it anew.
         if (file.oldUnreadable) {
-            *err = {ErrNumber::StoreFailed, QStringLiteral("The search index of the store \"%1\" holds a text that "
-                                                           "cannot be read (file %2).")
-                                                .arg(StoreError::storePath(db))
-                                                .arg(file.id)};
+            *err = FindIndex::UnreadableText(db, file.id);
             return false;
         }
         if (!file.oldGrams.isNull() && !remove.run(file.id, &file.oldGrams))
@@ -326,9 +323,7 @@ bool writeBatch(const QSqlDatabase &db, const QVector<Queued> &files, ErrObject 
 class BulkBuild final
 {
 public:
-    BulkBuild(const QSqlDatabase &db, bool on)
-        : m_query(db)
-        , m_on(on)
+    BulkBuild(const QSqlDatabase &db, bool on) : m_query(db), m_on(on)
     {
         if (!m_on)
             return;
@@ -370,11 +365,19 @@ private:
 } // namespace
 
 bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, ErrObject *err,
-                const FindIndex::Progress &progress)
+                           const FindIndex::Progress &progress)
 {
-    std::shared_ptr<const FindDictionary> dictionary;
+    // Every search comes here first: with nothing queued, the dictionary is not even read.
     qint64 pending = 0;
-    if (!FindIndex::Dictionary(db, &dictionary, err) || !FindIndex::Pending(db, &pending, err))
+    if (!FindIndex::Pending(db, &pending, err))
+        return false;
+    if (pending == 0) {
+        if (progress)
+            progress(0);
+        return true;
+    }
+    std::shared_ptr<const FindDictionary> dictionary;
+    if (!FindIndex::Dictionary(db, &dictionary, err))
         return false;
     if (maxFiles >= 0)
         pending = std::min(pending, maxFiles);
@@ -437,7 +440,7 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
 // A shared library's index holds the plain texts themselves, which PostgreSQL compresses; its
 // trigram index is PostgreSQL's.
 bool FindIndexUpdate::Shared(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, ErrObject *err,
-                  const FindIndex::Progress &progress)
+                             const FindIndex::Progress &progress)
 {
     qint64 indexed = 0;
     while (maxFiles != 0) {
@@ -485,4 +488,3 @@ bool FindIndexUpdate::Shared(const QSqlDatabase &db, qint64 maxFiles, qint64 *do
     }
     return true;
 }
-

@@ -7,7 +7,6 @@
 namespace FindIndexUpdate {
 
 bool Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, ErrObject *err, const FindIndex::Progress &progress);
-bool Shared(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, ErrObject *err,
-            const FindIndex::Progress &progress);
+bool Shared(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, ErrObject *err, const FindIndex::Progress &progress);
 
 } // namespace FindIndexUpdate

@@ -3,6 +3,7 @@
 #include <zdict.h>
 #include <zstd.h>
 
+#include <mutex>
 #include <vector>
 
 namespace {
@@ -41,6 +42,9 @@ struct FindDictionary::Parts
 {
     QByteArray bytes;
     quint32 id = 0;
+    // Made when first packed with: a search only unpacks, and a packing dictionary costs its
+    // making at every search otherwise.
+    std::once_flag packMade;
     ZSTD_CDict *pack = nullptr;
     ZSTD_DDict *unpack = nullptr;
     ~Parts()
@@ -50,10 +54,7 @@ struct FindDictionary::Parts
     }
 };
 
-FindDictionary::FindDictionary(std::unique_ptr<Parts> parts)
-    : m_parts(std::move(parts))
-{
-}
+FindDictionary::FindDictionary(std::unique_ptr<Parts> parts) : m_parts(std::move(parts)) {}
 
 FindDictionary::~FindDictionary() = default;
 
@@ -65,9 +66,8 @@ std::shared_ptr<const FindDictionary> FindDictionary::FromBytes(const QByteArray
     auto parts = std::make_unique<Parts>();
     parts->bytes = bytes;
     parts->id = id;
-    parts->pack = ZSTD_createCDict(bytes.constData(), size_t(bytes.size()), level);
     parts->unpack = ZSTD_createDDict(bytes.constData(), size_t(bytes.size()));
-    if (!parts->pack || !parts->unpack)
+    if (!parts->unpack)
         return nullptr;
     return std::shared_ptr<const FindDictionary>(new FindDictionary(std::move(parts)));
 }
@@ -86,8 +86,8 @@ std::shared_ptr<const FindDictionary> FindDictionary::Learn(const QList<QByteArr
     if (sizes.size() < 100 || size_t(joined.size()) < 16 * dictionaryCapacity)
         return nullptr;
     QByteArray dictionary(qsizetype(dictionaryCapacity), Qt::Uninitialized);
-    const size_t size = ZDICT_trainFromBuffer(dictionary.data(), dictionaryCapacity, joined.constData(),
-                                              sizes.data(), unsigned(sizes.size()));
+    const size_t size = ZDICT_trainFromBuffer(dictionary.data(), dictionaryCapacity, joined.constData(), sizes.data(),
+                                              unsigned(sizes.size()));
     if (ZDICT_isError(size))
         return nullptr;
     dictionary.truncate(qsizetype(size));
@@ -123,11 +123,18 @@ QByteArray FindPack::Pack(const QByteArray &fields, const FindDictionary *dictio
 {
     thread_local std::unique_ptr<ZSTD_CCtx, CCtxFree> context(ZSTD_createCCtx());
     QByteArray out(qsizetype(ZSTD_compressBound(size_t(fields.size()))), Qt::Uninitialized);
-    const size_t size =
-        dictionary ? ZSTD_compress_usingCDict(context.get(), out.data(), size_t(out.size()), fields.constData(),
-                                              size_t(fields.size()), dictionary->m_parts->pack)
-                   : ZSTD_compressCCtx(context.get(), out.data(), size_t(out.size()), fields.constData(),
-                                       size_t(fields.size()), level);
+    ZSTD_CDict *packing = nullptr;
+    if (dictionary) {
+        FindDictionary::Parts &parts = *dictionary->m_parts;
+        std::call_once(parts.packMade, [&parts] {
+            parts.pack = ZSTD_createCDict(parts.bytes.constData(), size_t(parts.bytes.size()), level);
+        });
+        packing = parts.pack;
+    }
+    const size_t size = packing ? ZSTD_compress_usingCDict(context.get(), out.data(), size_t(out.size()),
+                                                           fields.constData(), size_t(fields.size()), packing)
+                                : ZSTD_compressCCtx(context.get(), out.data(), size_t(out.size()), fields.constData(),
+                                                    size_t(fields.size()), level);
     // Packing into a buffer of the bound's size fails only when memory runs out.
     if (ZSTD_isError(size))
         return {};
@@ -142,10 +149,8 @@ struct FindUnpacker::Context
 };
 
 FindUnpacker::FindUnpacker(std::shared_ptr<const FindDictionary> dictionary)
-    : m_dictionary(std::move(dictionary))
-    , m_context(std::make_unique<Context>())
-{
-}
+    : m_dictionary(std::move(dictionary)), m_context(std::make_unique<Context>())
+{}
 
 FindUnpacker::~FindUnpacker() = default;
 
@@ -160,12 +165,11 @@ bool FindUnpacker::Unpack(const QByteArray &packed)
     if (wanted != 0 && (!m_dictionary || m_dictionary->Id() != wanted))
         return false;
     m_buffer.resize(size_t(size));
-    const size_t got =
-        wanted != 0 ? ZSTD_decompress_usingDDict(m_context->context, m_buffer.data(), m_buffer.size(),
-                                                 packed.constData(), size_t(packed.size()),
-                                                 m_dictionary->m_parts->unpack)
-                    : ZSTD_decompressDCtx(m_context->context, m_buffer.data(), m_buffer.size(), packed.constData(),
-                                          size_t(packed.size()));
+    const size_t got = wanted != 0 ? ZSTD_decompress_usingDDict(m_context->context, m_buffer.data(), m_buffer.size(),
+                                                                packed.constData(), size_t(packed.size()),
+                                                                m_dictionary->m_parts->unpack)
+                                   : ZSTD_decompressDCtx(m_context->context, m_buffer.data(), m_buffer.size(),
+                                                         packed.constData(), size_t(packed.size()));
     if (ZSTD_isError(got) || got != size)
         return false;
     const quint32 descSize = getLength(m_buffer.data()), srcSize = getLength(m_buffer.data() + 4);
