@@ -54,7 +54,8 @@ QStringList search(frmFind *form, const QString &phrase)
     QSignalSpy titles(form, &frmFind::SearchTitle);
     child<QComboBox>(form, "cboFind")->setEditText(phrase);
     child<QPushButton>(form, "cmdFind")->click();
-    QTest::qWaitFor([&] { return !alive || !alive->Searching(); });
+    if (!QTest::qWaitFor([&] { return !alive || !alive->Searching(); }))
+        QTest::qFail("the search did not end", __FILE__, __LINE__);
     QStringList texts;
     for (const QList<QVariant> &title : qAsConst(titles))
         texts << title.at(0).toString();

@@ -5,11 +5,8 @@
 #include <QThread>
 
 FindRun::FindRun(const QString &storePath, const FindRequest &request, QObject *parent)
-    : QObject(parent)
-    , m_storePath(storePath)
-    , m_request(std::make_unique<FindRequest>(request))
-{
-}
+    : QObject(parent), m_storePath(storePath), m_request(std::make_unique<FindRequest>(request))
+{}
 
 FindRun::~FindRun()
 {
@@ -24,7 +21,6 @@ void FindRun::Start()
 {
     if (m_thread)
         return;
-    m_running = true;
     m_thread = QThread::create([this] {
         Outcome outcome;
         // Files queued since the window brought the index up to date are indexed by this search,
@@ -38,17 +34,12 @@ void FindRun::Start()
                 this, [this, hits] { Q_EMIT Found(hits); }, Qt::QueuedConnection);
             return !m_stop;
         };
-        outcome.Ok = store.Open(&outcome.Error) &&
-                     FileSearch::FindEach(store.Connection(), *m_request, found, &outcome.Error, &outcome.Repair,
-                                          [this] { return !m_stop; });
+        outcome.Ok =
+            store.Open(&outcome.Error) && FileSearch::FindEach(store.Connection(), *m_request, found, &outcome.Error,
+                                                               &outcome.Repair, [this] { return !m_stop; });
         outcome.Stopped = m_stop;
         QMetaObject::invokeMethod(
-            this,
-            [this, outcome] {
-                m_running = false;
-                Q_EMIT Ended(outcome);
-            },
-            Qt::QueuedConnection);
+            this, [this, outcome] { Q_EMIT Ended(outcome); }, Qt::QueuedConnection);
     });
     m_thread->start();
 }

@@ -38,7 +38,7 @@ public:
 
     void Start();
     void Stop();
-    bool Running() const { return m_running; }
+    const FindRequest &Request() const { return *m_request; }
 
 Q_SIGNALS:
     void Found(const QVector<FindHit> &hits);
@@ -49,6 +49,5 @@ private:
     QString m_storePath;
     std::unique_ptr<FindRequest> m_request;
     std::atomic<bool> m_stop{false};
-    bool m_running = false;
     QThread *m_thread = nullptr;
 };

@@ -4,12 +4,12 @@
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
 #include "components/FindIndexBuilder.h"
-#include "store/SharedStore.h"
-#include "store/StoreAddress.h"
 #include "data/FileSearch.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
+#include "store/SharedStore.h"
+#include "store/StoreAddress.h"
 #include "system/NaturalOrder.h"
 #include "system/Prompts.h"
 #include "system/SettingsStore.h"
@@ -22,7 +22,6 @@
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QGuiApplication>
-#include <QSet>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
@@ -30,6 +29,7 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QScreen>
+#include <QSet>
 #include <QShortcut>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -389,7 +389,6 @@ void frmFind::cmdFind_Click()
     }
     // The hits are listed as they are found; the search runs on while the user looks at them.
     m_found = 0;
-    m_request = std::make_unique<FindRequest>(request);
     m_run = std::make_unique<FindRun>(StoreAddress::Name(db), request);
     connect(m_run.get(), &FindRun::Found, this, &frmFind::listHits);
     connect(m_run.get(), &FindRun::Ended, this, &frmFind::searchEnded);
@@ -413,11 +412,12 @@ void frmFind::searchEnded(const FindRun::Outcome &outcome)
 {
     QGuiApplication::restoreOverrideCursor();
     // The run goes once this slot has returned: it is the sender.
-    m_run.release()->deleteLater();
+    FindRun *const run = m_run.release();
+    run->deleteLater();
     cmdFind->setText(QStringLiteral("&Find"));
     cmdFind->setToolTip({});
     const QString procedure = QStringLiteral("cmdFind_Click");
-    const std::unique_ptr<FindRequest> request = std::move(m_request);
+    const FindRequest &request = run->Request();
     if (!outcome.Ok) {
         LogError(outcome.Error, module, procedure, false);
         return;
@@ -430,12 +430,12 @@ void frmFind::searchEnded(const FindRun::Outcome &outcome)
     if (outcome.Stopped) {
         // The files found so far stay listed, and the window stays for another try.
         Q_EMIT SearchTitle(stoppedTitle(m_found));
-        Q_EMIT CountHits(*request);
+        Q_EMIT CountHits(request);
         return;
     }
     Q_EMIT SearchTitle(QString::number(m_found) +
                        (m_found == 1 ? QStringLiteral(" item found.") : QStringLiteral(" items found.")));
-    Q_EMIT CountHits(*request);
+    Q_EMIT CountHits(request);
 
     hide();
     MsgBox(QStringLiteral("Finished!"), MsgButtons::OK, MsgIcon::Information, QStringLiteral("Lorekeep"));

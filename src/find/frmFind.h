@@ -99,8 +99,7 @@ private:
     qint32 m_startGame = 0;
     // Every game of the store, read once when the window opens; the game list is cut from it.
     QVector<IndexedGame> m_games;
-    // The search under way, its request and how many files it listed.
+    // The search under way, and how many files it listed.
     std::unique_ptr<FindRun> m_run;
-    std::unique_ptr<FindRequest> m_request;
     qint64 m_found = 0;
 };
