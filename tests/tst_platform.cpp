@@ -13,9 +13,12 @@
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QStyle>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
+
+#include <memory>
 
 class tst_platform final : public QObject
 {
@@ -105,6 +108,16 @@ void tst_platform::iconsAndMessageBoxes()
     // A file that is not there is an icon that draws nothing, not a failure.
     const QIcon missing = DeferredIcon(dir.filePath(QStringLiteral("absent.png")));
     QVERIFY(missing.pixmap(QSize(16, 16), 1.0).isNull() && DeferredIcon(QList<std::pair<QString, QSize>>{}).isNull());
+
+    // The style's icon asked for late draws as the one asked for at once, the widget gone or not.
+    auto widget = std::make_unique<QWidget>();
+    const QIcon early = widget->style()->standardIcon(QStyle::SP_ArrowUp);
+    const QIcon late = DeferredStandardIcon(QStyle::SP_ArrowUp, widget.get());
+    const QIcon orphan = DeferredStandardIcon(QStyle::SP_ArrowUp, widget.get());
+    widget.reset();
+    QVERIFY(!late.isNull() && !early.pixmap(QSize(16, 16), 1.0).isNull());
+    QCOMPARE(std::tuple(late.pixmap(QSize(16, 16), 1.0).toImage(), orphan.pixmap(QSize(16, 16), 1.0).toImage()),
+             std::tuple(early.pixmap(QSize(16, 16), 1.0).toImage(), early.pixmap(QSize(16, 16), 1.0).toImage()));
 
     // The buttons, the one clicked (NoButton presses Esc), the answer.
     const std::tuple<MsgButtons, QMessageBox::StandardButton, MsgResult> cases[] = {

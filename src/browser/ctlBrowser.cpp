@@ -13,6 +13,7 @@
 #include "webpage/BrowserProfile.h"
 #include "webpage/PageCapture.h"
 #include "webpage/StartPageScheme.h"
+#include "widgets/DeferredIcon.h"
 #include "widgets/KeyboardAccess.h"
 
 #include <QApplication>
@@ -109,7 +110,7 @@ ctlBrowser::ctlBrowser(QWidget *parent)
     lblAddress->setBuddy(cboURL);
 
     tbrGo->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    QAction *go = tbrGo->addAction(style()->standardIcon(QStyle::SP_ArrowRight), QStringLiteral("Go"));
+    QAction *go = tbrGo->addAction(DeferredStandardIcon(QStyle::SP_ArrowRight, this), QStringLiteral("Go"));
     go->setObjectName(QStringLiteral("Go"));
     go->setToolTip(QStringLiteral("Go to the address"));
     connect(go, &QAction::triggered, this, &ctlBrowser::tbrGo_ButtonClick);
@@ -189,7 +190,7 @@ void ctlBrowser::buildToolbar()
     tbrToolbar->setIconSize({16, 16});
     tbrToolbar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
     for (const Button &button : buttons) {
-        QAction *action = tbrToolbar->addAction(style()->standardIcon(button.icon), QLatin1String(button.text));
+        QAction *action = tbrToolbar->addAction(DeferredStandardIcon(button.icon, this), QLatin1String(button.text));
         const QString key = QLatin1String(button.key);
         action->setObjectName(key);
         action->setToolTip(QLatin1String(button.tip));

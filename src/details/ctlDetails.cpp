@@ -105,7 +105,7 @@ ctlDetails::ctlDetails(QWidget *parent)
     }
 
     tbrTools->setIconSize({12, 12});
-    QAction *close = tbrTools->addAction(style()->standardIcon(QStyle::SP_TitleBarCloseButton), QString());
+    QAction *close = tbrTools->addAction(DeferredStandardIcon(QStyle::SP_TitleBarCloseButton, this), QString());
     close->setObjectName(QStringLiteral("x"));
     close->setToolTip(QStringLiteral("Hide the Details"));
     connect(close, &QAction::triggered, this, &ctlDetails::HideControl);

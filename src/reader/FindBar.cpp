@@ -1,6 +1,7 @@
 #include "FindBar.h"
 
 #include "ShownPart.h"
+#include "widgets/DeferredIcon.h"
 #include "widgets/RichText.h"
 
 #include <QApplication>
@@ -73,14 +74,14 @@ FindBar::FindBar(QTextEdit *edit, QWidget *parent)
       lblMatches(new QLabel(this)),
       chkMatchCase(new QCheckBox(QStringLiteral("Match &Case"), this)),
       cmdPrevious(button(this, "cmdPrevious",
-                         QIcon::fromTheme(QStringLiteral("go-up"), style()->standardIcon(QStyle::SP_ArrowUp)),
+                         QIcon::fromTheme(QStringLiteral("go-up"), DeferredStandardIcon(QStyle::SP_ArrowUp, this)),
                          QStringLiteral("Previous Match (Shift+F3)"))),
       cmdNext(button(this, "cmdNext",
-                     QIcon::fromTheme(QStringLiteral("go-down"), style()->standardIcon(QStyle::SP_ArrowDown)),
+                     QIcon::fromTheme(QStringLiteral("go-down"), DeferredStandardIcon(QStyle::SP_ArrowDown, this)),
                      QStringLiteral("Next Match (F3)"))),
       cmdClose(button(
           this, "cmdClose",
-          QIcon::fromTheme(QStringLiteral("window-close"), style()->standardIcon(QStyle::SP_TitleBarCloseButton)),
+          QIcon::fromTheme(QStringLiteral("window-close"), DeferredStandardIcon(QStyle::SP_TitleBarCloseButton, this)),
           QStringLiteral("Close the Find Bar (Esc)")))
 {
     setObjectName(QStringLiteral("FindBar"));

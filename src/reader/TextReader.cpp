@@ -3,6 +3,7 @@
 #include "FindBar.h"
 #include "SectionList.h"
 #include "system/SettingsStore.h"
+#include "widgets/DeferredIcon.h"
 #include "widgets/RichText.h"
 #include "widgets/RichTextLoader.h"
 
@@ -50,7 +51,7 @@ TextReader::TextReader(QTextEdit *edit, QWidget *parent)
     m_sectionsAction->setObjectName(QStringLiteral("actSections"));
     m_sectionsAction->setText(QStringLiteral("&Sections"));
     m_sectionsAction->setIcon(
-        QIcon::fromTheme(QStringLiteral("view-list-tree"), style()->standardIcon(QStyle::SP_FileDialogListView)));
+        QIcon::fromTheme(QStringLiteral("view-list-tree"), DeferredStandardIcon(QStyle::SP_FileDialogListView, this)));
     m_sectionsWanted = GetSetting(SettingKeys::ViewSections) != QLatin1String("0");
     UseSectionsAction(m_sectionsAction);
 

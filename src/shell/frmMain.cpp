@@ -21,6 +21,7 @@
 #include "tree/ctlTree.h"
 #include "view/ctlView.h"
 #include "widgets/Caption.h"
+#include "widgets/DeferredIcon.h"
 
 #include <QAction>
 #include <QApplication>
@@ -107,10 +108,11 @@ frmMain::~frmMain()
 
 QIcon frmMain::ProgramIcon()
 {
-    QIcon icon;
+    // Seven sizes, read when the desktop first asks for the icon rather than while the window is made.
+    QList<std::pair<QString, QSize>> files;
     for (const int size : {16, 24, 32, 48, 64, 128, 256})
-        icon.addFile(QStringLiteral(":/bundle/icons/lorekeep-%1.png").arg(size), QSize(size, size));
-    return icon;
+        files.append({QStringLiteral(":/bundle/icons/lorekeep-%1.png").arg(size), QSize(size, size)});
+    return DeferredIcon(files);
 }
 
 void frmMain::buildWindow()

@@ -11,6 +11,7 @@
 #include "system/SettingsStore.h"
 #include "system/Twips.h"
 #include "widgets/Caption.h"
+#include "widgets/DeferredIcon.h"
 #include "widgets/KeyboardAccess.h"
 #include "widgets/ListView.h"
 #include "widgets/RichText.h"
@@ -102,11 +103,11 @@ ctlView::ctlView(QWidget *parent)
     layout->addWidget(tabs);
 
     tbrTools->setIconSize({14, 14});
-    QAction *tree = tbrTools->addAction(style()->standardIcon(QStyle::SP_DirIcon), QString());
+    QAction *tree = tbrTools->addAction(DeferredStandardIcon(QStyle::SP_DirIcon, this), QString());
     tree->setObjectName(QStringLiteral("Tree"));
     tree->setToolTip(QStringLiteral("Show or hide the Book Tree"));
     connect(tree, &QAction::triggered, this, &ctlView::ShowTree);
-    QAction *details = tbrTools->addAction(style()->standardIcon(QStyle::SP_FileDialogDetailedView), QString());
+    QAction *details = tbrTools->addAction(DeferredStandardIcon(QStyle::SP_FileDialogDetailedView, this), QString());
     details->setObjectName(QStringLiteral("Details"));
     details->setToolTip(QStringLiteral("Show or hide the Details"));
     connect(details, &QAction::triggered, this, &ctlView::ShowDetails);

@@ -1,16 +1,21 @@
 #include "DeferredIcon.h"
 
+#include <QApplication>
 #include <QIconEngine>
 #include <QPainter>
+#include <QPointer>
+#include <QWidget>
+
+#include <functional>
 
 namespace {
 
-// Holds the file list and builds the ordinary icon from it on first use; everything after that is the
+// Holds how to make the ordinary icon and makes it on first use; everything after that is the
 // ordinary icon's own behaviour (size matching, disabled and selected variants, high-DPI partners).
 class DeferredIconEngine final : public QIconEngine
 {
 public:
-    explicit DeferredIconEngine(QList<std::pair<QString, QSize>> files) : m_files(std::move(files)) {}
+    DeferredIconEngine(std::function<QIcon()> make, bool null) : m_make(std::move(make)), m_null(null) {}
 
     void paint(QPainter *painter, const QRect &rect, QIcon::Mode mode, QIcon::State state) override
     {
@@ -29,7 +34,7 @@ public:
     {
         return icon().availableSizes(mode, state);
     }
-    bool isNull() override { return m_files.isEmpty(); }
+    bool isNull() override { return m_null; }
     QString key() const override { return QStringLiteral("DeferredIconEngine"); }
     QIconEngine *clone() const override { return new DeferredIconEngine(*this); }
 
@@ -38,13 +43,13 @@ private:
     {
         if (!m_loaded) {
             m_loaded = true;
-            for (const auto &[file, size] : m_files)
-                m_icon.addFile(file, size);
+            m_icon = m_make();
         }
         return m_icon;
     }
 
-    QList<std::pair<QString, QSize>> m_files;
+    std::function<QIcon()> m_make;
+    bool m_null;
     QIcon m_icon;
     bool m_loaded = false;
 };
@@ -53,10 +58,24 @@ private:
 
 QIcon DeferredIcon(const QList<std::pair<QString, QSize>> &files)
 {
-    return QIcon(new DeferredIconEngine(files));
+    return QIcon(new DeferredIconEngine(
+        [files] {
+            QIcon icon;
+            for (const auto &[file, size] : files)
+                icon.addFile(file, size);
+            return icon;
+        },
+        files.isEmpty()));
 }
 
 QIcon DeferredIcon(const QString &file)
 {
     return DeferredIcon({{file, QSize()}});
+}
+
+QIcon DeferredStandardIcon(QStyle::StandardPixmap which, const QWidget *widget)
+{
+    const QPointer<const QWidget> source(widget);
+    return QIcon(new DeferredIconEngine(
+        [source, which] { return (source ? source->style() : QApplication::style())->standardIcon(which); }, false));
 }

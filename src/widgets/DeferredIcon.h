@@ -4,8 +4,11 @@
 #include <QList>
 #include <QSize>
 #include <QString>
+#include <QStyle>
 
 #include <utility>
+
+class QWidget;
 
 // Icons whose image files are read the first time the icon is drawn or measured. A plain QIcon reads
 // and decodes every file it is given at once, so a window that sets up icons for rows, tabs and file
@@ -14,3 +17,7 @@
 // QIcon finds it).
 QIcon DeferredIcon(const QList<std::pair<QString, QSize>> &files);
 QIcon DeferredIcon(const QString &file);
+// The style's own icon for `which`, asked of `widget`'s style (the application's once the widget is
+// gone) the first time it is drawn or measured: the style decodes every size of it when asked, and
+// most of a pane's buttons are not on screen when the pane is made.
+QIcon DeferredStandardIcon(QStyle::StandardPixmap which, const QWidget *widget);
