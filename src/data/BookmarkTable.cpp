@@ -1,5 +1,6 @@
 #include "BookmarkTable.h"
 
+#include "store/DirectRows.h"
 #include "store/StoreError.h"
 #include "store/StoreQuery.h"
 
@@ -29,9 +30,20 @@ bool changeOne(const QSqlDatabase &db, qint32 id, const QString &sql, const QVar
 bool BookmarkTable::Load(const QSqlDatabase &db, QVector<BookmarkRow> *rows, ErrObject *err)
 {
     rows->clear();
-    StoreQuery query(db);
     // In the order they were added, whichever kind of store keeps them.
-    return query.run(selectBookmarks + QStringLiteral(" ORDER BY auto_id"), err) && query.forEachRow([&] { rows->append(bookmarkRow(query)); }, err);
+    const QString sql = selectBookmarks + QStringLiteral(" ORDER BY auto_id");
+    // The whole list is read at every start.
+    DirectRows direct(db, sql);
+    if (direct.isReady()) {
+        while (direct.next())
+            rows->append({direct.id(0), direct.text(1), direct.text(2), direct.text(3), direct.text(4), direct.code(5),
+                          direct.code(6)});
+        if (direct.done())
+            return true;
+        rows->clear();
+    }
+    StoreQuery query(db);
+    return query.run(sql, err) && query.forEachRow([&] { rows->append(bookmarkRow(query)); }, err);
 }
 
 bool BookmarkTable::Read(const QSqlDatabase &db, qint32 id, BookmarkRow *row, bool *found, ErrObject *err)
