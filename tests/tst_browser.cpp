@@ -53,7 +53,6 @@ struct Pane
     TestHome home;
     ctlView view;
     ctlBrowser *browser = view.WebBrowser();
-    QComboBox *address = browser->findChild<QComboBox *>(QStringLiteral("cboURL"));
 
     Pane()
     {
@@ -75,6 +74,8 @@ struct Pane
         return done.wait(loadTimeout);
     }
     QAction *button(const char *key) const { return browser->findChild<QAction *>(QLatin1String(key)); }
+    // The address box, made with the tab.
+    QComboBox *address() const { return browser->findChild<QComboBox *>(QStringLiteral("cboURL")); }
     QString tabText() const { return view.findChild<QTabBar *>(QStringLiteral("tbsTabs"))->tabText(1); }
     // What Import This Page (or another of the Add menu's imports) hands over of the page shown.
     WebPage imported(const char *action = "mnuDirectImport")
@@ -159,15 +160,19 @@ void tst_browser::startPage()
     writeFile(start, "an older page");
 
     // Rewritten at every start, with CR LF line ends and the pictures beside it.
+    SaveSetting(SettingKeys::BrowsePopups, QStringLiteral("0"));
     pane.view.InitView();
     const QByteArray page = readFile(start);
     QVERIFY(page.count("\r\n") == page.count('\n') && page.contains("<IMG SRC=logo.gif>"));
 
-    // The engine starts only with the tab.
-    QVERIFY(!pane.browser->View() && pane.load([&] { pane.view.SelectTab(ctlView::Tab::Browser); }));
+    // The engine starts, and the tab's controls are made, only with the tab; they show the page
+    // asked for before and the pop-up setting read at start.
+    QVERIFY(!pane.browser->View() && !pane.address() && pane.load([&] { pane.view.SelectTab(ctlView::Tab::Browser); }));
+    QVERIFY(pane.address()->isVisible() &&
+            !pane.browser->findChild<QCheckBox *>(QStringLiteral("chkPopup"))->isChecked());
     // This home's folder is not named Lorekeep: the box shows the page's file address.
     QCOMPARE(std::tuple(pane.view.BrowseURL(), pane.view.BrowsePageTitle(), pane.tabText(), pane.view.windowTitle(),
-                        pane.address->currentText()),
+                        pane.address()->currentText()),
              std::tuple(QStringLiteral("Start Page"), QStringLiteral("Start Page"),
                         QStringLiteral("Web Browser - Start Page"), QStringLiteral("Lorekeep - Start Page"),
                         QUrl::fromLocalFile(start).toString()));
@@ -187,10 +192,10 @@ void tst_browser::startPage()
     QVERIFY(QDir().mkpath(named));
     SetAppPath(named);
     QVERIFY(pane.load([&] { pane.browser->InitBrowse(); }));
-    QCOMPARE(pane.address->currentText(), QStringLiteral("Lorekeep"));
+    QCOMPARE(pane.address()->currentText(), QStringLiteral("Lorekeep"));
     QSignalSpy started(pane.browser->View(), &QWebEngineView::loadStarted);
     pane.button("Go")->trigger();
-    QVERIFY(pane.address->hasFocus());
+    QVERIFY(pane.address()->hasFocus());
     // The next page asked for is the only one started: Go loaded nothing before it.
     QVERIFY(pane.load([&] { pane.view.BrowseNavigate(server.url(QStringLiteral("/codes")).toString()); }));
     QCOMPARE(started.size(), 1);
@@ -215,7 +220,7 @@ void tst_browser::pageHistoryImportAndPopups()
     QSignalSpy titles(&pane.view, &ctlView::BrowseTitleChange);
     QVERIFY(pane.load([&] { pane.view.BrowseNavigate(guide); }));
     QCOMPARE(std::tuple(int(pane.view.SelectedTab()), pane.view.BrowseURL(), pane.view.BrowsePageTitle(),
-                        pane.address->currentText(), pane.tabText(), titles.last().at(0).toString()),
+                        pane.address()->currentText(), pane.tabText(), titles.last().at(0).toString()),
              std::tuple(2, guide, QStringLiteral("Ninja Drift Guide"), guide, QStringLiteral("Web Browser"),
                         QStringLiteral("Ninja Drift Guide")));
     QVERIFY(!pane.browser->findChild<QProgressBar *>(QStringLiteral("pBar"))->isVisible());
@@ -323,7 +328,7 @@ void tst_browser::importedPartsAndSnapshot()
     pane.browser->View()->page()->toPlainText([&shown](const QString &text) { shown = text; });
     QTRY_VERIFY(shown.isValid());
     QVERIFY(shown.toString().contains(QStringLiteral("Only this paragraph")));
-    QCOMPARE(std::pair(pane.address->currentText(), pane.view.BrowseURL()), std::pair(address, address));
+    QCOMPARE(std::pair(pane.address()->currentText(), pane.view.BrowseURL()), std::pair(address, address));
     QTest::qWait(300);
     QCOMPARE(server.requests().size(), asked);
     QVERIFY(pane.load([&] { pane.view.BrowseNavigate(address); }));
@@ -417,37 +422,37 @@ void tst_browser::addressBoxAndFavorites()
     ScriptedPrompts prompts;
     pane.view.InitView();
     QVERIFY(pane.load([&] { pane.view.SelectTab(ctlView::Tab::Browser); }));
-    QLineEdit *line = pane.address->lineEdit();
+    QLineEdit *line = pane.address()->lineEdit();
 
     // A click into the box selects the whole address, so that typing replaces it.
     pane.view.activateWindow();
     QVERIFY(QTest::qWaitForWindowActive(&pane.view));
     pane.browser->View()->setFocus();
-    QTRY_VERIFY(!pane.address->hasFocus() && !line->hasSelectedText());
+    QTRY_VERIFY(!pane.address()->hasFocus() && !line->hasSelectedText());
     QTest::mouseClick(line, Qt::LeftButton, {}, line->rect().center());
-    QTRY_COMPARE(line->selectedText(), pane.address->currentText());
+    QTRY_COMPARE(line->selectedText(), pane.address()->currentText());
 
     // Typed as a browser's address line takes it; Enter goes there.
     const QUrl codes = server.url(QStringLiteral("/codes"));
-    pane.address->setEditText(QStringLiteral("127.0.0.1:%1/codes").arg(codes.port()));
+    pane.address()->setEditText(QStringLiteral("127.0.0.1:%1/codes").arg(codes.port()));
     QVERIFY(pane.load([&] { QTest::keyClick(line, Qt::Key_Return); }));
-    QCOMPARE(std::pair(pane.view.BrowseURL(), pane.address->count()), std::pair(codes.toString(), 0));
+    QCOMPARE(std::pair(pane.view.BrowseURL(), pane.address()->count()), std::pair(codes.toString(), 0));
 
     // An address that names nothing: the user is told which and why, once, and the box keeps it.
     const QString typed = QStringLiteral("http://[::zz");
     prompts.answerMsgBox(MsgResult::OK);
-    pane.address->setEditText(typed);
+    pane.address()->setEditText(typed);
     QTest::keyClick(line, Qt::Key_Return);
     QVERIFY2(prompts.last().text.startsWith(QStringLiteral("The address \"%1\" cannot be opened: ").arg(typed)),
              qPrintable(prompts.last().text));
-    QCOMPARE(std::tuple(pane.address->currentText(), pane.view.BrowseURL()), std::tuple(typed, codes.toString()));
+    QCOMPARE(std::tuple(pane.address()->currentText(), pane.view.BrowseURL()), std::tuple(typed, codes.toString()));
 
     // A page that cannot be opened is replaced by one naming address and reason; the box keeps the address.
     const QString failing = QStringLiteral("http://127.0.0.1:1/guide");
-    pane.address->setEditText(failing);
+    pane.address()->setEditText(failing);
     pane.button("Go")->trigger();
     QTRY_COMPARE_WITH_TIMEOUT(pane.browser->View()->title(), BrowserAddress::FailureTitle(), loadTimeout);
-    QTRY_COMPARE(std::tuple(pane.address->currentText(), pane.view.BrowseURL(),
+    QTRY_COMPARE(std::tuple(pane.address()->currentText(), pane.view.BrowseURL(),
                             pane.browser->findChild<QLabel *>(QStringLiteral("lblStatus"))->text()),
                  std::tuple(failing, failing, QStringLiteral("The page could not be opened.")));
     const QString page = pane.imported().Text;

@@ -135,6 +135,16 @@ void tst_keyboard::windowsByKeys()
     bookmarks->setFocus();
     press(Qt::Key_F6);
     QVERIFY(form->findChild<QComboBox *>(QStringLiteral("cboURL"))->hasFocus());
+    // The browser's controls, made when its tab first showed, keep their place in the Tab order:
+    // from the address line to Go, and on to the file view's own buttons, not round to the tree.
+    const auto owner = [] {
+        return focused()->parentWidget();
+    };
+    press(Qt::Key_Tab);
+    const QWidget *go = owner();
+    press(Qt::Key_Tab);
+    QCOMPARE(std::tuple(go->objectName(), owner()->objectName(), owner()->parentWidget()),
+             std::tuple(QStringLiteral("tbrGo"), QStringLiteral("tbrTools"), static_cast<QWidget *>(view)));
 
     // In a file being written Tab is a character; Ctrl+Tab and Ctrl+Shift+Tab move on.
     auto *editor = new FileViewer(form);

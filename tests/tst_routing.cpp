@@ -255,6 +255,8 @@ void tst_routing::usersPath()
         dialog->findChild<QPushButton *>(QStringLiteral("cmdOK"))->click();
     });
     program.prompts.answerMsgBox(MsgResult::OK);
+    // The browser's controls are made with its tab.
+    program.view->SelectTab(ctlView::Tab::Browser);
     program.viewAction("mnuAddURL")->trigger();
     QVERIFY(favorites->Count() == listed + 1 && favorites->ItemAt(listed + 1)->Text() == QStringLiteral("Start Page"));
 

@@ -60,25 +60,42 @@ bool popupsBlocked()
 
 } // namespace
 
-ctlBrowser::ctlBrowser(QWidget *parent)
-    : QWidget(parent),
-      tbrToolbar(new QToolBar),
-      chkPopup(new QCheckBox(popupCaption)),
-      lblAddress(new QLabel(QStringLiteral("Address:"))),
-      cboURL(new QComboBox),
-      tbrGo(new QToolBar),
-      picPage(new QWidget),
-      sbStatusBar(new QStatusBar),
-      lblStatus(new QLabel),
-      pBar(new QProgressBar),
-      mnuHidden(new QMenu(this)),
-      mnuAddURL(mnuHidden->addAction(QStringLiteral("Add URL to Favorites"))),
-      mnuDirectImport(mnuHidden->addAction(QStringLiteral("Import This Page To Lorekeep"))),
-      mnuImportWhole(mnuHidden->addAction(QStringLiteral("Import Whole Page"))),
-      mnuImportSelection(mnuHidden->addAction(QStringLiteral("Import Selection"))),
-      m_layout(new QVBoxLayout(this))
+ctlBrowser::ctlBrowser(QWidget *parent) : QWidget(parent), m_layout(new QVBoxLayout(this))
 {
     setObjectName(QStringLiteral("Browser"));
+    m_layout->setContentsMargins(0, 0, 0, 0);
+    m_layout->setSpacing(2);
+
+    m_popupNotice.setSingleShot(true);
+    m_popupNotice.setInterval(popupNoticeMs);
+    connect(&m_popupNotice, &QTimer::timeout, this, &ctlBrowser::endPopupNotice);
+}
+
+ctlBrowser::~ctlBrowser()
+{
+    // The page goes before its view, so that the engine never sees a view without its page.
+    if (brw)
+        delete brw->page();
+}
+
+void ctlBrowser::buildPage()
+{
+    if (tbrToolbar)
+        return;
+    tbrToolbar = new QToolBar;
+    chkPopup = new QCheckBox(popupCaption);
+    lblAddress = new QLabel(QStringLiteral("Address:"));
+    cboURL = new QComboBox;
+    tbrGo = new QToolBar;
+    picPage = new QWidget;
+    sbStatusBar = new QStatusBar;
+    lblStatus = new QLabel;
+    pBar = new QProgressBar;
+    mnuHidden = new QMenu(this);
+    mnuAddURL = mnuHidden->addAction(QStringLiteral("Add URL to Favorites"));
+    mnuDirectImport = mnuHidden->addAction(QStringLiteral("Import This Page To Lorekeep"));
+    mnuImportWhole = mnuHidden->addAction(QStringLiteral("Import Whole Page"));
+    mnuImportSelection = mnuHidden->addAction(QStringLiteral("Import Selection"));
     tbrToolbar->setObjectName(QStringLiteral("tbrToolbar"));
     chkPopup->setObjectName(QStringLiteral("chkPopup"));
     cboURL->setObjectName(QStringLiteral("cboURL"));
@@ -97,6 +114,7 @@ ctlBrowser::ctlBrowser(QWidget *parent)
     mnuHidden->setToolTipsVisible(true);
 
     buildToolbar();
+    chkPopup->setChecked(m_popupsChecked);
     connect(chkPopup, &QCheckBox::clicked, this, &ctlBrowser::chkPopup_Click);
 
     // The box is the address line; the program keeps no list of addresses in it.
@@ -149,23 +167,44 @@ ctlBrowser::ctlBrowser(QWidget *parent)
     address->addWidget(lblAddress);
     address->addWidget(cboURL, 1);
     address->addWidget(tbrGo);
-    m_layout->setContentsMargins(0, 0, 0, 0);
-    m_layout->setSpacing(2);
     m_layout->addLayout(top);
     m_layout->addLayout(address);
     m_layout->addWidget(picPage, 1);
     m_layout->addWidget(sbStatusBar);
-
-    m_popupNotice.setSingleShot(true);
-    m_popupNotice.setInterval(popupNoticeMs);
-    connect(&m_popupNotice, &QTimer::timeout, this, &ctlBrowser::endPopupNotice);
+    placeControlsInTabOrder();
 }
 
-ctlBrowser::~ctlBrowser()
+void ctlBrowser::placeControlsInTabOrder()
 {
-    // The page goes before its view, so that the engine never sees a view without its page.
-    if (brw)
-        delete brw->page();
+    // Widgets made in a window that is already there come last in its tab order; the controls go
+    // back to where the browser stands, after the control before it, in the order they were made.
+    const auto takesTab = [](const QWidget *widget) {
+        return (widget->focusPolicy() & Qt::TabFocus) == Qt::TabFocus && !widget->focusProxy();
+    };
+    if (isWindow())
+        return;
+    QWidget *before = previousInFocusChain();
+    while (before != this && (isAncestorOf(before) || !takesTab(before)))
+        before = before->previousInFocusChain();
+    if (before == this)
+        return;
+    QList<QWidget *> made;
+    for (QWidget *next = nextInFocusChain(); next != this; next = next->nextInFocusChain()) {
+        if (isAncestorOf(next) && takesTab(next))
+            made << next;
+    }
+    for (QWidget *control : std::as_const(made)) {
+        QWidget::setTabOrder(before, control);
+        before = control;
+    }
+}
+
+void ctlBrowser::setVisible(bool visible)
+{
+    // Before the tab shows, so that its controls show with it.
+    if (visible)
+        buildPage();
+    QWidget::setVisible(visible);
 }
 
 void ctlBrowser::buildToolbar()
@@ -231,7 +270,9 @@ QUrl ctlBrowser::HomePage()
 
 void ctlBrowser::InitBrowse()
 {
-    chkPopup->setChecked(popupsBlocked());
+    m_popupsChecked = popupsBlocked();
+    if (chkPopup)
+        chkPopup->setChecked(m_popupsChecked);
 
     // Made again at every start, so it is not worth a sync to disk; a folder that refuses it keeps
     // the old page, or none.
@@ -246,6 +287,7 @@ QWebEngineView *ctlBrowser::view()
 {
     if (brw)
         return brw;
+    buildPage();
     brw = new QWebEngineView;
     brw->setObjectName(QStringLiteral("brw"));
     auto *page = new BrowserPage(
@@ -331,6 +373,7 @@ bool ctlBrowser::eventFilter(QObject *watched, QEvent *event)
 
 void ctlBrowser::ComboFocus()
 {
+    buildPage();
     cboURL->setFocus();
 }
 

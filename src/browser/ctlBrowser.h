@@ -29,7 +29,8 @@ class QWebEngineView;
 // box, the page and a status line. It writes the start page into the home at every start, and
 // hands the shown page (address, title, what was taken of it as RTF, and its snapshot) to whoever
 // imports it, or its address to whoever keeps it as a favorite.
-// The web engine is started only when the tab is first shown, which keeps it out of start-up.
+// The tab's controls are made, and the web engine started, only when the tab is first shown, which
+// keeps them out of start-up.
 class ctlBrowser final : public QWidget
 {
     Q_OBJECT
@@ -61,6 +62,8 @@ public:
     // The web view once the engine runs; null before.
     QWebEngineView *View() const { return brw; }
 
+    void setVisible(bool visible) override;
+
 Q_SIGNALS:
     void TitleChange(const QString &strTitle);
     void ShowFavorites();
@@ -72,7 +75,11 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
+    // Makes the tab's controls; they cost the start-up time of a tab most users do not open.
+    void buildPage();
     void buildToolbar();
+    // Puts controls made after the window into the place of the browser in its tab order.
+    void placeControlsInTabOrder();
     // Starts the engine and shows the page that was asked for until then.
     QWebEngineView *view();
     // The page's place in the tab order: after the address line and Go.
@@ -95,22 +102,25 @@ private:
     void brw_LoadingChanged(const QWebEngineLoadingInfo &info);
     void endPopupNotice();
 
-    QToolBar *tbrToolbar;
-    QCheckBox *chkPopup;
-    QLabel *lblAddress;
-    QComboBox *cboURL;
-    QToolBar *tbrGo;
-    QWidget *picPage;
+    // Made with the tab, when it is first shown (buildPage); null before.
+    QToolBar *tbrToolbar = nullptr;
+    QCheckBox *chkPopup = nullptr;
+    QLabel *lblAddress = nullptr;
+    QComboBox *cboURL = nullptr;
+    QToolBar *tbrGo = nullptr;
+    QWidget *picPage = nullptr;
     QWebEngineView *brw = nullptr;
-    QStatusBar *sbStatusBar;
-    QLabel *lblStatus;
-    QProgressBar *pBar;
-    QMenu *mnuHidden;
-    QAction *mnuAddURL;
-    QAction *mnuDirectImport;
-    QAction *mnuImportWhole;
-    QAction *mnuImportSelection;
+    QStatusBar *sbStatusBar = nullptr;
+    QLabel *lblStatus = nullptr;
+    QProgressBar *pBar = nullptr;
+    QMenu *mnuHidden = nullptr;
+    QAction *mnuAddURL = nullptr;
+    QAction *mnuDirectImport = nullptr;
+    QAction *mnuImportWhole = nullptr;
+    QAction *mnuImportSelection = nullptr;
     QVBoxLayout *m_layout;
+    // The pop-up switch as InitBrowse read it, for a switch made after it.
+    bool m_popupsChecked = false;
 
     // Where the view goes once it exists.
     QUrl m_pending;
