@@ -233,13 +233,18 @@ void ListView::SetImage(int index, const QIcon &icon)
 
 ListItem *ListView::Add(const QString &key, const QString &text, int icon, ErrObject *err)
 {
-    if (!key.isEmpty() && m_byKey.contains(key)) {
-        *err = keyNotUnique();
-        return nullptr;
+    // One look-up both checks the key and makes its place.
+    ListItem **slot = nullptr;
+    if (!key.isEmpty()) {
+        slot = &m_byKey[key];
+        if (*slot) {
+            *err = keyNotUnique();
+            return nullptr;
+        }
     }
     auto *item = new ListItem(this, key, text, icon);
-    if (!key.isEmpty())
-        m_byKey.insert(key, item);
+    if (slot)
+        *slot = item;
     if (m_updating) {
         item->m_row = int(m_rows.size());
         m_rows.append(item);
