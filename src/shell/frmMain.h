@@ -249,6 +249,8 @@ private:
     // results; only when the search looked in the files' text.
     QString m_searchPhrase;
     bool m_searchInText = false;
+    // The stores the Recent menu lists now.
+    QStringList m_recentListed;
 
     // The text of the printout being prepared.
     std::unique_ptr<QTextDocument> rtbPrint;

@@ -127,6 +127,7 @@ void frmMain::FillRecent()
     QMenu *menu = m_menu->mnuFileRecent;
     menu->clear();
     const QStringList stores = recentStores();
+    m_recentListed = stores;
     for (int n = 0; n < stores.size(); ++n) {
         const QString store = stores.at(n);
         QAction *item = menu->addAction(QStringLiteral("&%1 %2").arg(n + 1).arg(menuText(store)));
@@ -146,10 +147,15 @@ void frmMain::FillRecent()
 void frmMain::AddRecent(const QString &path)
 {
     const QString name = recentName(path);
-    QStringList stores = recentStores();
+    const QStringList listed = recentStores();
+    QStringList stores = listed;
     stores.removeAll(name);
     stores.prepend(name);
-    SaveSetting(SettingKeys::RecentStores, stores.mid(0, recentCount).join(QLatin1Char('\n')));
+    stores = stores.mid(0, recentCount);
+    // The store opened at every start is most often the first already; the menu stays as it is.
+    if (stores == listed && listed == m_recentListed)
+        return;
+    SaveSetting(SettingKeys::RecentStores, stores.join(QLatin1Char('\n')));
     FillRecent();
 }
 
