@@ -75,6 +75,9 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
+    // The pop-up switch's caption, and the program's name as the address box shows it.
+    static const QString popupCaption;
+    static const QString programName;
     // Makes the tab's controls; they cost the start-up time of a tab most users do not open.
     void buildPage();
     void buildToolbar();
