@@ -156,6 +156,21 @@ void tst_tree::keysAndWidget()
              std::tuple(0, 0, static_cast<TreeNode *>(nullptr), qsizetype(0)));
     QVERIFY(!view.Node(genreKey) && view.Add({}, TreeView::Child, "ROOT", "Root", {}, {}, {}, &err) &&
             view.Add("ROOT", TreeView::Child, genreKey, "Genre", {}, {}, {}, &err) && view.Count() == 2);
+
+    // Nodes made apart and added in one go keep their order; a batch with a taken key, even one
+    // taken within the batch, adds nothing and leaves none of its keys behind.
+    TreeNode *genre = view.Node(genreKey);
+    const QIcon icon = view.Icon("cd", "cd_hot");
+    QVERIFY(view.AddChildren(genre, {new TreeNode("x", "X", "x", icon), new TreeNode("y", "Y", "y", icon)}, &err));
+    for (const QStringList &keys : {QStringList{"z", "ROOT"}, QStringList{"w", "v", "w"}}) {
+        QList<TreeNode *> batch;
+        for (const QString &key : keys)
+            batch << new TreeNode(key, key, key, icon);
+        err = {};
+        QVERIFY(!view.AddChildren(genre, batch, &err) && err.Number == ErrNumber::KeyNotUnique);
+    }
+    QCOMPARE(std::tuple(view.Count(), genre->Children(), genre->Child(1)->Key(), view.Node("z"), view.Node("w")),
+             std::tuple(4, 2, QString("y"), static_cast<TreeNode *>(nullptr), static_cast<TreeNode *>(nullptr)));
 }
 
 void tst_tree::loadAndClick()
@@ -172,8 +187,12 @@ void tst_tree::loadAndClick()
     QCOMPARE(std::tuple(action->Child(0)->Text(), action->Child(1)->Tag(), action->Child(2)->Text()),
              std::tuple(QString("A Quest (0)"), QString("Quest Kart"), QString("Star Quest (2)")));
 
+    // A load builds the tree apart from the view and hands it over whole: the view hears of one
+    // insertion, not of every node.
     QSignalSpy favorites(&lib.tree, &ctlTree::LoadFavorites);
+    QSignalSpy inserted(lib.view->model(), &QAbstractItemModel::rowsInserted);
     lib.tree.LoadTree();
+    QCOMPARE(std::pair(inserted.size(), lib.view->Count()), std::pair(qsizetype(1), 1 + 3 + 8 + 8 + 1 + 5));
     QCOMPARE(std::pair(favorites.value(0).value(0).toString(), lib.tree.Search_Text()),
              std::pair(QStringLiteral("|P_18|P_19|P_25"), QStringLiteral("Loading Favorites...")));
     SaveSetting(SettingKeys::TreeSearchText, QStringLiteral("Loading Tree..."));

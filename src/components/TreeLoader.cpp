@@ -8,6 +8,8 @@
 #include "widgets/DeferredIcon.h"
 #include "widgets/TreeView.h"
 
+#include <QtConcurrent/QtConcurrentMap>
+
 #include <algorithm>
 #include <map>
 #include <optional>
@@ -83,6 +85,13 @@ std::pair<QString, TreeView::Relationship> placeAmong(const TreeNode *parent, in
     return {parent->Key(), TreeView::Child};
 }
 
+// A genre's games, and their nodes once made.
+struct Place
+{
+    QVector<const IndexedGame *> games;
+    QList<TreeNode *> nodes;
+};
+
 } // namespace
 
 TreeLoader::TreeLoader(QObject *parent) : QObject(parent) {}
@@ -127,23 +136,54 @@ bool TreeLoader::FillTree(TreeView *tree, TreeNode *parent, ErrObject *err)
         return false;
 
     // Platform, then genre, each in display order; within a genre by name.
-    std::map<std::pair<int, int>, QVector<const IndexedGame *>> places;
+    std::map<std::pair<int, int>, Place> places;
     for (const IndexedGame &game : games)
-        places[{platformOrder(game.platform_id), genreOrder(game.genre_id)}].append(&game);
+        places[{platformOrder(game.platform_id), genreOrder(game.genre_id)}].games.append(&game);
+    // Nodes made but not added (on a failure part-way) are not left behind.
+    struct Unused
+    {
+        std::map<std::pair<int, int>, Place> &places;
+        ~Unused()
+        {
+            for (auto &[place, genre] : places)
+                qDeleteAll(genre.nodes);
+        }
+    } unused{places};
+    // A large library's game nodes are sorted and made on every core, a genre at a time; only
+    // adding them to the tree is left for this thread.
+    std::vector<std::pair<const std::pair<int, int>, Place> *> work;
+    work.reserve(places.size());
+    for (auto &place : places)
+        work.push_back(&place);
+    const QIcon gameIcon = tree->Icon(QStringLiteral("cd"), QStringLiteral("cd_hot"));
+    QtConcurrent::blockingMap(work, [&gameIcon](std::pair<const std::pair<int, int>, Place> *entry) {
+        Place &genre = entry->second;
+        std::sort(genre.games.begin(), genre.games.end(),
+                  [](const IndexedGame *a, const IndexedGame *b) { return NaturalLess(a->name, b->name); });
+        const QString genreKey = NodeKey::Genre(quint8(entry->first.second % 256), quint8(entry->first.first % 256));
+        genre.nodes.reserve(genre.games.size());
+        for (const IndexedGame *game : genre.games)
+            genre.nodes.append(new TreeNode(NodeKey::Game(game->auto_id, genreKey),
+                                            TreeLoader::Caption(game->name, game->files), game->name, gameIcon));
+    });
     std::map<int, int> gamesOfPlatform;
-    for (const auto &[place, list] : places)
-        gamesOfPlatform[place.first] += int(list.size());
+    for (const auto &[place, genre] : places)
+        gamesOfPlatform[place.first] += int(genre.games.size());
 
     // Shown whole at the end, and on the way out of a failure too, so the tree never stays hidden.
+    // Made in place and never copied: a copy's end would show the tree before it is built.
     struct Showing
     {
-        TreeView *tree;
+        explicit Showing(TreeView *view) : tree(view) {}
+        Showing(const Showing &) = delete;
+        Showing &operator=(const Showing &) = delete;
         ~Showing() { tree->EndUpdate(); }
+        TreeView *tree;
     };
     std::optional<Showing> showing;
     if (!parent) {
         tree->BeginUpdate(int(games.size()) + int(gamesOfPlatform.size()) * (modNames::GenreCount + 1) + 1);
-        showing.emplace(Showing{tree});
+        showing.emplace(tree);
     }
     TreeNode *root =
         tree->Add(parent ? parent->Key() : QString(), TreeView::Child, rootKey, QStringLiteral("Lorekeep Library"),
@@ -166,20 +206,11 @@ bool TreeLoader::FillTree(TreeView *tree, TreeNode *parent, ErrObject *err)
 
         for (const int genre : genres) {
             const quint8 genreId = quint8(genre % 256);
-            const QString genreKey = NodeKey::Genre(genreId, platformId);
-            QVector<const IndexedGame *> list = places[{order, genre}];
+            Place &place = places[{order, genre}];
             TreeNode *node =
-                addGenreNode(tree, platformKey, TreeView::Child, genreId, platformId, int(list.size()), err);
-            if (!node)
+                addGenreNode(tree, platformKey, TreeView::Child, genreId, platformId, int(place.games.size()), err);
+            if (!node || !tree->AddChildren(node, std::exchange(place.nodes, {}), err))
                 return false;
-            std::sort(list.begin(), list.end(),
-                      [](const IndexedGame *a, const IndexedGame *b) { return NaturalLess(a->name, b->name); });
-            for (const IndexedGame *game : list) {
-                if (!tree->Add(genreKey, TreeView::Child, NodeKey::Game(game->auto_id, genreKey),
-                               TreeLoader::Caption(game->name, game->files), QStringLiteral("cd"),
-                               QStringLiteral("cd_hot"), game->name, err))
-                    return false;
-            }
             node->setSorted(true);
         }
     }

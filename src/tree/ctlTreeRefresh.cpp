@@ -24,15 +24,16 @@ bool ctlTree::RefreshFromStore()
         return true;
     }
     const QString selected = SelectedKey();
-    QSet<QString> present;
+    // The nodes of games still in the store; looked up by node, which is cheaper than by key for
+    // the hundred thousand games of a large library.
+    QSet<const TreeNode *> present;
     present.reserve(int(games.size()));
     QSet<QString> changedGenres;
     for (const IndexedGame &game : std::as_const(games)) {
-        const QString genreKey = NodeKey::Genre(game.genre_id, game.platform_id);
         const QString key = NodeKey::Game(game.auto_id, game.genre_id, game.platform_id);
-        present.insert(key);
         TreeNode *node = tvwFiles->Node(key);
         if (!node) {
+            const QString genreKey = NodeKey::Genre(game.genre_id, game.platform_id);
             node = addGameNode(game.name, genreKey, key, &err);
             if (!node) {
                 LogError(err, QStringLiteral("ctlTree"), QStringLiteral("Refresh Tree"), false);
@@ -42,6 +43,7 @@ bool ctlTree::RefreshFromStore()
         } else if (node->Tag() != game.name) {
             tvwFiles->SetTag(node, game.name);
         }
+        present.insert(node);
         const QString caption = TreeLoader::Caption(game.name, game.files);
         if (node->Text() != caption)
             node->setText(caption);
@@ -49,9 +51,9 @@ bool ctlTree::RefreshFromStore()
 
     QStringList gone;
     for (int index = 1; index <= tvwFiles->Count(); ++index) {
-        const QString &key = tvwFiles->NodeAt(index)->Key();
-        if (NodeKey::Kind(key) == NodeKind::Game && !present.contains(key))
-            gone << key;
+        const TreeNode *node = tvwFiles->NodeAt(index);
+        if (!present.contains(node) && NodeKey::Kind(node->Key()) == NodeKind::Game)
+            gone << node->Key();
     }
     for (const QString &key : std::as_const(gone)) {
         changedGenres.insert(NodeKey::ParentKey(key));

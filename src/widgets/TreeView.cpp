@@ -17,6 +17,10 @@ ErrObject elementNotFound()
 
 TreeNode::TreeNode(QString key, const QString &text) : QTreeWidgetItem(UserType), m_key(std::move(key)), m_text(text) {}
 
+TreeNode::TreeNode(QString key, const QString &text, const QString &tag, const QIcon &icon)
+    : QTreeWidgetItem(UserType), m_key(std::move(key)), m_tag(tag), m_text(text), m_icon(icon)
+{}
+
 void TreeNode::setText(const QString &text)
 {
     m_text = text;
@@ -82,43 +86,83 @@ QIcon TreeView::makePair(const QString &image, const QString &selectedImage) con
     return pair;
 }
 
-TreeNode *TreeView::Add(const QString &relative, Relationship relationship, const QString &key, const QString &text,
-                        const QString &image, const QString &selectedImage, const QString &tag, ErrObject *err)
+TreeNode *TreeView::make(const QString &key, const QString &text, const QString &image, const QString &selectedImage,
+                         const QString &tag, ErrObject *err)
 {
-    TreeNode *anchor = nullptr;
-    if (!relative.isEmpty() && !(anchor = Node(relative, err)))
-        return nullptr;
     // One look-up both checks the key and makes its place.
     TreeNode *&slot = m_byKey[key];
     if (slot) {
         *err = {ErrNumber::KeyNotUnique, QStringLiteral("Key is not unique in collection")};
         return nullptr;
     }
-
     auto *node = new TreeNode(key, text);
     slot = node;
     node->m_tag = tag;
     if (!image.isEmpty())
         node->m_icon = icon(image, selectedImage);
+    m_nodes.append(node);
+    return node;
+}
 
-    if (relationship == Previous && anchor) {
+TreeNode *TreeView::Add(const QString &relative, Relationship relationship, const QString &key, const QString &text,
+                        const QString &image, const QString &selectedImage, const QString &tag, ErrObject *err)
+{
+    TreeNode *anchor = nullptr;
+    if (!relative.isEmpty() && !(anchor = Node(relative, err)))
+        return nullptr;
+    if (relationship == Child && anchor)
+        return Add(anchor, key, text, image, selectedImage, tag, err);
+    TreeNode *node = make(key, text, image, selectedImage, tag, err);
+    if (!node)
+        return nullptr;
+    if (anchor) {
         QTreeWidgetItem *parent = anchor->parent();
         if (parent)
             parent->insertChild(parent->indexOfChild(anchor), node);
         else
             insertTopLevelItem(indexOfTopLevelItem(anchor), node);
-    } else if (anchor) {
-        if (anchor->m_sorted)
-            insertPlaced(anchor, node);
-        else
-            anchor->addChild(node);
     } else if (m_updating) {
         m_pendingTop.append(node);
     } else {
         addTopLevelItem(node);
     }
-    m_nodes.append(node);
     return node;
+}
+
+TreeNode *TreeView::Add(TreeNode *parent, const QString &key, const QString &text, const QString &image,
+                        const QString &selectedImage, const QString &tag, ErrObject *err)
+{
+    TreeNode *node = make(key, text, image, selectedImage, tag, err);
+    if (!node)
+        return nullptr;
+    if (parent->m_sorted)
+        insertPlaced(parent, node);
+    else
+        parent->addChild(node);
+    return node;
+}
+
+bool TreeView::AddChildren(TreeNode *parent, const QList<TreeNode *> &nodes, ErrObject *err)
+{
+    for (qsizetype i = 0; i < nodes.size(); ++i) {
+        TreeNode *&slot = m_byKey[nodes[i]->m_key];
+        if (slot) {
+            *err = {ErrNumber::KeyNotUnique, QStringLiteral("Key is not unique in collection")};
+            for (qsizetype added = 0; added < i; ++added)
+                m_byKey.remove(nodes[added]->m_key);
+            qDeleteAll(nodes);
+            return false;
+        }
+        slot = nodes[i];
+    }
+    m_nodes.append(nodes);
+    if (parent->m_sorted) {
+        for (TreeNode *node : nodes)
+            insertPlaced(parent, node);
+    } else {
+        parent->addChildren({nodes.cbegin(), nodes.cend()});
+    }
+    return true;
 }
 
 TreeNode *TreeView::Node(const QString &key, ErrObject *err) const
@@ -156,10 +200,12 @@ bool TreeView::Remove(const QString &key, ErrObject *err)
 
 void TreeView::Clear()
 {
+    // Taken out of the view first, the nodes are freed without the view hearing of each one.
     const bool wasQuiet = std::exchange(m_quiet, true);
-    clear();
-    qDeleteAll(std::exchange(m_pendingTop, {}));
+    QList<QTreeWidgetItem *> nodes = invisibleRootItem()->takeChildren();
     m_quiet = wasQuiet;
+    qDeleteAll(nodes);
+    qDeleteAll(std::exchange(m_pendingTop, {}));
     m_byKey.clear();
     m_nodes.clear();
     m_dropHighlight = nullptr;

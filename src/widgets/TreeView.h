@@ -13,6 +13,9 @@ class TreeNode final : public QTreeWidgetItem
 {
 public:
     TreeNode(QString key, const QString &text);
+    // A node made apart from any tree, on any thread, for TreeView::AddChildren; `icon` comes from
+    // TreeView::Icon.
+    TreeNode(QString key, const QString &text, const QString &tag, const QIcon &icon);
 
     const QString &Key() const { return m_key; }
     const QString &Tag() const { return m_tag; }
@@ -59,6 +62,15 @@ public:
     // goes to its place by Tag (`tag` is set before placing it).
     TreeNode *Add(const QString &relative, Relationship relationship, const QString &key, const QString &text,
                   const QString &image, const QString &selectedImage, const QString &tag, ErrObject *err);
+    // The same under a parent already at hand, without looking it up by key: what a load that
+    // adds thousands of nodes under the same few parents uses.
+    TreeNode *Add(TreeNode *parent, const QString &key, const QString &text, const QString &image,
+                  const QString &selectedImage, const QString &tag, ErrObject *err);
+    // Adds nodes made apart from the tree under `parent`, in their order, in one go. On a taken key
+    // nothing is added and the nodes are deleted.
+    bool AddChildren(TreeNode *parent, const QList<TreeNode *> &nodes, ErrObject *err);
+    // The icon of a node showing `image`, and `selectedImage` while selected.
+    QIcon Icon(const QString &image, const QString &selectedImage) { return icon(image, selectedImage); }
     // The node with `key`, or null (and error 35601 in `err` when given).
     TreeNode *Node(const QString &key, ErrObject *err = nullptr) const;
     // Removes the node and everything under it.
@@ -106,6 +118,8 @@ private:
     QIcon icon(const QString &image, const QString &selectedImage);
     QIcon makePair(const QString &image, const QString &selectedImage) const;
     void insertPlaced(TreeNode *parent, TreeNode *node);
+    TreeNode *make(const QString &key, const QString &text, const QString &image, const QString &selectedImage,
+                   const QString &tag, ErrObject *err);
     void forget(TreeNode *node);
 
     QHash<QString, TreeNode *> m_byKey;
