@@ -208,15 +208,15 @@ bool FileImport::ReadBytes(const QString &path, QByteArray *bytes, QString *why)
         return cannotRead();
     // Read into a buffer of the size the file had a moment ago, one byte over so that the end is
     // seen in one go; a file that grows meanwhile is read on, as far as one byte past the limit.
-    QByteArray read(qsizetype(status.st_size) + 1, Qt::Uninitialized);
+    QByteArray buffer(qsizetype(status.st_size) + 1, Qt::Uninitialized);
     qsizetype length = 0;
     for (;;) {
-        if (length == read.size()) {
-            if (read.size() > MaxFileSize)
+        if (length == buffer.size()) {
+            if (buffer.size() > MaxFileSize)
                 break;
-            read.resize(std::min<qsizetype>(read.size() * 2, MaxFileSize + 1));
+            buffer.resize(std::min<qsizetype>(buffer.size() * 2, MaxFileSize + 1));
         }
-        const ssize_t got = ::read(fd, read.data() + length, size_t(read.size() - length));
+        const ssize_t got = ::read(fd, buffer.data() + length, size_t(buffer.size() - length));
         if (got < 0 && errno == EINTR)
             continue;
         if (got < 0) {
@@ -234,8 +234,8 @@ bool FileImport::ReadBytes(const QString &path, QByteArray *bytes, QString *why)
         *why = QStringLiteral("larger than 64 MB");
         return false;
     }
-    read.truncate(length);
-    *bytes = std::move(read);
+    buffer.truncate(length);
+    *bytes = std::move(buffer);
     return true;
 }
 
