@@ -6,6 +6,7 @@
 #include "components/FileImporter.h"
 #include "html/HtmlNesting.h"
 #include "html/ImportedHtml.h"
+#include "import/ConvertAhead.h"
 #include "import/FileImport.h"
 #include "rtf/RtfReader.h"
 #include "system/TextDecoder.h"
@@ -460,6 +461,19 @@ void tst_fileimport::importsAndTheirFolders()
     QVERIFY(import.Store(&file, &err) && import.IsKnown(files[0]));
     QCOMPARE(home.count(QStringLiteral("SELECT game_id FROM file WHERE auto_id = %1").arg(file.Row.auto_id)), game);
 
+    // A file converts the same whether it was started ahead or not, and one started ahead but
+    // passed over gives way to the file asked for.
+    {
+        const ImportedFile alone = FileImport::Convert(files[3]);
+        ConvertAhead ahead;
+        ahead.Start(files[1]);
+        const ImportedFile instead = ahead.Convert(files[3]);
+        ahead.Start(files[3]);
+        const ImportedFile started = ahead.Convert(files[3]);
+        QCOMPARE(std::tuple(instead.Path, instead.Row.txt_rtf, started.Path, started.Row.txt_rtf),
+                 std::tuple(alone.Path, alone.Row.txt_rtf, alone.Path, alone.Row.txt_rtf));
+    }
+
     // Two imports into the same game take turns: each finds what the other stored since it began,
     // and what the game held before either began.
     FileImport second(home.db(), game);
@@ -513,10 +527,16 @@ void tst_fileimport::lkimport()
                                               QStringLiteral("lkimport: %1: empty file\n").arg(empty).toUtf8()));
     // Already there is no failure; --subcat overrides what the name says.
     const QString news = write(dir, QStringLiteral("news.txt"), "Sequel announced\n");
-    QCOMPARE(runLkimport(base + QStringLiteral("--subcat 6 ") + sjis + QLatin1Char(' ') + news, &out, &err), 0);
+    // A file named twice is stored once.
+    QCOMPARE(
+        runLkimport(base + QStringLiteral("--subcat 6 ") + sjis + QLatin1Char(' ') + news + QLatin1Char(' ') + news,
+                    &out, &err),
+        0);
     QCOMPARE(std::tuple(out, err),
              std::tuple(QStringLiteral("%1\t%2\tutf-8\n").arg(news).arg(id + 1).toUtf8(),
-                        QStringLiteral("lkimport: %1: already in this game\n").arg(sjis).toUtf8()));
+                        QStringLiteral("lkimport: %1: already in this game\nlkimport: %2: already in this game\n")
+                            .arg(sjis, news)
+                            .toUtf8()));
 
     // Stores and games it cannot use: exit 2, the program's own words, nothing written.
     const int files = home.count(QStringLiteral("SELECT count(*) FROM file"));

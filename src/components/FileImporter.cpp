@@ -1,6 +1,7 @@
 #include "FileImporter.h"
 
 #include "data/modADO.h"
+#include "import/ConvertAhead.h"
 #include "import/FileImport.h"
 #include "import/NativePath.h"
 #include "store/WorkerConnection.h"
@@ -57,6 +58,7 @@ bool FileImporter::importAll(const QStringList &paths, const BackgroundWork::Rep
     if (!report({collecting, 0, 0}))
         return true;
     const QStringList files = FileImport::Collect(paths);
+    ConvertAhead ahead(0, m_encoding);
     for (qsizetype i = 0; i < files.size(); ++i) {
         const QString &path = files[i];
         const QString name = NativePath::Shown(shownName(path, folders));
@@ -70,7 +72,9 @@ bool FileImporter::importAll(const QStringList &paths, const BackgroundWork::Rep
             m_skipped << name + QStringLiteral(": already in this game");
             continue;
         }
-        ImportedFile file = FileImport::Convert(path, 0, m_encoding);
+        ImportedFile file = ahead.Convert(path);
+        if (i + 1 < files.size() && !import.IsKnown(files[i + 1]))
+            ahead.Start(files[i + 1]);
         // A Cancel heard during a long conversion leaves that file out too.
         if (!report({importing, i, files.size()}))
             break;

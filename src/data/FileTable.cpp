@@ -100,12 +100,21 @@ bool FileTable::GameOf(const QSqlDatabase &db, qint32 id, qint32 *gameId, bool *
 bool FileTable::Add(const QSqlDatabase &db, const FileRow &row, qint32 *newId, ErrObject *err)
 {
     StoreQuery query(db);
-    if (!query.insert(
-            QStringLiteral("INSERT INTO file (game_id, sub_cat, src, \"desc\", txt_rtf) VALUES (?, ?, ?, ?, ?)"),
-            {row.game_id, row.sub_cat, row.src, row.desc, row.txt_rtf}, err))
+    qint64 id = 0;
+    if (!Add(query, row, &id, err))
         return false;
-    *newId = query.insertedId();
+    *newId = qint32(id);
     return true;
+}
+
+bool FileTable::Add(StoreQuery &query, const FileRow &row, qint64 *newId, ErrObject *err)
+{
+    const bool added = query.insert(
+        QStringLiteral("INSERT INTO file (game_id, sub_cat, src, \"desc\", txt_rtf) VALUES (?, ?, ?, ?, ?)"),
+        {row.game_id, row.sub_cat, row.src, row.desc, row.txt_rtf}, err);
+    query.finish();
+    *newId = added ? query.givenId() : 0;
+    return added;
 }
 
 bool FileTable::Update(const QSqlDatabase &db, const FileRow &row, ErrObject *err)

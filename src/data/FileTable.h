@@ -11,6 +11,8 @@
 
 #include <functional>
 
+class StoreQuery;
+
 struct FileRow
 {
     qint32 auto_id = 0;
@@ -59,6 +61,9 @@ public:
     static bool Count(const QSqlDatabase &db, qint32 gameId, int *count, ErrObject *err);
     // Adds `row` (its auto_id is ignored) and returns the new id in `newId`.
     static bool Add(const QSqlDatabase &db, const FileRow &row, qint32 *newId, ErrObject *err);
+    // The same through `query`, which may keep the statement prepared for the next row; the new id
+    // is as the store gave it (see StoreQuery::givenId), and the query is finished.
+    static bool Add(StoreQuery &query, const FileRow &row, qint64 *newId, ErrObject *err);
     // Rewrites the sub-category, source, description and text of the file `row.auto_id`.
     static bool Update(const QSqlDatabase &db, const FileRow &row, ErrObject *err);
     // The same, but only while the file's sub-category, source, description and text are still

@@ -11,7 +11,6 @@
 #include "system/NaturalOrder.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QUrl>
 
@@ -23,6 +22,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <limits>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -93,40 +93,42 @@ void collectFolder(const QString &folder, QStringList *files)
 
 // A file's id is a 32-bit number in the program; a store whose ids went past that (by hand) cannot
 // take another file without the new id being misread.
-bool idsLeft(const QSqlDatabase &db, ErrObject *err)
+ErrObject idsUsedUp(const QSqlDatabase &db)
 {
-    StoreQuery query(db);
-    // The last id given, even to a file since deleted: ids are never reused.
-    const bool shared = StoreAddress::IsShared(db);
-    const QString lastGiven = shared
-                                  ? QStringLiteral("pg_sequence_last_value(pg_get_serial_sequence('file', 'auto_id'))")
-                                  : QStringLiteral("(SELECT seq FROM sqlite_sequence WHERE name = 'file')");
-    if (!query.run(QStringLiteral("SELECT %1(coalesce((SELECT max(auto_id) FROM file), 0), coalesce(%2, 0))")
-                       .arg(shared ? QStringLiteral("greatest") : QStringLiteral("max"), lastGiven),
-                   err))
-        return false;
-    bool found = false;
-    if (!query.firstRow(&found, err))
-        return false;
-    const qint64 last = found ? query.value(0).toLongLong() : 0;
-    if (last < std::numeric_limits<qint32>::max())
-        return true;
-    *err = {ErrNumber::StoreFailed,
+    return {ErrNumber::StoreFailed,
             QStringLiteral("The store \"%1\" has used up the file ids Lorekeep can give (up to %2), so the file "
                            "was not saved.")
                 .arg(StoreError::storePath(db))
                 .arg(std::numeric_limits<qint32>::max())};
-    return false;
+}
+
+// The last id given, even to a file since deleted: ids are never reused.
+bool lastIdGiven(const QSqlDatabase &db, qint64 *last, ErrObject *err)
+{
+    StoreQuery query(db);
+    const bool shared = StoreAddress::IsShared(db);
+    const QString lastGiven = shared
+                                  ? QStringLiteral("pg_sequence_last_value(pg_get_serial_sequence('file', 'auto_id'))")
+                                  : QStringLiteral("(SELECT seq FROM sqlite_sequence WHERE name = 'file')");
+    bool found = false;
+    if (!query.run(QStringLiteral("SELECT %1(coalesce((SELECT max(auto_id) FROM file), 0), coalesce(%2, 0))")
+                       .arg(shared ? QStringLiteral("greatest") : QStringLiteral("max"), lastGiven),
+                   err) ||
+        !query.firstRow(&found, err))
+        return false;
+    *last = found ? query.value(0).toLongLong() : 0;
+    return true;
 }
 
 // Whether the game has a file from `source` among those with ids above `after`.
-bool storedAlready(const QSqlDatabase &db, qint32 gameId, const QString &source, qint64 after, bool *found,
-                   ErrObject *err)
+bool storedAlready(StoreQuery &query, qint32 gameId, const QString &source, qint64 after, bool *found, ErrObject *err)
 {
-    StoreQuery query(db);
-    return query.run(QStringLiteral("SELECT 1 FROM file WHERE game_id = ? AND auto_id > ? AND src = ? LIMIT 1"),
-                     {gameId, after, source}, err) &&
-           query.firstRow(found, err);
+    const bool ok =
+        query.run(QStringLiteral("SELECT 1 FROM file WHERE game_id = ? AND auto_id > ? AND src = ? LIMIT 1"),
+                  {gameId, after, source}, err) &&
+        query.firstRow(found, err);
+    query.finish();
+    return ok;
 }
 
 bool lastFileId(const QSqlDatabase &db, qint64 *last, ErrObject *err)
@@ -141,7 +143,13 @@ bool lastFileId(const QSqlDatabase &db, qint64 *last, ErrObject *err)
 
 } // namespace
 
-FileImport::FileImport(const QSqlDatabase &db, qint32 gameId) : m_db(db), m_gameId(gameId) {}
+FileImport::FileImport(const QSqlDatabase &db, qint32 gameId)
+    : m_db(db),
+      m_gameId(gameId),
+      m_shared(StoreAddress::IsShared(db)),
+      m_sourceQuery(db, StoreQuery::Statement::Kept),
+      m_insertQuery(db, StoreQuery::Statement::Kept)
+{}
 
 QStringList FileImport::Collect(const QStringList &paths)
 {
@@ -177,42 +185,57 @@ quint8 FileImport::SubCategoryFor(const QString &name)
 bool FileImport::ReadBytes(const QString &path, QByteArray *bytes, QString *why)
 {
     // Only regular files: reading a pipe or a device could wait, or run, for ever.
-    std::error_code error;
-    const fs::path native = nativePath(path);
-    const auto status = fs::status(native, error);
-    if (error || !std::filesystem::exists(status)) {
+    const QByteArray native = NativePath::ToNative(path);
+    struct stat status;
+    if (::stat(native.constData(), &status) != 0) {
         *why = QStringLiteral("not found");
         return false;
     }
-    if (!std::filesystem::is_regular_file(status)) {
-        *why =
-            std::filesystem::is_directory(status) ? QStringLiteral("a folder") : QStringLiteral("not a regular file");
+    if (!S_ISREG(status.st_mode)) {
+        *why = S_ISDIR(status.st_mode) ? QStringLiteral("a folder") : QStringLiteral("not a regular file");
         return false;
     }
-    if (fs::file_size(native, error) > quint64(MaxFileSize) && !error) {
+    if (status.st_size > MaxFileSize) {
         *why = QStringLiteral("larger than 64 MB");
         return false;
     }
-    QFile source;
-    const int fd = ::open(native.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) {
+    const auto cannotRead = [why] {
         *why = QStringLiteral("cannot be read: ") + QString::fromLocal8Bit(std::strerror(errno));
         return false;
+    };
+    const int fd = ::open(native.constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return cannotRead();
+    // Read into a buffer of the size the file had a moment ago, one byte over so that the end is
+    // seen in one go; a file that grows meanwhile is read on, as far as one byte past the limit.
+    QByteArray buffer(qsizetype(status.st_size) + 1, Qt::Uninitialized);
+    qsizetype length = 0;
+    for (;;) {
+        if (length == buffer.size()) {
+            if (buffer.size() > MaxFileSize)
+                break;
+            buffer.resize(std::min<qsizetype>(buffer.size() * 2, MaxFileSize + 1));
+        }
+        const ssize_t got = ::read(fd, buffer.data() + length, size_t(buffer.size() - length));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0) {
+            const int error = errno;
+            ::close(fd);
+            errno = error;
+            return cannotRead();
+        }
+        if (got == 0)
+            break;
+        length += got;
     }
-    if (!source.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
-        ::close(fd);
-        *why = QStringLiteral("cannot be read: ") + source.errorString();
-        return false;
-    }
-    *bytes = source.read(MaxFileSize + 1);
-    if (source.error() != QFileDevice::NoError) {
-        *why = QStringLiteral("cannot be read: ") + source.errorString();
-        return false;
-    }
-    if (bytes->size() > MaxFileSize) {
+    ::close(fd);
+    if (length > MaxFileSize) {
         *why = QStringLiteral("larger than 64 MB");
         return false;
     }
+    buffer.truncate(length);
+    *bytes = std::move(buffer);
     return true;
 }
 
@@ -260,7 +283,7 @@ bool FileImport::Begin(ErrObject *err)
     // each store. A server gives ids before it commits, not always in order, so there every
     // check reads all of the game's files.
     m_checkedUpTo = -1;
-    if (!StoreAddress::IsShared(m_db) && !lastFileId(m_db, &m_checkedUpTo, err))
+    if (!m_shared && !lastFileId(m_db, &m_checkedUpTo, err))
         return false;
     GameRow game;
     bool found = false;
@@ -288,7 +311,7 @@ bool FileImport::Store(ImportedFile *file, ErrObject *err)
     // Only the files stored since the last look need reading: the game's earlier ones are in
     // m_sources. Reading them all again made a large import slower with every file.
     const qint64 after = m_sources.contains(file->Row.src) ? -1 : m_checkedUpTo;
-    if (!transaction.begin(err) || !storedAlready(m_db, m_gameId, file->Row.src, after, &found, err))
+    if (!transaction.begin(err) || !storedAlready(m_sourceQuery, m_gameId, file->Row.src, after, &found, err))
         return false;
     m_sources.insert(file->Row.src);
     if (found) {
@@ -296,16 +319,38 @@ bool FileImport::Store(ImportedFile *file, ErrObject *err)
         file->Skipped = QStringLiteral("already in this game");
         return true;
     }
-    qint32 id = 0;
+    // A file's id must fit the program's 32 bits. SQLite gives the id past the last one given, so
+    // the new row's own id tells, and the transaction takes the row back when it does not fit; a
+    // store that cannot give one at all fails the insert, and is told from a store failure then. A
+    // server's failed statement spoils its transaction, so there the ids are looked at first.
+    constexpr qint64 lastId = std::numeric_limits<qint32>::max();
+    qint64 id = 0;
+    if (m_shared) {
+        if (!lastIdGiven(m_db, &id, err))
+            return false;
+        if (id >= lastId) {
+            *err = idsUsedUp(m_db);
+            return false;
+        }
+    }
+    if (!FileTable::Add(m_insertQuery, file->Row, &id, err)) {
+        qint64 last = 0;
+        if (!m_shared && lastIdGiven(m_db, &last, nullptr) && last >= lastId)
+            *err = idsUsedUp(m_db);
+        return false;
+    }
+    if (id > lastId) {
+        *err = idsUsedUp(m_db);
+        return false;
+    }
     qint32 snapshotId = 0;
-    if (!idsLeft(m_db, err) || !FileTable::Add(m_db, file->Row, &id, err) ||
-        (!file->Snapshot.isEmpty() &&
-         !SnapshotTable::Add(m_db, id, file->SnapshotAddress, file->Captured, file->Snapshot, &snapshotId, err)) ||
+    if ((!file->Snapshot.isEmpty() && !SnapshotTable::Add(m_db, qint32(id), file->SnapshotAddress, file->Captured,
+                                                          file->Snapshot, &snapshotId, err)) ||
         !transaction.commit(err))
         return false;
     // Under the write lock nothing came between the look and this file, which has the highest id.
     if (m_checkedUpTo >= 0)
         m_checkedUpTo = id;
-    file->Row.auto_id = id;
+    file->Row.auto_id = qint32(id);
     return true;
 }

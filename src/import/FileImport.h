@@ -1,6 +1,7 @@
 #pragma once
 
 #include "data/FileTable.h"
+#include "store/StoreQuery.h"
 #include "system/ErrObject.h"
 
 #include <QDateTime>
@@ -76,6 +77,10 @@ public:
 private:
     QSqlDatabase m_db;
     qint32 m_gameId;
+    bool m_shared;
+    // An import stores thousands of files with the same two statements: they are prepared once.
+    StoreQuery m_sourceQuery;
+    StoreQuery m_insertQuery;
     QSet<QString> m_sources;
     // The last file id checked for this game's sources; -1 to check them all each time.
     qint64 m_checkedUpTo = -1;

@@ -8,7 +8,8 @@
 
 Q_LOGGING_CATEGORY(lcStore, "lorekeep.store")
 
-StoreQuery::StoreQuery(const QSqlDatabase &db) : m_db(db), m_query(db)
+StoreQuery::StoreQuery(const QSqlDatabase &db, Statement statement)
+    : m_db(db), m_query(db), m_keep(statement == Statement::Kept)
 {
     // A file's rows are read one by one as the loop asks for them. PostgreSQL's driver would drop
     // the rest of a forward-only result as soon as another statement ran on the connection, and
@@ -23,14 +24,21 @@ bool StoreQuery::run(const QString &sql, const QVariantList &values, ErrObject *
             *err = StoreError::noConnection();
         return false;
     }
-    bool ok = m_query.prepare(sql);
+    bool ok = true;
+    if (!m_keep || sql != m_prepared) {
+        m_prepared.clear();
+        ok = m_query.prepare(sql);
+        if (ok && m_keep)
+            m_prepared = sql;
+    }
     if (ok) {
-        for (const QVariant &value : values) {
+        for (int i = 0; i < values.size(); ++i) {
+            const QVariant &value = values[i];
             // A null string would be stored as NULL; the text columns hold an empty text instead.
             if (value.typeId() == QMetaType::QString && value.toString().isNull())
-                m_query.addBindValue(QString(QLatin1String("")));
+                m_query.bindValue(i, QString(QLatin1String("")));
             else
-                m_query.addBindValue(value);
+                m_query.bindValue(i, value);
         }
         ok = m_query.exec();
     }
@@ -51,7 +59,7 @@ bool StoreQuery::insert(const QString &sql, const QVariantList &values, ErrObjec
     if (!run(sql + QStringLiteral(" RETURNING auto_id"), values, err) || !firstRow(&found, err))
         return false;
     m_rowsAffected = found ? 1 : 0;
-    m_insertedId = found ? m_query.value(0).toInt() : 0;
+    m_insertedId = found ? m_query.value(0).toLongLong() : 0;
     return true;
 }
 

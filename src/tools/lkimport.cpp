@@ -13,6 +13,7 @@
 #include "data/modADO.h"
 #include "html/MhtmlArchive.h"
 #include "html/PageRtf.h"
+#include "import/ConvertAhead.h"
 #include "import/FileImport.h"
 #include "import/NativePath.h"
 #include "system/TextEncodings.h"
@@ -62,12 +63,17 @@ bool importPaths(FileImport &import, const QStringList &paths, quint8 subCat, co
 {
     bool allDone = true;
     ErrObject err;
-    for (const QString &path : FileImport::Collect(paths)) {
+    ConvertAhead ahead(subCat, encoding);
+    const QStringList files = FileImport::Collect(paths);
+    for (qsizetype i = 0; i < files.size(); ++i) {
+        const QString &path = files[i];
         if (import.IsKnown(path)) {
             complainAbout(path, QStringLiteral("already in this game"));
             continue;
         }
-        ImportedFile file = FileImport::Convert(path, subCat, encoding);
+        ImportedFile file = ahead.Convert(path);
+        if (i + 1 < files.size() && !import.IsKnown(files[i + 1]))
+            ahead.Start(files[i + 1]);
         if (file.Skipped.isEmpty() && !import.Store(&file, &err))
             file.Skipped = QStringLiteral("not saved: ") + err.Description;
         if (!file.Skipped.isEmpty()) {

@@ -5,6 +5,7 @@
 
 #include "BenchContext.h"
 #include "data/modADO.h"
+#include "import/ConvertAhead.h"
 #include "import/FileImport.h"
 #include "rtf/RtfWriter.h"
 
@@ -100,10 +101,13 @@ int runImportSuite(const BenchContext &context)
         FileImport import(db, game);
         if (!import.Begin(&err))
             return false;
-        for (const QString &path : std::as_const(paths)) {
-            if (import.IsKnown(path))
+        ConvertAhead ahead;
+        for (qsizetype i = 0; i < paths.size(); ++i) {
+            if (import.IsKnown(paths[i]))
                 return false;
-            ImportedFile file = FileImport::Convert(path);
+            ImportedFile file = ahead.Convert(paths[i]);
+            if (i + 1 < paths.size() && !import.IsKnown(paths[i + 1]))
+                ahead.Start(paths[i + 1]);
             if (!file.Skipped.isEmpty() || !import.Store(&file, &err))
                 return false;
         }
