@@ -38,7 +38,7 @@ bool fail(const QSqlQuery &query, const QSqlDatabase &db, ErrObject *err)
 
 // Files indexed per transaction: enough that commits and the index's merging cost little, few
 // enough that a progress dialog moves every second or so.
-constexpr qint64 batchFiles = 2000;
+constexpr qint64 batchFiles = 8000;
 // And the stored text a batch holds at once, in bytes: a few files of tens of megabytes each would
 // otherwise all be in memory together, stored and plain, twice over while the next batch is made.
 constexpr qint64 batchBytes = 16 * 1024 * 1024;
@@ -318,7 +318,9 @@ bool writeBatch(const QSqlDatabase &db, const QVector<Queued> &files, ErrObject 
 }
 
 // While a whole index is built, the FTS table does not merge its segments after every batch (which
-// rewrites most of it again and again) but once at the end; and commits do not wait for the disk:
+// rewrites most of it again and again) but once at the end, and keeps a whole batch's words in
+// memory (64 MB rather than 1 MB) so that it writes one segment a batch, not dozens of small ones
+// to merge later; and commits do not wait for the disk:
 // the index is made from the files, so a batch lost to a power cut is only queued again.
 class BulkBuild final
 {
@@ -332,6 +334,7 @@ public:
         run(QStringLiteral("PRAGMA synchronous = NORMAL"));
         run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('automerge', 0)"));
         run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('crisismerge', 2000)"));
+        run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('hashsize', 67108864)"));
     }
     ~BulkBuild()
     {
@@ -340,6 +343,7 @@ public:
         // FTS5's own defaults: a few changed files are merged in as they come.
         run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('automerge', 4)"));
         run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('crisismerge', 16)"));
+        run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('hashsize', 1048576)"));
         run(QStringLiteral("PRAGMA synchronous = %1").arg(m_synchronous));
     }
     // The whole index in one segment, which every search reads fastest.
