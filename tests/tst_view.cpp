@@ -192,6 +192,42 @@ void tst_view::listAdapter()
     list.Remove(list.ItemAt(2));
     QCoreApplication::processEvents();
     QCOMPARE(report->verticalScrollBar()->value(), scrolled);
+
+    // Batched rows are the list's at once and the views' together, in one insertion, once control
+    // is back in the event loop; a change to a row not shown yet tells the views nothing, and
+    // anything that needs the views shows the rows first.
+    list.setSorted(false);
+    list.Clear();
+    list.SetBatchedAppend(true);
+    QSignalSpy inserted(report->model(), &QAbstractItemModel::rowsInserted);
+    QSignalSpy changed(report->model(), &QAbstractItemModel::dataChanged);
+    for (int i = 0; i < 3; ++i)
+        list.Add(QStringLiteral("k%1").arg(i), QStringLiteral("r%1").arg(i), 0, &err)->setSubItem(1, "s");
+    list.EnsureVisible(list.ItemAt(3));
+    QCOMPARE(std::tuple(list.Count(), report->model()->rowCount(), changed.size()), std::tuple(3, 0, qsizetype(0)));
+    QTRY_COMPARE(report->model()->rowCount(), 3);
+    QCOMPARE(std::tuple(inserted.size(), report->model()->index(2, 1).data().toString()),
+             std::tuple(qsizetype(1), QString("s")));
+    list.Add(QStringLiteral("k3"), QStringLiteral("r3"), 0, &err);
+    list.Select(list.Item(QStringLiteral("k3")));
+    QCOMPARE(std::tuple(report->model()->rowCount(), list.SelectedItem()->Key()), std::tuple(4, QString("k3")));
+    list.Add(QStringLiteral("k4"), QStringLiteral("r4"), 0, &err);
+    list.Remove(list.ItemAt(1));
+    QCOMPARE(std::tuple(report->model()->rowCount(), list.Count(), list.ItemAt(4)->Key()),
+             std::tuple(4, 4, QString("k4")));
+    list.Add(QStringLiteral("k5"), QStringLiteral("r5"), 0, &err);
+    list.Clear();
+    QCoreApplication::processEvents();
+    QCOMPARE(std::tuple(report->model()->rowCount(), list.Count()), std::tuple(0, 0));
+
+    // A long list is cleared at once, its rows freed meanwhile; it takes the same keys again.
+    for (int i = 0; i < 30000; ++i)
+        list.Add(QStringLiteral("k%1").arg(i), QString(), 0, &err);
+    list.ShowAppended();
+    QCOMPARE(report->model()->rowCount(), 30000);
+    list.Clear();
+    QVERIFY(list.Add(QStringLiteral("k7"), QString(), 0, &err) && !list.Item(QStringLiteral("k8")) &&
+            list.Count() == 1);
 }
 
 void tst_view::listAndShowFiles()

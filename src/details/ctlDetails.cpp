@@ -120,6 +120,8 @@ ctlDetails::ctlDetails(QWidget *parent)
     connectList(lvBookmarks, mnuBM, &ctlDetails::lvBookmarks_DblClick, mnuBMDelete);
     connectList(lvFavorites, mnuFav, &ctlDetails::lvFavorites_DblClick, mnuFavDel);
     connectList(lvSearchResults, mnuSearch, &ctlDetails::lvSearchResults_DblClick, nullptr);
+    // A search lists its results as they come, up to a million of them.
+    lvSearchResults->SetBatchedAppend(true);
     connect(lvSearchResults, &ListView::UserScrolled, this, [this] { m_followSearch = false; });
     connect(lvSearchResults, &ListView::MouseDown, this, [this] { m_followSearch = false; });
     restoreColumnWidths();

@@ -120,6 +120,8 @@ void ctlDetails::ClearSearch()
 void ctlDetails::SearchTitle(const QString &Title)
 {
     lblHeaders[2]->setText(QStringLiteral(" Search Results: ") + Title);
+    // The title gives the count: every result it counts is shown with it.
+    lvSearchResults->ShowAppended();
     if (m_fitSearchColumns && lvSearchResults->Count() > 0)
         fitSearchColumns();
 }

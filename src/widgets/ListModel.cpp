@@ -8,7 +8,7 @@ ListModel::ListModel(ListView *list) : QAbstractTableModel(list), m_list(list) {
 
 int ListModel::rowCount(const QModelIndex &parent) const
 {
-    return parent.isValid() ? 0 : m_list->Count();
+    return parent.isValid() ? 0 : m_list->ShownCount();
 }
 
 int ListModel::columnCount(const QModelIndex &parent) const

@@ -7,12 +7,13 @@
 
 #include <QHeaderView>
 #include <QListView>
+#include <QScrollBar>
 #include <QStackedWidget>
 #include <QStyle>
 #include <QTimer>
-#include <QScrollBar>
 #include <QTreeView>
 #include <QVBoxLayout>
+#include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
 
@@ -67,6 +68,9 @@ ListView::ListView(QWidget *parent)
       m_report(new ListViewWidget<QTreeView>(this)),
       m_icons(new ListViewWidget<QListView>(this))
 {
+    m_showTimer = new QTimer(this);
+    m_showTimer->setSingleShot(true);
+    connect(m_showTimer, &QTimer::timeout, this, &ListView::ShowAppended);
     for (QAbstractItemView *view :
          {static_cast<QAbstractItemView *>(m_report), static_cast<QAbstractItemView *>(m_icons)}) {
         view->setModel(m_model);
@@ -107,6 +111,10 @@ ListView::ListView(QWidget *parent)
 
 ListView::~ListView()
 {
+    // The views go first: closing a window asks them for the headers, which this object's members,
+    // gone before its children, would no longer give.
+    delete m_stack;
+    m_freeing.waitForFinished();
     qDeleteAll(m_rows);
 }
 
@@ -245,7 +253,14 @@ ListItem *ListView::Add(const QString &key, const QString &text, int icon, ErrOb
     auto *item = new ListItem(this, key, text, icon);
     if (slot)
         *slot = item;
-    if (m_updating) {
+    if (m_updating || (m_batchAppend && !m_sorted)) {
+        if (!m_updating && m_pendingFrom < 0) {
+            m_pendingFrom = Count();
+            // A long list takes long to lay out again, which the view does for every insertion it
+            // hears of: the longer the list, the longer new rows wait to be shown together, about
+            // a millisecond for every thousand rows shown.
+            m_showTimer->start(std::min(ShownCount() / 1000, 1000));
+        }
         item->m_row = int(m_rows.size());
         m_rows.append(item);
         return item;
@@ -277,6 +292,7 @@ bool ListView::Remove(const QString &key, ErrObject *err)
 
 void ListView::Remove(ListItem *item)
 {
+    ShowAppended();
     // Qt moves the current row on to a neighbour; the user chose nothing, so that is no click.
     const bool wasQuiet = std::exchange(m_quiet, true);
     const int row = item->m_row;
@@ -315,9 +331,21 @@ bool ListView::setKey(ListItem *item, const QString &key, ErrObject *err)
 void ListView::Clear()
 {
     m_model->beginResetModel();
-    qDeleteAll(m_rows);
-    m_rows.clear();
-    m_byKey.clear();
+    // Freeing a search's hundreds of thousands of rows takes longer than the next search takes to
+    // list its first ones: a long list is freed on a worker thread.
+    constexpr int manyRows = 20000;
+    m_freeing.waitForFinished();
+    if (m_rows.size() >= manyRows) {
+        m_freeing = QtConcurrent::run([rows = std::exchange(m_rows, {}), keys = std::exchange(m_byKey, {})]() mutable {
+            keys.clear();
+            qDeleteAll(rows);
+        });
+    } else {
+        qDeleteAll(m_rows);
+        m_rows.clear();
+        m_byKey.clear();
+    }
+    m_pendingFrom = -1;
     m_scrollTarget = nullptr;
     m_model->endResetModel();
 }
@@ -326,6 +354,7 @@ void ListView::BeginUpdate(int expectedRows)
 {
     if (m_updating)
         return;
+    ShowAppended();
     m_updating = true;
     m_model->beginResetModel();
     if (expectedRows > 0) {
@@ -368,6 +397,7 @@ void ListView::sortRows()
 {
     if (m_updating)
         return;
+    ShowAppended();
     const ListItem *selected = SelectedItem();
     Q_EMIT m_model->layoutAboutToBeChanged();
     const QModelIndexList before = m_model->persistentIndexList();
@@ -408,7 +438,7 @@ void ListView::renumber(int from)
 
 void ListView::changed(ListItem *item, bool placing)
 {
-    if (m_updating)
+    if (m_updating || (m_pendingFrom >= 0 && item->m_row >= m_pendingFrom))
         return;
     int row = item->m_row;
     if (placing && m_sorted) {
@@ -435,6 +465,7 @@ ListItem *ListView::SelectedItem() const
 
 void ListView::Select(ListItem *item)
 {
+    ShowAppended();
     const bool wasQuiet = std::exchange(m_quiet, true);
     if (item) {
         m_selection->setCurrentIndex(m_model->index(item->m_row, 0),
@@ -458,9 +489,27 @@ void ListView::EnsureVisible(ListItem *item)
         QTimer::singleShot(0, this, &ListView::scrollToTarget);
 }
 
+void ListView::ShowAppended()
+{
+    m_showTimer->stop();
+    if (m_pendingFrom < 0 || m_pendingFrom >= Count()) {
+        m_pendingFrom = -1;
+        return;
+    }
+    // The views hear of the rows while the model still counts them out, as Qt expects.
+    m_model->beginInsertRows({}, m_pendingFrom, Count() - 1);
+    m_pendingFrom = -1;
+    m_model->endInsertRows();
+    if (m_scrollTarget)
+        scrollToTarget();
+}
+
 void ListView::scrollToTarget()
 {
     m_scrollPosted = false;
+    // A row not shown yet is scrolled to once it is.
+    if (m_scrollTarget && m_pendingFrom >= 0 && m_scrollTarget->m_row >= m_pendingFrom)
+        return;
     if (ListItem *item = std::exchange(m_scrollTarget, nullptr))
         ActiveView()->scrollTo(m_model->index(item->m_row, 0));
 }

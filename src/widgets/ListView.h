@@ -2,6 +2,7 @@
 
 #include "system/ErrObject.h"
 
+#include <QFuture>
 #include <QHash>
 #include <QIcon>
 #include <QStringList>
@@ -15,6 +16,7 @@ class QAbstractItemView;
 class QItemSelectionModel;
 class QListView;
 class QStackedWidget;
+class QTimer;
 class QTreeView;
 
 // One row of a ListView: a key unique in the list, the text of the first column, the texts of the
@@ -97,6 +99,16 @@ public:
     void BeginUpdate(int expectedRows = 0);
     void EndUpdate();
 
+    // Rows added at the end of an unsorted list, one by one as a search finds them, are shown
+    // together once control is back in the event loop rather than each on its own: the view lays
+    // out its rows again for every insertion it hears of, which for a hundred thousand rows costs
+    // more than making them. Count, ItemAt and Item know such rows at once.
+    void SetBatchedAppend(bool batched) { m_batchAppend = batched; }
+    // Shows the batched rows not shown yet now.
+    void ShowAppended();
+    // The rows the views know of: all of them, but for batched rows not yet shown.
+    int ShownCount() const { return m_pendingFrom >= 0 ? m_pendingFrom : Count(); }
+
     int Count() const { return int(m_rows.size()); }
     // The row at `index` (1 to Count()) in display order.
     ListItem *ItemAt(int index) const { return m_rows.value(index - 1); }
@@ -177,6 +189,12 @@ private:
     bool m_sorted = false;
     bool m_updating = false;
     bool m_quiet = false;
+    bool m_batchAppend = false;
+    // The first batched row not yet shown, or -1.
+    int m_pendingFrom = -1;
+    QTimer *m_showTimer;
+    // The rows of a long list cleared, being freed on a worker thread.
+    QFuture<void> m_freeing;
     ListItem *m_scrollTarget = nullptr;
     bool m_scrollPosted = false;
 };
