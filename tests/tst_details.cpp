@@ -117,6 +117,12 @@ private Q_SLOTS:
 void tst_details::columnsTabsAndWidths()
 {
     const QString snes = QStringLiteral("Super Nintendo Entertainment System");
+    // A pane closed before any search keeps no search widths: the next one fits them to its results.
+    {
+        Desk unused;
+    }
+    QVERIFY(GetSetting(SettingKeys::SearchColumn(1)).isEmpty() &&
+            !GetSetting(SettingKeys::BookmarkColumn(1)).isEmpty());
     QList<int> fitted;
     {
         Desk desk;

@@ -223,6 +223,10 @@ void ctlDetails::saveColumnWidths() const
 {
     QList<std::pair<SettingKey, QString>> widths;
     for (const ColumnWidths &columns : columnWidths(lvBookmarks, lvFavorites, lvSearchResults)) {
+        // Search Results never filled keep the widths of their captions, not worth keeping: the
+        // next start would take them for the user's and not fit the columns to the first results.
+        if (columns.list == lvSearchResults && m_fitSearchColumns)
+            continue;
         for (int column = 0; column < columns.list->ColumnCount(); ++column)
             widths.append({columns.key(column + 1),
                            QString::number(float(Twips::fromPixelsX(columns.list->ColumnWidth(column))))});
