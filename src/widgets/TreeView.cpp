@@ -13,6 +13,11 @@ ErrObject elementNotFound()
     return {ErrNumber::ElementNotFound, QStringLiteral("Element not found")};
 }
 
+ErrObject keyNotUnique()
+{
+    return {ErrNumber::KeyNotUnique, QStringLiteral("Key is not unique in collection")};
+}
+
 } // namespace
 
 TreeNode::TreeNode(QString key, const QString &text) : QTreeWidgetItem(UserType), m_key(std::move(key)), m_text(text) {}
@@ -92,7 +97,7 @@ TreeNode *TreeView::make(const QString &key, const QString &text, const QString 
     // One look-up both checks the key and makes its place.
     TreeNode *&slot = m_byKey[key];
     if (slot) {
-        *err = {ErrNumber::KeyNotUnique, QStringLiteral("Key is not unique in collection")};
+        *err = keyNotUnique();
         return nullptr;
     }
     auto *node = new TreeNode(key, text);
@@ -147,7 +152,7 @@ bool TreeView::AddChildren(TreeNode *parent, const QList<TreeNode *> &nodes, Err
     for (qsizetype i = 0; i < nodes.size(); ++i) {
         TreeNode *&slot = m_byKey[nodes[i]->m_key];
         if (slot) {
-            *err = {ErrNumber::KeyNotUnique, QStringLiteral("Key is not unique in collection")};
+            *err = keyNotUnique();
             for (qsizetype added = 0; added < i; ++added)
                 m_byKey.remove(nodes[added]->m_key);
             qDeleteAll(nodes);
