@@ -2,6 +2,7 @@
 
 #include "modADO.h"
 #include "store/CompressedBackup.h"
+#include "store/DirectRows.h"
 #include "store/Schema.h"
 #include "store/StoreAddress.h"
 #include "store/StoreError.h"
@@ -11,7 +12,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
-#include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QThread>
@@ -63,13 +63,7 @@ public:
         return false;
     }
     QSqlDatabase &db() { return m_db; }
-    sqlite3 *handle() const
-    {
-        const QVariant value = m_db.driver()->handle();
-        if (!value.isValid() || qstrcmp(value.typeName(), "sqlite3*") != 0)
-            return nullptr;
-        return *static_cast<sqlite3 *const *>(value.constData());
-    }
+    sqlite3 *handle() const { return SqliteHandle(m_db); }
     // What SQLite said last on this connection, as an error for the user.
     ErrObject error(int code) const
     {

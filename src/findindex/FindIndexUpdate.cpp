@@ -4,6 +4,7 @@
 #include "FindIndex.h"
 #include "FindPack.h"
 #include "rtf/RtfReader.h"
+#include "store/DirectRows.h"
 #include "store/StoreAddress.h"
 #include "store/StoreError.h"
 #include "store/StoreQuery.h"
@@ -11,7 +12,6 @@
 
 #include <QLoggingCategory>
 #include <QScopeGuard>
-#include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QVariant>
@@ -107,14 +107,6 @@ private:
     bool m_ok = false;
 };
 
-sqlite3 *handleOf(const QSqlDatabase &db)
-{
-    const QVariant handle = db.driver()->handle();
-    return handle.isValid() && qstrcmp(handle.typeName(), "sqlite3*") == 0
-               ? *static_cast<sqlite3 *const *>(handle.data())
-               : nullptr;
-}
-
 // A column's bytes as they are kept (a store file keeps text in UTF-8).
 QByteArray columnBytes(sqlite3_stmt *statement, int column)
 {
@@ -179,7 +171,7 @@ bool readBatch(const QSqlDatabase &db, qint64 afterId, qint64 limit, QVector<Que
                    },
                    err);
     }
-    sqlite3 *handle = handleOf(db);
+    sqlite3 *handle = SqliteHandle(db);
     if (!handle) {
         *err = StoreError::noConnection();
         return false;
@@ -273,7 +265,7 @@ bool learnDictionary(const QSqlDatabase &db, const QVector<Queued> &files,
 // A batch into the index, in one transaction.
 bool writeBatch(const QSqlDatabase &db, const QVector<Queued> &files, ErrObject *err)
 {
-    sqlite3 *handle = handleOf(db);
+    sqlite3 *handle = SqliteHandle(db);
     if (!handle) {
         *err = StoreError::noConnection();
         return false;

@@ -5,11 +5,19 @@
 
 #include <sqlite3.h>
 
+sqlite3 *SqliteHandle(const QSqlDatabase &db)
+{
+    if (!db.isOpen() || !db.driver())
+        return nullptr;
+    const QVariant handle = db.driver()->handle();
+    return handle.isValid() && qstrcmp(handle.typeName(), "sqlite3*") == 0
+               ? *static_cast<sqlite3 *const *>(handle.constData())
+               : nullptr;
+}
+
 DirectRows::DirectRows(const QSqlDatabase &db, const QString &sql)
 {
-    if (!db.isOpen() || !db.driver() || qstrcmp(db.driver()->handle().typeName(), "sqlite3*") != 0)
-        return;
-    auto *handle = *static_cast<sqlite3 *const *>(db.driver()->handle().constData());
+    sqlite3 *handle = SqliteHandle(db);
     const QByteArray utf8 = sql.toUtf8();
     if (!handle || sqlite3_prepare_v2(handle, utf8.constData(), int(utf8.size()), &m_statement, nullptr) != SQLITE_OK) {
         sqlite3_finalize(m_statement);

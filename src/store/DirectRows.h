@@ -3,7 +3,12 @@
 #include <QSqlDatabase>
 #include <QString>
 
+struct sqlite3;
 struct sqlite3_stmt;
+
+// SQLite's own connection under `db`, for what QtSql does not offer or does slowly; null when `db` is
+// a shared library's or not open.
+sqlite3 *SqliteHandle(const QSqlDatabase &db);
 
 // A read run straight on SQLite's own handle, for a list read whole: QtSql makes a variant of every
 // column of every row, which costs more than the statement itself. Not ready when the store is not
