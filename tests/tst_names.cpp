@@ -1,3 +1,4 @@
+#include "data/NodeKey.h"
 #include "data/modNames.h"
 
 #include <QSet>
@@ -9,6 +10,7 @@ class tst_names final : public QObject
 
 private Q_SLOTS:
     void edgesOfEachTable();
+    void keysKeepTheirStoredForm();
 };
 
 void tst_names::edgesOfEachTable()
@@ -36,6 +38,18 @@ void tst_names::edgesOfEachTable()
     for (quint8 code = 1; code <= PlatformCount; ++code)
         platforms.insert(GetPlatformName(code));
     QVERIFY(platforms.size() == int(PlatformCount) && !platforms.contains(QString()));
+}
+
+// Bookmarks store these keys, so their form may not change with the way they are made.
+void tst_names::keysKeepTheirStoredForm()
+{
+    using namespace NodeKey;
+    QCOMPARE(FilePath(2147483647, Game(66300, 8, 19)), QStringLiteral("K_2147483647|N_66300|G_8|P_19"));
+    QCOMPARE(QStringList({Platform(0), Genre(255, 1), Game(-3, QString()), File(-2147483647 - 1)}),
+             QStringList({QStringLiteral("P_0"), QStringLiteral("G_255|P_1"), QStringLiteral("N_-3|"),
+                          QStringLiteral("K_-2147483648")}));
+    const auto game = ParseGame(Game(0, Genre(1, 2)));
+    QVERIFY(game && game->GameId == 0 && game->GenreId == 1 && game->PlatformId == 2);
 }
 
 QTEST_GUILESS_MAIN(tst_names)

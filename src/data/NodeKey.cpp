@@ -1,5 +1,9 @@
 #include "NodeKey.h"
 
+#include <initializer_list>
+#include <iterator>
+#include <utility>
+
 namespace {
 
 const QChar separator = QLatin1Char('|');
@@ -7,6 +11,39 @@ const QChar separator = QLatin1Char('|');
 QString number(const QString &key, int index)
 {
     return NodeKey::Field(key, index).mid(2);
+}
+
+// A key's field: its letter and an underscore, then the number. Keys are made for every row of a
+// long list, so a key is made in one allocation, without a string for each number.
+void appendField(QString *key, char letter, qint64 value)
+{
+    char16_t text[24];
+    int at = int(std::size(text));
+    quint64 rest = value < 0 ? 0 - quint64(value) : quint64(value);
+    do {
+        text[--at] = char16_t(u'0' + rest % 10);
+        rest /= 10;
+    } while (rest != 0);
+    if (value < 0)
+        text[--at] = u'-';
+    text[--at] = u'_';
+    text[--at] = char16_t(letter);
+    key->append(reinterpret_cast<const QChar *>(text + at), qsizetype(std::size(text)) - at);
+}
+
+// The fields of a key, each given as its letter and number, then `rest` (when given) after a separator.
+QString makeKey(std::initializer_list<std::pair<char, qint64>> fields, const QString *rest = nullptr)
+{
+    QString key;
+    key.reserve(qsizetype(fields.size()) * 12 + (rest ? rest->size() + 1 : 0));
+    for (const auto &[letter, value] : fields) {
+        if (!key.isEmpty())
+            key.append(separator);
+        appendField(&key, letter, value);
+    }
+    if (rest)
+        key.append(separator).append(*rest);
+    return key;
 }
 
 } // namespace
@@ -20,32 +57,32 @@ QString Root()
 
 QString Platform(quint8 platformId)
 {
-    return QLatin1String("P_") + QString::number(platformId);
+    return makeKey({{'P', platformId}});
 }
 
 QString Genre(quint8 genreId, quint8 platformId)
 {
-    return QLatin1String("G_") + QString::number(genreId) + QLatin1String("|P_") + QString::number(platformId);
+    return makeKey({{'G', genreId}, {'P', platformId}});
 }
 
 QString Game(qint32 gameId, quint8 genreId, quint8 platformId)
 {
-    return Game(gameId, Genre(genreId, platformId));
+    return makeKey({{'N', gameId}, {'G', genreId}, {'P', platformId}});
 }
 
 QString Game(qint32 gameId, const QString &genreKey)
 {
-    return QLatin1String("N_") + QString::number(gameId) + separator + genreKey;
+    return makeKey({{'N', gameId}}, &genreKey);
 }
 
 QString File(qint32 fileId)
 {
-    return QLatin1String("K_") + QString::number(fileId);
+    return makeKey({{'K', fileId}});
 }
 
 QString FilePath(qint32 fileId, const QString &gameKey)
 {
-    return File(fileId) + separator + gameKey;
+    return makeKey({{'K', fileId}}, &gameKey);
 }
 
 NodeKind Kind(const QString &key)

@@ -2,6 +2,7 @@
 
 #include "system/ErrObject.h"
 
+#include <QHash>
 #include <QString>
 
 #include <optional>
@@ -48,5 +49,23 @@ struct GameIds
 std::optional<GameIds> ParseGame(const QString &key);
 // The error of a key that does not read as the kind the caller needs.
 ErrObject BadKey(const QString &key);
+
+// Game keys made once each and then shared, for a long list whose rows meet the same games again
+// and again (search results). A game is taken to stay in its genre while the cache is used.
+class GameKeys final
+{
+public:
+    const QString &Of(qint32 gameId, quint8 genreId, quint8 platformId)
+    {
+        auto key = m_keys.find(gameId);
+        if (key == m_keys.end())
+            key = m_keys.insert(gameId, Game(gameId, genreId, platformId));
+        return *key;
+    }
+    void clear() { m_keys.clear(); }
+
+private:
+    QHash<qint32, QString> m_keys;
+};
 
 } // namespace NodeKey

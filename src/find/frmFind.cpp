@@ -389,6 +389,7 @@ void frmFind::cmdFind_Click()
     }
     // The hits are listed as they are found; the search runs on while the user looks at them.
     m_found = 0;
+    m_gameKeys.clear();
     m_run = std::make_unique<FindRun>(StoreAddress::Name(db), request);
     connect(m_run.get(), &FindRun::Found, this, &frmFind::listHits);
     connect(m_run.get(), &FindRun::Ended, this, &frmFind::searchEnded);
@@ -403,7 +404,7 @@ void frmFind::listHits(const QVector<FindHit> &hits)
     const QString field = QStringLiteral("File");
     for (const FindHit &hit : hits) {
         Q_EMIT AddSearch(hit.FileId, modNames::GetPlatformName(hit.PlatformId), hit.GameName, hit.SubCat, hit.Desc,
-                         NodeKey::Game(hit.GameId, hit.GenreId, hit.PlatformId), field);
+                         m_gameKeys.Of(hit.GameId, hit.GenreId, hit.PlatformId), field);
     }
     m_found += hits.size();
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "data/NodeKey.h"
+
 #include "FindRun.h"
 #include "data/GameIndex.h"
 
@@ -102,4 +104,5 @@ private:
     // The search under way, and how many files it listed.
     std::unique_ptr<FindRun> m_run;
     qint64 m_found = 0;
+    NodeKey::GameKeys m_gameKeys;
 };

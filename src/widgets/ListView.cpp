@@ -44,8 +44,11 @@ void ListItem::setSubItem(int index, const QString &text)
 {
     if (index < 1)
         return;
-    if (m_subItems.size() < index)
+    if (m_subItems.size() < index) {
+        // A row's texts come one column after another: room for them all is made with the first.
+        m_subItems.reserve(std::max<qsizetype>(index, m_view->ColumnCount() - 1));
         m_subItems.resize(index);
+    }
     m_subItems[index - 1] = text;
     m_view->changed(this, m_view->m_sortKey == index);
 }

@@ -24,11 +24,13 @@
 
 namespace {
 
-void list(ctlDetails *details, const QVector<FindHit> &hits)
+// As the dialog lists them: a game's key is made once for all its hits.
+void list(ctlDetails *details, const QVector<FindHit> &hits, NodeKey::GameKeys *gameKeys)
 {
+    const QString field = QStringLiteral("File");
     for (const FindHit &hit : hits)
         details->AddSearch(hit.FileId, modNames::GetPlatformName(hit.PlatformId), hit.GameName, hit.SubCat, hit.Desc,
-                           NodeKey::Game(hit.GameId, hit.GenreId, hit.PlatformId), QStringLiteral("File"));
+                           gameKeys->Of(hit.GameId, hit.GenreId, hit.PlatformId), field);
 }
 
 // From the button to the results listed, as the dialog does it: the search runs on its own thread
@@ -40,11 +42,12 @@ bool findAndList(const QString &storePath, const FindRequest &request, ctlDetail
     details->ClearSearch();
     details->SelectTab(ctlDetails::Tab::SearchResults);
     FindRun run(storePath, request);
+    NodeKey::GameKeys gameKeys;
     QEventLoop loop;
     qint64 listed = 0;
     bool ok = false;
     QObject::connect(&run, &FindRun::Found, &loop, [&](const QVector<FindHit> &hits) {
-        list(details, hits);
+        list(details, hits, &gameKeys);
         listed += hits.size();
         if (firstOnly && listed >= std::min<qint64>(100, expected)) {
             ok = true;
@@ -72,7 +75,8 @@ bool scanAndList(const QSqlDatabase &db, const FindRequest &request, ctlDetails 
         return false;
     details->ClearSearch();
     details->SelectTab(ctlDetails::Tab::SearchResults);
-    list(details, hits);
+    NodeKey::GameKeys gameKeys;
+    list(details, hits, &gameKeys);
     details->SearchTitle(QString::number(hits.size()) + QStringLiteral(" items found."));
     return hits.size() == expected;
 }
