@@ -3,6 +3,7 @@
 #include "data/FileTable.h"
 #include "data/GameTable.h"
 #include "data/modADO.h"
+#include "store/DirectRows.h"
 #include "store/Schema.h"
 #include "store/StoreError.h"
 
@@ -140,6 +141,10 @@ void tst_store::locksReadOnlyAndDamage()
                           home.db(), {}, [&visited](const FileRow &) { return ++visited, true; }, &e4),
                       e4) &&
             visited > 0);
+    DirectRows direct(home.db(), QStringLiteral("SELECT auto_id, txt_rtf FROM file WHERE game_id = ?"), {big});
+    while (direct.next())
+        ;
+    QVERIFY(!direct.done() && isDamaged(false, direct.error()));
     QVERIFY(!told.isEmpty() && told.constLast() == home.storePath());
     StoreError::setDamageHandler({});
 
@@ -182,6 +187,20 @@ void tst_store::gamesAndFiles()
     QVERIFY(FileTable::List(home.db(), zelda, &files, &err));
     QCOMPARE(std::tuple(files.size(), files.at(0).auto_id, files.at(0).desc, files.at(0).txt_rtf),
              std::tuple(qsizetype(3), guide, QStringLiteral("Walkthrough – Ganon's Castle"), rtf));
+    if (!TestHome::Shared()) {
+        // A direct read run again with other values reads their rows; one that cannot be prepared
+        // says why, naming the store.
+        DirectRows counted(home.db(), QStringLiteral("SELECT count(*), max(\"desc\") FROM file WHERE game_id = ?"),
+                           {zelda});
+        QVERIFY(counted.next() && counted.id(0) == 3);
+        QVERIFY(counted.run({mario}) && counted.next() && counted.id(0) == 1 &&
+                counted.text(1) == QStringLiteral("Review") && !counted.next() && counted.done());
+        DirectRows missing(home.db(), QStringLiteral("SELECT x FROM nowhere"));
+        QVERIFY(!missing.isReady() && !missing.next());
+        QVERIFY2(missing.error().Description.contains(QStringLiteral("no such table: nowhere")) &&
+                     missing.error().Description.contains(home.storePath()),
+                 qPrintable(missing.error().Description));
+    }
     QVERIFY(FileTable::Move(home.db(), cheats, mario, &err));
     FileRow read;
     bool found = false;
