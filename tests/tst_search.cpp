@@ -283,6 +283,15 @@ void tst_search::olderStoreGetsAnIndex()
     QVERIFY(FindIndex::Update(db, 250, &done, &err) && done == 250);
     compare(db, library.phrases(2).mid(0, 60), "rebuilt store");
     QVERIFY(FindIndex::Pending(db, &pending, &err) && pending == 0);
+    // An index made before the one on what a hit lists: the next search adds it, and answers as
+    // the scan does.
+    const auto hitIndexes = [&db] {
+        QSqlQuery count(QStringLiteral("SELECT count(*) FROM sqlite_master WHERE name = 'file_find_hit'"), db);
+        return count.next() ? count.value(0).toInt() : -1;
+    };
+    QVERIFY(hitIndexes() == 1 && QSqlQuery(db).exec(QStringLiteral("DROP INDEX file_find_hit")));
+    compare(db, library.phrases(3).mid(0, 20), "hit index added");
+    QCOMPARE(hitIndexes(), 1);
 
     // Files of ten megabytes each are indexed two at a time, not thousands at once: each batch is
     // one commit, so the commits are counted.

@@ -1,35 +1,63 @@
 #include "FileSearch.h"
 
 #include "GameIndex.h"
-#include "findindex/FindGrams.h"
+#include "LeanFind.h"
 #include "findindex/FindIndex.h"
-#include "findindex/FindPack.h"
 #include "rtf/RtfReader.h"
 #include "store/StoreAddress.h"
 #include "store/StoreError.h"
 #include "store/StoreQuery.h"
 
-#include <QElapsedTimer>
-#include <QFuture>
 #include <QLoggingCategory>
-#include <QtConcurrent/QtConcurrentMap>
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 #include <string>
 
 Q_DECLARE_LOGGING_CATEGORY(lcStore)
 
+using namespace FileSearchParts;
+
 namespace {
 
-// The criteria as SQL on table `file` under the name `f`, bracketed so that " Or " stays inside;
-// their values are appended to `values`.
-QString criteriaTerms(const FileCriteria &criteria, QVariantList *values)
+const QString hitColumns =
+    QStringLiteral("f.auto_id, f.game_id, f.sub_cat, f.\"desc\", g.name, g.platform_id, g.genre_id");
+
+} // namespace
+
+QString FileSearchParts::criteriaTerms(const FileCriteria &criteria, QVariantList *values)
 {
     const QString conditions = FileTable::FindConditions(criteria, QStringLiteral("f"), values);
     return conditions.isEmpty() ? conditions : QLatin1Char('(') + conditions + QLatin1Char(')');
 }
+
+QString FileSearchParts::hitStatement(const QString &from, const QStringList &where, const QString &order)
+{
+    return QStringLiteral("SELECT ") + hitColumns + QStringLiteral(" FROM ") + from +
+           QStringLiteral(" LEFT JOIN game g ON g.auto_id = f.game_id") +
+           (where.isEmpty() ? QString() : QStringLiteral(" WHERE ") + where.join(QStringLiteral(" AND "))) +
+           QStringLiteral(" ORDER BY ") + order;
+}
+
+std::string_view FileSearchParts::searched(const FindRequest &request, const FindUnpacker &fields, std::string *joined)
+{
+    if (request.Desc && request.Src && request.Text)
+        return fields.All();
+    joined->clear();
+    bool first = true;
+    for (const auto &[chosen, part] : {std::pair{request.Desc, fields.Desc()}, std::pair{request.Src, fields.Src()},
+                                       std::pair{request.Text, fields.Body()}}) {
+        if (!chosen)
+            continue;
+        if (!first)
+            joined->push_back(' ');
+        first = false;
+        joined->append(part);
+    }
+    return *joined;
+}
+
+namespace {
 
 // The chosen fields of the index's row `t`, joined by one blank, as SQL.
 QString joinedColumns(const FindRequest &request)
@@ -81,9 +109,6 @@ FindHit hitOf(const StoreQuery &query)
     return hit;
 }
 
-const QString hitColumns =
-    QStringLiteral("f.auto_id, f.game_id, f.sub_cat, f.\"desc\", g.name, g.platform_id, g.genre_id");
-
 // Ids are 32-bit in the program; a row given a larger one by hand would be misread as another file.
 ErrObject idOutOfRange(const QSqlDatabase &db, qint64 id)
 {
@@ -95,47 +120,8 @@ ErrObject idOutOfRange(const QSqlDatabase &db, qint64 id)
                 .arg(std::numeric_limits<qint32>::max())};
 }
 
-// Hands the hits over in batches: the first hundred at once, so the list fills as soon as the
-// user looks, then batches that grow, so a long list costs few calls; a slow search hands over what
-// it has every tenth of a second.
-class HitBatcher final
-{
-public:
-    explicit HitBatcher(const FileSearch::Found &found) : m_found(found) { m_clock.start(); }
-
-    // False once the receiver asked to stop.
-    bool add(const FindHit &hit)
-    {
-        m_batch.append(hit);
-        m_lastId = hit.FileId;
-        return (m_batch.size() < m_limit && m_clock.elapsed() < 100) || flush();
-    }
-    bool flush()
-    {
-        if (m_batch.isEmpty() || m_stopped)
-            return !m_stopped;
-        m_stopped = !m_found(m_batch);
-        m_batch.clear();
-        m_limit = std::min(m_limit * 4, 8192);
-        m_clock.restart();
-        return !m_stopped;
-    }
-    bool stopped() const { return m_stopped; }
-    // The last file handed over or waiting to be; 0 before the first.
-    qint32 lastId() const { return m_lastId; }
-
-private:
-    const FileSearch::Found &m_found;
-    QVector<FindHit> m_batch;
-    int m_limit = 100;
-    bool m_stopped = false;
-    qint32 m_lastId = 0;
-    QElapsedTimer m_clock;
-};
-
-// Reads the hits of `sql` (the hit columns first), each offered to `accept` before it is handed over.
-bool readHits(const QSqlDatabase &db, const QString &sql, const QVariantList &values,
-              const std::function<bool(const StoreQuery &, bool *keep)> &accept, HitBatcher *out, ErrObject *err,
+// Reads the hits of `sql` (the hit columns first).
+bool readHits(const QSqlDatabase &db, const QString &sql, const QVariantList &values, HitBatcher *out, ErrObject *err,
               qint64 *badId)
 {
     StoreQuery query(db);
@@ -146,21 +132,11 @@ bool readHits(const QSqlDatabase &db, const QString &sql, const QVariantList &va
                                                       *badId = id;
                                                       return false;
                                                   }
-                                                  bool keep = true;
-                                                  if (!accept(query, &keep))
-                                                      return false;
-                                                  return !keep || out->add(hitOf(query));
+                                                  return out->add(hitOf(query));
                                               },
                                               err);
 }
 
-QString hitStatement(const QString &from, const QStringList &where, const QString &order)
-{
-    return QStringLiteral("SELECT ") + hitColumns + QStringLiteral(" FROM ") + from +
-           QStringLiteral(" LEFT JOIN game g ON g.auto_id = f.game_id") +
-           (where.isEmpty() ? QString() : QStringLiteral(" WHERE ") + where.join(QStringLiteral(" AND "))) +
-           QStringLiteral(" ORDER BY ") + order;
-}
 
 // A shared library: the trigram index narrows the rows, the server checks them.
 bool sharedFind(const QSqlDatabase &db, const FindRequest &request, HitBatcher *out, ErrObject *err, qint64 *badId)
@@ -176,29 +152,9 @@ bool sharedFind(const QSqlDatabase &db, const FindRequest &request, HitBatcher *
         where << terms;
     const QString sql = hitStatement(QStringLiteral("find_text t JOIN file f ON f.auto_id = t.file_id"), where,
                                      QStringLiteral("f.auto_id"));
-    return readHits(
-        db, sql, values, [](const StoreQuery &, bool *) { return true; }, out, err, badId);
+    return readHits(db, sql, values, out, err, badId);
 }
 
-// The text a request searches in a file's unpacked fields: all three joined as kept, or the chosen
-// ones joined in `joined`.
-std::string_view searched(const FindRequest &request, const FindUnpacker &fields, std::string *joined)
-{
-    if (request.Desc && request.Src && request.Text)
-        return fields.All();
-    joined->clear();
-    bool first = true;
-    for (const auto &[chosen, part] : {std::pair{request.Desc, fields.Desc()}, std::pair{request.Src, fields.Src()},
-                                       std::pair{request.Text, fields.Body()}}) {
-        if (!chosen)
-            continue;
-        if (!first)
-            joined->push_back(' ');
-        first = false;
-        joined->append(part);
-    }
-    return *joined;
-}
 
 // How often `phrase` occurs in `text`, without overlapping; both UTF-8.
 int occurrences(std::string_view text, const QByteArray &phrase)
@@ -209,148 +165,6 @@ int occurrences(std::string_view text, const QByteArray &phrase)
          at = text.find(what, at + what.size()))
         ++count;
     return count;
-}
-
-// Checks candidates against their packed fields a few hundred at a time on the worker threads,
-// while the search reads the next ones; hands the hits over in the order they came.
-class CandidateCheck final
-{
-public:
-    CandidateCheck(const FindRequest &request, std::shared_ptr<const FindDictionary> dictionary, HitBatcher *out)
-        : m_request(request), m_phrase(request.Phrase.toUtf8()), m_dictionary(std::move(dictionary)), m_out(out)
-    {}
-    ~CandidateCheck() { m_checked.waitForFinished(); }
-    CandidateCheck(const CandidateCheck &) = delete;
-    CandidateCheck &operator=(const CandidateCheck &) = delete;
-
-    // False once the hits' receiver asked to stop, or a text could not be unpacked.
-    bool add(const FindHit &hit, const QByteArray &packed)
-    {
-        m_reading.append({hit, packed});
-        return m_reading.size() < chunk || handOver(false);
-    }
-    // The candidates left; false as add.
-    bool finish() { return handOver(false) && handOver(true); }
-    // The file whose text could not be unpacked; 0 when none.
-    qint64 damagedId() const { return m_damagedId; }
-
-private:
-    static constexpr qsizetype chunk = 256;
-    enum class State : char { Miss, Hit, Damaged };
-    struct Candidate
-    {
-        FindHit hit;
-        QByteArray packed;
-        State state = State::Miss;
-    };
-
-    void check(Candidate *candidate) const
-    {
-        // An unpacker per thread, kept from one chunk to the next.
-        thread_local std::unique_ptr<FindUnpacker> unpacker;
-        thread_local std::string joined;
-        if (!unpacker || !unpacker->Uses(m_dictionary))
-            unpacker = std::make_unique<FindUnpacker>(m_dictionary);
-        if (!unpacker->Unpack(candidate->packed)) {
-            candidate->state = State::Damaged;
-            return;
-        }
-        const std::string_view text = searched(m_request, *unpacker, &joined);
-        candidate->state =
-            memmem(text.data(), text.size(), m_phrase.constData(), size_t(m_phrase.size())) ? State::Hit : State::Miss;
-        candidate->packed.clear();
-    }
-
-    // The chunk being checked is waited for and its hits handed over; then the chunk read last is
-    // checked, in the background unless `last`.
-    bool handOver(bool last)
-    {
-        m_checked.waitForFinished();
-        for (const Candidate &candidate : std::as_const(m_checking)) {
-            if (candidate.state == State::Damaged) {
-                m_damagedId = candidate.hit.FileId;
-                return false;
-            }
-            if (candidate.state == State::Hit && !m_out->add(candidate.hit))
-                return false;
-        }
-        m_checking.clear();
-        std::swap(m_checking, m_reading);
-        if (m_checking.isEmpty())
-            return true;
-        const auto one = [this](Candidate &candidate) {
-            check(&candidate);
-        };
-        if (last) {
-            QtConcurrent::blockingMap(m_checking, one);
-            return handOver(false);
-        }
-        m_checked = QtConcurrent::map(m_checking, one);
-        return true;
-    }
-
-    const FindRequest &m_request;
-    const QByteArray m_phrase;
-    const std::shared_ptr<const FindDictionary> m_dictionary;
-    HitBatcher *m_out;
-    QVector<Candidate> m_reading;
-    QVector<Candidate> m_checking;
-    QFuture<void> m_checked;
-    qint64 m_damagedId = 0;
-};
-
-// A store file: the index's words narrow the files to those holding every word of the phrase;
-// each is then checked against its packed fields, unless the words alone decide.
-bool leanFind(const QSqlDatabase &db, const FindRequest &request, HitBatcher *out, ErrObject *err, qint64 *badId)
-{
-    std::shared_ptr<const FindDictionary> dictionary;
-    if (!FindIndex::Dictionary(db, &dictionary, err))
-        return false;
-    const QList<QByteArray> words = FindGrams::Phrase(request.Phrase);
-    const bool decided = request.Desc && request.Src && request.Text && request.Criteria.GameId == 0 &&
-                         FindGrams::Decides(request.Phrase);
-    QVariantList values;
-    QStringList where;
-    QString from, order;
-    if (request.Criteria.GameId != 0 || words.isEmpty()) {
-        // One game's files are few, and a phrase without a word has no candidates to narrow to:
-        // every chosen file is checked.
-        from = QStringLiteral("file f CROSS JOIN find_plain i ON i.file_id = f.auto_id");
-        order = QStringLiteral("f.auto_id");
-    } else {
-        from = QStringLiteral("find_text t CROSS JOIN file f ON f.auto_id = t.rowid");
-        if (!decided)
-            from += QStringLiteral(" CROSS JOIN find_plain i ON i.file_id = t.rowid");
-        QStringList quoted;
-        for (const QByteArray &word : words)
-            quoted << QLatin1Char('"') + QString::fromLatin1(word) + QLatin1Char('"');
-        where << QStringLiteral("find_text MATCH ?");
-        values << quoted.join(QStringLiteral(" AND "));
-        order = QStringLiteral("t.rowid");
-    }
-    const QString terms = criteriaTerms(request.Criteria, &values);
-    if (!terms.isEmpty())
-        where << terms;
-    QString sql = hitStatement(from, where, order);
-    if (decided)
-        return readHits(
-            db, sql, values, [](const StoreQuery &, bool *) { return true; }, out, err, badId);
-    sql.replace(QStringLiteral(" FROM "), QStringLiteral(", i.fields FROM "));
-    CandidateCheck checks(request, dictionary, out);
-    bool going = true;
-    const auto check = [&](const StoreQuery &row, bool *keep) {
-        *keep = false;
-        going = checks.add(hitOf(row), row.value(7).toByteArray());
-        return going;
-    };
-    if (!readHits(db, sql, values, check, out, err, badId))
-        return false;
-    if (going && *badId == 0)
-        checks.finish();
-    if (checks.damagedId() == 0)
-        return true;
-    *err = FindIndex::UnreadableText(db, checks.damagedId());
-    return false;
 }
 
 } // namespace

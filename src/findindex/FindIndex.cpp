@@ -10,10 +10,13 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QLoggingCategory>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QStorageInfo>
 #include <QVariant>
+
+Q_DECLARE_LOGGING_CATEGORY(lcStore)
 
 namespace {
 
@@ -71,6 +74,23 @@ int partCount(const QSqlDatabase &db, const QString &condition = {})
     return query.value(0).toInt();
 }
 
+// An index made by an earlier Lorekeep lacks the one on what a hit lists; it is added by the first
+// search, on the search's own thread. Searches work without it, only slower, so a store that cannot
+// take it (read-only, locked for long) is searched as it is.
+void ensureHitIndex(const QSqlDatabase &db)
+{
+    StoreQuery query(db);
+    bool found = false;
+    if (!query.run(QStringLiteral("SELECT count(*) FROM sqlite_master WHERE type = 'index' AND name = 'file_find_hit'"),
+                   nullptr) ||
+        !query.firstRow(&found, nullptr) || !found || query.value(0).toInt() > 0)
+        return;
+    const QStringList statements = Schema::Statements(indexResource).filter(QStringLiteral("file_find_hit"));
+    ErrObject err;
+    if (!runAll(db, statements, &err))
+        qCInfo(lcStore) << "search without the index on what a hit lists:" << err.Description;
+}
+
 } // namespace
 
 bool FindIndex::Available(const QSqlDatabase &db)
@@ -121,6 +141,8 @@ bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, Er
 {
     if (done)
         *done = 0;
+    if (!StoreAddress::IsShared(db))
+        ensureHitIndex(db);
     return StoreAddress::IsShared(db) ? FindIndexUpdate::Shared(db, maxFiles, done, err, progress)
                                       : FindIndexUpdate::Lean(db, maxFiles, done, err, progress);
 }
