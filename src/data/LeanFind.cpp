@@ -227,12 +227,13 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
     QString sql;
     if (match.isEmpty()) {
         // One game's files are few, and a phrase without a word has no candidates to narrow to:
-        // every chosen file is checked.
+        // every chosen file is checked. A game's files are found through the index on the game.
         QStringList where;
         const QString terms = criteriaTerms(request.Criteria, &values);
         if (!terms.isEmpty())
             where << terms;
-        sql = hitStatement(file + QStringLiteral(" CROSS JOIN find_plain i ON i.file_id = f.auto_id"), where,
+        const QString files = request.Criteria.GameId != 0 ? QStringLiteral("file f") : file;
+        sql = hitStatement(files + QStringLiteral(" CROSS JOIN find_plain i ON i.file_id = f.auto_id"), where,
                            QStringLiteral("f.auto_id"))
                   .replace(QStringLiteral(" FROM "), QStringLiteral(", i.fields FROM "));
     } else if (decided) {
