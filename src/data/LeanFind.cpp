@@ -115,16 +115,6 @@ private:
     qint64 m_damagedId = 0;
 };
 
-// The index on the columns a hit lists, which lets a search read them without the file's pages and
-// their texts: an earlier Lorekeep's store gets it from its first search.
-const QString hitIndex = QStringLiteral("file_find_hit");
-
-bool hasHitIndex(const QSqlDatabase &db)
-{
-    DirectRows rows(db, QStringLiteral("SELECT 1 FROM sqlite_master WHERE type = 'index' AND name = ?"), {hitIndex});
-    return rows.next();
-}
-
 // A search reads many scattered pages; SQLite's own cache (2 MB unless told) would read many of
 // them from the file more than once, so the search's connection keeps more while it runs.
 class SearchCache final
@@ -211,7 +201,8 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
     const QList<QByteArray> words = FindGrams::Phrase(request.Phrase);
     const bool decided = request.Desc && request.Src && request.Text && request.Criteria.GameId == 0 &&
                          FindGrams::Decides(request.Phrase);
-    const QString file = hasHitIndex(db) ? QStringLiteral("file f INDEXED BY ") + hitIndex : QStringLiteral("file f");
+    const QString file =
+        FindIndex::HasHitIndex(db) ? QStringLiteral("file f INDEXED BY ") + FindIndex::HitIndex : QStringLiteral("file f");
     QVariantList values;
     QString match;
     if (request.Criteria.GameId == 0 && !words.isEmpty()) {

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "data/NodeKey.h"
-
 #include "FindRun.h"
 #include "data/GameIndex.h"
+#include "data/NodeKey.h"
 
 #include <QString>
 #include <QVector>

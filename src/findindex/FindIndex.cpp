@@ -79,19 +79,26 @@ int partCount(const QSqlDatabase &db, const QString &condition = {})
 // take it (read-only, locked for long) is searched as it is.
 void ensureHitIndex(const QSqlDatabase &db)
 {
-    StoreQuery query(db);
-    bool found = false;
-    if (!query.run(QStringLiteral("SELECT count(*) FROM sqlite_master WHERE type = 'index' AND name = 'file_find_hit'"),
-                   nullptr) ||
-        !query.firstRow(&found, nullptr) || !found || query.value(0).toInt() > 0)
+    if (FindIndex::HasHitIndex(db))
         return;
-    const QStringList statements = Schema::Statements(indexResource).filter(QStringLiteral("file_find_hit"));
+    const QStringList statements = Schema::Statements(indexResource).filter(FindIndex::HitIndex);
     ErrObject err;
     if (!runAll(db, statements, &err))
         qCInfo(lcStore) << "search without the index on what a hit lists:" << err.Description;
 }
 
 } // namespace
+
+const QString FindIndex::HitIndex = QStringLiteral("file_find_hit");
+
+bool FindIndex::HasHitIndex(const QSqlDatabase &db)
+{
+    StoreQuery query(db);
+    bool found = false;
+    return query.run(QStringLiteral("SELECT 1 FROM sqlite_master WHERE type = 'index' AND name = ?"), {HitIndex},
+                     nullptr) &&
+           query.firstRow(&found, nullptr) && found;
+}
 
 bool FindIndex::Available(const QSqlDatabase &db)
 {
@@ -141,10 +148,10 @@ bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, Er
 {
     if (done)
         *done = 0;
-    if (!StoreAddress::IsShared(db))
-        ensureHitIndex(db);
-    return StoreAddress::IsShared(db) ? FindIndexUpdate::Shared(db, maxFiles, done, err, progress)
-                                      : FindIndexUpdate::Lean(db, maxFiles, done, err, progress);
+    if (StoreAddress::IsShared(db))
+        return FindIndexUpdate::Shared(db, maxFiles, done, err, progress);
+    ensureHitIndex(db);
+    return FindIndexUpdate::Lean(db, maxFiles, done, err, progress);
 }
 
 bool FindIndex::Dictionary(const QSqlDatabase &db, std::shared_ptr<const FindDictionary> *dictionary, ErrObject *err)

@@ -39,6 +39,11 @@ public:
     // files do not all sit in memory together.
     static bool Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, ErrObject *err,
                        const Progress &progress = {});
+    // The index on what a hit lists of its file (id, game, category, description), by which a search
+    // reads a hit without the file's text. A store indexed by an earlier Lorekeep gets it from its
+    // first Update; one that cannot take it is searched without it.
+    static const QString HitIndex;
+    static bool HasHitIndex(const QSqlDatabase &db);
     // The dictionary the store's texts are packed with; null when it has none.
     static bool Dictionary(const QSqlDatabase &db, std::shared_ptr<const FindDictionary> *dictionary, ErrObject *err);
     // The failure of an index whose packed text of file `fileId` cannot be unpacked: a damaged index.
