@@ -203,6 +203,14 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
                          FindGrams::Decides(request.Phrase);
     const QString file =
         FindIndex::HasHitIndex(db) ? QStringLiteral("file f INDEXED BY ") + FindIndex::HitIndex : QStringLiteral("file f");
+    // The chosen categories (and game) apply to whichever statement reads the files.
+    QVariantList criteriaValues;
+    const QString criteria = criteriaTerms(request.Criteria, &criteriaValues);
+    const auto withCriteria = [&criteria](QStringList where) {
+        if (!criteria.isEmpty())
+            where << criteria;
+        return where;
+    };
     QVariantList values;
     QString match;
     if (request.Criteria.GameId == 0 && !words.isEmpty()) {
@@ -219,35 +227,24 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
     if (match.isEmpty()) {
         // One game's files are few, and a phrase without a word has no candidates to narrow to:
         // every chosen file is checked. A game's files are found through the index on the game.
-        QStringList where;
-        const QString terms = criteriaTerms(request.Criteria, &values);
-        if (!terms.isEmpty())
-            where << terms;
+        values = criteriaValues;
         const QString files = request.Criteria.GameId != 0 ? QStringLiteral("file f") : file;
-        sql = hitStatement(files + QStringLiteral(" CROSS JOIN find_plain i ON i.file_id = f.auto_id"), where,
+        sql = hitStatement(files + QStringLiteral(" CROSS JOIN find_plain i ON i.file_id = f.auto_id"), withCriteria({}),
                            QStringLiteral("f.auto_id"))
                   .replace(QStringLiteral(" FROM "), QStringLiteral(", i.fields FROM "));
     } else if (decided) {
-        QStringList where{QStringLiteral("find_text MATCH ?")};
-        values << match;
-        const QString terms = criteriaTerms(request.Criteria, &values);
-        if (!terms.isEmpty())
-            where << terms;
+        values = QVariantList{match} + criteriaValues;
         sql = hitStatement(QStringLiteral("find_text t CROSS JOIN ") + file + QStringLiteral(" ON f.auto_id = t.rowid"),
-                           where, QStringLiteral("t.rowid"));
+                           withCriteria({QStringLiteral("find_text MATCH ?")}), QStringLiteral("t.rowid"));
     } else {
         // Most candidates of a phrase the words do not decide are not hits: they are checked on
         // their packed fields first, and only a hit's file and game are read.
         values << match;
         sql = QStringLiteral("SELECT t.rowid, i.fields FROM find_text t CROSS JOIN find_plain i ON i.file_id = "
                              "t.rowid WHERE find_text MATCH ? ORDER BY t.rowid");
-        QVariantList lookupValues{0};
-        QStringList where{QStringLiteral("f.auto_id = ?")};
-        const QString terms = criteriaTerms(request.Criteria, &lookupValues);
-        if (!terms.isEmpty())
-            where << terms;
-        lookup = std::make_unique<DirectRows>(db, hitStatement(file, where, QStringLiteral("f.auto_id")));
-        complete = [&, lookupValues](FindHit *hit, bool *keep) mutable {
+        lookup = std::make_unique<DirectRows>(
+            db, hitStatement(file, withCriteria({QStringLiteral("f.auto_id = ?")}), QStringLiteral("f.auto_id")));
+        complete = [&, lookupValues = QVariantList{0} + criteriaValues](FindHit *hit, bool *keep) mutable {
             lookupValues[0] = hit->FileId;
             *keep = lookup->run(lookupValues) && lookup->next();
             if (*keep)
