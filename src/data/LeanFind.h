@@ -38,7 +38,8 @@ public:
         if (m_batch.isEmpty() || m_stopped)
             return !m_stopped;
         m_stopped = !m_found(m_batch);
-        m_batch.clear();
+        // The receiver may keep the batch; the next one gets its own room, at its own size, in add().
+        m_batch = QVector<FindHit>();
         m_limit = std::min(m_limit * 4, 8192);
         m_clock.restart();
         return !m_stopped;
