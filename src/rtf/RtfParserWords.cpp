@@ -5,7 +5,7 @@
 #include <QRegularExpression>
 
 #include <algorithm>
-#include <array>
+#include <iterator>
 
 // The parser's control words: which start a destination, which stand for a character, and what the
 // others change in the state of the text.
@@ -16,7 +16,7 @@ using RtfToken::clampInt;
 using RtfToken::is;
 
 // Destinations whose content a reader never sees, beyond any starred one we do not know.
-constexpr std::array skipped = {
+constexpr QByteArrayView skipped[] = {
     "stylesheet",
     "info",
     "footnote",
@@ -71,7 +71,7 @@ constexpr std::array skipped = {
 // Control words that stand for one character.
 struct SymbolWord
 {
-    const char *name;
+    QByteArrayView name;
     char16_t ch;
 };
 constexpr SymbolWord symbolWords[] = {
@@ -82,7 +82,7 @@ constexpr SymbolWord symbolWords[] = {
 
 bool isSkipped(QByteArrayView word)
 {
-    return std::any_of(skipped.begin(), skipped.end(), [&](const char *name) { return is(word, name); });
+    return std::any_of(std::begin(skipped), std::end(skipped), [&](QByteArrayView name) { return is(word, name); });
 }
 
 } // namespace
