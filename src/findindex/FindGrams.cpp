@@ -74,9 +74,10 @@ QByteArray FindGrams::Document(QStringView desc, QStringView src, QStringView bo
     }
     // Each key once, through a table twice the keys' number: a text of a few kilobytes has a few
     // hundred different ones among thousands, and sorting them all would cost more than the rest.
-    size_t capacity = 64;
-    while (capacity < 2 * keys.size())
-        capacity *= 2;
+    int bits = 6;
+    while ((size_t(1) << bits) < 2 * keys.size())
+        ++bits;
+    const size_t capacity = size_t(1) << bits;
     thread_local std::vector<quint64> table;
     // No key is all ones: a code takes 21 bits, and 0x1FFFFF is none.
     constexpr quint64 empty = ~quint64(0);
@@ -85,7 +86,9 @@ QByteArray FindGrams::Document(QStringView desc, QStringView src, QStringView bo
     words.resize(keys.size() * (longestWord + 1));
     char *end = words.data();
     for (const quint64 key : keys) {
-        size_t slot = size_t((key * 0x9E3779B97F4A7C15ull) >> 20) & (capacity - 1);
+        // The product's top bits, which every bit of the key reaches: keys differing only in
+        // their first character would share the lower ones, and one slot, and long runs.
+        size_t slot = size_t((key * 0x9E3779B97F4A7C15ull) >> (64 - bits));
         while (table[slot] != empty && table[slot] != key)
             slot = (slot + 1) & (capacity - 1);
         if (table[slot] == key)
