@@ -353,6 +353,13 @@ void tst_search::leanIndex()
     QVERIFY(synchronous.next());
     QCOMPARE(synchronous.value(0).toInt(), 2);
     synchronous.finish();
+    // And the index merges its segments again as FTS5 does by default.
+    QSqlQuery config(QStringLiteral("SELECT k, v FROM find_text_config WHERE k <> 'version' ORDER BY k"), db);
+    QStringList settings;
+    while (config.next())
+        settings << config.value(0).toString() + QLatin1Char('=') + config.value(1).toString();
+    QCOMPARE(settings, QStringList({QStringLiteral("automerge=4"), QStringLiteral("crisismerge=16"),
+                                    QStringLiteral("hashsize=1048576"), QStringLiteral("usermerge=4")}));
     int calls = 0;
     QVERIFY(FileSearch::FindEach(db, the, [&](const QVector<FindHit> &) { return ++calls, false; }, &err));
     QCOMPARE(calls, 1);

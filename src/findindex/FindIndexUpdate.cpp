@@ -24,6 +24,7 @@
 #include <functional>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <utility>
 
 Q_DECLARE_LOGGING_CATEGORY(lcStore)
@@ -36,7 +37,7 @@ bool fail(const QSqlQuery &query, const QSqlDatabase &db, ErrObject *err)
     return false;
 }
 
-// Files indexed per transaction: enough that commits and the index's merging cost little, few
+// Files read and made into words at a time: enough that a batch costs little to hand over, few
 // enough that a progress dialog moves every second or so.
 constexpr qint64 batchFiles = 8000;
 // And the stored text a batch holds at once, in bytes: a few files of tens of megabytes each would
@@ -45,6 +46,11 @@ constexpr qint64 batchBytes = 16 * 1024 * 1024;
 
 // A queue this long is a whole index being built (a new or converted store, or a big import).
 constexpr qint64 bulkFiles = 1000;
+// Files indexed per transaction while a whole index is built. FTS5 writes its words out as a new
+// segment at each commit, and a search reads every segment: a million files leave ten, which
+// search as fast as one, where a commit a batch would leave 125 to be merged at the end, a
+// quarter of the whole build. The words pending meanwhile stay within the FTS table's hashsize.
+constexpr qint64 bulkCommitFiles = 100000;
 
 // One statement on the raw SQLite connection: a batch writes three rows per file, and Qt's
 // statement layer would cost more than SQLite itself.
@@ -262,7 +268,7 @@ bool learnDictionary(const QSqlDatabase &db, const QVector<Queued> &files,
     return true;
 }
 
-// A batch into the index, in one transaction.
+// A batch into the index, inside the caller's transaction.
 bool writeBatch(const QSqlDatabase &db, const QVector<Queued> &files, ErrObject *err)
 {
     sqlite3 *handle = SqliteHandle(db);
@@ -270,9 +276,6 @@ bool writeBatch(const QSqlDatabase &db, const QVector<Queued> &files, ErrObject 
         *err = StoreError::noConnection();
         return false;
     }
-    StoreTransaction transaction(db);
-    if (!transaction.begin(err))
-        return false;
     RawStatement remove(handle, "INSERT INTO find_text (find_text, rowid, grams) VALUES ('delete', ?, ?)");
     RawStatement insert(handle, "INSERT INTO find_text (rowid, grams) VALUES (?, ?)");
     RawStatement keep(handle, "INSERT OR REPLACE INTO find_plain (file_id, fields) VALUES (?, ?)");
@@ -306,14 +309,14 @@ bool writeBatch(const QSqlDatabase &db, const QVector<Queued> &files, ErrObject 
         if (!dequeue.run(file.id))
             return failed(dequeue);
     }
-    return transaction.commit(err);
+    return true;
 }
 
-// While a whole index is built, the FTS table does not merge its segments after every batch (which
-// rewrites most of it again and again) but once at the end, and keeps a whole batch's words in
-// memory (64 MB rather than 1 MB) so that it writes one segment a batch, not dozens of small ones
-// to merge later; and commits do not wait for the disk:
-// the index is made from the files, so a batch lost to a power cut is only queued again.
+// While a whole index is built, the FTS table does not merge its segments as they come (which
+// rewrites most of it again and again), and keeps a whole transaction's words in memory (64 MB
+// rather than 1 MB) so that it writes one segment a transaction, not dozens of small ones to merge
+// later; and commits do not wait for the disk: the index is made from the files, so a transaction
+// lost to a power cut is only queued again.
 class BulkBuild final
 {
 public:
@@ -338,19 +341,41 @@ public:
         run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('hashsize', 1048576)"));
         run(QStringLiteral("PRAGMA synchronous = %1").arg(m_synchronous));
     }
-    // The whole index in one segment, which every search reads fastest.
+    // FTS5 merges a level of 16 segments or more at the next write, however small: a store of
+    // millions of files has its levels merged now, while the build shows its progress, rather than
+    // at the user's next save. A smaller one has nothing to merge, and this costs nothing.
     void finish()
     {
-        if (m_on)
-            run(QStringLiteral("INSERT INTO find_text (find_text) VALUES ('optimize')"));
+        if (!m_on)
+            return;
+        run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('usermerge', 16)"));
+        // A merge that did any work changed more rows than the one its own statement inserts.
+        for (qint64 before = totalChanges();;) {
+            if (!run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('merge', 100000)")))
+                break;
+            const qint64 after = totalChanges();
+            if (after - before < 2)
+                break;
+            before = after;
+        }
+        run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('usermerge', 4)"));
     }
+    bool on() const { return m_on; }
 
 private:
-    void run(const QString &statement)
+    bool run(const QString &statement)
     {
         // Each only makes the build faster: one that fails leaves it as right, only slower.
-        if (!m_query.exec(statement))
-            qCInfo(lcStore) << "search index build:" << statement << m_query.lastError().text();
+        if (m_query.exec(statement))
+            return true;
+        qCInfo(lcStore) << "search index build:" << statement << m_query.lastError().text();
+        return false;
+    }
+    qint64 totalChanges()
+    {
+        return m_query.exec(QStringLiteral("SELECT total_changes()")) && m_query.next()
+                   ? m_query.value(0).toLongLong()
+                   : -1;
     }
 
     QSqlQuery m_query;
@@ -404,6 +429,9 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
         current->made.waitForFinished();
         next->made.waitForFinished();
     });
+    // Declared after the workers' guard, so that a failed transaction is rolled back first.
+    std::optional<StoreTransaction> transaction;
+    qint64 uncommitted = 0;
     if (!start(current.get()))
         return false;
     while (!current->files.isEmpty()) {
@@ -415,14 +443,27 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
             const FindDictionary *packing = dictionary.get();
             QtConcurrent::blockingMap(current->files, [packing](Queued &file) { pack(&file, packing); });
         }
-        const bool stopped = progress && !progress(indexed);
+        const bool stopped = progress && !progress(indexed + uncommitted);
         if (!stopped && !start(next.get()))
             return false;
+        if (!transaction) {
+            transaction.emplace(db);
+            if (!transaction->begin(err))
+                return false;
+        }
         if (!writeBatch(db, current->files, err))
             return false;
-        indexed += current->files.size();
-        if (done)
-            *done = indexed;
+        uncommitted += current->files.size();
+        if (stopped || !bulk.on() || uncommitted >= bulkCommitFiles || next->files.isEmpty()) {
+            const bool committed = transaction->commit(err);
+            transaction.reset();
+            if (!committed)
+                return false;
+            indexed += uncommitted;
+            uncommitted = 0;
+            if (done)
+                *done = indexed;
+        }
         if (stopped)
             return true;
         std::swap(current, next);
