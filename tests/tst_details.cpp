@@ -3,7 +3,7 @@
 #include "TestHome.h"
 #include "data/BookmarkTable.h"
 #include "data/FavoriteTable.h"
-#include "data/FileSearch.h"
+#include "search/FileSearch.h"
 #include "data/GameNames.h"
 #include "details/ctlDetails.h"
 #include "system/SettingsStore.h"

@@ -25,13 +25,13 @@ const QHash<QString, QStringList> &layers()
         // The browser is a control that the file view holds, not a pane of its own.
         const QStringList chain =
             QStringLiteral(
-                "system base rtf html store findindex data import webpage widgets print reader components browser")
+                "system base rtf html store findindex data search import webpage widgets print reader components browser")
                 .split(QLatin1Char(' '));
         QHash<QString, QStringList> below;
         for (int i = 0; i < chain.size(); ++i)
             below.insert(chain[i], chain.mid(0, i));
         below.insert(QStringLiteral("tools"),
-                     QStringLiteral("system base rtf html store findindex data import webpage print").split(QLatin1Char(' ')));
+                     QStringLiteral("system base rtf html store findindex data search import webpage print").split(QLatin1Char(' ')));
         for (const QString &pane : panes)
             below.insert(pane, chain);
         below.insert(QStringLiteral("shell"), chain + panes);

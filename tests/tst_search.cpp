@@ -3,7 +3,7 @@
 
 #include "LibraryGenerator.h"
 #include "TestHome.h"
-#include "data/FileSearch.h"
+#include "search/FileSearch.h"
 #include "data/FileTable.h"
 #include "findindex/FindIndex.h"
 #include "data/GameTable.h"

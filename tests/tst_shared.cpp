@@ -1,6 +1,6 @@
 #include "TestHome.h"
 #include "data/BookmarkTable.h"
-#include "data/FileSearch.h"
+#include "search/FileSearch.h"
 #include "data/FileTable.h"
 #include "data/GameTable.h"
 #include "data/modADO.h"

@@ -1,5 +1,5 @@
 #include "TestHome.h"
-#include "data/FileSearch.h"
+#include "search/FileSearch.h"
 #include "data/FileTable.h"
 #include "data/GameTable.h"
 #include "data/modADO.h"

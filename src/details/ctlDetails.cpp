@@ -1,6 +1,6 @@
 #include "ctlDetails.h"
 
-#include "data/FileSearch.h"
+#include "search/FileSearch.h"
 #include "data/modADO.h"
 #include "system/SettingsStore.h"
 #include "system/Twips.h"

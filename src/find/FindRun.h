@@ -1,6 +1,6 @@
 #pragma once
 
-#include "data/FileSearch.h"
+#include "search/FileSearch.h"
 #include "system/ErrObject.h"
 
 #include <QObject>

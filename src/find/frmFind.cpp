@@ -4,7 +4,7 @@
 #include "base/AppPath.h"
 #include "base/ErrorLog.h"
 #include "components/FindIndexBuilder.h"
-#include "data/FileSearch.h"
+#include "search/FileSearch.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "data/modNames.h"

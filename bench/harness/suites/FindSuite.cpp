@@ -4,7 +4,7 @@
 // runs it. Runs on a copy of the store beside it, which gets the index built first.
 
 #include "BenchContext.h"
-#include "data/FileSearch.h"
+#include "search/FileSearch.h"
 #include "findindex/FindIndex.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"

@@ -1,6 +1,6 @@
 #include "FileSearch.h"
 
-#include "GameIndex.h"
+#include "data/GameIndex.h"
 #include "LeanFind.h"
 #include "findindex/FindIndex.h"
 #include "rtf/RtfReader.h"

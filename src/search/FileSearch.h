@@ -1,6 +1,6 @@
 #pragma once
 
-#include "FileTable.h"
+#include "data/FileTable.h"
 #include "system/ErrObject.h"
 
 #include <QHash>
