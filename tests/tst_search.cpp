@@ -42,20 +42,20 @@ QString lines(const QVector<FindHit> &hits)
     return out;
 }
 
-// A library of 60 games and 600 files, and the connection to it. On a shared run the generated file
-// is copied into a new database, whose search index is then made there anew.
+// A library of 60 games and 600 files unless told, and the connection to it. On a shared run the
+// generated file is copied into a new database, whose search index is then made there anew.
 struct Library
 {
     QTemporaryDir dir;
     QString path = dir.filePath(QStringLiteral("library.lkb"));
     modADO store{QStringLiteral("tst_search")};
 
-    Library()
+    explicit Library(int files = 600, double rtfKb = 2)
     {
         GenSettings settings;
         settings.games = 60;
-        settings.files = 600;
-        settings.rtfKb = 2;
+        settings.files = files;
+        settings.rtfKb = rtfKb;
         settings.seed = 11;
         GenSummary summary;
         ErrObject err;
@@ -110,6 +110,7 @@ private Q_SLOTS:
     void indexMatchesScan();
     void olderStoreGetsAnIndex();
     void leanIndex();
+    void wholeIndexReadAhead();
 
 private:
     // Every phrase through the index and the scan, over field and criteria combinations.
@@ -405,6 +406,40 @@ void tst_search::leanIndex()
     QVERIFY(FileSearch::Find(db, words, &hits, &err, &repair) && repair.Done);
     QVERIFY(FileSearch::Scan(db, words, &scanned, &err));
     QCOMPARE(ids(hits), ids(scanned));
+}
+
+void tst_search::wholeIndexReadAhead()
+{
+    if (TestHome::Shared())
+        QSKIP("a store file's own index");
+    // Texts big enough for several batches: the first teaches the store its dictionary while the
+    // next ones are read ahead, on a connection of their own, without it.
+    const Library library(17000, 0.5);
+    const QSqlDatabase db = library.db();
+    QStringList phrases;
+    const QStringList drawn = library.phrases(5);
+    for (qsizetype i = 0; i < drawn.size(); i += drawn.size() / 12)
+        phrases << drawn[i];
+    ErrObject err;
+    qint64 done = 0, pending = 0;
+    int calls = 0;
+    // Stopped part-way: what was written is kept, the rest stays queued.
+    QVERIFY2(FindIndex::Update(db, -1, &done, &err, [&](qint64) { return ++calls < 2; }), qPrintable(err.Description));
+    QVERIFY(FindIndex::Pending(db, &pending, &err));
+    QVERIFY2(done > 0 && pending > 0 && done + pending == 17000, qPrintable(QStringLiteral("%1+%2").arg(done).arg(pending)));
+    const qint64 first = done;
+    QVERIFY2(FindIndex::Update(db, -1, &done, &err), qPrintable(err.Description));
+    QCOMPARE(done, 17000 - first);
+    compare(db, phrases, "read ahead");
+
+    // A store in the rollback journal cannot be read while it is written: the writer reads it.
+    QSqlQuery mode(db);
+    QVERIFY(mode.exec(QStringLiteral("PRAGMA journal_mode = DELETE")) && mode.next());
+    QCOMPARE(mode.value(0).toString(), QStringLiteral("delete"));
+    mode.finish();
+    QVERIFY2(FindIndex::Rebuild(db, &err) && FindIndex::Update(db, -1, &done, &err), qPrintable(err.Description));
+    QCOMPARE(done, 17000);
+    compare(db, phrases.mid(0, 6), "rollback journal");
 }
 
 QTEST_MAIN(tst_search)

@@ -3,25 +3,21 @@
 #include "FindGrams.h"
 #include "FindIndex.h"
 #include "FindPack.h"
+#include "FindQueue.h"
 #include "rtf/RtfReader.h"
 #include "store/DirectRows.h"
-#include "store/StoreAddress.h"
 #include "store/StoreError.h"
 #include "store/StoreQuery.h"
 #include "store/StoreTransaction.h"
 
 #include <QLoggingCategory>
-#include <QScopeGuard>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QVariant>
 #include <QVector>
 #include <QtConcurrent/QtConcurrentMap>
 
-#include <sqlite3.h>
-
 #include <algorithm>
-#include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -37,13 +33,6 @@ bool fail(const QSqlQuery &query, const QSqlDatabase &db, ErrObject *err)
     return false;
 }
 
-// Files read and made into words at a time: enough that a batch costs little to hand over, few
-// enough that a progress dialog moves every second or so.
-constexpr qint64 batchFiles = 8000;
-// And the stored text a batch holds at once, in bytes: a few files of tens of megabytes each would
-// otherwise all be in memory together, stored and plain, twice over while the next batch is made.
-constexpr qint64 batchBytes = 16 * 1024 * 1024;
-
 // A queue this long is a whole index being built (a new or converted store, or a big import).
 constexpr qint64 bulkFiles = 1000;
 // Files indexed per transaction while a whole index is built. FTS5 writes its words out as a new
@@ -52,156 +41,8 @@ constexpr qint64 bulkFiles = 1000;
 // quarter of the whole build. The words pending meanwhile stay within the FTS table's hashsize.
 constexpr qint64 bulkCommitFiles = 100000;
 
-// One statement on the raw SQLite connection: a batch writes three rows per file, and Qt's
-// statement layer would cost more than SQLite itself.
-class RawStatement final
-{
-public:
-    RawStatement(sqlite3 *db, const char *sql) : m_db(db)
-    {
-        m_ok = sqlite3_prepare_v2(db, sql, -1, &m_statement, nullptr) == SQLITE_OK;
-    }
-    ~RawStatement() { sqlite3_finalize(m_statement); }
-    RawStatement(const RawStatement &) = delete;
-    RawStatement &operator=(const RawStatement &) = delete;
-
-    // Runs the statement with `id` and, when given, `bytes` as its values (the bytes as text or
-    // as a blob); false with SQLite's code and message for the store's error.
-    bool run(qint64 id, const QByteArray *bytes = nullptr, bool blob = false)
-    {
-        if (!m_ok)
-            return false;
-        sqlite3_bind_int64(m_statement, 1, id);
-        if (bytes && !blob && bytes->isNull()) {
-            sqlite3_bind_null(m_statement, 2);
-            bytes = nullptr;
-        }
-        if (bytes) {
-            if (blob)
-                sqlite3_bind_blob(m_statement, 2, bytes->constData(), int(bytes->size()), SQLITE_STATIC);
-            else
-                sqlite3_bind_text(m_statement, 2, bytes->constData(), int(bytes->size()), SQLITE_STATIC);
-        }
-        const int code = sqlite3_step(m_statement);
-        sqlite3_reset(m_statement);
-        sqlite3_clear_bindings(m_statement);
-        return code == SQLITE_DONE;
-    }
-    // Runs a query with `first` and `second` as its values, calling `row` for each row until it
-    // returns false.
-    bool forEachRow(qint64 first, qint64 second, const std::function<bool(sqlite3_stmt *)> &row)
-    {
-        if (!m_ok)
-            return false;
-        sqlite3_bind_int64(m_statement, 1, first);
-        sqlite3_bind_int64(m_statement, 2, second);
-        int code = SQLITE_ROW;
-        while ((code = sqlite3_step(m_statement)) == SQLITE_ROW && row(m_statement)) {
-        }
-        sqlite3_reset(m_statement);
-        return code == SQLITE_ROW || code == SQLITE_DONE;
-    }
-    QSqlError error() const
-    {
-        return QSqlError(QString(), QString::fromUtf8(sqlite3_errmsg(m_db)), QSqlError::StatementError,
-                         QString::number(sqlite3_extended_errcode(m_db)));
-    }
-
-private:
-    sqlite3 *m_db;
-    sqlite3_stmt *m_statement = nullptr;
-    bool m_ok = false;
-};
-
-// A column's bytes as they are kept (a store file keeps text in UTF-8).
-QByteArray columnBytes(sqlite3_stmt *statement, int column)
-{
-    const auto *bytes = static_cast<const char *>(sqlite3_column_blob(statement, column));
-    return QByteArray(bytes, sqlite3_column_bytes(statement, column));
-}
-
-// A queued file: what the store holds of it, then what is made of that on a worker thread.
-struct Queued
-{
-    qint64 id = 0;
-    bool exists = false;
-    // As the store keeps them, in UTF-8: made text on a worker thread, not on the one that reads.
-    QByteArray descBytes;
-    QByteArray srcBytes;
-    QByteArray rtfBytes;
-    // The fields it was indexed with before, packed: their words are taken out of the index.
-    QByteArray oldPacked;
-
-    QString desc;
-    QString src;
-    // The plain text, kept only for a shared library's index.
-    QString body;
-    QByteArray fields;
-    QByteArray packed;
-    QByteArray grams;
-    QByteArray oldGrams;
-    bool oldUnreadable = false;
-};
-
-struct Batch
-{
-    QVector<Queued> files;
-    QFuture<void> made;
-};
-
-// The next queued files after `afterId`, at least one however big.
-bool readBatch(const QSqlDatabase &db, qint64 afterId, qint64 limit, QVector<Queued> *files, ErrObject *err)
-{
-    qint64 bytes = 0;
-    const auto add = [&](Queued &&file) {
-        bytes += file.rtfBytes.size() + file.oldPacked.size();
-        files->append(std::move(file));
-        return bytes < batchBytes;
-    };
-    if (StoreAddress::IsShared(db)) {
-        // A shared library's index has no packed fields: it is rewritten row by row.
-        StoreQuery read(db);
-        return read.run(QStringLiteral("SELECT p.file_id, f.auto_id, f.\"desc\", f.src, f.txt_rtf FROM find_pending p "
-                                       "LEFT JOIN file f ON f.auto_id = p.file_id WHERE p.file_id > ? ORDER BY "
-                                       "p.file_id LIMIT ?"),
-                        {afterId, limit}, err) &&
-               read.forEachRowWhile(
-                   [&] {
-                       Queued file;
-                       file.id = read.value(0).toLongLong();
-                       file.exists = !read.value(1).isNull();
-                       file.descBytes = read.text(2).toUtf8();
-                       file.srcBytes = read.text(3).toUtf8();
-                       file.rtfBytes = read.text(4).toUtf8();
-                       return add(std::move(file));
-                   },
-                   err);
-    }
-    sqlite3 *handle = SqliteHandle(db);
-    if (!handle) {
-        *err = StoreError::noConnection();
-        return false;
-    }
-    RawStatement read(handle, "SELECT p.file_id, f.auto_id, f.\"desc\", f.src, f.txt_rtf, i.fields FROM find_pending p "
-                              "LEFT JOIN file f ON f.auto_id = p.file_id LEFT JOIN find_plain i ON i.file_id = "
-                              "p.file_id WHERE p.file_id > ? ORDER BY p.file_id LIMIT ?");
-    const bool ok = read.forEachRow(afterId, limit, [&](sqlite3_stmt *row) {
-        Queued file;
-        file.id = sqlite3_column_int64(row, 0);
-        file.exists = sqlite3_column_type(row, 1) != SQLITE_NULL;
-        file.descBytes = columnBytes(row, 2);
-        file.srcBytes = columnBytes(row, 3);
-        file.rtfBytes = columnBytes(row, 4);
-        file.oldPacked = columnBytes(row, 5);
-        return add(std::move(file));
-    });
-    if (!ok)
-        *err = StoreError::fromSql(read.error(), db);
-    return ok;
-}
-
 // A queued file's fields as text, the RTF made plain; on a worker thread.
-void makePlain(Queued *file)
+void makePlain(FindQueue::File *file)
 {
     if (!file->exists)
         return;
@@ -219,7 +60,7 @@ void makePlain(Queued *file)
 
 // The plain text and words of a queued file, and the words it had; on a worker thread.
 
-void makeWords(Queued *file, const std::shared_ptr<const FindDictionary> &dictionary)
+void makeWords(FindQueue::File *file, const std::shared_ptr<const FindDictionary> &dictionary)
 {
     makePlain(file);
     if (!file->oldPacked.isEmpty()) {
@@ -241,7 +82,7 @@ void makeWords(Queued *file, const std::shared_ptr<const FindDictionary> &dictio
     }
 }
 
-void pack(Queued *file, const FindDictionary *dictionary)
+void pack(FindQueue::File *file, const FindDictionary *dictionary)
 {
     if (file->exists && file->packed.isEmpty())
         file->packed = FindPack::Pack(file->fields, dictionary);
@@ -249,11 +90,11 @@ void pack(Queued *file, const FindDictionary *dictionary)
 }
 
 // The first big batch of a store without a dictionary teaches it one, kept with the index.
-bool learnDictionary(const QSqlDatabase &db, const QVector<Queued> &files,
+bool learnDictionary(const QSqlDatabase &db, const QVector<FindQueue::File> &files,
                      std::shared_ptr<const FindDictionary> *dictionary, ErrObject *err)
 {
     QList<QByteArray> samples;
-    for (const Queued &file : files) {
+    for (const FindQueue::File &file : files) {
         if (file.exists)
             samples.append(file.fields);
     }
@@ -269,23 +110,23 @@ bool learnDictionary(const QSqlDatabase &db, const QVector<Queued> &files,
 }
 
 // A batch into the index, inside the caller's transaction.
-bool writeBatch(const QSqlDatabase &db, const QVector<Queued> &files, ErrObject *err)
+bool writeBatch(const QSqlDatabase &db, const QVector<FindQueue::File> &files, ErrObject *err)
 {
     sqlite3 *handle = SqliteHandle(db);
     if (!handle) {
         *err = StoreError::noConnection();
         return false;
     }
-    RawStatement remove(handle, "INSERT INTO find_text (find_text, rowid, grams) VALUES ('delete', ?, ?)");
-    RawStatement insert(handle, "INSERT INTO find_text (rowid, grams) VALUES (?, ?)");
-    RawStatement keep(handle, "INSERT OR REPLACE INTO find_plain (file_id, fields) VALUES (?, ?)");
-    RawStatement drop(handle, "DELETE FROM find_plain WHERE file_id = ?");
-    RawStatement dequeue(handle, "DELETE FROM find_pending WHERE file_id = ?");
-    const auto failed = [&](const RawStatement &statement) {
+    FindQueue::Statement remove(handle, "INSERT INTO find_text (find_text, rowid, grams) VALUES ('delete', ?, ?)");
+    FindQueue::Statement insert(handle, "INSERT INTO find_text (rowid, grams) VALUES (?, ?)");
+    FindQueue::Statement keep(handle, "INSERT OR REPLACE INTO find_plain (file_id, fields) VALUES (?, ?)");
+    FindQueue::Statement drop(handle, "DELETE FROM find_plain WHERE file_id = ?");
+    FindQueue::Statement dequeue(handle, "DELETE FROM find_pending WHERE file_id = ?");
+    const auto failed = [&](const FindQueue::Statement &statement) {
         *err = StoreError::fromSql(statement.error(), db);
         return false;
     };
-    for (const Queued &file : files) {
+    for (const FindQueue::File &file : files) {
         // Words that cannot be taken out again would stay in the index for good: the index is
         // damaged, and Find makes it anew.
         if (file.oldUnreadable) {
@@ -403,48 +244,38 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
     if (maxFiles >= 0)
         pending = std::min(pending, maxFiles);
     BulkBuild bulk(db, pending >= bulkFiles);
-    qint64 lastId = std::numeric_limits<qint64>::min(), left = maxFiles, indexed = 0;
-    // The next batch is read and its text made while the one before is written.
-    const auto start = [&](Batch *batch) {
-        batch->files.clear();
-        if (left == 0)
-            return true;
-        if (!readBatch(db, lastId, left < 0 ? batchFiles : std::min(left, batchFiles), &batch->files, err))
-            return false;
-        if (batch->files.isEmpty())
-            return true;
-        lastId = batch->files.constLast().id;
-        if (left > 0)
-            left -= batch->files.size();
-        batch->made = QtConcurrent::map(batch->files, [known = dictionary](Queued &file) {
-            makeWords(&file, known);
-            if (known)
-                pack(&file, known.get());
-        });
-        return true;
-    };
-    auto current = std::make_unique<Batch>(), next = std::make_unique<Batch>();
-    // Whatever ends the work, no worker is left making words for a batch that is gone.
-    const auto settle = qScopeGuard([&] {
-        current->made.waitForFinished();
-        next->made.waitForFinished();
-    });
-    // Declared after the workers' guard, so that a failed transaction is rolled back first.
+    qint64 indexed = 0;
+    // The next batch is read and its text made while the one before is written; a whole index
+    // reads ahead on a thread of its own.
+    FindQueue::Reader reader(db, maxFiles, bulk.on(), dictionary,
+                             [](QVector<FindQueue::File> *files, const std::shared_ptr<const FindDictionary> &known) {
+                                 return QtConcurrent::map(*files, [known](FindQueue::File &file) {
+                                     makeWords(&file, known);
+                                     if (known)
+                                         pack(&file, known.get());
+                                 });
+                             });
+    // A batch waits for its workers when it goes, whatever ends the work.
+    std::unique_ptr<FindQueue::Batch> current, next;
+    // Declared after the batches, so that a failed transaction is rolled back first.
     std::optional<StoreTransaction> transaction;
     qint64 uncommitted = 0;
-    if (!start(current.get()))
+    if (!reader.Next(&current, err))
         return false;
     while (!current->files.isEmpty()) {
         current->made.waitForFinished();
-        // Without a dictionary the batch is packed now, with the one it may have taught.
-        if (!dictionary) {
-            if (!learnDictionary(db, current->files, &dictionary, err))
-                return false;
+        // A batch read before the store had a dictionary is packed now, with the one it may teach.
+        if (!current->packed) {
+            if (!dictionary) {
+                if (!learnDictionary(db, current->files, &dictionary, err))
+                    return false;
+                reader.SetDictionary(dictionary);
+            }
             const FindDictionary *packing = dictionary.get();
-            QtConcurrent::blockingMap(current->files, [packing](Queued &file) { pack(&file, packing); });
+            QtConcurrent::blockingMap(current->files, [packing](FindQueue::File &file) { pack(&file, packing); });
         }
         const bool stopped = progress && !progress(indexed + uncommitted);
-        if (!stopped && !start(next.get()))
+        if (!stopped && !reader.Next(&next, err))
             return false;
         if (!transaction) {
             transaction.emplace(db);
@@ -466,7 +297,7 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
         }
         if (stopped)
             return true;
-        std::swap(current, next);
+        current = std::move(next);
     }
     bulk.finish();
     if (progress)
@@ -483,14 +314,14 @@ bool FindIndexUpdate::Shared(const QSqlDatabase &db, qint64 maxFiles, qint64 *do
     while (maxFiles != 0) {
         if (progress && !progress(indexed))
             break;
-        QVector<Queued> queued;
+        QVector<FindQueue::File> queued;
         // The server's ids are 32-bit: the smallest of those comes before every one.
-        if (!readBatch(db, std::numeric_limits<qint32>::min(), maxFiles < 0 ? 200 : std::min<qint64>(maxFiles, 200),
+        if (!FindQueue::Read(db, std::numeric_limits<qint32>::min(), maxFiles < 0 ? 200 : std::min<qint64>(maxFiles, 200),
                        &queued, err))
             return false;
         if (queued.isEmpty())
             break;
-        QtConcurrent::blockingMap(queued, [](Queued &file) { makePlain(&file); });
+        QtConcurrent::blockingMap(queued, [](FindQueue::File &file) { makePlain(&file); });
         StoreTransaction transaction(db);
         if (!transaction.begin(err))
             return false;
@@ -498,7 +329,7 @@ bool FindIndexUpdate::Shared(const QSqlDatabase &db, qint64 maxFiles, qint64 *do
         remove.prepare(QStringLiteral("DELETE FROM find_text WHERE file_id = ?"));
         insert.prepare(QStringLiteral("INSERT INTO find_text (file_id, \"desc\", src, body) VALUES (?, ?, ?, ?)"));
         dequeue.prepare(QStringLiteral("DELETE FROM find_pending WHERE file_id = ?"));
-        for (const Queued &file : std::as_const(queued)) {
+        for (const FindQueue::File &file : std::as_const(queued)) {
             remove.addBindValue(file.id);
             if (!remove.exec())
                 return fail(remove, db, err);
