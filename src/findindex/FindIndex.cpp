@@ -2,6 +2,7 @@
 
 #include "FindIndexUpdate.h"
 #include "FindPack.h"
+#include "store/PragmaScope.h"
 #include "store/Schema.h"
 #include "store/StoreAddress.h"
 #include "store/StoreError.h"
@@ -86,31 +87,6 @@ void ensureHitIndex(const QSqlDatabase &db)
     if (!runAll(db, statements, &err))
         qCInfo(lcStore) << "search without the index on what a hit lists:" << err.Description;
 }
-
-// The index holds nothing the files do not. SQLite built to delete securely, as Debian's is,
-// overwrites every page of a dropped table, which for a whole index is as much writing again as
-// building it: while it is dropped, only pages still in use are cleared.
-class QuickDrop final
-{
-public:
-    explicit QuickDrop(const QSqlDatabase &db) : m_query(db)
-    {
-        if (m_query.exec(QStringLiteral("PRAGMA secure_delete")) && m_query.next()) {
-            m_previous = m_query.value(0).toInt();
-            m_query.exec(QStringLiteral("PRAGMA secure_delete = FAST"));
-        }
-    }
-    ~QuickDrop()
-    {
-        if (m_previous >= 0)
-            m_query.exec(QStringLiteral("PRAGMA secure_delete = %1").arg(m_previous));
-    }
-    Q_DISABLE_COPY_MOVE(QuickDrop)
-
-private:
-    QSqlQuery m_query;
-    int m_previous = -1;
-};
 
 } // namespace
 
@@ -211,7 +187,10 @@ bool FindIndex::Rebuild(const QSqlDatabase &db, ErrObject *err)
             {QStringLiteral("TRUNCATE find_text"),
              QStringLiteral("INSERT INTO find_pending (file_id) SELECT auto_id FROM file ON CONFLICT DO NOTHING")},
             err);
-    QuickDrop quick(db);
+    // The index holds nothing the files do not. SQLite built to delete securely, as Debian's is,
+    // overwrites every page of a dropped table, which for a whole index is as much writing again as
+    // building it: while it is dropped, only pages still in use are cleared.
+    const PragmaScope quickDrop(db, QStringLiteral("secure_delete"), QStringLiteral("FAST"));
     // Whatever is left of a broken index goes, triggers included, and comes back whole.
     QStringList drops = {QStringLiteral("DROP TRIGGER IF EXISTS find_file_insert"),
                          QStringLiteral("DROP TRIGGER IF EXISTS find_file_update"),

@@ -5,6 +5,7 @@
 #include "FindPack.h"
 #include "FindQueue.h"
 #include "rtf/RtfReader.h"
+#include "store/PragmaScope.h"
 #include "store/DirectRows.h"
 #include "store/StoreError.h"
 #include "store/StoreQuery.h"
@@ -165,9 +166,7 @@ public:
     {
         if (!m_on)
             return;
-        if (m_query.exec(QStringLiteral("PRAGMA synchronous")) && m_query.next())
-            m_synchronous = m_query.value(0).toInt();
-        run(QStringLiteral("PRAGMA synchronous = NORMAL"));
+        m_synchronous.emplace(db, QStringLiteral("synchronous"), QStringLiteral("NORMAL"));
         run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('automerge', 0)"));
         run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('crisismerge', 2000)"));
         run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('hashsize', 67108864)"));
@@ -180,7 +179,6 @@ public:
         run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('automerge', 4)"));
         run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('crisismerge', 16)"));
         run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('hashsize', 1048576)"));
-        run(QStringLiteral("PRAGMA synchronous = %1").arg(m_synchronous));
     }
     // FTS5 merges a level of 16 segments or more at the next write, however small: a store of
     // millions of files has its levels merged now, while the build shows its progress, rather than
@@ -221,7 +219,7 @@ private:
 
     QSqlQuery m_query;
     bool m_on;
-    int m_synchronous = 2;
+    std::optional<PragmaScope> m_synchronous;
 };
 
 } // namespace
