@@ -228,6 +228,13 @@ void tst_view::listAdapter()
     list.Clear();
     QVERIFY(list.Add(QStringLiteral("k7"), QString(), 0, &err) && !list.Item(QStringLiteral("k8")) &&
             list.Count() == 1);
+    // Cleared again while the first rows are being freed, some freed, and the list gone before the
+    // rest are.
+    for (int i = 0; i < 30000; ++i)
+        list.Add(QStringLiteral("j%1").arg(i), QString(), 0, &err);
+    list.Clear();
+    QTest::qWait(20);
+    QVERIFY(list.Count() == 0 && list.Add(QStringLiteral("j1"), QString(), 0, &err));
 }
 
 void tst_view::listAndShowFiles()

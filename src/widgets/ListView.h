@@ -173,6 +173,7 @@ private:
     void menuKey(QAbstractItemView *view);
     void currentMoved(const QModelIndex &current);
     void scrollToTarget();
+    void freeDiscarded();
 
     ListModel *m_model;
     QItemSelectionModel *m_selection;
@@ -193,8 +194,11 @@ private:
     // The first batched row not yet shown, or -1.
     int m_pendingFrom = -1;
     QTimer *m_showTimer;
-    // The rows of a long list cleared, being freed on a worker thread.
-    QFuture<void> m_freeing;
+    // The rows of a long list cleared, freed a part at a time whenever the window is idle, once
+    // their index by key is freed on a worker thread.
+    QVector<ListItem *> m_discarded;
+    QFuture<void> m_discardedKeys;
+    QTimer *m_discardTimer;
     ListItem *m_scrollTarget = nullptr;
     bool m_scrollPosted = false;
 };
