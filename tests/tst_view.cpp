@@ -228,8 +228,8 @@ void tst_view::listAdapter()
     list.Clear();
     QVERIFY(list.Add(QStringLiteral("k7"), QString(), 0, &err) && !list.Item(QStringLiteral("k8")) &&
             list.Count() == 1);
-    // Cleared again while the first rows are being freed, some freed, and the list gone before the
-    // rest are.
+    // Cleared again while the first rows may still be being freed, and the list gone before the
+    // second ones are.
     for (int i = 0; i < 30000; ++i)
         list.Add(QStringLiteral("j%1").arg(i), QString(), 0, &err);
     list.Clear();

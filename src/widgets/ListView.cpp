@@ -21,8 +21,6 @@ namespace {
 
 constexpr int LargeIconSize = 32;
 constexpr int SmallIconSize = 16;
-// How often a cleared long list's rows are freed a part of while the window is idle.
-constexpr int idleFreeMs = 5;
 
 ErrObject elementNotFound()
 {
@@ -76,8 +74,6 @@ ListView::ListView(QWidget *parent)
     m_showTimer = new QTimer(this);
     m_showTimer->setSingleShot(true);
     connect(m_showTimer, &QTimer::timeout, this, &ListView::ShowAppended);
-    m_discardTimer = new QTimer(this);
-    connect(m_discardTimer, &QTimer::timeout, this, &ListView::freeDiscarded);
     for (QAbstractItemView *view :
          {static_cast<QAbstractItemView *>(m_report), static_cast<QAbstractItemView *>(m_icons)}) {
         view->setModel(m_model);
@@ -121,8 +117,7 @@ ListView::~ListView()
     // The views go first: closing a window asks them for the headers, which this object's members,
     // gone before its children, would no longer give.
     delete m_stack;
-    m_discardedKeys.waitForFinished();
-    qDeleteAll(m_discarded);
+    m_freeing.waitForFinished();
     qDeleteAll(m_rows);
 }
 
@@ -340,17 +335,14 @@ void ListView::Clear()
 {
     m_model->beginResetModel();
     // Freeing a search's hundreds of thousands of rows takes longer than the next search takes to
-    // list its first ones. A long list's index by key, which frees little but takes long to go
-    // through, goes on a worker thread; then its rows are freed here, a part at a time while the
-    // window waits for events. Not the rows on the worker too: every row added meanwhile would
-    // wait for that thread's lock on the memory they share, and a list of a million rows took
-    // three times as long to fill again.
+    // list its first ones: a long list is freed on a worker thread.
     constexpr int manyRows = 20000;
+    m_freeing.waitForFinished();
     if (m_rows.size() >= manyRows) {
-        m_discardedKeys.waitForFinished();
-        m_discardedKeys = QtConcurrent::run([keys = std::exchange(m_byKey, {})]() mutable { keys.clear(); });
-        m_discarded += std::exchange(m_rows, {});
-        m_discardTimer->start(idleFreeMs);
+        m_freeing = QtConcurrent::run([rows = std::exchange(m_rows, {}), keys = std::exchange(m_byKey, {})]() mutable {
+            keys.clear();
+            qDeleteAll(rows);
+        });
     } else {
         qDeleteAll(m_rows);
         m_rows.clear();
@@ -359,22 +351,6 @@ void ListView::Clear()
     m_pendingFrom = -1;
     m_scrollTarget = nullptr;
     m_model->endResetModel();
-}
-
-void ListView::freeDiscarded()
-{
-    // The rows hold the keys too: freed only here, on the thread that made them.
-    if (!m_discardedKeys.isFinished())
-        return;
-    // About ten milliseconds at a time.
-    constexpr qsizetype part = 16384;
-    const qsizetype from = std::max<qsizetype>(0, m_discarded.size() - part);
-    qDeleteAll(m_discarded.begin() + from, m_discarded.end());
-    m_discarded.resize(from);
-    if (m_discarded.isEmpty()) {
-        m_discarded.squeeze();
-        m_discardTimer->stop();
-    }
 }
 
 void ListView::BeginUpdate(int expectedRows)

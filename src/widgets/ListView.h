@@ -173,7 +173,6 @@ private:
     void menuKey(QAbstractItemView *view);
     void currentMoved(const QModelIndex &current);
     void scrollToTarget();
-    void freeDiscarded();
 
     ListModel *m_model;
     QItemSelectionModel *m_selection;
@@ -194,11 +193,8 @@ private:
     // The first batched row not yet shown, or -1.
     int m_pendingFrom = -1;
     QTimer *m_showTimer;
-    // The rows of a long list cleared, freed a part at a time whenever the window is idle, once
-    // their index by key is freed on a worker thread.
-    QVector<ListItem *> m_discarded;
-    QFuture<void> m_discardedKeys;
-    QTimer *m_discardTimer;
+    // The rows of a long list cleared, being freed on a worker thread.
+    QFuture<void> m_freeing;
     ListItem *m_scrollTarget = nullptr;
     bool m_scrollPosted = false;
 };
