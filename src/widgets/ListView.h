@@ -6,6 +6,7 @@
 #include <QHash>
 #include <QIcon>
 #include <QStringList>
+#include <QVarLengthArray>
 #include <QVariant>
 #include <QVector>
 #include <QWidget>
@@ -45,7 +46,9 @@ private:
     ListView *m_view;
     QString m_key;
     QString m_text;
-    QStringList m_subItems;
+    // Inline for the few columns a list has: a million search results would otherwise each take
+    // an allocation of their own for them.
+    QVarLengthArray<QString, 4> m_subItems;
     int m_icon;
     QVariant m_tag;
     int m_row = -1;
