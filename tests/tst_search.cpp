@@ -3,14 +3,14 @@
 
 #include "LibraryGenerator.h"
 #include "TestHome.h"
-#include "search/FileSearch.h"
 #include "data/FileTable.h"
-#include "findindex/FindIndex.h"
 #include "data/GameTable.h"
 #include "data/StoreCopy.h"
 #include "data/modADO.h"
+#include "findindex/FindIndex.h"
 #include "import/FileImport.h"
 #include "rtf/RtfReader.h"
+#include "search/FileSearch.h"
 
 #include <QFileInfo>
 #include <QProcess>
@@ -426,7 +426,8 @@ void tst_search::wholeIndexReadAhead()
     // Stopped part-way: what was written is kept, the rest stays queued.
     QVERIFY2(FindIndex::Update(db, -1, &done, &err, [&](qint64) { return ++calls < 2; }), qPrintable(err.Description));
     QVERIFY(FindIndex::Pending(db, &pending, &err));
-    QVERIFY2(done > 0 && pending > 0 && done + pending == 17000, qPrintable(QStringLiteral("%1+%2").arg(done).arg(pending)));
+    QVERIFY2(done > 0 && pending > 0 && done + pending == 17000,
+             qPrintable(QStringLiteral("%1+%2").arg(done).arg(pending)));
     const qint64 first = done;
     QVERIFY2(FindIndex::Update(db, -1, &done, &err), qPrintable(err.Description));
     QCOMPARE(done, 17000 - first);

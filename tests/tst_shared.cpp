@@ -1,9 +1,9 @@
 #include "TestHome.h"
 #include "data/BookmarkTable.h"
-#include "search/FileSearch.h"
 #include "data/FileTable.h"
 #include "data/GameTable.h"
 #include "data/modADO.h"
+#include "search/FileSearch.h"
 #include "store/SharedStore.h"
 #include "store/StoreAddress.h"
 

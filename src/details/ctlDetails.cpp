@@ -1,7 +1,7 @@
 #include "ctlDetails.h"
 
-#include "search/FileSearch.h"
 #include "data/modADO.h"
+#include "search/FileSearch.h"
 #include "system/SettingsStore.h"
 #include "system/Twips.h"
 #include "widgets/Caption.h"

@@ -4,10 +4,10 @@
 
 #include "base/ErrorLog.h"
 #include "data/FavoriteTable.h"
-#include "search/FileSearch.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
+#include "search/FileSearch.h"
 #include "system/Prompts.h"
 #include "widgets/ListView.h"
 

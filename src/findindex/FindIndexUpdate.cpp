@@ -5,8 +5,8 @@
 #include "FindPack.h"
 #include "FindQueue.h"
 #include "rtf/RtfReader.h"
-#include "store/PragmaScope.h"
 #include "store/DirectRows.h"
+#include "store/PragmaScope.h"
 #include "store/StoreError.h"
 #include "store/StoreQuery.h"
 #include "store/StoreTransaction.h"
@@ -212,9 +212,8 @@ private:
     }
     qint64 totalChanges()
     {
-        return m_query.exec(QStringLiteral("SELECT total_changes()")) && m_query.next()
-                   ? m_query.value(0).toLongLong()
-                   : -1;
+        return m_query.exec(QStringLiteral("SELECT total_changes()")) && m_query.next() ? m_query.value(0).toLongLong()
+                                                                                        : -1;
     }
 
     QSqlQuery m_query;
@@ -314,8 +313,8 @@ bool FindIndexUpdate::Shared(const QSqlDatabase &db, qint64 maxFiles, qint64 *do
             break;
         QVector<FindQueue::File> queued;
         // The server's ids are 32-bit: the smallest of those comes before every one.
-        if (!FindQueue::Read(db, std::numeric_limits<qint32>::min(), maxFiles < 0 ? 200 : std::min<qint64>(maxFiles, 200),
-                       &queued, err))
+        if (!FindQueue::Read(db, std::numeric_limits<qint32>::min(),
+                             maxFiles < 0 ? 200 : std::min<qint64>(maxFiles, 200), &queued, err))
             return false;
         if (queued.isEmpty())
             break;

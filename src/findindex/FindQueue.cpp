@@ -149,7 +149,10 @@ bool Read(const QSqlDatabase &db, qint64 afterId, qint64 limit, QVector<File> *f
 
 Reader::Reader(const QSqlDatabase &db, qint64 maxFiles, bool ahead, std::shared_ptr<const FindDictionary> dictionary,
                Make make)
-    : m_db(db), m_lastId(std::numeric_limits<qint64>::min()), m_left(maxFiles), m_make(std::move(make)),
+    : m_db(db),
+      m_lastId(std::numeric_limits<qint64>::min()),
+      m_left(maxFiles),
+      m_make(std::move(make)),
       m_dictionary(std::move(dictionary))
 {
     if (ahead && readableWhileWritten(db)) {

@@ -1,7 +1,7 @@
 #include "FileSearch.h"
 
-#include "data/GameIndex.h"
 #include "LeanFind.h"
+#include "data/GameIndex.h"
 #include "findindex/FindIndex.h"
 #include "rtf/RtfReader.h"
 #include "store/StoreAddress.h"
@@ -137,7 +137,6 @@ bool readHits(const QSqlDatabase &db, const QString &sql, const QVariantList &va
                                               err);
 }
 
-
 // A shared library: the trigram index narrows the rows, the server checks them.
 bool sharedFind(const QSqlDatabase &db, const FindRequest &request, HitBatcher *out, ErrObject *err, qint64 *badId)
 {
@@ -154,7 +153,6 @@ bool sharedFind(const QSqlDatabase &db, const FindRequest &request, HitBatcher *
                                      QStringLiteral("f.auto_id"));
     return readHits(db, sql, values, out, err, badId);
 }
-
 
 // How often `phrase` occurs in `text`, without overlapping; both UTF-8.
 int occurrences(std::string_view text, const QByteArray &phrase)

@@ -4,8 +4,7 @@
 
 #include <QVariant>
 
-PragmaScope::PragmaScope(const QSqlDatabase &db, const QString &name, const QString &value)
-    : m_query(db), m_name(name)
+PragmaScope::PragmaScope(const QSqlDatabase &db, const QString &name, const QString &value) : m_query(db), m_name(name)
 {
     if (StoreAddress::IsShared(db) || !m_query.exec(QStringLiteral("PRAGMA ") + name) || !m_query.next())
         return;

@@ -2,8 +2,8 @@
 // per line and nothing else, and exits 0 (also when nothing is found); 2 when the store cannot be
 // used or the arguments are wrong. A store without the search index gets it built first.
 #include "base/Version.h"
-#include "search/FileSearch.h"
 #include "data/modADO.h"
+#include "search/FileSearch.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

@@ -4,14 +4,14 @@
 // runs it. Runs on a copy of the store beside it, which gets the index built first.
 
 #include "BenchContext.h"
-#include "search/FileSearch.h"
-#include "findindex/FindIndex.h"
 #include "data/NodeKey.h"
 #include "data/modADO.h"
 #include "data/modNames.h"
 #include "details/ctlDetails.h"
 #include "find/FindRun.h"
+#include "findindex/FindIndex.h"
 #include "rtf/RtfReader.h"
+#include "search/FileSearch.h"
 #include "store/StoreAddress.h"
 
 #include <QElapsedTimer>
