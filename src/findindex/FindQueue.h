@@ -127,7 +127,8 @@ private:
     std::unique_ptr<Batch> m_ready;
     bool m_stop = false;
     bool m_ended = false;
-    // The reader's own connection could not be opened: the caller's reads instead.
+    // Batches are read on the caller's thread, when it asks: no reading ahead was wanted or
+    // possible, or the reader's own connection could not be opened.
     bool m_onCaller = true;
     ErrObject m_failure;
     std::thread m_thread;
