@@ -361,9 +361,14 @@ void tst_details::loadingFavoritesAndSearchResults()
     QCOMPARE(results->ColumnCaption(3), QStringLiteral("Search Field"));
     for (int time = 0; time < 2; ++time)
         addResult(8, 2, QStringLiteral("Codes"), QStringLiteral("File"));
+    // Out of order too: a lower id is looked up, and a new one listed.
+    addResult(7, 1, QStringLiteral("Guide"), QStringLiteral("File"));
+    addResult(5, 1, QStringLiteral("Walk"), QStringLiteral("File"));
     QCOMPARE(std::tuple(desk.keys(results), results->ColumnCaption(3), results->ItemAt(2)->SubItem(2)),
-             std::tuple(QStringList{QStringLiteral("K_7|") + desk.quest, QStringLiteral("K_8|") + desk.quest},
+             std::tuple(QStringList{QStringLiteral("K_7|") + desk.quest, QStringLiteral("K_8|") + desk.quest,
+                                    QStringLiteral("K_5|") + desk.quest},
                         QString("File"), QString("Cheat\\Hint\\Code")));
+    results->Remove(results->ItemAt(3));
     // The Hits column follows: occurrences in the searched text, without overlapping.
     const qint32 game = desk.home.addGame(18, 1, QStringLiteral("Quest"));
     const qint32 first =

@@ -220,9 +220,19 @@ void tst_view::listAdapter()
     QCoreApplication::processEvents();
     QCOMPARE(std::tuple(report->model()->rowCount(), list.Count()), std::tuple(0, 0));
 
+    // Rows added as new are found by key once looked for, their keys taken and given back.
+    list.AddNew(QStringLiteral("n1"), QStringLiteral("n1"), 0);
+    list.AddNew(QStringLiteral("n2"), QStringLiteral("n2"), 0);
+    QVERIFY(!list.Add(QStringLiteral("n2"), QString(), 0, &err) && err.Number == ErrNumber::KeyNotUnique);
+    list.AddNew(QStringLiteral("n3"), QStringLiteral("n3"), 0);
+    list.Remove(list.ItemAt(3));
+    QVERIFY(list.Item(QStringLiteral("n1")) == list.ItemAt(1) && !list.Item(QStringLiteral("n3")) &&
+            list.Add(QStringLiteral("n3"), QString(), 0, &err));
+    list.Clear();
+
     // A long list is cleared at once, its rows freed meanwhile; it takes the same keys again.
     for (int i = 0; i < 30000; ++i)
-        list.Add(QStringLiteral("k%1").arg(i), QString(), 0, &err);
+        list.AddNew(QStringLiteral("k%1").arg(i), QString(), 0);
     list.ShowAppended();
     QCOMPARE(report->model()->rowCount(), 30000);
     list.Clear();

@@ -152,6 +152,8 @@ private:
     // The Hits column's count under way: the request, and the next result row to count.
     std::unique_ptr<FindRequest> m_hitsRequest;
     int m_hitsNext = 0;
+    // The highest file id in Search Results.
+    qint32 m_searchTopId = 0;
     bool m_fitSearchColumns = false;
     // Search Results show each new result until the user scrolls or clicks them: results come while
     // a search goes on, and the user reading the first ones is not to be carried along.

@@ -113,6 +113,7 @@ void ctlDetails::ClearSearch()
     m_hitsRequest.reset();
     m_hitsTimer->stop();
     lvSearchResults->Clear();
+    m_searchTopId = 0;
     m_followSearch = true;
     lblHeaders[2]->setText(QStringLiteral(" Search Results:"));
 }
@@ -145,11 +146,14 @@ void ctlDetails::AddSearch(qint32 FileId, const QString &PlatformName, const QSt
                            const QString &FoundText, const QString &GameKey, const QString &FieldName)
 {
     lvSearchResults->setColumnCaption(3, FieldName.isEmpty() ? QStringLiteral("Search Field") : FieldName);
-    ErrObject err;
-    // A file found twice is listed once.
-    ListItem *entry = lvSearchResults->Add(NodeKey::FilePath(FileId, GameKey), PlatformName, 0, &err);
-    if (!entry)
+    // A file found twice is listed once. A search lists its files in ascending order of id, so a
+    // file with a higher id than all before it is new, and the list's look-up by key, which costs
+    // more than making the row, is needed only for files that come out of order.
+    QString key = NodeKey::FilePath(FileId, GameKey);
+    if (FileId <= m_searchTopId && lvSearchResults->Item(key))
         return;
+    m_searchTopId = std::max(m_searchTopId, FileId);
+    ListItem *entry = lvSearchResults->AddNew(std::move(key), PlatformName, 0);
     entry->setSubItem(1, GameName);
     entry->setSubItem(2, modNames::GetSubCatName(SubCat));
     entry->setSubItem(3, FoundText);

@@ -13,7 +13,6 @@
 #include <QTimer>
 #include <QTreeView>
 #include <QVBoxLayout>
-#include <QtConcurrent/QtConcurrentRun>
 
 #include <algorithm>
 
@@ -74,6 +73,8 @@ ListView::ListView(QWidget *parent)
     m_showTimer = new QTimer(this);
     m_showTimer->setSingleShot(true);
     connect(m_showTimer, &QTimer::timeout, this, &ListView::ShowAppended);
+    m_freeTimer = new QTimer(this);
+    connect(m_freeTimer, &QTimer::timeout, this, &ListView::freeCleared);
     for (QAbstractItemView *view :
          {static_cast<QAbstractItemView *>(m_report), static_cast<QAbstractItemView *>(m_icons)}) {
         view->setModel(m_model);
@@ -117,8 +118,8 @@ ListView::~ListView()
     // The views go first: closing a window asks them for the headers, which this object's members,
     // gone before its children, would no longer give.
     delete m_stack;
-    m_freeing.waitForFinished();
     qDeleteAll(m_rows);
+    qDeleteAll(m_cleared.cbegin() + m_freedUpTo, m_cleared.cend());
 }
 
 bool ListView::setView(int view)
@@ -244,6 +245,7 @@ void ListView::SetImage(int index, const QIcon &icon)
 
 ListItem *ListView::Add(const QString &key, const QString &text, int icon, ErrObject *err)
 {
+    indexKeys();
     // One look-up both checks the key and makes its place.
     ListItem **slot = nullptr;
     if (!key.isEmpty()) {
@@ -256,6 +258,19 @@ ListItem *ListView::Add(const QString &key, const QString &text, int icon, ErrOb
     auto *item = new ListItem(this, key, text, icon);
     if (slot)
         *slot = item;
+    return append(item);
+}
+
+ListItem *ListView::AddNew(QString key, const QString &text, int icon)
+{
+    auto *item = new ListItem(this, std::move(key), text, icon);
+    if (!item->m_key.isEmpty())
+        m_unindexed.append(item);
+    return append(item);
+}
+
+ListItem *ListView::append(ListItem *item)
+{
     if (m_updating || (m_batchAppend && !m_sorted)) {
         if (!m_updating && m_pendingFrom < 0) {
             m_pendingFrom = Count();
@@ -276,8 +291,19 @@ ListItem *ListView::Add(const QString &key, const QString &text, int icon, ErrOb
     return item;
 }
 
+void ListView::indexKeys() const
+{
+    if (m_unindexed.isEmpty())
+        return;
+    m_byKey.reserve(m_byKey.size() + m_unindexed.size());
+    for (ListItem *item : std::as_const(m_unindexed))
+        m_byKey.insert(item->m_key, item);
+    m_unindexed = {};
+}
+
 ListItem *ListView::Item(const QString &key, ErrObject *err) const
 {
+    indexKeys();
     ListItem *item = key.isEmpty() ? nullptr : m_byKey.value(key);
     if (!item && err)
         *err = elementNotFound();
@@ -307,6 +333,7 @@ void ListView::Remove(ListItem *item)
         m_model->endRemoveRows();
     }
     renumber(row);
+    indexKeys();
     if (!item->m_key.isEmpty())
         m_byKey.remove(item->m_key);
     if (item == m_scrollTarget)
@@ -319,6 +346,7 @@ bool ListView::setKey(ListItem *item, const QString &key, ErrObject *err)
 {
     if (key == item->m_key)
         return true;
+    indexKeys();
     if (!key.isEmpty() && m_byKey.contains(key)) {
         *err = keyNotUnique();
         return false;
@@ -335,22 +363,37 @@ void ListView::Clear()
 {
     m_model->beginResetModel();
     // Freeing a search's hundreds of thousands of rows takes longer than the next search takes to
-    // list its first ones: a long list is freed on a worker thread.
+    // list its first ones. A long list is freed a slice at a time while the window goes on, on this
+    // thread: freeing on another would contend with the next list's rows for the allocator's lock,
+    // where freed here they are the very memory the next rows are made in.
     constexpr int manyRows = 20000;
-    m_freeing.waitForFinished();
     if (m_rows.size() >= manyRows) {
-        m_freeing = QtConcurrent::run([rows = std::exchange(m_rows, {}), keys = std::exchange(m_byKey, {})]() mutable {
-            keys.clear();
-            qDeleteAll(rows);
-        });
+        m_cleared += std::exchange(m_rows, {});
+        m_freeTimer->start();
     } else {
         qDeleteAll(m_rows);
         m_rows.clear();
-        m_byKey.clear();
     }
+    m_byKey.clear();
+    m_unindexed.clear();
     m_pendingFrom = -1;
     m_scrollTarget = nullptr;
     m_model->endResetModel();
+}
+
+void ListView::freeCleared()
+{
+    // A few milliseconds a slice. Oldest first, as they were made: the allocator joins the freed
+    // memory into large blocks the next rows are made in, rather than handing it back to the system.
+    constexpr qsizetype slice = 10000;
+    const qsizetype to = std::min(m_freedUpTo + slice, m_cleared.size());
+    for (; m_freedUpTo < to; ++m_freedUpTo)
+        delete m_cleared.at(m_freedUpTo);
+    if (m_freedUpTo == m_cleared.size()) {
+        m_cleared = {};
+        m_freedUpTo = 0;
+        m_freeTimer->stop();
+    }
 }
 
 void ListView::BeginUpdate(int expectedRows)

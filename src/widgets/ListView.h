@@ -2,7 +2,6 @@
 
 #include "system/ErrObject.h"
 
-#include <QFuture>
 #include <QHash>
 #include <QIcon>
 #include <QStringList>
@@ -90,6 +89,10 @@ public:
     // Adds a row at the end, or at its place in a sorted list. An empty key adds a row that cannot be
     // found by key.
     ListItem *Add(const QString &key, const QString &text, int icon, ErrObject *err);
+    // Adds a row as Add does, for a caller that knows no row has `key` yet: a list filled once and
+    // read in order, such as a million search results, never pays for finding rows by key, as the
+    // keys are looked at only when a row is first looked up by key.
+    ListItem *AddNew(QString key, const QString &text, int icon);
     // The row with `key`, or null (and error 35601 in `err` when given).
     ListItem *Item(const QString &key, ErrObject *err = nullptr) const;
     bool Remove(const QString &key, ErrObject *err);
@@ -168,6 +171,9 @@ private:
         bool operator()(const ListItem *a, const ListItem *b) const;
     };
 
+    ListItem *append(ListItem *item);
+    // Takes the keys of the rows added by AddNew into the look-up by key.
+    void indexKeys() const;
     int placeFor(const ListItem *item) const;
     void renumber(int from);
     void sortRows();
@@ -176,6 +182,7 @@ private:
     void menuKey(QAbstractItemView *view);
     void currentMoved(const QModelIndex &current);
     void scrollToTarget();
+    void freeCleared();
 
     ListModel *m_model;
     QItemSelectionModel *m_selection;
@@ -184,7 +191,9 @@ private:
     QListView *m_icons;
 
     QVector<ListItem *> m_rows;
-    QHash<QString, ListItem *> m_byKey;
+    mutable QHash<QString, ListItem *> m_byKey;
+    // Rows added by AddNew whose keys m_byKey does not hold yet.
+    mutable QVector<ListItem *> m_unindexed;
     QStringList m_captions;
     QHash<int, QIcon> m_images;
     int m_view = Report;
@@ -196,8 +205,10 @@ private:
     // The first batched row not yet shown, or -1.
     int m_pendingFrom = -1;
     QTimer *m_showTimer;
-    // The rows of a long list cleared, being freed on a worker thread.
-    QFuture<void> m_freeing;
+    // The rows of a long list cleared, not freed yet.
+    QVector<ListItem *> m_cleared;
+    qsizetype m_freedUpTo = 0;
+    QTimer *m_freeTimer;
     ListItem *m_scrollTarget = nullptr;
     bool m_scrollPosted = false;
 };
