@@ -16,6 +16,14 @@ namespace {
 
 using namespace FileSearchParts;
 
+// The columns of a file that HitReader reads, of `from` (which names the file `f`), and `more`.
+QString fileStatement(const QString &from, const QStringList &where, const QString &order, const QString &more = {})
+{
+    return QStringLiteral("SELECT f.auto_id, f.game_id, f.sub_cat, f.\"desc\"") + more + QStringLiteral(" FROM ") +
+           from + (where.isEmpty() ? QString() : QStringLiteral(" WHERE ") + where.join(QStringLiteral(" AND "))) +
+           QStringLiteral(" ORDER BY ") + order;
+}
+
 // Checks candidates against their packed fields a few hundred at a time on the worker threads,
 // while the search reads the next ones; hands the hits over in the order they came, each first
 // given to `complete` (when set), which may fill it in or drop it.
@@ -26,7 +34,10 @@ public:
 
     CandidateCheck(const FindRequest &request, std::shared_ptr<const FindDictionary> dictionary, HitBatcher *out,
                    Complete complete = {})
-        : m_request(request), m_phrase(request.Phrase.toUtf8()), m_dictionary(std::move(dictionary)), m_out(out),
+        : m_request(request),
+          m_phrase(request.Phrase.toUtf8()),
+          m_dictionary(std::move(dictionary)),
+          m_out(out),
           m_complete(std::move(complete))
     {}
     ~CandidateCheck() { m_checked.waitForFinished(); }
@@ -146,29 +157,95 @@ private:
 };
 
 // Reads a lean search's rows straight from SQLite: a million hits would otherwise cost a variant
-// for every column of every row. A game's name is made once and shared by all its hits.
+// for every column of every row. A hit's game is looked up once and its name shared by all its
+// hits: joined in the statement, the game table was read again for every hit, which took as long as
+// reading the hits themselves.
 class HitReader final
 {
 public:
-    // The hit columns at `first` and after.
-    FindHit hit(const DirectRows &rows, int first = 0)
+    explicit HitReader(const QSqlDatabase &db) : m_db(db) {}
+
+    // The hit columns (fileColumns) at `first` and after; false when its game could not be read.
+    bool hit(const DirectRows &rows, FindHit *hit, ErrObject *err, int first = 0)
     {
-        FindHit hit;
-        hit.FileId = rows.id(first);
-        hit.GameId = rows.id(first + 1);
-        hit.SubCat = rows.code(first + 2);
-        hit.Desc = rows.text(first + 3);
-        auto name = m_names.find(hit.GameId);
-        if (name == m_names.end())
-            name = m_names.insert(hit.GameId, rows.text(first + 4));
-        hit.GameName = *name;
-        hit.PlatformId = rows.code(first + 5);
-        hit.GenreId = rows.code(first + 6);
-        return hit;
+        hit->FileId = rows.id(first);
+        hit->GameId = rows.id(first + 1);
+        hit->SubCat = rows.code(first + 2);
+        hit->Desc = rows.text(first + 3);
+        auto game = m_games.constFind(hit->GameId);
+        if (game == m_games.cend()) {
+            if (!lookUp(hit->GameId, err))
+                return false;
+            game = m_games.constFind(hit->GameId);
+        }
+        hit->GameName = game->Name;
+        hit->PlatformId = game->PlatformId;
+        hit->GenreId = game->GenreId;
+        return true;
     }
 
 private:
-    QHash<qint32, QString> m_names;
+    struct Game
+    {
+        QString Name;
+        quint8 PlatformId = 0;
+        quint8 GenreId = 0;
+    };
+
+    // A file of a game that is gone lists with no game, as it would joined to none.
+    bool lookUp(qint32 id, ErrObject *err)
+    {
+        // Games are looked up one at a time while they are few. A search that has met a tenth of
+        // them reads them all in one pass, which costs about as much as that many look-ups: a rare
+        // phrase costs no more than the games it meets, a common one at most twice the pass.
+        if (m_readAfter < 0) {
+            DirectRows last(m_db, QStringLiteral("SELECT max(auto_id) FROM game"));
+            if (!last.next())
+                return fail(last, err);
+            m_readAfter = std::max<qint64>(last.id64(0) / 10, 100);
+        }
+        if (m_readAll || ++m_lookups > m_readAfter) {
+            if (!m_readAll && !readAll(err))
+                return false;
+            if (!m_games.contains(id))
+                m_games.insert(id, {});
+            return true;
+        }
+        if (!m_one)
+            m_one = std::make_unique<DirectRows>(
+                m_db, QStringLiteral("SELECT name, platform_id, genre_id FROM game WHERE auto_id = ?"));
+        if (!m_one->run({id}))
+            return fail(*m_one, err);
+        Game &game = m_games[id];
+        if (m_one->next())
+            game = {m_one->text(0), m_one->code(1), m_one->code(2)};
+        else if (!m_one->done())
+            return fail(*m_one, err);
+        return true;
+    }
+    bool readAll(ErrObject *err)
+    {
+        m_readAll = true;
+        DirectRows all(m_db, QStringLiteral("SELECT auto_id, name, platform_id, genre_id FROM game"));
+        if (!all.isReady())
+            return fail(all, err);
+        while (all.next())
+            m_games.insert(all.id(0), {all.text(1), all.code(2), all.code(3)});
+        return all.done() || fail(all, err);
+    }
+    static bool fail(const DirectRows &rows, ErrObject *err)
+    {
+        *err = rows.error();
+        return false;
+    }
+
+    const QSqlDatabase m_db;
+    QHash<qint32, Game> m_games;
+    std::unique_ptr<DirectRows> m_one;
+    qint64 m_lookups = 0;
+    // How many games are looked up one at a time; -1 until the first is.
+    qint64 m_readAfter = -1;
+    bool m_readAll = false;
 };
 
 // Steps through `rows` while `row` returns true, each row's id (column 0) checked first: one out of
@@ -192,7 +269,8 @@ bool eachRow(DirectRows &rows, const std::function<bool()> &row, ErrObject *err,
 
 } // namespace
 
-bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &request, HitBatcher *out, ErrObject *err, qint64 *badId)
+bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &request, HitBatcher *out, ErrObject *err,
+                               qint64 *badId)
 {
     std::shared_ptr<const FindDictionary> dictionary;
     if (!FindIndex::Dictionary(db, &dictionary, err))
@@ -201,8 +279,8 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
     const QList<QByteArray> words = FindGrams::Phrase(request.Phrase);
     const bool decided = request.Desc && request.Src && request.Text && request.Criteria.GameId == 0 &&
                          FindGrams::Decides(request.Phrase);
-    const QString file =
-        FindIndex::HasHitIndex(db) ? QStringLiteral("file f INDEXED BY ") + FindIndex::HitIndex : QStringLiteral("file f");
+    const QString file = FindIndex::HasHitIndex(db) ? QStringLiteral("file f INDEXED BY ") + FindIndex::HitIndex
+                                                    : QStringLiteral("file f");
     // The chosen categories (and game) apply to whichever statement reads the files.
     QVariantList criteriaValues;
     const QString criteria = criteriaTerms(request.Criteria, &criteriaValues);
@@ -219,7 +297,7 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
             quoted << QLatin1Char('"') + QString::fromLatin1(word) + QLatin1Char('"');
         match = quoted.join(QStringLiteral(" AND "));
     }
-    HitReader reader;
+    HitReader reader(db);
     ErrObject lookupErr;
     CandidateCheck::Complete complete;
     std::unique_ptr<DirectRows> lookup;
@@ -229,13 +307,13 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
         // every chosen file is checked. A game's files are found through the index on the game.
         values = criteriaValues;
         const QString files = request.Criteria.GameId != 0 ? QStringLiteral("file f") : file;
-        sql = hitStatement(files + QStringLiteral(" CROSS JOIN find_plain i ON i.file_id = f.auto_id"), withCriteria({}),
-                           QStringLiteral("f.auto_id"))
-                  .replace(QStringLiteral(" FROM "), QStringLiteral(", i.fields FROM "));
+        sql = fileStatement(files + QStringLiteral(" CROSS JOIN find_plain i ON i.file_id = f.auto_id"),
+                            withCriteria({}), QStringLiteral("f.auto_id"), QStringLiteral(", i.fields"));
     } else if (decided) {
         values = QVariantList{match} + criteriaValues;
-        sql = hitStatement(QStringLiteral("find_text t CROSS JOIN ") + file + QStringLiteral(" ON f.auto_id = t.rowid"),
-                           withCriteria({QStringLiteral("find_text MATCH ?")}), QStringLiteral("t.rowid"));
+        sql =
+            fileStatement(QStringLiteral("find_text t CROSS JOIN ") + file + QStringLiteral(" ON f.auto_id = t.rowid"),
+                          withCriteria({QStringLiteral("find_text MATCH ?")}), QStringLiteral("t.rowid"));
     } else {
         // Most candidates of a phrase the words do not decide are not hits: they are checked on
         // their packed fields first, and only a hit's file and game are read.
@@ -243,12 +321,12 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
         sql = QStringLiteral("SELECT t.rowid, i.fields FROM find_text t CROSS JOIN find_plain i ON i.file_id = "
                              "t.rowid WHERE find_text MATCH ? ORDER BY t.rowid");
         lookup = std::make_unique<DirectRows>(
-            db, hitStatement(file, withCriteria({QStringLiteral("f.auto_id = ?")}), QStringLiteral("f.auto_id")));
+            db, fileStatement(file, withCriteria({QStringLiteral("f.auto_id = ?")}), QStringLiteral("f.auto_id")));
         complete = [&, lookupValues = QVariantList{0} + criteriaValues](FindHit *hit, bool *keep) mutable {
             lookupValues[0] = hit->FileId;
             *keep = lookup->run(lookupValues) && lookup->next();
             if (*keep)
-                *hit = reader.hit(*lookup);
+                reader.hit(*lookup, hit, &lookupErr);
             else if (!lookup->done())
                 lookupErr = lookup->error();
             return !lookupErr.isError();
@@ -259,9 +337,23 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
         *err = rows.error();
         return false;
     }
-    if (decided)
-        return eachRow(
-            rows, [&] { return out->add(reader.hit(rows)); }, err, badId);
+    // Whether the hit read from `rows` is handed on; false for a game that could not be read.
+    const auto readHit = [&](FindHit *hit) {
+        if (reader.hit(rows, hit, &lookupErr))
+            return true;
+        *err = lookupErr;
+        return false;
+    };
+    if (decided) {
+        const bool read = eachRow(
+            rows,
+            [&] {
+                FindHit hit;
+                return readHit(&hit) && out->add(std::move(hit));
+            },
+            err, badId);
+        return read && !lookupErr.isError();
+    }
     CandidateCheck checks(request, dictionary, out, complete);
     bool going = true;
     const bool read = eachRow(
@@ -272,7 +364,8 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
                 hit.FileId = rows.id(0);
                 going = checks.add(std::move(hit), rows.bytes(1));
             } else {
-                going = checks.add(reader.hit(rows), rows.bytes(7));
+                FindHit hit;
+                going = readHit(&hit) && checks.add(std::move(hit), rows.bytes(4));
             }
             return going;
         },
