@@ -291,10 +291,8 @@ ListItem *ListView::append(ListItem *item)
     return item;
 }
 
-void ListView::indexKeys() const
+void ListView::indexUnindexed() const
 {
-    if (m_unindexed.isEmpty())
-        return;
     m_byKey.reserve(m_byKey.size() + m_unindexed.size());
     for (ListItem *item : std::as_const(m_unindexed))
         m_byKey.insert(item->m_key, item);

@@ -173,7 +173,12 @@ private:
 
     ListItem *append(ListItem *item);
     // Takes the keys of the rows added by AddNew into the look-up by key.
-    void indexKeys() const;
+    void indexKeys() const
+    {
+        if (!m_unindexed.isEmpty())
+            indexUnindexed();
+    }
+    void indexUnindexed() const;
     int placeFor(const ListItem *item) const;
     void renumber(int from);
     void sortRows();
