@@ -165,7 +165,7 @@ class HitReader final
 public:
     explicit HitReader(const QSqlDatabase &db) : m_db(db) {}
 
-    // The hit columns (fileColumns) at `first` and after; false when its game could not be read.
+    // The columns fileStatement reads, at `first` and after; false when the game could not be read.
     bool hit(const DirectRows &rows, FindHit *hit, ErrObject *err, int first = 0)
     {
         hit->FileId = rows.id(first);
