@@ -31,12 +31,18 @@ QString FileSearchParts::criteriaTerms(const FileCriteria &criteria, QVariantLis
     return conditions.isEmpty() ? conditions : QLatin1Char('(') + conditions + QLatin1Char(')');
 }
 
-QString FileSearchParts::hitStatement(const QString &from, const QStringList &where, const QString &order)
+QString FileSearchParts::selectStatement(const QString &columns, const QString &from, const QStringList &where,
+                                         const QString &order)
 {
-    return QStringLiteral("SELECT ") + hitColumns + QStringLiteral(" FROM ") + from +
-           QStringLiteral(" LEFT JOIN game g ON g.auto_id = f.game_id") +
+    return QStringLiteral("SELECT ") + columns + QStringLiteral(" FROM ") + from +
            (where.isEmpty() ? QString() : QStringLiteral(" WHERE ") + where.join(QStringLiteral(" AND "))) +
            QStringLiteral(" ORDER BY ") + order;
+}
+
+QString FileSearchParts::hitStatement(const QString &from, const QStringList &where, const QString &order)
+{
+    return selectStatement(hitColumns, from + QStringLiteral(" LEFT JOIN game g ON g.auto_id = f.game_id"), where,
+                           order);
 }
 
 std::string_view FileSearchParts::searched(const FindRequest &request, const FindUnpacker &fields, std::string *joined)

@@ -19,9 +19,7 @@ using namespace FileSearchParts;
 // The columns of a file that HitReader reads, of `from` (which names the file `f`), and `more`.
 QString fileStatement(const QString &from, const QStringList &where, const QString &order, const QString &more = {})
 {
-    return QStringLiteral("SELECT f.auto_id, f.game_id, f.sub_cat, f.\"desc\"") + more + QStringLiteral(" FROM ") +
-           from + (where.isEmpty() ? QString() : QStringLiteral(" WHERE ") + where.join(QStringLiteral(" AND "))) +
-           QStringLiteral(" ORDER BY ") + order;
+    return selectStatement(QStringLiteral("f.auto_id, f.game_id, f.sub_cat, f.\"desc\"") + more, from, where, order);
 }
 
 // Checks candidates against their packed fields a few hundred at a time on the worker threads,

@@ -60,6 +60,8 @@ private:
 // The criteria as SQL on table `file` under the name `f`, bracketed so that " Or " stays inside;
 // their values are appended to `values`.
 QString criteriaTerms(const FileCriteria &criteria, QVariantList *values);
+// SELECT `columns` FROM `from`, with the `where` terms all met, in `order`.
+QString selectStatement(const QString &columns, const QString &from, const QStringList &where, const QString &order);
 // The hit columns of `from` (which names the file `f`) joined with their game, as SQL.
 QString hitStatement(const QString &from, const QStringList &where, const QString &order);
 // The text a request searches in a file's unpacked fields: all three joined as kept, or the chosen
