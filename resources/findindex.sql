@@ -1,16 +1,20 @@
 -- The search index. Lorekeep fills it: find_text holds the words (three characters each) of every
 -- file's fields, without their text; find_plain holds the fields themselves, packed, for checking
--- candidates, counting and for taking a changed file's old words out again; find_dictionary the
--- dictionary they are packed with. The triggers queue every added, changed or deleted file, and
--- run in any SQLite with FTS5, so a store changed elsewhere is brought up to date by Lorekeep.
+-- candidates, counting and for taking a changed file's old words out again, with the file's game and
+-- category, so that a candidate found to hold the phrase is listed from the row it was checked on;
+-- find_dictionary the dictionary they are packed with. The triggers queue every added, changed or
+-- deleted file, and run in any SQLite with FTS5, so a store changed elsewhere is brought up to date
+-- by Lorekeep.
 -- Run again on a store that has part of it, it adds what is missing.
 CREATE VIRTUAL TABLE IF NOT EXISTS find_text USING fts5(grams, content = '', tokenize = 'ascii', detail = none, columnsize = 0);
-CREATE TABLE IF NOT EXISTS find_plain (file_id INTEGER PRIMARY KEY, fields BLOB NOT NULL);
+CREATE TABLE IF NOT EXISTS find_plain (file_id INTEGER PRIMARY KEY, fields BLOB NOT NULL, game_id INTEGER, sub_cat INTEGER);
 CREATE TABLE IF NOT EXISTS find_dictionary (dict_id INTEGER PRIMARY KEY, bytes BLOB NOT NULL);
 CREATE TABLE IF NOT EXISTS find_pending (file_id INTEGER PRIMARY KEY);
 CREATE TRIGGER IF NOT EXISTS find_file_insert AFTER INSERT ON file BEGIN INSERT OR IGNORE INTO find_pending (file_id) VALUES (new.auto_id); END;
 CREATE TRIGGER IF NOT EXISTS find_file_update AFTER UPDATE OF src, desc, txt_rtf ON file BEGIN INSERT OR IGNORE INTO find_pending (file_id) VALUES (new.auto_id); END;
 CREATE TRIGGER IF NOT EXISTS find_file_delete AFTER DELETE ON file BEGIN INSERT OR IGNORE INTO find_pending (file_id) VALUES (old.auto_id); END;
+-- A file moved to another game or category keeps its words: only its row in find_plain follows.
+CREATE TRIGGER IF NOT EXISTS find_file_move AFTER UPDATE OF game_id, sub_cat ON file BEGIN UPDATE find_plain SET game_id = new.game_id, sub_cat = new.sub_cat WHERE file_id = new.auto_id; END;
 -- What a hit lists of its file, so that a search with many hits reads it without the files' texts.
 CREATE INDEX IF NOT EXISTS file_find_hit ON file (auto_id, game_id, sub_cat, "desc");
 -- In order of id: the covering index that SQLite reads otherwise is in order of game, and a queue

@@ -313,6 +313,22 @@ void tst_search::olderStoreGetsAnIndex()
     QVERIFY(hitIndexes() == 1 && QSqlQuery(db).exec(QStringLiteral("DROP INDEX file_find_hit")));
     compare(db, library.phrases(3).mid(0, 20), "hit index added");
     QCOMPARE(hitIndexes(), 1);
+    // An index made before each file's game and category were kept beside its packed fields: the
+    // next search adds them. Then files are moved and recategorised behind Lorekeep's back, and
+    // rows come back without them, as an earlier Lorekeep writes them.
+    for (const char *statement :
+         {"DROP TRIGGER find_file_move", "CREATE TABLE plain_before (file_id INTEGER PRIMARY KEY, fields BLOB NOT NULL)",
+          "INSERT INTO plain_before SELECT file_id, fields FROM find_plain", "DROP TABLE find_plain",
+          "ALTER TABLE plain_before RENAME TO find_plain"})
+        QVERIFY2(QSqlQuery(db).exec(QLatin1String(statement)), statement);
+    QVERIFY(!FindIndex::HasHitColumns(db));
+    compare(db, library.phrases(4).mid(0, 40), "game and category added");
+    QVERIFY(FindIndex::HasHitColumns(db));
+    for (const char *statement : {"UPDATE file SET sub_cat = 1 + sub_cat % 6, game_id = (SELECT min(auto_id) FROM "
+                                  "game) WHERE auto_id % 3 = 0",
+                                  "UPDATE find_plain SET game_id = NULL, sub_cat = NULL WHERE file_id % 4 = 0"})
+        QVERIFY2(QSqlQuery(db).exec(QLatin1String(statement)), statement);
+    compare(db, library.phrases(5).mid(0, 40), "files moved");
 
     // Files of ten megabytes each are indexed two at a time, not thousands at once: each batch is
     // one commit, so the commits are counted.

@@ -88,9 +88,55 @@ void ensureHitIndex(const QSqlDatabase &db)
         qCInfo(lcStore) << "search without the index on what a hit lists:" << err.Description;
 }
 
+// Which of the columns of a file's game and category find_plain has, and whether the trigger that
+// keeps them is there; false when that cannot be read.
+bool hitColumns(const QSqlDatabase &db, QStringList *missing, bool *kept)
+{
+    StoreQuery query(db);
+    bool found = false;
+    if (!query.run(QStringLiteral("SELECT (SELECT group_concat(name) FROM pragma_table_info('find_plain') WHERE name "
+                                  "IN ('game_id', 'sub_cat')), EXISTS (SELECT 1 FROM sqlite_master WHERE type = "
+                                  "'trigger' AND name = 'find_file_move')"),
+                   nullptr) ||
+        !query.firstRow(&found, nullptr) || !found)
+        return false;
+    const QStringList present = query.value(0).toString().split(QLatin1Char(','));
+    *missing = QStringList{QStringLiteral("game_id"), QStringLiteral("sub_cat")};
+    missing->removeIf([&present](const QString &column) { return present.contains(column); });
+    *kept = query.value(1).toBool();
+    return true;
+}
+
+// An index made by an earlier Lorekeep keeps no game and category beside each file's packed fields.
+// They are added from the files (a few seconds for a million of them), with the trigger that keeps
+// them. A store that cannot take them is searched as it is: its hits are looked up one by one.
+void ensureHitColumns(const QSqlDatabase &db)
+{
+    QStringList missing;
+    bool kept = false;
+    if (!hitColumns(db, &missing, &kept) || (missing.isEmpty() && kept))
+        return;
+    QStringList statements;
+    for (const QString &column : std::as_const(missing))
+        statements << QStringLiteral("ALTER TABLE find_plain ADD COLUMN %1 INTEGER").arg(column);
+    statements << QStringLiteral("UPDATE find_plain SET (game_id, sub_cat) = (SELECT f.game_id, f.sub_cat FROM file f "
+                                 "WHERE f.auto_id = find_plain.file_id)")
+               << Schema::Statements(indexResource).filter(QStringLiteral("find_file_move"));
+    ErrObject err;
+    if (!runAll(db, statements, &err))
+        qCInfo(lcStore) << "search without the game and category beside the packed fields:" << err.Description;
+}
+
 } // namespace
 
 const QString FindIndex::HitIndex = QStringLiteral("file_find_hit");
+
+bool FindIndex::HasHitColumns(const QSqlDatabase &db)
+{
+    QStringList missing;
+    bool kept = false;
+    return hitColumns(db, &missing, &kept) && missing.isEmpty() && kept;
+}
 
 bool FindIndex::HasHitIndex(const QSqlDatabase &db)
 {
@@ -152,6 +198,7 @@ bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, Er
     if (StoreAddress::IsShared(db))
         return FindIndexUpdate::Shared(db, maxFiles, done, err, progress);
     ensureHitIndex(db);
+    ensureHitColumns(db);
     return FindIndexUpdate::Lean(db, maxFiles, done, err, progress);
 }
 
@@ -195,6 +242,7 @@ bool FindIndex::Rebuild(const QSqlDatabase &db, ErrObject *err)
     QStringList drops = {QStringLiteral("DROP TRIGGER IF EXISTS find_file_insert"),
                          QStringLiteral("DROP TRIGGER IF EXISTS find_file_update"),
                          QStringLiteral("DROP TRIGGER IF EXISTS find_file_delete"),
+                         QStringLiteral("DROP TRIGGER IF EXISTS find_file_move"),
                          QStringLiteral("DROP TABLE IF EXISTS find_pending"),
                          QStringLiteral("DROP TABLE IF EXISTS find_plain"),
                          QStringLiteral("DROP TABLE IF EXISTS find_dictionary")};

@@ -44,6 +44,10 @@ public:
     // first Update; one that cannot take it is searched without it.
     static const QString HitIndex;
     static bool HasHitIndex(const QSqlDatabase &db);
+    // Whether the packed fields have each file's game and category beside them, by which a search
+    // lists a hit without looking its file up. A store indexed by an earlier Lorekeep gets them from
+    // its first Update; one that cannot take them is searched without them.
+    static bool HasHitColumns(const QSqlDatabase &db);
     // The dictionary the store's texts are packed with; null when it has none.
     static bool Dictionary(const QSqlDatabase &db, std::shared_ptr<const FindDictionary> *dictionary, ErrObject *err);
     // The failure of an index whose packed text of file `fileId` cannot be unpacked: a damaged index.

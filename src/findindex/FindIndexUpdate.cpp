@@ -111,7 +111,7 @@ bool learnDictionary(const QSqlDatabase &db, const QVector<FindQueue::File> &fil
 }
 
 // A batch into the index, inside the caller's transaction.
-bool writeBatch(const QSqlDatabase &db, const QVector<FindQueue::File> &files, ErrObject *err)
+bool writeBatch(const QSqlDatabase &db, const QVector<FindQueue::File> &files, bool hitColumns, ErrObject *err)
 {
     sqlite3 *handle = SqliteHandle(db);
     if (!handle) {
@@ -120,7 +120,9 @@ bool writeBatch(const QSqlDatabase &db, const QVector<FindQueue::File> &files, E
     }
     FindQueue::Statement remove(handle, "INSERT INTO find_text (find_text, rowid, grams) VALUES ('delete', ?, ?)");
     FindQueue::Statement insert(handle, "INSERT INTO find_text (rowid, grams) VALUES (?, ?)");
-    FindQueue::Statement keep(handle, "INSERT OR REPLACE INTO find_plain (file_id, fields) VALUES (?, ?)");
+    FindQueue::Statement keep(handle, hitColumns ? "INSERT OR REPLACE INTO find_plain (file_id, fields, game_id, "
+                                                   "sub_cat) VALUES (?, ?, ?, ?)"
+                                                 : "INSERT OR REPLACE INTO find_plain (file_id, fields) VALUES (?, ?)");
     FindQueue::Statement drop(handle, "DELETE FROM find_plain WHERE file_id = ?");
     FindQueue::Statement dequeue(handle, "DELETE FROM find_pending WHERE file_id = ?");
     const auto failed = [&](const FindQueue::Statement &statement) {
@@ -143,7 +145,7 @@ bool writeBatch(const QSqlDatabase &db, const QVector<FindQueue::File> &files, E
             }
             if (!insert.run(file.id, &file.grams))
                 return failed(insert);
-            if (!keep.run(file.id, &file.packed, true))
+            if (!keep.run(file.id, &file.packed, true, {file.gameId, file.subCat}))
                 return failed(keep);
         } else if (!drop.run(file.id)) {
             return failed(drop);
@@ -241,6 +243,7 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
     if (maxFiles >= 0)
         pending = std::min(pending, maxFiles);
     BulkBuild bulk(db, pending >= bulkFiles);
+    const bool hitColumns = FindIndex::HasHitColumns(db);
     qint64 indexed = 0;
     // The next batch is read and its text made while the one before is written; a whole index
     // reads ahead on a thread of its own.
@@ -279,7 +282,7 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
             if (!transaction->begin(err))
                 return false;
         }
-        if (!writeBatch(db, current->files, err))
+        if (!writeBatch(db, current->files, hitColumns, err))
             return false;
         uncommitted += current->files.size();
         if (stopped || !bulk.on() || uncommitted >= bulkCommitFiles || next->files.isEmpty()) {

@@ -57,7 +57,7 @@ Statement::~Statement()
     sqlite3_finalize(m_statement);
 }
 
-bool Statement::run(qint64 id, const QByteArray *bytes, bool blob)
+bool Statement::run(qint64 id, const QByteArray *bytes, bool blob, std::initializer_list<qint64> more)
 {
     if (!m_ok)
         return false;
@@ -72,6 +72,9 @@ bool Statement::run(qint64 id, const QByteArray *bytes, bool blob)
         else
             sqlite3_bind_text(m_statement, 2, bytes->constData(), int(bytes->size()), SQLITE_STATIC);
     }
+    int at = 3;
+    for (const qint64 value : more)
+        sqlite3_bind_int64(m_statement, at++, value);
     const int code = sqlite3_step(m_statement);
     sqlite3_reset(m_statement);
     sqlite3_clear_bindings(m_statement);
@@ -129,7 +132,8 @@ bool Read(const QSqlDatabase &db, qint64 afterId, qint64 limit, QVector<File> *f
         *err = StoreError::noConnection();
         return false;
     }
-    Statement read(handle, "SELECT p.file_id, f.auto_id, f.\"desc\", f.src, f.txt_rtf, i.fields FROM find_pending p "
+    Statement read(handle, "SELECT p.file_id, f.auto_id, f.\"desc\", f.src, f.txt_rtf, i.fields, f.game_id, f.sub_cat "
+                           "FROM find_pending p "
                            "LEFT JOIN file f ON f.auto_id = p.file_id LEFT JOIN find_plain i ON i.file_id = "
                            "p.file_id WHERE p.file_id > ? ORDER BY p.file_id LIMIT ?");
     const bool ok = read.forEachRow(afterId, limit, [&](sqlite3_stmt *row) {
@@ -140,6 +144,8 @@ bool Read(const QSqlDatabase &db, qint64 afterId, qint64 limit, QVector<File> *f
         file.srcBytes = columnBytes(row, 3);
         file.rtfBytes = columnBytes(row, 4);
         file.oldPacked = columnBytes(row, 5);
+        file.gameId = sqlite3_column_int64(row, 6);
+        file.subCat = sqlite3_column_int64(row, 7);
         return add(std::move(file));
     });
     if (!ok)

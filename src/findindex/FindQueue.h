@@ -11,6 +11,7 @@
 
 #include <condition_variable>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -28,6 +29,9 @@ struct File
 {
     qint64 id = 0;
     bool exists = false;
+    // Kept beside the packed fields of a store file's index.
+    qint64 gameId = 0;
+    qint64 subCat = 0;
     // As the store keeps them, in UTF-8: made text on a worker thread, not on the one that reads.
     QByteArray descBytes;
     QByteArray srcBytes;
@@ -72,8 +76,8 @@ public:
     Statement &operator=(const Statement &) = delete;
 
     // Runs the statement with `id` and, when given, `bytes` as its values (the bytes as text or
-    // as a blob); false with SQLite's code and message for the store's error.
-    bool run(qint64 id, const QByteArray *bytes = nullptr, bool blob = false);
+    // as a blob), then `more`; false with SQLite's code and message for the store's error.
+    bool run(qint64 id, const QByteArray *bytes = nullptr, bool blob = false, std::initializer_list<qint64> more = {});
     // Runs a query with `first` and `second` as its values, calling `row` for each row until it
     // returns false.
     bool forEachRow(qint64 first, qint64 second, const std::function<bool(sqlite3_stmt *)> &row);

@@ -25,9 +25,9 @@ const QString hitColumns =
 
 } // namespace
 
-QString FileSearchParts::criteriaTerms(const FileCriteria &criteria, QVariantList *values)
+QString FileSearchParts::criteriaTerms(const FileCriteria &criteria, QVariantList *values, const QString &table)
 {
-    const QString conditions = FileTable::FindConditions(criteria, QStringLiteral("f"), values);
+    const QString conditions = FileTable::FindConditions(criteria, table, values);
     return conditions.isEmpty() ? conditions : QLatin1Char('(') + conditions + QLatin1Char(')');
 }
 

@@ -24,7 +24,8 @@ QString fileStatement(const QString &from, const QStringList &where, const QStri
 
 // Checks candidates against their packed fields a few hundred at a time on the worker threads,
 // while the search reads the next ones; hands the hits over in the order they came, each first
-// given to `complete` (when set), which may fill it in or drop it.
+// given to `complete` (when set), which may fill it in or drop it. With `complete`, a hit's
+// description is taken from its fields, where the worker has it at hand.
 class CandidateCheck final
 {
 public:
@@ -36,7 +37,8 @@ public:
           m_phrase(request.Phrase.toUtf8()),
           m_dictionary(std::move(dictionary)),
           m_out(out),
-          m_complete(std::move(complete))
+          m_complete(std::move(complete)),
+          m_descFromFields(bool(m_complete))
     {}
     ~CandidateCheck() { m_checked.waitForFinished(); }
     CandidateCheck(const CandidateCheck &) = delete;
@@ -77,6 +79,8 @@ private:
         const std::string_view text = searched(m_request, *unpacker, &joined);
         candidate->state =
             memmem(text.data(), text.size(), m_phrase.constData(), size_t(m_phrase.size())) ? State::Hit : State::Miss;
+        if (candidate->state == State::Hit && m_descFromFields)
+            candidate->hit.Desc = QString::fromUtf8(unpacker->Desc().data(), qsizetype(unpacker->Desc().size()));
         candidate->packed.clear();
     }
 
@@ -118,6 +122,7 @@ private:
     const std::shared_ptr<const FindDictionary> m_dictionary;
     HitBatcher *m_out;
     const Complete m_complete;
+    const bool m_descFromFields;
     QVector<Candidate> m_reading;
     QVector<Candidate> m_checking;
     QFuture<void> m_checked;
@@ -170,6 +175,11 @@ public:
         hit->GameId = rows.id(first + 1);
         hit->SubCat = rows.code(first + 2);
         hit->Desc = rows.text(first + 3);
+        return game(hit, err);
+    }
+    // The name, platform and genre of the hit's game.
+    bool game(FindHit *hit, ErrObject *err)
+    {
         auto game = m_games.constFind(hit->GameId);
         if (game == m_games.cend()) {
             if (!lookUp(hit->GameId, err))
@@ -314,13 +324,31 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
                           withCriteria({QStringLiteral("find_text MATCH ?")}), QStringLiteral("t.rowid"));
     } else {
         // Most candidates of a phrase the words do not decide are not hits: they are checked on
-        // their packed fields first, and only a hit's file and game are read.
+        // their packed fields first. A hit is listed with the game and category kept beside them,
+        // and the description within them; only a file indexed by an earlier Lorekeep, which kept
+        // neither, is looked up, and its category checked then.
         values << match;
-        sql = QStringLiteral("SELECT t.rowid, i.fields FROM find_text t CROSS JOIN find_plain i ON i.file_id = "
-                             "t.rowid WHERE find_text MATCH ? ORDER BY t.rowid");
+        QStringList where = {QStringLiteral("find_text MATCH ?")};
+        const bool hitColumns = FindIndex::HasHitColumns(db);
+        if (hitColumns) {
+            const QString kept = criteriaTerms(request.Criteria, &values, QStringLiteral("i"));
+            if (!kept.isEmpty())
+                where << QStringLiteral("(i.game_id IS NULL OR ") + kept + QLatin1Char(')');
+        }
+        sql = selectStatement(QStringLiteral("t.rowid, ") +
+                                  (hitColumns ? QStringLiteral("i.game_id, i.sub_cat") : QStringLiteral("NULL, NULL")) +
+                                  QStringLiteral(", i.fields"),
+                              QStringLiteral("find_text t CROSS JOIN find_plain i ON i.file_id = t.rowid"), where,
+                              QStringLiteral("t.rowid"));
         lookup = std::make_unique<DirectRows>(
             db, fileStatement(file, withCriteria({QStringLiteral("f.auto_id = ?")}), QStringLiteral("f.auto_id")));
         complete = [&, lookupValues = QVariantList{0} + criteriaValues](FindHit *hit, bool *keep) mutable {
+            // No game is 0: a file whose game is gone still names the game it had.
+            if (hit->GameId != 0) {
+                *keep = true;
+                reader.game(hit, &lookupErr);
+                return !lookupErr.isError();
+            }
             lookupValues[0] = hit->FileId;
             *keep = lookup->run(lookupValues) && lookup->next();
             if (*keep)
@@ -360,7 +388,9 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
             if (complete) {
                 FindHit hit;
                 hit.FileId = rows.id(0);
-                going = checks.add(std::move(hit), rows.bytes(1));
+                hit.GameId = rows.id(1);
+                hit.SubCat = rows.code(2);
+                going = checks.add(std::move(hit), rows.bytes(3));
             } else {
                 FindHit hit;
                 going = readHit(&hit) && checks.add(std::move(hit), rows.bytes(4));

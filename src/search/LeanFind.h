@@ -57,9 +57,9 @@ private:
     QElapsedTimer m_clock;
 };
 
-// The criteria as SQL on table `file` under the name `f`, bracketed so that " Or " stays inside;
-// their values are appended to `values`.
-QString criteriaTerms(const FileCriteria &criteria, QVariantList *values);
+// The criteria as SQL on table `file` under the name `table` (or on a table with the same columns),
+// bracketed so that " Or " stays inside; their values are appended to `values`.
+QString criteriaTerms(const FileCriteria &criteria, QVariantList *values, const QString &table = QStringLiteral("f"));
 // SELECT `columns` FROM `from`, with the `where` terms all met, in `order`.
 QString selectStatement(const QString &columns, const QString &from, const QStringList &where, const QString &order);
 // The hit columns of `from` (which names the file `f`) joined with their game, as SQL.
