@@ -154,7 +154,7 @@ FindUnpacker::FindUnpacker(std::shared_ptr<const FindDictionary> dictionary)
 
 FindUnpacker::~FindUnpacker() = default;
 
-bool FindUnpacker::Unpack(const QByteArray &packed)
+bool FindUnpacker::Unpack(QByteArrayView packed)
 {
     m_desc = m_src = m_body = m_all = {};
     const unsigned long long size = ZSTD_getFrameContentSize(packed.constData(), size_t(packed.size()));
@@ -164,19 +164,22 @@ bool FindUnpacker::Unpack(const QByteArray &packed)
     const quint32 wanted = ZSTD_getDictID_fromFrame(packed.constData(), size_t(packed.size()));
     if (wanted != 0 && (!m_dictionary || m_dictionary->Id() != wanted))
         return false;
-    m_buffer.resize(size_t(size));
-    const size_t got = wanted != 0 ? ZSTD_decompress_usingDDict(m_context->context, m_buffer.data(), m_buffer.size(),
+    if (m_capacity < size) {
+        m_capacity = std::max<size_t>(size_t(size), std::min<size_t>(2 * m_capacity, largestText));
+        m_buffer.reset(new char[m_capacity]);
+    }
+    const size_t got = wanted != 0 ? ZSTD_decompress_usingDDict(m_context->context, m_buffer.get(), size_t(size),
                                                                 packed.constData(), size_t(packed.size()),
                                                                 m_dictionary->m_parts->unpack)
-                                   : ZSTD_decompressDCtx(m_context->context, m_buffer.data(), m_buffer.size(),
+                                   : ZSTD_decompressDCtx(m_context->context, m_buffer.get(), size_t(size),
                                                          packed.constData(), size_t(packed.size()));
     if (ZSTD_isError(got) || got != size)
         return false;
-    const quint32 descSize = getLength(m_buffer.data()), srcSize = getLength(m_buffer.data() + 4);
+    const quint32 descSize = getLength(m_buffer.get()), srcSize = getLength(m_buffer.get() + 4);
     const size_t joined = size - lengthsSize;
     if (quint64(descSize) + srcSize + 2 > joined)
         return false;
-    m_all = std::string_view(m_buffer.data() + lengthsSize, joined);
+    m_all = std::string_view(m_buffer.get() + lengthsSize, joined);
     m_desc = m_all.substr(0, descSize);
     m_src = m_all.substr(descSize + 1, srcSize);
     m_body = m_all.substr(descSize + srcSize + 2);

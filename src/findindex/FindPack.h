@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QList>
 #include <QStringView>
 
@@ -58,7 +59,7 @@ public:
     bool Uses(const std::shared_ptr<const FindDictionary> &dictionary) const { return m_dictionary == dictionary; }
     // False when `packed` is damaged or needs a dictionary other than ours. The views stay valid
     // until the next call.
-    bool Unpack(const QByteArray &packed);
+    bool Unpack(QByteArrayView packed);
     std::string_view Desc() const { return m_desc; }
     std::string_view Src() const { return m_src; }
     std::string_view Body() const { return m_body; }
@@ -69,6 +70,8 @@ private:
     struct Context;
     std::shared_ptr<const FindDictionary> m_dictionary;
     std::unique_ptr<Context> m_context;
-    std::string m_buffer;
+    // Grown as texts need, never cleared: each text overwrites what it needs of it.
+    std::unique_ptr<char[]> m_buffer;
+    size_t m_capacity = 0;
     std::string_view m_desc, m_src, m_body, m_all;
 };

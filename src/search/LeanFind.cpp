@@ -45,9 +45,10 @@ public:
     CandidateCheck &operator=(const CandidateCheck &) = delete;
 
     // False once the hits' receiver asked to stop, a text could not be unpacked, or `complete` failed.
-    bool add(FindHit hit, QByteArray packed)
+    bool add(FindHit hit, QByteArrayView packed)
     {
-        m_reading.append({std::move(hit), std::move(packed)});
+        m_reading.append({std::move(hit), m_readingBytes.size(), packed.size()});
+        m_readingBytes.append(packed);
         return m_reading.size() < chunk || handOver(false);
     }
     // The candidates left; false as add.
@@ -58,10 +59,14 @@ public:
 private:
     static constexpr qsizetype chunk = 256;
     enum class State : char { Miss, Hit, Damaged };
+    // A chunk's packed fields are kept one after another in one buffer, used again by the chunk
+    // after next: a buffer of their own each would cost a fresh allocation on the reading thread
+    // and a free on a worker, which contend for the same lock.
     struct Candidate
     {
         FindHit hit;
-        QByteArray packed;
+        qsizetype at = 0;
+        qsizetype size = 0;
         State state = State::Miss;
     };
 
@@ -72,7 +77,7 @@ private:
         thread_local std::string joined;
         if (!unpacker || !unpacker->Uses(m_dictionary))
             unpacker = std::make_unique<FindUnpacker>(m_dictionary);
-        if (!unpacker->Unpack(candidate->packed)) {
+        if (!unpacker->Unpack(QByteArrayView(m_checkingBytes).sliced(candidate->at, candidate->size))) {
             candidate->state = State::Damaged;
             return;
         }
@@ -81,7 +86,6 @@ private:
             memmem(text.data(), text.size(), m_phrase.constData(), size_t(m_phrase.size())) ? State::Hit : State::Miss;
         if (candidate->state == State::Hit && m_descFromFields)
             candidate->hit.Desc = QString::fromUtf8(unpacker->Desc().data(), qsizetype(unpacker->Desc().size()));
-        candidate->packed.clear();
     }
 
     // The chunk being checked is waited for and its hits handed over; then the chunk read last is
@@ -103,7 +107,9 @@ private:
                 return false;
         }
         m_checking.clear();
+        m_checkingBytes.resize(0);
         std::swap(m_checking, m_reading);
+        std::swap(m_checkingBytes, m_readingBytes);
         if (m_checking.isEmpty())
             return true;
         const auto one = [this](Candidate &candidate) {
@@ -124,7 +130,9 @@ private:
     const Complete m_complete;
     const bool m_descFromFields;
     QVector<Candidate> m_reading;
+    QByteArray m_readingBytes;
     QVector<Candidate> m_checking;
+    QByteArray m_checkingBytes;
     QFuture<void> m_checked;
     qint64 m_damagedId = 0;
 };
@@ -390,10 +398,10 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
                 hit.FileId = rows.id(0);
                 hit.GameId = rows.id(1);
                 hit.SubCat = rows.code(2);
-                going = checks.add(std::move(hit), rows.bytes(3));
+                going = checks.add(std::move(hit), rows.bytesView(3));
             } else {
                 FindHit hit;
-                going = readHit(&hit) && checks.add(std::move(hit), rows.bytes(4));
+                going = readHit(&hit) && checks.add(std::move(hit), rows.bytesView(4));
             }
             return going;
         },

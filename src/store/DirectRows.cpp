@@ -137,6 +137,11 @@ QString DirectRows::text(int column) const
 
 QByteArray DirectRows::bytes(int column) const
 {
+    return bytesView(column).toByteArray();
+}
+
+QByteArrayView DirectRows::bytesView(int column) const
+{
     const auto *data = static_cast<const char *>(sqlite3_column_blob(m_statement, column));
-    return data ? QByteArray(data, sqlite3_column_bytes(m_statement, column)) : QByteArray();
+    return data ? QByteArrayView(data, sqlite3_column_bytes(m_statement, column)) : QByteArrayView();
 }

@@ -2,6 +2,7 @@
 
 #include "system/ErrObject.h"
 
+#include <QByteArrayView>
 #include <QSqlDatabase>
 #include <QString>
 #include <QVariantList>
@@ -43,6 +44,8 @@ public:
     quint8 code(int column) const;
     QString text(int column) const;
     QByteArray bytes(int column) const;
+    // The same without a copy, valid until the next step.
+    QByteArrayView bytesView(int column) const;
 
 private:
     void fail(sqlite3 *handle, int code);
