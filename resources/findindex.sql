@@ -9,10 +9,12 @@
 CREATE VIRTUAL TABLE IF NOT EXISTS find_text USING fts5(grams, content = '', tokenize = 'ascii', detail = none, columnsize = 0);
 CREATE TABLE IF NOT EXISTS find_plain (file_id INTEGER PRIMARY KEY, fields BLOB NOT NULL, game_id INTEGER, sub_cat INTEGER);
 CREATE TABLE IF NOT EXISTS find_dictionary (dict_id INTEGER PRIMARY KEY, bytes BLOB NOT NULL);
-CREATE TABLE IF NOT EXISTS find_pending (file_id INTEGER PRIMARY KEY);
-CREATE TRIGGER IF NOT EXISTS find_file_insert AFTER INSERT ON file BEGIN INSERT OR IGNORE INTO find_pending (file_id) VALUES (new.auto_id); END;
-CREATE TRIGGER IF NOT EXISTS find_file_update AFTER UPDATE OF src, desc, txt_rtf ON file BEGIN INSERT OR IGNORE INTO find_pending (file_id) VALUES (new.auto_id); END;
-CREATE TRIGGER IF NOT EXISTS find_file_delete AFTER DELETE ON file BEGIN INSERT OR IGNORE INTO find_pending (file_id) VALUES (old.auto_id); END;
+-- A file changed again while it waits gets a new stamp: the index takes it off the queue only with
+-- the stamp it read the file with, so a change made while the file was being indexed is indexed too.
+CREATE TABLE IF NOT EXISTS find_pending (file_id INTEGER PRIMARY KEY, stamp INTEGER NOT NULL DEFAULT 0);
+CREATE TRIGGER IF NOT EXISTS find_file_insert AFTER INSERT ON file BEGIN INSERT INTO find_pending (file_id) VALUES (new.auto_id) ON CONFLICT (file_id) DO UPDATE SET stamp = stamp + 1; END;
+CREATE TRIGGER IF NOT EXISTS find_file_update AFTER UPDATE OF src, desc, txt_rtf ON file BEGIN INSERT INTO find_pending (file_id) VALUES (new.auto_id) ON CONFLICT (file_id) DO UPDATE SET stamp = stamp + 1; END;
+CREATE TRIGGER IF NOT EXISTS find_file_delete AFTER DELETE ON file BEGIN INSERT INTO find_pending (file_id) VALUES (old.auto_id) ON CONFLICT (file_id) DO UPDATE SET stamp = stamp + 1; END;
 -- A file moved to another game or category keeps its words: only its row in find_plain follows.
 CREATE TRIGGER IF NOT EXISTS find_file_move AFTER UPDATE OF game_id, sub_cat ON file BEGIN UPDATE find_plain SET game_id = new.game_id, sub_cat = new.sub_cat WHERE file_id = new.auto_id; END;
 -- What a hit lists of its file, so that a search with many hits reads it without the files' texts.

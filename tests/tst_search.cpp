@@ -127,6 +127,7 @@ private Q_SLOTS:
     void olderStoreGetsAnIndex();
     void leanIndex();
     void wholeIndexReadAhead();
+    void changedWhileIndexed();
 
 private:
     // Every phrase through the index and the scan, over field and criteria combinations.
@@ -486,6 +487,56 @@ void tst_search::wholeIndexReadAhead()
     QVERIFY2(FindIndex::Rebuild(db, &err) && FindIndex::Update(db, -1, &done, &err), qPrintable(err.Description));
     QCOMPARE(std::tuple(done, secureDelete()), std::tuple(qint64(17000), secure));
     compare(db, phrases.mid(0, 6), "rollback journal");
+}
+
+void tst_search::changedWhileIndexed()
+{
+    if (TestHome::Shared())
+        QSKIP("a store file's own queue");
+    Library library(60, 2, 6);
+    const QSqlDatabase db = library.db();
+    QSqlQuery first(QStringLiteral("SELECT min(auto_id), max(auto_id) FROM file"), db);
+    QVERIFY(first.next());
+    const qint32 low = first.value(0).toInt(), high = first.value(1).toInt();
+    first.finish();
+    // Another program changes two queued files after the index has read them and before it writes
+    // them: the index takes them off the queue with what it read, and the changes are indexed next.
+    bool changed = false;
+    const auto changeThem = [&](qint64) {
+        if (!std::exchange(changed, true))
+            runElsewhere(library.path,
+                         {QStringLiteral("UPDATE file SET \"desc\" = 'Quixotic zebra' WHERE auto_id = %1").arg(low),
+                          QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(high)});
+        return true;
+    };
+    ErrObject err;
+    qint64 pending = 0;
+    QVERIFY2(FindIndex::Update(db, -1, nullptr, &err, changeThem), qPrintable(err.Description));
+    QVERIFY(changed && FindIndex::Pending(db, &pending, &err));
+    QCOMPARE(pending, 2);
+    compare(db, library.phrases(6) << QStringLiteral("Quixotic zebra"), "changed while indexed");
+    QVERIFY(FindIndex::Pending(db, &pending, &err) && pending == 0);
+
+    // An older store's queue, without stamps, gets them with its next update.
+    runElsewhere(library.path,
+                 {QStringLiteral("DROP TRIGGER find_file_update"), QStringLiteral("DROP TABLE find_pending"),
+                  QStringLiteral("CREATE TABLE find_pending (file_id INTEGER PRIMARY KEY)"),
+                  QStringLiteral("CREATE TRIGGER find_file_update AFTER UPDATE OF src, desc, txt_rtf ON file BEGIN "
+                                 "INSERT OR IGNORE INTO find_pending (file_id) VALUES (new.auto_id); END"),
+                  QStringLiteral("UPDATE file SET src = 'Zanzibar' WHERE auto_id = %1").arg(low + 1)});
+    changed = false;
+    QVERIFY2(FindIndex::Update(db, -1, nullptr, &err, [&](qint64) {
+                 if (!std::exchange(changed, true))
+                     runElsewhere(library.path, {QStringLiteral("UPDATE file SET src = 'Zanzibar twice' WHERE "
+                                                                "auto_id = %1")
+                                                     .arg(low + 1)});
+                 return true;
+             }),
+             qPrintable(err.Description));
+    QVERIFY(FindIndex::Pending(db, &pending, &err));
+    QCOMPARE(pending, 1);
+    compare(db, {QStringLiteral("Zanzibar"), QStringLiteral("Zanzibar twice"), QStringLiteral("Quixotic")},
+            "older queue");
 }
 
 QTEST_MAIN(tst_search)

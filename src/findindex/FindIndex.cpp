@@ -127,6 +127,37 @@ void ensureHitColumns(const QSqlDatabase &db)
         qCInfo(lcStore) << "search without the game and category beside the packed fields:" << err.Description;
 }
 
+// A queue made by an earlier Lorekeep has no stamps, and its triggers leave a file that is changed
+// again while it waits as it was: the column is added and the triggers made anew. A store that
+// cannot take them (read-only, locked) fails only when it has files waiting, which it could not
+// index anyway.
+bool ensureQueueStamps(const QSqlDatabase &db, ErrObject *err)
+{
+    StoreQuery query(db);
+    bool found = false;
+    if (!query.run(QStringLiteral("SELECT 1 FROM pragma_table_info('find_pending') WHERE name = 'stamp'"), err) ||
+        !query.firstRow(&found, err))
+        return false;
+    if (found)
+        return true;
+    QStringList statements = {QStringLiteral("ALTER TABLE find_pending ADD COLUMN stamp INTEGER NOT NULL DEFAULT 0")};
+    const QStringList triggers = {QStringLiteral("find_file_insert"), QStringLiteral("find_file_update"),
+                                  QStringLiteral("find_file_delete")};
+    for (const QString &trigger : triggers)
+        statements << QStringLiteral("DROP TRIGGER IF EXISTS ") + trigger;
+    const QStringList script = Schema::Statements(indexResource);
+    for (const QString &trigger : triggers)
+        statements << script.filter(QStringLiteral("CREATE TRIGGER IF NOT EXISTS ") + trigger + QLatin1Char(' '));
+    ErrObject upgradeErr;
+    if (runAll(db, statements, &upgradeErr))
+        return true;
+    qint64 pending = 0;
+    if (FindIndex::Pending(db, &pending, err) && pending == 0)
+        return true;
+    *err = upgradeErr;
+    return false;
+}
+
 } // namespace
 
 const QString FindIndex::HitIndex = QStringLiteral("file_find_hit");
@@ -199,7 +230,7 @@ bool FindIndex::Update(const QSqlDatabase &db, qint64 maxFiles, qint64 *done, Er
         return FindIndexUpdate::Shared(db, maxFiles, done, err, progress);
     ensureHitIndex(db);
     ensureHitColumns(db);
-    return FindIndexUpdate::Lean(db, maxFiles, done, err, progress);
+    return ensureQueueStamps(db, err) && FindIndexUpdate::Lean(db, maxFiles, done, err, progress);
 }
 
 bool FindIndex::Dictionary(const QSqlDatabase &db, std::shared_ptr<const FindDictionary> *dictionary, ErrObject *err)

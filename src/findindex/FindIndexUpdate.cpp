@@ -124,7 +124,7 @@ bool writeBatch(const QSqlDatabase &db, const QVector<FindQueue::File> &files, b
                                                    "sub_cat) VALUES (?, ?, ?, ?)"
                                                  : "INSERT OR REPLACE INTO find_plain (file_id, fields) VALUES (?, ?)");
     FindQueue::Statement drop(handle, "DELETE FROM find_plain WHERE file_id = ?");
-    FindQueue::Statement dequeue(handle, "DELETE FROM find_pending WHERE file_id = ?");
+    FindQueue::Statement dequeue(handle, "DELETE FROM find_pending WHERE file_id = ? AND stamp = ?");
     const auto failed = [&](const FindQueue::Statement &statement) {
         *err = StoreError::fromSql(statement.error(), db);
         return false;
@@ -150,7 +150,7 @@ bool writeBatch(const QSqlDatabase &db, const QVector<FindQueue::File> &files, b
         } else if (!drop.run(file.id)) {
             return failed(drop);
         }
-        if (!dequeue.run(file.id))
+        if (!dequeue.run(file.id, nullptr, false, {file.stamp}))
             return failed(dequeue);
     }
     return true;

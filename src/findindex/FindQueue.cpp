@@ -61,6 +61,7 @@ bool Statement::run(qint64 id, const QByteArray *bytes, bool blob, std::initiali
 {
     if (!m_ok)
         return false;
+    int at = bytes ? 3 : 2;
     sqlite3_bind_int64(m_statement, 1, id);
     if (bytes && !blob && bytes->isNull()) {
         sqlite3_bind_null(m_statement, 2);
@@ -72,7 +73,6 @@ bool Statement::run(qint64 id, const QByteArray *bytes, bool blob, std::initiali
         else
             sqlite3_bind_text(m_statement, 2, bytes->constData(), int(bytes->size()), SQLITE_STATIC);
     }
-    int at = 3;
     for (const qint64 value : more)
         sqlite3_bind_int64(m_statement, at++, value);
     const int code = sqlite3_step(m_statement);
@@ -132,8 +132,8 @@ bool Read(const QSqlDatabase &db, qint64 afterId, qint64 limit, QVector<File> *f
         *err = StoreError::noConnection();
         return false;
     }
-    Statement read(handle, "SELECT p.file_id, f.auto_id, f.\"desc\", f.src, f.txt_rtf, i.fields, f.game_id, f.sub_cat "
-                           "FROM find_pending p "
+    Statement read(handle, "SELECT p.file_id, f.auto_id, f.\"desc\", f.src, f.txt_rtf, i.fields, f.game_id, f.sub_cat, "
+                           "p.stamp FROM find_pending p "
                            "LEFT JOIN file f ON f.auto_id = p.file_id LEFT JOIN find_plain i ON i.file_id = "
                            "p.file_id WHERE p.file_id > ? ORDER BY p.file_id LIMIT ?");
     const bool ok = read.forEachRow(afterId, limit, [&](sqlite3_stmt *row) {
@@ -146,6 +146,7 @@ bool Read(const QSqlDatabase &db, qint64 afterId, qint64 limit, QVector<File> *f
         file.oldPacked = columnBytes(row, 5);
         file.gameId = sqlite3_column_int64(row, 6);
         file.subCat = sqlite3_column_int64(row, 7);
+        file.stamp = sqlite3_column_int64(row, 8);
         return add(std::move(file));
     });
     if (!ok)
