@@ -1,6 +1,8 @@
 #include "FindGrams.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <optional>
 #include <vector>
 
 namespace {
@@ -27,14 +29,21 @@ void appendCodes(QStringView text, std::vector<char32_t> *codes)
     }
 }
 
+// The three codes from `at` as a key, unless one of them is a blank.
+std::optional<quint64> keyAt(const std::vector<char32_t> &codes, size_t at)
+{
+    const char32_t a = codes[at], b = codes[at + 1], c = codes[at + 2];
+    if (a == blank || b == blank || c == blank)
+        return std::nullopt;
+    return (quint64(a) << (2 * codeBits)) | (quint64(b) << codeBits) | quint64(c);
+}
+
 // Every three codes in a row without a blank, as keys; `codes` is one field or one run.
 void appendKeys(const std::vector<char32_t> &codes, std::vector<quint64> *keys)
 {
     for (size_t at = 0; at + 3 <= codes.size(); ++at) {
-        const char32_t a = codes[at], b = codes[at + 1], c = codes[at + 2];
-        if (a == blank || b == blank || c == blank)
-            continue;
-        keys->push_back((quint64(a) << (2 * codeBits)) | (quint64(b) << codeBits) | quint64(c));
+        if (const std::optional<quint64> key = keyAt(codes, at))
+            keys->push_back(*key);
     }
 }
 
@@ -101,20 +110,35 @@ QByteArray FindGrams::Document(QStringView desc, QStringView src, QStringView bo
     return QByteArray(words.data(), qsizetype(end - words.data()));
 }
 
-QList<QByteArray> FindGrams::Phrase(const QString &phrase)
+bool FindGrams::Word::Overlaps(const Word &other) const
+{
+    for (const int start : Starts) {
+        for (const int otherStart : other.Starts) {
+            if (std::abs(start - otherStart) < 3)
+                return true;
+        }
+    }
+    return false;
+}
+
+QList<FindGrams::Word> FindGrams::Phrase(const QString &phrase)
 {
     std::vector<char32_t> codes;
     appendCodes(phrase, &codes);
-    std::vector<quint64> keys;
-    appendKeys(codes, &keys);
-    QList<QByteArray> words;
+    QList<Word> words;
     std::vector<quint64> seen;
-    for (const quint64 key : keys) {
-        if (std::find(seen.begin(), seen.end(), key) != seen.end())
+    for (size_t at = 0; at + 3 <= codes.size(); ++at) {
+        const std::optional<quint64> key = keyAt(codes, at);
+        if (!key)
             continue;
-        seen.push_back(key);
+        const auto known = std::find(seen.begin(), seen.end(), *key);
+        if (known != seen.end()) {
+            words[known - seen.begin()].Starts.append(int(at));
+            continue;
+        }
+        seen.push_back(*key);
         char word[longestWord];
-        words.append(QByteArray(word, qsizetype(writeWord(key, word) - word)));
+        words.append({QByteArray(word, qsizetype(writeWord(*key, word) - word)), {int(at)}});
     }
     return words;
 }

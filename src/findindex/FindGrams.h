@@ -17,9 +17,18 @@ namespace FindGrams {
 // The words of a file's fields, each once, separated by blanks.
 QByteArray Document(QStringView desc, QStringView src, QStringView body);
 
+// A word of a phrase, and where it starts in the phrase (in characters), once for each time it
+// is there: words less than three characters apart share characters.
+struct Word
+{
+    QByteArray Text;
+    QList<int> Starts;
+    bool Overlaps(const Word &other) const;
+};
+
 // The words of the phrase's runs, each once, in the order found; empty when no run has three
 // characters.
-QList<QByteArray> Phrase(const QString &phrase);
+QList<Word> Phrase(const QString &phrase);
 
 // Whether a file whose fields hold the phrase's words holds the phrase itself, in whichever of
 // its fields: true for a phrase of one run of exactly three characters.

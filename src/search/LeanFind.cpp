@@ -8,6 +8,7 @@
 #include <QHash>
 #include <QtConcurrent/QtConcurrentMap>
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <optional>
@@ -264,6 +265,54 @@ private:
     bool m_readAll = false;
 };
 
+// The words a search narrows the files by. A file that holds the phrase holds all its words, but
+// reading the list of files of a common word costs more than the few candidates it rules out that
+// rarer words do not; and a word that shares characters with another rules out little more than
+// that one. So the rarest word is taken, then the next rarest that shares no character with those
+// taken, up to three, and at least two when the phrase has two. How rare a word is is told by the
+// file it reaches its 200th file at (files are spread alike over the ids), which costs a page or
+// two of its list, not all of it; a word of fewer files is rarer still.
+bool narrowingWords(const QSqlDatabase &db, const QList<FindGrams::Word> &words, QStringList *chosen, ErrObject *err)
+{
+    const auto quoted = [](const FindGrams::Word &word) -> QString {
+        return QLatin1Char('"') + QString::fromLatin1(word.Text) + QLatin1Char('"');
+    };
+    if (words.size() <= 2) {
+        for (const FindGrams::Word &word : words)
+            *chosen << quoted(word);
+        return true;
+    }
+    // A long phrase has rare words enough among its first ones.
+    constexpr qsizetype probed = 64;
+    constexpr int reach = 200;
+    DirectRows probe(db, QStringLiteral("SELECT count(*), max(rowid) FROM (SELECT rowid FROM find_text WHERE "
+                                        "find_text MATCH ? ORDER BY rowid LIMIT %1)")
+                             .arg(reach));
+    QList<std::pair<qint64, qsizetype>> rarity; // smaller is rarer, and the word's place
+    for (qsizetype i = 0; i < std::min(words.size(), probed); ++i) {
+        if (!probe.run({QVariant(quoted(words[i]))}) || !probe.next()) {
+            *err = probe.error();
+            return false;
+        }
+        const qint64 files = probe.id64(0);
+        rarity.append({files < reach ? files - std::numeric_limits<qint64>::max() : -probe.id64(1), i});
+    }
+    std::sort(rarity.begin(), rarity.end());
+    QList<const FindGrams::Word *> taken;
+    for (const auto &[score, at] : std::as_const(rarity)) {
+        const FindGrams::Word &word = words[at];
+        if (taken.size() < 3 && std::none_of(taken.cbegin(), taken.cend(), [&word](const FindGrams::Word *other) {
+                return word.Overlaps(*other);
+            }))
+            taken << &word;
+    }
+    if (taken.size() == 1)
+        taken << &words[rarity[1].second];
+    for (const FindGrams::Word *word : std::as_const(taken))
+        *chosen << quoted(*word);
+    return true;
+}
+
 // Steps through `rows` while `row` returns true, each row's id (column 0) checked first: one out of
 // range is given in `badId` and ends the read. False only when the read failed (`err`).
 bool eachRow(DirectRows &rows, const std::function<bool()> &row, ErrObject *err, qint64 *badId)
@@ -292,7 +341,7 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
     if (!FindIndex::Dictionary(db, &dictionary, err))
         return false;
     const SearchCache cache(db);
-    const QList<QByteArray> words = FindGrams::Phrase(request.Phrase);
+    const QList<FindGrams::Word> words = FindGrams::Phrase(request.Phrase);
     const bool decided = request.Desc && request.Src && request.Text && request.Criteria.GameId == 0 &&
                          FindGrams::Decides(request.Phrase);
     const QString file = FindIndex::HasHitIndex(db) ? QStringLiteral("file f INDEXED BY ") + FindIndex::HitIndex
@@ -308,10 +357,10 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
     QVariantList values;
     QString match;
     if (request.Criteria.GameId == 0 && !words.isEmpty()) {
-        QStringList quoted;
-        for (const QByteArray &word : words)
-            quoted << QLatin1Char('"') + QString::fromLatin1(word) + QLatin1Char('"');
-        match = quoted.join(QStringLiteral(" AND "));
+        QStringList chosen;
+        if (!narrowingWords(db, words, &chosen, err))
+            return false;
+        match = chosen.join(QStringLiteral(" AND "));
     }
     HitReader reader(db);
     ErrObject lookupErr;
