@@ -32,7 +32,8 @@ struct File
     // Kept beside the packed fields of a store file's index.
     qint64 gameId = 0;
     qint64 subCat = 0;
-    // Its place in a store file's queue as it was read: a file changed since is queued again.
+    // The stamp a store file's queue had for it when it was read: a file changed since has
+    // another, and stays queued.
     qint64 stamp = 0;
     // As the store keeps them, in UTF-8: made text on a worker thread, not on the one that reads.
     QByteArray descBytes;
