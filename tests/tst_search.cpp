@@ -317,10 +317,10 @@ void tst_search::olderStoreGetsAnIndex()
     // An index made before each file's game and category were kept beside its packed fields: the
     // next search adds them. Then files are moved and recategorised behind Lorekeep's back, and
     // rows come back without them, as an earlier Lorekeep writes them.
-    for (const char *statement :
-         {"DROP TRIGGER find_file_move", "CREATE TABLE plain_before (file_id INTEGER PRIMARY KEY, fields BLOB NOT NULL)",
-          "INSERT INTO plain_before SELECT file_id, fields FROM find_plain", "DROP TABLE find_plain",
-          "ALTER TABLE plain_before RENAME TO find_plain"})
+    for (const char *statement : {"DROP TRIGGER find_file_move",
+                                  "CREATE TABLE plain_before (file_id INTEGER PRIMARY KEY, fields BLOB NOT NULL)",
+                                  "INSERT INTO plain_before SELECT file_id, fields FROM find_plain",
+                                  "DROP TABLE find_plain", "ALTER TABLE plain_before RENAME TO find_plain"})
         QVERIFY2(QSqlQuery(db).exec(QLatin1String(statement)), statement);
     QVERIFY(!FindIndex::HasHitColumns(db));
     compare(db, library.phrases(4).mid(0, 40), "game and category added");
@@ -499,19 +499,26 @@ void tst_search::changedWhileIndexed()
     QVERIFY(first.next());
     const qint32 low = first.value(0).toInt(), high = first.value(1).toInt();
     first.finish();
-    // Another program changes two queued files after the index has read them and before it writes
-    // them: the index takes them off the queue with what it read, and the changes are indexed next.
+    // Another program runs `statements` once, after the index has read the first batch and before
+    // it writes it.
     bool changed = false;
-    const auto changeThem = [&](qint64) {
-        if (!std::exchange(changed, true))
-            runElsewhere(library.path,
-                         {QStringLiteral("UPDATE file SET \"desc\" = 'Quixotic zebra' WHERE auto_id = %1").arg(low),
-                          QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(high)});
-        return true;
+    const auto changeOnce = [&](const QStringList &statements) {
+        changed = false;
+        return [&, statements](qint64) {
+            if (!std::exchange(changed, true))
+                runElsewhere(library.path, statements);
+            return true;
+        };
     };
+    // It changes two queued files: the index takes them off the queue with what it read, and the
+    // changes are indexed next.
     ErrObject err;
     qint64 pending = 0;
-    QVERIFY2(FindIndex::Update(db, -1, nullptr, &err, changeThem), qPrintable(err.Description));
+    QVERIFY2(FindIndex::Update(
+                 db, -1, nullptr, &err,
+                 changeOnce({QStringLiteral("UPDATE file SET \"desc\" = 'Quixotic zebra' WHERE auto_id = %1").arg(low),
+                             QStringLiteral("DELETE FROM file WHERE auto_id = %1").arg(high)})),
+             qPrintable(err.Description));
     QVERIFY(changed && FindIndex::Pending(db, &pending, &err));
     QCOMPARE(pending, 2);
     compare(db, library.phrases(6) << QStringLiteral("Quixotic zebra"), "changed while indexed");
@@ -524,15 +531,11 @@ void tst_search::changedWhileIndexed()
                   QStringLiteral("CREATE TRIGGER find_file_update AFTER UPDATE OF src, desc, txt_rtf ON file BEGIN "
                                  "INSERT OR IGNORE INTO find_pending (file_id) VALUES (new.auto_id); END"),
                   QStringLiteral("UPDATE file SET src = 'Zanzibar' WHERE auto_id = %1").arg(low + 1)});
-    changed = false;
-    QVERIFY2(FindIndex::Update(db, -1, nullptr, &err, [&](qint64) {
-                 if (!std::exchange(changed, true))
-                     runElsewhere(library.path, {QStringLiteral("UPDATE file SET src = 'Zanzibar twice' WHERE "
-                                                                "auto_id = %1")
-                                                     .arg(low + 1)});
-                 return true;
-             }),
-             qPrintable(err.Description));
+    QVERIFY2(
+        FindIndex::Update(
+            db, -1, nullptr, &err,
+            changeOnce({QStringLiteral("UPDATE file SET src = 'Zanzibar twice' WHERE auto_id = %1").arg(low + 1)})),
+        qPrintable(err.Description));
     QVERIFY(FindIndex::Pending(db, &pending, &err));
     QCOMPARE(pending, 1);
     compare(db, {QStringLiteral("Zanzibar"), QStringLiteral("Zanzibar twice"), QStringLiteral("Quixotic")},

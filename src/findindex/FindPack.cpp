@@ -168,11 +168,11 @@ bool FindUnpacker::Unpack(QByteArrayView packed)
         m_capacity = std::max<size_t>(size_t(size), std::min<size_t>(2 * m_capacity, largestText));
         m_buffer.reset(new char[m_capacity]);
     }
-    const size_t got = wanted != 0 ? ZSTD_decompress_usingDDict(m_context->context, m_buffer.get(), size_t(size),
-                                                                packed.constData(), size_t(packed.size()),
-                                                                m_dictionary->m_parts->unpack)
-                                   : ZSTD_decompressDCtx(m_context->context, m_buffer.get(), size_t(size),
-                                                         packed.constData(), size_t(packed.size()));
+    const size_t got =
+        wanted != 0 ? ZSTD_decompress_usingDDict(m_context->context, m_buffer.get(), size_t(size), packed.constData(),
+                                                 size_t(packed.size()), m_dictionary->m_parts->unpack)
+                    : ZSTD_decompressDCtx(m_context->context, m_buffer.get(), size_t(size), packed.constData(),
+                                          size_t(packed.size()));
     if (ZSTD_isError(got) || got != size)
         return false;
     const quint32 descSize = getLength(m_buffer.get()), srcSize = getLength(m_buffer.get() + 4);

@@ -301,9 +301,8 @@ bool narrowingWords(const QSqlDatabase &db, const QList<FindGrams::Word> &words,
     QList<const FindGrams::Word *> taken;
     for (const auto &[score, at] : std::as_const(rarity)) {
         const FindGrams::Word &word = words[at];
-        if (taken.size() < 3 && std::none_of(taken.cbegin(), taken.cend(), [&word](const FindGrams::Word *other) {
-                return word.Overlaps(*other);
-            }))
+        if (taken.size() < 3 && std::none_of(taken.cbegin(), taken.cend(),
+                                             [&word](const FindGrams::Word *other) { return word.Overlaps(*other); }))
             taken << &word;
     }
     if (taken.size() == 1)

@@ -107,9 +107,9 @@ bool DirectRows::next()
 ErrObject DirectRows::error() const
 {
     const QString text = m_message.isEmpty() ? QStringLiteral("the read stopped short") : m_message;
-    return StoreError::fromSql(QSqlError(QString(), text, QSqlError::StatementError,
-                                         m_failure ? QString::number(m_failure) : QString()),
-                               m_storePath);
+    return StoreError::fromSql(
+        QSqlError(QString(), text, QSqlError::StatementError, m_failure ? QString::number(m_failure) : QString()),
+        m_storePath);
 }
 
 qint32 DirectRows::id(int column) const
