@@ -38,8 +38,7 @@ public:
           m_phrase(request.Phrase.toUtf8()),
           m_dictionary(std::move(dictionary)),
           m_out(out),
-          m_complete(std::move(complete)),
-          m_descFromFields(bool(m_complete))
+          m_complete(std::move(complete))
     {}
     ~CandidateCheck() { m_checked.waitForFinished(); }
     CandidateCheck(const CandidateCheck &) = delete;
@@ -85,7 +84,7 @@ private:
         const std::string_view text = searched(m_request, *unpacker, &joined);
         candidate->state =
             memmem(text.data(), text.size(), m_phrase.constData(), size_t(m_phrase.size())) ? State::Hit : State::Miss;
-        if (candidate->state == State::Hit && m_descFromFields)
+        if (candidate->state == State::Hit && m_complete)
             candidate->hit.Desc = QString::fromUtf8(unpacker->Desc().data(), qsizetype(unpacker->Desc().size()));
     }
 
@@ -129,7 +128,6 @@ private:
     const std::shared_ptr<const FindDictionary> m_dictionary;
     HitBatcher *m_out;
     const Complete m_complete;
-    const bool m_descFromFields;
     QVector<Candidate> m_reading;
     QByteArray m_readingBytes;
     QVector<Candidate> m_checking;
