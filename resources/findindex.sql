@@ -2,13 +2,18 @@
 -- file's fields, without their text; find_plain holds the fields themselves, packed, for checking
 -- candidates, counting and for taking a changed file's old words out again, with the file's game and
 -- category, so that a candidate found to hold the phrase is listed from the row it was checked on;
--- find_dictionary the dictionary they are packed with. The triggers queue every added, changed or
+-- find_dictionary the dictionary they are packed with, and find_seam_common the seams (a blank with
+-- the bytes around it) too common to be among a file's words. The triggers queue every added, changed or
 -- deleted file, and run in any SQLite with FTS5, so a store changed elsewhere is brought up to date
 -- by Lorekeep.
 -- Run again on a store that has part of it, it adds what is missing.
 CREATE VIRTUAL TABLE IF NOT EXISTS find_text USING fts5(grams, content = '', tokenize = 'ascii', detail = none, columnsize = 0);
-CREATE TABLE IF NOT EXISTS find_plain (file_id INTEGER PRIMARY KEY, fields BLOB NOT NULL, game_id INTEGER, sub_cat INTEGER);
+-- seams is 1: the file's words have its seams. It has no default, so an earlier Lorekeep, which would
+-- index a file without them and leave it out of searches that narrow by them, cannot write here: it
+-- makes its own index anew instead, and this one is made anew when this Lorekeep opens the store.
+CREATE TABLE IF NOT EXISTS find_plain (file_id INTEGER PRIMARY KEY, fields BLOB NOT NULL, game_id INTEGER, sub_cat INTEGER, seams INTEGER NOT NULL);
 CREATE TABLE IF NOT EXISTS find_dictionary (dict_id INTEGER PRIMARY KEY, bytes BLOB NOT NULL);
+CREATE TABLE IF NOT EXISTS find_seam_common (seam INTEGER PRIMARY KEY);
 -- A file changed again while it waits gets a new stamp: the index takes it off the queue only with
 -- the stamp it read the file with, so a change made while the file was being indexed is indexed too.
 CREATE TABLE IF NOT EXISTS find_pending (file_id INTEGER PRIMARY KEY, stamp INTEGER NOT NULL DEFAULT 0);

@@ -114,7 +114,7 @@ bool FindGrams::Word::Overlaps(const Word &other) const
 {
     for (const int start : Starts) {
         for (const int otherStart : other.Starts) {
-            if (std::abs(start - otherStart) < 3)
+            if (start < otherStart + other.Width && otherStart < start + Width)
                 return true;
         }
     }
@@ -148,4 +148,147 @@ bool FindGrams::Decides(const QString &phrase)
     std::vector<char32_t> codes;
     appendCodes(phrase, &codes);
     return codes.size() == 3 && std::find(codes.begin(), codes.end(), blank) == codes.end();
+}
+
+namespace {
+
+// A file in this many of the samples, or more, holds a common seam.
+constexpr int commonShare = 20;
+// Fewer samples than this tell common seams from chance.
+constexpr qsizetype fewestSamples = 100;
+
+// The seam of the blank at `at` in `text`, which has two bytes before it and one after.
+quint32 seamKey(std::string_view text, size_t at)
+{
+    return quint32(quint8(text[at - 2])) << 16 | quint32(quint8(text[at - 1])) << 8 | quint32(quint8(text[at + 1]));
+}
+
+// The seams of `text`: every blank with two bytes before it and one after.
+void appendSeamKeys(std::string_view text, std::vector<quint32> *keys)
+{
+    for (size_t at = 2; at + 1 < text.size(); ++at) {
+        if (text[at] == ' ')
+            keys->push_back(seamKey(text, at));
+    }
+}
+
+// The seams of a file's fields, each once, sorted. Where the description meets the text in a
+// search without the source, up to three bytes of each side are around the blank.
+const std::vector<quint32> &seamKeys(const FindGrams::Joined &fields)
+{
+    thread_local std::vector<quint32> keys;
+    thread_local std::string meeting;
+    keys.clear();
+    appendSeamKeys(fields.all, &keys);
+    const std::string_view desc = fields.all.substr(0, fields.descSize);
+    const size_t bodyAt = std::min(fields.all.size(), fields.descSize + fields.srcSize + 2);
+    meeting.assign(desc.substr(desc.size() - std::min<size_t>(desc.size(), 3)));
+    meeting.push_back(' ');
+    meeting.append(fields.all.substr(bodyAt, 3));
+    appendSeamKeys(meeting, &keys);
+    std::sort(keys.begin(), keys.end());
+    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+    return keys;
+}
+
+void appendSeamWord(quint32 key, QByteArray *words)
+{
+    static const char digits[] = "0123456789abcdef";
+    char word[8] = {' ', 's'};
+    for (int i = 0; i < 6; ++i)
+        word[2 + i] = digits[(key >> (20 - 4 * i)) & 0xF];
+    if (words->isEmpty())
+        words->append(word + 1, 7);
+    else
+        words->append(word, 8);
+}
+
+} // namespace
+
+std::shared_ptr<const FindGrams::Seams> FindGrams::Seams::Common(const QList<Joined> &samples)
+{
+    if (samples.size() < fewestSamples)
+        return nullptr;
+    // Each file's seams once, all together, sorted: a seam's run is the number of files that hold it.
+    std::vector<quint32> all;
+    for (const Joined &sample : samples) {
+        const std::vector<quint32> &keys = seamKeys(sample);
+        all.insert(all.end(), keys.cbegin(), keys.cend());
+    }
+    std::sort(all.begin(), all.end());
+    std::vector<quint32> common;
+    for (auto run = all.cbegin(); run != all.cend();) {
+        const auto end = std::upper_bound(run, all.cend(), *run);
+        if ((end - run) * commonShare >= samples.size())
+            common.push_back(*run);
+        run = end;
+    }
+    return FromKeys(common);
+}
+
+std::shared_ptr<const FindGrams::Seams> FindGrams::Seams::FromKeys(const std::vector<quint32> &keys)
+{
+    if (std::any_of(keys.cbegin(), keys.cend(), [](quint32 key) { return key >> 24 != 0; }))
+        return nullptr;
+    auto seams = std::make_shared<Seams>();
+    seams->m_keys = keys;
+    std::sort(seams->m_keys.begin(), seams->m_keys.end());
+    return seams;
+}
+
+bool FindGrams::Seams::Contains(quint32 key) const
+{
+    return std::binary_search(m_keys.cbegin(), m_keys.cend(), key);
+}
+
+void FindGrams::AppendSeams(const Joined &fields, const Seams *common, QByteArray *words)
+{
+    for (const quint32 key : seamKeys(fields)) {
+        if (!common || !common->Contains(key))
+            appendSeamWord(key, words);
+    }
+}
+
+QList<FindGrams::Word> FindGrams::PhraseSeams(const QString &phrase, const Seams *common)
+{
+    // The phrase in UTF-8 as the texts are kept, and the character each byte belongs to.
+    std::vector<char32_t> codes;
+    appendCodes(phrase, &codes);
+    std::string bytes;
+    std::vector<int> characterOf;
+    for (size_t i = 0; i < codes.size(); ++i) {
+        const char32_t c = codes[i];
+        if (c < 0x80) {
+            bytes.push_back(char(c));
+        } else if (c < 0x800) {
+            bytes += {char(0xC0 | c >> 6), char(0x80 | (c & 0x3F))};
+        } else if (c < 0x10000) {
+            bytes += {char(0xE0 | c >> 12), char(0x80 | (c >> 6 & 0x3F)), char(0x80 | (c & 0x3F))};
+        } else {
+            bytes += {char(0xF0 | c >> 18), char(0x80 | (c >> 12 & 0x3F)), char(0x80 | (c >> 6 & 0x3F)),
+                      char(0x80 | (c & 0x3F))};
+        }
+        characterOf.resize(bytes.size(), int(i));
+    }
+    QList<Word> words;
+    for (size_t at = 2; at + 1 < bytes.size(); ++at) {
+        if (bytes[at] != ' ')
+            continue;
+        const quint32 key = seamKey(bytes, at);
+        if (common && common->Contains(key))
+            continue;
+        QByteArray text;
+        appendSeamWord(key, &text);
+        const int start = characterOf[at - 2], width = characterOf[at + 1] - start + 1;
+        const auto known = std::find_if(words.begin(), words.end(), [&text](const Word &word) {
+            return word.Text == text;
+        });
+        if (known == words.end()) {
+            words.append({text, {start}, width});
+        } else {
+            known->Starts.append(start);
+            known->Width = std::max(known->Width, width);
+        }
+    }
+    return words;
 }

@@ -1,5 +1,6 @@
 #include "FindIndex.h"
 
+#include "FindGrams.h"
 #include "FindIndexUpdate.h"
 #include "FindPack.h"
 #include "store/PragmaScope.h"
@@ -158,6 +159,19 @@ bool ensureQueueStamps(const QSqlDatabase &db, ErrObject *err)
     return false;
 }
 
+// Whether the index keeps each file's seams among its words, and the common seams it leaves out;
+// false when that cannot be read.
+bool seamLayout(const QSqlDatabase &db)
+{
+    StoreQuery query(db);
+    bool found = false;
+    return query.run(QStringLiteral("SELECT EXISTS (SELECT 1 FROM pragma_table_info('find_plain') WHERE name = "
+                                    "'seams') AND EXISTS (SELECT 1 FROM sqlite_master WHERE type = 'table' AND name "
+                                    "= 'find_seam_common')"),
+                     nullptr) &&
+           query.firstRow(&found, nullptr) && found && query.value(0).toBool();
+}
+
 } // namespace
 
 const QString FindIndex::HitIndex = QStringLiteral("file_find_hit");
@@ -167,6 +181,11 @@ bool FindIndex::HasHitColumns(const QSqlDatabase &db)
     QStringList missing;
     bool kept = false;
     return hitColumns(db, &missing, &kept) && missing.isEmpty() && kept;
+}
+
+bool FindIndex::HasSeams(const QSqlDatabase &db)
+{
+    return seamLayout(db);
 }
 
 bool FindIndex::HasHitIndex(const QSqlDatabase &db)
@@ -199,8 +218,12 @@ bool FindIndex::Available(const QSqlDatabase &db)
 
 bool FindIndex::Ensure(const QSqlDatabase &db, ErrObject *err)
 {
-    if (Available(db))
-        return true;
+    if (Available(db)) {
+        if (StoreAddress::IsShared(db))
+            return true;
+        // An index without seams is made anew: every file's words change.
+        return seamLayout(db) || Rebuild(db, err);
+    }
     if (StoreAddress::IsShared(db)) {
         // A shared library gets its index with its tables; one that lost it was changed by hand.
         *err = {ErrNumber::StoreFailed, QStringLiteral("The shared library \"%1\" lacks its search index (the tables "
@@ -240,7 +263,23 @@ bool FindIndex::Dictionary(const QSqlDatabase &db, std::shared_ptr<const FindDic
     if (!read.run(QStringLiteral("SELECT bytes FROM find_dictionary ORDER BY dict_id LIMIT 1"), err) ||
         !read.firstRow(&found, err))
         return false;
-    *dictionary = found ? FindDictionary::FromBytes(read.value(0).toByteArray()) : nullptr;
+    // A seam left out of every file's words but taken as one of a phrase's would lose its hits:
+    // a list that cannot be read fails the search.
+    std::shared_ptr<const FindGrams::Seams> common;
+    if (found && seamLayout(db)) {
+        StoreQuery seams(db);
+        std::vector<quint32> keys;
+        if (!seams.run(QStringLiteral("SELECT seam FROM find_seam_common"), err) ||
+            !seams.forEachRowWhile(
+                [&] {
+                    keys.push_back(quint32(seams.value(0).toLongLong()));
+                    return true;
+                },
+                err))
+            return false;
+        common = FindGrams::Seams::FromKeys(keys);
+    }
+    *dictionary = found ? FindDictionary::FromBytes(read.value(0).toByteArray(), common) : nullptr;
     if (found && !*dictionary) {
         *err = {ErrNumber::StoreFailed, QStringLiteral("The search index of the store \"%1\" has a damaged dictionary.")
                                             .arg(StoreError::storePath(db))};
@@ -276,7 +315,8 @@ bool FindIndex::Rebuild(const QSqlDatabase &db, ErrObject *err)
                          QStringLiteral("DROP TRIGGER IF EXISTS find_file_move"),
                          QStringLiteral("DROP TABLE IF EXISTS find_pending"),
                          QStringLiteral("DROP TABLE IF EXISTS find_plain"),
-                         QStringLiteral("DROP TABLE IF EXISTS find_dictionary")};
+                         QStringLiteral("DROP TABLE IF EXISTS find_dictionary"),
+                         QStringLiteral("DROP TABLE IF EXISTS find_seam_common")};
     ErrObject dropErr;
     if (runAll(db, drops + QStringList{QStringLiteral("DROP TABLE IF EXISTS find_text")}, &dropErr))
         return createIndex(db, err);

@@ -48,7 +48,12 @@ public:
     // lists a hit without looking its file up. A store indexed by an earlier Lorekeep gets them from
     // its first Update; one that cannot take them is searched without them.
     static bool HasHitColumns(const QSqlDatabase &db);
-    // The dictionary the store's texts are packed with; null when it has none.
+    // Whether every file's words have its seams (FindGrams::Seams), by which a search narrows a
+    // phrase of several words. A store indexed by an earlier Lorekeep gets its index made anew when
+    // it is opened; one that cannot take that is searched without seams.
+    static bool HasSeams(const QSqlDatabase &db);
+    // The dictionary the store's texts are packed with, and the seams the index leaves out; null
+    // when it has none.
     static bool Dictionary(const QSqlDatabase &db, std::shared_ptr<const FindDictionary> *dictionary, ErrObject *err);
     // The failure of an index whose packed text of file `fileId` cannot be unpacked: a damaged index.
     static ErrObject UnreadableText(const QSqlDatabase &db, qint64 fileId);

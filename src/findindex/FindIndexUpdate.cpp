@@ -61,7 +61,7 @@ void makePlain(FindQueue::File *file)
 
 // The plain text and words of a queued file, and the words it had; on a worker thread.
 
-void makeWords(FindQueue::File *file, const std::shared_ptr<const FindDictionary> &dictionary)
+void makeWords(FindQueue::File *file, const std::shared_ptr<const FindDictionary> &dictionary, bool seams)
 {
     makePlain(file);
     if (!file->oldPacked.isEmpty()) {
@@ -71,6 +71,11 @@ void makeWords(FindQueue::File *file, const std::shared_ptr<const FindDictionary
                 return QString::fromUtf8(part.data(), qsizetype(part.size()));
             };
             file->oldGrams = FindGrams::Document(text(unpacker.Desc()), text(unpacker.Src()), text(unpacker.Body()));
+            // The seams it was given then: the common ones only grow, so those left out now were
+            // left out then, or given then and left in the index, where they narrow no search.
+            if (seams)
+                FindGrams::AppendSeams(unpacker.Joined(), dictionary ? dictionary->CommonSeams() : nullptr,
+                                       &file->oldGrams);
         } else {
             file->oldUnreadable = true;
         }
@@ -83,10 +88,16 @@ void makeWords(FindQueue::File *file, const std::shared_ptr<const FindDictionary
     }
 }
 
-void pack(FindQueue::File *file, const FindDictionary *dictionary)
+// Packs the fields, and adds the seams to the words when the index keeps them: the common seams
+// come with the dictionary, which the first big batch may learn only once its words are made.
+void pack(FindQueue::File *file, const FindDictionary *dictionary, bool seams)
 {
-    if (file->exists && file->packed.isEmpty())
+    if (file->exists && file->packed.isEmpty()) {
         file->packed = FindPack::Pack(file->fields, dictionary);
+        FindGrams::Joined joined;
+        if (seams && FindPack::Split(file->fields, &joined))
+            FindGrams::AppendSeams(joined, dictionary ? dictionary->CommonSeams() : nullptr, &file->grams);
+    }
     file->fields.clear();
 }
 
@@ -103,6 +114,14 @@ bool learnDictionary(const QSqlDatabase &db, const QVector<FindQueue::File> &fil
     if (!learnt)
         return true;
     StoreQuery write(db);
+    // Kept first: a dictionary whose seams were not kept would index every seam, which is as right.
+    if (const FindGrams::Seams *common = learnt->CommonSeams()) {
+        for (const quint32 key : common->Keys()) {
+            if (!write.run(QStringLiteral("INSERT OR IGNORE INTO find_seam_common (seam) VALUES (?)"), {qint64(key)},
+                           err))
+                return false;
+        }
+    }
     if (!write.run(QStringLiteral("INSERT OR IGNORE INTO find_dictionary (dict_id, bytes) VALUES (?, ?)"),
                    {qint64(learnt->Id()), learnt->Bytes()}, err))
         return false;
@@ -111,7 +130,8 @@ bool learnDictionary(const QSqlDatabase &db, const QVector<FindQueue::File> &fil
 }
 
 // A batch into the index, inside the caller's transaction.
-bool writeBatch(const QSqlDatabase &db, const QVector<FindQueue::File> &files, bool hitColumns, ErrObject *err)
+bool writeBatch(const QSqlDatabase &db, const QVector<FindQueue::File> &files, bool hitColumns, bool seams,
+                ErrObject *err)
 {
     sqlite3 *handle = SqliteHandle(db);
     if (!handle) {
@@ -120,9 +140,11 @@ bool writeBatch(const QSqlDatabase &db, const QVector<FindQueue::File> &files, b
     }
     FindQueue::Statement remove(handle, "INSERT INTO find_text (find_text, rowid, grams) VALUES ('delete', ?, ?)");
     FindQueue::Statement insert(handle, "INSERT INTO find_text (rowid, grams) VALUES (?, ?)");
-    FindQueue::Statement keep(handle, hitColumns ? "INSERT OR REPLACE INTO find_plain (file_id, fields, game_id, "
-                                                   "sub_cat) VALUES (?, ?, ?, ?)"
-                                                 : "INSERT OR REPLACE INTO find_plain (file_id, fields) VALUES (?, ?)");
+    FindQueue::Statement keep(handle, seams        ? "INSERT OR REPLACE INTO find_plain (file_id, fields, game_id, "
+                                                     "sub_cat, seams) VALUES (?, ?, ?, ?, 1)"
+                                      : hitColumns ? "INSERT OR REPLACE INTO find_plain (file_id, fields, game_id, "
+                                                     "sub_cat) VALUES (?, ?, ?, ?)"
+                                                   : "INSERT OR REPLACE INTO find_plain (file_id, fields) VALUES (?, ?)");
     FindQueue::Statement drop(handle, "DELETE FROM find_plain WHERE file_id = ?");
     FindQueue::Statement dequeue(handle, "DELETE FROM find_pending WHERE file_id = ? AND stamp = ?");
     const auto failed = [&](const FindQueue::Statement &statement) {
@@ -244,17 +266,19 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
         pending = std::min(pending, maxFiles);
     BulkBuild bulk(db, pending >= bulkFiles);
     const bool hitColumns = FindIndex::HasHitColumns(db);
+    const bool seams = FindIndex::HasSeams(db);
     qint64 indexed = 0;
     // The next batch is read and its text made while the one before is written; a whole index
     // reads ahead on a thread of its own.
-    FindQueue::Reader reader(db, maxFiles, bulk.on(), dictionary,
-                             [](QVector<FindQueue::File> *files, const std::shared_ptr<const FindDictionary> &known) {
-                                 return QtConcurrent::map(*files, [known](FindQueue::File &file) {
-                                     makeWords(&file, known);
-                                     if (known)
-                                         pack(&file, known.get());
-                                 });
-                             });
+    FindQueue::Reader reader(
+        db, maxFiles, bulk.on(), dictionary,
+        [seams](QVector<FindQueue::File> *files, const std::shared_ptr<const FindDictionary> &known) {
+            return QtConcurrent::map(*files, [known, seams](FindQueue::File &file) {
+                makeWords(&file, known, seams);
+                if (known)
+                    pack(&file, known.get(), seams);
+            });
+        });
     // A batch waits for its workers when it goes, whatever ends the work.
     std::unique_ptr<FindQueue::Batch> current, next;
     // Declared after the batches, so that a failed transaction is rolled back first.
@@ -272,7 +296,8 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
                 reader.SetDictionary(dictionary);
             }
             const FindDictionary *packing = dictionary.get();
-            QtConcurrent::blockingMap(current->files, [packing](FindQueue::File &file) { pack(&file, packing); });
+            QtConcurrent::blockingMap(current->files,
+                                      [packing, seams](FindQueue::File &file) { pack(&file, packing, seams); });
         }
         const bool stopped = progress && !progress(indexed + uncommitted);
         if (!stopped && !reader.Next(&next, err))
@@ -282,7 +307,7 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
             if (!transaction->begin(err))
                 return false;
         }
-        if (!writeBatch(db, current->files, hitColumns, err))
+        if (!writeBatch(db, current->files, hitColumns, seams, err))
             return false;
         uncommitted += current->files.size();
         if (stopped || !bulk.on() || uncommitted >= bulkCommitFiles || next->files.isEmpty()) {

@@ -45,6 +45,7 @@ struct FindDictionary::Parts
     // Made when first packed with: a search only unpacks, and a packing dictionary costs its
     // making at every search otherwise.
     std::once_flag packMade;
+    std::shared_ptr<const FindGrams::Seams> commonSeams;
     ZSTD_CDict *pack = nullptr;
     ZSTD_DDict *unpack = nullptr;
     ~Parts()
@@ -58,7 +59,8 @@ FindDictionary::FindDictionary(std::unique_ptr<Parts> parts) : m_parts(std::move
 
 FindDictionary::~FindDictionary() = default;
 
-std::shared_ptr<const FindDictionary> FindDictionary::FromBytes(const QByteArray &bytes)
+std::shared_ptr<const FindDictionary> FindDictionary::FromBytes(const QByteArray &bytes,
+                                                                std::shared_ptr<const FindGrams::Seams> commonSeams)
 {
     const quint32 id = ZDICT_getDictID(bytes.constData(), size_t(bytes.size()));
     if (id == 0)
@@ -66,6 +68,7 @@ std::shared_ptr<const FindDictionary> FindDictionary::FromBytes(const QByteArray
     auto parts = std::make_unique<Parts>();
     parts->bytes = bytes;
     parts->id = id;
+    parts->commonSeams = std::move(commonSeams);
     parts->unpack = ZSTD_createDDict(bytes.constData(), size_t(bytes.size()));
     if (!parts->unpack)
         return nullptr;
@@ -76,11 +79,15 @@ std::shared_ptr<const FindDictionary> FindDictionary::Learn(const QList<QByteArr
 {
     QByteArray joined;
     std::vector<size_t> sizes;
+    QList<FindGrams::Joined> fields;
     for (const QByteArray &sample : samples) {
         if (sample.isEmpty())
             continue;
         joined += sample;
         sizes.push_back(size_t(sample.size()));
+        FindGrams::Joined split;
+        if (FindPack::Split(sample, &split))
+            fields.append(split);
     }
     // Fewer than this teach a dictionary nothing that zstd alone does not know.
     if (sizes.size() < 100 || size_t(joined.size()) < 16 * dictionaryCapacity)
@@ -91,7 +98,7 @@ std::shared_ptr<const FindDictionary> FindDictionary::Learn(const QList<QByteArr
     if (ZDICT_isError(size))
         return nullptr;
     dictionary.truncate(qsizetype(size));
-    return FromBytes(dictionary);
+    return FromBytes(dictionary, FindGrams::Seams::Common(fields));
 }
 
 quint32 FindDictionary::Id() const
@@ -102,6 +109,11 @@ quint32 FindDictionary::Id() const
 const QByteArray &FindDictionary::Bytes() const
 {
     return m_parts->bytes;
+}
+
+const FindGrams::Seams *FindDictionary::CommonSeams() const
+{
+    return m_parts->commonSeams.get();
 }
 
 QByteArray FindPack::Fields(QStringView desc, QStringView src, QStringView body)
@@ -142,6 +154,18 @@ QByteArray FindPack::Pack(const QByteArray &fields, const FindDictionary *dictio
     return out;
 }
 
+bool FindPack::Split(QByteArrayView fields, FindGrams::Joined *joined)
+{
+    if (fields.size() < lengthsSize + 2)
+        return false;
+    const quint32 descSize = getLength(fields.constData()), srcSize = getLength(fields.constData() + 4);
+    const size_t all = size_t(fields.size()) - lengthsSize;
+    if (quint64(descSize) + srcSize + 2 > all)
+        return false;
+    *joined = {std::string_view(fields.constData() + lengthsSize, all), descSize, srcSize};
+    return true;
+}
+
 struct FindUnpacker::Context
 {
     ZSTD_DCtx *context = ZSTD_createDCtx();
@@ -175,13 +199,12 @@ bool FindUnpacker::Unpack(QByteArrayView packed)
                                           size_t(packed.size()));
     if (ZSTD_isError(got) || got != size)
         return false;
-    const quint32 descSize = getLength(m_buffer.get()), srcSize = getLength(m_buffer.get() + 4);
-    const size_t joined = size - lengthsSize;
-    if (quint64(descSize) + srcSize + 2 > joined)
+    FindGrams::Joined joined;
+    if (!FindPack::Split(QByteArrayView(m_buffer.get(), qsizetype(size)), &joined))
         return false;
-    m_all = std::string_view(m_buffer.get() + lengthsSize, joined);
-    m_desc = m_all.substr(0, descSize);
-    m_src = m_all.substr(descSize + 1, srcSize);
-    m_body = m_all.substr(descSize + srcSize + 2);
+    m_all = joined.all;
+    m_desc = m_all.substr(0, joined.descSize);
+    m_src = m_all.substr(joined.descSize + 1, joined.srcSize);
+    m_body = m_all.substr(joined.descSize + joined.srcSize + 2);
     return true;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "FindGrams.h"
+
 #include <QByteArray>
 #include <QByteArrayView>
 #include <QList>
@@ -13,6 +15,7 @@
 // UTF-8, joined by one blank as Find joins them, squeezed with zstd. A store of many texts gets a
 // dictionary learnt from its own texts, which packs a text of a few kilobytes about three times
 // tighter than zstd alone; a store keeps the dictionary it learnt first, since its texts refer to it.
+// What the index learnt of the same texts comes with it: the seams too common to index.
 class FindDictionary final
 {
 public:
@@ -20,14 +23,18 @@ public:
     FindDictionary(const FindDictionary &) = delete;
     FindDictionary &operator=(const FindDictionary &) = delete;
 
-    // A dictionary learnt from `samples` (packed fields, as FindPack::Fields makes them); null when
-    // they are too few or too alike to learn from.
+    // A dictionary learnt from `samples` (fields, as FindPack::Fields makes them), and their common
+    // seams; null when they are too few or too alike to learn from.
     static std::shared_ptr<const FindDictionary> Learn(const QList<QByteArray> &samples);
-    // The dictionary kept in a store; null when the bytes are not one.
-    static std::shared_ptr<const FindDictionary> FromBytes(const QByteArray &bytes);
+    // The dictionary kept in a store, with the common seams kept beside it (none when null); null
+    // when the bytes are not one.
+    static std::shared_ptr<const FindDictionary> FromBytes(const QByteArray &bytes,
+                                                           std::shared_ptr<const FindGrams::Seams> commonSeams);
 
     quint32 Id() const;
     const QByteArray &Bytes() const;
+    // The seams the index leaves out; null when it leaves out none.
+    const FindGrams::Seams *CommonSeams() const;
 
 private:
     struct Parts;
@@ -44,6 +51,8 @@ public:
     static QByteArray Fields(QStringView desc, QStringView src, QStringView body);
     // `fields` (as made by Fields) packed, with `dictionary` when there is one. Safe on any thread.
     static QByteArray Pack(const QByteArray &fields, const FindDictionary *dictionary);
+    // The joined fields within `fields` (as made by Fields); false when their lengths do not fit.
+    static bool Split(QByteArrayView fields, FindGrams::Joined *joined);
 };
 
 // Unpacks the fields of one file after another; one per thread.
@@ -65,6 +74,7 @@ public:
     std::string_view Body() const { return m_body; }
     // The three fields joined by one blank: what Find searches when all are chosen.
     std::string_view All() const { return m_all; }
+    FindGrams::Joined Joined() const { return {m_all, m_desc.size(), m_src.size()}; }
 
 private:
     struct Context;

@@ -2,6 +2,7 @@
 
 #include "findindex/FindGrams.h"
 #include "findindex/FindIndex.h"
+#include "findindex/FindPack.h"
 #include "store/DirectRows.h"
 
 #include <QFuture>
@@ -267,15 +268,19 @@ private:
 // reading the list of files of a common word costs more than the few candidates it rules out that
 // rarer words do not; and a word that shares characters with another rules out little more than
 // that one. So the rarest word is taken, then the next rarest that shares no character with those
-// taken, up to three, and at least two when the phrase has two. How rare a word is is told by the
-// file it reaches its 200th file at (files are spread alike over the ids), which costs a page or
-// two of its list, not all of it; a word of fewer files is rarer still.
-bool narrowingWords(const QSqlDatabase &db, const QList<FindGrams::Word> &words, QStringList *chosen, ErrObject *err)
+// taken, up to three, and at least two when the phrase has two.
+// A phrase's seams (none common) tell apart what its words cannot, which files hold its words side
+// by side: the rarest of them is taken first, and after it only words at most eight times as
+// common, since reading a longer list costs more than the candidates it could rule out.
+// How rare a word is is told by the file it reaches its 200th file at (files are spread alike over
+// the ids), which costs a page or two of its list, not all of it.
+bool narrowingWords(const QSqlDatabase &db, const QList<FindGrams::Word> &words, const QList<FindGrams::Word> &seams,
+                    QStringList *chosen, ErrObject *err)
 {
     const auto quoted = [](const FindGrams::Word &word) -> QString {
         return QLatin1Char('"') + QString::fromLatin1(word.Text) + QLatin1Char('"');
     };
-    if (words.size() <= 2) {
+    if (seams.isEmpty() && words.size() <= 2) {
         for (const FindGrams::Word &word : words)
             *chosen << quoted(word);
         return true;
@@ -283,28 +288,56 @@ bool narrowingWords(const QSqlDatabase &db, const QList<FindGrams::Word> &words,
     // A long phrase has rare words enough among its first ones.
     constexpr qsizetype probed = 64;
     constexpr int reach = 200;
+    DirectRows last(db, QStringLiteral("SELECT max(file_id) FROM find_plain"));
+    if (!last.next()) {
+        *err = last.error();
+        return false;
+    }
+    const double lastId = double(std::max<qint64>(last.id64(0), 1));
     DirectRows probe(db, QStringLiteral("SELECT count(*), max(rowid) FROM (SELECT rowid FROM find_text WHERE "
                                         "find_text MATCH ? ORDER BY rowid LIMIT %1)")
                              .arg(reach));
-    QList<std::pair<qint64, qsizetype>> rarity; // smaller is rarer, and the word's place
-    for (qsizetype i = 0; i < std::min(words.size(), probed); ++i) {
-        if (!probe.run({QVariant(quoted(words[i]))}) || !probe.next()) {
-            *err = probe.error();
-            return false;
+    // About how many files hold each of the first of `list`, rarest first.
+    using Rarity = QList<std::pair<double, const FindGrams::Word *>>;
+    const auto byRarity = [&](const QList<FindGrams::Word> &list, Rarity *rarity) {
+        for (qsizetype i = 0; i < std::min(list.size(), probed); ++i) {
+            if (!probe.run({QVariant(quoted(list[i]))}) || !probe.next()) {
+                *err = probe.error();
+                return false;
+            }
+            const qint64 files = probe.id64(0);
+            rarity->append({files < reach ? double(files) : reach * lastId / double(probe.id64(1)), &list[i]});
         }
-        const qint64 files = probe.id64(0);
-        rarity.append({files < reach ? files - std::numeric_limits<qint64>::max() : -probe.id64(1), i});
-    }
-    std::sort(rarity.begin(), rarity.end());
+        std::sort(rarity->begin(), rarity->end());
+        return true;
+    };
+    Rarity rarity;
+    if (!byRarity(words, &rarity))
+        return false;
     QList<const FindGrams::Word *> taken;
-    for (const auto &[score, at] : std::as_const(rarity)) {
-        const FindGrams::Word &word = words[at];
+    const auto take = [&taken](const FindGrams::Word *word) {
         if (taken.size() < 3 && std::none_of(taken.cbegin(), taken.cend(),
-                                             [&word](const FindGrams::Word *other) { return word.Overlaps(*other); }))
-            taken << &word;
+                                             [word](const FindGrams::Word *other) { return word->Overlaps(*other); }))
+            taken << word;
+    };
+    Rarity rareSeams;
+    if (!byRarity(seams, &rareSeams))
+        return false;
+    if (rareSeams.isEmpty()) {
+        for (const auto &[files, word] : std::as_const(rarity))
+            take(word);
+        if (taken.size() == 1)
+            taken << rarity[1].second;
+    } else {
+        const double most = 8 * rareSeams.constFirst().first;
+        rarity += rareSeams;
+        std::sort(rarity.begin(), rarity.end());
+        take(rareSeams.constFirst().second);
+        for (const auto &[files, word] : std::as_const(rarity)) {
+            if (files <= most)
+                take(word);
+        }
     }
-    if (taken.size() == 1)
-        taken << &words[rarity[1].second];
     for (const FindGrams::Word *word : std::as_const(taken))
         *chosen << quoted(*word);
     return true;
@@ -351,11 +384,15 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
             where << criteria;
         return where;
     };
+    const QList<FindGrams::Word> seams =
+        !decided && FindIndex::HasSeams(db)
+            ? FindGrams::PhraseSeams(request.Phrase, dictionary ? dictionary->CommonSeams() : nullptr)
+            : QList<FindGrams::Word>();
     QVariantList values;
     QString match;
-    if (request.Criteria.GameId == 0 && !words.isEmpty()) {
+    if (request.Criteria.GameId == 0 && (!words.isEmpty() || !seams.isEmpty())) {
         QStringList chosen;
-        if (!narrowingWords(db, words, &chosen, err))
+        if (!narrowingWords(db, words, seams, &chosen, err))
             return false;
         match = chosen.join(QStringLiteral(" AND "));
     }
