@@ -25,13 +25,14 @@ QString fileStatement(const QString &from, const QStringList &where, const QStri
 }
 
 // Checks candidates against their packed fields a few hundred at a time on the worker threads,
-// while the search reads the next ones; hands the hits over in the order they came, each first
-// given to `complete` (when set), which may fill it in or drop it. With `complete`, a hit's
-// description is taken from its fields, where the worker has it at hand.
+// while the search reads the next ones; hands the hits over in the order they came, each chunk's
+// first given to `complete` (when set), which may fill them in or drop some, while the workers
+// check the next chunk. With `complete`, a hit's description is taken from its fields, where the
+// worker has it at hand.
 class CandidateCheck final
 {
 public:
-    using Complete = std::function<bool(FindHit *hit, bool *keep)>;
+    using Complete = std::function<bool(QVector<FindHit> *hits)>;
 
     CandidateCheck(const FindRequest &request, std::shared_ptr<const FindDictionary> dictionary, HitBatcher *out,
                    Complete complete = {})
@@ -50,10 +51,17 @@ public:
     {
         m_reading.append({std::move(hit), m_readingBytes.size(), packed.size()});
         m_readingBytes.append(packed);
-        return m_reading.size() < chunk || handOver(false);
+        return m_reading.size() < chunk || handOver();
     }
     // The candidates left; false as add.
-    bool finish() { return handOver(false) && handOver(true); }
+    bool finish()
+    {
+        while (!m_reading.isEmpty() || !m_checking.isEmpty()) {
+            if (!handOver())
+                return false;
+        }
+        return true;
+    }
     // The file whose text could not be unpacked; 0 when none.
     qint64 damagedId() const { return m_damagedId; }
 
@@ -89,38 +97,34 @@ private:
             candidate->hit.Desc = QString::fromUtf8(unpacker->Desc().data(), qsizetype(unpacker->Desc().size()));
     }
 
-    // The chunk being checked is waited for and its hits handed over; then the chunk read last is
-    // checked, in the background unless `last`.
-    bool handOver(bool last)
+    // The chunk being checked is waited for and the chunk read last given to the workers; then the
+    // checked chunk's hits are completed and handed over while they work.
+    bool handOver()
     {
         m_checked.waitForFinished();
+        m_hits.clear();
         for (Candidate &candidate : m_checking) {
             if (candidate.state == State::Damaged) {
                 m_damagedId = candidate.hit.FileId;
                 return false;
             }
-            if (candidate.state != State::Hit)
-                continue;
-            bool keep = true;
-            if (m_complete && !m_complete(&candidate.hit, &keep))
-                return false;
-            if (keep && !m_out->add(std::move(candidate.hit)))
-                return false;
+            if (candidate.state == State::Hit)
+                m_hits.append(std::move(candidate.hit));
         }
         m_checking.clear();
         m_checkingBytes.resize(0);
         std::swap(m_checking, m_reading);
         std::swap(m_checkingBytes, m_readingBytes);
-        if (m_checking.isEmpty())
+        if (!m_checking.isEmpty())
+            m_checked = QtConcurrent::map(m_checking, [this](Candidate &candidate) { check(&candidate); });
+        if (m_hits.isEmpty())
             return true;
-        const auto one = [this](Candidate &candidate) {
-            check(&candidate);
-        };
-        if (last) {
-            QtConcurrent::blockingMap(m_checking, one);
-            return handOver(false);
+        if (m_complete && !m_complete(&m_hits))
+            return false;
+        for (FindHit &hit : m_hits) {
+            if (!m_out->add(std::move(hit)))
+                return false;
         }
-        m_checked = QtConcurrent::map(m_checking, one);
         return true;
     }
 
@@ -133,6 +137,7 @@ private:
     QByteArray m_readingBytes;
     QVector<Candidate> m_checking;
     QByteArray m_checkingBytes;
+    QVector<FindHit> m_hits;
     QFuture<void> m_checked;
     qint64 m_damagedId = 0;
 };
@@ -199,6 +204,46 @@ public:
         hit->GenreId = game->GenreId;
         return true;
     }
+    // Reads the games of `hits` not read yet together, in order of id: one statement for a chunk of
+    // hits costs a third of one a game.
+    bool readGames(const QVector<FindHit> &hits, ErrObject *err)
+    {
+        QList<qint32> ids;
+        for (const FindHit &hit : hits) {
+            if (hit.GameId != 0 && !m_games.contains(hit.GameId))
+                ids.append(hit.GameId);
+        }
+        if (ids.isEmpty() || m_readAll)
+            return true;
+        std::sort(ids.begin(), ids.end());
+        ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+        if (!readAllPast(ids.size(), err))
+            return false;
+        if (m_readAll)
+            return readGames(hits, err);
+        QVariantList values;
+        QString marks;
+        for (const qint32 id : std::as_const(ids)) {
+            values.append(id);
+            marks += marks.isEmpty() ? QStringLiteral("?") : QStringLiteral(", ?");
+        }
+        DirectRows some(m_db,
+                        QStringLiteral("SELECT auto_id, name, platform_id, genre_id FROM game WHERE auto_id IN (%1)")
+                            .arg(marks),
+                        values);
+        if (!some.isReady())
+            return fail(some, err);
+        while (some.next())
+            m_games.insert(some.id(0), {some.text(1), some.code(2), some.code(3)});
+        if (!some.done())
+            return fail(some, err);
+        // A game that is gone lists as none.
+        for (const qint32 id : std::as_const(ids)) {
+            if (!m_games.contains(id))
+                m_games.insert(id, {});
+        }
+        return true;
+    }
 
 private:
     struct Game
@@ -208,21 +253,29 @@ private:
         quint8 GenreId = 0;
     };
 
-    // A file of a game that is gone lists with no game, as it would joined to none.
-    bool lookUp(qint32 id, ErrObject *err)
+    // Games are looked up as they are met while they are few. A search that has met a tenth of
+    // them reads them all in one pass, which costs about as much as that many look-ups: a rare
+    // phrase costs no more than the games it meets, a common one at most twice the pass. Whether
+    // `more` look-ups reach that; false when the games could not be read.
+    bool readAllPast(qint64 more, ErrObject *err)
     {
-        // Games are looked up one at a time while they are few. A search that has met a tenth of
-        // them reads them all in one pass, which costs about as much as that many look-ups: a rare
-        // phrase costs no more than the games it meets, a common one at most twice the pass.
+        if (m_readAll)
+            return true;
         if (m_readAfter < 0) {
             DirectRows last(m_db, QStringLiteral("SELECT max(auto_id) FROM game"));
             if (!last.next())
                 return fail(last, err);
             m_readAfter = std::max<qint64>(last.id64(0) / 10, 100);
         }
-        if (m_readAll || ++m_lookups > m_readAfter) {
-            if (!m_readAll && !readAll(err))
-                return false;
+        m_lookups += more;
+        return m_lookups <= m_readAfter || readAll(err);
+    }
+    // A file of a game that is gone lists with no game, as it would joined to none.
+    bool lookUp(qint32 id, ErrObject *err)
+    {
+        if (!readAllPast(1, err))
+            return false;
+        if (m_readAll) {
             if (!m_games.contains(id))
                 m_games.insert(id, {});
             return true;
@@ -433,20 +486,34 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
                               QStringLiteral("t.rowid"));
         lookup = std::make_unique<DirectRows>(
             db, fileStatement(file, withCriteria({QStringLiteral("f.auto_id = ?")}), QStringLiteral("f.auto_id")));
-        complete = [&, lookupValues = QVariantList{0} + criteriaValues](FindHit *hit, bool *keep) mutable {
-            // No game is 0: a file whose game is gone still names the game it had.
-            if (hit->GameId != 0) {
-                *keep = true;
-                reader.game(hit, &lookupErr);
-                return !lookupErr.isError();
+        complete = [&, lookupValues = QVariantList{0} + criteriaValues](QVector<FindHit> *hits) mutable {
+            if (!reader.readGames(*hits, &lookupErr))
+                return false;
+            qsizetype kept = 0;
+            for (qsizetype i = 0; i < hits->size(); ++i) {
+                FindHit &hit = (*hits)[i];
+                // No game is 0: a file whose game is gone still names the game it had.
+                if (hit.GameId != 0) {
+                    if (!reader.game(&hit, &lookupErr))
+                        return false;
+                } else {
+                    lookupValues[0] = hit.FileId;
+                    if (!lookup->run(lookupValues) || !lookup->next()) {
+                        if (!lookup->done())
+                            lookupErr = lookup->error();
+                        if (lookupErr.isError())
+                            return false;
+                        continue;
+                    }
+                    if (!reader.hit(*lookup, &hit, &lookupErr))
+                        return false;
+                }
+                if (kept != i)
+                    (*hits)[kept] = std::move(hit);
+                ++kept;
             }
-            lookupValues[0] = hit->FileId;
-            *keep = lookup->run(lookupValues) && lookup->next();
-            if (*keep)
-                reader.hit(*lookup, hit, &lookupErr);
-            else if (!lookup->done())
-                lookupErr = lookup->error();
-            return !lookupErr.isError();
+            hits->resize(kept);
+            return true;
         };
     }
     DirectRows rows(db, sql, values);
