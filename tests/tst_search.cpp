@@ -209,6 +209,20 @@ void tst_search::indexMatchesScan()
     after << QStringLiteral("Zoë walk") << QStringLiteral("brand new") << QStringLiteral("sword of été")
           << QStringLiteral("elsewhere") << QStringLiteral("plain words") << QStringLiteral("naïve");
     compare(db, after, "after writes");
+    // Where fields meet, short ones among them: each chosen set of fields finds what the scan does.
+    QVERIFY(QSqlQuery(db).exec(
+        QStringLiteral("UPDATE file SET \"desc\" = 'ab', src = 'c', txt_rtf = 'd e' WHERE auto_id = %1").arg(low + 8)));
+    QVERIFY(QSqlQuery(db).exec(
+        QStringLiteral("UPDATE file SET \"desc\" = 'xé', src = '', txt_rtf = 'ü z' WHERE auto_id = %1").arg(low + 9)));
+    for (const QString &phrase :
+         QStringList{"ab c d", "b c", "c d", "ab d", "b d e", "xé  ü", "é ü", "xé ü z", "é  ü z"}) {
+        for (int fields = 1; fields < 8; ++fields) {
+            const FindRequest request{phrase, bool(fields & 1), bool(fields & 2), bool(fields & 4), {}};
+            QVector<FindHit> indexed, scanned;
+            QVERIFY(FileSearch::Find(db, request, &indexed, &err) && FileSearch::Scan(db, request, &scanned, &err));
+            QVERIFY2(ids(indexed) == ids(scanned), qPrintable(phrase + QString::number(fields)));
+        }
+    }
     // Markup is not searched.
     QVector<FindHit> markup, words;
     QVERIFY(FileSearch::Find(db, {QStringLiteral("brand} new"), true, true, true, {}}, &markup, &err) &&
@@ -330,6 +344,17 @@ void tst_search::olderStoreGetsAnIndex()
                                   "UPDATE find_plain SET game_id = NULL, sub_cat = NULL WHERE file_id % 4 = 0"})
         QVERIFY2(QSqlQuery(db).exec(QLatin1String(statement)), statement);
     compare(db, library.phrases(5).mid(0, 40), "files moved");
+    // That index lacks the seams: opening the store makes it anew, with them. An earlier Lorekeep,
+    // which would add a file without its seams, cannot write to it.
+    QVERIFY(!FindIndex::HasSeams(db));
+    db = QSqlDatabase();
+    library.store.Close();
+    QVERIFY(library.store.Open(library.path, &err));
+    db = library.db();
+    QVERIFY(FindIndex::HasSeams(db) && FindIndex::Pending(db, &pending, &err) && pending == 600);
+    compare(db, library.phrases(6).mid(0, 40), "seams added");
+    QVERIFY(!QSqlQuery(db).exec(QStringLiteral("INSERT OR REPLACE INTO find_plain (file_id, fields, game_id, sub_cat) "
+                                               "SELECT file_id, fields, game_id, sub_cat FROM find_plain LIMIT 1")));
 
     // Files of ten megabytes each are indexed two at a time, not thousands at once: each batch is
     // one commit, so the commits are counted.
@@ -472,6 +497,10 @@ void tst_search::wholeIndexReadAhead()
     QVERIFY2(FindIndex::Update(db, -1, &done, &err), qPrintable(err.Description));
     QCOMPARE(done, 17000 - first);
     compare(db, phrases, "read ahead");
+    // The first batch taught the index which seams are too common to keep.
+    QSqlQuery common(QStringLiteral("SELECT count(*) FROM find_seam_common"), db);
+    QVERIFY(common.next() && common.value(0).toInt() > 20);
+    common.finish();
 
     // A store in the rollback journal cannot be read while it is written: the writer reads it.
     QSqlQuery mode(db);

@@ -4,6 +4,7 @@
 #include "data/modADO.h"
 #include "search/FileSearch.h"
 #include "store/DirectRows.h"
+#include "store/KeptConnection.h"
 #include "store/Schema.h"
 #include "store/StoreError.h"
 
@@ -20,6 +21,7 @@ private Q_SLOTS:
     void connectRefusesWhatIsNotAStore();
     void locksReadOnlyAndDamage();
     void gamesAndFiles();
+    void keptConnection();
 };
 
 void tst_store::connectRefusesWhatIsNotAStore_data()
@@ -232,3 +234,48 @@ void tst_store::gamesAndFiles()
 
 QTEST_GUILESS_MAIN(tst_store)
 #include "tst_store.moc"
+
+void tst_store::keptConnection()
+{
+    TestHome home;
+    const qint32 game = home.addGame(5, 2, QStringLiteral("Zelda"));
+    home.addFile(game, 1, QStringLiteral("Guide"));
+    // What each run saw: the connection's name and the number of files.
+    const auto run = [](const QString &path, bool succeed = true) {
+        std::pair<QString, qint64> seen{QString(), -1};
+        KeptConnection::Start(path, [&](const QSqlDatabase &db, const ErrObject &openError) {
+            if (!db.isValid())
+                return (seen.first = openError.Description, false);
+            QSqlQuery count(QStringLiteral("SELECT count(*) FROM file"), db);
+            seen = {db.connectionName(), count.next() ? count.value(0).toLongLong() : -1};
+            return succeed;
+        }).wait();
+        return seen;
+    };
+    // One connection from one run to the next, which sees what was written since.
+    const auto first = run(home.storePath());
+    home.addFile(game, 2, QStringLiteral("Codes"));
+    QCOMPARE(run(home.storePath()), std::pair(first.first, qint64(2)));
+    QCOMPARE(KeptConnection::KeptName(), first.first);
+    // Work that failed leaves no connection behind, and neither does the store's closing.
+    run(home.storePath(), false);
+    QVERIFY(KeptConnection::KeptName().isEmpty());
+    run(home.storePath());
+    QVERIFY(!KeptConnection::KeptName().isEmpty());
+    home.store().Close();
+    QVERIFY(KeptConnection::KeptName().isEmpty());
+    if (TestHome::Shared())
+        return;
+    // Another file put at the store's path (a restore) is read through a new connection.
+    const auto before = run(home.storePath());
+    ErrObject err;
+    const QString other = home.file(QStringLiteral("other.lkb"));
+    QVERIFY2(Schema::CreateStore(other, &err), qPrintable(err.Description));
+    QVERIFY(QFile::remove(home.storePath()) && QFile::rename(other, home.storePath()));
+    const auto after = run(home.storePath());
+    QVERIFY(after.first != before.first);
+    QCOMPARE(after.second, qint64(0));
+    // A store that is gone says why.
+    QVERIFY(run(home.file(QStringLiteral("gone.lkb"))).first.contains(QStringLiteral("gone.lkb")));
+    KeptConnection::Close();
+}

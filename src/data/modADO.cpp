@@ -1,6 +1,7 @@
 #include "modADO.h"
 
 #include "findindex/FindIndex.h"
+#include "store/KeptConnection.h"
 #include "store/Schema.h"
 #include "store/SharedStore.h"
 #include "store/StoreAddress.h"
@@ -210,6 +211,8 @@ void modADO::Close()
     if (!m_registered || !QSqlDatabase::contains(m_connectionName))
         return;
     m_registered = false;
+    // No connection outlives the store's own: a restore puts another file in its place.
+    KeptConnection::Close();
     {
         QSqlDatabase db = QSqlDatabase::database(m_connectionName, false);
         db.close();

@@ -1,8 +1,6 @@
 #include "FindRun.h"
 
-#include "store/WorkerConnection.h"
-
-#include <QThread>
+#include "store/KeptConnection.h"
 
 FindRun::FindRun(const QString &storePath, const FindRequest &request, QObject *parent)
     : QObject(parent), m_storePath(storePath), m_request(std::make_unique<FindRequest>(request))
@@ -11,21 +9,18 @@ FindRun::FindRun(const QString &storePath, const FindRequest &request, QObject *
 FindRun::~FindRun()
 {
     Stop();
-    if (m_thread) {
-        m_thread->wait();
-        delete m_thread;
-    }
+    if (m_done.valid())
+        m_done.wait();
 }
 
 void FindRun::Start()
 {
-    if (m_thread)
+    if (m_done.valid())
         return;
-    m_thread = QThread::create([this] {
+    // Files queued since the window brought the index up to date are indexed by this search,
+    // which therefore writes.
+    m_done = KeptConnection::Start(m_storePath, [this](const QSqlDatabase &db, const ErrObject &openError) {
         Outcome outcome;
-        // Files queued since the window brought the index up to date are indexed by this search,
-        // which therefore writes.
-        const WorkerConnection store(m_storePath, WorkerConnection::Access::Write);
         const auto found = [this](const QVector<FindHit> &hits) {
             if (m_stop)
                 return false;
@@ -34,14 +29,14 @@ void FindRun::Start()
                 this, [this, hits] { Q_EMIT Found(hits); }, Qt::QueuedConnection);
             return !m_stop;
         };
-        outcome.Ok =
-            store.Open(&outcome.Error) && FileSearch::FindEach(store.Connection(), *m_request, found, &outcome.Error,
-                                                               &outcome.Repair, [this] { return !m_stop; });
+        outcome.Error = openError;
+        outcome.Ok = db.isValid() && FileSearch::FindEach(db, *m_request, found, &outcome.Error, &outcome.Repair,
+                                                          [this] { return !m_stop; });
         outcome.Stopped = m_stop;
         QMetaObject::invokeMethod(
             this, [this, outcome] { Q_EMIT Ended(outcome); }, Qt::QueuedConnection);
+        return outcome.Ok;
     });
-    m_thread->start();
 }
 
 void FindRun::Stop()

@@ -8,13 +8,13 @@
 #include <QVector>
 
 #include <atomic>
+#include <future>
 #include <memory>
 
-class QThread;
-
 // One Find, run on a thread of its own with its own connection to the store, so that the first
-// hits are listed while the rest are still being looked for and the window stays alive. Hits come
-// in ascending order of file id, in batches; Stop ends the search at the next file.
+// hits are listed while the rest are still being looked for and the window stays alive. The
+// connection is kept for the next Find (KeptConnection), which finds the pages this one read.
+// Hits come in ascending order of file id, in batches; Stop ends the search at the next file.
 class FindRun final : public QObject
 {
     Q_OBJECT
@@ -33,7 +33,7 @@ public:
 
     // `storePath` as StoreAddress::Name gives it, so a shared library keeps its password.
     FindRun(const QString &storePath, const FindRequest &request, QObject *parent = nullptr);
-    // Stops the search and waits for its thread.
+    // Stops the search and waits for it.
     ~FindRun() override;
 
     void Start();
@@ -49,5 +49,5 @@ private:
     QString m_storePath;
     std::unique_ptr<FindRequest> m_request;
     std::atomic<bool> m_stop{false};
-    QThread *m_thread = nullptr;
+    std::shared_future<void> m_done;
 };

@@ -280,9 +280,8 @@ QList<FindGrams::Word> FindGrams::PhraseSeams(const QString &phrase, const Seams
         QByteArray text;
         appendSeamWord(key, &text);
         const int start = characterOf[at - 2], width = characterOf[at + 1] - start + 1;
-        const auto known = std::find_if(words.begin(), words.end(), [&text](const Word &word) {
-            return word.Text == text;
-        });
+        const auto known =
+            std::find_if(words.begin(), words.end(), [&text](const Word &word) { return word.Text == text; });
         if (known == words.end()) {
             words.append({text, {start}, width});
         } else {

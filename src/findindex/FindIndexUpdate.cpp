@@ -140,11 +140,12 @@ bool writeBatch(const QSqlDatabase &db, const QVector<FindQueue::File> &files, b
     }
     FindQueue::Statement remove(handle, "INSERT INTO find_text (find_text, rowid, grams) VALUES ('delete', ?, ?)");
     FindQueue::Statement insert(handle, "INSERT INTO find_text (rowid, grams) VALUES (?, ?)");
-    FindQueue::Statement keep(handle, seams        ? "INSERT OR REPLACE INTO find_plain (file_id, fields, game_id, "
-                                                     "sub_cat, seams) VALUES (?, ?, ?, ?, 1)"
-                                      : hitColumns ? "INSERT OR REPLACE INTO find_plain (file_id, fields, game_id, "
-                                                     "sub_cat) VALUES (?, ?, ?, ?)"
-                                                   : "INSERT OR REPLACE INTO find_plain (file_id, fields) VALUES (?, ?)");
+    FindQueue::Statement keep(handle, seams ? "INSERT OR REPLACE INTO find_plain (file_id, fields, game_id, "
+                                              "sub_cat, seams) VALUES (?, ?, ?, ?, 1)"
+                                      : hitColumns
+                                          ? "INSERT OR REPLACE INTO find_plain (file_id, fields, game_id, "
+                                            "sub_cat) VALUES (?, ?, ?, ?)"
+                                          : "INSERT OR REPLACE INTO find_plain (file_id, fields) VALUES (?, ?)");
     FindQueue::Statement drop(handle, "DELETE FROM find_plain WHERE file_id = ?");
     FindQueue::Statement dequeue(handle, "DELETE FROM find_pending WHERE file_id = ? AND stamp = ?");
     const auto failed = [&](const FindQueue::Statement &statement) {

@@ -227,10 +227,10 @@ public:
             values.append(id);
             marks += marks.isEmpty() ? QStringLiteral("?") : QStringLiteral(", ?");
         }
-        DirectRows some(m_db,
-                        QStringLiteral("SELECT auto_id, name, platform_id, genre_id FROM game WHERE auto_id IN (%1)")
-                            .arg(marks),
-                        values);
+        DirectRows some(
+            m_db,
+            QStringLiteral("SELECT auto_id, name, platform_id, genre_id FROM game WHERE auto_id IN (%1)").arg(marks),
+            values);
         if (!some.isReady())
             return fail(some, err);
         while (some.next())
