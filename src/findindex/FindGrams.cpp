@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <optional>
 #include <vector>
 
@@ -163,32 +164,95 @@ quint32 seamKey(std::string_view text, size_t at)
     return quint32(quint8(text[at - 2])) << 16 | quint32(quint8(text[at - 1])) << 8 | quint32(quint8(text[at + 1]));
 }
 
-// The seams of `text`: every blank with two bytes before it and one after.
-void appendSeamKeys(std::string_view text, std::vector<quint32> *keys)
+// No seam is all ones: a seam takes 24 bits.
+constexpr quint32 noSeam = ~quint32(0);
+
+// The slot of `key` in a table of 2 to the `bits` slots: the product's top bits, which every bit of
+// the key reaches.
+size_t seamSlot(quint32 key, int bits)
 {
-    for (size_t at = 2; at + 1 < text.size(); ++at) {
-        if (text[at] == ' ')
-            keys->push_back(seamKey(text, at));
-    }
+    return size_t((key * 0x9E3779B1u) >> (32 - bits));
 }
 
-// The seams of a file's fields, each once, sorted. Where the description meets the text in a
-// search without the source, up to three bytes of each side are around the blank.
+// Adds `key` to the table unless it is there; whether it was not.
+bool addSeam(std::vector<quint32> *table, int bits, quint32 key)
+{
+    size_t slot = seamSlot(key, bits);
+    while ((*table)[slot] != noSeam && (*table)[slot] != key)
+        slot = (slot + 1) & (table->size() - 1);
+    if ((*table)[slot] == key)
+        return false;
+    (*table)[slot] = key;
+    return true;
+}
+
+// The bits of a table with room for `count` keys, half of it empty.
+int tableBits(size_t count)
+{
+    int bits = 6;
+    while ((size_t(1) << bits) < 2 * count)
+        ++bits;
+    return bits;
+}
+
+// The seams met so far, each once, in the order met; looked up in a table kept half empty.
+class SeamSet final
+{
+public:
+    void clear()
+    {
+        m_keys.clear();
+        m_bits = 8;
+        m_table.assign(size_t(1) << m_bits, noSeam);
+    }
+    void add(quint32 key)
+    {
+        if (!addSeam(&m_table, m_bits, key))
+            return;
+        m_keys.push_back(key);
+        if (2 * m_keys.size() < m_table.size())
+            return;
+        ++m_bits;
+        m_table.assign(size_t(1) << m_bits, noSeam);
+        for (const quint32 known : m_keys)
+            addSeam(&m_table, m_bits, known);
+    }
+    // The seams of `text`: every blank with two bytes before it and one after.
+    void addAll(std::string_view text)
+    {
+        if (text.size() < 4)
+            return;
+        const char *const begin = text.data(), *const end = begin + text.size() - 1;
+        for (const char *at = begin + 2; at < end; ++at) {
+            at = static_cast<const char *>(memchr(at, ' ', size_t(end - at)));
+            if (!at)
+                break;
+            add(seamKey(text, size_t(at - begin)));
+        }
+    }
+    const std::vector<quint32> &keys() const { return m_keys; }
+
+private:
+    std::vector<quint32> m_keys;
+    std::vector<quint32> m_table;
+    int m_bits = 0;
+};
+
+// The seams of a file's fields, each once. Where the description meets the text in a search
+// without the source, up to three bytes of each side are around the blank.
 const std::vector<quint32> &seamKeys(const FindGrams::Joined &fields)
 {
-    thread_local std::vector<quint32> keys;
+    thread_local SeamSet seams;
     thread_local std::string meeting;
-    keys.clear();
-    appendSeamKeys(fields.all, &keys);
+    seams.clear();
+    seams.addAll(fields.all);
     const std::string_view desc = fields.all.substr(0, fields.descSize);
     const size_t bodyAt = std::min(fields.all.size(), fields.descSize + fields.srcSize + 2);
     meeting.assign(desc.substr(desc.size() - std::min<size_t>(desc.size(), 3)));
     meeting.push_back(' ');
     meeting.append(fields.all.substr(bodyAt, 3));
-    appendSeamKeys(meeting, &keys);
-    std::sort(keys.begin(), keys.end());
-    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
-    return keys;
+    seams.addAll(meeting);
+    return seams.keys();
 }
 
 void appendSeamWord(quint32 key, QByteArray *words)
@@ -233,12 +297,21 @@ std::shared_ptr<const FindGrams::Seams> FindGrams::Seams::FromKeys(const std::ve
     auto seams = std::make_shared<Seams>();
     seams->m_keys = keys;
     std::sort(seams->m_keys.begin(), seams->m_keys.end());
+    seams->m_bits = tableBits(2 * keys.size());
+    seams->m_slots.assign(size_t(1) << seams->m_bits, noSeam);
+    for (const quint32 key : keys)
+        addSeam(&seams->m_slots, seams->m_bits, key);
     return seams;
 }
 
 bool FindGrams::Seams::Contains(quint32 key) const
 {
-    return std::binary_search(m_keys.cbegin(), m_keys.cend(), key);
+    const size_t mask = m_slots.size() - 1;
+    for (size_t slot = seamSlot(key, m_bits); m_slots[slot] != noSeam; slot = (slot + 1) & mask) {
+        if (m_slots[slot] == key)
+            return true;
+    }
+    return false;
 }
 
 void FindGrams::AppendSeams(const Joined &fields, const Seams *common, QByteArray *words)

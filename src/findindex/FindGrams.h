@@ -69,8 +69,12 @@ public:
     bool Contains(quint32 key) const;
 
 private:
-    // Sorted: a few hundred, looked up by halves.
+    // Sorted.
     std::vector<quint32> m_keys;
+    // The same as a table a few times their number, where a key is found at the slot its hash
+    // names or soon after: a file's hundreds of seams are each looked up while it is indexed.
+    std::vector<quint32> m_slots;
+    int m_bits = 0;
 };
 
 // Appends the seam words of a file's fields to `words` (each once, after a blank when `words`
