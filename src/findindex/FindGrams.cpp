@@ -1,7 +1,6 @@
 #include "FindGrams.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <vector>
@@ -48,6 +47,40 @@ void appendKeys(const std::vector<char32_t> &codes, std::vector<quint64> *keys)
     }
 }
 
+// Tables of keys looked up by hash, each key once. A key goes to the slot named by the top bits of
+// its product with a large odd number, which every bit of the key reaches (keys differing only in
+// their first character would share the lower ones, and one slot, and long runs), or to the next
+// free one after it. A free slot holds all ones, which no key is.
+template <typename Key> constexpr Key freeSlot = ~Key(0);
+
+// The bits of a table with room for `count` keys, half of it free.
+int tableBits(size_t count)
+{
+    int bits = 6;
+    while ((size_t(1) << bits) < 2 * count)
+        ++bits;
+    return bits;
+}
+
+// The slot of a table of 2 to the `bits` slots that holds `key`, or the free one where it would go.
+template <typename Key> size_t slotOf(const std::vector<Key> &table, int bits, Key key)
+{
+    size_t slot = size_t((quint64(key) * 0x9E3779B97F4A7C15ull) >> (64 - bits));
+    while (table[slot] != freeSlot<Key> && table[slot] != key)
+        slot = (slot + 1) & (table.size() - 1);
+    return slot;
+}
+
+// Adds `key` to the table unless it is there; whether it was not.
+template <typename Key> bool addOnce(std::vector<Key> *table, int bits, Key key)
+{
+    Key &slot = (*table)[slotOf(*table, bits, key)];
+    if (slot == key)
+        return false;
+    slot = key;
+    return true;
+}
+
 // The longest word: three codes of "u" and six hex digits.
 constexpr int longestWord = 3 * 7;
 
@@ -84,26 +117,16 @@ QByteArray FindGrams::Document(QStringView desc, QStringView src, QStringView bo
     }
     // Each key once, through a table twice the keys' number: a text of a few kilobytes has a few
     // hundred different ones among thousands, and sorting them all would cost more than the rest.
-    int bits = 6;
-    while ((size_t(1) << bits) < 2 * keys.size())
-        ++bits;
-    const size_t capacity = size_t(1) << bits;
-    thread_local std::vector<quint64> table;
     // No key is all ones: a code takes 21 bits, and 0x1FFFFF is none.
-    constexpr quint64 empty = ~quint64(0);
-    table.assign(capacity, empty);
+    const int bits = tableBits(keys.size());
+    thread_local std::vector<quint64> table;
+    table.assign(size_t(1) << bits, freeSlot<quint64>);
     thread_local std::vector<char> words;
     words.resize(keys.size() * (longestWord + 1));
     char *end = words.data();
     for (const quint64 key : keys) {
-        // The product's top bits, which every bit of the key reaches: keys differing only in
-        // their first character would share the lower ones, and one slot, and long runs.
-        size_t slot = size_t((key * 0x9E3779B97F4A7C15ull) >> (64 - bits));
-        while (table[slot] != empty && table[slot] != key)
-            slot = (slot + 1) & (capacity - 1);
-        if (table[slot] == key)
+        if (!addOnce(&table, bits, key))
             continue;
-        table[slot] = key;
         if (end != words.data())
             *end++ = ' ';
         end = writeWord(key, end);
@@ -164,38 +187,8 @@ quint32 seamKey(std::string_view text, size_t at)
     return quint32(quint8(text[at - 2])) << 16 | quint32(quint8(text[at - 1])) << 8 | quint32(quint8(text[at + 1]));
 }
 
-// No seam is all ones: a seam takes 24 bits.
-constexpr quint32 noSeam = ~quint32(0);
-
-// The slot of `key` in a table of 2 to the `bits` slots: the product's top bits, which every bit of
-// the key reaches.
-size_t seamSlot(quint32 key, int bits)
-{
-    return size_t((key * 0x9E3779B1u) >> (32 - bits));
-}
-
-// Adds `key` to the table unless it is there; whether it was not.
-bool addSeam(std::vector<quint32> *table, int bits, quint32 key)
-{
-    size_t slot = seamSlot(key, bits);
-    while ((*table)[slot] != noSeam && (*table)[slot] != key)
-        slot = (slot + 1) & (table->size() - 1);
-    if ((*table)[slot] == key)
-        return false;
-    (*table)[slot] = key;
-    return true;
-}
-
-// The bits of a table with room for `count` keys, half of it empty.
-int tableBits(size_t count)
-{
-    int bits = 6;
-    while ((size_t(1) << bits) < 2 * count)
-        ++bits;
-    return bits;
-}
-
-// The seams met so far, each once, in the order met; looked up in a table kept half empty.
+// The seams met so far, each once, in the order met; looked up in a table kept half free (no seam
+// is all ones: a seam takes 24 bits).
 class SeamSet final
 {
 public:
@@ -203,19 +196,19 @@ public:
     {
         m_keys.clear();
         m_bits = 8;
-        m_table.assign(size_t(1) << m_bits, noSeam);
+        m_table.assign(size_t(1) << m_bits, freeSlot<quint32>);
     }
     void add(quint32 key)
     {
-        if (!addSeam(&m_table, m_bits, key))
+        if (!addOnce(&m_table, m_bits, key))
             return;
         m_keys.push_back(key);
         if (2 * m_keys.size() < m_table.size())
             return;
         ++m_bits;
-        m_table.assign(size_t(1) << m_bits, noSeam);
+        m_table.assign(size_t(1) << m_bits, freeSlot<quint32>);
         for (const quint32 known : m_keys)
-            addSeam(&m_table, m_bits, known);
+            addOnce(&m_table, m_bits, known);
     }
     // The seams of `text`: every blank with two bytes before it and one after.
     void addAll(std::string_view text)
@@ -298,20 +291,15 @@ std::shared_ptr<const FindGrams::Seams> FindGrams::Seams::FromKeys(const std::ve
     seams->m_keys = keys;
     std::sort(seams->m_keys.begin(), seams->m_keys.end());
     seams->m_bits = tableBits(2 * keys.size());
-    seams->m_slots.assign(size_t(1) << seams->m_bits, noSeam);
+    seams->m_slots.assign(size_t(1) << seams->m_bits, freeSlot<quint32>);
     for (const quint32 key : keys)
-        addSeam(&seams->m_slots, seams->m_bits, key);
+        addOnce(&seams->m_slots, seams->m_bits, key);
     return seams;
 }
 
 bool FindGrams::Seams::Contains(quint32 key) const
 {
-    const size_t mask = m_slots.size() - 1;
-    for (size_t slot = seamSlot(key, m_bits); m_slots[slot] != noSeam; slot = (slot + 1) & mask) {
-        if (m_slots[slot] == key)
-            return true;
-    }
-    return false;
+    return m_slots[slotOf(m_slots, m_bits, key)] == key;
 }
 
 void FindGrams::AppendSeams(const Joined &fields, const Seams *common, QByteArray *words)
@@ -324,25 +312,14 @@ void FindGrams::AppendSeams(const Joined &fields, const Seams *common, QByteArra
 
 QList<FindGrams::Word> FindGrams::PhraseSeams(const QString &phrase, const Seams *common)
 {
-    // The phrase in UTF-8 as the texts are kept, and the character each byte belongs to.
-    std::vector<char32_t> codes;
-    appendCodes(phrase, &codes);
-    std::string bytes;
+    // The phrase in UTF-8 as it is checked, and the character each byte belongs to, counted as
+    // Phrase counts them: a byte that does not go on a character starts one.
+    const QByteArray utf8 = phrase.toUtf8();
+    const std::string_view bytes(utf8.constData(), size_t(utf8.size()));
     std::vector<int> characterOf;
-    for (size_t i = 0; i < codes.size(); ++i) {
-        const char32_t c = codes[i];
-        if (c < 0x80) {
-            bytes.push_back(char(c));
-        } else if (c < 0x800) {
-            bytes += {char(0xC0 | c >> 6), char(0x80 | (c & 0x3F))};
-        } else if (c < 0x10000) {
-            bytes += {char(0xE0 | c >> 12), char(0x80 | (c >> 6 & 0x3F)), char(0x80 | (c & 0x3F))};
-        } else {
-            bytes += {char(0xF0 | c >> 18), char(0x80 | (c >> 12 & 0x3F)), char(0x80 | (c >> 6 & 0x3F)),
-                      char(0x80 | (c & 0x3F))};
-        }
-        characterOf.resize(bytes.size(), int(i));
-    }
+    int character = -1;
+    for (const char byte : bytes)
+        characterOf.push_back((quint8(byte) & 0xC0) == 0x80 ? character : ++character);
     QList<Word> words;
     for (size_t at = 2; at + 1 < bytes.size(); ++at) {
         if (bytes[at] != ' ')

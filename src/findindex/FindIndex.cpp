@@ -159,19 +159,6 @@ bool ensureQueueStamps(const QSqlDatabase &db, ErrObject *err)
     return false;
 }
 
-// Whether the index keeps each file's seams among its words, and the common seams it leaves out;
-// false when that cannot be read.
-bool seamLayout(const QSqlDatabase &db)
-{
-    StoreQuery query(db);
-    bool found = false;
-    return query.run(QStringLiteral("SELECT EXISTS (SELECT 1 FROM pragma_table_info('find_plain') WHERE name = "
-                                    "'seams') AND EXISTS (SELECT 1 FROM sqlite_master WHERE type = 'table' AND name "
-                                    "= 'find_seam_common')"),
-                     nullptr) &&
-           query.firstRow(&found, nullptr) && found && query.value(0).toBool();
-}
-
 } // namespace
 
 const QString FindIndex::HitIndex = QStringLiteral("file_find_hit");
@@ -185,7 +172,13 @@ bool FindIndex::HasHitColumns(const QSqlDatabase &db)
 
 bool FindIndex::HasSeams(const QSqlDatabase &db)
 {
-    return seamLayout(db);
+    StoreQuery query(db);
+    bool found = false;
+    return query.run(QStringLiteral("SELECT EXISTS (SELECT 1 FROM pragma_table_info('find_plain') WHERE name = "
+                                    "'seams') AND EXISTS (SELECT 1 FROM sqlite_master WHERE type = 'table' AND name "
+                                    "= 'find_seam_common')"),
+                     nullptr) &&
+           query.firstRow(&found, nullptr) && found && query.value(0).toBool();
 }
 
 bool FindIndex::HasHitIndex(const QSqlDatabase &db)
@@ -222,7 +215,7 @@ bool FindIndex::Ensure(const QSqlDatabase &db, ErrObject *err)
         if (StoreAddress::IsShared(db))
             return true;
         // An index without seams is made anew: every file's words change.
-        return seamLayout(db) || Rebuild(db, err);
+        return HasSeams(db) || Rebuild(db, err);
     }
     if (StoreAddress::IsShared(db)) {
         // A shared library gets its index with its tables; one that lost it was changed by hand.
@@ -266,7 +259,7 @@ bool FindIndex::Dictionary(const QSqlDatabase &db, std::shared_ptr<const FindDic
     // A seam left out of every file's words but taken as one of a phrase's would lose its hits:
     // a list that cannot be read fails the search.
     std::shared_ptr<const FindGrams::Seams> common;
-    if (found && seamLayout(db)) {
+    if (found && HasSeams(db)) {
         StoreQuery seams(db);
         std::vector<quint32> keys;
         if (!seams.run(QStringLiteral("SELECT seam FROM find_seam_common"), err) ||

@@ -220,7 +220,7 @@ public:
         if (!readAllPast(ids.size(), err))
             return false;
         if (m_readAll)
-            return readGames(hits, err);
+            return true;
         QVariantList values;
         QString marks;
         for (const qint32 id : std::as_const(ids)) {
