@@ -5,6 +5,7 @@
 #include "data/NodeKey.h"
 #include "find/QuickFindLog.h"
 #include "find/frmFind.h"
+#include "store/KeptConnection.h"
 #include "system/SettingsStore.h"
 #include "widgets/TreeView.h"
 
@@ -17,6 +18,8 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
+
+#include <future>
 
 namespace {
 
@@ -222,10 +225,18 @@ private Q_SLOTS:
         auto *cmdFind = child<QPushButton>(form, "cmdFind");
         child<QComboBox>(form, "cboFind")->setEditText(QStringLiteral("Dragon"));
         // While the search runs its button stops it: what was found stays listed, the window stays
-        // for another try, and no "Finished!" is said.
+        // for another try, and no "Finished!" is said. The search waits behind other work on its
+        // connection until the click: on a busy machine these few files could all be searched first.
+        std::promise<void> held;
+        KeptConnection::Start(desk.home.storePath(),
+                              [go = held.get_future().share()](const QSqlDatabase &, const ErrObject &) {
+                                  go.wait();
+                                  return true;
+                              });
         cmdFind->click();
         QVERIFY(form->Searching() && cmdFind->text() == QStringLiteral("&Stop"));
         cmdFind->click();
+        held.set_value();
         QTRY_VERIFY(!form->Searching());
         QCOMPARE(std::tuple(titles.size(), cmdFind->text(), form->isVisible(), desk.prompts.shown().size()),
                  std::tuple(1, QStringLiteral("&Find"), true, qsizetype(0)));
