@@ -214,8 +214,11 @@ void tst_search::indexMatchesScan()
         QStringLiteral("UPDATE file SET \"desc\" = 'ab', src = 'c', txt_rtf = 'd e' WHERE auto_id = %1").arg(low + 8)));
     QVERIFY(QSqlQuery(db).exec(
         QStringLiteral("UPDATE file SET \"desc\" = 'xé', src = '', txt_rtf = 'ü z' WHERE auto_id = %1").arg(low + 9)));
-    for (const QString &phrase :
-         QStringList{"ab c d", "b c", "c d", "ab d", "b d e", "xé  ü", "é ü", "xé ü z", "é  ü z"}) {
+    // Characters beyond the first 65,536 are one character each, in every word they are part of.
+    QVERIFY(QSqlQuery(db).exec(
+        QStringLiteral("UPDATE file SET \"desc\" = 'go😀al', txt_rtf = '😀😀x y😀' WHERE auto_id = %1").arg(low + 11)));
+    for (const QString &phrase : QStringList{"ab c d", "b c", "c d", "ab d", "b d e", "xé  ü", "é ü", "xé ü z", "é  ü z",
+                                             "o😀a", "go😀al", "😀😀x", "x y😀", "al 😀😀"}) {
         for (int fields = 1; fields < 8; ++fields) {
             const FindRequest request{phrase, bool(fields & 1), bool(fields & 2), bool(fields & 4), {}};
             QVector<FindHit> indexed, scanned;

@@ -11,22 +11,23 @@ constexpr char32_t blank = U' ';
 // Code points take 21 bits: three of them make one 63-bit key.
 constexpr int codeBits = 21;
 
-// The characters of `text` as code points. A lone surrogate counts as "?", as it does in the
-// UTF-8 the index's texts are kept and checked in.
+// The character of `text` at `*i` as a code point, `*i` moved to its last unit. A lone surrogate
+// counts as "?", as it does in the UTF-8 the index's texts are kept and checked in.
+char32_t codeAt(QStringView text, qsizetype *i)
+{
+    const char16_t unit = text[*i].unicode();
+    if (!QChar::isSurrogate(unit))
+        return unit;
+    if (QChar::isHighSurrogate(unit) && *i + 1 < text.size() && QChar::isLowSurrogate(text[*i + 1].unicode()))
+        return QChar::surrogateToUcs4(unit, text[++*i].unicode());
+    return U'?';
+}
+
+// The characters of `text` as code points.
 void appendCodes(QStringView text, std::vector<char32_t> *codes)
 {
-    const qsizetype size = text.size();
-    for (qsizetype i = 0; i < size; ++i) {
-        const char16_t unit = text[i].unicode();
-        if (QChar::isHighSurrogate(unit) && i + 1 < size && QChar::isLowSurrogate(text[i + 1].unicode())) {
-            codes->push_back(QChar::surrogateToUcs4(unit, text[i + 1].unicode()));
-            ++i;
-        } else if (QChar::isSurrogate(unit)) {
-            codes->push_back(U'?');
-        } else {
-            codes->push_back(unit);
-        }
-    }
+    for (qsizetype i = 0; i < text.size(); ++i)
+        codes->push_back(codeAt(text, &i));
 }
 
 // The three codes from `at` as a key, unless one of them is a blank.
@@ -38,12 +39,21 @@ std::optional<quint64> keyAt(const std::vector<char32_t> &codes, size_t at)
     return (quint64(a) << (2 * codeBits)) | (quint64(b) << codeBits) | quint64(c);
 }
 
-// Every three codes in a row without a blank, as keys; `codes` is one field or one run.
-void appendKeys(const std::vector<char32_t> &codes, std::vector<quint64> *keys)
+// Every three characters in a row of `field` without a blank, as keys, the characters read as
+// appendCodes reads them. Each file's every character passes through here: the key is rolled along
+// rather than made anew at each character.
+void appendKeys(QStringView field, std::vector<quint64> *keys)
 {
-    for (size_t at = 0; at + 3 <= codes.size(); ++at) {
-        if (const std::optional<quint64> key = keyAt(codes, at))
-            keys->push_back(*key);
+    constexpr quint64 keyMask = (quint64(1) << (3 * codeBits)) - 1;
+    quint64 key = 0;
+    // The characters since the last blank, or since the start.
+    int run = 0;
+    for (qsizetype i = 0; i < field.size(); ++i) {
+        const char32_t code = codeAt(field, &i);
+        key = ((key << codeBits) | code) & keyMask;
+        run = code == blank ? 0 : run + 1;
+        if (run >= 3)
+            keys->push_back(key);
     }
 }
 
@@ -108,13 +118,9 @@ char *writeWord(quint64 key, char *out)
 QByteArray FindGrams::Document(QStringView desc, QStringView src, QStringView body)
 {
     thread_local std::vector<quint64> keys;
-    thread_local std::vector<char32_t> codes;
     keys.clear();
-    for (const QStringView field : {desc, src, body}) {
-        codes.clear();
-        appendCodes(field, &codes);
-        appendKeys(codes, &keys);
-    }
+    for (const QStringView field : {desc, src, body})
+        appendKeys(field, &keys);
     // Each key once, through a table twice the keys' number: a text of a few kilobytes has a few
     // hundred different ones among thousands, and sorting them all would cost more than the rest.
     // No key is all ones: a code takes 21 bits, and 0x1FFFFF is none.
