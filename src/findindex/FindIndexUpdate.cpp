@@ -14,11 +14,19 @@
 #include <QLoggingCategory>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <QThread>
+#include <QThreadPool>
 #include <QVariant>
 #include <QVector>
 #include <QtConcurrent/QtConcurrentMap>
 
+#ifdef Q_OS_LINUX
+#include <sys/resource.h>
+#include <unistd.h>
+#endif
+
 #include <algorithm>
+#include <cerrno>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -36,11 +44,37 @@ bool fail(const QSqlQuery &query, const QSqlDatabase &db, ErrObject *err)
 
 // A queue this long is a whole index being built (a new or converted store, or a big import).
 constexpr qint64 bulkFiles = 1000;
+// How much lower the workers' priority is than the writer's: enough that a worker sharing a core
+// with the writer gets a tenth of it.
+constexpr int workerNice = 10;
 // Files indexed per transaction while a whole index is built. FTS5 writes its words out as a new
 // segment at each commit, and a search reads every segment: a million files leave ten, which
 // search as fast as one, where a commit a batch would leave 125 to be merged at the end, a
 // quarter of the whole build. The words pending meanwhile stay within the FTS table's hashsize.
 constexpr qint64 bulkCommitFiles = 100000;
+
+// The threads that make the files' words while a whole index is built. One thread writes every
+// file's words into the index and sets the pace of the build; with a worker on every core it would
+// wait its turn for a core behind workers that are only making batches further ahead. So these
+// workers run at a lower priority and take what the writer leaves, which also leaves the desktop's
+// other programs their share of a build that takes a while. A few changed files are made into
+// words by the program's common workers, at its own priority: a search waits for them.
+Q_GLOBAL_STATIC(QThreadPool, indexWorkers)
+
+// On a worker's first file. A thread that waits for its workers takes some of their files itself,
+// and keeps its priority.
+void lowerPriority()
+{
+#ifdef Q_OS_LINUX
+    thread_local bool lowered = false;
+    if (lowered || !indexWorkers->contains(QThread::currentThread()))
+        return;
+    lowered = true;
+    // Linux gives each thread a nice value of its own.
+    if (setpriority(PRIO_PROCESS, id_t(gettid()), workerNice) != 0)
+        qCDebug(lcStore) << "search index: workers keep their priority:" << qt_error_string(errno);
+#endif
+}
 
 // A queued file's fields as text, the RTF made plain; on a worker thread.
 void makePlain(FindQueue::File *file)
@@ -266,6 +300,8 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
     if (maxFiles >= 0)
         pending = std::min(pending, maxFiles);
     BulkBuild bulk(db, pending >= bulkFiles);
+    const bool lower = bulk.on();
+    QThreadPool *const workers = lower ? indexWorkers() : QThreadPool::globalInstance();
     const bool hitColumns = FindIndex::HasHitColumns(db);
     const bool seams = FindIndex::HasSeams(db);
     qint64 indexed = 0;
@@ -273,8 +309,10 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
     // reads ahead on a thread of its own.
     FindQueue::Reader reader(
         db, maxFiles, bulk.on(), dictionary,
-        [seams](QVector<FindQueue::File> *files, const std::shared_ptr<const FindDictionary> &known) {
-            return QtConcurrent::map(*files, [known, seams](FindQueue::File &file) {
+        [seams, workers, lower](QVector<FindQueue::File> *files, const std::shared_ptr<const FindDictionary> &known) {
+            return QtConcurrent::map(workers, *files, [known, seams, lower](FindQueue::File &file) {
+                if (lower)
+                    lowerPriority();
                 makeWords(&file, known, seams);
                 if (known)
                     pack(&file, known.get(), seams);
@@ -297,8 +335,11 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
                 reader.SetDictionary(dictionary);
             }
             const FindDictionary *packing = dictionary.get();
-            QtConcurrent::blockingMap(current->files,
-                                      [packing, seams](FindQueue::File &file) { pack(&file, packing, seams); });
+            QtConcurrent::blockingMap(workers, current->files, [packing, seams, lower](FindQueue::File &file) {
+                if (lower)
+                    lowerPriority();
+                pack(&file, packing, seams);
+            });
         }
         const bool stopped = progress && !progress(indexed + uncommitted);
         if (!stopped && !reader.Next(&next, err))
@@ -323,6 +364,9 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
         }
         if (stopped)
             return true;
+        // A written batch's thousands of texts are freed on a worker, mostly in the memory they
+        // were made in: freeing them here took a tenth of the writer's time.
+        workers->start([spent = std::shared_ptr<FindQueue::Batch>(std::move(current))] {});
         current = std::move(next);
     }
     bulk.finish();
