@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <optional>
 #include <vector>
 
 namespace {
@@ -30,30 +29,23 @@ void appendCodes(QStringView text, std::vector<char32_t> *codes)
         codes->push_back(codeAt(text, &i));
 }
 
-// The three codes from `at` as a key, unless one of them is a blank.
-std::optional<quint64> keyAt(const std::vector<char32_t> &codes, size_t at)
-{
-    const char32_t a = codes[at], b = codes[at + 1], c = codes[at + 2];
-    if (a == blank || b == blank || c == blank)
-        return std::nullopt;
-    return (quint64(a) << (2 * codeBits)) | (quint64(b) << codeBits) | quint64(c);
-}
-
-// Every three characters in a row of `field` without a blank, as keys, the characters read as
-// appendCodes reads them. Each file's every character passes through here: the key is rolled along
-// rather than made anew at each character.
-void appendKeys(QStringView field, std::vector<quint64> *keys)
+// Every three characters in a row of `text` without a blank, as keys, each with the character it
+// starts at; the characters read as appendCodes reads them. A file's words and a phrase's come from
+// here alike, and each file's every character passes through: the key is rolled along rather than
+// made anew at each character.
+template <typename Take> void forEachKey(QStringView text, Take &&take)
 {
     constexpr quint64 keyMask = (quint64(1) << (3 * codeBits)) - 1;
     quint64 key = 0;
-    // The characters since the last blank, or since the start.
+    // The characters read, and those since the last blank or the start.
+    int character = 0;
     int run = 0;
-    for (qsizetype i = 0; i < field.size(); ++i) {
-        const char32_t code = codeAt(field, &i);
+    for (qsizetype i = 0; i < text.size(); ++i, ++character) {
+        const char32_t code = codeAt(text, &i);
         key = ((key << codeBits) | code) & keyMask;
         run = code == blank ? 0 : run + 1;
         if (run >= 3)
-            keys->push_back(key);
+            take(key, character - 2);
     }
 }
 
@@ -120,7 +112,7 @@ QByteArray FindGrams::Document(QStringView desc, QStringView src, QStringView bo
     thread_local std::vector<quint64> keys;
     keys.clear();
     for (const QStringView field : {desc, src, body})
-        appendKeys(field, &keys);
+        forEachKey(field, [](quint64 key, int) { keys.push_back(key); });
     // Each key once, through a table twice the keys' number: a text of a few kilobytes has a few
     // hundred different ones among thousands, and sorting them all would cost more than the rest.
     // No key is all ones: a code takes 21 bits, and 0x1FFFFF is none.
@@ -153,23 +145,18 @@ bool FindGrams::Word::Overlaps(const Word &other) const
 
 QList<FindGrams::Word> FindGrams::Phrase(const QString &phrase)
 {
-    std::vector<char32_t> codes;
-    appendCodes(phrase, &codes);
     QList<Word> words;
     std::vector<quint64> seen;
-    for (size_t at = 0; at + 3 <= codes.size(); ++at) {
-        const std::optional<quint64> key = keyAt(codes, at);
-        if (!key)
-            continue;
-        const auto known = std::find(seen.begin(), seen.end(), *key);
+    forEachKey(phrase, [&words, &seen](quint64 key, int at) {
+        const auto known = std::find(seen.begin(), seen.end(), key);
         if (known != seen.end()) {
-            words[known - seen.begin()].Starts.append(int(at));
-            continue;
+            words[known - seen.begin()].Starts.append(at);
+            return;
         }
-        seen.push_back(*key);
+        seen.push_back(key);
         char word[longestWord];
-        words.append({QByteArray(word, qsizetype(writeWord(*key, word) - word)), {int(at)}});
-    }
+        words.append({QByteArray(word, qsizetype(writeWord(key, word) - word)), {at}});
+    });
     return words;
 }
 
