@@ -61,15 +61,18 @@ constexpr qint64 bulkCommitFiles = 100000;
 // words by the program's common workers, at its own priority: a search waits for them.
 Q_GLOBAL_STATIC(QThreadPool, indexWorkers)
 
-// On a worker's first file. A thread that waits for its workers takes some of their files itself,
-// and keeps its priority.
+// At a thread's first file: only the index's own workers are lowered. A thread that waits for its
+// workers takes some of their files itself, and keeps its priority, as do the program's common
+// workers when they make a few files' words.
 void lowerPriority()
 {
 #ifdef Q_OS_LINUX
-    thread_local bool lowered = false;
-    if (lowered || !indexWorkers->contains(QThread::currentThread()))
+    thread_local bool asked = false;
+    if (asked)
         return;
-    lowered = true;
+    asked = true;
+    if (!indexWorkers->contains(QThread::currentThread()))
+        return;
     // Linux gives each thread a nice value of its own.
     if (setpriority(PRIO_PROCESS, id_t(gettid()), workerNice) != 0)
         qCDebug(lcStore) << "search index: workers keep their priority:" << qt_error_string(errno);
@@ -300,8 +303,7 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
     if (maxFiles >= 0)
         pending = std::min(pending, maxFiles);
     BulkBuild bulk(db, pending >= bulkFiles);
-    const bool lower = bulk.on();
-    QThreadPool *const workers = lower ? indexWorkers() : QThreadPool::globalInstance();
+    QThreadPool *const workers = bulk.on() ? indexWorkers() : QThreadPool::globalInstance();
     const bool hitColumns = FindIndex::HasHitColumns(db);
     const bool seams = FindIndex::HasSeams(db);
     qint64 indexed = 0;
@@ -309,10 +311,9 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
     // reads ahead on a thread of its own.
     FindQueue::Reader reader(
         db, maxFiles, bulk.on(), dictionary,
-        [seams, workers, lower](QVector<FindQueue::File> *files, const std::shared_ptr<const FindDictionary> &known) {
-            return QtConcurrent::map(workers, *files, [known, seams, lower](FindQueue::File &file) {
-                if (lower)
-                    lowerPriority();
+        [seams, workers](QVector<FindQueue::File> *files, const std::shared_ptr<const FindDictionary> &known) {
+            return QtConcurrent::map(workers, *files, [known, seams](FindQueue::File &file) {
+                lowerPriority();
                 makeWords(&file, known, seams);
                 if (known)
                     pack(&file, known.get(), seams);
@@ -335,9 +336,8 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
                 reader.SetDictionary(dictionary);
             }
             const FindDictionary *packing = dictionary.get();
-            QtConcurrent::blockingMap(workers, current->files, [packing, seams, lower](FindQueue::File &file) {
-                if (lower)
-                    lowerPriority();
+            QtConcurrent::blockingMap(workers, current->files, [packing, seams](FindQueue::File &file) {
+                lowerPriority();
                 pack(&file, packing, seams);
             });
         }
