@@ -7,6 +7,7 @@
 #include "data/GameTable.h"
 #include "data/StoreCopy.h"
 #include "data/modADO.h"
+#include "findindex/FindGrams.h"
 #include "findindex/FindIndex.h"
 #include "import/FileImport.h"
 #include "rtf/RtfReader.h"
@@ -15,6 +16,7 @@
 #include <QFileInfo>
 #include <QProcess>
 #include <QRandomGenerator>
+#include <QSet>
 #include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -124,6 +126,7 @@ class tst_search final : public QObject
 
 private Q_SLOTS:
     void indexMatchesScan();
+    void wordsOfLongTexts();
     void olderStoreGetsAnIndex();
     void leanIndex();
     void wholeIndexReadAhead();
@@ -160,6 +163,26 @@ void tst_search::compare(const QSqlDatabase &db, const QStringList &phrases, con
     }
     // The phrases taken from the texts find something; a comparison of empty answers proves little.
     QVERIFY2(checked > phrases.size() / 3, stage);
+}
+
+void tst_search::wordsOfLongTexts()
+{
+    // Thousands of different words, twice over, each given once; then a short text made into words after it on
+    // the same thread gets every one of its own, those it shares with the long one too.
+    QString many;
+    QSet<QString> triples;
+    for (int i = 0; i < 12000; ++i) {
+        many += QChar(0x4E00 + (i % 6000) * 7919 % 20000);
+        if (i >= 2)
+            triples.insert(many.right(3));
+    }
+    for (int round = 0; round < 2; ++round) {
+        const QList<QByteArray> words = FindGrams::Document(QStringLiteral("a long text"), {}, many).split(' ');
+        QCOMPARE(QSet<QByteArray>(words.cbegin(), words.cend()).size(), words.size());
+        QCOMPARE(words.size(), triples.size() + 4); // and "lon", "ong", "tex", "ext"
+        const QByteArray after = FindGrams::Document(QStringLiteral("long"), {}, many.left(4));
+        QCOMPARE(after.split(' ').size(), 4);
+    }
 }
 
 void tst_search::indexMatchesScan()

@@ -11,11 +11,12 @@ constexpr char32_t blank = U' ';
 constexpr int codeBits = 21;
 
 // The character of `text` at `*i` as a code point, `*i` moved to its last unit. A lone surrogate
-// counts as "?", as it does in the UTF-8 the index's texts are kept and checked in.
-char32_t codeAt(QStringView text, qsizetype *i)
+// counts as "?", as it does in the UTF-8 the index's texts are kept and checked in. Inlined: every
+// character of every file passes through here.
+Q_ALWAYS_INLINE char32_t codeAt(QStringView text, qsizetype *i)
 {
     const char16_t unit = text[*i].unicode();
-    if (!QChar::isSurrogate(unit))
+    if (Q_LIKELY(!QChar::isSurrogate(unit)))
         return unit;
     if (QChar::isHighSurrogate(unit) && *i + 1 < text.size() && QChar::isLowSurrogate(text[*i + 1].unicode()))
         return QChar::surrogateToUcs4(unit, text[++*i].unicode());
@@ -105,31 +106,90 @@ char *writeWord(quint64 key, char *out)
     return out;
 }
 
+// The keys of one text after another, each once. The table stays from text to text and only the
+// slots used are freed again: a file has a few hundred different keys, and clearing a whole table
+// sized for its thousands of characters took longer than finding them. It grows with the keys, so a
+// long text with few different ones needs little; one grown beyond the usual is let go after.
+class KeySet final
+{
+public:
+    // Adds `key` unless it is there; whether it was not.
+    bool add(quint64 key)
+    {
+        const size_t slot = slotOf(m_table, m_bits, key);
+        if (m_table[slot] == key)
+            return false;
+        m_table[slot] = key;
+        m_used.push_back(slot);
+        if (2 * m_used.size() >= m_table.size())
+            grow();
+        return true;
+    }
+    void clear()
+    {
+        if (m_bits > usualBits) {
+            m_bits = usualBits;
+            m_table.assign(size_t(1) << m_bits, freeSlot<quint64>);
+            m_table.shrink_to_fit();
+            m_used = {};
+            return;
+        }
+        for (const size_t slot : m_used)
+            m_table[slot] = freeSlot<quint64>;
+        m_used.clear();
+    }
+
+private:
+    static constexpr int usualBits = 12;
+
+    void grow()
+    {
+        std::vector<quint64> keys;
+        keys.reserve(m_used.size());
+        for (const size_t slot : m_used)
+            keys.push_back(m_table[slot]);
+        ++m_bits;
+        m_table.assign(size_t(1) << m_bits, freeSlot<quint64>);
+        m_used.clear();
+        for (const quint64 key : keys) {
+            const size_t slot = slotOf(m_table, m_bits, key);
+            m_table[slot] = key;
+            m_used.push_back(slot);
+        }
+    }
+
+    int m_bits = usualBits;
+    std::vector<quint64> m_table = std::vector<quint64>(size_t(1) << usualBits, freeSlot<quint64>);
+    // The slots that hold a key.
+    std::vector<size_t> m_used;
+};
+
 } // namespace
 
 QByteArray FindGrams::Document(QStringView desc, QStringView src, QStringView body)
 {
-    thread_local std::vector<quint64> keys;
-    keys.clear();
-    for (const QStringView field : {desc, src, body})
-        forEachKey(field, [](quint64 key, int) { keys.push_back(key); });
-    // Each key once, through a table twice the keys' number: a text of a few kilobytes has a few
-    // hundred different ones among thousands, and sorting them all would cost more than the rest.
-    // No key is all ones: a code takes 21 bits, and 0x1FFFFF is none.
-    const int bits = tableBits(keys.size());
-    thread_local std::vector<quint64> table;
-    table.assign(size_t(1) << bits, freeSlot<quint64>);
+    // No key is all ones, which marks a free slot: a code takes 21 bits, and 0x1FFFFF is none.
+    thread_local KeySet seen;
     thread_local std::vector<char> words;
-    words.resize(keys.size() * (longestWord + 1));
-    char *end = words.data();
-    for (const quint64 key : keys) {
-        if (!addOnce(&table, bits, key))
-            continue;
-        if (end != words.data())
-            *end++ = ' ';
-        end = writeWord(key, end);
+    seen.clear();
+    words.resize(std::max<size_t>(words.size(), 64 * (longestWord + 1)));
+    size_t end = 0;
+    for (const QStringView field : {desc, src, body}) {
+        forEachKey(field, [&](quint64 key, int) {
+            if (!seen.add(key))
+                return;
+            if (words.size() - end < longestWord + 1)
+                words.resize(2 * words.size());
+            if (end != 0)
+                words[end++] = ' ';
+            end = size_t(writeWord(key, words.data() + end) - words.data());
+        });
     }
-    return QByteArray(words.data(), qsizetype(end - words.data()));
+    QByteArray document(words.data(), qsizetype(end));
+    // As the table: room a long text took is not kept for the short ones after it.
+    if (words.size() > 64 * 1024)
+        words = {};
+    return document;
 }
 
 bool FindGrams::Word::Overlaps(const Word &other) const
