@@ -106,15 +106,16 @@ char *writeWord(quint64 key, char *out)
     return out;
 }
 
-// The keys of one text after another, each once. The table stays from text to text and only the
-// slots used are freed again: a file has a few hundred different keys, and clearing a whole table
-// sized for its thousands of characters took longer than finding them. It grows with the keys, so a
-// long text with few different ones needs little; one grown beyond the usual is let go after.
-class KeySet final
+// The keys of one text after another, each once, in the order met. The table stays from text to
+// text and only the slots used are freed again: a file has a few hundred different keys, and
+// clearing a whole table sized for its thousands of characters took longer than finding them. It
+// grows with the keys, so a long text with few different ones needs little; one grown beyond the
+// usual is let go after. No key may be all ones, which marks a free slot.
+template <typename Key> class KeySet final
 {
 public:
     // Adds `key` unless it is there; whether it was not.
-    bool add(quint64 key)
+    bool add(Key key)
     {
         const size_t slot = slotOf(m_table, m_bits, key);
         if (m_table[slot] == key)
@@ -129,14 +130,20 @@ public:
     {
         if (m_bits > usualBits) {
             m_bits = usualBits;
-            m_table.assign(size_t(1) << m_bits, freeSlot<quint64>);
+            m_table.assign(size_t(1) << m_bits, freeSlot<Key>);
             m_table.shrink_to_fit();
             m_used = {};
             return;
         }
         for (const size_t slot : m_used)
-            m_table[slot] = freeSlot<quint64>;
+            m_table[slot] = freeSlot<Key>;
         m_used.clear();
+    }
+    // Each key added since the last clear, in the order met.
+    template <typename Visit> void forEach(Visit &&visit) const
+    {
+        for (const size_t slot : m_used)
+            visit(m_table[slot]);
     }
 
 private:
@@ -144,14 +151,13 @@ private:
 
     void grow()
     {
-        std::vector<quint64> keys;
+        std::vector<Key> keys;
         keys.reserve(m_used.size());
-        for (const size_t slot : m_used)
-            keys.push_back(m_table[slot]);
+        forEach([&keys](Key key) { keys.push_back(key); });
         ++m_bits;
-        m_table.assign(size_t(1) << m_bits, freeSlot<quint64>);
+        m_table.assign(size_t(1) << m_bits, freeSlot<Key>);
         m_used.clear();
-        for (const quint64 key : keys) {
+        for (const Key key : keys) {
             const size_t slot = slotOf(m_table, m_bits, key);
             m_table[slot] = key;
             m_used.push_back(slot);
@@ -159,8 +165,8 @@ private:
     }
 
     int m_bits = usualBits;
-    std::vector<quint64> m_table = std::vector<quint64>(size_t(1) << usualBits, freeSlot<quint64>);
-    // The slots that hold a key.
+    std::vector<Key> m_table = std::vector<Key>(size_t(1) << usualBits, freeSlot<Key>);
+    // The slots that hold a key, in the order their keys were added.
     std::vector<size_t> m_used;
 };
 
@@ -168,8 +174,8 @@ private:
 
 QByteArray FindGrams::Document(QStringView desc, QStringView src, QStringView body)
 {
-    // No key is all ones, which marks a free slot: a code takes 21 bits, and 0x1FFFFF is none.
-    thread_local KeySet seen;
+    // No key is all ones: a code takes 21 bits, and 0x1FFFFF is none.
+    thread_local KeySet<quint64> seen;
     thread_local std::vector<char> words;
     seen.clear();
     words.resize(std::max<size_t>(words.size(), 64 * (longestWord + 1)));
@@ -240,65 +246,36 @@ quint32 seamKey(std::string_view text, size_t at)
     return quint32(quint8(text[at - 2])) << 16 | quint32(quint8(text[at - 1])) << 8 | quint32(quint8(text[at + 1]));
 }
 
-// The seams met so far, each once, in the order met; looked up in a table kept half free (no seam
-// is all ones: a seam takes 24 bits).
-class SeamSet final
+// Adds the seams of `text` to `seams`: every blank with two bytes before it and one after. No seam
+// is all ones: a seam takes 24 bits.
+void addSeams(std::string_view text, KeySet<quint32> *seams)
 {
-public:
-    void clear()
-    {
-        m_keys.clear();
-        m_bits = 8;
-        m_table.assign(size_t(1) << m_bits, freeSlot<quint32>);
+    if (text.size() < 4)
+        return;
+    const char *const begin = text.data(), *const end = begin + text.size() - 1;
+    for (const char *at = begin + 2; at < end; ++at) {
+        at = static_cast<const char *>(memchr(at, ' ', size_t(end - at)));
+        if (!at)
+            break;
+        seams->add(seamKey(text, size_t(at - begin)));
     }
-    void add(quint32 key)
-    {
-        if (!addOnce(&m_table, m_bits, key))
-            return;
-        m_keys.push_back(key);
-        if (2 * m_keys.size() < m_table.size())
-            return;
-        ++m_bits;
-        m_table.assign(size_t(1) << m_bits, freeSlot<quint32>);
-        for (const quint32 known : m_keys)
-            addOnce(&m_table, m_bits, known);
-    }
-    // The seams of `text`: every blank with two bytes before it and one after.
-    void addAll(std::string_view text)
-    {
-        if (text.size() < 4)
-            return;
-        const char *const begin = text.data(), *const end = begin + text.size() - 1;
-        for (const char *at = begin + 2; at < end; ++at) {
-            at = static_cast<const char *>(memchr(at, ' ', size_t(end - at)));
-            if (!at)
-                break;
-            add(seamKey(text, size_t(at - begin)));
-        }
-    }
-    const std::vector<quint32> &keys() const { return m_keys; }
-
-private:
-    std::vector<quint32> m_keys;
-    std::vector<quint32> m_table;
-    int m_bits = 0;
-};
+}
 
 // The seams of a file's fields, each once. Where the description meets the text in a search
 // without the source, up to three bytes of each side are around the blank.
-const std::vector<quint32> &seamKeys(const FindGrams::Joined &fields)
+const KeySet<quint32> &seamKeys(const FindGrams::Joined &fields)
 {
-    thread_local SeamSet seams;
+    thread_local KeySet<quint32> seams;
     thread_local std::string meeting;
     seams.clear();
-    seams.addAll(fields.all);
+    addSeams(fields.all, &seams);
     const std::string_view desc = fields.all.substr(0, fields.descSize);
     const size_t bodyAt = std::min(fields.all.size(), fields.descSize + fields.srcSize + 2);
     meeting.assign(desc.substr(desc.size() - std::min<size_t>(desc.size(), 3)));
     meeting.push_back(' ');
     meeting.append(fields.all.substr(bodyAt, 3));
-    seams.addAll(meeting);
-    return seams.keys();
+    addSeams(meeting, &seams);
+    return seams;
 }
 
 void appendSeamWord(quint32 key, QByteArray *words)
@@ -322,8 +299,7 @@ std::shared_ptr<const FindGrams::Seams> FindGrams::Seams::Common(const QList<Joi
     // Each file's seams once, all together, sorted: a seam's run is the number of files that hold it.
     std::vector<quint32> all;
     for (const Joined &sample : samples) {
-        const std::vector<quint32> &keys = seamKeys(sample);
-        all.insert(all.end(), keys.cbegin(), keys.cend());
+        seamKeys(sample).forEach([&all](quint32 key) { all.push_back(key); });
     }
     std::sort(all.begin(), all.end());
     std::vector<quint32> common;
@@ -357,10 +333,10 @@ bool FindGrams::Seams::Contains(quint32 key) const
 
 void FindGrams::AppendSeams(const Joined &fields, const Seams *common, QByteArray *words)
 {
-    for (const quint32 key : seamKeys(fields)) {
+    seamKeys(fields).forEach([common, words](quint32 key) {
         if (!common || !common->Contains(key))
             appendSeamWord(key, words);
-    }
+    });
 }
 
 QList<FindGrams::Word> FindGrams::PhraseSeams(const QString &phrase, const Seams *common)
