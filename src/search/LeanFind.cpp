@@ -13,6 +13,7 @@
 #include <cstring>
 #include <limits>
 #include <optional>
+#include <vector>
 
 namespace {
 
@@ -193,27 +194,57 @@ public:
     // The name, platform and genre of the hit's game.
     bool game(FindHit *hit, ErrObject *err)
     {
+        if (!m_byId.empty()) {
+            fill(hit, known(hit->GameId));
+            return true;
+        }
         auto game = m_games.constFind(hit->GameId);
         if (game == m_games.cend()) {
             if (!lookUp(hit->GameId, err))
                 return false;
-            game = m_games.constFind(hit->GameId);
+            // The look-up may have read every game.
+            game = m_byId.empty() ? m_games.constFind(hit->GameId) : m_games.cend();
         }
-        hit->GameName = game->Name;
-        hit->PlatformId = game->PlatformId;
-        hit->GenreId = game->GenreId;
+        fill(hit, game == m_games.cend() ? known(hit->GameId) : *game);
+        return true;
+    }
+    // As game() for each of `hits`. A common phrase's hits are spread over all the games, so a
+    // hit's game is seldom in the cache, nor is the count of users of its name, which the hit's
+    // copy of the name adds to: both are fetched a few hits ahead, and the reads overlap.
+    bool games(QVector<FindHit> *hits, ErrObject *err)
+    {
+        if (m_byId.empty()) {
+            for (FindHit &hit : *hits) {
+                if (!game(&hit, err))
+                    return false;
+            }
+            return true;
+        }
+        constexpr qsizetype ahead = 8;
+        const qsizetype count = hits->size();
+        for (qsizetype i = 0; i < count; ++i) {
+            if (i + 2 * ahead < count)
+                __builtin_prefetch(&known(hits->at(i + 2 * ahead).GameId));
+            if (i + ahead < count)
+                __builtin_prefetch(const_cast<QString::DataPointer &>(known(hits->at(i + ahead).GameId).Name.data_ptr())
+                                       .d_ptr());
+            FindHit &hit = (*hits)[i];
+            fill(&hit, known(hit.GameId));
+        }
         return true;
     }
     // Reads the games of `hits` not read yet together, in order of id: one statement for a chunk of
     // hits costs a third of one a game.
     bool readGames(const QVector<FindHit> &hits, ErrObject *err)
     {
+        if (m_readAll)
+            return true;
         QList<qint32> ids;
         for (const FindHit &hit : hits) {
             if (hit.GameId != 0 && !m_games.contains(hit.GameId))
                 ids.append(hit.GameId);
         }
-        if (ids.isEmpty() || m_readAll)
+        if (ids.isEmpty())
             return true;
         std::sort(ids.begin(), ids.end());
         ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
@@ -253,6 +284,19 @@ private:
         quint8 GenreId = 0;
     };
 
+    // Once every game is read by id: one that is not there is gone.
+    const Game &known(qint32 id) const
+    {
+        static const Game gone;
+        return quint32(id) < m_byId.size() ? m_byId[size_t(id)] : gone;
+    }
+    static void fill(FindHit *hit, const Game &game)
+    {
+        hit->GameName = game.Name;
+        hit->PlatformId = game.PlatformId;
+        hit->GenreId = game.GenreId;
+    }
+
     // Games are looked up as they are met while they are few. A search that has met a tenth of
     // them reads them all in one pass, which costs about as much as that many look-ups: a rare
     // phrase costs no more than the games it meets, a common one at most twice the pass. Whether
@@ -276,7 +320,7 @@ private:
         if (!readAllPast(1, err))
             return false;
         if (m_readAll) {
-            if (!m_games.contains(id))
+            if (m_byId.empty() && !m_games.contains(id))
                 m_games.insert(id, {});
             return true;
         }
@@ -300,7 +344,23 @@ private:
             return fail(all, err);
         while (all.next())
             m_games.insert(all.id(0), {all.text(1), all.code(2), all.code(3)});
-        return all.done() || fail(all, err);
+        if (!all.done())
+            return fail(all, err);
+        // A common phrase's hits are spread over all the games, and finding each in the hash costs
+        // two reads of memory that is seldom in the cache: a list by id costs one. Ids are given
+        // one after another, so the list is about as long as the games are many.
+        qint32 last = 0;
+        for (auto game = m_games.cbegin(); game != m_games.cend(); ++game)
+            last = std::max(last, game.key());
+        if (last / 4 <= m_games.size()) {
+            m_byId.resize(size_t(last) + 1);
+            for (auto game = m_games.cbegin(); game != m_games.cend(); ++game) {
+                if (game.key() > 0)
+                    m_byId[size_t(game.key())] = game.value();
+            }
+            m_games.clear();
+        }
+        return true;
     }
     static bool fail(const DirectRows &rows, ErrObject *err)
     {
@@ -310,6 +370,8 @@ private:
 
     const QSqlDatabase m_db;
     QHash<qint32, Game> m_games;
+    // All the games by id, once all are read, when their ids are not too sparse.
+    std::vector<Game> m_byId;
     std::unique_ptr<DirectRows> m_one;
     qint64 m_lookups = 0;
     // How many games are looked up one at a time; -1 until the first is.
@@ -529,13 +591,35 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
         return false;
     };
     if (decided) {
+        // Every file read is a hit: their games are filled in a few hundred at a time.
+        constexpr qsizetype chunk = 256;
+        QVector<FindHit> hits;
+        bool going = true;
+        const auto handOver = [&] {
+            if (!reader.games(&hits, &lookupErr)) {
+                *err = lookupErr;
+                return going = false;
+            }
+            for (FindHit &hit : hits) {
+                if (!(going = out->add(std::move(hit))))
+                    break;
+            }
+            hits.clear();
+            return going;
+        };
         const bool read = eachRow(
             rows,
             [&] {
-                FindHit hit;
-                return readHit(&hit) && out->add(std::move(hit));
+                FindHit &hit = hits.emplace_back();
+                hit.FileId = rows.id(0);
+                hit.GameId = rows.id(1);
+                hit.SubCat = rows.code(2);
+                hit.Desc = rows.text(3);
+                return hits.size() < chunk || handOver();
             },
             err, badId);
+        if (read && going)
+            handOver();
         return read && !lookupErr.isError();
     }
     CandidateCheck checks(request, dictionary, out, complete);
