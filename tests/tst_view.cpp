@@ -238,6 +238,25 @@ void tst_view::listAdapter()
     list.Clear();
     QVERIFY(list.Add(QStringLiteral("k7"), QString(), 0, &err) && !list.Item(QStringLiteral("k8")) &&
             list.Count() == 1);
+    // Rows made while a cleared list's rows are still being freed take the memory those leave,
+    // each keeping its own texts and key.
+    list.Clear();
+    for (int i = 0; i < 30000; ++i)
+        list.AddNew(QStringLiteral("m%1").arg(i), QStringLiteral("m%1").arg(i), 0)->setSubItem(1, QString::number(i));
+    list.Clear();
+    for (int i = 0; i < 30000; ++i) {
+        list.AddNew(QStringLiteral("p%1").arg(i), QStringLiteral("p%1").arg(i), 0)->setSubItem(1, QString::number(-i));
+        if (i % 2000 == 0)
+            QTest::qWait(5);
+    }
+    int intact = 0;
+    for (int i = 0; i < 30000; ++i) {
+        const ListItem *row = list.ItemAt(i + 1);
+        const QString name = QStringLiteral("p%1").arg(i);
+        intact += row->Key() == name && row->Text() == name && row->SubItem(1) == QString::number(-i) &&
+                  list.Item(name) == row;
+    }
+    QCOMPARE(intact, 30000);
     // Cleared again while the first rows may still be being freed, and the list gone before the
     // second ones are.
     for (int i = 0; i < 30000; ++i)

@@ -15,8 +15,17 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <cstddef>
+#include <new>
 
 namespace {
+
+// Rows a block of memory holds, and a row's room in it.
+constexpr size_t blockItems = 1024;
+constexpr size_t slotSize = (sizeof(ListItem) + alignof(std::max_align_t) - 1) / alignof(std::max_align_t) *
+                            alignof(std::max_align_t);
+// How long an emptied list keeps its blocks for the next rows.
+constexpr int releaseMs = 30000;
 
 constexpr int LargeIconSize = 32;
 constexpr int SmallIconSize = 16;
@@ -75,6 +84,9 @@ ListView::ListView(QWidget *parent)
     connect(m_showTimer, &QTimer::timeout, this, &ListView::ShowAppended);
     m_freeTimer = new QTimer(this);
     connect(m_freeTimer, &QTimer::timeout, this, &ListView::freeCleared);
+    m_releaseTimer = new QTimer(this);
+    m_releaseTimer->setSingleShot(true);
+    connect(m_releaseTimer, &QTimer::timeout, this, &ListView::releaseBlocks);
     for (QAbstractItemView *view :
          {static_cast<QAbstractItemView *>(m_report), static_cast<QAbstractItemView *>(m_icons)}) {
         view->setModel(m_model);
@@ -118,8 +130,46 @@ ListView::~ListView()
     // The views go first: closing a window asks them for the headers, which this object's members,
     // gone before its children, would no longer give.
     delete m_stack;
-    qDeleteAll(m_rows);
-    qDeleteAll(m_cleared.cbegin() + m_freedUpTo, m_cleared.cend());
+    for (ListItem *item : std::as_const(m_rows))
+        item->~ListItem();
+    for (qsizetype i = m_freedUpTo; i < m_cleared.size(); ++i)
+        m_cleared[i]->~ListItem();
+}
+
+ListItem *ListView::makeItem(QString key, const QString &text, int icon)
+{
+    void *slot = m_freeSlots;
+    if (slot) {
+        m_freeSlots = *static_cast<void **>(slot);
+    } else {
+        if (m_blockLeft == 0) {
+            m_blocks.emplace_back(new char[blockItems * slotSize]);
+            m_blockLeft = blockItems;
+        }
+        slot = m_blocks.back().get() + (blockItems - m_blockLeft--) * slotSize;
+    }
+    ++m_liveItems;
+    if (m_releaseTimer->isActive())
+        m_releaseTimer->stop();
+    return new (slot) ListItem(this, std::move(key), text, icon);
+}
+
+void ListView::dropItem(ListItem *item)
+{
+    item->~ListItem();
+    *reinterpret_cast<void **>(item) = m_freeSlots;
+    m_freeSlots = item;
+    if (--m_liveItems == 0 && !m_blocks.empty())
+        m_releaseTimer->start(releaseMs);
+}
+
+void ListView::releaseBlocks()
+{
+    if (m_liveItems != 0)
+        return;
+    m_blocks.clear();
+    m_blockLeft = 0;
+    m_freeSlots = nullptr;
 }
 
 bool ListView::setView(int view)
@@ -255,7 +305,7 @@ ListItem *ListView::Add(const QString &key, const QString &text, int icon, ErrOb
             return nullptr;
         }
     }
-    auto *item = new ListItem(this, key, text, icon);
+    ListItem *item = makeItem(key, text, icon);
     if (slot)
         *slot = item;
     return append(item);
@@ -263,7 +313,7 @@ ListItem *ListView::Add(const QString &key, const QString &text, int icon, ErrOb
 
 ListItem *ListView::AddNew(QString key, const QString &text, int icon)
 {
-    auto *item = new ListItem(this, std::move(key), text, icon);
+    ListItem *item = makeItem(std::move(key), text, icon);
     if (!item->m_key.isEmpty())
         m_unindexed.append(item);
     return append(item);
@@ -336,7 +386,7 @@ void ListView::Remove(ListItem *item)
         m_byKey.remove(item->m_key);
     if (item == m_scrollTarget)
         m_scrollTarget = nullptr;
-    delete item;
+    dropItem(item);
     m_quiet = wasQuiet;
 }
 
@@ -369,7 +419,8 @@ void ListView::Clear()
         m_cleared += std::exchange(m_rows, {});
         m_freeTimer->start();
     } else {
-        qDeleteAll(m_rows);
+        for (ListItem *item : std::as_const(m_rows))
+            dropItem(item);
         m_rows.clear();
     }
     m_byKey.clear();
@@ -382,11 +433,11 @@ void ListView::Clear()
 void ListView::freeCleared()
 {
     // A few milliseconds a slice. Oldest first, as they were made: the allocator joins the freed
-    // memory into large blocks the next rows are made in, rather than handing it back to the system.
+    // texts into large blocks the next rows' texts are made in.
     constexpr qsizetype slice = 10000;
     const qsizetype to = std::min(m_freedUpTo + slice, m_cleared.size());
     for (; m_freedUpTo < to; ++m_freedUpTo)
-        delete m_cleared.at(m_freedUpTo);
+        dropItem(m_cleared.at(m_freedUpTo));
     if (m_freedUpTo == m_cleared.size()) {
         m_cleared = {};
         m_freedUpTo = 0;

@@ -10,6 +10,9 @@
 #include <QVector>
 #include <QWidget>
 
+#include <memory>
+#include <vector>
+
 class ListModel;
 class ListView;
 class QAbstractItemView;
@@ -41,6 +44,9 @@ public:
 private:
     friend class ListView;
     ListItem(ListView *view, QString key, const QString &text, int icon);
+    // Rows are made and freed by their list only, in its own blocks of memory.
+    ~ListItem() = default;
+    Q_DISABLE_COPY_MOVE(ListItem)
 
     ListView *m_view;
     QString m_key;
@@ -172,6 +178,13 @@ private:
     };
 
     ListItem *append(ListItem *item);
+    // Rows are made in blocks of a thousand, not one allocation each. A search lists up to a
+    // million rows, and a new search's rows are made in the memory its predecessor's left. Made
+    // one at a time, the allocator gave much of that memory back to the system, whose fresh pages
+    // were each faulted in and cleared again: listing took a fifth longer.
+    ListItem *makeItem(QString key, const QString &text, int icon);
+    void dropItem(ListItem *item);
+    void releaseBlocks();
     // Takes the keys of the rows added by AddNew into the look-up by key.
     void indexKeys() const
     {
@@ -214,6 +227,14 @@ private:
     QVector<ListItem *> m_cleared;
     qsizetype m_freedUpTo = 0;
     QTimer *m_freeTimer;
+    std::vector<std::unique_ptr<char[]>> m_blocks;
+    // Slots in the last block not used yet.
+    size_t m_blockLeft = 0;
+    // Freed slots, each holding the next one's address.
+    void *m_freeSlots = nullptr;
+    qsizetype m_liveItems = 0;
+    // A list left empty gives its blocks back after a while: another search soon after reuses them.
+    QTimer *m_releaseTimer;
     ListItem *m_scrollTarget = nullptr;
     bool m_scrollPosted = false;
 };
