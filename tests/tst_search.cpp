@@ -523,6 +523,16 @@ void tst_search::wholeIndexReadAhead()
     QVERIFY2(FindIndex::Update(db, -1, &done, &err), qPrintable(err.Description));
     QCOMPARE(done, 17000 - first);
     compare(db, phrases, "read ahead");
+    // A phrase the index decides, whose files' rows are read beside the index's list of them: with
+    // one category chosen, most files it lists are left out between the hits.
+    FindRequest chosen;
+    chosen.Phrase = QStringLiteral("the");
+    chosen.Text = true;
+    chosen.Criteria.SubCats = {2};
+    QVector<FindHit> indexed, scanned;
+    QVERIFY(FileSearch::Find(db, chosen, &indexed, &err) && FileSearch::Scan(db, chosen, &scanned, &err));
+    QVERIFY(!scanned.isEmpty());
+    QCOMPARE(shown(indexed), shown(scanned));
     // The first batch taught the index which seams are too common to keep.
     QSqlQuery common(QStringLiteral("SELECT count(*) FROM find_seam_common"), db);
     QVERIFY(common.next() && common.value(0).toInt() > 20);
