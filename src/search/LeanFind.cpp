@@ -3,17 +3,16 @@
 #include "findindex/FindGrams.h"
 #include "findindex/FindIndex.h"
 #include "findindex/FindPack.h"
+#include "search/HitReader.h"
 #include "store/DirectRows.h"
 
 #include <QFuture>
-#include <QHash>
 #include <QtConcurrent/QtConcurrentMap>
 
 #include <algorithm>
 #include <cstring>
 #include <limits>
 #include <optional>
-#include <vector>
 
 namespace {
 
@@ -171,212 +170,6 @@ private:
     static constexpr qint64 searchKb = 8192;
     const QSqlDatabase m_db;
     std::optional<qint64> m_size;
-};
-
-// Reads a lean search's rows straight from SQLite: a million hits would otherwise cost a variant
-// for every column of every row. A hit's game is looked up once and its name shared by all its
-// hits: joined in the statement, the game table was read again for every hit, which took as long as
-// reading the hits themselves.
-class HitReader final
-{
-public:
-    explicit HitReader(const QSqlDatabase &db) : m_db(db) {}
-
-    // The columns fileStatement reads, at `first` and after; false when the game could not be read.
-    bool hit(const DirectRows &rows, FindHit *hit, ErrObject *err, int first = 0)
-    {
-        hit->FileId = rows.id(first);
-        hit->GameId = rows.id(first + 1);
-        hit->SubCat = rows.code(first + 2);
-        hit->Desc = rows.text(first + 3);
-        return game(hit, err);
-    }
-    // The name, platform and genre of the hit's game.
-    bool game(FindHit *hit, ErrObject *err)
-    {
-        if (!m_byId.empty()) {
-            fill(hit, known(hit->GameId));
-            return true;
-        }
-        auto game = m_games.constFind(hit->GameId);
-        if (game == m_games.cend()) {
-            if (!lookUp(hit->GameId, err))
-                return false;
-            // The look-up may have read every game.
-            game = m_byId.empty() ? m_games.constFind(hit->GameId) : m_games.cend();
-        }
-        fill(hit, game == m_games.cend() ? known(hit->GameId) : *game);
-        return true;
-    }
-    // As game() for each of `hits`. A common phrase's hits are spread over all the games, so a
-    // hit's game is seldom in the cache, nor is the count of users of its name, which the hit's
-    // copy of the name adds to: both are fetched a few hits ahead, and the reads overlap.
-    bool games(QVector<FindHit> *hits, ErrObject *err)
-    {
-        if (m_byId.empty()) {
-            for (FindHit &hit : *hits) {
-                if (!game(&hit, err))
-                    return false;
-            }
-            return true;
-        }
-        constexpr qsizetype ahead = 8;
-        const qsizetype count = hits->size();
-        for (qsizetype i = 0; i < count; ++i) {
-            if (i + 2 * ahead < count)
-                __builtin_prefetch(&known(hits->at(i + 2 * ahead).GameId));
-            if (i + ahead < count)
-                __builtin_prefetch(const_cast<QString::DataPointer &>(known(hits->at(i + ahead).GameId).Name.data_ptr())
-                                       .d_ptr());
-            FindHit &hit = (*hits)[i];
-            fill(&hit, known(hit.GameId));
-        }
-        return true;
-    }
-    // Reads the games of `hits` not read yet together, in order of id: one statement for a chunk of
-    // hits costs a third of one a game.
-    bool readGames(const QVector<FindHit> &hits, ErrObject *err)
-    {
-        if (m_readAll)
-            return true;
-        QList<qint32> ids;
-        for (const FindHit &hit : hits) {
-            if (hit.GameId != 0 && !m_games.contains(hit.GameId))
-                ids.append(hit.GameId);
-        }
-        if (ids.isEmpty())
-            return true;
-        std::sort(ids.begin(), ids.end());
-        ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
-        if (!readAllPast(ids.size(), err))
-            return false;
-        if (m_readAll)
-            return true;
-        QVariantList values;
-        QString marks;
-        for (const qint32 id : std::as_const(ids)) {
-            values.append(id);
-            marks += marks.isEmpty() ? QStringLiteral("?") : QStringLiteral(", ?");
-        }
-        DirectRows some(
-            m_db,
-            QStringLiteral("SELECT auto_id, name, platform_id, genre_id FROM game WHERE auto_id IN (%1)").arg(marks),
-            values);
-        if (!some.isReady())
-            return fail(some, err);
-        while (some.next())
-            m_games.insert(some.id(0), {some.text(1), some.code(2), some.code(3)});
-        if (!some.done())
-            return fail(some, err);
-        // A game that is gone lists as none.
-        for (const qint32 id : std::as_const(ids)) {
-            if (!m_games.contains(id))
-                m_games.insert(id, {});
-        }
-        return true;
-    }
-
-private:
-    struct Game
-    {
-        QString Name;
-        quint8 PlatformId = 0;
-        quint8 GenreId = 0;
-    };
-
-    // Once every game is read by id: one that is not there is gone.
-    const Game &known(qint32 id) const
-    {
-        static const Game gone;
-        return quint32(id) < m_byId.size() ? m_byId[size_t(id)] : gone;
-    }
-    static void fill(FindHit *hit, const Game &game)
-    {
-        hit->GameName = game.Name;
-        hit->PlatformId = game.PlatformId;
-        hit->GenreId = game.GenreId;
-    }
-
-    // Games are looked up as they are met while they are few. A search that has met a tenth of
-    // them reads them all in one pass, which costs about as much as that many look-ups: a rare
-    // phrase costs no more than the games it meets, a common one at most twice the pass. Whether
-    // `more` look-ups reach that; false when the games could not be read.
-    bool readAllPast(qint64 more, ErrObject *err)
-    {
-        if (m_readAll)
-            return true;
-        if (m_readAfter < 0) {
-            DirectRows last(m_db, QStringLiteral("SELECT max(auto_id) FROM game"));
-            if (!last.next())
-                return fail(last, err);
-            m_readAfter = std::max<qint64>(last.id64(0) / 10, 100);
-        }
-        m_lookups += more;
-        return m_lookups <= m_readAfter || readAll(err);
-    }
-    // A file of a game that is gone lists with no game, as it would joined to none.
-    bool lookUp(qint32 id, ErrObject *err)
-    {
-        if (!readAllPast(1, err))
-            return false;
-        if (m_readAll) {
-            if (m_byId.empty() && !m_games.contains(id))
-                m_games.insert(id, {});
-            return true;
-        }
-        if (!m_one)
-            m_one = std::make_unique<DirectRows>(
-                m_db, QStringLiteral("SELECT name, platform_id, genre_id FROM game WHERE auto_id = ?"));
-        if (!m_one->run({id}))
-            return fail(*m_one, err);
-        Game &game = m_games[id];
-        if (m_one->next())
-            game = {m_one->text(0), m_one->code(1), m_one->code(2)};
-        else if (!m_one->done())
-            return fail(*m_one, err);
-        return true;
-    }
-    bool readAll(ErrObject *err)
-    {
-        m_readAll = true;
-        DirectRows all(m_db, QStringLiteral("SELECT auto_id, name, platform_id, genre_id FROM game"));
-        if (!all.isReady())
-            return fail(all, err);
-        while (all.next())
-            m_games.insert(all.id(0), {all.text(1), all.code(2), all.code(3)});
-        if (!all.done())
-            return fail(all, err);
-        // A common phrase's hits are spread over all the games, and finding each in the hash costs
-        // two reads of memory that is seldom in the cache: a list by id costs one. Ids are given
-        // one after another, so the list is about as long as the games are many.
-        qint32 last = 0;
-        for (auto game = m_games.cbegin(); game != m_games.cend(); ++game)
-            last = std::max(last, game.key());
-        if (last / 4 <= m_games.size()) {
-            m_byId.resize(size_t(last) + 1);
-            for (auto game = m_games.cbegin(); game != m_games.cend(); ++game) {
-                if (game.key() > 0)
-                    m_byId[size_t(game.key())] = game.value();
-            }
-            m_games.clear();
-        }
-        return true;
-    }
-    static bool fail(const DirectRows &rows, ErrObject *err)
-    {
-        *err = rows.error();
-        return false;
-    }
-
-    const QSqlDatabase m_db;
-    QHash<qint32, Game> m_games;
-    // All the games by id, once all are read, when their ids are not too sparse.
-    std::vector<Game> m_byId;
-    std::unique_ptr<DirectRows> m_one;
-    qint64 m_lookups = 0;
-    // How many games are looked up one at a time; -1 until the first is.
-    qint64 m_readAfter = -1;
-    bool m_readAll = false;
 };
 
 // The words a search narrows the files by. A file that holds the phrase holds all its words, but
