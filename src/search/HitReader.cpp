@@ -92,16 +92,8 @@ bool HitReader::readGames(const QVector<FindHit> &hits, ErrObject *err)
         values.append(id);
         marks += marks.isEmpty() ? QStringLiteral("?") : QStringLiteral(", ?");
     }
-    DirectRows some(
-        m_db,
-        QStringLiteral("SELECT auto_id, name, platform_id, genre_id FROM game WHERE auto_id IN (%1)").arg(marks),
-        values);
-    if (!some.isReady())
-        return fail(some, err);
-    while (some.next())
-        m_games.insert(some.id(0), {some.text(1), some.code(2), some.code(3)});
-    if (!some.done())
-        return fail(some, err);
+    if (!readGameRows(QStringLiteral(" WHERE auto_id IN (%1)").arg(marks), values, err))
+        return false;
     // A game that is gone lists as none.
     for (const qint32 id : std::as_const(ids)) {
         if (!m_games.contains(id))
@@ -146,16 +138,21 @@ bool HitReader::lookUp(qint32 id, ErrObject *err)
     return true;
 }
 
+bool HitReader::readGameRows(const QString &where, const QVariantList &values, ErrObject *err)
+{
+    DirectRows rows(m_db, QStringLiteral("SELECT auto_id, name, platform_id, genre_id FROM game") + where, values);
+    if (!rows.isReady())
+        return fail(rows, err);
+    while (rows.next())
+        m_games.insert(rows.id(0), {rows.text(1), rows.code(2), rows.code(3)});
+    return rows.done() || fail(rows, err);
+}
+
 bool HitReader::readAll(ErrObject *err)
 {
     m_readAll = true;
-    DirectRows all(m_db, QStringLiteral("SELECT auto_id, name, platform_id, genre_id FROM game"));
-    if (!all.isReady())
-        return fail(all, err);
-    while (all.next())
-        m_games.insert(all.id(0), {all.text(1), all.code(2), all.code(3)});
-    if (!all.done())
-        return fail(all, err);
+    if (!readGameRows({}, {}, err))
+        return false;
     // A common phrase's hits are spread over all the games, and finding each in the hash costs
     // two reads of memory that is seldom in the cache: a list by id costs one. Ids are given
     // one after another, so the list is about as long as the games are many.

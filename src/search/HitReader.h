@@ -67,6 +67,8 @@ private:
     // A file of a game that is gone lists with no game, as it would joined to none.
     bool lookUp(qint32 id, ErrObject *err);
     bool readAll(ErrObject *err);
+    // Takes the games `where` chooses (all when empty) into the table.
+    bool readGameRows(const QString &where, const QVariantList &values, ErrObject *err);
 
     const QSqlDatabase m_db;
     QHash<qint32, Game> m_games;
