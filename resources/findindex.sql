@@ -1,13 +1,13 @@
--- The search index. Lorekeep fills it: find_text holds the words (three characters each) of every
--- file's fields, without their text; find_plain holds the fields themselves, packed, for checking
+-- The search index. Lorekeep fills it: find_word holds which files have each word (three characters,
+-- kept as a number) of their fields, a row for each word and part of 4096 files by id, as the
+-- files' low 12 bits or a bitmap of the part; find_plain holds the fields themselves, packed, for checking
 -- candidates, counting and for taking a changed file's old words out again, with the file's game and
 -- category, so that a candidate found to hold the phrase is listed from the row it was checked on;
 -- find_dictionary the dictionary they are packed with, and find_seam_common the seams (a blank with
 -- the bytes around it) too common to be among a file's words. The triggers queue every added, changed or
--- deleted file, and run in any SQLite with FTS5, so a store changed elsewhere is brought up to date
--- by Lorekeep.
+-- deleted file, and run in any SQLite, so a store changed elsewhere is brought up to date by Lorekeep.
 -- Run again on a store that has part of it, it adds what is missing.
-CREATE VIRTUAL TABLE IF NOT EXISTS find_text USING fts5(grams, content = '', tokenize = 'ascii', detail = none, columnsize = 0);
+CREATE TABLE IF NOT EXISTS find_word (part INTEGER NOT NULL, key INTEGER NOT NULL, ids BLOB NOT NULL, PRIMARY KEY (part, key)) WITHOUT ROWID;
 -- seams is 1: the file's words have its seams. It has no default, so an earlier Lorekeep, which would
 -- index a file without them and leave it out of searches that narrow by them, cannot write here: it
 -- makes its own index anew instead, and this one is made anew when this Lorekeep opens the store.

@@ -84,28 +84,6 @@ template <typename Key> bool addOnce(std::vector<Key> *table, int bits, Key key)
     return true;
 }
 
-// The longest word: three codes of "u" and six hex digits.
-constexpr int longestWord = 3 * 7;
-
-// A code below 256 as two hex digits, any other as "u" and six: no word reads as two others.
-// Written at `out`, which has room for the longest word; returns the end.
-char *writeWord(quint64 key, char *out)
-{
-    static const char digits[] = "0123456789abcdef";
-    for (int shift = 2 * codeBits; shift >= 0; shift -= codeBits) {
-        const quint32 code = quint32(key >> shift) & ((1u << codeBits) - 1);
-        if (code < 0x100) {
-            *out++ = digits[code >> 4];
-            *out++ = digits[code & 0xF];
-        } else {
-            *out++ = 'u';
-            for (int nibble = 5; nibble >= 0; --nibble)
-                *out++ = digits[(code >> (4 * nibble)) & 0xF];
-        }
-    }
-    return out;
-}
-
 // The keys of one text after another, each once, in the order met. The table stays from text to
 // text and only the slots used are freed again: a file has a few hundred different keys, and
 // clearing a whole table sized for its thousands of characters took longer than finding them. It
@@ -172,30 +150,18 @@ private:
 
 } // namespace
 
-QByteArray FindGrams::Document(QStringView desc, QStringView src, QStringView body)
+std::vector<quint64> FindGrams::Keys(QStringView desc, QStringView src, QStringView body)
 {
     // No key is all ones: a code takes 21 bits, and 0x1FFFFF is none.
     thread_local KeySet<quint64> seen;
-    thread_local std::vector<char> words;
     seen.clear();
-    words.resize(std::max<size_t>(words.size(), 64 * (longestWord + 1)));
-    size_t end = 0;
-    for (const QStringView field : {desc, src, body}) {
+    std::vector<quint64> keys;
+    for (const QStringView field : {desc, src, body})
         forEachKey(field, [&](quint64 key, int) {
-            if (!seen.add(key))
-                return;
-            if (words.size() - end < longestWord + 1)
-                words.resize(2 * words.size());
-            if (end != 0)
-                words[end++] = ' ';
-            end = size_t(writeWord(key, words.data() + end) - words.data());
+            if (seen.add(key))
+                keys.push_back(key);
         });
-    }
-    QByteArray document(words.data(), qsizetype(end));
-    // As the table: room a long text took is not kept for the short ones after it.
-    if (words.size() > 64 * 1024)
-        words = {};
-    return document;
+    return keys;
 }
 
 bool FindGrams::Word::Overlaps(const Word &other) const
@@ -220,8 +186,7 @@ QList<FindGrams::Word> FindGrams::Phrase(const QString &phrase)
             return;
         }
         seen.push_back(key);
-        char word[longestWord];
-        words.append({QByteArray(word, qsizetype(writeWord(key, word) - word)), {at}});
+        words.append(Word{key, {at}});
     });
     return words;
 }
@@ -278,18 +243,6 @@ const KeySet<quint32> &seamKeys(const FindGrams::Joined &fields)
     return seams;
 }
 
-void appendSeamWord(quint32 key, QByteArray *words)
-{
-    static const char digits[] = "0123456789abcdef";
-    char word[8] = {' ', 's'};
-    for (int i = 0; i < 6; ++i)
-        word[2 + i] = digits[(key >> (20 - 4 * i)) & 0xF];
-    if (words->isEmpty())
-        words->append(word + 1, 7);
-    else
-        words->append(word, 8);
-}
-
 } // namespace
 
 std::shared_ptr<const FindGrams::Seams> FindGrams::Seams::Common(const QList<Joined> &samples)
@@ -331,11 +284,11 @@ bool FindGrams::Seams::Contains(quint32 key) const
     return m_slots[slotOf(m_slots, m_bits, key)] == key;
 }
 
-void FindGrams::AppendSeams(const Joined &fields, const Seams *common, QByteArray *words)
+void FindGrams::AppendSeams(const Joined &fields, const Seams *common, std::vector<quint64> *keys)
 {
-    seamKeys(fields).forEach([common, words](quint32 key) {
+    seamKeys(fields).forEach([common, keys](quint32 key) {
         if (!common || !common->Contains(key))
-            appendSeamWord(key, words);
+            keys->push_back(SeamKey(key));
     });
 }
 
@@ -353,16 +306,15 @@ QList<FindGrams::Word> FindGrams::PhraseSeams(const QString &phrase, const Seams
     for (size_t at = 2; at + 1 < bytes.size(); ++at) {
         if (bytes[at] != ' ')
             continue;
-        const quint32 key = seamKey(bytes, at);
-        if (common && common->Contains(key))
+        const quint32 seam = seamKey(bytes, at);
+        if (common && common->Contains(seam))
             continue;
-        QByteArray text;
-        appendSeamWord(key, &text);
+        const quint64 key = SeamKey(seam);
         const int start = characterOf[at - 2], width = characterOf[at + 1] - start + 1;
         const auto known =
-            std::find_if(words.begin(), words.end(), [&text](const Word &word) { return word.Text == text; });
+            std::find_if(words.begin(), words.end(), [key](const Word &word) { return word.Key == key; });
         if (known == words.end()) {
-            words.append({text, {start}, width});
+            words.append(Word{key, {start}, width});
         } else {
             known->Starts.append(start);
             known->Width = std::max(known->Width, width);

@@ -10,22 +10,21 @@
 #include <vector>
 
 // The words the search index is made of. Every three characters in a row of a file's fields that
-// hold no blank are one word, written as FTS5's plain ascii tokenizer takes it whole: the
-// characters' codes in lower-case hex ("the" is 746865). A file gives each word once, so the index
-// gets a few hundred words per file instead of one per character, and no tokenizer of our own is
-// needed: any SQLite reads the store.
+// hold no blank are one word, kept as a key: the three characters' codes, 21 bits each, first to
+// last. A file gives each word once, so the index gets a few hundred words per file instead of one
+// per character.
 // Words with a blank are left out: a blank may be where two fields are joined, so the words of a
 // phrase are taken from its runs (the stretches between blanks), which lie inside one field.
 namespace FindGrams {
 
-// The words of a file's fields, each once, separated by blanks.
-QByteArray Document(QStringView desc, QStringView src, QStringView body);
+// The words of a file's fields, each once, in the order met.
+std::vector<quint64> Keys(QStringView desc, QStringView src, QStringView body);
 
 // A word of a phrase, where it starts in the phrase (in characters), once for each time it is
 // there, and how many characters it spans: three, or a seam's four or fewer.
 struct Word
 {
-    QByteArray Text;
+    quint64 Key = 0;
     QList<int> Starts;
     int Width = 3;
     // Whether the two share characters of the phrase.
@@ -43,8 +42,8 @@ bool Decides(const QString &phrase);
 // Words across a blank. Words of three characters tell "floor, build" no better than "floor" and
 // "build" anywhere in a file, which in texts made of common words is five times as many files. A
 // seam is a blank with the two bytes before it and the one after, in UTF-8 as the fields are
-// checked: "r, b". A file's fields give their seams as words too ("s" and the three bytes in hex),
-// each once, and a phrase's seams narrow its candidates to files that hold them.
+// checked: "r, b". A file's fields give their seams as words too (SeamKey), each once, and a
+// phrase's seams narrow its candidates to files that hold them.
 // Most seams of a text are in most files ("e, t", "s a"): they would double the index and narrow
 // nothing, so an index leaves out the seams it found common in its first files (Seams::Common). That
 // list only ever grows: a file indexed before holds every seam that is not common now.
@@ -77,10 +76,13 @@ private:
     int m_bits = 0;
 };
 
-// Appends the seam words of a file's fields to `words` (each once, after a blank when `words`
-// has any), but those `common` (none when null). Seams across where the description and the text
-// meet are added as well, for a search of those two fields without the source.
-void AppendSeams(const Joined &fields, const Seams *common, QByteArray *words);
+// A seam as a word's key: one no three characters make, as the first code is beyond Unicode's.
+constexpr quint64 SeamKey(quint32 seam) { return quint64(0x1FFFFF) << 42 | seam; }
+
+// Appends the seams of a file's fields to `keys` as words, each once, but those `common` (none
+// when null). Seams across where the description and the text meet are added as well, for a
+// search of those two fields without the source.
+void AppendSeams(const Joined &fields, const Seams *common, std::vector<quint64> *keys);
 
 // The seams of `phrase` that an index with `common` holds, as words, each once in the order found.
 QList<Word> PhraseSeams(const QString &phrase, const Seams *common);

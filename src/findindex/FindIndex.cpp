@@ -24,7 +24,7 @@ namespace {
 
 const QString indexResource = QStringLiteral(":/bundle/findindex.sql");
 // The parts of a store file's index; a store lacking one of them gets the index anew.
-const QStringList indexParts = {QStringLiteral("find_text"),        QStringLiteral("find_plain"),
+const QStringList indexParts = {QStringLiteral("find_word"),        QStringLiteral("find_plain"),
                                 QStringLiteral("find_dictionary"),  QStringLiteral("find_pending"),
                                 QStringLiteral("find_file_insert"), QStringLiteral("find_file_update"),
                                 QStringLiteral("find_file_delete")};
@@ -74,6 +74,16 @@ int partCount(const QSqlDatabase &db, const QString &condition = {})
         !query.firstRow(&found, nullptr) || !found)
         return -1;
     return query.value(0).toInt();
+}
+
+// Whether the store has the words of an earlier Lorekeep's index, an FTS5 table, which that
+// Lorekeep may have made anew in a store indexed by this one: every part of it is made anew.
+bool hasOldWords(const QSqlDatabase &db)
+{
+    StoreQuery query(db);
+    bool found = false;
+    return query.run(QStringLiteral("SELECT 1 FROM sqlite_master WHERE name = 'find_text'"), nullptr) &&
+           query.firstRow(&found, nullptr) && found;
 }
 
 // An index made by an earlier Lorekeep lacks the one on what a hit lists; it is added by the first
@@ -203,10 +213,11 @@ bool FindIndex::Available(const QSqlDatabase &db)
                                   "'find_file_delete')) = 3"),
                    nullptr) &&
                query.firstRow(&found, nullptr) && found && query.value(0).toBool();
-    // An earlier Lorekeep's index (a trigram table with its own copy of every text) is not this one.
-    return partCount(db, QStringLiteral(" AND NOT (name = 'find_text' AND sql LIKE '%trigram%') AND NOT (name = "
-                                        "'find_file_delete' AND sql LIKE '%DELETE FROM find_text%')")) ==
-           indexParts.size();
+    // An earlier Lorekeep's index (an FTS5 table of the words, or of trigrams with its own copy of
+    // every text) is not this one.
+    return partCount(db, QStringLiteral(" AND NOT (name = 'find_file_delete' AND sql LIKE '%DELETE FROM find_text%')")) ==
+               indexParts.size() &&
+           !hasOldWords(db);
 }
 
 bool FindIndex::Ensure(const QSqlDatabase &db, ErrObject *err)
@@ -225,7 +236,7 @@ bool FindIndex::Ensure(const QSqlDatabase &db, ErrObject *err)
         return false;
     }
     // Part of an index, or an earlier one, is replaced whole.
-    return partCount(db) > 0 ? Rebuild(db, err) : createIndex(db, err);
+    return partCount(db) > 0 || hasOldWords(db) ? Rebuild(db, err) : createIndex(db, err);
 }
 
 bool FindIndex::Pending(const QSqlDatabase &db, qint64 *count, ErrObject *err)
@@ -307,6 +318,7 @@ bool FindIndex::Rebuild(const QSqlDatabase &db, ErrObject *err)
                          QStringLiteral("DROP TRIGGER IF EXISTS find_file_delete"),
                          QStringLiteral("DROP TRIGGER IF EXISTS find_file_move"),
                          QStringLiteral("DROP TABLE IF EXISTS find_pending"),
+                         QStringLiteral("DROP TABLE IF EXISTS find_word"),
                          QStringLiteral("DROP TABLE IF EXISTS find_plain"),
                          QStringLiteral("DROP TABLE IF EXISTS find_dictionary"),
                          QStringLiteral("DROP TABLE IF EXISTS find_seam_common")};

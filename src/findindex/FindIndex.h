@@ -10,8 +10,8 @@
 class FindDictionary;
 
 // The search index, which lets Find read a few rows instead of every file's text.
-// In a store file: an FTS5 table of each file's words (FindGrams: every three characters of its
-// fields, once each), without a copy of the text, and beside it the fields themselves packed
+// In a store file: which files hold each word (FindGrams: every three characters of their fields),
+// kept by word and part of the files (FindPostings), and beside it the fields themselves packed
 // (FindPack), which candidates are checked against. Together they take about a third of the
 // stored texts' size. On a shared library: a table of the plain texts with PostgreSQL's trigram
 // index over it.
@@ -26,8 +26,8 @@ public:
     using Progress = std::function<bool(qint64 done)>;
 
     // Adds the index to a store that lacks it, every file queued. A store with the index of an
-    // earlier Lorekeep (which kept a second copy of every text) gets this one instead: the old
-    // index is dropped, which leaves its room free in the file (see Compact).
+    // earlier Lorekeep (an FTS5 table) gets this one instead: the old index is dropped, which
+    // leaves its room free in the file (see Compact).
     static bool Ensure(const QSqlDatabase &db, ErrObject *err);
     // Whether the store has the index.
     static bool Available(const QSqlDatabase &db);

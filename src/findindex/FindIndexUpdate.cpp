@@ -3,6 +3,7 @@
 #include "FindGrams.h"
 #include "FindIndex.h"
 #include "FindPack.h"
+#include "FindPostings.h"
 #include "FindQueue.h"
 #include "rtf/RtfReader.h"
 #include "store/DirectRows.h"
@@ -19,6 +20,7 @@
 #include <QVariant>
 #include <QVector>
 #include <QtConcurrent/QtConcurrentMap>
+#include <QtConcurrent/QtConcurrentRun>
 
 #ifdef Q_OS_LINUX
 #include <sys/resource.h>
@@ -27,9 +29,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <deque>
 #include <limits>
 #include <memory>
 #include <optional>
+#include <tuple>
 #include <utility>
 
 Q_DECLARE_LOGGING_CATEGORY(lcStore)
@@ -47,15 +51,13 @@ constexpr qint64 bulkFiles = 1000;
 // How much lower the workers' priority is than the writer's: enough that a worker sharing a core
 // with the writer gets a tenth of it.
 constexpr int workerNice = 10;
-// Files indexed per transaction while a whole index is built. FTS5 writes its words out as a new
-// segment at each commit, and a search reads every segment: a million files leave ten, which
-// search as fast as one, where a commit a batch would leave 125 to be merged at the end, a
-// quarter of the whole build. The words pending meanwhile stay within the FTS table's hashsize.
+// Files indexed per transaction while a whole index is built. A commit writes out the part being
+// filled, whose rest is added to its rows after: few commits keep those rows written once.
 constexpr qint64 bulkCommitFiles = 100000;
 
-// The threads that make the files' words while a whole index is built. One thread writes every
-// file's words into the index and sets the pace of the build; with a worker on every core it would
-// wait its turn for a core behind workers that are only making batches further ahead. So these
+// The threads that make the files' words and lay out their parts while a whole index is built. One
+// thread writes all of it into the store; with a worker on every core it would wait its turn for a
+// core behind workers that are only making batches further ahead. So these
 // workers run at a lower priority and take what the writer leaves, which also leaves the desktop's
 // other programs their share of a build that takes a while. A few changed files are made into
 // words by the program's common workers, at its own priority: a search waits for them.
@@ -107,12 +109,12 @@ void makeWords(FindQueue::File *file, const std::shared_ptr<const FindDictionary
             const auto text = [](std::string_view part) {
                 return QString::fromUtf8(part.data(), qsizetype(part.size()));
             };
-            file->oldGrams = FindGrams::Document(text(unpacker.Desc()), text(unpacker.Src()), text(unpacker.Body()));
+            file->oldKeys = FindGrams::Keys(text(unpacker.Desc()), text(unpacker.Src()), text(unpacker.Body()));
             // The seams it was given then: the common ones only grow, so those left out now were
             // left out then, or given then and left in the index, where they narrow no search.
             if (seams)
                 FindGrams::AppendSeams(unpacker.Joined(), dictionary ? dictionary->CommonSeams() : nullptr,
-                                       &file->oldGrams);
+                                       &file->oldKeys);
         } else {
             file->oldUnreadable = true;
         }
@@ -120,7 +122,7 @@ void makeWords(FindQueue::File *file, const std::shared_ptr<const FindDictionary
     }
     if (file->exists) {
         file->fields = FindPack::Fields(file->desc, file->src, file->body);
-        file->grams = FindGrams::Document(file->desc, file->src, file->body);
+        file->keys = FindGrams::Keys(file->desc, file->src, file->body);
         file->body.clear();
     }
 }
@@ -133,7 +135,7 @@ void pack(FindQueue::File *file, const FindDictionary *dictionary, bool seams)
         file->packed = FindPack::Pack(file->fields, dictionary);
         FindGrams::Joined joined;
         if (seams && FindPack::Split(file->fields, &joined))
-            FindGrams::AppendSeams(joined, dictionary ? dictionary->CommonSeams() : nullptr, &file->grams);
+            FindGrams::AppendSeams(joined, dictionary ? dictionary->CommonSeams() : nullptr, &file->keys);
     }
     file->fields.clear();
 }
@@ -166,17 +168,17 @@ bool learnDictionary(const QSqlDatabase &db, const QVector<FindQueue::File> &fil
     return true;
 }
 
-// A batch into the index, inside the caller's transaction.
+// A batch into the index, inside the caller's transaction: the files' old words are taken out
+// of the index now, and their packed fields kept; their new words go into the parts being made
+// (below), which are written before the transaction ends.
 bool writeBatch(const QSqlDatabase &db, const QVector<FindQueue::File> &files, bool hitColumns, bool seams,
-                ErrObject *err)
+                FindPostings::Rows *rows, ErrObject *err)
 {
     sqlite3 *handle = SqliteHandle(db);
     if (!handle) {
         *err = StoreError::noConnection();
         return false;
     }
-    FindQueue::Statement remove(handle, "INSERT INTO find_text (find_text, rowid, grams) VALUES ('delete', ?, ?)");
-    FindQueue::Statement insert(handle, "INSERT INTO find_text (rowid, grams) VALUES (?, ?)");
     FindQueue::Statement keep(handle, seams ? "INSERT OR REPLACE INTO find_plain (file_id, fields, game_id, "
                                               "sub_cat, seams) VALUES (?, ?, ?, ?, 1)"
                                       : hitColumns
@@ -189,6 +191,19 @@ bool writeBatch(const QSqlDatabase &db, const QVector<FindQueue::File> &files, b
         *err = StoreError::fromSql(statement.error(), db);
         return false;
     };
+    // The old words, a row at a time: each of a file's words is in a row of its own, which the
+    // batch's other files of that part may share.
+    struct Old
+    {
+        qint64 part;
+        quint64 key;
+        quint16 low;
+        bool operator<(const Old &other) const
+        {
+            return std::tie(part, key, low) < std::tie(other.part, other.key, other.low);
+        }
+    };
+    std::vector<Old> old;
     for (const FindQueue::File &file : files) {
         // Words that cannot be taken out again would stay in the index for good: the index is
         // damaged, and Find makes it anew.
@@ -196,15 +211,28 @@ bool writeBatch(const QSqlDatabase &db, const QVector<FindQueue::File> &files, b
             *err = FindIndex::UnreadableText(db, file.id);
             return false;
         }
-        if (!file.oldGrams.isNull() && !remove.run(file.id, &file.oldGrams))
-            return failed(remove);
+        for (const quint64 key : file.oldKeys)
+            old.push_back({FindPostings::PartOf(file.id), key, FindPostings::LowOf(file.id)});
+    }
+    std::sort(old.begin(), old.end());
+    std::vector<quint16> lows;
+    for (auto row = old.cbegin(); row != old.cend();) {
+        lows.clear();
+        auto end = row;
+        for (; end != old.cend() && end->part == row->part && end->key == row->key; ++end)
+            lows.push_back(end->low);
+        if (!rows->Remove(row->part, row->key, lows)) {
+            *err = StoreError::fromSql(rows->Error(), db);
+            return false;
+        }
+        row = end;
+    }
+    for (const FindQueue::File &file : files) {
         if (file.exists) {
             if (file.packed.isEmpty()) {
                 *err = {ErrNumber::OutOfMemory, QStringLiteral("Not enough memory to index file %1.").arg(file.id)};
                 return false;
             }
-            if (!insert.run(file.id, &file.grams))
-                return failed(insert);
             if (!keep.run(file.id, &file.packed, true, {file.gameId, file.subCat}))
                 return failed(keep);
         } else if (!drop.run(file.id)) {
@@ -216,69 +244,92 @@ bool writeBatch(const QSqlDatabase &db, const QVector<FindQueue::File> &files, b
     return true;
 }
 
-// While a whole index is built, the FTS table does not merge its segments as they come (which
-// rewrites most of it again and again), and keeps a whole transaction's words in memory (64 MB
-// rather than 1 MB) so that it writes one segment a transaction, not dozens of small ones to merge
-// later; and commits do not wait for the disk: the index is made from the files, so a transaction
-// lost to a power cut is only queued again.
+// The rows of the files written: a part's files' words are gathered while its files come, and laid
+// out on a worker once the next part begins, while the writer goes on. Every part is written
+// before the transaction that took its files off the queue ends.
+class PartsMade final
+{
+public:
+    PartsMade(const QSqlDatabase &db, QThreadPool *workers) : m_db(db), m_workers(workers), m_rows(SqliteHandle(db))
+    {}
+    ~PartsMade()
+    {
+        for (auto &[number, rows] : m_made)
+            rows.waitForFinished();
+    }
+    Q_DISABLE_COPY_MOVE(PartsMade)
+
+    FindPostings::Rows *rows() { return &m_rows; }
+    void add(QVector<FindQueue::File> *files)
+    {
+        for (FindQueue::File &file : *files) {
+            if (!file.exists || file.keys.empty())
+                continue;
+            // A part of long texts is laid out in pieces, which its rows take in one after another.
+            if (m_part && (m_part->Number() != FindPostings::PartOf(file.id) || m_keys >= keysAtMost))
+                layOut();
+            if (!m_part)
+                m_part.emplace(FindPostings::PartOf(file.id));
+            m_keys += file.keys.size();
+            m_part->Add(file.id, std::move(file.keys));
+        }
+    }
+    // Writes the parts laid out so far; with `all`, every part, the one being filled too.
+    bool write(bool all, ErrObject *err)
+    {
+        if (all)
+            layOut();
+        while (!m_made.empty() && (all || m_made.front().second.isFinished())) {
+            const qint64 number = m_made.front().first;
+            for (const FindPostings::Row &row : m_made.front().second.result()) {
+                if (!m_rows.Add(number, row)) {
+                    *err = StoreError::fromSql(m_rows.Error(), m_db);
+                    return false;
+                }
+            }
+            m_made.pop_front();
+        }
+        return true;
+    }
+
+private:
+    void layOut()
+    {
+        if (m_part && !m_part->IsEmpty())
+            m_made.emplace_back(m_part->Number(),
+                                QtConcurrent::run(m_workers, [part = std::move(*m_part)]() mutable {
+                                    lowerPriority();
+                                    return part.Finish();
+                                }));
+        m_part.reset();
+        m_keys = 0;
+    }
+
+    // The words a part gathers before it is laid out, 64 MB of them: a part of 4096 short texts has
+    // a few million.
+    static constexpr size_t keysAtMost = size_t(8) << 20;
+
+    const QSqlDatabase m_db;
+    QThreadPool *const m_workers;
+    FindPostings::Rows m_rows;
+    std::optional<FindPostings::Part> m_part;
+    size_t m_keys = 0;
+    std::deque<std::pair<qint64, QFuture<std::vector<FindPostings::Row>>>> m_made;
+};
+
+// While a whole index is built, commits do not wait for the disk: the index is made from the
+// files, so a transaction lost to a power cut is only queued again.
 class BulkBuild final
 {
 public:
-    BulkBuild(const QSqlDatabase &db, bool on) : m_query(db), m_on(on)
+    BulkBuild(const QSqlDatabase &db, bool on) : m_on(on)
     {
-        if (!m_on)
-            return;
-        m_synchronous.emplace(db, QStringLiteral("synchronous"), QStringLiteral("NORMAL"));
-        run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('automerge', 0)"));
-        run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('crisismerge', 2000)"));
-        run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('hashsize', 67108864)"));
-    }
-    ~BulkBuild()
-    {
-        if (!m_on)
-            return;
-        // FTS5's own defaults: a few changed files are merged in as they come.
-        run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('automerge', 4)"));
-        run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('crisismerge', 16)"));
-        run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('hashsize', 1048576)"));
-    }
-    // FTS5 merges a level of 16 segments or more at the next write, however small: a store of
-    // millions of files has its levels merged now, while the build shows its progress, rather than
-    // at the user's next save. A smaller one has nothing to merge, and this costs nothing.
-    void finish()
-    {
-        if (!m_on)
-            return;
-        run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('usermerge', 16)"));
-        // A merge that did any work changed more rows than the one its own statement inserts.
-        for (qint64 before = totalChanges();;) {
-            if (!run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('merge', 100000)")))
-                break;
-            const qint64 after = totalChanges();
-            if (after - before < 2)
-                break;
-            before = after;
-        }
-        run(QStringLiteral("INSERT INTO find_text (find_text, rank) VALUES ('usermerge', 4)"));
+        if (m_on)
+            m_synchronous.emplace(db, QStringLiteral("synchronous"), QStringLiteral("NORMAL"));
     }
     bool on() const { return m_on; }
 
 private:
-    bool run(const QString &statement)
-    {
-        // Each only makes the build faster: one that fails leaves it as right, only slower.
-        if (m_query.exec(statement))
-            return true;
-        qCInfo(lcStore) << "search index build:" << statement << m_query.lastError().text();
-        return false;
-    }
-    qint64 totalChanges()
-    {
-        return m_query.exec(QStringLiteral("SELECT total_changes()")) && m_query.next() ? m_query.value(0).toLongLong()
-                                                                                        : -1;
-    }
-
-    QSqlQuery m_query;
     bool m_on;
     std::optional<PragmaScope> m_synchronous;
 };
@@ -321,7 +372,8 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
         });
     // A batch waits for its workers when it goes, whatever ends the work.
     std::unique_ptr<FindQueue::Batch> current, next;
-    // Declared after the batches, so that a failed transaction is rolled back first.
+    PartsMade parts(db, workers);
+    // Declared after the batches and parts, so that a failed transaction is rolled back first.
     std::optional<StoreTransaction> transaction;
     qint64 uncommitted = 0;
     if (!reader.Next(&current, err))
@@ -349,10 +401,14 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
             if (!transaction->begin(err))
                 return false;
         }
-        if (!writeBatch(db, current->files, hitColumns, seams, err))
+        if (!writeBatch(db, current->files, hitColumns, seams, parts.rows(), err))
             return false;
+        parts.add(&current->files);
         uncommitted += current->files.size();
-        if (stopped || !bulk.on() || uncommitted >= bulkCommitFiles || next->files.isEmpty()) {
+        const bool commit = stopped || !bulk.on() || uncommitted >= bulkCommitFiles || next->files.isEmpty();
+        if (!parts.write(commit, err))
+            return false;
+        if (commit) {
             const bool committed = transaction->commit(err);
             transaction.reset();
             if (!committed)
@@ -369,7 +425,6 @@ bool FindIndexUpdate::Lean(const QSqlDatabase &db, qint64 maxFiles, qint64 *done
         workers->start([spent = std::shared_ptr<FindQueue::Batch>(std::move(current))] {});
         current = std::move(next);
     }
-    bulk.finish();
     if (progress)
         progress(indexed);
     return true;

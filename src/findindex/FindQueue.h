@@ -15,6 +15,7 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 class FindDictionary;
 struct sqlite3;
@@ -48,8 +49,9 @@ struct File
     QString body;
     QByteArray fields;
     QByteArray packed;
-    QByteArray grams;
-    QByteArray oldGrams;
+    // Its words and those it had (FindGrams), each once.
+    std::vector<quint64> keys;
+    std::vector<quint64> oldKeys;
     bool oldUnreadable = false;
 };
 

@@ -3,11 +3,15 @@
 #include "findindex/FindGrams.h"
 #include "findindex/FindIndex.h"
 #include "findindex/FindPack.h"
+#include "findindex/FindPostings.h"
 #include "search/HitReader.h"
+#include "search/IndexRows.h"
 #include "store/DirectRows.h"
+#include "store/StoreError.h"
 
 #include <QFuture>
 #include <QtConcurrent/QtConcurrentMap>
+
 
 #include <algorithm>
 #include <cstring>
@@ -180,43 +184,24 @@ private:
 // A phrase's seams (none common) tell apart what its words cannot, which files hold its words side
 // by side: the rarest of them is taken first, and after it only words at most eight times as
 // common, since reading a longer list costs more than the candidates it could rule out.
-// How rare a word is is told by the file it reaches its 200th file at (files are spread alike over
-// the ids), which costs a page or two of its list, not all of it.
-bool narrowingWords(const QSqlDatabase &db, const QList<FindGrams::Word> &words, const QList<FindGrams::Word> &seams,
-                    QStringList *chosen, ErrObject *err)
+// How rare a word is is told by its files in a few parts of the store, not all of them. The words
+// are given rarest first, as the parts are best read.
+bool narrowingWords(FindPostings::Rows *postings, const std::vector<qint64> &parts, const QList<FindGrams::Word> &words,
+                    const QList<FindGrams::Word> &seams, std::vector<quint64> *chosen)
 {
-    const auto quoted = [](const FindGrams::Word &word) -> QString {
-        return QLatin1Char('"') + QString::fromLatin1(word.Text) + QLatin1Char('"');
-    };
-    if (seams.isEmpty() && words.size() <= 2) {
-        for (const FindGrams::Word &word : words)
-            *chosen << quoted(word);
-        return true;
-    }
     // A long phrase has rare words enough among its first ones.
     constexpr qsizetype probed = 64;
-    constexpr int reach = 200;
-    DirectRows last(db, QStringLiteral("SELECT max(file_id) FROM find_plain"));
-    if (!last.next()) {
-        *err = last.error();
-        return false;
-    }
-    const double lastId = double(std::max<qint64>(last.id64(0), 1));
-    DirectRows probe(db, QStringLiteral("SELECT count(*), max(rowid) FROM (SELECT rowid FROM find_text WHERE "
-                                        "find_text MATCH ? ORDER BY rowid LIMIT %1)")
-                             .arg(reach));
     // About how many files hold each of the first of `list`, rarest first.
     using Rarity = QList<std::pair<double, const FindGrams::Word *>>;
     const auto byRarity = [&](const QList<FindGrams::Word> &list, Rarity *rarity) {
         for (qsizetype i = 0; i < std::min(list.size(), probed); ++i) {
-            if (!probe.run({QVariant(quoted(list[i]))}) || !probe.next()) {
-                *err = probe.error();
+            double files = 0;
+            if (!FindPostings::Estimate(postings, list[i].Key, parts, &files))
                 return false;
-            }
-            const qint64 files = probe.id64(0);
-            rarity->append({files < reach ? double(files) : reach * lastId / double(probe.id64(1)), &list[i]});
+            rarity->append({files, &list[i]});
         }
-        std::sort(rarity->begin(), rarity->end());
+        std::stable_sort(rarity->begin(), rarity->end(),
+                         [](const auto &a, const auto &b) { return a.first < b.first; });
         return true;
     };
     Rarity rarity;
@@ -234,12 +219,12 @@ bool narrowingWords(const QSqlDatabase &db, const QList<FindGrams::Word> &words,
     if (rareSeams.isEmpty()) {
         for (const auto &[files, word] : std::as_const(rarity))
             take(word);
-        if (taken.size() == 1)
+        if (taken.size() == 1 && rarity.size() > 1)
             taken << rarity[1].second;
     } else {
-        const double most = 8 * rareSeams.constFirst().first;
+        const double most = 8 * std::max(rareSeams.constFirst().first, 1.0);
         rarity += rareSeams;
-        std::sort(rarity.begin(), rarity.end());
+        std::stable_sort(rarity.begin(), rarity.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
         take(rareSeams.constFirst().second);
         for (const auto &[files, word] : std::as_const(rarity)) {
             if (files <= most)
@@ -247,7 +232,7 @@ bool narrowingWords(const QSqlDatabase &db, const QList<FindGrams::Word> &words,
         }
     }
     for (const FindGrams::Word *word : std::as_const(taken))
-        *chosen << quoted(*word);
+        chosen->push_back(word->Key);
     return true;
 }
 
@@ -275,6 +260,7 @@ bool eachRow(DirectRows &rows, const std::function<bool()> &row, ErrObject *err,
 bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &request, HitBatcher *out, ErrObject *err,
                                qint64 *badId)
 {
+    const ReadSnapshot snapshot(SqliteHandle(db));
     std::shared_ptr<const FindDictionary> dictionary;
     if (!FindIndex::Dictionary(db, &dictionary, err))
         return false;
@@ -296,129 +282,78 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
         !decided && FindIndex::HasSeams(db)
             ? FindGrams::PhraseSeams(request.Phrase, dictionary ? dictionary->CommonSeams() : nullptr)
             : QList<FindGrams::Word>();
-    QVariantList values;
-    QString match;
-    if (request.Criteria.GameId == 0 && (!words.isEmpty() || !seams.isEmpty())) {
-        QStringList chosen;
-        if (!narrowingWords(db, words, seams, &chosen, err))
-            return false;
-        match = chosen.join(QStringLiteral(" AND "));
-    }
-    HitReader reader(db);
-    ErrObject lookupErr;
-    CandidateCheck::Complete complete;
-    std::unique_ptr<DirectRows> lookup;
-    QString sql;
-    if (match.isEmpty()) {
-        // One game's files are few, and a phrase without a word has no candidates to narrow to:
-        // every chosen file is checked. A game's files are found through the index on the game.
-        values = criteriaValues;
-        const QString files = request.Criteria.GameId != 0 ? QStringLiteral("file f") : file;
-        sql = fileStatement(files + QStringLiteral(" CROSS JOIN find_plain i ON i.file_id = f.auto_id"),
-                            withCriteria({}), QStringLiteral("f.auto_id"), QStringLiteral(", i.fields"));
-    } else if (decided) {
-        // The files that hold the phrase, whose rows are read beside them (below).
-        values = QVariantList{match};
-        sql = QStringLiteral("SELECT rowid FROM find_text WHERE find_text MATCH ? ORDER BY rowid");
-    } else {
-        // Most candidates of a phrase the words do not decide are not hits: they are checked on
-        // their packed fields first. A hit is listed with the game and category kept beside them,
-        // and the description within them; only a file indexed by an earlier Lorekeep, which kept
-        // neither, is looked up, and its category checked then.
-        values << match;
-        QStringList where = {QStringLiteral("find_text MATCH ?")};
-        const bool hitColumns = FindIndex::HasHitColumns(db);
-        if (hitColumns) {
-            const QString kept = criteriaTerms(request.Criteria, &values, QStringLiteral("i"));
-            if (!kept.isEmpty())
-                where << QStringLiteral("(i.game_id IS NULL OR ") + kept + QLatin1Char(')');
-        }
-        sql = selectStatement(QStringLiteral("t.rowid, ") +
-                                  (hitColumns ? QStringLiteral("i.game_id, i.sub_cat") : QStringLiteral("NULL, NULL")) +
-                                  QStringLiteral(", i.fields"),
-                              QStringLiteral("find_text t CROSS JOIN find_plain i ON i.file_id = t.rowid"), where,
-                              QStringLiteral("t.rowid"));
-        lookup = std::make_unique<DirectRows>(
-            db, fileStatement(file, withCriteria({QStringLiteral("f.auto_id = ?")}), QStringLiteral("f.auto_id")));
-        complete = [&, lookupValues = QVariantList{0} + criteriaValues](QVector<FindHit> *hits) mutable {
-            if (!reader.readGames(*hits, &lookupErr))
-                return false;
-            qsizetype kept = 0;
-            for (qsizetype i = 0; i < hits->size(); ++i) {
-                FindHit &hit = (*hits)[i];
-                // No game is 0: a file whose game is gone still names the game it had.
-                if (hit.GameId != 0) {
-                    if (!reader.game(&hit, &lookupErr))
-                        return false;
-                } else {
-                    lookupValues[0] = hit.FileId;
-                    if (!lookup->run(lookupValues) || !lookup->next()) {
-                        if (!lookup->done())
-                            lookupErr = lookup->error();
-                        if (lookupErr.isError())
-                            return false;
-                        continue;
-                    }
-                    if (!reader.hit(*lookup, &hit, &lookupErr))
-                        return false;
-                }
-                if (kept != i)
-                    (*hits)[kept] = std::move(hit);
-                ++kept;
-            }
-            hits->resize(kept);
-            return true;
-        };
-    }
-    DirectRows rows(db, sql, values);
-    if (!rows.isReady()) {
-        *err = rows.error();
-        return false;
-    }
-    // Whether the hit read from `rows` is handed on; false for a game that could not be read.
-    const auto readHit = [&](FindHit *hit) {
-        if (reader.hit(rows, hit, &lookupErr))
-            return true;
-        *err = lookupErr;
+    FindPostings::Rows postings(SqliteHandle(db));
+    const auto postingsFailed = [&] {
+        *err = StoreError::fromSql(postings.Error(), db);
         return false;
     };
+    std::vector<qint64> parts;
+    std::vector<quint64> keys;
+    if (request.Criteria.GameId == 0 && (!words.isEmpty() || !seams.isEmpty())) {
+        if (!postings.Parts(&parts) || !narrowingWords(&postings, parts, words, seams, &keys))
+            return postingsFailed();
+    }
+    // A hit's id is checked first: one out of range is given in `badId` and ends the read.
+    const auto inRange = [badId](qint64 id) {
+        if (id <= std::numeric_limits<qint32>::max() && id >= 0)
+            return true;
+        *badId = id;
+        return false;
+    };
+    HitReader reader(db);
+    ErrObject lookupErr;
+    if (keys.empty()) {
+        // One game's files are few, and a phrase without a word has no candidates to narrow to:
+        // every chosen file is checked. A game's files are found through the index on the game.
+        const QString files = request.Criteria.GameId != 0 ? QStringLiteral("file f") : file;
+        DirectRows rows(db,
+                        fileStatement(files + QStringLiteral(" CROSS JOIN find_plain i ON i.file_id = f.auto_id"),
+                                      withCriteria({}), QStringLiteral("f.auto_id"), QStringLiteral(", i.fields")),
+                        criteriaValues);
+        if (!rows.isReady()) {
+            *err = rows.error();
+            return false;
+        }
+        CandidateCheck checks(request, dictionary, out);
+        bool going = true;
+        const bool read = eachRow(
+            rows,
+            [&] {
+                FindHit hit;
+                if (!reader.hit(rows, &hit, &lookupErr))
+                    return going = false;
+                return going = checks.add(std::move(hit), rows.bytesView(4));
+            },
+            err, badId);
+        if (!read)
+            return false;
+        if (going && *badId == 0 && !lookupErr.isError())
+            checks.finish();
+        if (checks.damagedId() != 0)
+            lookupErr = FindIndex::UnreadableText(db, checks.damagedId());
+        if (lookupErr.isError()) {
+            *err = lookupErr;
+            return false;
+        }
+        return true;
+    }
     if (decided) {
-        // Every file the index gives is a hit, unless the criteria leave it out. The files' rows
-        // are read alongside, both in order of id: a common phrase is in most files, and stepping
-        // on to the next row costs a fraction of finding each from the top of the table's index.
-        // Where the next hit is further on than a few rows, it is found from the top.
-        constexpr int stepsBeforeSeek = 8;
-        QVariantList fileValues = QVariantList{0} + criteriaValues;
-        DirectRows files(db, fileStatement(file, withCriteria({QStringLiteral("f.auto_id >= ?")}),
-                                           QStringLiteral("f.auto_id")));
+        // Every file the index gives is a hit, unless the criteria leave it out; the files' rows
+        // are read beside them, and their games filled in a few hundred at a time.
+        RowsBeside files(db,
+                         fileStatement(file, withCriteria({QStringLiteral("f.auto_id >= ?")}),
+                                       QStringLiteral("f.auto_id")),
+                         QVariantList{0} + criteriaValues);
         if (!files.isReady()) {
             *err = files.error();
             return false;
         }
-        // The id of the row `files` is on; -1 before the first.
-        qint64 at = -1;
-        bool filesEnded = false;
-        bool filesFailed = false;
-        const auto stepFiles = [&] {
-            if (files.next()) {
-                at = files.id64(0);
-                return;
-            }
-            filesEnded = true;
-            if (!files.done()) {
-                filesFailed = true;
-                *err = files.error();
-            }
-        };
-        // Their games are filled in a few hundred at a time.
         constexpr qsizetype chunk = 256;
         QVector<FindHit> hits;
         bool going = true;
         const auto handOver = [&] {
-            if (!reader.games(&hits, &lookupErr)) {
-                *err = lookupErr;
+            if (!reader.games(&hits, &lookupErr))
                 return going = false;
-            }
             for (FindHit &hit : hits) {
                 if (!(going = out->add(std::move(hit))))
                     break;
@@ -426,60 +361,116 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
             hits.clear();
             return going;
         };
-        const bool read = eachRow(
-            rows,
-            [&] {
-                const qint32 id = rows.id(0);
-                for (int steps = 0; at >= 0 && at < id && steps < stepsBeforeSeek && !filesEnded; ++steps)
-                    stepFiles();
-                if (at < id && !filesEnded) {
-                    fileValues[0] = id;
-                    if (!files.run(fileValues)) {
-                        *err = files.error();
-                        filesFailed = true;
-                        return false;
-                    }
-                    stepFiles();
-                }
-                // No file is left at or past this one.
-                if (filesEnded)
+        bool filesFailed = false;
+        if (!FindPostings::ForEachFile(&postings, keys, parts, [&](qint64 id) {
+                if (!inRange(id))
                     return false;
-                if (at != id)
+                switch (files.seek(id)) {
+                case RowsBeside::At::Failed:
+                    filesFailed = true;
+                    return false;
+                case RowsBeside::At::Ended:
+                    return false;
+                case RowsBeside::At::Missing:
                     return true;
+                case RowsBeside::At::Found:
+                    break;
+                }
+                DirectRows &row = files.row();
                 FindHit &hit = hits.emplace_back();
-                hit.FileId = id;
-                hit.GameId = files.id(1);
-                hit.SubCat = files.code(2);
-                hit.Desc = files.text(3);
+                hit.FileId = qint32(id);
+                hit.GameId = row.id(1);
+                hit.SubCat = row.code(2);
+                hit.Desc = row.text(3);
                 return hits.size() < chunk || handOver();
-            },
-            err, badId);
-        if (filesFailed)
+            }))
+            return postingsFailed();
+        if (filesFailed) {
+            *err = files.error();
             return false;
-        if (read && going)
+        }
+        if (going && *badId == 0)
             handOver();
-        return read && !lookupErr.isError();
+        if (lookupErr.isError()) {
+            *err = lookupErr;
+            return false;
+        }
+        return true;
     }
+    // Most candidates of a phrase the words do not decide are not hits: they are checked on their
+    // packed fields first, read beside them. A hit is listed with the game and category kept beside
+    // them, and the description within them; only a file indexed by an earlier Lorekeep, which kept
+    // neither, is looked up, and its category checked then.
+    QVariantList plainValues;
+    QStringList where;
+    const bool hitColumns = FindIndex::HasHitColumns(db);
+    if (hitColumns) {
+        const QString kept = criteriaTerms(request.Criteria, &plainValues, QStringLiteral("i"));
+        if (!kept.isEmpty())
+            where << QStringLiteral("(i.game_id IS NULL OR ") + kept + QLatin1Char(')');
+    }
+    DirectRows lookup(db,
+                      fileStatement(file, withCriteria({QStringLiteral("f.auto_id = ?")}), QStringLiteral("f.auto_id")));
+    if (!lookup.isReady()) {
+        *err = lookup.error();
+        return false;
+    }
+    const auto complete = [&, lookupValues = QVariantList{0} + criteriaValues](QVector<FindHit> *hits) mutable {
+        if (!reader.readGames(*hits, &lookupErr))
+            return false;
+        qsizetype kept = 0;
+        for (qsizetype i = 0; i < hits->size(); ++i) {
+            FindHit &hit = (*hits)[i];
+            // No game is 0: a file whose game is gone still names the game it had.
+            if (hit.GameId != 0) {
+                if (!reader.game(&hit, &lookupErr))
+                    return false;
+            } else {
+                lookupValues[0] = hit.FileId;
+                if (!lookup.run(lookupValues) || !lookup.next()) {
+                    if (!lookup.done())
+                        lookupErr = lookup.error();
+                    if (lookupErr.isError())
+                        return false;
+                    continue;
+                }
+                if (!reader.hit(lookup, &hit, &lookupErr))
+                    return false;
+            }
+            if (kept != i)
+                (*hits)[kept] = std::move(hit);
+            ++kept;
+        }
+        hits->resize(kept);
+        return true;
+    };
     CandidateCheck checks(request, dictionary, out, complete);
     bool going = true;
-    const bool read = eachRow(
-        rows,
-        [&] {
-            if (complete) {
-                FindHit hit;
-                hit.FileId = rows.id(0);
-                hit.GameId = rows.id(1);
-                hit.SubCat = rows.code(2);
-                going = checks.add(std::move(hit), rows.bytesView(3));
-            } else {
-                FindHit hit;
-                going = readHit(&hit) && checks.add(std::move(hit), rows.bytesView(4));
-            }
-            return going;
-        },
-        err, badId);
-    if (!read)
+    CandidateRows plain(
+        db,
+        QStringLiteral("i.file_id, ") +
+            (hitColumns ? QStringLiteral("i.game_id, i.sub_cat") : QStringLiteral("NULL, NULL")) +
+            QStringLiteral(", i.fields"),
+        QStringLiteral("find_plain i"), where, plainValues, [&](DirectRows &row) {
+            FindHit hit;
+            hit.FileId = row.id(0);
+            hit.GameId = row.id(1);
+            hit.SubCat = row.code(2);
+            return going = checks.add(std::move(hit), row.bytesView(3));
+        });
+    if (!plain.isReady()) {
+        *err = plain.error();
         return false;
+    }
+    if (!FindPostings::ForEachFile(&postings, keys, parts,
+                                   [&](qint64 id) { return inRange(id) && plain.add(id); }))
+        return postingsFailed();
+    if (going && *badId == 0 && !plain.failed())
+        plain.flush();
+    if (plain.failed()) {
+        *err = plain.error();
+        return false;
+    }
     if (going && *badId == 0)
         checks.finish();
     if (checks.damagedId() != 0) {

@@ -226,7 +226,7 @@ QStringList earlierFindIndex()
     return {QStringLiteral("DROP TRIGGER find_file_insert"), QStringLiteral("DROP TRIGGER find_file_update"),
          QStringLiteral("DROP TRIGGER find_file_delete"), QStringLiteral("DROP TABLE find_pending"),
          QStringLiteral("DROP TABLE find_plain"), QStringLiteral("DROP TABLE find_dictionary"),
-         QStringLiteral("DROP TABLE find_text"),
+         QStringLiteral("DROP TABLE find_word"),
          QStringLiteral("CREATE VIRTUAL TABLE find_text USING fts5(desc, src, body, tokenize = 'trigram "
                         "case_sensitive 1', detail = none)"),
          QStringLiteral("CREATE TABLE find_pending (file_id INTEGER PRIMARY KEY)"),
