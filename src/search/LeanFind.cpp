@@ -12,7 +12,6 @@
 #include <QFuture>
 #include <QtConcurrent/QtConcurrentMap>
 
-
 #include <algorithm>
 #include <cstring>
 #include <limits>
@@ -302,6 +301,18 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
     };
     HitReader reader(db);
     ErrObject lookupErr;
+    // The candidates left once every one was handed to `checks`, unless the read was stopped
+    // (`going` false) or ended at an id out of range; then why the search failed, if it did.
+    const auto endChecks = [&](CandidateCheck *checks, bool going) {
+        if (going && *badId == 0 && !lookupErr.isError())
+            checks->finish();
+        if (checks->damagedId() != 0)
+            lookupErr = FindIndex::UnreadableText(db, checks->damagedId());
+        if (!lookupErr.isError())
+            return true;
+        *err = lookupErr;
+        return false;
+    };
     if (keys.empty()) {
         // One game's files are few, and a phrase without a word has no candidates to narrow to:
         // every chosen file is checked. A game's files are found through the index on the game.
@@ -325,17 +336,7 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
                 return going = checks.add(std::move(hit), rows.bytesView(4));
             },
             err, badId);
-        if (!read)
-            return false;
-        if (going && *badId == 0 && !lookupErr.isError())
-            checks.finish();
-        if (checks.damagedId() != 0)
-            lookupErr = FindIndex::UnreadableText(db, checks.damagedId());
-        if (lookupErr.isError()) {
-            *err = lookupErr;
-            return false;
-        }
-        return true;
+        return read && endChecks(&checks, going);
     }
     if (decided) {
         // Every file the index gives is a hit, unless the criteria leave it out; the files' rows
@@ -471,15 +472,5 @@ bool FileSearchParts::leanFind(const QSqlDatabase &db, const FindRequest &reques
         *err = plain.error();
         return false;
     }
-    if (going && *badId == 0)
-        checks.finish();
-    if (checks.damagedId() != 0) {
-        *err = FindIndex::UnreadableText(db, checks.damagedId());
-        return false;
-    }
-    if (lookupErr.isError()) {
-        *err = lookupErr;
-        return false;
-    }
-    return true;
+    return endChecks(&checks, going);
 }
