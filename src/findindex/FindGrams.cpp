@@ -206,7 +206,7 @@ constexpr int commonShare = 20;
 constexpr qsizetype fewestSamples = 100;
 
 // The seam of the blank at `at` in `text`, which has two bytes before it and one after.
-quint32 seamKey(std::string_view text, size_t at)
+quint32 seamAt(std::string_view text, size_t at)
 {
     return quint32(quint8(text[at - 2])) << 16 | quint32(quint8(text[at - 1])) << 8 | quint32(quint8(text[at + 1]));
 }
@@ -222,7 +222,7 @@ void addSeams(std::string_view text, KeySet<quint32> *seams)
         at = static_cast<const char *>(memchr(at, ' ', size_t(end - at)));
         if (!at)
             break;
-        seams->add(seamKey(text, size_t(at - begin)));
+        seams->add(seamAt(text, size_t(at - begin)));
     }
 }
 
@@ -306,7 +306,7 @@ QList<FindGrams::Word> FindGrams::PhraseSeams(const QString &phrase, const Seams
     for (size_t at = 2; at + 1 < bytes.size(); ++at) {
         if (bytes[at] != ' ')
             continue;
-        const quint32 seam = seamKey(bytes, at);
+        const quint32 seam = seamAt(bytes, at);
         if (common && common->Contains(seam))
             continue;
         const quint64 key = SeamKey(seam);

@@ -76,14 +76,21 @@ int partCount(const QSqlDatabase &db, const QString &condition = {})
     return query.value(0).toInt();
 }
 
+// Whether the store file's schema has a `type` named `name`; false when that cannot be read.
+bool inSchema(const QSqlDatabase &db, const QString &type, const QString &name)
+{
+    StoreQuery query(db);
+    bool found = false;
+    return query.run(QStringLiteral("SELECT 1 FROM sqlite_master WHERE type = ? AND name = ?"), {type, name},
+                     nullptr) &&
+           query.firstRow(&found, nullptr) && found;
+}
+
 // Whether the store has the words of an earlier Lorekeep's index, an FTS5 table, which that
 // Lorekeep may have made anew in a store indexed by this one: every part of it is made anew.
 bool hasOldWords(const QSqlDatabase &db)
 {
-    StoreQuery query(db);
-    bool found = false;
-    return query.run(QStringLiteral("SELECT 1 FROM sqlite_master WHERE name = 'find_text'"), nullptr) &&
-           query.firstRow(&found, nullptr) && found;
+    return inSchema(db, QStringLiteral("table"), QStringLiteral("find_text"));
 }
 
 // An index made by an earlier Lorekeep lacks the one on what a hit lists; it is added by the first
@@ -193,11 +200,7 @@ bool FindIndex::HasSeams(const QSqlDatabase &db)
 
 bool FindIndex::HasHitIndex(const QSqlDatabase &db)
 {
-    StoreQuery query(db);
-    bool found = false;
-    return query.run(QStringLiteral("SELECT 1 FROM sqlite_master WHERE type = 'index' AND name = ?"), {HitIndex},
-                     nullptr) &&
-           query.firstRow(&found, nullptr) && found;
+    return inSchema(db, QStringLiteral("index"), HitIndex);
 }
 
 bool FindIndex::Available(const QSqlDatabase &db)

@@ -194,7 +194,7 @@ FindPostings::Rows::Rows(sqlite3 *db)
                                                       "UPDATE find_word SET ids = ?2 WHERE part = ?1 AND key = ?3")),
       m_delete(std::make_unique<FindQueue::Statement>(db, "DELETE FROM find_word WHERE part = ?1 AND key = ?2")),
       m_nextPart(std::make_unique<FindQueue::Statement>(
-          db, "SELECT part FROM find_word WHERE part > ? ORDER BY part LIMIT 1"))
+          db, "SELECT part FROM find_word WHERE part > ? AND part <= ? ORDER BY part LIMIT 1"))
 {}
 
 FindPostings::Rows::~Rows() = default;
@@ -270,8 +270,7 @@ bool FindPostings::Rows::Parts(std::vector<qint64> *parts)
     qint64 after = std::numeric_limits<qint64>::min();
     for (bool found = true; found;) {
         found = false;
-        // The statement takes one value: the second is bound to nothing.
-        if (!m_nextPart->forEachRow(after, 0, [&](sqlite3_stmt *row) {
+        if (!m_nextPart->forEachRow(after, std::numeric_limits<qint64>::max(), [&](sqlite3_stmt *row) {
                 after = sqlite3_column_int64(row, 0);
                 found = true;
                 return false;
